@@ -1,0 +1,58 @@
+// What the networking library tells about a running transfer, and why one failed.
+#ifndef MTLLIB_TRANSFER_PROGRESS_H_
+#define MTLLIB_TRANSFER_PROGRESS_H_
+
+#include <cstddef>
+#include <cstdint>
+
+namespace Krell {
+namespace Networking {
+
+/// Identifies a request for as long as it runs: compare, never dereference.
+struct ReqTokenGeneralType;
+
+/// The response being received; opaque to hosts.
+class Response;
+
+/// The state of one running transfer. Owned by the networking library, valid during
+/// the callback that receives it.
+struct TransferProgress {
+  /// Set to 1 by the data callback to end the transfer. Hosts leave it alone and
+  /// answer HostCallback::isAborted instead.
+  std::uint32_t abort;
+  /// Bytes of the response body received so far for this request.
+  std::int64_t receivedBytes;
+};
+
+static_assert(offsetof(TransferProgress, abort) == 0, "record layout");
+static_assert(offsetof(TransferProgress, receivedBytes) == 8, "record layout");
+
+/// Why a transfer failed: the "reason" of the message
+/// "Connection error: reason=%d extraF=%x underlying=%d".
+enum ConnectionErrorReason : std::uint32_t {
+  CONNECTION_ERROR_RESOLVE = 1,      ///< The server's name could not be resolved.
+  CONNECTION_ERROR_CONNECT = 2,      ///< No connection to the server.
+  CONNECTION_ERROR_TLS = 3,          ///< The TLS handshake or a TLS record failed.
+  CONNECTION_ERROR_PROXY = 4,        ///< The proxy could not be reached or refused.
+  CONNECTION_ERROR_SEND = 5,         ///< The request could not be sent.
+  CONNECTION_ERROR_RECEIVE = 6,      ///< The connection broke before or in the response.
+  CONNECTION_ERROR_TRUNCATED = 7,    ///< The body is shorter than announced.
+  CONNECTION_ERROR_TIMEOUT = 8,      ///< Connecting took too long, or the transfer stalled.
+  CONNECTION_ERROR_ABORTED = 9,      ///< The client pool was destroyed meanwhile.
+  CONNECTION_ERROR_PROTOCOL = 10,    ///< The answer is not valid HTTP.
+  CONNECTION_ERROR_MEMORY = 11,      ///< Out of memory.
+  CONNECTION_ERROR_OTHER = 12,       ///< Anything else.
+  CONNECTION_ERROR_CERTIFICATE = 13  ///< The server's certificate could not be verified.
+};
+
+/// The flags of the same message ("extraF").
+enum ConnectionErrorFlags : std::uint32_t {
+  /// "underlying" is an error number of the operating system; without this flag it
+  /// is libcurl's CURLcode.
+  CONNECTION_ERROR_SYSTEM_NUMBER = 0x1000
+};
+
+}  // namespace Networking
+}  // namespace Krell
+
+#endif  // MTLLIB_TRANSFER_PROGRESS_H_
