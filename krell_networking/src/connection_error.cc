@@ -1,0 +1,82 @@
+// One table from CURLcode to reason, and the system's error number where one is known.
+#include "connection_error.h"
+
+namespace Krell {
+namespace Networking {
+
+namespace {
+
+ConnectionErrorReason reasonOf(CURLcode code) {
+  switch (code) {
+    case CURLE_COULDNT_RESOLVE_HOST:
+      return CONNECTION_ERROR_RESOLVE;
+    case CURLE_COULDNT_CONNECT:
+    case CURLE_INTERFACE_FAILED:
+      return CONNECTION_ERROR_CONNECT;
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_SHUTDOWN_FAILED:
+    case CURLE_USE_SSL_FAILED:
+      return CONNECTION_ERROR_TLS;
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_ISSUER_ERROR:
+    case CURLE_SSL_INVALIDCERTSTATUS:
+      return CONNECTION_ERROR_CERTIFICATE;
+    case CURLE_COULDNT_RESOLVE_PROXY:
+    case CURLE_PROXY:
+      return CONNECTION_ERROR_PROXY;
+    case CURLE_SEND_ERROR:
+      return CONNECTION_ERROR_SEND;
+    case CURLE_RECV_ERROR:
+    case CURLE_GOT_NOTHING:
+      return CONNECTION_ERROR_RECEIVE;
+    case CURLE_PARTIAL_FILE:
+      return CONNECTION_ERROR_TRUNCATED;
+    case CURLE_OPERATION_TIMEDOUT:
+      return CONNECTION_ERROR_TIMEOUT;
+    case CURLE_ABORTED_BY_CALLBACK:
+      return CONNECTION_ERROR_ABORTED;
+    case CURLE_UNSUPPORTED_PROTOCOL:
+    case CURLE_WEIRD_SERVER_REPLY:
+    case CURLE_BAD_CONTENT_ENCODING:
+      return CONNECTION_ERROR_PROTOCOL;
+    case CURLE_OUT_OF_MEMORY:
+      return CONNECTION_ERROR_MEMORY;
+    default:
+      return CONNECTION_ERROR_OTHER;
+  }
+}
+
+// A tunnel that the proxy would not open shows as a receive error.
+bool tunnelRefused(CURL* easy) {
+  long status = 0;
+  curl_easy_getinfo(easy, CURLINFO_HTTP_CONNECTCODE, &status);
+  return status != 0 && status / 100 != 2;
+}
+
+int systemNumber(CURL* easy, ConnectionErrorReason reason) {
+  if (reason != CONNECTION_ERROR_CONNECT && reason != CONNECTION_ERROR_SEND &&
+      reason != CONNECTION_ERROR_RECEIVE) {
+    return 0;
+  }
+  long number = 0;
+  curl_easy_getinfo(easy, CURLINFO_OS_ERRNO, &number);
+  return static_cast<int>(number);
+}
+
+}  // namespace
+
+ConnectionError describeFailure(CURL* easy, CURLcode code, bool viaProxy) {
+  ConnectionErrorReason reason = reasonOf(code);
+  const int number = systemNumber(easy, reason);
+  if (viaProxy && (reason == CONNECTION_ERROR_CONNECT || tunnelRefused(easy))) {
+    reason = CONNECTION_ERROR_PROXY;
+  }
+  if (number != 0) return {reason | CONNECTION_ERROR_SYSTEM_NUMBER, number};
+  return {reason, static_cast<std::int32_t>(code)};
+}
+
+}  // namespace Networking
+}  // namespace Krell

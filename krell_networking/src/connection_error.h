@@ -1,0 +1,18 @@
+// Translating libcurl's failures into the library's own enumeration.
+#ifndef KRELL_NETWORKING_CONNECTION_ERROR_H_
+#define KRELL_NETWORKING_CONNECTION_ERROR_H_
+
+#include <curl/curl.h>
+
+#include "net/http_client.h"
+
+namespace Krell {
+namespace Networking {
+
+/// Describes the failure `code` of the transfer that `easy` ran, through a proxy or not.
+ConnectionError describeFailure(CURL* easy, CURLcode code, bool viaProxy);
+
+}  // namespace Networking
+}  // namespace Krell
+
+#endif  // KRELL_NETWORKING_CONNECTION_ERROR_H_

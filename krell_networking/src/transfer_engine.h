@@ -1,0 +1,132 @@
+// TransferEngine: the one thread behind a pool, which drives libcurl for all clients.
+#ifndef KRELL_NETWORKING_TRANSFER_ENGINE_H_
+#define KRELL_NETWORKING_TRANSFER_ENGINE_H_
+
+#include <curl/curl.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "evbuffer.h"
+#include "header_fields.h"
+#include "net/http_client.h"
+#include "ssl_configuration.h"
+
+namespace Krell {
+namespace Networking {
+
+/// What bounds a transfer. Nothing may hang a host.
+struct TransferLimits {
+  /// Resolving, connecting and the TLS handshake together.
+  long connectMilliseconds = 30000;
+  /// A transfer that moves less than one byte a second for so long has stalled.
+  long stallSeconds = 60;
+  /// The data callback is called so often at least, well within a tenth of a second.
+  std::chrono::milliseconds callbackInterval{40};
+};
+
+/// How the clients of a pool connect; complete before the first request.
+struct TransferConfiguration {
+  std::string host;
+  int port = 0;
+  bool tls = false;
+  ClientSSLConfiguration ssl;
+  std::string proxyHost;  ///< Empty connects directly.
+  int proxyPort = 0;
+  HeaderFields headers;
+  HttpClient::Callbacks callbacks{};
+  void* userPointer = nullptr;
+  TransferLimits limits;
+};
+
+/// Runs the requests of a fixed number of clients on a thread of its own, started with
+/// the first request. All connections are kept in one cache, so that a client uses
+/// whichever is idle; never more than one a client.
+///
+/// Hand-over: what callbacks wrote is visible to whoever was told, by waitAvailable() or
+/// waitFinished(), that the client is idle. Both sides take the mutex.
+class TransferEngine {
+ public:
+  explicit TransferEngine(HttpClient* clients, int count);
+  ~TransferEngine();
+  TransferEngine(const TransferEngine&) = delete;
+  TransferEngine& operator=(const TransferEngine&) = delete;
+
+  TransferConfiguration& configuration() { return configuration_; }
+
+  /// Queues a GET on an idle client; the reason in `error` when it cannot.
+  bool start(int index, const char* path, ReqTokenGeneralType* token, ErrorChain& error);
+  void waitFinished(int index);
+  /// The index of a client that may be used, -1 when the engine is stopping.
+  int waitAvailable();
+
+ private:
+  enum class State { kIdle, kRunning, kFinished };
+  using Clock = std::chrono::steady_clock;
+
+  struct EasyCleanup {
+    void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+  };
+  struct MultiCleanup {
+    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+  };
+  struct ListCleanup {
+    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+  };
+
+  /// One client's transfer. `state` and `finishedAs` are guarded by the mutex; the rest
+  /// belongs to the engine's thread while the client runs and to the caller otherwise.
+  struct Transfer {
+    TransferEngine* engine = nullptr;
+    HttpClient* client = nullptr;
+    State state = State::kIdle;
+    std::uint64_t finishedAs = 0;
+    std::unique_ptr<CURL, EasyCleanup> easy;
+    ReqTokenGeneralType* token = nullptr;
+    bool active = false;
+    bool statusReported = false;
+    TransferProgress progress{};
+    Evbuffer data{};
+    Clock::time_point lastCallback;
+  };
+
+  bool prepare(Transfer& transfer, const char* path);
+  bool configureEasy(Transfer& transfer);
+  bool buildHeaderList();
+  bool launchThread();
+  int pickAvailable() const;
+
+  void run();
+  bool takeRequests();
+  void collectFinished();
+  void callIdleClients();
+  void finish(Transfer& transfer, CURLcode code);
+  bool deliver(Transfer& transfer, const char* bytes, std::size_t size);
+  void reportStatus(Transfer& transfer);
+
+  static std::size_t onBody(char* bytes, std::size_t unit, std::size_t count, void* transfer);
+
+  TransferConfiguration configuration_;
+  std::vector<Transfer> transfers_;
+  std::unique_ptr<curl_slist, ListCleanup> headerList_;
+  std::unique_ptr<CURLM, MultiCleanup> multi_;
+  std::thread thread_;
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<Transfer*> pending_;
+  std::uint64_t finishedCount_ = 0;
+  int waiting_ = 0;
+  bool stopping_ = false;
+};
+
+}  // namespace Networking
+}  // namespace Krell
+
+#endif  // KRELL_NETWORKING_TRANSFER_ENGINE_H_

@@ -1,0 +1,140 @@
+// HttpClient and HttpClientPool: a fixed number of HTTP clients that share one server.
+#ifndef MTLLIB_NET_HTTP_CLIENT_H_
+#define MTLLIB_NET_HTTP_CLIENT_H_
+
+#include "mtllib/transfer_progress.h"
+#include "net/buffer.h"
+#include "net/context.h"
+#include "net/err.h"
+#include "net/headers.h"
+
+namespace Krell {
+namespace Networking {
+
+class HttpClient;
+class TransferEngine;
+
+/// Identifies a request to the library; unused by callers that pass null.
+struct ReqIDGeneralType;
+
+/// An address to bind to; only null is supported.
+struct IP;
+
+/// Why a request failed, as told to the error callback.
+struct ConnectionError {
+  /// Low 12 bits: ConnectionErrorReason. Upper 20: ConnectionErrorFlags.
+  std::uint32_t code;
+  /// An operating system's error number or a CURLcode, as the flags say.
+  std::int32_t underlying;
+};
+
+static_assert(sizeof(ConnectionError) == 8, "two 32-bit words");
+
+/// What a callback learns of where it was called.
+struct CallbackContext {
+  HttpClient* client;
+  void* userPointer;  ///< As given to HttpClientPool::setCallbacks.
+};
+
+/// The response being received; valid during a data callback.
+class Response {
+ public:
+  /// Moves the bytes that arrived since the last call into `buffer`.
+  KRELL_EXPORT krbool getResponseData(Buffer& buffer);
+
+  Evbuffer* data = nullptr;
+};
+
+/// One client: one request at a time.
+class HttpClient {
+ public:
+  /// Called on the library's thread, one call at a time for all clients of a pool:
+  /// `onStatus` once per response, then `onData` for each piece of the body and at
+  /// least ten times a second while the request runs, then `onError` if the request
+  /// failed otherwise than through the abort flag. They must not throw.
+  struct Callbacks {
+    std::int32_t flags;  ///< kSerialized
+    void (*onSent)(CallbackContext* context, ReqTokenGeneralType* token);
+    void (*onStatus)(CallbackContext* context, ReqTokenGeneralType* token,
+                     const std::uint32_t* status);
+    void (*onData)(CallbackContext* context, ReqTokenGeneralType* token, TransferProgress* progress,
+                   Response* response);
+    void (*onError)(CallbackContext* context, const ConnectionError* error,
+                    ReqTokenGeneralType* token);
+    void (*reserved1)();
+    void (*reserved2)();
+  };
+
+  /// Values of Callbacks::flags.
+  enum CallbackFlags : std::int32_t {
+    kSerialized = 64  ///< The caller relies on callbacks that never overlap.
+  };
+
+  enum Method : unsigned { kGet = 1 };
+
+  /// Starts a GET of `path`, which is sent as it stands: it must begin with '/' and hold
+  /// neither spaces nor control characters. `token` is handed to the callbacks. `body`
+  /// and `id` must be null. Returns 0, with the reason in `err`, when nothing was
+  /// started.
+  KRELL_EXPORT krbool request(Err& err, const char* path, unsigned method,
+                              ReqTokenGeneralType* token, Buffer* body, ReqIDGeneralType** id);
+
+  /// Waits until the client's request has finished and its callbacks have returned,
+  /// whose writes are then visible to the caller. `id` must be null.
+  KRELL_EXPORT krbool waitForRequestCompletion(ReqIDGeneralType* id);
+
+ private:
+  friend class HttpClientPool;
+  TransferEngine* engine_ = nullptr;
+  std::int32_t index_ = 0;
+};
+
+/// Five, or any fixed number of, clients for one server. Configure the pool before the
+/// first request. One thread at a time uses a pool and its clients, except destroy().
+class HttpClientPool {
+ public:
+  enum Mode : unsigned {
+    kBackground = 2  ///< Transfers run on the library's own thread.
+  };
+
+  KRELL_EXPORT krbool initialize(int clientCount);
+  KRELL_EXPORT krbool setMode(Err& err, unsigned mode);
+  KRELL_EXPORT krbool setServer(Err& err, const char* host, int port, IP* bindTo);
+  /// Turns on TLS.
+  KRELL_EXPORT krbool setSSLContext(Err& err, const ClientSSLConfiguration* configuration);
+  /// Plain HTTP to the proxy, CONNECT through it for TLS; null connects directly.
+  KRELL_EXPORT krbool setProxyServer(Err& err, const char* host, int port);
+  KRELL_EXPORT krbool setCallbacks(Err& err, const HttpClient::Callbacks& callbacks,
+                                   void* userPointer);
+  /// Sends a copy of the fields with every request; with `append` beside those set
+  /// before, else instead of them.
+  KRELL_EXPORT krbool setHeaders(Err& err, Headers& headers, krbool append);
+
+  /// Blocks until a client is idle: its request finished, its callbacks returned, and
+  /// their writes visible to the caller. Hands out the lowest client that holds no
+  /// finished request, or else the one that finished first. Null when the pool is
+  /// being destroyed.
+  KRELL_EXPORT HttpClient* waitAvailable(int* index);
+
+  /// The client with this index, 0 to the count less 1.
+  HttpClient& client(int index) { return clients_[index]; }
+
+  /// Ends running transfers at once, then stops and frees the clients. No callback is
+  /// called after it returned.
+  KRELL_EXPORT void destroy();
+
+ private:
+  TransferEngine* engine(Err& err, const char* tag) const;
+
+  HttpClient* clients_ = nullptr;
+  std::int32_t clientCount_ = 0;
+  std::int32_t mode_ = -1;
+};
+
+static_assert(sizeof(HttpClientPool) == 16, "a pointer and two 32-bit words");
+static_assert(sizeof(HttpClient::Callbacks) == 7 * sizeof(void*), "record layout");
+
+}  // namespace Networking
+}  // namespace Krell
+
+#endif  // MTLLIB_NET_HTTP_CLIENT_H_
