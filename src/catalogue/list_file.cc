@@ -1,0 +1,178 @@
+// Fetching filelist.json, and selecting from it what to download.
+#include "catalogue/list_file.h"
+
+#include <json/reader.h>
+#include <json/value.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "catalogue/paths.h"
+#include "http/http_getter.h"
+#include "mtllib/allocation.h"
+#include "plugin/error_chain.h"
+#include "qutils/file_system.h"
+#include "qutils/utf.h"
+
+using QUtils::CharString;
+using QUtils::PStream;
+
+namespace {
+
+constexpr const char* kListName = "filelist.json";
+constexpr const char* kDownloadTag = "DownloaderImpl::downloadListFile";
+constexpr const char* kParseTag = "DownloaderImpl::parseListFile";
+constexpr std::int64_t kLargestList = 1073741824;
+constexpr std::int64_t kBufferStep = 100;
+constexpr std::size_t kLongestJsonMessage = 512;
+
+std::int64_t integerMember(const Json::Value& element, const char* key) {
+  const Json::Value& member = element[key];
+  return member.isInt64() ? member.asInt64() : 0;
+}
+
+// Whether the entry is to be fetched; sets `error` for one that must not be.
+bool isSelected(const DownloaderImpl& downloader, const Json::Value& element, const char* path,
+                ErrorChain& error) {
+  const Json::Value& member = element["download"];
+  const std::string policy = member.isString() ? member.asString() : "always";
+  if (policy != "always" && policy != "missing") return false;
+  if (!staysBelow(path)) {
+    setError(error, kParseTag, -1, "Path leaves the target directory: \"%s\"", path);
+    return false;
+  }
+  return policy == "always" ||
+         !QUtils::pathExists(downloader.makeFullPath(path, PathSide::kLocal).text());
+}
+
+void addEntry(const DownloaderImpl& downloader, const Json::Value& element,
+              DownloaderImpl::ListFile& list, ErrorChain& error) {
+  if (!element.isObject()) {
+    setError(error, kParseTag, -1, "Parsing json file list failed (object expceted)");
+    return;
+  }
+  const Json::Value& member = element["path"];
+  const CharString path(member.isString() ? member.asCString() : nullptr);
+  if (path.empty() || !isSelected(downloader, element, path.text(), error)) return;
+  list.resizeList(list.count + 1, false);
+  DownloaderImpl::ListFile::init(list.entries[static_cast<std::size_t>(list.count - 1)], error,
+                                 path, integerMember(element, "size"),
+                                 integerMember(element, "jpegSize"));
+}
+
+// The last byte is not given to the parser: a list ends with one that is not part of
+// the JSON text, a newline as a rule.
+void parseText(const DownloaderImpl& downloader, const char* text, std::int64_t size,
+               DownloaderImpl::ListFile& list, ErrorChain& error) {
+  try {
+    Json::Reader reader;
+    Json::Value root;
+    if (!reader.parse(text, text + size - 1, root, false)) {
+      const std::string messages =
+          reader.getFormattedErrorMessages().substr(0, kLongestJsonMessage);
+      setError(error, kParseTag, -1, "Parsing json file list failed: %s", messages.c_str());
+      return;
+    }
+    for (const Json::Value& element : root) {
+      addEntry(downloader, element, list, error);
+      if (error) return;
+    }
+  } catch (const Json::Exception& exception) {
+    setError(error, kParseTag, -1, "Exception parsing json file list: %s", exception.what());
+  }
+}
+
+// A new text of `size` bytes read from the stream; null, with `error` set, on failure.
+QUtils::Utf8Text readText(PStream& stream, std::int64_t size, ErrorChain& error) {
+  const std::int64_t capacity = (size / kBufferStep + 1) * kBufferStep;
+  QUtils::Utf8Text text(static_cast<char*>(QUtils::qmalloc(static_cast<std::size_t>(capacity))));
+  if (text != nullptr) error = stream.ReadBuffer(text.get(), static_cast<std::uint32_t>(size));
+  if (text != nullptr && !error) return text;
+  pushError(error, kParseTag, -1, "Reading json file list failed");
+  return nullptr;
+}
+
+}  // namespace
+
+int DownloaderImpl::downloadListFile(PStream& list) {
+  httpGetter->beginBatch(0, "Getting file list");
+  int client = -1;
+  std::uint32_t hadCompletion = 0;
+  HttpDldDone done;
+  ErrorChain error = httpGetter->waitAvailable(client, hadCompletion, done);
+  if (!error) {
+    CharString path = makeFullPath(kListName, PathSide::kRemote);
+    // In front of the remote path, as it stands; the stamp has it behind.
+    if (!settings->subPath.empty()) path = CharString("/") + settings->subPath + path;
+    error = httpGetter->issueRequest(client, path.text(), &list, 0, 0);
+  }
+  if (error) {
+    pushError(error, kDownloadTag, -1, "Could not download list file (request failed)");
+    callback->reportError(&error);
+    return -1;
+  }
+  httpGetter->waitForRequestCompletion(done);
+  callback->endProgress();
+  done.expectStatus();
+  if (!done.error) return 0;
+  pushError(done.error, kDownloadTag, -1, "Could not download list file");
+  callback->reportError(&done.error);
+  return -1;
+}
+
+int DownloaderImpl::parseListFile(PStream& stream, ListFile& list) {
+  stream.Seek(0);
+  const std::int64_t size = stream.GetSize();
+  if (size < 1 || size > kLargestList) {
+    callback->logWarning("Incorrect size of json file list (%lli bytes)",
+                         static_cast<long long>(size));
+    return -1;
+  }
+  ErrorChain error;
+  if (const QUtils::Utf8Text text = readText(stream, size, error)) {
+    parseText(*this, text.get(), size, list, error);
+  }
+  if (!error) return 0;
+  callback->reportError(&error);
+  return -1;
+}
+
+void DownloaderImpl::ListFile::resizeList(std::int32_t newCount, bool exact) {
+  if (newCount > capacity) {
+    if (exact) {
+      capacity = newCount;
+    } else if (growStep >= 1) {
+      capacity = newCount + (growStep - newCount % growStep);
+    } else if (capacity >= 1) {
+      while (capacity < newCount)
+        capacity *= 2;
+    } else {
+      capacity = newCount;
+    }
+    auto grown = std::make_unique<ListFileEntry[]>(static_cast<std::size_t>(capacity));
+    std::move(entries.get(), entries.get() + count, grown.get());
+    entries = std::move(grown);
+  }
+  count = newCount;
+}
+
+void DownloaderImpl::ListFile::init(ListFileEntry& entry, ErrorChain& error, const CharString& path,
+                                    std::int64_t size, std::int64_t lossySize) {
+  constexpr const char* kMapExtension = ".tx";
+  releaseErrorChain(error);
+  entry.localName = path;
+  entry.remoteName = path;
+  entry.size = size;
+  if (lossySize <= 0) return;
+  entry.size = lossySize;
+  const std::size_t stem = path.length() - std::min(path.length(), std::strlen(kMapExtension));
+  if (std::strcmp(path.text() + stem, kMapExtension) != 0) {
+    setError(error, "DownloaderImpl::ListFile::init", -1,
+             "Unexpected extension for lossy compressed map (expected \".tx\", got \"%s\"",
+             path.text());
+    return;
+  }
+  entry.remoteName.assign(path.text(), static_cast<std::int64_t>(stem));
+  entry.remoteName.append(".jpeg.tx");
+}

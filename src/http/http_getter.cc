@@ -1,0 +1,98 @@
+// Making and ending the getter: the remote address becomes a configured client pool.
+#include "http/http_getter.h"
+
+#include <new>
+
+#include "http/address.h"
+#include "mtllib/allocation.h"
+#include "plugin/downloader.h"
+#include "plugin/error_chain.h"
+
+using Krell::Networking::getKrellNetworkingContext;
+using Krell::Networking::Headers;
+using Krell::Networking::HttpClient;
+using Krell::Networking::HttpClientPool;
+using QUtils::CharString;
+
+namespace {
+
+constexpr const char* kInitTag = "DownloaderImpl::initHttpGetter";
+constexpr const char* kUserAgent = "mtldownloader";
+
+int defaultPort(Address::Kind kind) {
+  return kind == Address::kHttps ? 443 : 80;
+}
+
+const char* textOrNull(const CharString& text) {
+  return text.empty() ? nullptr : text.text();
+}
+
+// Every call is made whatever the others gave; `chain` tells in the end.
+void configurePool(HttpGetter& getter, const Address& server, const CharString& proxyHost,
+                   int proxyPort, ErrorChain& chain) {
+  HttpClientPool& pool = getter.pool;
+  Krell::Err err;
+  pool.setMode(err, HttpClientPool::kBackground);
+  pool.setServer(err, server.host.text(), server.port, nullptr);
+  if (server.kind == Address::kHttps) {
+    pool.setSSLContext(err, getKrellNetworkingContext()->clientSsl);
+  }
+  pool.setProxyServer(err, textOrNull(proxyHost), proxyPort);
+  pool.setCallbacks(err, getter.callbacks, &getter);
+  Headers headers;
+  headers.internalSet("User-Agent", Headers::kStaticText, kUserAgent, Headers::kZeroTerminated, 1,
+                      nullptr);
+  pool.setHeaders(err, headers, 0);
+  if (err.chain) chain = err.chain;
+}
+
+}  // namespace
+
+HttpGetter::HttpGetter(HostCallback* hostCallback)
+    : requestSlots{},
+      callback(hostCallback),
+      totalBytes(0),
+      receivedBytes(0),
+      lastPermille(0),
+      lastMegabytes(0),
+      callbacks{HttpClient::kSerialized, responseSentCb, responseStatusCb, responseProgressCb,
+                responseErrorCb,         nullptr,        nullptr} {}
+
+void destroyHttpGetter(HttpGetter* getter, bool freeMemory) {
+  getter->pool.destroy();
+  getter->~HttpGetter();
+  if (freeMemory) QUtils::qfree(getter);
+}
+
+int DownloaderImpl::initHttpGetter() {
+  if (httpGetter != nullptr) return 0;
+  void* block = QUtils::qmalloc(sizeof(HttpGetter));
+  if (block == nullptr) {
+    ErrorChain chain = makeError(kInitTag, -1, "Out of memory");
+    callback->reportError(&chain);
+    return -1;
+  }
+  httpGetter = new (block) HttpGetter(callback);
+  httpGetter->pool.initialize(kHttpClientCount);
+
+  ErrorChain chain;
+  Address server = splitAddress(settings->remoteAddress.text());
+  if (!server.path.empty()) remotePath = server.path;
+  if (server.kind == Address::kUnknown) {
+    pushError(chain, kInitTag, -1, "Unkown addressing scheme");
+  } else {
+    if (server.port < 0) server.port = defaultPort(server.kind);
+    CharString proxyHost;
+    int proxyPort = 80;
+    getHttpProxyForAddr(server.host.text(), proxyHost, proxyPort);
+    configurePool(*httpGetter, server, proxyHost, proxyPort, chain);
+  }
+  if (!chain) return 0;
+
+  pushError(chain, kInitTag, -1, "Could not use download URL \"%s\"",
+            settings->remoteAddress.text());
+  callback->reportError(&chain);
+  destroyHttpGetter(httpGetter, true);
+  httpGetter = nullptr;
+  return -1;
+}

@@ -1,0 +1,98 @@
+// Handles, null checks and ownership; the work is done elsewhere.
+#include "plugin/entry_points.h"
+
+#include <new>
+
+#include "mtllib/allocation.h"
+#include "net/context.h"
+#include "plugin/downloader.h"
+#include "plugin/error_chain.h"
+#include "qutils/mem_stream.h"
+
+using Krell::Networking::NetworkingContextInitializerRAII;
+
+/// The started networking library, or why it did not start.
+struct NetworkContext {
+  NetworkingContextInitializerRAII initializer;
+  ErrorChain error;
+};
+
+namespace {
+
+constexpr const char* kDefaultRemoteAddress = "http://" MTLLIB_DEFAULT_HOST "/mtllib";
+constexpr const char* kDefaultContextName = "$$temp";
+constexpr std::uint64_t kStampBlockSize = 4096;
+
+extern "C" {
+
+DownloaderImpl* createDownloader(HostCallback* callback, DownloaderSettings* settings) {
+  void* block = QUtils::qmalloc(sizeof(DownloaderImpl));
+  if (block == nullptr) return nullptr;
+  if (settings->remoteAddress.empty()) settings->remoteAddress = kDefaultRemoteAddress;
+  return new (block) DownloaderImpl{nullptr, {}, callback, settings};
+}
+
+void destroyDownloader(DownloaderImpl* downloader) {
+  if (downloader == nullptr) return;
+  if (downloader->httpGetter != nullptr) destroyHttpGetter(downloader->httpGetter, true);
+  downloader->~DownloaderImpl();
+  QUtils::qfree(downloader);
+}
+
+std::int32_t runDownload(DownloaderImpl* downloader) {
+  return downloader != nullptr ? downloader->download() : -1;
+}
+
+std::int32_t checkForUpdate(DownloaderImpl* downloader) {
+  if (downloader == nullptr) return -1;
+  QUtils::PMemStream stamp(kStampBlockSize);
+  const int result = downloader->initHttpGetter();
+  return result == 0 ? downloader->readRemoteIdFile(stamp) : result;
+}
+
+NetworkContext* createNetworkContext() {
+  void* block = QUtils::qmalloc(sizeof(NetworkContext));
+  if (block == nullptr) return nullptr;
+  auto* context = new (block) NetworkContext{};
+  QUtils::CharString message;
+  if (context->initializer.initializeDefault(kDefaultContextName, message) == 0) {
+    pushError(context->error, "NetworkInitializerRAIIImpl::NetworkInitializerRAIIImpl", -1, "%s",
+              message.text());
+  }
+  return context;
+}
+
+void destroyNetworkContext(NetworkContext* context) {
+  if (context == nullptr) return;
+  releaseErrorChain(context->error);
+  NetworkingContextInitializerRAII& initializer = context->initializer;
+  initializer.flags |= NetworkingContextInitializerRAII::kClosing;
+  initializer.deinitialize(
+      (initializer.flags & NetworkingContextInitializerRAII::kInitialized) != 0 ? 1 : 0);
+  context->~NetworkContext();
+  QUtils::qfree(context);
+}
+
+std::int32_t getKrellNetworkingStatus(NetworkContext* context, std::int32_t bufferSize,
+                                      char* buffer) {
+  const ErrorChain chain =
+      context != nullptr ? context->error
+                         : makeError("getKrellNetworkingStatus", -1, "Network not initialized");
+  formatErrorChain(chain, buffer, bufferSize);
+  return errorCode(chain, 0);
+}
+
+}  // extern "C"
+
+}  // namespace
+
+void fillDownloaderInterface(DownloaderInterface* table) {
+  *table = DownloaderInterface{DOWNLOADER_INTERFACE_VERSION,
+                               createDownloader,
+                               destroyDownloader,
+                               runDownload,
+                               checkForUpdate,
+                               createNetworkContext,
+                               destroyNetworkContext,
+                               getKrellNetworkingStatus};
+}
