@@ -69,9 +69,11 @@ krbool parseServerWithPort(const char* begin, const char* end, QUtils::CharStrin
     rest = text.substr(colon);
   }
   // What follows the name is nothing, a lone colon, or a colon and a port.
+  const bool bracketed = name.data() != text.data();
   const bool hasPort = rest.size() > 1;
   const int number = hasPort ? parsePort(rest.substr(1)) : 0;
-  const bool wellFormed = (rest.empty() || rest.front() == ':') && number >= 0;
+  const bool wellFormed = (rest.empty() || rest.front() == ':') && number >= 0 &&
+                          (bracketed || name.find_first_of(":[]") == std::string_view::npos);
   if (!wellFormed) name = text;
   host.assign(name.data(), static_cast<std::int64_t>(name.size()));
   if (wellFormed && hasPort) port = number;

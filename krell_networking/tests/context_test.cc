@@ -1,0 +1,81 @@
+// Starting and stopping the library, and where its trust store comes from.
+#include "net/context.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "ssl_configuration.h"
+
+namespace {
+
+using namespace Krell::Networking;  // NOLINT: the names under test
+
+void setEnvironment(const char* assignment) {
+  // putenv keeps the pointer; the texts are literals.
+  putenv(const_cast<char*>(assignment));
+}
+
+TEST(NetworkingContext, IsThereBetweenTheFirstStartAndTheLastStop) {
+  EXPECT_EQ(getKrellNetworkingContext()->clientSsl, nullptr);
+  NetworkingContextInitializerRAII first;
+  NetworkingContextInitializerRAII second;
+  QUtils::CharString error;
+  EXPECT_NE(first.initializeDefault("$$temp", error), 0);
+  EXPECT_NE(second.initializeDefault("$$temp", error), 0);
+  EXPECT_TRUE(error.empty());
+  first.deinitialize(1);
+  EXPECT_NE(getKrellNetworkingContext()->clientSsl, nullptr);
+  second.deinitialize(1);
+  EXPECT_EQ(getKrellNetworkingContext()->clientSsl, nullptr);
+}
+
+TEST(NetworkingContext, MarksItsInitializer) {
+  NetworkingContextInitializerRAII initializer;
+  QUtils::CharString error;
+  initializer.initializeDefault("$$temp", error);
+  EXPECT_EQ(initializer.flags, 0x2U);
+  initializer.deinitialize(1);
+  EXPECT_EQ(initializer.flags, 0U);
+}
+
+TEST(NetworkingContext, StoppingWhatNeverStartedChangesNothing) {
+  NetworkingContextInitializerRAII running;
+  QUtils::CharString error;
+  running.initializeDefault("$$temp", error);
+  NetworkingContextInitializerRAII never;
+  never.deinitialize(0);
+  EXPECT_NE(getKrellNetworkingContext()->clientSsl, nullptr);
+  running.deinitialize(1);
+}
+
+TEST(NetworkingContext, RefusesAnotherInterfaceVersion) {
+  NetworkingContextInitializerRAII initializer;
+  initializer.version = 0x20000;
+  QUtils::CharString error;
+  EXPECT_EQ(initializer.initializeDefault("$$temp", error), 0);
+  EXPECT_STREQ(error.text(), "Unsupported interface version");
+}
+
+TEST(TrustStore, ComesFromTheEnvironmentAsCurlsUsersKnowIt) {
+  QUtils::CharString error;
+  setEnvironment("CURL_CA_BUNDLE=");
+  setEnvironment("SSL_CERT_FILE=/file.pem");
+  setEnvironment("SSL_CERT_DIR=/directory");
+  NetworkingContextInitializerRAII initializer;
+  initializer.initializeDefault("$$temp", error);
+  EXPECT_EQ(getKrellNetworkingContext()->clientSsl->caFile, "/file.pem");
+  EXPECT_EQ(getKrellNetworkingContext()->clientSsl->caDirectory, "/directory");
+  initializer.deinitialize(1);
+
+  setEnvironment("CURL_CA_BUNDLE=/bundle.pem");
+  initializer.initializeDefault("$$temp", error);
+  EXPECT_EQ(getKrellNetworkingContext()->clientSsl->caFile, "/bundle.pem");
+  EXPECT_EQ(getKrellNetworkingContext()->clientSsl->caDirectory, "");
+  initializer.deinitialize(1);
+  for (const char* name : {"SSL_CERT_FILE=", "SSL_CERT_DIR=", "CURL_CA_BUNDLE="}) {
+    setEnvironment(name);
+  }
+}
+
+}  // namespace
