@@ -29,7 +29,7 @@ using HLOCAL = void*;
 
 constexpr BOOL FALSE = 0;
 constexpr BOOL TRUE = 1;
-inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(~std::uintptr_t{0});
+inline void* const INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(~std::uintptr_t{0});
 
 // Error codes.
 constexpr DWORD ERROR_SUCCESS = 0;

@@ -76,10 +76,7 @@ class CharString {
 
   /// Shares the other text's record.
   CharString& operator=(const CharString& other) noexcept {
-    if (buffer_ == other.buffer_) return *this;
-    addReference(other.buffer_);
-    release();
-    buffer_ = other.buffer_;
+    if (buffer_ != other.buffer_) *this = CharString(other);
     return *this;
   }
 

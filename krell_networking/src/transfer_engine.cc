@@ -18,7 +18,7 @@ namespace {
 constexpr const char* kRequestTag = "HttpClient::request";
 
 // Measured: large bodies cost two to four times the CPU with libcurl's 16 KiB.
-constexpr long kReceiveBufferSize = 256 * 1024;
+constexpr long kReceiveBufferSize = 256L * 1024;
 
 // No transfer runs: only a request or the end wakes the thread.
 constexpr int kPollForever = 3600 * 1000;

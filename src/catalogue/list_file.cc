@@ -140,11 +140,9 @@ int DownloaderImpl::parseListFile(PStream& stream, ListFile& list) {
 
 void DownloaderImpl::ListFile::resizeList(std::int32_t newCount, bool exact) {
   if (newCount > capacity) {
-    if (exact) {
-      capacity = newCount;
-    } else if (growStep >= 1) {
+    if (!exact && growStep >= 1) {
       capacity = newCount + (growStep - newCount % growStep);
-    } else if (capacity >= 1) {
+    } else if (!exact && capacity >= 1) {
       while (capacity < newCount)
         capacity *= 2;
     } else {

@@ -12,7 +12,6 @@ using Krell::Networking::HttpClient;
 using Krell::Networking::ReqTokenGeneralType;
 using Krell::Networking::Response;
 using Krell::Networking::TransferProgress;
-using QUtils::CharString;
 
 namespace {
 

@@ -195,7 +195,7 @@ int PFileStream::IsOpened() {
 
 std::int64_t PFileStream::GetFileSizeByName(const char* name) {
   WIN32_FIND_DATAW data;
-  const HANDLE search = FindFirstFileW(duplicateAsWide(name).get(), &data);
+  HANDLE search = FindFirstFileW(duplicateAsWide(name).get(), &data);
   if (search == INVALID_HANDLE_VALUE) return -1;
   FindClose(search);
   return static_cast<std::int64_t>(std::uint64_t{data.nFileSizeHigh} << 32 | data.nFileSizeLow);

@@ -1,0 +1,23 @@
+// File permissions that hold for tests run by root too.
+#ifndef MTLLIB_TESTS_SUPPORT_UNPRIVILEGED_H_
+#define MTLLIB_TESTS_SUPPORT_UNPRIVILEGED_H_
+
+#include <unistd.h>
+
+/// While it lives, root's rights are put aside: the files of the test's directories can
+/// be read as their permissions say, and not written. Does nothing for other users.
+class Unprivileged {
+ public:
+  Unprivileged() : changed_(geteuid() == 0 && seteuid(kNobody) == 0) {}
+  ~Unprivileged() {
+    if (changed_ && seteuid(0) != 0) _exit(1);
+  }
+  Unprivileged(const Unprivileged&) = delete;
+  Unprivileged& operator=(const Unprivileged&) = delete;
+
+ private:
+  static constexpr uid_t kNobody = 65534;
+  bool changed_;
+};
+
+#endif  // MTLLIB_TESTS_SUPPORT_UNPRIVILEGED_H_

@@ -1,0 +1,17 @@
+#!/bin/sh
+# The module exports one symbol and imports the networking library as a shared library.
+# usage: module_exports.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
+set -eu
+module=$2/libmtllib.so
+
+exports=$(nm -D --defined-only "$module" | awk '{ print $3 }')
+if [ "$exports" != initDownloaderInterface ]; then
+  echo "exported: $exports"
+  exit 1
+fi
+readelf -d "$module" | grep -q 'NEEDED.*\[libkrell_networking.so\]'
+
+# The networking library shows nothing but its own names.
+if nm -DC --defined-only "$2/libkrell_networking.so" | grep -v ' Krell::'; then
+  exit 1
+fi

@@ -1,0 +1,110 @@
+# Sourced by the script tests: a folder of their own, and nginx over HTTP and HTTPS with
+# a test authority, all gone when the test ends.
+
+folder=$(mktemp -d)
+nginx_pid=
+
+stop_nginx() {
+  [ -n "$nginx_pid" ] || return 0
+  kill -9 "$nginx_pid" $(pgrep -P "$nginx_pid") 2>/dev/null || true
+  wait "$nginx_pid" 2>/dev/null || true
+  nginx_pid=
+}
+
+clean_up() {
+  status=$?
+  stop_nginx
+  chmod -R u+rwX "$folder"
+  rm -rf "$folder"
+  exit "$status"
+}
+trap clean_up EXIT
+trap 'exit 1' HUP INT TERM
+
+fail() {
+  echo "FAILED: $*" >&2
+  exit 1
+}
+
+make_certificates() {
+  openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj "/CN=Test authority" \
+    -keyout "$folder/ca.key" -out "$folder/ca.pem" 2>/dev/null
+  openssl req -newkey rsa:2048 -nodes -subj "/CN=localhost" \
+    -keyout "$folder/server.key" -out "$folder/server.csr" 2>/dev/null
+  echo "subjectAltName=DNS:localhost,IP:127.0.0.1" >"$folder/server.ext"
+  openssl x509 -req -in "$folder/server.csr" -CA "$folder/ca.pem" -CAkey "$folder/ca.key" \
+    -CAcreateserial -days 2 -extfile "$folder/server.ext" -out "$folder/server.pem" 2>/dev/null
+}
+
+# start_nginx DIRECTORY [EXTRA_DIRECTIVES]: serves DIRECTORY as /lib on $http_port and
+# $https_port; the requests go to $folder/requests.log.
+start_nginx() {
+  for attempt in 1 2 3 4 5 6 7 8 9 10; do
+    http_port=$(awk -v seed="$$$attempt$(date +%N)" 'BEGIN { srand(seed); print 20000 + int(rand() * 20000) }')
+    https_port=$((http_port + 1))
+    write_nginx_configuration "$1" "${2:-}"
+    : >"$folder/requests.log"
+    /usr/sbin/nginx -p "$folder" -c "$folder/nginx.conf" -e "$folder/error.log" 2>>"$folder/error.log" &
+    nginx_pid=$!
+    for _ in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20; do
+      kill -0 "$nginx_pid" 2>/dev/null || break
+      if curl -s --noproxy '*' -o /dev/null "http://127.0.0.1:$http_port/"; then
+        : >"$folder/requests.log"
+        return 0
+      fi
+      sleep 0.1
+    done
+    stop_nginx
+  done
+  cat "$folder/error.log" >&2
+  fail "nginx does not start"
+}
+
+write_nginx_configuration() {
+  mkdir -p "$folder/tmp"
+  cat >"$folder/nginx.conf" <<END
+user root;
+daemon off;
+worker_processes 2;
+pid $folder/nginx.pid;
+events { worker_connections 256; }
+http {
+  client_body_temp_path $folder/tmp; proxy_temp_path $folder/tmp; fastcgi_temp_path $folder/tmp;
+  uwsgi_temp_path $folder/tmp; scgi_temp_path $folder/tmp;
+  log_format plain '\$request_method \$request_uri \$status';
+  access_log $folder/requests.log plain;
+  sendfile on; tcp_nopush on; keepalive_requests 1000000;
+  $2
+  server {
+    listen 127.0.0.1:$http_port;
+    location /lib/ { alias $1/; }
+  }
+  server {
+    listen 127.0.0.1:$https_port ssl;
+    ssl_certificate $folder/server.pem; ssl_certificate_key $folder/server.key;
+    location /lib/ { alias $1/; }
+  }
+}
+END
+}
+
+# The published tree and its copy are the same, but for the list, which stays remote.
+expect_same_tree() {
+  diff -r -x filelist.json "$1" "$2" || fail "$2 differs from $1"
+}
+
+# expect STATUS COMMAND...: runs it with its output in $folder/out and $folder/err.
+expect() {
+  wanted=$1
+  shift
+  got=0
+  "$@" >"$folder/out" 2>"$folder/err" || got=$?
+  if [ "$got" -ne "$wanted" ]; then
+    cat "$folder/out" "$folder/err" >&2
+    fail "exit status $got instead of $wanted: $*"
+  fi
+}
+
+expect_text() {
+  grep -qF -- "$1" "$folder/err" || { cat "$folder/err" >&2; fail "no word of: $1"; }
+}

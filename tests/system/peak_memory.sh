@@ -1,0 +1,28 @@
+#!/bin/sh
+# No more is held in memory than the five largest bodies and 32 MiB.
+# usage: peak_memory.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
+#        [SMALL_FILES LARGE_MEBIBYTES]
+set -eu
+. "$1/tests/system/nginx.sh"
+PATH=$2:$PATH
+small=${4:-500}
+large=${5:-48}
+
+make_certificates
+mkdir "$folder/library"
+head -c 65536 /dev/urandom >"$folder/content"
+for i in $(seq "$small"); do
+  cp "$folder/content" "$folder/library/small-$i"
+done
+for i in 1 2 3 4; do
+  head -c "${large}M" /dev/urandom >"$folder/library/large-$i"
+done
+expect 0 mtlpublish build "$folder/library"
+start_nginx "$folder/library"
+expect 0 /usr/bin/time -f %M -o "$folder/peak" \
+  mtlsync --no-proxy -q "http://127.0.0.1:$http_port/lib" "$folder/copy"
+expect_same_tree "$folder/library" "$folder/copy"
+peak=$(cat "$folder/peak")
+limit=$(((4 * large + 32) * 1024 + 64))
+echo "peak memory: $peak KiB of $limit KiB allowed"
+[ "$peak" -le "$limit" ] || fail "too much memory"

@@ -1,0 +1,95 @@
+#!/bin/sh
+# A real material library, served by nginx over HTTP and HTTPS: synchronised byte for
+# byte, and what happens when the server, the certificate or the disk is not in order.
+# usage: real_servers.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
+set -eu
+. "$1/tests/system/nginx.sh"
+PATH=$2:$PATH
+unset CURL_CA_BUNDLE SSL_CERT_FILE SSL_CERT_DIR
+
+make_certificates
+cp -rL /usr/share/povray* "$folder/library"
+find "$folder/library" -type f | wc -l
+expect 0 mtlpublish build "$folder/library"
+start_nginx "$folder/library"
+http="http://127.0.0.1:$http_port/lib"
+https="https://localhost:$https_port/lib"
+
+echo "The first run gives an identical tree over HTTP and over HTTPS"
+expect 0 mtlsync --no-proxy "$http" "$folder/copy"
+expect_same_tree "$folder/library" "$folder/copy"
+expect 0 env CURL_CA_BUNDLE="$folder/ca.pem" mtlsync --no-proxy "$https" "$folder/secure"
+expect_same_tree "$folder/library" "$folder/secure"
+
+echo "The second run makes one request and writes nothing"
+: >"$folder/requests.log"
+find "$folder/copy" -printf '%p %T@ %C@\n' | sort >"$folder/before"
+expect 0 mtlsync --no-proxy "$http" "$folder/copy"
+find "$folder/copy" -printf '%p %T@ %C@\n' | sort | cmp - "$folder/before" || fail "something was written"
+[ "$(cat "$folder/requests.log")" = "GET /lib/id.txt 200" ] || fail "$(cat "$folder/requests.log")"
+
+echo "A check tells whether something changed"
+expect 0 mtlsync --no-proxy --check "$http" "$folder/copy"
+changed=$(find "$folder/library" -name '*.inc' | sort | head -n 1)
+echo "// changed" >>"$changed"
+expect 0 mtlpublish build "$folder/library"
+expect 100 mtlsync --no-proxy --check "$http" "$folder/copy"
+expect 0 mtlsync --no-proxy "$http" "$folder/copy"
+expect_same_tree "$folder/library" "$folder/copy"
+
+echo "A certificate that nobody trusts, or for another name, is refused"
+expect 1 mtlsync --no-proxy "$https" "$folder/untrusted"
+expect_text "certificate"
+[ -z "$(ls -A "$folder/untrusted")" ] || fail "files from an untrusted server"
+openssl x509 -req -in "$folder/server.csr" -CA "$folder/ca.pem" -CAkey "$folder/ca.key" \
+  -CAcreateserial -days 2 -out "$folder/server.pem" 2>/dev/null
+stop_nginx
+start_nginx "$folder/library"
+expect 1 env CURL_CA_BUNDLE="$folder/ca.pem" \
+  mtlsync --no-proxy "https://127.0.0.1:$https_port/lib" "$folder/untrusted"
+expect_text "certificate"
+
+echo "Every other failure is told, and leaves nothing behind"
+expect 1 mtlsync --no-proxy http://nothing.invalid/lib "$folder/none"
+expect_text "Could not download remote stamp file"
+expect 1 mtlsync --no-proxy http://127.0.0.1:1/lib "$folder/none"
+expect_text "Could not download remote stamp file"
+expect 1 mtlsync --no-proxy "http://127.0.0.1:$http_port/elsewhere" "$folder/none"
+expect_text "Unexpected HTTP status (404)"
+[ -z "$(ls -A "$folder/none")" ] || fail "files from nowhere"
+echo file >"$folder/file"
+expect 1 mtlsync --no-proxy "http://127.0.0.1:$http_port/lib" "$folder/file"
+expect_text "already exists, but is not a valid directory"
+[ "$(cat "$folder/file")" = file ] || fail "the file was changed"
+if [ "$(id -u)" -ne 0 ]; then
+  mkdir "$folder/locked"
+  chmod a-w "$folder/locked"
+  expect 1 mtlsync --no-proxy "http://127.0.0.1:$http_port/lib" "$folder/locked"
+  expect_text "Access is denied"
+fi
+
+echo "A server that dies in the middle: the old stamp stays, and the next run completes"
+mkdir "$folder/many"
+head -c 65536 /dev/urandom >"$folder/content"
+for i in $(seq 400); do
+  cp "$folder/content" "$folder/many/file-$i"
+done
+expect 0 mtlpublish build "$folder/many"
+stop_nginx
+start_nginx "$folder/many" "limit_rate 1m;"
+mkdir "$folder/target"
+echo old >"$folder/target/id.txt"
+mtlsync --no-proxy "http://127.0.0.1:$http_port/lib" "$folder/target" >"$folder/out" 2>"$folder/err" &
+client=$!
+while [ "$(ls "$folder/target" | wc -l)" -lt 20 ]; do sleep 0.05; done
+stop_nginx
+killed=$(date +%s)
+status=0
+wait "$client" || status=$?
+[ "$status" -eq 1 ] || fail "exit status $status"
+[ $(($(date +%s) - killed)) -le 5 ] || fail "the run took too long to end"
+grep -qE 'Downloading "file-[0-9]+" file failed' "$folder/err" || fail "$(cat "$folder/err")"
+[ "$(cat "$folder/target/id.txt")" = old ] || fail "the stamp was changed"
+start_nginx "$folder/many"
+expect 0 mtlsync --no-proxy "http://127.0.0.1:$http_port/lib" "$folder/target"
+expect_same_tree "$folder/many" "$folder/target"
