@@ -1,0 +1,303 @@
+#include "mtlpublish/publisher.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <chrono>
+
+#include "mtlpublish/file_digest.h"
+#include "support/temp_dir.h"
+#include "support/unprivileged.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using mtlpublish::Glob;
+using mtlpublish::PublishOptions;
+using mtlpublish::PublishResult;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+std::vector<Glob> globs(const std::vector<std::string>& patterns) {
+  std::vector<Glob> result;
+  result.reserve(patterns.size());
+  std::string problem;
+  for (const auto& pattern : patterns)
+    result.push_back(Glob::parse(pattern, problem).value());
+  return result;
+}
+
+class Publisher : public testing::Test {
+ protected:
+  void add(const std::string& path, const std::string& content) { writeFile(dir_ / path, content); }
+  PublishResult publish(const PublishOptions& options = {}) {
+    return mtlpublish::publish(dir_.path(), options);
+  }
+  /// The id, when all is well.
+  std::string id(const PublishOptions& options = {}) {
+    const PublishResult result = publish(options);
+    EXPECT_THAT(result.problems, IsEmpty());
+    return result.id;
+  }
+  std::string list() { return readFile(dir_ / "filelist.json"); }
+
+  TempDir dir_;
+};
+
+TEST_F(Publisher, WritesTheListAndTheId) {
+  add("maps/oak.tx", "oak");
+  add("a b/é.mat", "material");
+  const PublishResult result = publish();
+  EXPECT_THAT(result.problems, IsEmpty());
+  EXPECT_THAT(result.warnings, IsEmpty());
+  EXPECT_EQ(result.files, 2U);
+  EXPECT_EQ(result.bytes, 11U);
+  EXPECT_EQ(list(),
+            "[\n"
+            "{\"download\":\"always\",\"path\":\"a b/é.mat\",\"size\":8},\n"
+            "{\"download\":\"always\",\"path\":\"maps/oak.tx\",\"size\":3}\n"
+            "]\n");
+  EXPECT_THAT(result.id, testing::MatchesRegex("[0-9a-f]+"));
+  EXPECT_EQ(result.id.size(), 64U);
+  EXPECT_EQ(readFile(dir_ / "id.txt"), result.id + "\n");
+  EXPECT_EQ(readTree(dir_ / "").size(), 4U) << "nothing else is written";
+}
+
+TEST_F(Publisher, PublishesAnEmptyFolder) {
+  EXPECT_EQ(id().size(), 64U);
+  EXPECT_EQ(list(), "[]\n");
+}
+
+TEST_F(Publisher, GivesTheSameIdAndListWhenNothingChanged) {
+  add("a", "1");
+  add("b", "2");
+  const std::string first = id();
+  const std::string firstList = list();
+  EXPECT_EQ(id(), first);
+  EXPECT_EQ(list(), firstList);
+}
+
+TEST_F(Publisher, KeepsTheIdWhenOnlyTimesChange) {
+  add("a", "1");
+  const std::string first = id();
+  fs::last_write_time(dir_.path() / "a",
+                      fs::file_time_type::clock::now() - std::chrono::hours(1000));
+  EXPECT_EQ(id(), first);
+}
+
+TEST_F(Publisher, KeepsTheIdWhenTheFolderMoves) {
+  add("one/a", "1");
+  add("two/a", "1");
+  EXPECT_EQ(mtlpublish::publish(dir_.path() / "one", {}).id,
+            mtlpublish::publish(dir_.path() / "two", {}).id);
+}
+
+TEST_F(Publisher, KeepsTheIdWhenALeftOverTemporaryAppears) {
+  add("a", "1");
+  const std::string first = id();
+  add(".mtlpublish-7.tmp", "half a li");
+  EXPECT_EQ(id(), first);
+}
+
+TEST_F(Publisher, ChangesTheIdWithAContentOfTheSameSize) {
+  add("a", "1");
+  const std::string first = id();
+  add("a", "2");
+  EXPECT_NE(id(), first);
+  add("a", "1");
+  EXPECT_EQ(id(), first);
+}
+
+TEST_F(Publisher, ChangesTheIdWhenContentsAreSwapped) {
+  add("a", "1");
+  add("b", "2");
+  const std::string first = id();
+  add("a", "2");
+  add("b", "1");
+  EXPECT_NE(id(), first);
+}
+
+TEST_F(Publisher, ChangesTheIdWithAName) {
+  add("a", "1");
+  const std::string first = id();
+  fs::rename(dir_.path() / "a", dir_.path() / "b");
+  EXPECT_NE(id(), first);
+}
+
+TEST_F(Publisher, ChangesTheIdWithAFileMoreOrLess) {
+  add("a", "1");
+  const std::string first = id();
+  add("b", "");
+  EXPECT_NE(id(), first);
+  fs::remove(dir_.path() / "b");
+  EXPECT_EQ(id(), first);
+}
+
+TEST_F(Publisher, ChangesTheIdWithAPolicy) {
+  add("a", "1");
+  const std::string first = id();
+  PublishOptions options;
+  options.missing = globs({"a"});
+  EXPECT_NE(id(options), first);
+}
+
+TEST_F(Publisher, MarksWhatPatternsSelect) {
+  for (const char* path : {"a.tx", "previews/a.png", "previews/old/b.png", "c.psd"})
+    add(path, "x");
+  PublishOptions options;
+  options.missing = globs({"previews/*"});
+  options.never = globs({"*.psd", "b.png"});
+  EXPECT_THAT(publish(options).warnings, IsEmpty());
+  EXPECT_EQ(list(),
+            "[\n"
+            "{\"download\":\"always\",\"path\":\"a.tx\",\"size\":1},\n"
+            "{\"download\":\"never\",\"path\":\"c.psd\",\"size\":1},\n"
+            "{\"download\":\"missing\",\"path\":\"previews/a.png\",\"size\":1},\n"
+            "{\"download\":\"never\",\"path\":\"previews/old/b.png\",\"size\":1}\n"
+            "]\n");
+}
+
+TEST_F(Publisher, WarnsOfPatternsThatSelectNothing) {
+  add("a", "x");
+  PublishOptions options;
+  options.missing = globs({"a", "b*"});
+  options.never = globs({"c/d"});
+  const PublishResult result = publish(options);
+  EXPECT_THAT(result.warnings,
+              ElementsAre("--missing 'b*' matches no file", "--never 'c/d' matches no file"));
+  EXPECT_THAT(result.problems, IsEmpty());
+  EXPECT_THAT(list(), HasSubstr("missing"));
+}
+
+TEST_F(Publisher, LeavesOutTheLossyVariant) {
+  add("maps/oak.tx", "large map");
+  add("maps/oak.jpeg.tx", "small");
+  add("maps/ash.tx", "no variant");
+  add("maps/elm.jpeg.tx", "no map");
+  PublishOptions options;
+  options.lossy = true;
+  const PublishResult result = publish(options);
+  EXPECT_EQ(list(),
+            "[\n"
+            "{\"download\":\"always\",\"path\":\"maps/ash.tx\",\"size\":10},\n"
+            "{\"download\":\"always\",\"path\":\"maps/elm.jpeg.tx\",\"size\":6},\n"
+            "{\"download\":\"always\",\"jpegSize\":5,\"path\":\"maps/oak.tx\",\"size\":9}\n"
+            "]\n");
+  EXPECT_EQ(result.files, 3U);
+  EXPECT_EQ(result.bytes, 21U) << "what is fetched: the variant in place of its map";
+}
+
+TEST_F(Publisher, ListsTheLossyVariantAsAFileUnlessAsked) {
+  add("oak.tx", "large map");
+  add("oak.jpeg.tx", "small");
+  publish();
+  EXPECT_EQ(list(),
+            "[\n"
+            "{\"download\":\"always\",\"path\":\"oak.jpeg.tx\",\"size\":5},\n"
+            "{\"download\":\"always\",\"path\":\"oak.tx\",\"size\":9}\n"
+            "]\n");
+}
+
+TEST_F(Publisher, ListsTheVariantOfAVariant) {
+  for (const char* path : {"a.tx", "a.jpeg.tx", "a.jpeg.jpeg.tx"})
+    add(path, path);
+  PublishOptions options;
+  options.lossy = true;
+  publish(options);
+  EXPECT_EQ(list(),
+            "[\n"
+            "{\"download\":\"always\",\"path\":\"a.jpeg.jpeg.tx\",\"size\":14},\n"
+            "{\"download\":\"always\",\"jpegSize\":9,\"path\":\"a.tx\",\"size\":4}\n"
+            "]\n");
+}
+
+TEST_F(Publisher, ChangesTheIdWithTheContentOfALossyVariant) {
+  add("oak.tx", "large map");
+  add("oak.jpeg.tx", "small");
+  PublishOptions options;
+  options.lossy = true;
+  const std::string first = id(options);
+  add("oak.jpeg.tx", "other");
+  EXPECT_NE(id(options), first);
+}
+
+TEST_F(Publisher, RefusesAnEmptyLossyVariant) {
+  add("oak.tx", "large map");
+  add("oak.jpeg.tx", "");
+  PublishOptions options;
+  options.lossy = true;
+  EXPECT_THAT(publish(options).problems, ElementsAre("oak.jpeg.tx: a lossy variant that is empty"));
+  EXPECT_THAT(publish().problems, IsEmpty());
+}
+
+TEST_F(Publisher, WritesNothingWhenAFileCannotBePublished) {
+  add("a", "1");
+  add("b\xFF", "2");
+  ASSERT_EQ(mkfifo((dir_ / "c").c_str(), 0600), 0);
+  add("filelist.json", "the old list");
+  const auto before = readTree(dir_ / "");
+  PublishOptions options;
+  options.missing = globs({"?"});
+  EXPECT_THAT(publish(options).problems,
+              ElementsAre("b\\xFF: the name is not valid UTF-8", "c: neither a file nor a folder"));
+  EXPECT_EQ(readTree(dir_ / ""), before);
+}
+
+TEST_F(Publisher, RefusesFilesThatCannotBeRead) {
+  add("a", "1");
+  add("b", "1");
+  for (const char* name : {"a", "b"})
+    fs::permissions(dir_.path() / name, fs::perms::none);
+  {
+    const Unprivileged unprivileged;
+    EXPECT_THAT(publish().problems, ElementsAre("a: cannot be read: Permission denied",
+                                                "b: cannot be read: Permission denied"));
+  }
+  EXPECT_FALSE(fs::exists(dir_.path() / "id.txt"));
+}
+
+TEST_F(Publisher, SaysThatTheFolderCannotBeWritten) {
+  add("a", "1");
+  fs::permissions(dir_.path(), fs::perms::owner_write, fs::perm_options::remove);
+  {
+    const Unprivileged unprivileged;
+    EXPECT_THAT(publish().problems,
+                ElementsAre("filelist.json: cannot be written: Permission denied"));
+  }
+  fs::permissions(dir_.path(), fs::perms::owner_write, fs::perm_options::add);
+  EXPECT_EQ(readTree(dir_ / "").size(), 1U);
+}
+
+TEST_F(Publisher, RefusesAFolderThatIsNone) {
+  add("file", "");
+  EXPECT_THAT(mtlpublish::publish(dir_ / "file", {}).problems,
+              ElementsAre(dir_ / "file" + ": Not a directory"));
+  EXPECT_THAT(mtlpublish::publish(dir_ / "none", {}).problems,
+              ElementsAre(dir_ / "none" + ": No such file or directory"));
+}
+
+TEST_F(Publisher, PublishesAFolderBehindASymbolicLink) {
+  add("lib/a", "1");
+  fs::create_directory_symlink("lib", dir_.path() / "link");
+  EXPECT_THAT(mtlpublish::publish(dir_.path() / "link", {}).problems, IsEmpty());
+  EXPECT_THAT(readFile(dir_ / "lib/filelist.json"), Not(IsEmpty()));
+}
+
+TEST_F(Publisher, DigestsAFileOfManyPieces) {
+  add("million", std::string(1'000'000, 'a'));
+  mtlpublish::FileDigest digest;
+  EXPECT_FALSE(mtlpublish::digestFile(dir_.path() / "million", digest));
+  EXPECT_EQ(digest.size, 1'000'000U);
+  EXPECT_EQ(digest.sha256, "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
+}
+
+TEST_F(Publisher, SaysThatAFileHasGone) {
+  mtlpublish::FileDigest digest;
+  EXPECT_EQ(mtlpublish::digestFile(dir_.path() / "gone", digest),
+            std::errc::no_such_file_or_directory);
+}
+
+}  // namespace

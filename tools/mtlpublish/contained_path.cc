@@ -1,0 +1,30 @@
+#include "mtlpublish/contained_path.h"
+
+#include <algorithm>
+#include <string>
+#include <system_error>
+
+#include "mtlpublish/file_name.h"
+
+namespace mtlpublish {
+
+namespace fs = std::filesystem;
+
+bool liesWithin(const fs::path& path, const fs::path& folder) {
+  return std::mismatch(folder.begin(), folder.end(), path.begin(), path.end()).first ==
+         folder.end();
+}
+
+std::optional<fs::path> fileWithin(const fs::path& root, std::string_view name) {
+  if (!isValidUtf8(name)) return std::nullopt;
+  if (name.find('\\') != name.npos || name.find('\0') != name.npos) return std::nullopt;
+  name.remove_prefix(std::min(name.find_first_not_of('/'), name.size()));
+  const fs::path relative = fs::u8path(name);
+  if (std::find(relative.begin(), relative.end(), "..") != relative.end()) return std::nullopt;
+  std::error_code error;
+  fs::path file = fs::canonical(root / relative, error);
+  if (error || !liesWithin(file, root) || !fs::is_regular_file(file, error)) return std::nullopt;
+  return file;
+}
+
+}  // namespace mtlpublish

@@ -1,0 +1,23 @@
+// Which paths lie within a folder.
+#ifndef MTLLIB_TOOLS_MTLPUBLISH_CONTAINED_PATH_H_
+#define MTLLIB_TOOLS_MTLPUBLISH_CONTAINED_PATH_H_
+
+#include <filesystem>
+#include <optional>
+#include <string_view>
+
+namespace mtlpublish {
+
+/// True when `path` is `folder` or lies below it. Both are canonical.
+bool liesWithin(const std::filesystem::path& path, const std::filesystem::path& folder);
+
+/// The regular file that `name` (UTF-8, separated by '/', leading ones ignored) stands
+/// for below `root`, which is canonical. None when there is no such file, when it lies
+/// outside `root`, be it through a symbolic link, and when `name` has a component of two
+/// dots, a backslash or a zero byte.
+std::optional<std::filesystem::path> fileWithin(const std::filesystem::path& root,
+                                                std::string_view name);
+
+}  // namespace mtlpublish
+
+#endif  // MTLLIB_TOOLS_MTLPUBLISH_CONTAINED_PATH_H_

@@ -1,0 +1,33 @@
+// The list of files that clients fetch.
+#ifndef MTLLIB_TOOLS_MTLPUBLISH_FILE_LIST_H_
+#define MTLLIB_TOOLS_MTLPUBLISH_FILE_LIST_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace mtlpublish {
+
+/// When a client fetches a file.
+enum class DownloadPolicy {
+  kAlways,   ///< every time that the library has changed
+  kMissing,  ///< only when it does not have the file
+  kNever,
+};
+
+struct ListEntry {
+  std::string path;
+  DownloadPolicy policy = DownloadPolicy::kAlways;
+  std::uint64_t size = 0;
+  /// The size of the lossy variant, which clients fetch in place of a map; 0 when there
+  /// is none.
+  std::uint64_t jpegSize = 0;
+};
+
+/// The text of the list: a JSON array, one entry a line. It ends in a newline, which
+/// clients need: they leave out the last byte of the list when they parse it.
+std::string fileListText(const std::vector<ListEntry>& entries);
+
+}  // namespace mtlpublish
+
+#endif  // MTLLIB_TOOLS_MTLPUBLISH_FILE_LIST_H_

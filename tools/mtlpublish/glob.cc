@@ -1,0 +1,118 @@
+#include "mtlpublish/glob.h"
+
+#include <algorithm>
+#include <array>
+
+#include "mtlpublish/file_name.h"
+
+namespace mtlpublish {
+
+namespace {
+
+std::u32string codePoints(std::string_view text) {
+  static constexpr std::array<unsigned, 5> kLeadBits{0, 0x7F, 0x1F, 0x0F, 0x07};
+  std::u32string result;
+  std::size_t position = 0;
+  while (position < text.size()) {
+    const std::size_t length = codePointLength(text, position);
+    char32_t value = static_cast<unsigned char>(text[position]) & kLeadBits[length];
+    for (std::size_t i = 1; i < length; ++i) {
+      value = (value << 6U) | (static_cast<unsigned char>(text[position + i]) & 0x3FU);
+    }
+    result += value;
+    position += length;
+  }
+  return result;
+}
+
+}  // namespace
+
+std::optional<Glob> Glob::parse(std::string_view pattern, std::string& problem) {
+  if (pattern.empty()) {
+    problem = "is empty";
+    return std::nullopt;
+  }
+  if (!isValidUtf8(pattern)) {
+    problem = "is not valid UTF-8";
+    return std::nullopt;
+  }
+  Glob glob;
+  glob.text_ = pattern;
+  glob.wholePath_ = pattern.find('/') != pattern.npos;
+  const std::u32string characters = codePoints(pattern);
+  for (std::size_t i = 0; i < characters.size(); ++i) {
+    Token token{Kind::kOneOf, {}};
+    if (characters[i] == U'*') {
+      token.kind = Kind::kAnyText;
+    } else if (characters[i] == U'?') {
+      token.kind = Kind::kAnyCharacter;
+    } else if (characters[i] != U'[') {
+      token.ranges.emplace_back(characters[i], characters[i]);
+    } else if (!parseSet(characters, i, token)) {
+      problem = "has a '[' without its ']'";
+      return std::nullopt;
+    }
+    glob.tokens_.push_back(std::move(token));
+  }
+  return glob;
+}
+
+/// `position` is at the '[' and is left at the ']'.
+bool Glob::parseSet(const std::u32string& pattern, std::size_t& position, Token& token) {
+  std::size_t i = position + 1;
+  if (i < pattern.size() && (pattern[i] == U'!' || pattern[i] == U'^')) {
+    token.kind = Kind::kNoneOf;
+    ++i;
+  }
+  const std::size_t end = pattern.find(U']', i + 1);
+  if (end == pattern.npos) return false;
+  while (i < end) {
+    if (i + 2 < end && pattern[i + 1] == U'-') {
+      token.ranges.emplace_back(pattern[i], pattern[i + 2]);
+      i += 3;
+    } else {
+      token.ranges.emplace_back(pattern[i], pattern[i]);
+      ++i;
+    }
+  }
+  position = end;
+  return true;
+}
+
+bool Glob::accepts(const Token& token, char32_t character) {
+  if (token.kind == Kind::kAnyCharacter) return true;
+  const bool listed =
+      std::any_of(token.ranges.begin(), token.ranges.end(), [character](const Range& range) {
+        return range.first <= character && character <= range.second;
+      });
+  return listed == (token.kind == Kind::kOneOf);
+}
+
+bool Glob::matches(std::string_view path) const {
+  if (!wholePath_) path.remove_prefix(path.rfind('/') + 1);
+  const std::u32string text = codePoints(path);
+  std::size_t token = 0;
+  std::size_t position = 0;
+  // Where to go on when what follows the last '*' does not match: that '*' takes one
+  // character more. Earlier ones need not be tried again.
+  std::size_t lastStar = tokens_.size();
+  std::size_t starEnd = 0;
+  while (position < text.size()) {
+    if (token < tokens_.size() && tokens_[token].kind == Kind::kAnyText) {
+      lastStar = token++;
+      starEnd = position;
+    } else if (token < tokens_.size() && accepts(tokens_[token], text[position])) {
+      ++token;
+      ++position;
+    } else if (lastStar < tokens_.size()) {
+      token = lastStar + 1;
+      position = ++starEnd;
+    } else {
+      return false;
+    }
+  }
+  return std::all_of(tokens_.begin() + static_cast<std::ptrdiff_t>(token), tokens_.end(),
+                     [](const Token& rest) { return rest.kind == Kind::kAnyText; });
+}
+
+}  // namespace mtlpublish

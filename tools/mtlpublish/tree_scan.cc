@@ -1,0 +1,137 @@
+#include "mtlpublish/tree_scan.h"
+
+#include <algorithm>
+#include <set>
+#include <system_error>
+
+#include "mtlpublish/contained_path.h"
+#include "mtlpublish/file_name.h"
+
+namespace mtlpublish {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+bool isTemporary(std::string_view name) {
+  return name.size() >= kTemporaryPrefix.size() + kTemporarySuffix.size() &&
+         name.substr(0, kTemporaryPrefix.size()) == kTemporaryPrefix &&
+         name.substr(name.size() - kTemporarySuffix.size()) == kTemporarySuffix;
+}
+
+class Scanner {
+ public:
+  explicit Scanner(const fs::path& root) : root_(root) {}
+
+  TreeScan run() {
+    walk(root_, "");
+    std::sort(result_.files.begin(), result_.files.end(),
+              [](const LibraryFile& a, const LibraryFile& b) { return a.path < b.path; });
+    return std::move(result_);
+  }
+
+ private:
+  /// False when a symbolic link below `folder` leads back.
+  bool walk(const fs::path& folder, const std::string& prefix) {
+    // A folder is recognised by its canonical path, whichever links led to it.
+    std::error_code error;
+    const fs::path canonical = fs::canonical(folder, error);
+    std::vector<fs::path> entries;
+    fs::directory_iterator entry;
+    if (!error) entry = fs::directory_iterator(canonical, error);
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+      entries.push_back(entry->path());
+    }
+    if (error) {
+      addProblem(prefix, "cannot be read: " + error.message());
+      return true;
+    }
+    if (std::find(open_.begin(), open_.end(), canonical) != open_.end()) {
+      addProblem(prefix, "a symbolic link that leads back to a folder it lies in");
+      return false;
+    }
+    // Followed once more, links in circles would multiply.
+    if (circular_.count(canonical) != 0) return false;
+
+    std::sort(entries.begin(), entries.end());
+    open_.push_back(canonical);
+    bool straight = true;
+    for (const fs::path& path : entries)
+      straight = visit(path, prefix) && straight;
+    open_.pop_back();
+    if (!straight) circular_.insert(canonical);
+    return straight;
+  }
+
+  /// False when a symbolic link, `path` or one below it, leads back.
+  bool visit(const fs::path& path, const std::string& prefix) {
+    const std::string name = fileName(path);
+    const std::string relative = prefix + name;
+    std::error_code error;
+    if (prefix.empty()) {
+      if (isTemporary(name)) return true;
+      if (name == kListName || name == kStampName) {
+        if (fs::is_directory(fs::symlink_status(path, error))) {
+          addProblem(relative, "a folder where publishing writes a file of that name");
+        }
+        return true;
+      }
+    }
+    if (const std::string problem = nameProblem(name); !problem.empty()) {
+      addProblem(relative, problem);
+    }
+    if (relative.size() >= kUnsavablePathLength) {
+      addProblem(relative, "the path has " + std::to_string(relative.size()) +
+                               " bytes, no client can hold more than " +
+                               std::to_string(kUnsavablePathLength - 1));
+      return true;
+    }
+    if (fs::is_symlink(fs::symlink_status(path, error)) && !acceptLink(path, relative)) return true;
+    const fs::file_status status = fs::status(path, error);
+    if (fs::is_directory(status)) return walk(path, relative + "/");
+    if (fs::is_regular_file(status)) {
+      result_.files.push_back({relative, path});
+    } else if (fs::status_known(status) && fs::exists(status)) {
+      addProblem(relative, "neither a file nor a folder");
+    } else {
+      addProblem(relative, "cannot be read: " + error.message());
+    }
+    return true;
+  }
+
+  bool acceptLink(const fs::path& path, const std::string& relative) {
+    std::error_code error;
+    const fs::path target = fs::canonical(path, error);
+    if (error) {
+      addProblem(relative, "a symbolic link that leads nowhere: " + error.message());
+    } else if (!liesWithin(target, root_)) {
+      addProblem(relative, "a symbolic link that leaves the folder");
+    } else if (target == root_ / kListName || target == root_ / kStampName) {
+      addProblem(relative, "a symbolic link to a file that publishing writes");
+    } else {
+      return true;
+    }
+    return false;
+  }
+
+  void addProblem(std::string_view relative, const std::string& problem) {
+    if (!relative.empty() && relative.back() == '/') relative.remove_suffix(1);
+    const std::string name = relative.empty() ? root_.u8string() : std::string(relative);
+    result_.problems.push_back(printableName(name) + ": " + problem);
+  }
+
+  const fs::path& root_;
+  TreeScan result_;
+  /// The folders that the walk is in, canonical, outermost first.
+  std::vector<fs::path> open_;
+  /// Folders below which a symbolic link was seen to lead back.
+  std::set<fs::path> circular_;
+};
+
+}  // namespace
+
+TreeScan scanTree(const fs::path& root) {
+  return Scanner(root).run();
+}
+
+}  // namespace mtlpublish

@@ -1,0 +1,40 @@
+// Finds the files of a library and what stands in the way of publishing them.
+#ifndef MTLLIB_TOOLS_MTLPUBLISH_TREE_SCAN_H_
+#define MTLLIB_TOOLS_MTLPUBLISH_TREE_SCAN_H_
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace mtlpublish {
+
+/// What publishing writes into the library's folder; never part of the library.
+inline constexpr const char* kListName = "filelist.json";
+inline constexpr const char* kStampName = "id.txt";
+/// How the names of files begin and end that are being written.
+inline constexpr std::string_view kTemporaryPrefix = ".mtlpublish-";
+inline constexpr std::string_view kTemporarySuffix = ".tmp";
+
+struct LibraryFile {
+  /// Below the library's folder, in UTF-8, separated by '/'.
+  std::string path;
+  /// Where its content is.
+  std::filesystem::path location;
+};
+
+struct TreeScan {
+  /// In bytewise order of the paths.
+  std::vector<LibraryFile> files;
+  /// One sentence for each file or folder that cannot be published, "PATH: what is
+  /// wrong". Nothing may be published unless there are none.
+  std::vector<std::string> problems;
+};
+
+/// Finds every file below `root`, which is canonical. Symbolic links that stay below
+/// `root` are followed, as long as they do not lead back to a folder they lie in.
+TreeScan scanTree(const std::filesystem::path& root);
+
+}  // namespace mtlpublish
+
+#endif  // MTLLIB_TOOLS_MTLPUBLISH_TREE_SCAN_H_
