@@ -1,3 +1,4 @@
+// Units of 1,000 bytes, one digit behind the point.
 #include "mtlpublish/byte_count.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// Reads in pieces, so that a file of any size needs little memory.
 #include "mtlpublish/file_digest.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// One entry a line, sorted, and a newline that clients drop before they parse.
 #include "mtlpublish/file_list.h"
 
 #include <json/value.h>

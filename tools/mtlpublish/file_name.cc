@@ -1,3 +1,4 @@
+// What a list can hold, a request can carry and a client can store.
 #include "mtlpublish/file_name.h"
 
 #include <algorithm>

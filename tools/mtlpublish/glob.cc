@@ -1,3 +1,5 @@
+// Parsed once into pieces; matched with a single point of return, so that no
+// pattern takes long.
 #include "mtlpublish/glob.h"
 
 #include <algorithm>

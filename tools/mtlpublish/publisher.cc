@@ -1,3 +1,4 @@
+// Scan, choose, digest, and only then write: the list first, the id last.
 #include "mtlpublish/publisher.h"
 
 #include <algorithm>

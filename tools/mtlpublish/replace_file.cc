@@ -1,3 +1,4 @@
+// A temporary file beside the old one, renamed over it when it is complete.
 #include "mtlpublish/replace_file.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// OpenSSL does the arithmetic.
 #include "mtlpublish/sha256.h"
 
 #include <openssl/evp.h>

@@ -1,3 +1,4 @@
+// How byte counts read.
 #include "mtlpublish/byte_count.h"
 
 #include <gtest/gtest.h>

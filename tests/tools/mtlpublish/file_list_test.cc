@@ -1,3 +1,4 @@
+// What the list holds, byte for byte.
 #include "mtlpublish/file_list.h"
 
 #include <gtest/gtest.h>

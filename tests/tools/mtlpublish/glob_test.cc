@@ -1,3 +1,4 @@
+// What patterns match.
 #include "mtlpublish/glob.h"
 
 #include <gtest/gtest.h>

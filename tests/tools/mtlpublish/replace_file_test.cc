@@ -1,3 +1,4 @@
+// Replacing a file in one step.
 #include "mtlpublish/replace_file.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// Known digests.
 #include "mtlpublish/sha256.h"
 
 #include <gtest/gtest.h>

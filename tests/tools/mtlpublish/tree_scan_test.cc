@@ -1,3 +1,4 @@
+// What a scan finds and refuses.
 #include "mtlpublish/tree_scan.h"
 
 #include <gmock/gmock.h>

@@ -1,0 +1,122 @@
+// How error chains read.
+#include "mtlsync/error_text.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace mtlsync {
+namespace {
+
+using testing::ElementsAre;
+
+ErrorEntry connectionError(const std::string& numbers) {
+  return {"HttpGetter::responseErrorCb", -1, "Connection error: " + numbers};
+}
+
+ErrorRecord* newRecord(const char* tag, int code, const char* message, ErrorRecord* cause) {
+  auto* record = static_cast<ErrorRecord*>(std::calloc(1, sizeof(ErrorRecord)));
+  record->tag = tag;
+  record->code = code;
+  std::snprintf(record->message, sizeof(record->message), "%s", message);
+  record->next = cause;
+  record->deleter = std::free;
+  record->refCount = 1;
+  return record;
+}
+
+TEST(EntriesOf, ListsAChainNewestFirst) {
+  ErrorChain chain;
+  chain.head = newRecord("Newest", -1, "what failed", newRecord(nullptr, 5, "", nullptr));
+  const ErrorEntries entries = entriesOf(chain);
+  ASSERT_EQ(entries.size(), 2U);
+  EXPECT_EQ(entries[0].tag, "Newest");
+  EXPECT_EQ(entries[0].code, -1);
+  EXPECT_EQ(entries[0].message, "what failed");
+  EXPECT_EQ(entries[1].tag, "");
+  EXPECT_EQ(entries[1].code, 5);
+  EXPECT_EQ(entries[1].message, "");
+}
+
+TEST(EntriesOf, GivesNothingForNoError) {
+  EXPECT_TRUE(entriesOf(ErrorChain()).empty());
+}
+
+TEST(ErrorLines, PutOneCauseOnALine) {
+  EXPECT_THAT(
+      errorLines({{"DownloaderImpl::readRemoteIdFile", -1, "Could not download remote stamp file"},
+                  connectionError("reason=13 extraF=0 underlying=60")},
+                 false),
+      ElementsAre("Could not download remote stamp file",
+                  "  because: Connection error: reason=13 extraF=0 underlying=60 (the server's "
+                  "certificate could not be verified)"));
+}
+
+TEST(ErrorLines, TellTagAndCodeWhenDetailed) {
+  EXPECT_THAT(errorLines({{"DownloaderImpl::download", -1, "Create download directory failed"},
+                          {"", 5, "(5) Access is denied.\r\n"}},
+                         true),
+              ElementsAre("Create download directory failed [DownloaderImpl::download, code -1]",
+                          "  because: (5) Access is denied. [code 5]"));
+}
+
+TEST(ErrorLines, TellTheCodeWhereThereIsNoMessage) {
+  EXPECT_THAT(errorLines({{"createPathImpl", 3, ""}}, false), ElementsAre("error 3"));
+}
+
+TEST(ErrorLines, StaySingleLinesWhateverTheMessage) {
+  EXPECT_THAT(
+      errorLines({{"DownloaderImpl::parseListFile", -1,
+                   "Parsing json file list failed: * Line 1, Column 2\n  Syntax \x1b[31m\n"}},
+                 false),
+      ElementsAre("Parsing json file list failed: * Line 1, Column 2 Syntax \\x1B[31m"));
+}
+
+TEST(ConnectionReasonText, NamesEveryReason) {
+  EXPECT_EQ(connectionReasonText(0), "");
+  EXPECT_EQ(connectionReasonText(1), "the server's name could not be resolved");
+  EXPECT_EQ(connectionReasonText(2), "no connection to the server");
+  EXPECT_EQ(connectionReasonText(3), "the TLS handshake or a TLS record failed");
+  EXPECT_EQ(connectionReasonText(4), "the proxy could not be reached or refused");
+  EXPECT_EQ(connectionReasonText(5), "the request could not be sent");
+  EXPECT_EQ(connectionReasonText(6), "the connection broke before or in the response");
+  EXPECT_EQ(connectionReasonText(7), "the body is shorter than announced");
+  EXPECT_EQ(connectionReasonText(8), "connecting took too long, or the transfer stalled");
+  EXPECT_EQ(connectionReasonText(9), "the connections were closed meanwhile");
+  EXPECT_EQ(connectionReasonText(10), "the answer is not valid HTTP");
+  EXPECT_EQ(connectionReasonText(11), "out of memory");
+  EXPECT_EQ(connectionReasonText(12), "no closer reason known");
+  EXPECT_EQ(connectionReasonText(13), "the server's certificate could not be verified");
+  EXPECT_EQ(connectionReasonText(14), "");
+}
+
+TEST(ExplanationOf, AddsTheSystemsWordsToASystemNumber) {
+  EXPECT_EQ(explanationOf(connectionError("reason=2 extraF=1000 underlying=111")),
+            "no connection to the server: Connection refused");
+  EXPECT_EQ(explanationOf(connectionError("reason=77 extraF=1000 underlying=104")),
+            "Connection reset by peer");
+}
+
+TEST(ExplanationOf, LeavesOtherNumbersAlone) {
+  EXPECT_EQ(explanationOf(connectionError("reason=2 extraF=2000 underlying=7")),
+            "no connection to the server");
+  EXPECT_EQ(explanationOf(connectionError("reason=77 extraF=0 underlying=7")), "");
+}
+
+TEST(ExplanationOf, IsEmptyForOtherMessages) {
+  EXPECT_EQ(explanationOf(connectionError("reason=many")), "");
+  EXPECT_EQ(explanationOf({"Other::tag", -1, "Connection error: reason=2 extraF=0 underlying=7"}),
+            "");
+}
+
+TEST(IsAbort, RecognisesTheHostsOwnAnswerAnywhereInTheChain) {
+  EXPECT_TRUE(
+      isAbort({{"a", -1, "Could not download list file"}, {"b", -1, "Download aborted (1)"}}));
+  EXPECT_FALSE(isAbort({{"a", -1, "Could not download list file"}}));
+  EXPECT_FALSE(isAbort({}));
+}
+
+}  // namespace
+}  // namespace mtlsync

@@ -1,0 +1,70 @@
+// What signals do to a run.
+#include <gtest/gtest.h>
+
+#include "support/child_process.h"
+
+namespace {
+
+std::vector<std::string> command(const std::vector<std::string>& arguments) {
+  std::vector<std::string> all{MTLSYNC, "--module", MTLSYNC_FAKE_MODULE};
+  all.insert(all.end(), arguments.begin(), arguments.end());
+  return all;
+}
+
+/// Reads events up to the one whose line holds `text`.
+void awaitEvent(ChildProcess& program, const std::string& text) {
+  std::string line;
+  do {
+    line = program.readLine();
+  } while (!line.empty() && line.find(text) == std::string::npos);
+  ASSERT_FALSE(line.empty());
+}
+
+TEST(Interrupt, EndsTheRunThroughTheLibrary) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    ChildProcess program(command({"--json", "stall", "dir"}));
+    awaitEvent(program, "Waiting");
+    program.kill(signal);
+    const ProcessResult result = program.wait();
+    EXPECT_EQ(result.exitCode, 130);
+    EXPECT_EQ(result.err, "mtlsync: interrupted\n");
+    EXPECT_NE(result.out.find("Told to stop"), std::string::npos);
+    EXPECT_NE(result.out.find("Download aborted (1)"), std::string::npos);
+    EXPECT_NE(result.out.find("\"status\":\"interrupted\""), std::string::npos);
+  }
+}
+
+TEST(Interrupt, IsToldEvenWhenQuiet) {
+  ChildProcess program(command({"-q", "--json", "stall", "dir"}));
+  awaitEvent(program, "Waiting");
+  program.kill(SIGINT);
+  const ProcessResult result = program.wait();
+  EXPECT_EQ(result.exitCode, 130);
+  EXPECT_EQ(result.err, "mtlsync: interrupted\n");
+}
+
+TEST(Interrupt, LeavesTheErrorChainToVerboseRuns) {
+  ChildProcess program(command({"-v", "--json", "stall", "dir"}));
+  awaitEvent(program, "Waiting");
+  program.kill(SIGINT);
+  EXPECT_EQ(program.wait().err,
+            "Waiting\n"
+            "Told to stop\n"
+            "mtlsync: error: Could not download remote stamp file "
+            "[DownloaderImpl::readRemoteIdFile, code -1]\n"
+            "  because: Download aborted (1) [HttpGetter::responseProgressCb, code -1]\n"
+            "mtlsync: interrupted\n");
+}
+
+TEST(Interrupt, EndsTheProgramAtOnceTheSecondTime) {
+  for (const int second : {SIGINT, SIGTERM}) {
+    ChildProcess program(command({"--json", "stubborn", "dir"}));
+    awaitEvent(program, "Waiting");
+    program.kill(SIGINT);
+    awaitEvent(program, "Told to stop");
+    program.kill(second);
+    EXPECT_EQ(program.wait(10).exitCode, 128 + second);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,80 @@
+// The lines of JSON.
+#include "mtlsync/json_events.h"
+
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+#include <sstream>
+
+namespace mtlsync {
+namespace {
+
+class JsonEventsTest : public testing::Test {
+ protected:
+  std::string written() {
+    std::string text = stream_.str();
+    stream_.str("");
+    return text;
+  }
+
+  /// What a strict reader makes of the one line that was written.
+  Json::Value read() {
+    const std::string line = written();
+    EXPECT_EQ(line.find('\n'), line.size() - 1);
+    Json::CharReaderBuilder builder;
+    Json::CharReaderBuilder::strictMode(&builder.settings_);
+    Json::Value value;
+    std::string problem;
+    std::istringstream input(line);
+    EXPECT_TRUE(Json::parseFromStream(builder, input, &value, &problem)) << problem;
+    return value;
+  }
+
+  std::ostringstream stream_;
+  JsonEvents events_{stream_};
+};
+
+TEST_F(JsonEventsTest, WritesAnObjectALine) {
+  events_.simple("beginProgress");
+  EXPECT_EQ(written(), "{\"event\":\"beginProgress\"}\n");
+  events_.number("progressValue", 450);
+  EXPECT_EQ(written(), "{\"event\":\"progressValue\",\"value\":450}\n");
+  events_.text("stage", "Saving");
+  EXPECT_EQ(written(), "{\"event\":\"stage\",\"text\":\"Saving\"}\n");
+  events_.taggedError("A::b", -1, "went wrong");
+  EXPECT_EQ(written(),
+            "{\"code\":-1,\"event\":\"taggedError\",\"tag\":\"A::b\",\"text\":\"went wrong\"}\n");
+  events_.error({{"A::b", -1, "newest"}, {"", 5, ""}});
+  EXPECT_EQ(written(),
+            "{\"chain\":[{\"code\":-1,\"message\":\"newest\",\"tag\":\"A::b\"},"
+            "{\"code\":5,\"message\":\"\",\"tag\":\"\"}],\"event\":\"error\"}\n");
+  events_.error({});
+  EXPECT_EQ(written(), "{\"chain\":[],\"event\":\"error\"}\n");
+  events_.result(0, "updated", 73, 19000000000);
+  EXPECT_EQ(written(),
+            "{\"bytes\":19000000000,\"code\":0,\"event\":\"result\",\"files\":73,"
+            "\"status\":\"updated\"}\n");
+}
+
+TEST_F(JsonEventsTest, GivesTextsBackAsTheyWere) {
+  std::string text;
+  for (char byte = 1; byte < 127; ++byte)
+    text += byte;
+  text += "\x7F \xC3\xA4 \xE2\x82\xAC \xE2\x80\xA8 \xF0\x9F\x8E\xA8 end";
+  events_.text("info", text);
+  EXPECT_EQ(read()["text"].asString(), text);
+}
+
+TEST_F(JsonEventsTest, StaysValidWhateverTheBytes) {
+  events_.text("info", "a\xFF\xC3(\xE2\x82 b\xED\xA0\x80 c\xC0\x80");
+  EXPECT_EQ(read()["text"].asString(),
+            "a\xEF\xBF\xBD\xEF\xBF\xBD(\xEF\xBF\xBD\xEF\xBF\xBD b\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF"
+            "\xBD c\xEF\xBF\xBD\xEF\xBF\xBD");
+  events_.error({{"\xFE", -1, "\xFF"}});
+  EXPECT_EQ(read()["chain"][0]["message"].asString(), "\xEF\xBF\xBD");
+  events_.taggedError("\xFE", -1, "\xFF");
+  EXPECT_EQ(read()["tag"].asString(), "\xEF\xBF\xBD");
+}
+
+}  // namespace
+}  // namespace mtlsync

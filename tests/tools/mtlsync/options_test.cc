@@ -1,0 +1,135 @@
+// The command line, right and wrong.
+#include "mtlsync/options.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace mtlsync {
+namespace {
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+CommandLine parse(std::vector<const char*> arguments) {
+  arguments.insert(arguments.begin(), "mtlsync");
+  return parseCommandLine(static_cast<int>(arguments.size()), arguments.data());
+}
+
+Options accepted(const std::vector<const char*>& arguments) {
+  const CommandLine line = parse(arguments);
+  EXPECT_EQ(line.outcome, CommandLine::Outcome::kRun) << line.text;
+  return line.options;
+}
+
+std::string problemWith(const std::vector<const char*>& arguments) {
+  const CommandLine line = parse(arguments);
+  EXPECT_EQ(line.outcome, CommandLine::Outcome::kWrongUsage);
+  return line.text;
+}
+
+TEST(CommandLineOptions, NeedNothingButUrlAndDirectory) {
+  const Options options = accepted({"http://a/b", "some dir"});
+  EXPECT_EQ(options.url, "http://a/b");
+  EXPECT_EQ(options.directory, "some dir");
+  EXPECT_EQ(options.subPath, "");
+  EXPECT_EQ(options.proxyMode, PROXY_MODE_SYSTEM);
+  EXPECT_EQ(options.proxyAddress, "");
+  EXPECT_EQ(options.moduleFile, "");
+  EXPECT_EQ(options.verbosity, Verbosity::kNormal);
+  EXPECT_FALSE(options.checkOnly);
+  EXPECT_FALSE(options.json);
+}
+
+TEST(CommandLineOptions, MayStandAnywhere) {
+  const Options options = accepted({"--check", "http://a", "--sub-path", "x/y", "dir", "--json",
+                                    "--module=m.so", "--proxy", "p:3128", "-v"});
+  EXPECT_EQ(options.url, "http://a");
+  EXPECT_EQ(options.directory, "dir");
+  EXPECT_EQ(options.subPath, "x/y");
+  EXPECT_EQ(options.proxyMode, PROXY_MODE_EXPLICIT);
+  EXPECT_EQ(options.proxyAddress, "p:3128");
+  EXPECT_EQ(options.moduleFile, "m.so");
+  EXPECT_EQ(options.verbosity, Verbosity::kVerbose);
+  EXPECT_TRUE(options.checkOnly);
+  EXPECT_TRUE(options.json);
+}
+
+TEST(CommandLineOptions, HaveShortForms) {
+  EXPECT_EQ(accepted({"-q", "u", "d"}).verbosity, Verbosity::kQuiet);
+  EXPECT_EQ(accepted({"-v", "u", "d"}).verbosity, Verbosity::kVerbose);
+  EXPECT_EQ(accepted({"--quiet", "u", "d"}).verbosity, Verbosity::kQuiet);
+  EXPECT_EQ(accepted({"--verbose", "u", "d"}).verbosity, Verbosity::kVerbose);
+}
+
+TEST(CommandLineOptions, CanTurnTheProxyOff) {
+  EXPECT_EQ(accepted({"--no-proxy", "u", "d"}).proxyMode, PROXY_MODE_DISABLED);
+}
+
+TEST(CommandLineOptions, EndAtADoubleDash) {
+  const Options options = accepted({"--", "u", "-v"});
+  EXPECT_EQ(options.directory, "-v");
+  EXPECT_EQ(options.verbosity, Verbosity::kNormal);
+}
+
+TEST(CommandLineOptions, TakeTheUrlWithoutTrailingSlashes) {
+  EXPECT_EQ(accepted({"http://a/", "d"}).url, "http://a");
+  EXPECT_EQ(accepted({"http://a/b//", "d"}).url, "http://a/b");
+  EXPECT_EQ(accepted({"http://", "d"}).url, "http://");
+}
+
+TEST(CommandLineOptions, TakeNamesAsTheyStand) {
+  const Options options = accepted({"[a,b]", "/dir with \"quotes\"", "--sub-path", ""});
+  EXPECT_EQ(options.url, "[a,b]");
+  EXPECT_EQ(options.directory, "/dir with \"quotes\"");
+  EXPECT_EQ(options.subPath, "");
+}
+
+TEST(WrongUsage, SaysWhatIsMissing) {
+  EXPECT_EQ(problemWith({}), "URL is required");
+  EXPECT_EQ(problemWith({"http://a"}), "DIR is required");
+  EXPECT_EQ(problemWith({"u", "d", "--proxy"}), "--proxy: 1 required ADDRESS missing");
+}
+
+TEST(WrongUsage, SaysWhatIsTooMuch) {
+  EXPECT_EQ(problemWith({"u", "d", "e"}), "The following argument was not expected: e");
+  EXPECT_EQ(problemWith({"u", "d", "--fast"}), "The following argument was not expected: --fast");
+}
+
+TEST(WrongUsage, IncludesEmptyNames) {
+  EXPECT_EQ(problemWith({"", "d"}), "URL: must not be empty");
+  EXPECT_EQ(problemWith({"u", ""}), "DIR: must not be empty");
+  EXPECT_EQ(problemWith({"u", "d", "--proxy", ""}), "--proxy: must not be empty");
+  EXPECT_EQ(problemWith({"u", "d", "--module", ""}), "--module: must not be empty");
+}
+
+TEST(WrongUsage, IncludesContradictions) {
+  EXPECT_EQ(problemWith({"-q", "-v", "u", "d"}), "--quiet and --verbose exclude each other");
+  EXPECT_EQ(problemWith({"--proxy", "p", "--no-proxy", "u", "d"}),
+            "--proxy and --no-proxy exclude each other");
+}
+
+TEST(WrongUsage, IsToldInOneLine) {
+  EXPECT_EQ(problemWith({"u", "d", "a\nb"}).find('\n'), std::string::npos);
+}
+
+TEST(CommandLineOptions, ShowHelpWithEveryOption) {
+  for (const char* option : {"-h", "--help"}) {
+    const CommandLine line = parse({option});
+    EXPECT_EQ(line.outcome, CommandLine::Outcome::kShowText);
+    for (const char* name : {"URL", "DIR", "--check", "--sub-path", "--proxy", "--no-proxy",
+                             "--quiet", "--verbose", "--json", "--module", "--version"}) {
+      EXPECT_THAT(line.text, HasSubstr(name));
+    }
+  }
+}
+
+TEST(CommandLineOptions, ShowTheVersion) {
+  const CommandLine line = parse({"--version"});
+  EXPECT_EQ(line.outcome, CommandLine::Outcome::kShowText);
+  EXPECT_THAT(line.text, MatchesRegex("mtlsync [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+}
+
+}  // namespace
+}  // namespace mtlsync

@@ -1,0 +1,111 @@
+// A chain becomes a line a cause; the numbers of a connection error become words.
+#include "mtlsync/error_text.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include "mtllib/transfer_progress.h"
+#include "mtlsync/printable.h"
+#include "mtlsync/system.h"
+
+namespace mtlsync {
+
+namespace {
+
+constexpr const char* kOwnTag = "mtlsync";
+constexpr const char* kConnectionErrorTag = "HttpGetter::responseErrorCb";
+constexpr const char* kConnectionErrorFormat =
+    "Connection error: reason=%d extraF=%x underlying=%d";
+constexpr const char* kAbortMessage = "Download aborted (";
+
+std::string entryText(const ErrorEntry& entry, bool detailed) {
+  const std::string code = std::to_string(entry.code);
+  std::string text = printableLine(entry.message);
+  if (text.empty()) text = "error " + code;
+  const std::string explanation = explanationOf(entry);
+  if (!explanation.empty()) text += " (" + explanation + ")";
+  if (!detailed) return text;
+  return text + " [" + (entry.tag.empty() ? "" : printableLine(entry.tag) + ", ") + "code " + code +
+         "]";
+}
+
+}  // namespace
+
+ErrorEntries entriesOf(const ErrorChain& chain) {
+  ErrorEntries entries;
+  for (const ErrorRecord* record = chain.head; record != nullptr; record = record->next) {
+    entries.push_back({record->tag != nullptr ? record->tag : "", record->code, record->message});
+  }
+  return entries;
+}
+
+ErrorEntry ownError(std::string message) {
+  return {kOwnTag, -1, std::move(message)};
+}
+
+std::string connectionReasonText(std::uint32_t reason) {
+  using namespace Krell::Networking;  // NOLINT(google-build-using-namespace)
+  switch (reason) {
+    case CONNECTION_ERROR_RESOLVE:
+      return "the server's name could not be resolved";
+    case CONNECTION_ERROR_CONNECT:
+      return "no connection to the server";
+    case CONNECTION_ERROR_TLS:
+      return "the TLS handshake or a TLS record failed";
+    case CONNECTION_ERROR_PROXY:
+      return "the proxy could not be reached or refused";
+    case CONNECTION_ERROR_SEND:
+      return "the request could not be sent";
+    case CONNECTION_ERROR_RECEIVE:
+      return "the connection broke before or in the response";
+    case CONNECTION_ERROR_TRUNCATED:
+      return "the body is shorter than announced";
+    case CONNECTION_ERROR_TIMEOUT:
+      return "connecting took too long, or the transfer stalled";
+    case CONNECTION_ERROR_ABORTED:
+      return "the connections were closed meanwhile";
+    case CONNECTION_ERROR_PROTOCOL:
+      return "the answer is not valid HTTP";
+    case CONNECTION_ERROR_MEMORY:
+      return "out of memory";
+    case CONNECTION_ERROR_OTHER:
+      return "no closer reason known";
+    case CONNECTION_ERROR_CERTIFICATE:
+      return "the server's certificate could not be verified";
+    default:
+      return "";
+  }
+}
+
+std::string explanationOf(const ErrorEntry& entry) {
+  if (entry.tag != kConnectionErrorTag) return "";
+  int reason = 0;
+  unsigned flags = 0;
+  int underlying = 0;
+  if (std::sscanf(entry.message.c_str(), kConnectionErrorFormat, &reason, &flags, &underlying) !=
+      3) {
+    return "";
+  }
+  std::string text = connectionReasonText(static_cast<std::uint32_t>(reason));
+  if ((flags & Krell::Networking::CONNECTION_ERROR_SYSTEM_NUMBER) != 0) {
+    text += (text.empty() ? "" : ": ") + systemErrorText(underlying);
+  }
+  return text;
+}
+
+bool isAbort(const ErrorEntries& entries) {
+  return std::any_of(entries.begin(), entries.end(), [](const ErrorEntry& entry) {
+    return entry.message.rfind(kAbortMessage, 0) == 0;
+  });
+}
+
+std::vector<std::string> errorLines(const ErrorEntries& entries, bool detailed) {
+  std::vector<std::string> lines;
+  for (const ErrorEntry& entry : entries) {
+    lines.push_back((lines.empty() ? "" : "  because: ") + entryText(entry, detailed));
+  }
+  return lines;
+}
+
+}  // namespace mtlsync

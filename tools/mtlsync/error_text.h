@@ -1,0 +1,43 @@
+// Failures in words for people.
+#ifndef MTLLIB_TOOLS_MTLSYNC_ERROR_TEXT_H_
+#define MTLLIB_TOOLS_MTLSYNC_ERROR_TEXT_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "mtllib/error_chain.h"
+
+namespace mtlsync {
+
+/// One ErrorRecord.
+struct ErrorEntry {
+  std::string tag;  ///< "" when the record has none.
+  int code = -1;
+  std::string message;
+};
+
+/// A failure and its causes, newest first.
+using ErrorEntries = std::vector<ErrorEntry>;
+
+ErrorEntries entriesOf(const ErrorChain& chain);
+
+/// An entry for a failure of our own.
+ErrorEntry ownError(std::string message);
+
+/// What a ConnectionErrorReason means; "" for numbers that are none.
+std::string connectionReasonText(std::uint32_t reason);
+
+/// More about an entry whose message consists of numbers only; "" for all others.
+std::string explanationOf(const ErrorEntry& entry);
+
+/// True when the host ended the transfer itself.
+bool isAbort(const ErrorEntries& entries);
+
+/// "What failed (explanation)" and a "  because: ..." line for each cause. With `detailed`
+/// every line also tells tag and code.
+std::vector<std::string> errorLines(const ErrorEntries& entries, bool detailed);
+
+}  // namespace mtlsync
+
+#endif  // MTLLIB_TOOLS_MTLSYNC_ERROR_TEXT_H_

@@ -1,0 +1,77 @@
+// Each line is flushed, so that a reader can follow the run.
+#include "mtlsync/json_events.h"
+
+#include <json/json.h>
+
+#include "mtlsync/printable.h"
+
+namespace mtlsync {
+
+namespace {
+
+Json::Value eventNamed(const std::string& event) {
+  Json::Value object(Json::objectValue);
+  object["event"] = event;
+  return object;
+}
+
+void writeLine(std::ostream& stream, const Json::Value& object) {
+  static const Json::StreamWriterBuilder kOneLine = [] {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    builder["emitUTF8"] = true;
+    return builder;
+  }();
+  stream << Json::writeString(kOneLine, object) + '\n' << std::flush;
+}
+
+}  // namespace
+
+void JsonEvents::simple(const std::string& event) {
+  writeLine(stream_, eventNamed(event));
+}
+
+void JsonEvents::number(const std::string& event, int value) {
+  Json::Value object = eventNamed(event);
+  object["value"] = value;
+  writeLine(stream_, object);
+}
+
+void JsonEvents::text(const std::string& event, const std::string& text) {
+  Json::Value object = eventNamed(event);
+  object["text"] = validUtf8(text);
+  writeLine(stream_, object);
+}
+
+void JsonEvents::taggedError(const std::string& tag, int code, const std::string& text) {
+  Json::Value object = eventNamed("taggedError");
+  object["tag"] = validUtf8(tag);
+  object["code"] = code;
+  object["text"] = validUtf8(text);
+  writeLine(stream_, object);
+}
+
+void JsonEvents::error(const ErrorEntries& entries) {
+  Json::Value object = eventNamed("error");
+  Json::Value& chain = object["chain"] = Json::arrayValue;
+  for (const ErrorEntry& entry : entries) {
+    Json::Value record(Json::objectValue);
+    record["tag"] = validUtf8(entry.tag);
+    record["code"] = entry.code;
+    record["message"] = validUtf8(entry.message);
+    chain.append(record);
+  }
+  writeLine(stream_, object);
+}
+
+void JsonEvents::result(int code, const std::string& status, std::int64_t files,
+                        std::int64_t bytes) {
+  Json::Value object = eventNamed("result");
+  object["code"] = code;
+  object["status"] = status;
+  object["files"] = static_cast<Json::Int64>(files);
+  object["bytes"] = static_cast<Json::Int64>(bytes);
+  writeLine(stream_, object);
+}
+
+}  // namespace mtlsync

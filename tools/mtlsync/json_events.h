@@ -1,0 +1,33 @@
+// Everything that happens, for programs: one JSON object a line.
+#ifndef MTLLIB_TOOLS_MTLSYNC_JSON_EVENTS_H_
+#define MTLLIB_TOOLS_MTLSYNC_JSON_EVENTS_H_
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+
+#include "mtlsync/error_text.h"
+
+namespace mtlsync {
+
+/// Writes and flushes a line for each event. Whatever bytes a text holds, the line is
+/// valid JSON in UTF-8. Used by one thread at a time.
+class JsonEvents {
+ public:
+  /// Writes to `stream`, which must outlive this.
+  explicit JsonEvents(std::ostream& stream) : stream_(stream) {}
+
+  void simple(const std::string& event);
+  void number(const std::string& event, int value);
+  void text(const std::string& event, const std::string& text);
+  void taggedError(const std::string& tag, int code, const std::string& text);
+  void error(const ErrorEntries& entries);
+  void result(int code, const std::string& status, std::int64_t files, std::int64_t bytes);
+
+ private:
+  std::ostream& stream_;
+};
+
+}  // namespace mtlsync
+
+#endif  // MTLLIB_TOOLS_MTLSYNC_JSON_EVENTS_H_

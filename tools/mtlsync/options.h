@@ -1,0 +1,42 @@
+// The command line.
+#ifndef MTLLIB_TOOLS_MTLSYNC_OPTIONS_H_
+#define MTLLIB_TOOLS_MTLSYNC_OPTIONS_H_
+
+#include <string>
+
+#include "mtllib/downloader_settings.h"
+
+namespace mtlsync {
+
+enum class Verbosity { kQuiet, kNormal, kVerbose };
+
+struct Options {
+  std::string url;
+  std::string directory;
+  std::string subPath;
+  ProxyMode proxyMode = PROXY_MODE_SYSTEM;
+  std::string proxyAddress;
+  std::string moduleFile;  ///< "" looks for it in the usual places.
+  Verbosity verbosity = Verbosity::kNormal;
+  bool checkOnly = false;
+  bool json = false;
+};
+
+struct CommandLine {
+  enum class Outcome {
+    kRun,        ///< `options` say what is wanted.
+    kShowText,   ///< Print `text`, the help or the version, and that is all.
+    kWrongUsage  ///< `text` says in one line what is wrong.
+  };
+  Outcome outcome = Outcome::kRun;
+  Options options;
+  std::string text;
+};
+
+/// Takes the program's arguments, its own name among them. Never throws, but for
+/// std::bad_alloc.
+CommandLine parseCommandLine(int argumentCount, const char* const* arguments);
+
+}  // namespace mtlsync
+
+#endif  // MTLLIB_TOOLS_MTLSYNC_OPTIONS_H_

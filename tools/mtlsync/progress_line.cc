@@ -1,0 +1,155 @@
+// The richest layout that fits the width wins.
+#include "mtlsync/progress_line.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdio>
+#include <vector>
+
+#include "mtlsync/console.h"
+#include "mtlsync/printable.h"
+#include "mtlsync/quantity_text.h"
+
+namespace mtlsync {
+
+namespace {
+
+constexpr int kFullPermille = 1000;
+constexpr int kPermillePerPercent = 10;
+constexpr double kBytesPerMegabyte = 1e6;
+constexpr std::int64_t kBytesPerWholeMegabyte = 1000000;
+constexpr int kNarrowestBar = 12;
+constexpr int kWidestBar = 42;
+
+enum Part { kPhase, kBar, kPercent, kAmount, kRate, kTimeLeft };
+using Layout = std::vector<Part>;
+
+/// From the richest to the poorest; the first one that fits is used.
+const std::array<Layout, 6> kLayouts{{{kPhase, kBar, kPercent, kAmount, kRate, kTimeLeft},
+                                      {kBar, kPercent, kAmount, kRate, kTimeLeft},
+                                      {kPercent, kAmount, kRate, kTimeLeft},
+                                      {kPercent, kAmount, kRate},
+                                      {kPercent, kAmount},
+                                      {kPercent}}};
+const std::array<Layout, 3> kLayoutsWithoutTotal{
+    {{kPhase, kAmount, kRate}, {kPhase, kAmount}, {kPhase}}};
+
+bool hasTotal(const Progress& progress) {
+  return progress.permille >= 0;
+}
+
+int percentOf(const Progress& progress) {
+  return std::min(progress.permille, kFullPermille) / kPermillePerPercent;
+}
+
+std::string megabytesText(std::int64_t bytes) {
+  std::array<char, 48> text{};
+  std::snprintf(text.data(), text.size(), "%.1f", static_cast<double>(bytes) / kBytesPerMegabyte);
+  return text.data();
+}
+
+// The total is in whole megabytes, rounded down; the amount stops there too.
+std::string amountText(const Progress& progress, const char* separator) {
+  if (progress.totalMegabytes <= 0) return bytesText(progress.bytes);
+  const std::int64_t total = progress.totalMegabytes * kBytesPerWholeMegabyte;
+  return megabytesText(std::min(progress.bytes, total)) + separator +
+         std::to_string(progress.totalMegabytes) + " MB";
+}
+
+/// "[====>     ]", `columns` wide.
+std::string bar(const Progress& progress, int columns) {
+  const int room = columns - 2;
+  const int filled = std::min(progress.permille, kFullPermille) * room / kFullPermille;
+  std::string text(static_cast<std::size_t>(room), ' ');
+  std::fill_n(text.begin(), filled, '=');
+  if (filled < room) text[static_cast<std::size_t>(filled)] = '>';
+  return "[" + text + "]";
+}
+
+/// "" when there is nothing to tell.
+std::string partText(Part part, const Progress& progress) {
+  switch (part) {
+    case kPhase:
+      return progress.phase;
+    case kBar:
+      return bar(progress, kNarrowestBar);
+    case kPercent: {
+      const std::string number = std::to_string(percentOf(progress));
+      return std::string(number.size() < 3 ? 3 - number.size() : 0, ' ') + number + "%";
+    }
+    case kAmount:
+      return amountText(progress, " / ");
+    case kRate:
+      return progress.bytesPerSecond > 0
+                 ? bytesText(static_cast<std::int64_t>(progress.bytesPerSecond)) + "/s"
+                 : "";
+    case kTimeLeft:
+      return progress.secondsLeft >= 0 ? countdownText(progress.secondsLeft) + " left" : "";
+  }
+  return "";
+}
+
+int columnsOf(const std::string& text) {
+  return static_cast<int>(std::count_if(text.begin(), text.end(), [](char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0) != 0x80;
+  }));
+}
+
+/// The parts side by side, the bar as wide as `columns` allow; longer than that when they
+/// do not fit.
+std::string arranged(const Layout& layout, const Progress& progress, int columns) {
+  std::string text;
+  std::size_t barStart = std::string::npos;
+  for (const Part part : layout) {
+    const std::string piece = partText(part, progress);
+    if (piece.empty()) continue;
+    if (!text.empty()) text += "  ";
+    if (part == kBar) barStart = text.size();
+    text += piece;
+  }
+  const int spare = columns - columnsOf(text);
+  if (barStart == std::string::npos || spare <= 0) return text;
+  const int width = std::min(kNarrowestBar + spare, kWidestBar);
+  return text.replace(barStart, kNarrowestBar, bar(progress, width));
+}
+
+template <typename Layouts>
+std::string firstThatFits(const Layouts& layouts, const Progress& progress, int columns) {
+  std::string text;
+  for (const Layout& layout : layouts) {
+    text = arranged(layout, progress, columns);
+    if (columnsOf(text) <= columns) return text;
+  }
+  return elided(text, columns);
+}
+
+}  // namespace
+
+Caption parseCaption(const std::string& text) {
+  Caption caption{printableLine(text)};
+  const std::size_t suffix = text.rfind(" (");
+  if (suffix == std::string::npos) return caption;
+  long long received = 0;
+  long long total = 0;
+  int end = 0;
+  const char* start = text.c_str() + suffix;
+  if (std::sscanf(start, " (%lldMB / %lldMB)%n", &received, &total, &end) != 2 || end == 0 ||
+      start[end] != '\0') {
+    return caption;
+  }
+  return {printableLine(text.substr(0, suffix)), received, total};
+}
+
+std::string progressLine(const Progress& progress, int columns) {
+  return hasTotal(progress) ? firstThatFits(kLayouts, progress, columns)
+                            : firstThatFits(kLayoutsWithoutTotal, progress, columns);
+}
+
+std::string progressNote(const Progress& progress) {
+  if (!hasTotal(progress)) return progress.phase;
+  return progress.phase + ": " + std::to_string(percentOf(progress)) + " % (" +
+         amountText(progress, " of ") + ")";
+}
+
+}  // namespace mtlsync

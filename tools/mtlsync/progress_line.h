@@ -1,0 +1,40 @@
+// How progress looks.
+#ifndef MTLLIB_TOOLS_MTLSYNC_PROGRESS_LINE_H_
+#define MTLLIB_TOOLS_MTLSYNC_PROGRESS_LINE_H_
+
+#include <cstdint>
+#include <string>
+
+namespace mtlsync {
+
+/// A text for HostCallback::setProgressText, taken apart: "Downloading files (3MB / 19MB)".
+struct Caption {
+  std::string phase;
+  std::int64_t receivedMegabytes = 0;
+  std::int64_t totalMegabytes = 0;  ///< 0 when the text does not tell.
+};
+
+Caption parseCaption(const std::string& text);
+
+/// What is known about the phase that runs.
+struct Progress {
+  static constexpr int kUnknown = -1;
+
+  std::string phase;
+  int permille = kUnknown;  ///< Known when the number of bytes to come is.
+  std::int64_t bytes = 0;   ///< Received in this phase.
+  std::int64_t totalMegabytes = 0;
+  double bytesPerSecond = 0;      ///< 0 when unknown.
+  double secondsLeft = kUnknown;  ///< Negative when unknown.
+};
+
+/// One line of at most `columns` columns, with as much as fits of: the phase, a bar, per
+/// cent, megabytes, rate and remaining time.
+std::string progressLine(const Progress& progress, int columns);
+
+/// The same in a few words, for a log: "Downloading files: 30 % (5.7 of 19 MB)".
+std::string progressNote(const Progress& progress);
+
+}  // namespace mtlsync
+
+#endif  // MTLLIB_TOOLS_MTLSYNC_PROGRESS_LINE_H_

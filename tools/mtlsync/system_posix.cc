@@ -1,0 +1,101 @@
+// The POSIX side.
+#include <dlfcn.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+#include "mtlsync/system.h"
+
+namespace mtlsync {
+
+namespace {
+
+constexpr int kDefaultWidth = 80;
+constexpr std::array<int, 2> kStopSignals{SIGINT, SIGTERM};
+
+std::atomic<bool> stopNoted{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "set by a signal handler");
+
+int descriptorOf(OutputStream stream) {
+  return stream == OutputStream::kOut ? STDOUT_FILENO : STDERR_FILENO;
+}
+
+// Whichever of them comes next is the second.
+void noteStop(int /*signal*/) {
+  stopNoted = true;
+  for (const int signal : kStopSignals)
+    std::signal(signal, SIG_DFL);
+}
+
+}  // namespace
+
+SharedLibrary::SharedLibrary(const std::string& file, std::string& problem)
+    : handle_(dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL)) {
+  if (handle_ != nullptr) return;
+  const char* text = dlerror();
+  problem = text != nullptr ? text : "unknown reason";
+}
+
+SharedLibrary::~SharedLibrary() {
+  if (handle_ != nullptr) dlclose(handle_);
+}
+
+void* SharedLibrary::symbol(const char* name) const {
+  return dlsym(handle_, name);
+}
+
+std::string moduleFileName() {
+  return "libmtllib.so";
+}
+
+std::string programFolder() {
+  std::error_code error;
+  return std::filesystem::read_symlink("/proc/self/exe", error).parent_path().string();
+}
+
+bool isTerminal(OutputStream stream) {
+  if (isatty(descriptorOf(stream)) == 0) return false;
+  const char* kind = std::getenv("TERM");
+  return kind != nullptr && std::string_view(kind) != "dumb";
+}
+
+int terminalWidth(OutputStream stream) {
+  winsize size{};
+  if (ioctl(descriptorOf(stream), TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
+    return kDefaultWidth;
+  }
+  return size.ws_col;
+}
+
+std::string systemErrorText(int number) {
+  return std::strerror(number);
+}
+
+void catchStopSignals() {
+  for (const int signal : kStopSignals) {
+    struct sigaction action {};
+    if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) continue;
+    action = {};
+    action.sa_handler = noteStop;
+    action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
+    sigaction(signal, &action, nullptr);
+  }
+}
+
+bool stopRequested() {
+  return stopNoted;
+}
+
+void surviveBrokenPipes() {
+  std::signal(SIGPIPE, SIG_IGN);
+}
+
+}  // namespace mtlsync
