@@ -39,9 +39,9 @@ class HostCallback {
   /// 1,000,000 bytes appended: "Downloading files (3MB / 19MB)".
   virtual void setProgressText(const char* text) = 0;
 
-  /// Asked whenever response data arrives, and at least ten times a second while a
-  /// transfer runs. 0 goes on; any other value ends the transfer, and with it the
-  /// run, with "Download aborted (%i)" carrying that value.
+  /// Asked before a request is sent, whenever response data arrives, and at least ten
+  /// times a second while a transfer runs. 0 goes on; any other value ends the transfer,
+  /// and with it the run, with "Download aborted (%i)" carrying that value.
   ///
   /// `request` tells requests apart, `progress` says how many bytes of the body have
   /// arrived, `response` is opaque.

@@ -213,10 +213,10 @@ bool TransferEngine::configureEasy(Transfer& transfer) {
 
 void TransferEngine::run() {
   while (takeRequests()) {
+    callIdleClients();
     int running = 0;
     curl_multi_perform(multi_.get(), &running);
     collectFinished();
-    callIdleClients();
     const bool active = std::any_of(transfers_.begin(), transfers_.end(),
                                     [](const Transfer& transfer) { return transfer.active; });
     const auto interval = static_cast<int>(configuration_.limits.callbackInterval.count());
@@ -232,7 +232,7 @@ bool TransferEngine::takeRequests() {
   const std::lock_guard<std::mutex> lock(mutex_);
   for (Transfer* transfer : pending_) {
     transfer->active = true;
-    transfer->lastCallback = Clock::now();
+    transfer->lastCallback = {};  // Asked before anything is sent.
     curl_multi_add_handle(multi_.get(), transfer->easy.get());
   }
   pending_.clear();

@@ -47,7 +47,8 @@ TEST(ParseServerWithPort, DropsTheBracketsOfAnIpv6Address) {
 }
 
 TEST(ParseServerWithPort, TakesAMalformedTextWhole) {
-  for (const char* text : {"h:80x", "h:65536", "h:999999", "h:-1", "[::1]x", "[::1", "h: 80", "::1", "a:b:1"}) {
+  for (const char* text :
+       {"h:80x", "h:65536", "h:999999", "h:-1", "[::1]x", "[::1", "h: 80", "::1", "a:b:1"}) {
     const Split result = split(text);
     EXPECT_EQ(result.host, text);
     EXPECT_EQ(result.port, -1);

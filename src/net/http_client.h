@@ -49,9 +49,10 @@ class Response {
 class HttpClient {
  public:
   /// Called on the library's thread, one call at a time for all clients of a pool:
-  /// `onStatus` once per response, then `onData` for each piece of the body and at
-  /// least ten times a second while the request runs, then `onError` if the request
-  /// failed otherwise than through the abort flag. They must not throw.
+  /// `onData` before anything is sent, for each piece of the body, and at least ten
+  /// times a second while the request runs; `onStatus` once per response, before the
+  /// body; and last `onError`, if the request failed otherwise than through the abort
+  /// flag. They must not throw.
   struct Callbacks {
     std::int32_t flags;  ///< kSerialized
     void (*onSent)(CallbackContext* context, ReqTokenGeneralType* token);
