@@ -1,6 +1,7 @@
 // mtlpublish: the publisher's side of a material library.
 #include <CLI/CLI.hpp>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
@@ -9,10 +10,10 @@
 #include <system_error>
 #include <vector>
 
-#include "mtlpublish/byte_count.h"
 #include "mtlpublish/glob.h"
 #include "mtlpublish/publisher.h"
 #include "mtlpublish/static_server.h"
+#include "quantity/quantity_text.h"
 
 namespace {
 
@@ -78,8 +79,8 @@ int build(const Arguments& arguments) {
     complain(problem);
   if (!result.problems.empty()) return kFailed;
   std::cout << result.files << (result.files == 1 ? " file, " : " files, ")
-            << mtlpublish::byteCountText(result.bytes) << ", id " << result.id.substr(0, 8)
-            << "…\n";
+            << quantity::bytesText(static_cast<std::int64_t>(result.bytes)) << ", id "
+            << result.id.substr(0, 8) << "…\n";
   return kDone;
 }
 

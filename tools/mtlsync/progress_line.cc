@@ -9,7 +9,7 @@
 
 #include "mtlsync/console.h"
 #include "mtlsync/printable.h"
-#include "mtlsync/quantity_text.h"
+#include "quantity/quantity_text.h"
 
 namespace mtlsync {
 
@@ -51,7 +51,7 @@ std::string megabytesText(std::int64_t bytes) {
 
 // The total is in whole megabytes, rounded down; the amount stops there too.
 std::string amountText(const Progress& progress, const char* separator) {
-  if (progress.totalMegabytes <= 0) return bytesText(progress.bytes);
+  if (progress.totalMegabytes <= 0) return quantity::bytesText(progress.bytes);
   const std::int64_t total = progress.totalMegabytes * kBytesPerWholeMegabyte;
   return megabytesText(std::min(progress.bytes, total)) + separator +
          std::to_string(progress.totalMegabytes) + " MB";
@@ -82,10 +82,11 @@ std::string partText(Part part, const Progress& progress) {
       return amountText(progress, " / ");
     case kRate:
       return progress.bytesPerSecond > 0
-                 ? bytesText(static_cast<std::int64_t>(progress.bytesPerSecond)) + "/s"
+                 ? quantity::bytesText(static_cast<std::int64_t>(progress.bytesPerSecond)) + "/s"
                  : "";
     case kTimeLeft:
-      return progress.secondsLeft >= 0 ? countdownText(progress.secondsLeft) + " left" : "";
+      return progress.secondsLeft >= 0 ? quantity::countdownText(progress.secondsLeft) + " left"
+                                       : "";
   }
   return "";
 }

@@ -11,9 +11,9 @@
 #include "mtlsync/json_events.h"
 #include "mtlsync/module.h"
 #include "mtlsync/progress_display.h"
-#include "mtlsync/quantity_text.h"
 #include "mtlsync/sync_callback.h"
 #include "mtlsync/system.h"
+#include "quantity/quantity_text.h"
 
 namespace mtlsync {
 
@@ -98,8 +98,8 @@ std::string closingLine(Status status, const RunRecord& record, double seconds) 
   switch (status) {
     case Status::kUpdated:
       return "Updated: " + std::to_string(record.files) +
-             (record.files == 1 ? " file, " : " files, ") + bytesText(record.bytes) + " in " +
-             durationText(seconds) + ".";
+             (record.files == 1 ? " file, " : " files, ") + quantity::bytesText(record.bytes) +
+             " in " + quantity::durationText(seconds) + ".";
     case Status::kUpToDate:
       return "Up to date.";
     case Status::kUpdateAvailable:

@@ -1,12 +1,12 @@
 // Decimal units, one digit behind the point.
-#include "mtlsync/quantity_text.h"
+#include "quantity/quantity_text.h"
 
 #include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
 
-namespace mtlsync {
+namespace quantity {
 
 namespace {
 
@@ -61,4 +61,4 @@ std::string countdownText(double seconds) {
   return text.data();
 }
 
-}  // namespace mtlsync
+}  // namespace quantity

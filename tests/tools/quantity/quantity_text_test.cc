@@ -1,9 +1,9 @@
 // How amounts and durations read.
-#include "mtlsync/quantity_text.h"
+#include "quantity/quantity_text.h"
 
 #include <gtest/gtest.h>
 
-namespace mtlsync {
+namespace quantity {
 namespace {
 
 TEST(BytesText, UsesDecimalUnits) {
@@ -36,4 +36,4 @@ TEST(CountdownText, ReadsLikeAClock) {
 }
 
 }  // namespace
-}  // namespace mtlsync
+}  // namespace quantity

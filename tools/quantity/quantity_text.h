@@ -1,11 +1,11 @@
 // Amounts and durations for people.
-#ifndef MTLLIB_TOOLS_MTLSYNC_QUANTITY_TEXT_H_
-#define MTLLIB_TOOLS_MTLSYNC_QUANTITY_TEXT_H_
+#ifndef MTLLIB_TOOLS_QUANTITY_QUANTITY_TEXT_H_
+#define MTLLIB_TOOLS_QUANTITY_QUANTITY_TEXT_H_
 
 #include <cstdint>
 #include <string>
 
-namespace mtlsync {
+namespace quantity {
 
 /// "1 byte", "512 bytes", "1.5 kB", "19.0 MB": decimal units, one digit after the point.
 std::string bytesText(std::int64_t bytes);
@@ -16,6 +16,6 @@ std::string durationText(double seconds);
 /// A running countdown: "0:07", "12:30", "1:02:03".
 std::string countdownText(double seconds);
 
-}  // namespace mtlsync
+}  // namespace quantity
 
-#endif  // MTLLIB_TOOLS_MTLSYNC_QUANTITY_TEXT_H_
+#endif  // MTLLIB_TOOLS_QUANTITY_QUANTITY_TEXT_H_
