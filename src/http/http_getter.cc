@@ -1,6 +1,7 @@
 // Making and ending the getter: the remote address becomes a configured client pool.
 #include "http/http_getter.h"
 
+#include <memory>
 #include <new>
 
 #include "http/address.h"
@@ -72,8 +73,10 @@ int DownloaderImpl::initHttpGetter() {
     callback->reportError(&chain);
     return -1;
   }
-  httpGetter = new (block) HttpGetter(callback);
-  httpGetter->pool.initialize(kHttpClientCount);
+  // Kept only when complete: the next run would take what it finds for a working getter.
+  const auto destroy = [](HttpGetter* getter) { destroyHttpGetter(getter, true); };
+  std::unique_ptr<HttpGetter, decltype(destroy)> getter(new (block) HttpGetter(callback), destroy);
+  getter->pool.initialize(kHttpClientCount);
 
   ErrorChain chain;
   Address server = splitAddress(settings->remoteAddress.text());
@@ -85,14 +88,15 @@ int DownloaderImpl::initHttpGetter() {
     CharString proxyHost;
     int proxyPort = 80;
     getHttpProxyForAddr(server.host.text(), proxyHost, proxyPort);
-    configurePool(*httpGetter, server, proxyHost, proxyPort, chain);
+    configurePool(*getter, server, proxyHost, proxyPort, chain);
   }
-  if (!chain) return 0;
+  if (!chain) {
+    httpGetter = getter.release();
+    return 0;
+  }
 
   pushError(chain, kInitTag, -1, "Could not use download URL \"%s\"",
             settings->remoteAddress.text());
   callback->reportError(&chain);
-  destroyHttpGetter(httpGetter, true);
-  httpGetter = nullptr;
   return -1;
 }
