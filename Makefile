@@ -1,5 +1,5 @@
 # For people; CMake and its presets do the work.
-.PHONY: all release test demo lint format clean deps
+.PHONY: all release test windows test-windows demo lint format clean deps
 
 all: release
 
@@ -13,6 +13,15 @@ deps:
 test: deps
 	$(MAKE) release
 	ctest --preset release
+
+windows:
+	scripts/install-deps --windows
+	deps=$$(scripts/build-windows-deps) && \
+	  cmake --fresh --preset windows -D MTLLIB_WINDOWS_DEPS="$$deps"
+	cmake --build --preset windows
+
+test-windows: windows
+	scripts/wine-test-env ctest --preset windows
 
 demo: deps
 	$(MAKE) release

@@ -196,7 +196,14 @@ bool TransferEngine::configureEasy(Transfer& transfer) {
   set(CURLOPT_SSL_VERIFYHOST, 2L);
   set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
   if (to.tls && !to.ssl.caFile.empty()) set(CURLOPT_CAINFO, to.ssl.caFile.c_str());
-  if (to.tls && !to.ssl.caDirectory.empty()) set(CURLOPT_CAPATH, to.ssl.caDirectory.c_str());
+  if (to.tls && !to.ssl.caDirectory.empty()) {
+    // Schannel reads no such folders; then the authorities in it are just not trusted.
+    const CURLcode code = curl_easy_setopt(easy, CURLOPT_CAPATH, to.ssl.caDirectory.c_str());
+    good = (code == CURLE_OK || code == CURLE_NOT_BUILT_IN) && good;
+  }
+  // A revoked certificate is refused; that a private authority publishes no list of them,
+  // which Schannel alone looks for, is no reason to refuse.
+  set(CURLOPT_SSL_OPTIONS, static_cast<long>(CURLSSLOPT_REVOKE_BEST_EFFORT));
   set(CURLOPT_CONNECTTIMEOUT_MS, to.limits.connectMilliseconds);
   set(CURLOPT_LOW_SPEED_LIMIT, 1L);
   set(CURLOPT_LOW_SPEED_TIME, to.limits.stallSeconds);

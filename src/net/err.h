@@ -11,7 +11,9 @@
 #ifdef KRELL_NETWORKING_BUILD
 #define KRELL_EXPORT __declspec(dllexport)
 #else
-#define KRELL_EXPORT __declspec(dllimport)
+// Only functions are exported, and those need no import attribute: the same objects link
+// with the library and with a stand-in for it.
+#define KRELL_EXPORT
 #endif
 #else
 #define KRELL_EXPORT __attribute__((visibility("default")))

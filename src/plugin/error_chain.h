@@ -8,7 +8,10 @@
 #include "mtllib/char_string.h"
 #include "mtllib/error_chain.h"
 
-#if defined(__GNUC__)
+#if defined(__MINGW32__) && !defined(__clang__)
+// Without the prefix this compiler would check by the rules of an old C runtime.
+#define MTLLIB_PRINTF(text, first) __attribute__((format(gnu_printf, text, first)))
+#elif defined(__GNUC__)
 #define MTLLIB_PRINTF(text, first) __attribute__((format(printf, text, first)))
 #else
 #define MTLLIB_PRINTF(text, first)

@@ -1,0 +1,21 @@
+# mtllib_add_version_resource(target description): on Windows, the DLL or program carries
+# the project's version, which its file properties and installers show. Nothing elsewhere.
+set(MTLLIB_VERSION_TEMPLATE ${CMAKE_CURRENT_LIST_DIR}/version.rc.in)
+
+function(mtllib_add_version_resource target description)
+  if(NOT WIN32)
+    return()
+  endif()
+  get_target_property(type ${target} TYPE)
+  if(type STREQUAL "EXECUTABLE")
+    set(MTLLIB_FILE_TYPE VFT_APP)
+    set(MTLLIB_FILE_NAME ${target}.exe)
+  else()
+    set(MTLLIB_FILE_TYPE VFT_DLL)
+    set(MTLLIB_FILE_NAME ${target}.dll)
+  endif()
+  set(MTLLIB_FILE_DESCRIPTION ${description})
+  set(resource ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
+  configure_file(${MTLLIB_VERSION_TEMPLATE} ${resource} @ONLY)
+  target_sources(${target} PRIVATE ${resource})
+endfunction()
