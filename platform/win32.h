@@ -19,6 +19,7 @@
 #include <cstdint>
 
 using BOOL = int;
+using BYTE = unsigned char;
 using DWORD = std::uint32_t;
 using LONG = std::int32_t;
 using WCHAR = char16_t;  // a 16-bit unit, as on Windows
@@ -51,7 +52,9 @@ constexpr DWORD ERROR_NEGATIVE_SEEK = 131;
 constexpr DWORD ERROR_ALREADY_EXISTS = 183;
 constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
 constexpr DWORD ERROR_FILE_TOO_LARGE = 223;
+constexpr DWORD ERROR_MORE_DATA = 234;
 constexpr DWORD ERROR_MR_MID_NOT_FOUND = 317;
+constexpr DWORD ERROR_KEY_DELETED = 1018;
 constexpr DWORD ERROR_IO_DEVICE = 1117;
 constexpr DWORD ERROR_DISK_QUOTA_EXCEEDED = 1295;
 constexpr DWORD ERROR_CANT_RESOLVE_FILENAME = 1921;
@@ -111,6 +114,54 @@ constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x1000;
 DWORD FormatMessageW(DWORD flags, const void* source, DWORD code, DWORD language, LPWSTR buffer,
                      DWORD size, void* arguments);
 HLOCAL LocalFree(HLOCAL block);
+
+// The registry: a tree in memory that lives as long as the process. The names of keys and
+// values are the same in upper and lower case, of ASCII letters only. The key of the
+// user's Internet settings is there from the start, and when it is first opened it takes
+// its values from the environment. All calls may be made by several threads at once.
+struct OpenRegistryKey;
+using HKEY = OpenRegistryKey*;
+using REGSAM = DWORD;
+using LSTATUS = LONG;
+inline OpenRegistryKey* const HKEY_CURRENT_USER =
+    reinterpret_cast<HKEY>(std::intptr_t{-0x7FFFFFFF});
+
+constexpr REGSAM KEY_QUERY_VALUE = 0x1;
+constexpr REGSAM KEY_SET_VALUE = 0x2;
+constexpr REGSAM KEY_CREATE_SUB_KEY = 0x4;
+constexpr REGSAM KEY_WOW64_32KEY = 0x200;  // of no effect: there is one view
+constexpr REGSAM KEY_READ = 0x20019;
+constexpr REGSAM KEY_WRITE = 0x20006;
+constexpr REGSAM KEY_ALL_ACCESS = 0xF003F;
+
+constexpr DWORD REG_NONE = 0;
+constexpr DWORD REG_SZ = 1;
+constexpr DWORD REG_EXPAND_SZ = 2;
+constexpr DWORD REG_BINARY = 3;
+constexpr DWORD REG_DWORD = 4;
+constexpr DWORD REG_MULTI_SZ = 7;
+constexpr DWORD REG_QWORD = 11;
+
+constexpr DWORD REG_OPTION_NON_VOLATILE = 0;
+constexpr DWORD REG_CREATED_NEW_KEY = 1;
+constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
+
+LSTATUS RegOpenKeyExW(HKEY base, LPCWSTR path, DWORD options, REGSAM access, HKEY* result);
+LSTATUS RegCreateKeyExW(HKEY base, LPCWSTR path, DWORD reserved, LPWSTR keyClass, DWORD options,
+                        REGSAM access, SECURITY_ATTRIBUTES* security, HKEY* result,
+                        DWORD* disposition);
+LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, BYTE* data,
+                         DWORD* size);
+LSTATUS RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data,
+                       DWORD size);
+LSTATUS RegDeleteValueW(HKEY key, LPCWSTR name);
+LSTATUS RegDeleteTreeW(HKEY base, LPCWSTR path);
+LSTATUS RegCloseKey(HKEY key);
+
+// Replaces each %NAME% by the environment's value of NAME, and leaves it when there is
+// none. Gives the number of units needed with the terminator; writes nothing when `size`
+// is less. Upper and lower case differ in NAME, as everywhere in a POSIX environment.
+DWORD ExpandEnvironmentStringsW(LPCWSTR text, LPWSTR buffer, DWORD size);
 
 #endif  // _WIN32
 

@@ -1,6 +1,10 @@
 // Which proxy, if any, the pool connects through.
+#include <algorithm>
+
 #include "http/address.h"
+#include "http/wildcard_match.h"
 #include "plugin/downloader.h"
+#include "qutils/system_proxy.h"
 
 using QUtils::CharString;
 
@@ -9,26 +13,47 @@ namespace {
 constexpr const char* kTag = "DownloaderImpl::getHttpProxyForAddr";
 constexpr int kDefaultProxyPort = 80;
 
+// The proxies below are addresses as the user wrote them; empty for a direct connection.
+
+CharString explicitProxy(const DownloaderSettings& settings, HostCallback& callback) {
+  callback.logInfo("HTTP proxy address: \"%s\"", settings.proxyAddress.text());
+  return settings.proxyAddress;
+}
+
+// A failure to read the settings is silent: it is as if no proxy were set.
+CharString systemProxy(const char* host, HostCallback& callback) {
+  callback.logInfo("Using system proxy settings.");
+  QUtils::SystemProxySettings system;
+  if (QUtils::readSystemProxySettings(system, false) || system.enabled == 0) return {};
+  const bool bypassed = std::any_of(
+      system.bypassList.begin(), system.bypassList.end(),
+      [host](const CharString& pattern) { return wildcardMatch(pattern.text(), host, 0) != 0; });
+  if (bypassed) {
+    callback.logInfo("HTTP bypassed, using direct connection.");
+    return {};
+  }
+  callback.logInfo("System HTTP proxy address: \"%s\"", system.httpProxy.text());
+  return system.httpProxy;
+}
+
+CharString chosenProxy(const DownloaderSettings& settings, const char* host,
+                       HostCallback& callback) {
+  const bool isExplicit = settings.proxyMode == PROXY_MODE_EXPLICIT;
+  if (settings.proxyMode == PROXY_MODE_DISABLED || (isExplicit && settings.proxyAddress.empty())) {
+    callback.logInfo("HTTP proxy disabled. Using direct connection.");
+    return {};
+  }
+  return isExplicit ? explicitProxy(settings, callback) : systemProxy(host, callback);
+}
+
 }  // namespace
 
-void DownloaderImpl::getHttpProxyForAddr(const char* /*host*/, CharString& proxyHost,
-                                         int& proxyPort) {
+void DownloaderImpl::getHttpProxyForAddr(const char* host, CharString& proxyHost, int& proxyPort) {
   proxyPort = kDefaultProxyPort;
   proxyHost.release();
 
-  const bool isExplicit = settings->proxyMode == PROXY_MODE_EXPLICIT;
-  if (settings->proxyMode == PROXY_MODE_DISABLED ||
-      (isExplicit && settings->proxyAddress.empty())) {
-    callback->logInfo("HTTP proxy disabled. Using direct connection.");
-    return;
-  }
-  if (!isExplicit) {
-    callback->logInfo("Using system proxy settings.");
-    return;
-  }
-  const CharString text = settings->proxyAddress;
-  callback->logInfo("HTTP proxy address: \"%s\"", text.text());
-
+  const CharString text = chosenProxy(*settings, host, *callback);
+  if (text.empty()) return;
   const Address proxy = splitAddress(text.text());
   if (proxy.kind != Address::kHttp) {
     callback->logTaggedError(

@@ -2,6 +2,7 @@
 # The README's host compiles against the public headers alone and synchronises.
 # usage: readme_host.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
+export no_proxy=127.0.0.1
 folder=$(mktemp -d)
 server=
 clean_up() {

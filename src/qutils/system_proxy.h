@@ -1,0 +1,31 @@
+// The user's Internet proxy settings.
+#ifndef MTLLIB_QUTILS_SYSTEM_PROXY_H_
+#define MTLLIB_QUTILS_SYSTEM_PROXY_H_
+
+#include <cstdint>
+#include <vector>
+
+#include "mtllib/char_string.h"
+#include "mtllib/error_chain.h"
+
+namespace QUtils {
+
+struct SystemProxySettings {
+  std::uint32_t enabled = 0;  ///< 1 when a proxy is to be used at all.
+  /// Proxy addresses beginning "http://", or empty.
+  CharString httpProxy;
+  CharString httpsProxy;
+  CharString ftpProxy;
+  CharString bypassText;               ///< The patterns of hosts that are reached directly.
+  std::vector<CharString> bypassList;  ///< The same, cut at ';'.
+};
+
+/// Fills `out` with the settings as they were when first read in this process; with `force`
+/// they are read anew. `out` is filled on failure too, with what could be read.
+///
+/// May be called by several threads at once.
+ErrorChain readSystemProxySettings(SystemProxySettings& out, bool force);
+
+}  // namespace QUtils
+
+#endif  // MTLLIB_QUTILS_SYSTEM_PROXY_H_

@@ -1,0 +1,109 @@
+#!/bin/sh
+# Through a real proxy, plainly and by CONNECT, with the proxy's log as the witness; past
+# it; and what is told when it refuses, wants a password, or is not there.
+# usage: real_proxies.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
+set -eu
+. "$1/tests/system/nginx.sh"
+PATH=$2:$PATH
+unset http_proxy HTTP_PROXY https_proxy HTTPS_PROXY all_proxy ALL_PROXY no_proxy NO_PROXY \
+  REQUEST_METHOD SSL_CERT_FILE SSL_CERT_DIR
+export CURL_CA_BUNDLE="$folder/ca.pem"
+
+proxy_pid=
+stop_proxy() {
+  [ -n "$proxy_pid" ] || return 0
+  kill "$proxy_pid" 2>/dev/null || true
+  wait "$proxy_pid" 2>/dev/null || true
+  proxy_pid=
+}
+trap 'stop_proxy; clean_up' EXIT
+
+# start_proxy [DIRECTIVES]: on $proxy_port, one above nginx's own.
+start_proxy() {
+  stop_proxy
+  proxy_port=$((https_port + 1))
+  printf 'Port %s\nListen 127.0.0.1\nTimeout 60\nMaxClients 50\nLogFile "%s"\nLogLevel Info\n%s\n' \
+    "$proxy_port" "$folder/proxy.log" "${1:-}" >"$folder/proxy.conf"
+  : >"$folder/proxy.log"
+  tinyproxy -d -c "$folder/proxy.conf" >/dev/null 2>&1 &
+  proxy_pid=$!
+  for _ in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20; do
+    if curl -s --noproxy '*' -o /dev/null "http://127.0.0.1:$proxy_port/"; then
+      : >"$folder/proxy.log"
+      return 0
+    fi
+    sleep 0.1
+  done
+  fail "the proxy does not start"
+}
+
+expect_logged() {
+  grep -qF -- "$1" "$folder/proxy.log" || { cat "$folder/proxy.log" >&2; fail "the proxy saw no $1"; }
+}
+
+expect_nothing_logged() {
+  ! grep -q Request "$folder/proxy.log" || { cat "$folder/proxy.log" >&2; fail "went through the proxy"; }
+}
+
+make_certificates
+mkdir "$folder/library"
+echo oak >"$folder/library/oak.mat"
+echo elm >"$folder/library/elm tree.mat"
+expect 0 mtlpublish build "$folder/library"
+start_nginx "$folder/library"
+start_proxy
+http="http://127.0.0.1:$http_port/lib"
+https="https://localhost:$https_port/lib"
+proxy="127.0.0.1:$proxy_port"
+
+echo "Plain requests go through the system's proxy"
+expect 0 env http_proxy="http://$proxy/" mtlsync "$http" "$folder/copy1"
+expect_same_tree "$folder/library" "$folder/copy1"
+expect_logged "GET $http/elm%20tree.mat"
+
+echo "TLS goes through a tunnel"
+expect 0 env all_proxy="$proxy" mtlsync "$https" "$folder/copy2"
+expect_same_tree "$folder/library" "$folder/copy2"
+expect_logged "CONNECT localhost:$https_port"
+
+echo "So does an explicit proxy, with and without a scheme"
+: >"$folder/proxy.log"
+expect 0 mtlsync --proxy "$proxy" "$http" "$folder/copy3"
+expect_logged "GET $http/id.txt"
+expect 0 mtlsync --proxy "http://$proxy" "$https" "$folder/copy4"
+expect_logged "CONNECT localhost:$https_port"
+
+echo "Bypassed hosts, and a proxy switched off, are reached directly"
+: >"$folder/proxy.log"
+expect 0 env http_proxy="http://$proxy" no_proxy="example.com, 127.0.0.*" \
+  mtlsync -v "$http" "$folder/copy5"
+expect_text "HTTP bypassed, using direct connection."
+expect 0 env all_proxy="$proxy" NO_PROXY=.LOCALHOST mtlsync "$https" "$folder/copy6"
+expect 0 env http_proxy="http://$proxy" mtlsync --no-proxy "$http" "$folder/copy7"
+expect_same_tree "$folder/library" "$folder/copy7"
+expect_nothing_logged
+
+echo "A proxy that refuses is told"
+start_proxy "ConnectPort 1"
+expect 1 mtlsync --proxy "$proxy" "$https" "$folder/none"
+expect_text "Connection error: reason=4"
+expect_text "proxy"
+start_proxy "Allow 192.0.2.1"
+expect 1 mtlsync --proxy "$proxy" "$http" "$folder/none"
+expect_text "Unexpected HTTP status (403)"
+
+echo "A proxy that wants a password is told, and gets none"
+start_proxy "BasicAuth user secret"
+expect 1 env http_proxy="http://user:secret@$proxy" mtlsync -v "$http" "$folder/none"
+expect_text "Unexpected HTTP status (407)"
+! grep -q secret "$folder/err" || fail "the password was printed"
+expect 1 mtlsync --proxy "$proxy" "$https" "$folder/none"
+expect_text "Connection error: reason=4"
+
+echo "A proxy that is not there is told"
+stop_proxy
+expect 1 mtlsync --proxy "$proxy" "$http" "$folder/none"
+expect_text "Connection error: reason=4"
+expect 1 mtlsync --proxy nothing.invalid "$http" "$folder/none"
+expect_text "Connection error: reason=4"
+[ -z "$(ls -A "$folder/none")" ] || fail "files from nowhere"
