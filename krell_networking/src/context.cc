@@ -4,9 +4,11 @@
 
 #include <curl/curl.h>
 
-#include <cstdlib>
 #include <mutex>
+#include <vector>
 
+#include "platform/win32.h"
+#include "qutils/utf.h"
 #include "ssl_configuration.h"
 
 namespace Krell {
@@ -26,9 +28,15 @@ DefaultContext& defaultContext() {
   return context;
 }
 
-std::string environment(const char* name) {
-  const char* value = std::getenv(name);
-  return value != nullptr ? value : "";
+// As UTF-8 on every system, which libcurl expects; empty when there is no such variable.
+std::string environment(const std::string& name) {
+  const std::string reference = "%" + name + "%";
+  const QUtils::WideText wide = QUtils::duplicateAsWide(reference.c_str());
+  const DWORD size = wide != nullptr ? ExpandEnvironmentStringsW(wide.get(), nullptr, 0) : 0;
+  std::vector<WCHAR> value(size + 1);
+  if (size < 1 || ExpandEnvironmentStringsW(wide.get(), value.data(), size) > size) return {};
+  std::string text = QUtils::wideToCharString(value.data()).text();
+  return text != reference ? text : std::string();
 }
 
 // The order of the curl program: CURL_CA_BUNDLE wins over the names that OpenSSL

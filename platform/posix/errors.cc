@@ -71,6 +71,9 @@ constexpr Message kMessages[] = {
     {ERROR_ALREADY_EXISTS, u"Cannot create a file when that file already exists.\r\n"},
     {ERROR_FILENAME_EXCED_RANGE, u"The filename or extension is too long.\r\n"},
     {ERROR_FILE_TOO_LARGE, u"The file size exceeds the limit allowed and cannot be saved.\r\n"},
+    {ERROR_MORE_DATA, u"More data is available.\r\n"},
+    {ERROR_KEY_DELETED,
+     u"Illegal operation attempted on a registry key that has been marked for deletion.\r\n"},
     {ERROR_IO_DEVICE, u"The request could not be performed because of an I/O device error.\r\n"},
     {ERROR_DISK_QUOTA_EXCEEDED,
      u"The requested file operation failed because the storage quota was exceeded. To free up "
