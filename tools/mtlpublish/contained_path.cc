@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "mtlpublish/file_name.h"
+#include "mtlpublish/link.h"
 
 namespace mtlpublish {
 
@@ -23,7 +24,7 @@ std::optional<fs::path> fileWithin(const fs::path& root, std::string_view name) 
   const fs::path relative = fs::u8path(name);
   if (std::find(relative.begin(), relative.end(), "..") != relative.end()) return std::nullopt;
   std::error_code error;
-  fs::path file = fs::canonical(root / relative, error);
+  fs::path file = canonicalPath(root / relative, error);
   if (error || !liesWithin(file, root) || !fs::is_regular_file(file, error)) return std::nullopt;
   return file;
 }

@@ -35,6 +35,47 @@ std::size_t validSequenceLength(std::string_view text, std::size_t position) {
   return length;
 }
 
+void appendCodePoint(std::string& text, unsigned point) {
+  const auto append = [&text](unsigned byte) { text += static_cast<char>(byte); };
+  const auto appendContinuation = [&](unsigned shift) {
+    append(0x80U | ((point >> shift) & 0x3FU));
+  };
+  if (point < 0x80) return append(point);
+  if (point < 0x800) {
+    append(0xC0U | (point >> 6U));
+  } else {
+    if (point < 0x10000) {
+      append(0xE0U | (point >> 12U));
+    } else {
+      append(0xF0U | (point >> 18U));
+      appendContinuation(12);
+    }
+    appendContinuation(6);
+  }
+  appendContinuation(0);
+}
+
+/// A system's name as bytes. Of 16-bit units, half a surrogate pair becomes the bytes
+/// that it would have as a code point, which are not UTF-8.
+template <class Unit>
+std::string bytesOf(const std::basic_string<Unit>& name) {
+  if constexpr (sizeof(Unit) == 1) {
+    return name;
+  } else {
+    std::string text;
+    for (std::size_t i = 0; i < name.size(); ++i) {
+      unsigned point = static_cast<unsigned>(name[i]);
+      const unsigned next = i + 1 < name.size() ? static_cast<unsigned>(name[i + 1]) : 0;
+      if ((point & 0xFC00U) == 0xD800 && (next & 0xFC00U) == 0xDC00) {
+        point = 0x10000 + ((point & 0x3FFU) << 10U) + (next & 0x3FFU);
+        ++i;
+      }
+      appendCodePoint(text, point);
+    }
+    return text;
+  }
+}
+
 }  // namespace
 
 std::size_t codePointLength(std::string_view text, std::size_t position) {
@@ -55,7 +96,7 @@ bool isValidUtf8(std::string_view text) {
 }
 
 std::string fileName(const std::filesystem::path& path) {
-  return path.filename().u8string();
+  return bytesOf(path.filename().native());
 }
 
 std::string nameProblem(std::string_view name) {

@@ -1,8 +1,6 @@
 // mtlpublish: the publisher's side of a material library.
 #include <CLI/CLI.hpp>
-#include <csignal>
 #include <cstdint>
-#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iostream>
@@ -10,9 +8,14 @@
 #include <system_error>
 #include <vector>
 
+#include "mtlpublish/error_message.h"
 #include "mtlpublish/glob.h"
+#include "mtlpublish/interrupt.h"
+#include "mtlpublish/link.h"
 #include "mtlpublish/publisher.h"
 #include "mtlpublish/static_server.h"
+#include "process/arguments.h"
+#include "process/standard_streams.h"
 #include "quantity/quantity_text.h"
 
 namespace {
@@ -72,7 +75,7 @@ std::vector<Glob> parsed(const std::vector<std::string>& patterns) {
 int build(const Arguments& arguments) {
   const mtlpublish::PublishOptions options{parsed(arguments.missing), parsed(arguments.never),
                                            arguments.lossy};
-  const auto result = mtlpublish::publish(arguments.folder, options);
+  const auto result = mtlpublish::publish(fs::u8path(arguments.folder), options);
   for (const std::string& warning : result.warnings)
     complain("warning: " + warning);
   for (const std::string& problem : result.problems)
@@ -84,19 +87,14 @@ int build(const Arguments& arguments) {
   return kDone;
 }
 
-/// Transfers under way and idle connections need no care.
-void endAtOnce(int /*signal*/) {
-  std::_Exit(kDone);
-}
-
 int serve(const Arguments& arguments) {
   std::error_code error;
-  const fs::path root = fs::canonical(arguments.folder, error);
+  const fs::path root = mtlpublish::canonicalPath(fs::u8path(arguments.folder), error);
   if (!error && !fs::is_directory(root, error) && !error) {
     error = std::make_error_code(std::errc::not_a_directory);
   }
   if (error) {
-    complain(arguments.folder + ": " + error.message());
+    complain(arguments.folder + ": " + mtlpublish::errorMessage(error));
     return kFailed;
   }
   mtlpublish::StaticServer server(root);
@@ -105,18 +103,19 @@ int serve(const Arguments& arguments) {
              ": it is in use, or not for you to use");
     return kFailed;
   }
-  std::signal(SIGINT, endAtOnce);
-  std::signal(SIGTERM, endAtOnce);
+  // Transfers under way and idle connections need no care.
+  mtlpublish::endWhenInterrupted();
   std::cout << "Serving " << arguments.folder << " at " << server.address() << std::endl;
   server.run();
   complain("can accept no more connections");
   return kFailed;
 }
 
-int run(int argc, char** argv) {
+int run(const process::Arguments& given) {
   Arguments arguments;
   CLI::App app("Publishes a folder as a material library, and serves it for trying out.",
                "mtlpublish");
+  app.allow_windows_style_options(false);
   app.set_version_flag("--version", "mtlpublish " MTLPUBLISH_VERSION);
   app.set_help_flag("-h,--help", "Print this help and exit");
   // None is told apart from an unknown one below.
@@ -152,7 +151,7 @@ int run(int argc, char** argv) {
       ->capture_default_str();
 
   try {
-    app.parse(argc, argv);
+    app.parse(given.count(), given.values());
   } catch (const CLI::Success& request) {
     return app.exit(request);
   } catch (const CLI::ParseError& error) {
@@ -167,7 +166,8 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
-    return run(argc, argv);
+    const process::StandardStreams streams;
+    return run(process::Arguments(argc, argv));
   } catch (const std::exception& error) {
     complain(error.what());
     return kFailed;

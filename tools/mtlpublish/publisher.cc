@@ -5,9 +5,11 @@
 #include <string_view>
 #include <system_error>
 
+#include "mtlpublish/error_message.h"
 #include "mtlpublish/file_digest.h"
 #include "mtlpublish/file_list.h"
 #include "mtlpublish/file_name.h"
+#include "mtlpublish/link.h"
 #include "mtlpublish/replace_file.h"
 #include "mtlpublish/sha256.h"
 #include "mtlpublish/tree_scan.h"
@@ -113,7 +115,7 @@ std::string libraryId(const std::string& list, const std::vector<DigestedFile>& 
 }
 
 std::string writeProblem(const char* name, const std::error_code& error) {
-  return std::string(name) + ": cannot be written: " + error.message();
+  return std::string(name) + ": cannot be written: " + errorMessage(error);
 }
 
 }  // namespace
@@ -121,12 +123,12 @@ std::string writeProblem(const char* name, const std::error_code& error) {
 PublishResult publish(const fs::path& folder, const PublishOptions& options) {
   PublishResult result;
   std::error_code error;
-  const fs::path root = fs::canonical(folder, error);
+  const fs::path root = canonicalPath(folder, error);
   if (!error && !fs::is_directory(root, error) && !error) {
     error = std::make_error_code(std::errc::not_a_directory);
   }
   if (error) {
-    result.problems.push_back(printableName(folder.u8string()) + ": " + error.message());
+    result.problems.push_back(printableName(folder.u8string()) + ": " + errorMessage(error));
     return result;
   }
 
@@ -139,7 +141,8 @@ PublishResult publish(const fs::path& folder, const PublishOptions& options) {
     if (!error) {
       files.push_back(std::move(digested));
     } else {
-      result.problems.push_back(printableName(file.path) + ": cannot be read: " + error.message());
+      result.problems.push_back(printableName(file.path) +
+                                ": cannot be read: " + errorMessage(error));
     }
   }
   if (options.lossy) refuseEmptyVariants(files, result.problems);

@@ -6,6 +6,7 @@
 #include <random>
 #include <string>
 
+#include "mtlpublish/rename_over.h"
 #include "mtlpublish/tree_scan.h"
 
 namespace mtlpublish {
@@ -37,7 +38,7 @@ std::error_code replaceFile(const fs::path& folder, std::string_view name,
                             std::string_view content) {
   const fs::path temporary = temporaryIn(folder);
   std::error_code error = writeFile(temporary, content);
-  if (!error) fs::rename(temporary, folder / fs::u8path(name), error);
+  if (!error) error = renameOver(temporary, folder / fs::u8path(name));
   if (error) {
     std::error_code ignored;
     fs::remove(temporary, ignored);

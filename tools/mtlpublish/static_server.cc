@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "mtlpublish/contained_path.h"
+#include "mtlpublish/socket_options.h"
 
 namespace mtlpublish {
 
@@ -71,15 +72,6 @@ HandlerResponse answer(const fs::path& root, const httplib::Request& request,
         });
   }
   return HandlerResponse::Handled;
-}
-
-/// The library's own choice would let two servers share a port.
-void setSocketOptions([[maybe_unused]] socket_t socket) {
-#ifndef _WIN32
-  // A port is free again as soon as its server has ended.
-  const int yes = 1;
-  setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
-#endif
 }
 
 }  // namespace

@@ -6,7 +6,9 @@
 #include <system_error>
 
 #include "mtlpublish/contained_path.h"
+#include "mtlpublish/error_message.h"
 #include "mtlpublish/file_name.h"
+#include "mtlpublish/link.h"
 
 namespace mtlpublish {
 
@@ -36,7 +38,7 @@ class Scanner {
   bool walk(const fs::path& folder, const std::string& prefix) {
     // A folder is recognised by its canonical path, whichever links led to it.
     std::error_code error;
-    const fs::path canonical = fs::canonical(folder, error);
+    const fs::path canonical = canonicalPath(folder, error);
     std::vector<fs::path> entries;
     fs::directory_iterator entry;
     if (!error) entry = fs::directory_iterator(canonical, error);
@@ -44,7 +46,7 @@ class Scanner {
       entries.push_back(entry->path());
     }
     if (error) {
-      addProblem(prefix, "cannot be read: " + error.message());
+      addProblem(prefix, "cannot be read: " + errorMessage(error));
       return true;
     }
     if (std::find(open_.begin(), open_.end(), canonical) != open_.end()) {
@@ -87,7 +89,7 @@ class Scanner {
                                std::to_string(kUnsavablePathLength - 1));
       return true;
     }
-    if (fs::is_symlink(fs::symlink_status(path, error)) && !acceptLink(path, relative)) return true;
+    if (isLink(path) && !acceptLink(path, relative)) return true;
     const fs::file_status status = fs::status(path, error);
     if (fs::is_directory(status)) return walk(path, relative + "/");
     if (fs::is_regular_file(status)) {
@@ -95,16 +97,16 @@ class Scanner {
     } else if (fs::status_known(status) && fs::exists(status)) {
       addProblem(relative, "neither a file nor a folder");
     } else {
-      addProblem(relative, "cannot be read: " + error.message());
+      addProblem(relative, "cannot be read: " + errorMessage(error));
     }
     return true;
   }
 
   bool acceptLink(const fs::path& path, const std::string& relative) {
     std::error_code error;
-    const fs::path target = fs::canonical(path, error);
+    const fs::path target = canonicalPath(path, error);
     if (error) {
-      addProblem(relative, "a symbolic link that leads nowhere: " + error.message());
+      addProblem(relative, "a symbolic link that leads nowhere: " + errorMessage(error));
     } else if (!liesWithin(target, root_)) {
       addProblem(relative, "a symbolic link that leaves the folder");
     } else if (target == root_ / kListName || target == root_ / kStampName) {

@@ -5,13 +5,15 @@
 #include "mtlsync/options.h"
 #include "mtlsync/sync_run.h"
 #include "mtlsync/system.h"
+#include "process/arguments.h"
+#include "process/standard_streams.h"
 
 namespace {
 
 using mtlsync::CommandLine;
 
-int run(int argc, char** argv) {
-  const CommandLine line = mtlsync::parseCommandLine(argc, argv);
+int run(const process::Arguments& arguments) {
+  const CommandLine line = mtlsync::parseCommandLine(arguments.count(), arguments.values());
   switch (line.outcome) {
     case CommandLine::Outcome::kWrongUsage:
       std::cerr << "mtlsync: " + line.text + "\nRun mtlsync --help for more information.\n";
@@ -30,8 +32,9 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
+    const process::StandardStreams streams;
     mtlsync::surviveBrokenPipes();
-    const int status = run(argc, argv);
+    const int status = run(process::Arguments(argc, argv));
     if (std::cout.flush()) return status;
     std::cerr << "mtlsync: error: could not write to standard output\n";
     return status == mtlsync::kExitDone || status == mtlsync::kExitUpdateAvailable

@@ -35,8 +35,8 @@ std::string firstExisting(const std::vector<std::string>& files, ErrorEntries& p
 /// A bare name would be searched for in the system's folders.
 std::string withFolder(const std::string& file) {
   std::error_code error;
-  const fs::path path = fs::absolute(fs::u8path(file), error);
-  return error ? file : path.u8string();
+  fs::path path = fs::absolute(fs::u8path(file), error);
+  return error ? file : path.make_preferred().u8string();
 }
 
 }  // namespace
@@ -44,8 +44,13 @@ std::string withFolder(const std::string& file) {
 std::vector<std::string> moduleCandidates(const std::string& programFolder) {
   const fs::path folder = fs::u8path(programFolder);
   const fs::path installed = folder / fs::u8path(MTLSYNC_INSTALLED_MODULE_FOLDER);
-  return {(folder / fs::u8path(moduleFileName())).u8string(),
-          (installed / fs::u8path(moduleFileName())).lexically_normal().u8string()};
+  const fs::path name = fs::u8path(moduleFileName());
+  std::vector<std::string> candidates;
+  for (const fs::path& candidate : {folder / name, (installed / name).lexically_normal()}) {
+    std::string file = fs::path(candidate).make_preferred().u8string();
+    if (candidates.empty() || file != candidates.front()) candidates.push_back(std::move(file));
+  }
+  return candidates;
 }
 
 std::unique_ptr<Module> Module::load(const std::string& file,

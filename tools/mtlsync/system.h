@@ -10,7 +10,7 @@ namespace mtlsync {
 class SharedLibrary {
  public:
   /// Loads the file. Afterwards isLoaded() tells whether that worked, and if not,
-  /// `problem` holds the system's words for why.
+  /// `problem` holds the name of the file and the system's words for why.
   SharedLibrary(const std::string& file, std::string& problem);
   ~SharedLibrary();
   SharedLibrary(const SharedLibrary&) = delete;
@@ -43,10 +43,11 @@ int terminalWidth(OutputStream stream);
 std::string systemErrorText(int number);
 
 /// From now on the first interrupt or request to terminate is only noted, and the second
-/// one ends the program. Those that were ignored stay ignored.
+/// one ends the program. Those that were ignored stay ignored, and a system that ends the
+/// program anyway after some time still does.
 void catchStopSignals();
 
-/// True once such a signal was noted. May be called by any thread.
+/// True once such a request was noted. May be called by any thread.
 bool stopRequested();
 
 /// Makes writing to a pipe that nobody reads an ordinary failure.

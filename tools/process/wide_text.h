@@ -1,0 +1,16 @@
+// Texts as Windows takes and gives them.
+#ifndef MTLLIB_TOOLS_PROCESS_WIDE_TEXT_H_
+#define MTLLIB_TOOLS_PROCESS_WIDE_TEXT_H_
+
+#include <string>
+#include <string_view>
+
+namespace process {
+
+/// From and to UTF-8. What is not valid becomes U+FFFD.
+std::wstring wideOf(std::string_view text);
+std::string utf8Of(std::wstring_view text);
+
+}  // namespace process
+
+#endif  // MTLLIB_TOOLS_PROCESS_WIDE_TEXT_H_
