@@ -359,7 +359,8 @@ TEST_F(HttpClientPoolTest, SpeaksTlsOnlyToATlsServer) {
   configure("127.0.0.1", listener.port());
   std::thread greeter([&] {
     const Socket peer = listener.accept();
-    peer.send("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
+    // Long enough for the record of 20527 bytes that the letters "P/" announce.
+    peer.send(ScriptedServer::response(200, std::string(32768, 'x')));
     char bytes[1024];
     while (peer.receive(bytes, sizeof(bytes)) > 0) {
     }

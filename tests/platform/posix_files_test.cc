@@ -323,6 +323,14 @@ TEST_F(PosixFiles, HandlesOfNoFileAreInvalid) {
   }
 }
 
+TEST_F(PosixFiles, AFileOpenForReadingCannotBeTruncated) {
+  writeFile(name_, "abcdef");
+  HANDLE file = openFile(name_, GENERIC_READ, OPEN_EXISTING);
+  EXPECT_EQ(SetEndOfFile(file), FALSE);
+  EXPECT_EQ(GetLastError(), 5U);
+  EXPECT_NE(CloseHandle(file), FALSE);
+}
+
 TEST_F(PosixFiles, AHandleIsNeverNull) {
   // Descriptor 0 is free in this process alone if standard input is closed.
   const int standardInput = dup(0);

@@ -39,8 +39,8 @@ make_certificates() {
 # start_nginx DIRECTORY [EXTRA_DIRECTIVES]: serves DIRECTORY as /lib on $http_port and
 # $https_port; the requests go to $folder/requests.log.
 start_nginx() {
-  for attempt in 1 2 3 4 5 6 7 8 9 10; do
-    http_port=$(awk -v seed="$$$attempt$(date +%N)" 'BEGIN { srand(seed); print 20000 + int(rand() * 20000) }')
+  for _ in 1 2 3 4 5 6 7 8 9 10; do
+    http_port=$((20000 + $(od -A n -N 2 -t u2 /dev/urandom) % 10000 * 2))
     https_port=$((http_port + 1))
     write_nginx_configuration "$1" "${2:-}"
     : >"$folder/requests.log"
@@ -48,7 +48,8 @@ start_nginx() {
     nginx_pid=$!
     for _ in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20; do
       kill -0 "$nginx_pid" 2>/dev/null || break
-      if curl -s --noproxy '*' -o /dev/null "http://127.0.0.1:$http_port/"; then
+      # Somebody else's server may have the port.
+      if [ "$(curl -s --noproxy '*' "http://127.0.0.1:$http_port/owner")" = "$folder" ]; then
         : >"$folder/requests.log"
         return 0
       fi
@@ -77,6 +78,7 @@ http {
   $2
   server {
     listen 127.0.0.1:$http_port;
+    location = /owner { return 200 "$folder"; }
     location /lib/ { alias $1/; }
   }
   server {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "support/system_text.h"
 #include "system_fixture.h"
 
 namespace {
@@ -35,16 +36,17 @@ TEST_F(Synchronisation, TheMessagesOfAFirstRunComeInOrder) {
   publish("v1\n", R"([{"path":"a.txt","size":5}])");
   server_.serve("/lib/a.txt", "first");
   EXPECT_EQ(run(), 0);
-  const std::string code2 = "(2) The system cannot find the file specified.\r\n";
-  EXPECT_EQ(callback_.messages(),
-            (Lines{"logInfo: Remote address: \"" + server_.address() + "/lib\"",
-                   "logInfo: Target directory: \"" + target_ + "\"",
-                   "logStage: Creating download directory",
-                   "logInfo: HTTP proxy disabled. Using direct connection.",
-                   "logStage: Downloading remote stamp file",
-                   "logStage: Opening local stamp file \"" + target_ + "/id.txt\"",
-                   "logStage: Opening local stamp file failed: [PFileStream::Open] 2: " + code2,
-                   "logStage: Downloading file \"a.txt\" (5 bytes)"}));
+  const std::string notFound = systemText(2, "The system cannot find the file specified.\r\n");
+  EXPECT_EQ(
+      callback_.messages(),
+      (Lines{"logInfo: Remote address: \"" + server_.address() + "/lib\"",
+             "logInfo: Target directory: \"" + target_ + "\"",
+             "logStage: Creating download directory",
+             "logInfo: HTTP proxy disabled. Using direct connection.",
+             "logStage: Downloading remote stamp file",
+             "logStage: Opening local stamp file \"" + target_ + "/id.txt\"",
+             "logStage: Opening local stamp file failed: [PFileStream::Open] 2: (2) " + notFound,
+             "logStage: Downloading file \"a.txt\" (5 bytes)"}));
 }
 
 TEST_F(Synchronisation, ProgressGoesFromNothingToTheWhole) {
@@ -105,10 +107,34 @@ TEST_F(Synchronisation, ACheckTellsAndWritesNothing) {
 }
 
 TEST_F(Synchronisation, NamesAreEncodedForTheServerAndKeptOnDisk) {
-  publish("v1", R"([{"path":"a b/\u00e9+%#?.tx"}])");
-  server_.serve("/lib/a%20b/%C3%A9%2B%25%23%3F.tx", "content");
+  publish("v1", R"([{"path":"a b/\u00e9+%#.tx"}])");
+  server_.serve("/lib/a%20b/%C3%A9%2B%25%23.tx", "content");
   EXPECT_EQ(run(), 0);
-  EXPECT_EQ(readFile(target("a b/\xC3\xA9+%#?.tx")), "content");
+  EXPECT_EQ(readFile(target("a b/\xC3\xA9+%#.tx")), "content");
+}
+
+TEST_F(Synchronisation, NamesMayBeOfAnyScript) {
+  publish("v1", R"([{"path":"\u65e5\u672c \u8a9e/\u0434\u0443\u0431 1.tx","size":7}])");
+  server_.serve("/lib/%E6%97%A5%E6%9C%AC%20%E8%AA%9E/%D0%B4%D1%83%D0%B1%201.tx", "content");
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(readTree(target_), (Files{{"日本 語/дуб 1.tx", "content"}, {"id.txt", "v1"}}));
+  EXPECT_THAT(callback_.textsOf("logStage"),
+              testing::Contains("Downloading file \"日本 語/дуб 1.tx\" (7 bytes)"));
+}
+
+TEST_F(Synchronisation, NamesNeedNotBeUtf8) {
+  const std::string list = "[{\"path\":\"\xFFmaps/oak\x80.tx\",\"download\":\"missing\"}]";
+  publish("v1", list);
+  server_.serve("/lib/%FFmaps/oak%80.tx", "content");
+  EXPECT_EQ(run(), 0);
+  EXPECT_THAT(callback_.textsOf("logStage"),
+              testing::Contains("Downloading file \"\xFFmaps/oak\x80.tx\" (0 bytes)"));
+  // Found again under the same name.
+  server_.forgetRequests();
+  publish("v2", list);
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(server_.requestLines(), (Lines{"GET /lib/id.txt", "GET /lib/filelist.json"}));
+  EXPECT_EQ(readTree(target_).size(), 2U);
 }
 
 TEST_F(Synchronisation, PoliciesSelectWhatIsFetched) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "mtlpublish/link.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -17,11 +18,14 @@ class ContainedPath : public testing::Test {
     writeFile(dir_ / "secret", "");
     writeFile(dir_ / "lib-2/secret", "");
     writeFile(dir_ / "lib/a b/50%+#é.tx", "");
-    root_ = fs::canonical(dir_.path() / "lib");
+    std::error_code error;
+    root_ = mtlpublish::canonicalPath(dir_.path() / "lib", error);
+    found_ = root_ / "a b" / fs::u8path("50%+#é.tx");
   }
 
   TempDir dir_;
   fs::path root_;
+  fs::path found_;
 };
 
 TEST_F(ContainedPath, KnowsWhatLiesWithin) {
@@ -33,9 +37,9 @@ TEST_F(ContainedPath, KnowsWhatLiesWithin) {
 }
 
 TEST_F(ContainedPath, FindsAFileByItsName) {
-  EXPECT_EQ(fileWithin(root_, "/a b/50%+#é.tx"), root_ / "a b" / "50%+#é.tx");
-  EXPECT_EQ(fileWithin(root_, "a b/50%+#é.tx"), root_ / "a b" / "50%+#é.tx");
-  EXPECT_EQ(fileWithin(root_, "//a b/./50%+#é.tx"), root_ / "a b" / "50%+#é.tx");
+  EXPECT_EQ(fileWithin(root_, "/a b/50%+#é.tx"), found_);
+  EXPECT_EQ(fileWithin(root_, "a b/50%+#é.tx"), found_);
+  EXPECT_EQ(fileWithin(root_, "//a b/./50%+#é.tx"), found_);
 }
 
 TEST_F(ContainedPath, FindsNoFolder) {
@@ -51,15 +55,6 @@ TEST_F(ContainedPath, NeverLeavesTheFolder) {
   EXPECT_FALSE(fileWithin(root_, "/../lib-2/secret"));
   EXPECT_FALSE(fileWithin(root_, "//" + dir_ / "secret"));
   EXPECT_FALSE(fileWithin(root_, "/..\\secret"));
-}
-
-TEST_F(ContainedPath, FollowsSymbolicLinksThatStay) {
-  fs::create_symlink("a b/50%+#é.tx", root_ / "in");
-  fs::create_symlink("../secret", root_ / "out");
-  fs::create_directory_symlink("..", root_ / "up");
-  EXPECT_EQ(fileWithin(root_, "/in"), root_ / "a b" / "50%+#é.tx");
-  EXPECT_FALSE(fileWithin(root_, "/out"));
-  EXPECT_FALSE(fileWithin(root_, "/up/secret"));
 }
 
 TEST_F(ContainedPath, RefusesNamesThatSystemsCutOrMisread) {

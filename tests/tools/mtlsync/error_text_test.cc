@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "system_words.h"
+
 namespace mtlsync {
 namespace {
 
@@ -94,9 +96,8 @@ TEST(ConnectionReasonText, NamesEveryReason) {
 
 TEST(ExplanationOf, AddsTheSystemsWordsToASystemNumber) {
   EXPECT_EQ(explanationOf(connectionError("reason=2 extraF=1000 underlying=111")),
-            "no connection to the server: Connection refused");
-  EXPECT_EQ(explanationOf(connectionError("reason=77 extraF=1000 underlying=104")),
-            "Connection reset by peer");
+            "no connection to the server: " + refusedText());
+  EXPECT_EQ(explanationOf(connectionError("reason=77 extraF=1000 underlying=104")), resetText());
 }
 
 TEST(ExplanationOf, LeavesOtherNumbersAlone) {

@@ -1,4 +1,4 @@
-// What signals do to a run.
+// What signals and their kin do to a run.
 #include <gtest/gtest.h>
 
 #include "support/child_process.h"
@@ -21,10 +21,10 @@ void awaitEvent(ChildProcess& program, const std::string& text) {
 }
 
 TEST(Interrupt, EndsTheRunThroughTheLibrary) {
-  for (const int signal : {SIGINT, SIGTERM}) {
+  for (const StopRequest& request : stopRequests()) {
     ChildProcess program(command({"--json", "stall", "dir"}));
     awaitEvent(program, "Waiting");
-    program.kill(signal);
+    program.ask(request);
     const ProcessResult result = program.wait();
     EXPECT_EQ(result.exitCode, 130);
     EXPECT_EQ(result.err, "mtlsync: interrupted\n");
@@ -37,7 +37,7 @@ TEST(Interrupt, EndsTheRunThroughTheLibrary) {
 TEST(Interrupt, IsToldEvenWhenQuiet) {
   ChildProcess program(command({"-q", "--json", "stall", "dir"}));
   awaitEvent(program, "Waiting");
-  program.kill(SIGINT);
+  program.interrupt();
   const ProcessResult result = program.wait();
   EXPECT_EQ(result.exitCode, 130);
   EXPECT_EQ(result.err, "mtlsync: interrupted\n");
@@ -46,7 +46,7 @@ TEST(Interrupt, IsToldEvenWhenQuiet) {
 TEST(Interrupt, LeavesTheErrorChainToVerboseRuns) {
   ChildProcess program(command({"-v", "--json", "stall", "dir"}));
   awaitEvent(program, "Waiting");
-  program.kill(SIGINT);
+  program.interrupt();
   EXPECT_EQ(program.wait().err,
             "Waiting\n"
             "Told to stop\n"
@@ -57,13 +57,13 @@ TEST(Interrupt, LeavesTheErrorChainToVerboseRuns) {
 }
 
 TEST(Interrupt, EndsTheProgramAtOnceTheSecondTime) {
-  for (const int second : {SIGINT, SIGTERM}) {
+  for (const StopRequest& second : stopRequests()) {
     ChildProcess program(command({"--json", "stubborn", "dir"}));
     awaitEvent(program, "Waiting");
-    program.kill(SIGINT);
+    program.interrupt();
     awaitEvent(program, "Told to stop");
-    program.kill(second);
-    EXPECT_EQ(program.wait(10).exitCode, 128 + second);
+    program.ask(second);
+    EXPECT_EQ(program.wait(10).exitCode, second.exitCode);
   }
 }
 

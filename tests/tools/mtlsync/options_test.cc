@@ -6,11 +6,12 @@
 
 #include <vector>
 
+#include "support/regex_matchers.h"
+
 namespace mtlsync {
 namespace {
 
 using testing::HasSubstr;
-using testing::MatchesRegex;
 
 CommandLine parse(std::vector<const char*> arguments) {
   arguments.insert(arguments.begin(), "mtlsync");
@@ -128,7 +129,7 @@ TEST(CommandLineOptions, ShowHelpWithEveryOption) {
 TEST(CommandLineOptions, ShowTheVersion) {
   const CommandLine line = parse({"--version"});
   EXPECT_EQ(line.outcome, CommandLine::Outcome::kShowText);
-  EXPECT_THAT(line.text, MatchesRegex("mtlsync [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+  EXPECT_THAT(line.text, MatchesPattern("mtlsync [0-9]+\\.[0-9]+\\.[0-9]+\n"));
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// The program on a terminal.
+// The program on a terminal. Windows offers no way to read what a console was given that
+// Wine has too.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pty.h>

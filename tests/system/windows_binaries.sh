@@ -1,0 +1,57 @@
+#!/bin/sh
+# What was built for Windows needs nothing but the system and each other, exports what it
+# should and no more, and says which version it is. Looks into the files, runs none.
+# usage: windows_binaries.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
+set -eu
+cd "$2"
+
+# Parts of every Windows from 10 on.
+system="ADVAPI32.dll bcrypt.dll CRYPT32.dll KERNEL32.dll msvcrt.dll SHELL32.dll WS2_32.dll"
+
+fail() {
+  echo "FAILED: $*" >&2
+  exit 1
+}
+
+look() {
+  x86_64-w64-mingw32-objdump -p "$1"
+}
+
+# expect_imports FILE [LIBRARY...]: from the system, and all of these.
+expect_imports() {
+  file=$1
+  shift
+  imports=$(look "$file" | sed -n 's/^\tDLL Name: //p')
+  [ -n "$imports" ] || fail "$file: no imports are shown"
+  for import in $imports; do
+    case " $system $* " in
+      *" $import "*) ;;
+      *) fail "$file needs $import" ;;
+    esac
+  done
+  for wanted in "$@"; do
+    echo "$imports" | grep -qxF "$wanted" || fail "$file does not import $wanted"
+  done
+}
+
+expect_imports mtllib.dll krell_networking.dll
+expect_imports krell_networking.dll
+expect_imports mtlsync.exe
+expect_imports mtlpublish.exe
+
+# exports FILE: the names, one a line.
+exports() {
+  look "$1" | sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/ s/^\t\[ *[0-9]*\] //p'
+}
+
+exported=$(exports mtllib.dll)
+[ "$exported" = initDownloaderInterface ] || fail "mtllib.dll exports: $exported"
+exported=$(exports krell_networking.dll)
+[ -n "$exported" ] || fail "krell_networking.dll exports nothing"
+foreign=$(echo "$exported" | grep -v '^_ZNK\{0,1\}5Krell') || true
+[ -z "$foreign" ] || fail "krell_networking.dll exports: $foreign"
+
+for file in mtllib.dll krell_networking.dll mtlsync.exe mtlpublish.exe; do
+  # The resources of type 16 tell the version.
+  look "$file" | grep -q '^010   Entry: ID: 0x000010,' || fail "$file has no version resource"
+done
