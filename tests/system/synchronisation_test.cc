@@ -233,8 +233,10 @@ TEST_F(Synchronisation, AnExplicitProxyReceivesWholeAddresses) {
 TEST_F(Synchronisation, ADownloaderAThreadRunsBesideOthers) {
   publish("v1", R"([{"path":"a.tx"}])");
   server_.serve("/lib/a.tx", "content");
+  constexpr int kThreads = 8;
   std::vector<std::thread> threads;
-  for (int i = 0; i < 8; ++i) {
+  threads.reserve(kThreads);
+  for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([this, i] {
       const std::string own = directory_ / ("copy" + std::to_string(i));
       RecordingCallback callback;
