@@ -76,12 +76,12 @@ for i in $(seq 400); do
 done
 expect 0 mtlpublish build "$folder/many"
 stop_nginx
-start_nginx "$folder/many" "limit_rate 1m;"
+start_nginx "$folder/many" "limit_rate 32k;"
 mkdir "$folder/target"
 echo old >"$folder/target/id.txt"
 mtlsync --no-proxy "http://127.0.0.1:$http_port/lib" "$folder/target" >"$folder/out" 2>"$folder/err" &
 client=$!
-while [ "$(ls "$folder/target" | wc -l)" -lt 20 ]; do sleep 0.05; done
+while [ "$(ls "$folder/target" | wc -l)" -lt 10 ]; do sleep 0.05; done
 stop_nginx
 killed=$(date +%s)
 status=0
