@@ -86,6 +86,7 @@ bool TransferEngine::start(int index, const char* path, ReqTokenGeneralType* tok
   }
   transfer.token = token;
   transfer.statusReported = false;
+  transfer.headerComplete = false;
   transfer.progress = TransferProgress{};
   {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -191,7 +192,6 @@ bool TransferEngine::configureEasy(Transfer& transfer) {
   set(CURLOPT_HTTPHEADER, headerList_.get());
   set(CURLOPT_PROXY, proxy.c_str());  // Empty: the environment has no say here.
   set(CURLOPT_NOPROXY, "");
-  set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   set(CURLOPT_SSL_VERIFYPEER, 1L);
   set(CURLOPT_SSL_VERIFYHOST, 2L);
   set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
@@ -210,6 +210,8 @@ bool TransferEngine::configureEasy(Transfer& transfer) {
   set(CURLOPT_BUFFERSIZE, kReceiveBufferSize);
   set(CURLOPT_NOSIGNAL, 1L);
   set(CURLOPT_QUICK_EXIT, 1L);  // An abort does not wait for the resolver.
+  set(CURLOPT_HEADERFUNCTION, &TransferEngine::onHeader);
+  set(CURLOPT_HEADERDATA, &transfer);
   set(CURLOPT_WRITEFUNCTION, &TransferEngine::onBody);
   set(CURLOPT_WRITEDATA, &transfer);
   set(CURLOPT_PRIVATE, &transfer);
@@ -269,6 +271,8 @@ void TransferEngine::callIdleClients() {
 }
 
 void TransferEngine::finish(Transfer& transfer, CURLcode code) {
+  // libcurl takes a header that is cut off for a whole one, and its body for empty.
+  if (code == CURLE_OK && !transfer.headerComplete) code = CURLE_PARTIAL_FILE;
   reportStatus(transfer);
   // What the callback aborted itself is no news to it.
   if (code != CURLE_OK && transfer.progress.abort == 0) {
@@ -311,6 +315,15 @@ void TransferEngine::reportStatus(Transfer& transfer) {
   if (configuration_.callbacks.onStatus != nullptr) {
     configuration_.callbacks.onStatus(&context, transfer.token, &status);
   }
+}
+
+// Each response, interim ones too, begins with a status line and ends with an empty line.
+std::size_t TransferEngine::onHeader(char* bytes, std::size_t unit, std::size_t count,
+                                     void* transferPointer) {
+  const std::size_t size = unit * count;
+  static_cast<Transfer*>(transferPointer)->headerComplete =
+      size > 0 && (bytes[0] == '\r' || bytes[0] == '\n');
+  return size;
 }
 
 std::size_t TransferEngine::onBody(char* bytes, std::size_t unit, std::size_t count,

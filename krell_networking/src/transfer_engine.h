@@ -17,19 +17,10 @@
 #include "header_fields.h"
 #include "net/http_client.h"
 #include "ssl_configuration.h"
+#include "transfer_limits.h"
 
 namespace Krell {
 namespace Networking {
-
-/// What bounds a transfer. Nothing may hang a host.
-struct TransferLimits {
-  /// Resolving, connecting and the TLS handshake together.
-  long connectMilliseconds = 30000;
-  /// A transfer that moves less than one byte a second for so long has stalled.
-  long stallSeconds = 60;
-  /// The data callback is called so often at least, well within a tenth of a second.
-  std::chrono::milliseconds callbackInterval{40};
-};
 
 /// How the clients of a pool connect; complete before the first request.
 struct TransferConfiguration {
@@ -42,7 +33,7 @@ struct TransferConfiguration {
   HeaderFields headers;
   HttpClient::Callbacks callbacks{};
   void* userPointer = nullptr;
-  TransferLimits limits;
+  TransferLimits limits = transferLimits();
 };
 
 /// Runs the requests of a fixed number of clients on a thread of its own, started with
@@ -91,6 +82,7 @@ class TransferEngine {
     ReqTokenGeneralType* token = nullptr;
     bool active = false;
     bool statusReported = false;
+    bool headerComplete = false;
     TransferProgress progress{};
     Evbuffer data{};
     Clock::time_point lastCallback;
@@ -110,6 +102,7 @@ class TransferEngine {
   bool deliver(Transfer& transfer, const char* bytes, std::size_t size);
   void reportStatus(Transfer& transfer);
 
+  static std::size_t onHeader(char* bytes, std::size_t unit, std::size_t count, void* transfer);
   static std::size_t onBody(char* bytes, std::size_t unit, std::size_t count, void* transfer);
 
   TransferConfiguration configuration_;

@@ -1,0 +1,211 @@
+// The bad answers, byte by byte.
+#include <chrono>
+#include <string_view>
+#include <thread>
+
+#include "fault.h"
+
+namespace {
+
+using namespace std::string_literals;
+using Handler = ScriptedServer::Handler;
+
+constexpr const char* kReceive = "Connection error: reason=6 extraF=0 underlying=52";
+constexpr const char* kReset = "Connection error: reason=6 extraF=1000 underlying=";
+constexpr const char* kTruncated = "Connection error: reason=7 extraF=0 underlying=18";
+constexpr const char* kTimeout = "Connection error: reason=8 extraF=0 underlying=28";
+
+/// Sends the text, then closes.
+Handler thenClose(std::string text) {
+  return [text = std::move(text)](const ServerRequest&, Socket& socket) {
+    socket.send(text);
+    return false;
+  };
+}
+
+/// Sends the text and expects further requests on the connection.
+Handler thenWait(std::string text) {
+  return
+      [text = std::move(text)](const ServerRequest&, Socket& socket) { return socket.send(text); };
+}
+
+/// Sends the text, then resets the connection.
+Handler thenReset(std::string text) {
+  return [text = std::move(text)](const ServerRequest&, Socket& socket) {
+    socket.send(text);
+    // What is lost with the reset must not be the text.
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    socket.reset();
+    return false;
+  };
+}
+
+/// Sends the text, then the piece again and again for as long as it is taken.
+Handler thenForEver(std::string text, std::string piece, std::chrono::milliseconds pause = {}) {
+  return [=](const ServerRequest&, Socket& socket) {
+    bool taken = socket.send(text);
+    while (taken) {
+      std::this_thread::sleep_for(pause);
+      taken = socket.send(piece);
+    }
+    return false;
+  };
+}
+
+Handler status(int code, const std::string& fields = {}) {
+  return thenWait("HTTP/1.1 " + std::to_string(code) + " Scripted\r\n" + fields +
+                  "Content-Length: 0\r\n\r\n");
+}
+
+std::string repeated(std::string_view piece, int count) {
+  std::string text;
+  for (int i = 0; i < count; ++i)
+    text += piece;
+  return text;
+}
+
+const std::string kChunked = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
+// "content", compressed.
+const std::string kGzip =
+    "\x1f\x8b\x08\0\0\0\0\0\0\x03\x4b\xce\xcf\x2b\x49\xcd\x2b\x01\0\xa9\x30\xc5\xfe\x07\0\0\0"s;
+
+std::vector<Fault> connectionFaults() {
+  return {
+      {"ClosesBeforeTheHeader", "closes before the header", thenClose(""), kReceive},
+      {"ClosesInsideTheStatusLine", "closes inside the status line", thenClose("HTTP/1.1 20"),
+       kReceive},
+      {"ClosesInsideTheHeader", "closes inside the header",
+       thenClose("HTTP/1.1 200 OK\r\nContent-Le"), kTruncated},
+      {"ClosesBeforeTheLastHeaderLine", "closes before the empty line that ends the header",
+       thenClose("HTTP/1.1 200 OK\r\nContent-Length: 7\r\n"), kTruncated},
+      {"ClosesInsideAHeaderAfterAnInterimAnswer", "closes inside the header after an interim one",
+       thenClose("HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 OK\r\nX: y\r\n"), kTruncated},
+      {"ClosesAfterTheHeader", "closes after the header",
+       thenClose("HTTP/1.1 200 OK\r\nContent-Length: 7\r\n\r\n"), kTruncated},
+      {"ResetsBeforeTheHeader", "resets the connection before the header", thenReset(""), kReset},
+      {"ResetsInsideTheBody", "resets the connection inside the body",
+       thenReset("HTTP/1.1 200 OK\r\nContent-Length: 7\r\n\r\ncon"), kReset},
+      {"NeverAnswers", "accepts and never answers", thenWait(""), kTimeout},
+      {"StopsInsideTheHeader", "stops inside the header", thenWait("HTTP/1.1 200 OK\r\nCont"),
+       kTimeout},
+      {"StopsInsideTheBody", "announces more than it sends, and waits",
+       thenWait("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\ncontent"), kTimeout},
+      {"SendsAByteNowAndThen", "sends a byte every three seconds",
+       thenForEver("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n", "c", std::chrono::seconds(3)),
+       kTimeout},
+  };
+}
+
+std::vector<Fault> lengthFaults() {
+  return {
+      {"SendsHalfABody", "announces more than it sends, and closes",
+       thenClose("HTTP/1.1 200 OK\r\nContent-Length: 7\r\n\r\ncon"), kTruncated},
+      {"AnnouncesLessThanItSends", "announces less than it sends",
+       thenWait("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\ncontent"), "", "con"},
+      {"AnnouncesNoLength", "announces no length, and closes",
+       thenClose("HTTP/1.1 200 OK\r\n\r\ncontent"), "", "content"},
+      {"AnnouncesANegativeLength", "announces a negative length",
+       thenWait("HTTP/1.1 200 OK\r\nContent-Length: -7\r\n\r\ncontent"),
+       "Connection error: reason=10 extraF=0 underlying=8"},
+      {"AnnouncesNoNumber", "announces a length that is no number",
+       thenWait("HTTP/1.1 200 OK\r\nContent-Length: seven\r\n\r\ncontent"),
+       "Connection error: reason=10 extraF=0 underlying=8"},
+      {"SendsNoEnd", "sends a body without end",
+       thenForEver("HTTP/1.1 200 OK\r\n\r\n", std::string(65536, 'x')), "Download aborted (1)", "",
+       1'000'000},
+  };
+}
+
+std::vector<Fault> chunkFaults() {
+  return {
+      {"CutsAChunk", "cuts a chunked body inside a chunk", thenClose(kChunked + "7\r\ncon"),
+       kTruncated},
+      {"SendsNoLastChunk", "cuts a chunked body before its last chunk",
+       thenClose(kChunked + "7\r\ncontent\r\n"), kTruncated},
+      {"SendsAChunkOfNoLength", "sends a chunk whose length is no number",
+       thenWait(kChunked + "seven\r\ncontent\r\n0\r\n\r\n"),
+       "Connection error: reason=6 extraF=0 underlying=56"},
+      {"SendsAChunkTooLong", "sends a chunk longer than its length",
+       thenWait(kChunked + "3\r\ncontent\r\n0\r\n\r\n"),
+       "Connection error: reason=6 extraF=0 underlying=56"},
+      {"SendsAChunkOfHugeLength", "sends a chunk whose length fits no number",
+       thenWait(kChunked + "FFFFFFFFFFFFFFFFFF\r\ncontent\r\n0\r\n\r\n"),
+       "Connection error: reason=6 extraF=0 underlying=56"},
+      {"SendsChunksWithoutEnd", "sends chunks without end",
+       thenForEver(kChunked, "10000\r\n" + std::string(65536, 'x') + "\r\n"),
+       "Download aborted (1)", "", 1'000'000},
+  };
+}
+
+std::vector<Fault> headerFaults() {
+  const std::string ok = "HTTP/1.1 200 OK\r\n";
+  const std::string body = "Content-Length: 7\r\n\r\ncontent";
+  return {
+      {"SendsAHeaderLineOfMegabytes", "sends a header line of four megabytes",
+       thenWait(ok + "X: " + std::string(4'000'000, 'x') + "\r\n" + body),
+       "Connection error: reason=11 extraF=0 underlying=27"},
+      {"SendsThousandsOfHeaders", "sends five thousand header lines",
+       thenWait(ok + repeated("X-Filler: abcdefgh\r\n", 5000) + body), "", "content"},
+      {"SendsHeadersWithoutEnd", "sends header lines without end",
+       thenForEver(ok, repeated("X-Filler: abcdefgh\r\n", 100)),
+       "Connection error: reason=6 extraF=0 underlying=56"},
+      {"SendsInterimAnswersWithoutEnd", "sends interim answers (100) without end",
+       thenForEver("", repeated("HTTP/1.1 100 Continue\r\n\r\n", 100)),
+       "Connection error: reason=6 extraF=0 underlying=56"},
+      {"SendsInterimAnswers", "sends interim answers (100 and 103) before its answer",
+       thenWait("HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 103 Early Hints\r\n\r\n" + ok + body), "",
+       "content"},
+      {"SendsAnInterimAnswerOnly", "sends an interim answer (100) only",
+       thenWait("HTTP/1.1 100 Continue\r\n\r\n"), kTimeout},
+      {"SendsZeroBytesInAHeader", "sends zero bytes in a header line",
+       thenWait(ok + "X: \0\0\0\r\n"s + body), "Connection error: reason=10 extraF=0 underlying=8"},
+      {"SpeaksHttp09", "speaks HTTP/0.9", thenClose("content"),
+       "Connection error: reason=10 extraF=0 underlying=1"},
+      {"SpeaksAnotherVersion", "speaks HTTP/9.9",
+       thenWait("HTTP/9.9 200 OK\r\nContent-Length: 7\r\n\r\ncontent"),
+       "Connection error: reason=10 extraF=0 underlying=1"},
+      {"SpeaksAnotherProtocol", "speaks another protocol",
+       thenWait("220 mail.example ESMTP ready\r\n"),
+       "Connection error: reason=10 extraF=0 underlying=1"},
+      {"CompressesTheBody", "compresses the body without being asked",
+       thenWait(ok + "Content-Encoding: gzip\r\nContent-Length: " + std::to_string(kGzip.size()) +
+                "\r\n\r\n" + kGzip),
+       "", kGzip},
+  };
+}
+
+std::vector<Fault> statusFaults() {
+  return {
+      {"Answers204", "answers 204", status(204), "Unexpected HTTP status (204)"},
+      {"Answers206", "answers 206", status(206, "Content-Range: bytes 0-0/7\r\n"),
+       "Unexpected HTTP status (206)"},
+      {"Answers301", "answers 301 to another host",
+       status(301, "Location: http://127.0.0.1:1/elsewhere\r\n"), "Unexpected HTTP status (301)"},
+      {"Answers304", "answers 304", status(304), "Unexpected HTTP status (304)"},
+      {"Answers401", "answers 401", status(401, "WWW-Authenticate: Basic realm=\"x\"\r\n"),
+       "Unexpected HTTP status (401)"},
+      {"Answers407", "answers 407", status(407, "Proxy-Authenticate: Basic realm=\"x\"\r\n"),
+       "Unexpected HTTP status (407)"},
+      {"Answers416", "answers 416", status(416), "Unexpected HTTP status (416)"},
+      {"Answers429", "answers 429", status(429, "Retry-After: 3600\r\n"),
+       "Unexpected HTTP status (429)"},
+      {"Answers500", "answers 500", status(500), "Unexpected HTTP status (500)"},
+      {"Answers999", "answers 999", status(999), "Unexpected HTTP status (999)"},
+  };
+}
+
+std::vector<Fault> allFaults() {
+  std::vector<Fault> all;
+  for (const auto& group :
+       {connectionFaults(), lengthFaults(), chunkFaults(), headerFaults(), statusFaults()}) {
+    all.insert(all.end(), group.begin(), group.end());
+  }
+  return all;
+}
+
+}  // namespace
+
+const std::vector<Fault>& faults() {
+  static const std::vector<Fault> all = allFaults();
+  return all;
+}
