@@ -53,8 +53,9 @@ void addEntry(const DownloaderImpl& downloader, const Json::Value& element,
     return;
   }
   const Json::Value& member = element["path"];
-  const CharString path(member.isString() ? member.asCString() : nullptr);
-  if (path.empty() || !isSelected(downloader, element, path.text(), error)) return;
+  const char* listed = member.isString() ? member.asCString() : "";
+  if (*listed == '\0' || !isSelected(downloader, element, listed, error)) return;
+  const CharString path = toCharString(listed);
   list.resizeList(list.count + 1, false);
   DownloaderImpl::ListFile::init(list.entries[static_cast<std::size_t>(list.count - 1)], error,
                                  path, integerMember(element, "size"),
@@ -79,6 +80,7 @@ void parseText(const DownloaderImpl& downloader, const char* text, std::int64_t 
       if (error) return;
     }
   } catch (const Json::Exception& exception) {
+    // Of the parser too, which throws at a text nested too deep.
     setError(error, kParseTag, -1, "Exception parsing json file list: %s", exception.what());
   }
 }
@@ -102,10 +104,10 @@ int DownloaderImpl::downloadListFile(PStream& list) {
   HttpDldDone done;
   ErrorChain error = httpGetter->waitAvailable(client, hadCompletion, done);
   if (!error) {
-    CharString path = makeFullPath(kListName, PathSide::kRemote);
+    std::string path = makeFullPath(kListName, PathSide::kRemote).text();
     // In front of the remote path, as it stands; the stamp has it behind.
-    if (!settings->subPath.empty()) path = CharString("/") + settings->subPath + path;
-    error = httpGetter->issueRequest(client, path.text(), &list, 0, 0);
+    if (!settings->subPath.empty()) path.insert(0, std::string("/") + settings->subPath.text());
+    error = httpGetter->issueRequest(client, path.c_str(), &list, 0, 0);
   }
   if (error) {
     pushError(error, kDownloadTag, -1, "Could not download list file (request failed)");
@@ -171,6 +173,5 @@ void DownloaderImpl::ListFile::init(ListFileEntry& entry, ErrorChain& error, con
              path.text());
     return;
   }
-  entry.remoteName.assign(path.text(), static_cast<std::int64_t>(stem));
-  entry.remoteName.append(".jpeg.tx");
+  entry.remoteName = toCharString(std::string(path.text(), stem) + ".jpeg.tx");
 }

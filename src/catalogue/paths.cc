@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -53,6 +54,12 @@ bool isUnreserved(char c) {
 
 }  // namespace
 
+CharString toCharString(const std::string& path) {
+  CharString text(path.c_str());
+  if (text.empty() && !path.empty()) throw std::bad_alloc();
+  return text;
+}
+
 CharString canonicalisePath(const char* path) {
   if (path == nullptr || *path == '\0') return {};
   const std::string_view lead = leadOf(path);
@@ -73,26 +80,24 @@ CharString canonicalisePath(const char* path) {
     if (i > 0) text += '\\';
     text += kept[i];
   }
-  return text.c_str();
+  return toCharString(text);
 }
 
 CharString percentEncodePath(const char* path) {
   constexpr const char* kDigits = "0123456789ABCDEF";
-  CharString encoded = CharString::withSize(static_cast<std::int64_t>(std::strlen(path)) * 3 + 1);
-  char* out = encoded.data();
-  if (out == nullptr) return {};
+  std::string encoded;
+  encoded.reserve(std::strlen(path) * 3);
   for (; *path != '\0'; ++path) {
     if (isUnreserved(*path)) {
-      *out++ = *path;
+      encoded += *path;
       continue;
     }
     const auto byte = static_cast<unsigned char>(*path);
-    *out++ = '%';
-    *out++ = kDigits[byte >> 4];
-    *out++ = kDigits[byte & 0xF];
+    encoded += '%';
+    encoded += kDigits[byte >> 4];
+    encoded += kDigits[byte & 0xF];
   }
-  *out = '\0';
-  return encoded;
+  return toCharString(encoded);
 }
 
 bool staysBelow(const char* relative) {
@@ -108,12 +113,13 @@ bool staysBelow(const char* relative) {
 
 CharString DownloaderImpl::makeFullPath(const char* relative, PathSide side) const {
   const CharString& base = side == PathSide::kRemote ? remotePath : settings->targetDirectory;
-  CharString path = canonicalisePath((base + "/" + (relative != nullptr ? relative : "")).text());
-  if (path.empty()) return {};
-  path.unshare();
-  std::replace(path.data(), path.data() + path.length(), '\\', '/');
-  if (std::strncmp(path.text(), "../", 3) == 0 || path == "..") return {};
-  return side == PathSide::kRemote ? percentEncodePath(path.text()) : path;
+  std::string path = base.text();
+  path += '/';
+  if (relative != nullptr) path += relative;
+  path = canonicalisePath(path.c_str()).text();
+  std::replace(path.begin(), path.end(), '\\', '/');
+  if (path.compare(0, 3, "../") == 0 || path == "..") return {};
+  return side == PathSide::kRemote ? percentEncodePath(path.c_str()) : toCharString(path);
 }
 
 void copyStream(ErrorChain& error, PStream& destination, PStream& source, std::int64_t size,

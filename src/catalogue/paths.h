@@ -4,14 +4,21 @@
 #define MTLLIB_CATALOGUE_PATHS_H_
 
 #include <cstdint>
+#include <string>
 
 #include "mtllib/char_string.h"
 #include "mtllib/error_chain.h"
 #include "qutils/stream.h"
 
+/// The text of a path. Throws std::bad_alloc when memory runs out: a CharString alone would
+/// become empty, and a path that lost a part of itself names another file. So paths are put
+/// together in standard strings, here and below.
+QUtils::CharString toCharString(const std::string& path);
+
 /// The canonical form of a path, with '\' as its separator: runs of separators become
 /// one, "." and ".." are resolved as far as the text goes. Two leading separators (a
-/// network path) stay, and so do a leading "." and a ".." with nothing before it.
+/// network path) stay, and so do a leading "." and a ".." with nothing before it; a ".."
+/// directly behind a leading "." takes it along.
 QUtils::CharString canonicalisePath(const char* path);
 
 /// Percent-encodes every byte of a URL path but letters, digits, and "-._~/".

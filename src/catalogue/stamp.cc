@@ -1,6 +1,7 @@
 // The stamp: opaque bytes that change whenever the library does. Fetched and compared
 // first, written last.
 #include <cstring>
+#include <string>
 
 #include "catalogue/paths.h"
 #include "http/http_getter.h"
@@ -41,8 +42,12 @@ const char* fetchStamp(HttpGetter& getter, HostCallback& callback, const Downloa
 }  // namespace
 
 CharString DownloaderImpl::stampPath(PathSide side) const {
-  if (settings->subPath.empty()) return makeFullPath(kStampName, side);
-  return makeFullPath((settings->subPath + "/" + kStampName).text(), side);
+  // A std::string says when memory runs out; a CharString that lost the sub-path would
+  // name another stamp.
+  std::string name = settings->subPath.text();
+  if (!name.empty()) name += '/';
+  name += kStampName;
+  return makeFullPath(name.c_str(), side);
 }
 
 int DownloaderImpl::readRemoteIdFile(PStream& stamp) {

@@ -3,6 +3,7 @@
 
 #include <cctype>
 #include <cstring>
+#include <new>
 
 #include "net/context.h"
 
@@ -39,6 +40,8 @@ Address splitAddress(const char* text) {
   }
   const char* hostEnd = rest + std::strcspn(rest, "/");
   address.path = *hostEnd != '\0' ? hostEnd : nullptr;
+  // Without its path the address is that of another library.
+  if (*hostEnd != '\0' && address.path.empty()) throw std::bad_alloc();
   if (hostEnd != rest) {
     Krell::Networking::parseServerWithPort(rest, hostEnd, address.host, address.port);
   }

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "catalogue/paths.h"
 #include "catalogue/stub_stream.h"
@@ -81,12 +83,39 @@ TEST_F(CopyStream, ChoosesTheChunkWhenNoneIsGiven) {
   EXPECT_FALSE(error);
 }
 
+TEST_F(CopyStream, SplitsOnlyWhatIsLargerThanAChunk) {
+  provide(std::string(32769, 'x'));
+  const std::pair<std::int64_t, std::vector<std::int64_t>> copies[] = {
+      {1, {1}}, {32767, {32767}}, {32768, {32768}}, {32769, {32768, 1}}};
+  for (const auto& [size, reads] : copies) {
+    source.Seek(0);
+    source.readSizes.clear();
+    copy(size, 32768);
+    EXPECT_FALSE(error);
+    expectCounts(size, size);
+    EXPECT_EQ(source.readSizes, reads);
+  }
+}
+
+TEST_F(CopyStream, TakesAChunkOfOneByte) {
+  provide("012");
+  copy(3, 1);
+  expectCounts(3, 3);
+  EXPECT_THAT(source.readSizes, ElementsAre(1, 1, 1));
+}
+
 TEST_F(CopyStream, LimitsTheChunk) {
   provide("0123456789");
-  copy(INT64_MAX, INT32_MAX);
-  EXPECT_FALSE(error);
-  expectCounts(10, 10);
-  EXPECT_THAT(source.readSizes, ElementsAre(33554432));
+  const std::pair<std::int32_t, std::int64_t> chunks[] = {
+      {33554431, 33554431}, {33554432, 33554432}, {33554433, 33554432}, {INT32_MAX, 33554432}};
+  for (const auto& [chunk, asked] : chunks) {
+    source.Seek(0);
+    source.readSizes.clear();
+    copy(INT64_MAX, chunk);
+    EXPECT_FALSE(error);
+    expectCounts(10, 10);
+    EXPECT_THAT(source.readSizes, ElementsAre(asked));
+  }
 }
 
 TEST_F(CopyStream, EndsQuietlyAtAShortRead) {
@@ -103,6 +132,8 @@ TEST_F(CopyStream, EndsQuietlyAtAnEmptyRead) {
   copy(100, 4);
   EXPECT_FALSE(error);
   expectCounts(8, 8);
+  EXPECT_THAT(source.readSizes, ElementsAre(4, 4, 4));
+  EXPECT_THAT(destination.writeSizes, ElementsAre(4, 4, 0));
 }
 
 TEST_F(CopyStream, EndsAtAReadError) {
@@ -130,6 +161,15 @@ TEST_F(CopyStream, CountsShortWritesApart) {
   EXPECT_EQ(bytesRead, 10);
   EXPECT_EQ(bytesWritten, 8);
   EXPECT_EQ(contentOf(destination), "01245689");
+}
+
+TEST_F(CopyStream, ReadsMoreForBytesThatWereNotWritten) {
+  provide("0123456789ABCDEF");
+  destination.longestWrite = 3;
+  copy(10, 4);
+  EXPECT_FALSE(error);
+  expectCounts(13, 10);
+  EXPECT_THAT(source.readSizes, ElementsAre(4, 4, 4, 1));
 }
 
 TEST_F(CopyStream, LeavesTheDestinationsPositionBehindTheBytes) {

@@ -4,8 +4,10 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <limits>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -21,6 +23,12 @@ using testing::Pair;
 using testing::StartsWith;
 
 namespace {
+
+/// What a stream in memory has of blocks.
+class Blocks : public QUtils::PMemStream {
+ public:
+  static bool heldBy(const QUtils::PMemStream& stream) { return stream.*&Blocks::head != nullptr; }
+};
 
 class FileDownload : public DownloaderFixture {
  protected:
@@ -47,7 +55,22 @@ class FileDownload : public DownloaderFixture {
       add("f" + std::to_string(i), std::to_string(i));
   }
 
+  using BodyStream = QUtils::PMemStreamGrowStep<16384>;
+
+  /// Notes, whenever a request is asked about, its tag and its stream.
+  void watchStreams() {
+    callback.abortAnswer = [&](auto* request, auto*, auto*) {
+      const auto* slot = reinterpret_cast<const RequestSlot*>(request);
+      streams[slot->tag] = dynamic_cast<BodyStream*>(slot->stream);
+      EXPECT_NE(streams[slot->tag], nullptr) << "a stream of another kind";
+      if (onRequest) onRequest(slot->tag);
+      return 0;
+    };
+  }
+
   DownloaderImpl::ListFile list;
+  std::map<std::uint32_t, BodyStream*> streams;
+  std::function<void(std::uint32_t tag)> onRequest;
 };
 
 TEST_F(FileDownload, SavesASingleFileInTheDrain) {
@@ -152,6 +175,57 @@ TEST_F(FileDownload, KeepsBodiesOfReusedClientsApart) {
   EXPECT_EQ(localFile("f7"), std::string(16384, '7'));
 }
 
+TEST_F(FileDownload, GivesEachClientAStreamOfItsOwn) {
+  addNumbered(7);
+  watchStreams();
+  EXPECT_EQ(downloader.downloadFiles(list), 0);
+  const std::set<BodyStream*> five = {streams[0], streams[1], streams[2], streams[3], streams[4]};
+  EXPECT_THAT(five, testing::SizeIs(5));
+  EXPECT_EQ(streams[5], streams[0]);
+  EXPECT_EQ(streams[6], streams[1]);
+}
+
+TEST_F(FileDownload, EmptiesAReusedStreamButKeepsItsBlocks) {
+  addNumbered(6);
+  watchStreams();
+  onRequest = [&](std::uint32_t tag) {
+    EXPECT_EQ(streams[tag]->GetSize(), 0) << tag;
+    EXPECT_EQ(Blocks::heldBy(*streams[tag]), tag == 5) << tag;
+  };
+  EXPECT_EQ(downloader.downloadFiles(list), 0);
+  EXPECT_THAT(streams, testing::SizeIs(6));
+}
+
+TEST_F(FileDownload, FreesTheBlocksOfEachStreamInTheDrain) {
+  addNumbered(3);
+  FakeResponse notFound;
+  notFound.status = 404;
+  notFound.pieces = {"no such file"};
+  network.respond("/lib/f1", notFound);
+  watchStreams();
+  onRequest = [&](std::uint32_t tag) {
+    if (tag == 0) return;
+    EXPECT_EQ(streams[tag - 1]->GetSize(), 0) << tag;
+    EXPECT_FALSE(Blocks::heldBy(*streams[tag - 1])) << tag;
+  };
+  EXPECT_EQ(downloader.downloadFiles(list), -1);
+  EXPECT_THAT(streams, testing::SizeIs(3));
+}
+
+TEST_F(FileDownload, SavesBodiesAroundTheSizesOfItsBuffers) {
+  const std::size_t sizes[] = {0, 1, 16383, 16384, 16385, 32767, 32768, 32769, 49152, 0, 65536};
+  std::map<std::string, std::string> expected;
+  for (const std::size_t size : sizes) {
+    const std::string name = "f" + std::to_string(10 + list.count);
+    std::string body(size, 'x');
+    if (size > 0) body.back() = '$';
+    expected[name] = body;
+    add(name, body);
+  }
+  EXPECT_EQ(downloader.downloadFiles(list), 0);
+  EXPECT_TRUE(localTree() == expected) << localTree().size() << " files";
+}
+
 TEST_F(FileDownload, FetchesALossyMapUnderItsRemoteName) {
   addEntry("maps/oak.tx", "maps/oak.jpeg.tx", 5);
   network.respond("/lib/maps/oak.jpeg.tx", "lossy");
@@ -209,6 +283,28 @@ TEST_F(FileDownload, ShowsMegabytesOfTheTotal) {
               ElementsAre("Downloading files", "Downloading files (0MB / 10MB)",
                           "Downloading files (2MB / 10MB)", "Downloading files (10MB / 10MB)"));
   EXPECT_THAT(callback.textsOf("setProgressValue"), ElementsAre("0", "250", "1000"));
+}
+
+TEST_F(FileDownload, StartsABatchOfItsOwn) {
+  add("a", "A", 3);
+  add("b", "B", 4);
+  HttpGetter& getter = *downloader.httpGetter;
+  getter.lastPermille = 1000;
+  getter.receivedBytes = 10;
+  network.shutDownAtWait(1);
+  EXPECT_EQ(downloader.downloadFiles(list), -1);
+  EXPECT_EQ(getter.lastPermille, -1);
+  EXPECT_EQ(getter.lastMegabytes, 0U);
+  EXPECT_EQ(getter.totalBytes, 7);
+  EXPECT_EQ(getter.receivedBytes, 0);
+  EXPECT_STREQ(getter.phaseText.text(), "Downloading files");
+}
+
+TEST_F(FileDownload, ShowsProgressForATotalOfOneByte) {
+  add("a", "A", 1);
+  EXPECT_EQ(downloader.downloadFiles(list), 0);
+  EXPECT_THAT(callback.textsOf("setProgressRange"), ElementsAre("1000"));
+  EXPECT_EQ(callback.count("beginProgress"), 1U);
 }
 
 TEST_F(FileDownload, SurvivesATotalThatDoesNotFit) {
@@ -339,6 +435,26 @@ TEST_F(FileDownload, StopsAtARefusedRequest) {
   EXPECT_THAT(localTree(), IsEmpty());
 }
 
+TEST_F(FileDownload, SavesBeforeARefusedRequestStopsIt) {
+  addNumbered(7);
+  network.refuseRequest("/lib/f5", "Out of resources");
+  EXPECT_EQ(downloader.downloadFiles(list), -1);
+  EXPECT_THAT(callback.errors(),
+              ElementsAre("[DownloaderImpl::downloadFiles] -1: Requesting download for \"f5\" file "
+                          "failed | [HttpClient::request] -1: Out of resources"));
+  EXPECT_THAT(localTree(), ElementsAre(Pair("f0", "0")));
+}
+
+TEST_F(FileDownload, NamesTheRemoteNameOfARefusedRequest) {
+  addEntry("maps/oak.tx", "maps/oak.jpeg.tx", 5);
+  network.refuseRequest("/lib/maps/oak.jpeg.tx", "Out of resources");
+  EXPECT_EQ(downloader.downloadFiles(list), -1);
+  EXPECT_THAT(callback.errors(),
+              ElementsAre("[DownloaderImpl::downloadFiles] -1: Requesting download for "
+                          "\"maps/oak.jpeg.tx\" file failed | [HttpClient::request] -1: Out of "
+                          "resources"));
+}
+
 TEST_F(FileDownload, StopsWhenThePoolIsShuttingDown) {
   addNumbered(4);
   network.shutDownAtWait(3);
@@ -420,6 +536,22 @@ TEST_F(SaveFile, MakesTheDirectoriesOnTheWay) {
   EXPECT_THAT(localTree(), ElementsAre(Pair("a/b/c.tx", "content")));
 }
 
+TEST_F(SaveFile, WritesIntoTheFileThatIsThere) {
+  writeFile(directory / "a", "a much longer file than the new one");
+  std::filesystem::create_hard_link(directory.path() / "a", directory.path() / "b");
+  fill(body, "new");
+  save("a");
+  EXPECT_FALSE(error);
+  EXPECT_THAT(localTree(), ElementsAre(Pair("a", "new"), Pair("b", "new")));
+}
+
+TEST_F(SaveFile, SavesTheBodyFromItsBeginning) {
+  fill(body, "content");
+  body.Seek(3);
+  save("a");
+  EXPECT_EQ(localFile("a"), "content");
+}
+
 TEST_F(SaveFile, CopiesInChunksOf32768Bytes) {
   fill(body, std::string(70000, 'x'));
   save("a");
@@ -454,13 +586,30 @@ TEST_F(SaveFile, NamesTheListedPathWhenTheFileCannotBeMade) {
                          "[PFileStream::Create] 5: (5) "));
 }
 
-TEST_F(SaveFile, RefusesAPathThatIsTooLong) {
+TEST_F(SaveFile, RefusesAPathOf260Bytes) {
+  const std::string longest(259 - (directory / "").size(), 'x');
   fill(body, "content");
-  save((std::string(300, 'x') + "/y").c_str());
-  EXPECT_THAT(chainText(error), AllOf(StartsWith("[DownloaderImpl::saveFile] -1: Could not create "
-                                                 "directory path to \"xxx"),
-                                      EndsWith("y\" | [createPathImpl] -1: Path length exceeds "
-                                               "MAX_PATH")));
+  save(longest.c_str());
+  EXPECT_FALSE(error) << chainText(error);
+  EXPECT_EQ(localFile(longest), "content");
+  for (const std::size_t more : {1, 763, 764, 765}) {
+    const std::string name = longest + std::string(more, 'y');
+    save(name.c_str());
+    EXPECT_EQ(std::string(error.head->message),
+              ("Could not create directory path to \"" + name + "\"").substr(0, 510));
+    EXPECT_STREQ(error.head->tag, "DownloaderImpl::saveFile");
+    EXPECT_THAT(chainText(error), EndsWith(" | [createPathImpl] -1: Path length exceeds MAX_PATH"));
+  }
+  EXPECT_THAT(localTree(), ElementsAre(Pair(longest, "content")));
+}
+
+TEST_F(SaveFile, RefusesAPathAboveARelativeTarget) {
+  settings.targetDirectory = "lib";
+  fill(body, "content");
+  save("../../x");
+  EXPECT_EQ(chainText(error),
+            "[DownloaderImpl::saveFile] -1: Could not create directory path to \"../../x\" | "
+            "[createPathImpl] -1: Empty string argument");
 }
 
 TEST_F(SaveFile, ReportsABodyThatYieldsFewerBytes) {
@@ -472,6 +621,25 @@ TEST_F(SaveFile, ReportsABodyThatYieldsFewerBytes) {
             "[DownloaderImpl::saveFile] -1: IO size mismatch: size=10, bytes read=4, bytes "
             "written=4");
   EXPECT_EQ(localFile("a"), "1234");
+}
+
+TEST_F(SaveFile, TrustsTheSizeThatTheBodyClaims) {
+  fill(body, "1234");
+  body.claimedSize = 2;
+  save("a");
+  EXPECT_FALSE(error);
+  EXPECT_EQ(localFile("a"), "12");
+}
+
+TEST_F(SaveFile, ReportsABodyWithoutASize) {
+  fill(body, "1234");
+  body.claimedSize = -1;
+  save("a");
+  EXPECT_EQ(chainText(error),
+            "[DownloaderImpl::saveFile] -1: Error saving stream for \"a\" | "
+            "[DownloaderImpl::saveFile] -1: IO size mismatch: size=-1, bytes read=0, bytes "
+            "written=0");
+  EXPECT_EQ(localFile("a"), "");
 }
 
 TEST_F(SaveFile, ReportsABodyThatCannotBeRewound) {

@@ -36,6 +36,7 @@ TEST(CanonicalisePath, KeepsTheDoubleLeadOfANetworkPath) {
 TEST(CanonicalisePath, RemovesOneDotComponents) {
   EXPECT_STREQ(canonicalisePath("a/./b").text(), "a\\b");
   EXPECT_STREQ(canonicalisePath("/./a").text(), "\\a");
+  EXPECT_STREQ(canonicalisePath("/.").text(), "");
   EXPECT_STREQ(canonicalisePath("a/././b").text(), "a\\b");
   EXPECT_STREQ(canonicalisePath("a/.").text(), "a");
 }
@@ -43,6 +44,15 @@ TEST(CanonicalisePath, RemovesOneDotComponents) {
 TEST(CanonicalisePath, KeepsALeadingDot) {
   EXPECT_STREQ(canonicalisePath("./a").text(), ".\\a");
   EXPECT_STREQ(canonicalisePath(".").text(), ".");
+  EXPECT_STREQ(canonicalisePath("./").text(), ".");
+  EXPECT_STREQ(canonicalisePath("./.").text(), ".");
+  EXPECT_STREQ(canonicalisePath("././a").text(), ".\\a");
+  EXPECT_STREQ(canonicalisePath("a/.././b").text(), ".\\b");
+}
+
+TEST(CanonicalisePath, ResolvesTwoDotsBehindALeadingDot) {
+  EXPECT_STREQ(canonicalisePath("./..").text(), "");
+  EXPECT_STREQ(canonicalisePath("./../a").text(), "a");
 }
 
 TEST(CanonicalisePath, ResolvesTwoDotComponents) {
@@ -51,6 +61,9 @@ TEST(CanonicalisePath, ResolvesTwoDotComponents) {
   EXPECT_STREQ(canonicalisePath("/a/b/../c").text(), "\\a\\c");
   EXPECT_STREQ(canonicalisePath("a/b/..").text(), "a");
   EXPECT_STREQ(canonicalisePath("a/..").text(), "");
+  EXPECT_STREQ(canonicalisePath("/a/..").text(), "");
+  EXPECT_STREQ(canonicalisePath("a/b/../").text(), "a");
+  EXPECT_STREQ(canonicalisePath("C:\\a\\..\\b").text(), "C:\\b");
 }
 
 TEST(CanonicalisePath, KeepsTwoDotsWithNothingBeforeThem) {
@@ -58,6 +71,8 @@ TEST(CanonicalisePath, KeepsTwoDotsWithNothingBeforeThem) {
   EXPECT_STREQ(canonicalisePath("../a").text(), "..\\a");
   EXPECT_STREQ(canonicalisePath("../../a").text(), "..\\..\\a");
   EXPECT_STREQ(canonicalisePath("a/../../b").text(), "..\\b");
+  EXPECT_STREQ(canonicalisePath("../..").text(), "..\\..");
+  EXPECT_STREQ(canonicalisePath("/../a").text(), "\\..\\a");
 }
 
 TEST(CanonicalisePath, CutsATrailingSeparator) {
@@ -150,6 +165,8 @@ TEST_F(FullPath, LeavesTheLocalPathUnencoded) {
 TEST_F(FullPath, EndsAtTheBaseWithoutARelativePath) {
   EXPECT_EQ(remote("/lib", nullptr), "/lib");
   EXPECT_EQ(remote("/lib", ""), "/lib");
+  EXPECT_EQ(local("C:\\data", nullptr), "C:/data");
+  EXPECT_EQ(remote(nullptr, nullptr), "");
 }
 
 TEST_F(FullPath, StartsWithASlashWithoutABase) {
@@ -167,6 +184,27 @@ TEST_F(FullPath, IsEmptyWhenItWouldClimbAboveARelativeBase) {
   EXPECT_EQ(local("lib", "../.."), "");
   EXPECT_EQ(local("lib", "..\\..\\x"), "");
   EXPECT_EQ(remote("lib", "../../x"), "");
+  EXPECT_EQ(remote("lib", "../.."), "");
+}
+
+TEST_F(FullPath, IsEmptyBelowABaseThatClimbsItself) {
+  EXPECT_EQ(local("..", nullptr), "");
+  EXPECT_EQ(local("..\\data", "a"), "");
+  EXPECT_EQ(remote("../lib", "id.txt"), "");
+}
+
+TEST_F(FullPath, KeepsTwoDotsBehindALeadingSlash) {
+  EXPECT_EQ(local("/data", "../../x"), "/../x");
+  EXPECT_EQ(local("/data", "../.."), "/..");
+  EXPECT_EQ(remote(nullptr, "../x"), "/../x");
+}
+
+TEST_F(FullPath, CutsNothingOfALongPath) {
+  for (const std::size_t length : {259, 260, 1022, 1023, 1024, 100000}) {
+    const std::string name(length, 'x');
+    EXPECT_EQ(local("/d", name.c_str()), "/d/" + name);
+    EXPECT_EQ(remote("/d", name.c_str()), "/d/" + name);
+  }
 }
 
 TEST_F(FullPath, KeepsNamesThatOnlyBeginWithTwoDots) {

@@ -2,9 +2,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "catalogue/stub_stream.h"
 #include "fakes/downloader_fixture.h"
@@ -51,12 +53,16 @@ TEST_F(StampPath, LiesBelowTheSubPath) {
 
 TEST_F(StampPath, TakesASubPathWithSeparatorsAround) {
   settings.subPath = "/beta/2/";
+  settings.targetDirectory = "C:\\data\\";
   EXPECT_STREQ(downloader.stampPath(PathSide::kRemote).text(), "/lib/beta/2/id.txt");
+  EXPECT_STREQ(downloader.stampPath(PathSide::kLocal).text(), "C:/data/beta/2/id.txt");
 }
 
 TEST_F(StampPath, EncodesTheSubPath) {
   settings.subPath = "b c";
+  settings.targetDirectory = "C:\\data";
   EXPECT_STREQ(downloader.stampPath(PathSide::kRemote).text(), "/lib/b%20c/id.txt");
+  EXPECT_STREQ(downloader.stampPath(PathSide::kLocal).text(), "C:/data/b c/id.txt");
 }
 
 TEST_F(StampCheck, FindsEqualStampsEqual) {
@@ -84,21 +90,99 @@ TEST_F(StampCheck, FindsDifferentStampsDifferent) {
   EXPECT_EQ(localFile("id.txt"), "stamp 1\n");
 }
 
-TEST_F(StampCheck, CountsAnExtraNewlineAsADifference) {
-  network.respond("/lib/id.txt", "stamp");
-  writeFile(directory / "id.txt", "stamp\n");
-  EXPECT_EQ(downloader.readRemoteIdFile(stamp), 1);
+TEST_F(StampCheck, InterpretsNoByte) {
+  const std::pair<std::string, std::string> differing[] = {
+      {"stamp", "stamp\n"},
+      {"stamp\n", "stamp"},
+      {"stamp", " stamp"},
+      {"stamp ", "stamp\t"},
+      {"stamp\r\n", "stamp\n\n"},
+      {"Stamp", "stamp"},
+      {std::string("a\0b", 3), std::string("a\0c", 3)},
+      {std::string("a\0", 2), "a"},
+      {"\xEF\xBB\xBFstamp", "stamp"},
+      {"\xC3\xA9", "\x65\xCC"},
+      {"007", "7"}};
+  for (const auto& [remote, local] : differing) {
+    network.respond("/lib/id.txt", remote);
+    writeFile(directory / "id.txt", local);
+    PMemStream differs(4096);
+    EXPECT_EQ(downloader.readRemoteIdFile(differs), 1) << remote << " and " << local;
+    writeFile(directory / "id.txt", remote);
+    PMemStream matches(4096);
+    EXPECT_EQ(downloader.readRemoteIdFile(matches), 0) << remote;
+  }
 }
 
-TEST_F(StampCheck, ComparesLongStampsToTheLastByte) {
-  std::string content(50000, 's');
-  writeFile(directory / "id.txt", content);
-  network.respond("/lib/id.txt", content);
-  EXPECT_EQ(downloader.readRemoteIdFile(stamp), 0);
-  content.back() = 't';
-  network.respond("/lib/id.txt", content);
-  PMemStream other(4096);
-  EXPECT_EQ(downloader.readRemoteIdFile(other), 1);
+TEST_F(StampCheck, ComparesStampsOfEveryLengthToTheLastByte) {
+  for (const std::size_t size :
+       {1U, 4095U, 4096U, 4097U, 16383U, 16384U, 16385U, 32767U, 32768U, 32769U, 50000U}) {
+    std::string content(size, 's');
+    writeFile(directory / "id.txt", content);
+    network.respond("/lib/id.txt", content);
+    PMemStream same(4096);
+    EXPECT_EQ(downloader.readRemoteIdFile(same), 0) << size;
+    content.back() = 't';
+    network.respond("/lib/id.txt", content);
+    PMemStream different(4096);
+    EXPECT_EQ(downloader.readRemoteIdFile(different), 1) << size;
+    content.back() = 's';
+    content += 's';
+    network.respond("/lib/id.txt", content);
+    PMemStream longer(4096);
+    EXPECT_EQ(downloader.readRemoteIdFile(longer), 1) << size;
+  }
+}
+
+TEST_F(StampCheck, TakesAnUnreadableStampForADifferentOne) {
+  network.respond("/lib/id.txt", "stamp");
+  writeFile(directory / "id.txt", "stamp");
+  StubStream unreadable;
+  unreadable.goodReads = 0;
+  EXPECT_EQ(downloader.readRemoteIdFile(unreadable), 1);
+  EXPECT_EQ(callback.transcript().back(), "logStage: Local and remote stamp files are different.");
+  EXPECT_THAT(callback.errors(), IsEmpty());
+}
+
+TEST_F(StampCheck, PassesItsFormatsUnfilled) {
+  network.respond("/lib/id.txt", "stamp");
+  std::vector<std::string> formats;
+  for (const char* local : {"stamp", "other"}) {
+    writeFile(directory / "id.txt", local);
+    PMemStream received(4096);
+    downloader.readRemoteIdFile(received);
+  }
+  for (const CallbackCall& call : callback.calls()) {
+    if (call.operation == "logStage") formats.push_back(call.format);
+  }
+  EXPECT_THAT(formats,
+              ElementsAre("Downloading remote stamp file", "Opening local stamp file \"%s\"",
+                          "Local and remote stamp files match. Nothing to do.",
+                          "Downloading remote stamp file", "Opening local stamp file \"%s\"",
+                          "Local and remote stamp files are different."));
+}
+
+TEST_F(StampCheck, RequestsWithoutATagOrASizeInABatchOfItsOwn) {
+  HttpGetter& getter = *downloader.httpGetter;
+  getter.totalBytes = 10;
+  getter.receivedBytes = 20;
+  getter.lastPermille = 30;
+  getter.lastMegabytes = 40;
+  network.respond("/lib/id.txt", "stamp");
+  callback.abortAnswer = [&](auto* request, auto*, auto*) {
+    const auto* slot = reinterpret_cast<const RequestSlot*>(request);
+    EXPECT_EQ(slot->tag, 0U);
+    EXPECT_EQ(slot->expectedSize, 0);
+    EXPECT_EQ(slot->stream, &stamp);
+    EXPECT_EQ(getter.totalBytes, 0);
+    EXPECT_EQ(getter.receivedBytes.load(), 0);
+    EXPECT_EQ(getter.lastPermille, -1);
+    EXPECT_EQ(getter.lastMegabytes, 4294967295U);
+    EXPECT_STREQ(getter.phaseText.text(), "Accessing stamp");
+    return 0;
+  };
+  EXPECT_EQ(downloader.readRemoteIdFile(stamp), 1);
+  EXPECT_EQ(getter.receivedBytes.load(), 5);
 }
 
 TEST_F(StampCheck, NeedsASynchronisationWithoutALocalStamp) {
@@ -253,6 +337,132 @@ TEST_F(StampCheck, LetsGoOfTheLocalStamp) {
   EXPECT_TRUE(std::filesystem::remove(directory.path() / "id.txt"));
 }
 
+TEST_F(StampCheck, MakesOneRecordOfItsOwn) {
+  network.respond("/lib/id.txt", FakeResponse{});
+  EXPECT_EQ(downloader.readRemoteIdFile(stamp), -1);
+  ASSERT_EQ(callback.chains().size(), 1U);
+  const ErrorChain chain = callback.chains()[0];
+  EXPECT_STREQ(chain.head->tag, "DownloaderImpl::readRemoteIdFile");
+  EXPECT_EQ(chain.head->code, -1);
+  EXPECT_EQ(chain.head->next, nullptr);
+  network.respond("/lib/id.txt", "stamp");
+  callback.clear();
+  EXPECT_EQ(downloader.readRemoteIdFile(stamp), 1) << "the getter can be used again";
+}
+
+// The comparison itself, at the boundaries of its chunks.
+
+void expectReads(std::size_t size, const std::vector<std::int64_t>& countsOfReads) {
+  std::string content(size, 's');
+  StubStream a;
+  StubStream b;
+  fill(a, content);
+  fill(b, content);
+  ErrorChain error;
+  EXPECT_EQ(compareStreams(error, a, b), 0) << size;
+  EXPECT_EQ(a.readSizes, countsOfReads) << size;
+  EXPECT_EQ(b.readSizes, countsOfReads) << size;
+  EXPECT_EQ(a.seeks, 1);
+  EXPECT_EQ(b.seeks, 1);
+}
+
+TEST(StampComparison, ReadsUntilBothEnd) {
+  expectReads(0, {16384});
+  expectReads(1, {16384, 16384});
+  expectReads(16383, {16384, 16384});
+  expectReads(16384, {16384, 16384});
+  expectReads(16385, {16384, 16384, 16384});
+  expectReads(32767, {16384, 16384, 16384});
+  expectReads(32768, {16384, 16384, 16384});
+  expectReads(32769, {16384, 16384, 16384, 16384});
+}
+
+TEST(StampComparison, ReadsNoFurtherThanTheFirstDifference) {
+  std::string content(40000, 's');
+  StubStream a;
+  StubStream b;
+  fill(a, content);
+  content[16383] = 't';
+  fill(b, content);
+  ErrorChain error;
+  EXPECT_EQ(compareStreams(error, a, b), -1);
+  EXPECT_FALSE(error);
+  EXPECT_EQ(a.readSizes.size(), 1U);
+  EXPECT_EQ(b.readSizes.size(), 1U);
+}
+
+TEST(StampComparison, RewindsTheFirstStreamFirst) {
+  StubStream a;
+  StubStream b;
+  fill(a, "same");
+  fill(b, "same");
+  a.seekable = false;
+  ErrorChain error;
+  EXPECT_EQ(compareStreams(error, a, b), -1);
+  EXPECT_EQ(chainText(error), "[StubStream::Seek] 131: not seekable");
+  EXPECT_EQ(b.seeks, 0);
+}
+
+TEST(StampComparison, FailsWhenTheSecondStreamCannotBeRead) {
+  StubStream a;
+  StubStream b;
+  fill(a, "same");
+  fill(b, "same");
+  b.goodReads = 1;
+  ErrorChain error;
+  EXPECT_EQ(compareStreams(error, a, b), -1);
+  EXPECT_EQ(chainText(error), "[StubStream::Read] 23: unreadable");
+}
+
+TEST(StampComparison, GoesByTheBytesReadWhenTheSizesLie) {
+  StubStream a;
+  StubStream b;
+  fill(a, "same");
+  fill(b, "same but longer");
+  a.claimedSize = 15;
+  ErrorChain error;
+  EXPECT_EQ(compareStreams(error, a, b), -1);
+  EXPECT_FALSE(error);
+}
+
+// Writing.
+
+TEST_F(StampWriter, WritesStampsOfEveryLength) {
+  const std::pair<std::size_t, std::vector<std::int64_t>> sizes[] = {{1, {1}},
+                                                                     {4096, {4096}},
+                                                                     {16383, {16383}},
+                                                                     {16384, {16384}},
+                                                                     {16385, {16385}},
+                                                                     {32767, {32767}},
+                                                                     {32768, {32768}},
+                                                                     {32769, {32768, 1}},
+                                                                     {40000, {32768, 7232}},
+                                                                     {65536, {32768, 32768}}};
+  for (const auto& [size, countsOfReads] : sizes) {
+    const std::string content = std::string(size - 1, 's') + "e";
+    StubStream source;
+    fill(source, content);
+    EXPECT_EQ(downloader.writeLocalStamp(source), 0) << size;
+    EXPECT_EQ(localFile("id.txt"), content) << size;
+    EXPECT_EQ(source.readSizes, countsOfReads) << size;
+  }
+  EXPECT_THAT(callback.calls(), IsEmpty());
+}
+
+TEST_F(StampWriter, WritesWhatThereIsOfAStreamThatEndsEarly) {
+  StubStream source;
+  fill(source, "stamp");
+  source.claimedSize = 10;
+  EXPECT_EQ(downloader.writeLocalStamp(source), 0);
+  EXPECT_EQ(localFile("id.txt"), "stamp");
+}
+
+TEST_F(StampWriter, LetsGoOfTheFile) {
+  fill(stamp, "stamp");
+  EXPECT_EQ(downloader.writeLocalStamp(stamp), 0);
+  EXPECT_TRUE(std::filesystem::remove(directory.path() / "id.txt"));
+}
+
 TEST_F(StampWriter, WritesTheStampsBytes) {
   const std::string content = std::string("stamp\0\r\n \xFF", 10) + std::string(70000, 'x');
   fill(stamp, content);
@@ -302,13 +512,6 @@ TEST_F(StampWriter, KeepsAFailedCopyToItself) {
   broken.goodReads = 0;
   EXPECT_EQ(downloader.writeLocalStamp(broken), -1);
   EXPECT_THAT(callback.calls(), IsEmpty());
-}
-
-TEST_F(StampWriter, CopiesInChunksOf32768Bytes) {
-  StubStream source;
-  fill(source, std::string(40000, 's'));
-  EXPECT_EQ(downloader.writeLocalStamp(source), 0);
-  EXPECT_THAT(source.readSizes, ElementsAre(32768, 7232));
 }
 
 TEST_F(StampWriter, ForgivesAFailedSeek) {
