@@ -37,7 +37,7 @@ bool matchSet(const char*& pattern, int c, Folding fold) {
     int first = 0;
     if (!nextMember(pattern, fold, first)) return false;
     int last = first;
-    if (pattern[0] == '-' && pattern[1] != ']' && pattern[1] != '\0') {
+    if (pattern[0] == '-' && pattern[1] != ']') {
       ++pattern;
       if (!nextMember(pattern, fold, last)) return false;
     }

@@ -23,16 +23,23 @@ ErrorChain resultOf(BOOL success, const char* tag) {
 }
 
 // 64 bits as the system calls return them: the low half as the result, the high half
-// through a pointer. -1 on failure; the low half alone does not tell.
-std::int64_t joinHalves(DWORD low, DWORD high) {
-  if (low == INVALID_SET_FILE_POINTER && GetLastError() != ERROR_SUCCESS) return -1;
-  return static_cast<std::int64_t>(std::uint64_t{high} << 32 | low);
-}
+// through a pointer.
+struct Halves {
+  DWORD low;
+  DWORD high;
 
-std::int64_t movePointer(HANDLE handle, std::int64_t offset, DWORD method) {
+  // The low half alone does not tell: it may be that of a position.
+  bool failed() const { return low == INVALID_SET_FILE_POINTER && GetLastError() != ERROR_SUCCESS; }
+  // -1 on failure.
+  std::int64_t join() const {
+    return failed() ? -1 : static_cast<std::int64_t>(std::uint64_t{high} << 32 | low);
+  }
+};
+
+Halves movePointer(HANDLE handle, std::int64_t offset, DWORD method) {
   auto high = static_cast<LONG>(offset >> 32);
   const DWORD low = SetFilePointer(handle, static_cast<LONG>(offset), &high, method);
-  return joinHalves(low, static_cast<DWORD>(high));
+  return {low, static_cast<DWORD>(high)};
 }
 
 Utf8Text duplicate(const char* text) {
@@ -168,13 +175,13 @@ ErrorChain PFileStream::SeekEnd(std::int64_t offset) {
 }
 
 ErrorChain PFileStream::seekFrom(const char* tag, std::int64_t offset, DWORD method) {
-  return resultOf(movePointer(handle, offset, method) != -1 ? TRUE : FALSE, tag);
+  return resultOf(movePointer(handle, offset, method).failed() ? FALSE : TRUE, tag);
 }
 
 std::int64_t PFileStream::GetSize() {
   DWORD high = 0;
   const DWORD low = GetFileSize(handle, &high);
-  return joinHalves(low, high);
+  return Halves{low, high}.join();
 }
 
 ErrorChain PFileStream::Truncate() {
@@ -182,7 +189,7 @@ ErrorChain PFileStream::Truncate() {
 }
 
 std::int64_t PFileStream::Tell() {
-  return movePointer(handle, 0, FILE_CURRENT);
+  return movePointer(handle, 0, FILE_CURRENT).join();
 }
 
 bool PFileStream::IsEof() {

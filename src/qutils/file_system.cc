@@ -28,7 +28,8 @@ class System final : public DirectoryCalls {
   }
 };
 
-// The index of the first character that may belong to a level to be made.
+// The index of the first character that may belong to a level to be made. It is the last
+// character at most: a drive or a server alone is a level like any other.
 std::size_t findStart(const char* path, std::size_t length) {
   std::size_t start = 0;
   if (length >= 3 && path[1] == ':' && path[2] == '\\') {

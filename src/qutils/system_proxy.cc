@@ -71,6 +71,7 @@ void takeServer(const CharString& server, SystemProxySettings& settings) {
     return;
   }
   forEachToken(server.text(), [&](std::string_view token) {
+    // A token without '=' names no scheme, so it has no entry.
     const std::size_t equalSign = token.find('=');
     if (equalSign == std::string_view::npos || equalSign + 1 == token.size()) return;
     CharString* entry = entryOf(settings, token.substr(0, equalSign));
@@ -93,8 +94,17 @@ CharString readText(const RegistryKey& key, const char* name) {
   return text;
 }
 
+// The text of the bypass list is not cleared: the last one read stays until the next.
+void clear(SystemProxySettings& settings) {
+  settings.enabled = 0;
+  settings.httpProxy.release();
+  settings.httpsProxy.release();
+  settings.ftpProxy.release();
+  settings.bypassList.clear();
+}
+
 ErrorChain load(SystemProxySettings& settings) {
-  settings = SystemProxySettings();
+  clear(settings);
   RegistryKey key;
   if (ErrorChain error = key.open(RegistryKey(HKEY_CURRENT_USER), kInternetSettings, REGKEY_READ)) {
     return error;

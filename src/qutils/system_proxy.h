@@ -16,8 +16,10 @@ struct SystemProxySettings {
   CharString httpProxy;
   CharString httpsProxy;
   CharString ftpProxy;
-  CharString bypassText;               ///< The patterns of hosts that are reached directly.
-  std::vector<CharString> bypassList;  ///< The same, cut at ';'.
+  /// The patterns of hosts that are reached directly, as last read; it stays when a later
+  /// reading finds none, so only the list tells what holds.
+  CharString bypassText;
+  std::vector<CharString> bypassList;  ///< The patterns, one an entry.
 };
 
 /// Fills `out` with the settings as they were when first read in this process; with `force`

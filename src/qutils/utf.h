@@ -18,7 +18,9 @@ namespace QUtils {
 /// 0x100000 + byte, which wideToUtf8 turns back into the byte.
 std::size_t utf8ToWide(const char* text, WCHAR* out, std::size_t capacity);
 
-/// The inverse, in bytes.
+/// The inverse, in bytes. What utf8ToWide made comes back as it was, but for one case: two
+/// surrogates encoded apart from each other, the second a low one, come back as the one
+/// code point that they make together.
 std::size_t wideToUtf8(const WCHAR* text, char* out, std::size_t capacity);
 
 struct FreeWithQfree {

@@ -42,6 +42,7 @@ TEST_F(ProxyChoice, TakesHostAndPortOfAnExplicitProxy) {
   expectProxy("proxy.lan", 3128);
   EXPECT_THAT(callback.transcript(),
               ElementsAre("logInfo: HTTP proxy address: \"proxy.lan:3128\""));
+  EXPECT_EQ(callback.calls().front().format, "HTTP proxy address: \"%s\"");
 }
 
 TEST_F(ProxyChoice, UsesPort80WithoutAPort) {
@@ -55,6 +56,29 @@ TEST_F(ProxyChoice, AcceptsTheHttpSchemeInAnyCase) {
   expectProxy("proxy.lan", 8080);
   EXPECT_THAT(callback.transcript(),
               ElementsAre("logInfo: HTTP proxy address: \"HTTP://proxy.lan:8080\""));
+}
+
+TEST_F(ProxyChoice, TakesPort0AsGiven) {
+  chooseExplicit("proxy.lan:0");
+  expectProxy("proxy.lan", 0);
+}
+
+TEST_F(ProxyChoice, TakesASchemeWithoutAHostForADirectConnectionWithoutAWarning) {
+  chooseExplicit("http://");
+  expectDirect();
+  EXPECT_THAT(callback.transcript(), ElementsAre("logInfo: HTTP proxy address: \"http://\""));
+}
+
+TEST_F(ProxyChoice, TakesBlanksForAHostName) {
+  chooseExplicit(" ");
+  expectProxy(" ", 80);
+}
+
+TEST_F(ProxyChoice, RefusesAPathWithoutAHost) {
+  chooseExplicit("/");
+  expectDirect();
+  EXPECT_THAT(callback.textsOf("logTaggedError"),
+              ElementsAre("Ivalid http proxy address \"/\". Using direct connection."));
 }
 
 TEST_F(ProxyChoice, RefusesATrailingSlash) {
@@ -91,9 +115,11 @@ TEST_F(ProxyChoice, NeverUsesAProxyOverHttps) {
 }
 
 TEST_F(ProxyChoice, NeverUsesAProxyOverHttpsWithoutAPort) {
-  chooseExplicit("https://proxy.lan");
+  chooseExplicit("HTTPS://proxy.lan");
   expectDirect();
-  EXPECT_EQ(callback.count("logTaggedError"), 1U);
+  EXPECT_THAT(callback.textsOf("logTaggedError"),
+              ElementsAre("Unkown addressing scheme of the http proxy address "
+                          "\"HTTPS://proxy.lan\". Using direct connection."));
 }
 
 TEST_F(ProxyChoice, RefusesAnUnknownScheme) {

@@ -7,7 +7,9 @@
 #include <cstdlib>
 #include <string>
 
+#include "fakes/fake_networking.h"
 #include "fakes/recording_callback.h"
+#include "http/http_getter.h"
 #include "plugin/downloader.h"
 #include "qutils/system_proxy.h"
 #include "support/test_registry_key.h"
@@ -79,6 +81,7 @@ TEST_F(SystemProxyChoice, UsesTheHttpProxy) {
   EXPECT_THAT(callback.transcript(),
               ElementsAre("logInfo: Using system proxy settings.",
                           "logInfo: System HTTP proxy address: \"http://proxy.lan:3128\""));
+  EXPECT_EQ(callback.calls().at(1).format, "System HTTP proxy address: \"%s\"");
 }
 
 TEST_F(SystemProxyChoice, UsesPort80WithoutAPort) {
@@ -140,6 +143,11 @@ TEST_F(SystemProxyChoice, AnyPatternOfTheListBypasses) {
   expectNotBypassed("110.1.2.3");
 }
 
+TEST_F(SystemProxyChoice, SeveralPatternsThatMatchBypassOnce) {
+  setSystem(1, "proxy.lan:3128", "files.*;*.example;files.example");
+  expectBypassed("files.example");
+}
+
 TEST_F(SystemProxyChoice, APatternWithoutWildcardsIsTheIdenticalHostOnly) {
   setSystem(1, "proxy.lan:3128", "example.com");
   expectBypassed("example.com");
@@ -162,6 +170,20 @@ TEST_F(SystemProxyChoice, AnEmptyHostIsMatchedAsSuch) {
 TEST_F(SystemProxyChoice, ABypassedHostIsNotWarnedOfABadProxy) {
   setSystem(1, "http://proxy.lan:3128", "files.example");
   expectBypassed("files.example");
+}
+
+TEST_F(SystemProxyChoice, TheHttpEntryIsUsedWhateverTheOthersSay) {
+  setSystem(1, "https=secure.lan:1;http=proxy.lan:3128;ftp=ftp.lan:2", nullptr);
+  expectNotBypassed("files.example");
+}
+
+TEST_F(SystemProxyChoice, AServerOverHttpsGoesThroughTheHttpEntryToo) {
+  FakeNetwork network;
+  setSystem(1, "https=secure.lan:1;http=proxy.lan:3128", nullptr);
+  settings.remoteAddress = "https://files.example/lib";
+  EXPECT_EQ(downloader.initHttpGetter(), 0);
+  EXPECT_THAT(network.log(), testing::Contains("setProxyServer(\"proxy.lan\", 3128)"));
+  destroyHttpGetter(downloader.httpGetter, true);
 }
 
 TEST_F(SystemProxyChoice, OnlyTheHttpEntryIsUsed) {

@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +13,7 @@
 #include "mtllib/char_string.h"
 #include "plugin/error_chain.h"
 #include "qutils/mem_stream.h"
+#include "qutils/registry.h"
 #include "qutils/text_builder.h"
 
 #if defined(__has_feature)
@@ -189,6 +191,27 @@ TEST_F(OutOfMemoryDeathTest, MemStreamCountsWhatItTookAndGoesOn) {
 TEST_F(OutOfMemoryDeathTest, ReadCharStringSurvivesAHugeLength) {
   EXPECT_EXIT(readHugeCharString(), testing::ExitedWithCode(0),
               "<\\[PStream::ReadCharString\\] -1: Out of memory>");
+}
+
+// The expanded text has no room beside the text itself.
+[[noreturn]] void expandLongText() {
+  constexpr std::size_t kLength = 8 * kMegabyte;
+  QUtils::RegistryValue value;
+  value.type = REG_EXPAND_SZ;
+  value.size = (kLength + 1) * sizeof(WCHAR);
+  value.data.reset(static_cast<BYTE*>(QUtils::qmalloc(value.size)));
+  auto* text = reinterpret_cast<WCHAR*>(value.data.get());
+  std::fill_n(text, kLength, u'a');
+  text[kLength] = u'\0';
+  CharString out("old");
+  limitMemory(kMegabyte);
+  const int result = QUtils::registryValueToString(value, out);
+  std::fprintf(stderr, "<%d, %s>\n", result, out.text());
+  std::_Exit(0);
+}
+
+TEST_F(OutOfMemoryDeathTest, ATextThatCannotBeExpandedIsNotTaken) {
+  EXPECT_EXIT(expandLongText(), testing::ExitedWithCode(0), "<3, old>");
 }
 
 }  // namespace

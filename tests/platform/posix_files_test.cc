@@ -75,6 +75,7 @@ TEST(ErrnoTable, GivesTheCodesOfWindows) {
   EXPECT_EQ(posix::errorFromErrno(EACCES), 5U);
   EXPECT_EQ(posix::errorFromErrno(EPERM), 5U);
   EXPECT_EQ(posix::errorFromErrno(EISDIR), 5U);
+  EXPECT_EQ(posix::errorFromErrno(ENXIO), 5U);
   EXPECT_EQ(posix::errorFromErrno(EBADF), 6U);
   EXPECT_EQ(posix::errorFromErrno(ENOMEM), 8U);
   EXPECT_EQ(posix::errorFromErrno(EROFS), 19U);
@@ -127,6 +128,10 @@ TEST(SystemMessages, AreTheEnglishTextsOfWindows) {
   EXPECT_STREQ(systemErrorText(206).text(), "(206) The filename or extension is too long.\r\n");
   EXPECT_STREQ(systemErrorText(223).text(),
                "(223) The file size exceeds the limit allowed and cannot be saved.\r\n");
+  EXPECT_STREQ(systemErrorText(234).text(), "(234) More data is available.\r\n");
+  EXPECT_STREQ(systemErrorText(1018).text(),
+               "(1018) Illegal operation attempted on a registry key that has been marked for "
+               "deletion.\r\n");
   EXPECT_STREQ(systemErrorText(1117).text(),
                "(1117) The request could not be performed because of an I/O device error.\r\n");
   EXPECT_STREQ(systemErrorText(1295).text(),
@@ -157,6 +162,7 @@ TEST(FormatMessage, ReturnsTheLengthOfTheText) {
   EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM, nullptr, 5,
                            1033, reinterpret_cast<LPWSTR>(&message), 0, nullptr),
             19U);
+  EXPECT_EQ(message[17], '\r');
   EXPECT_EQ(message[18], '\n');
   EXPECT_EQ(message[19], 0);
   EXPECT_EQ(LocalFree(message), nullptr);

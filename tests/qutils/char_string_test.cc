@@ -206,6 +206,22 @@ TEST(CharString, AssigningNullWithALengthReleasesTheRecord) {
   EXPECT_EQ(text.buffer(), nullptr);
 }
 
+TEST(CharString, AssigningALengthOfItselfCutsIt) {
+  CharString text("abcdef");
+  text.assign(text.text(), 2);
+  EXPECT_STREQ(text.text(), "ab");
+}
+
+TEST(CharString, AssigningALengthAtTheTextsOwnTakesItWhole) {
+  CharString text;
+  text.assign("abc", 2);
+  EXPECT_STREQ(text.text(), "ab");
+  text.assign("abc", 3);
+  EXPECT_STREQ(text.text(), "abc");
+  text.assign("abc", 4);
+  EXPECT_STREQ(text.text(), "abc");
+}
+
 TEST(CharString, AppendingNullOrNothingChangesNothing) {
   CharString text("abc");
   const char* data = text.text();
@@ -247,8 +263,20 @@ TEST(CharString, ConcatenationWithAnEmptyTextSharesTheLeftRecord) {
   EXPECT_EQ(result.buffer(), left.buffer());
 }
 
-TEST(CharString, ConcatenationMakesARecordOfExactlyTheLength) {
-  ForeignModule::reset();
+TEST(CharString, ConcatenationOfNoTextIsTheRightOne) {
+  const CharString none;
+  EXPECT_STREQ((none + "c").text(), "c");
+  EXPECT_EQ((none + "").buffer(), nullptr);
+  EXPECT_EQ(none.buffer(), nullptr);
+}
+
+TEST(CharString, ConcatenationWithItselfDoubles) {
+  const CharString text("ab");
+  EXPECT_STREQ((text + text).text(), "abab");
+  EXPECT_STREQ(text.text(), "ab");
+}
+
+TEST(CharString, ConcatenationMakesARecordOfItsOwn) {
   const CharString left("ab");
   const CharString result = left + "c";
   EXPECT_STREQ(result.text(), "abc");
@@ -291,6 +319,71 @@ TEST(CharString, AForeignRecordIsFreedOnceByTheLastOfItsSharers) {
   EXPECT_STREQ(second.text(), "ab");
   second.release();
   EXPECT_THAT(ForeignModule::live, testing::IsEmpty());
+}
+
+// Another module's free function, which looks at the record that comes back.
+struct FreedRecord {
+  static void free(void* block) {
+    if (block == record->data) {
+      order += "text ";
+      return;
+    }
+    EXPECT_EQ(block, record);
+    EXPECT_EQ(record->data, nullptr);
+    EXPECT_EQ(record->refCount.load(), 0U);
+    order += "record";
+  }
+
+  static inline CharStringBuffer* record = nullptr;
+  static inline std::string order;
+};
+
+TEST(CharString, TheTextIsFreedFirstAndARecordIsClearedBeforeItGoes) {
+  char data[] = "abc";
+  CharStringBuffer record{&ForeignModule::reallocate, &FreedRecord::free, data, {1}};
+  FreedRecord::record = &record;
+  FreedRecord::order.clear();
+  CharStringBuffer* address = &record;
+  CharString text;
+  std::memcpy(static_cast<void*>(&text), &address, sizeof(void*));
+  text.release();
+  EXPECT_EQ(FreedRecord::order, "text record");
+  EXPECT_EQ(text.buffer(), nullptr);
+}
+
+TEST(CharString, AForeignRecordThatIsSharedIsNeverChanged) {
+  ForeignModule::reset();
+  CharString assigned = ForeignModule::makeText("ab");
+  CharString assignedLength(assigned);
+  CharString appended(assigned);
+  const CharString kept(assigned);
+  EXPECT_EQ(kept.buffer()->refCount.load(), 4U);
+  assigned.assign("abcdef");
+  EXPECT_EQ(kept.buffer()->refCount.load(), 3U);
+  assignedLength.assign("abcdef", 4);
+  EXPECT_EQ(kept.buffer()->refCount.load(), 2U);
+  appended.append("c");
+  EXPECT_EQ(kept.buffer()->refCount.load(), 1U);
+  EXPECT_STREQ(kept.text(), "ab");
+  EXPECT_EQ(ForeignModule::reallocCalls, 0);
+  for (const CharString* text : {&assigned, &assignedLength, &appended}) {
+    EXPECT_EQ(text->buffer()->reallocFn, &QUtils::qrealloc);
+    EXPECT_EQ(text->buffer()->freeFn, &QUtils::qfree);
+    EXPECT_EQ(text->buffer()->refCount.load(), 1U);
+  }
+}
+
+TEST(CharString, AForeignRecordThatIsNoLongerSharedIsChangedInPlace) {
+  ForeignModule::reset();
+  CharString text = ForeignModule::makeText("ab");
+  CharString sharer(text);
+  sharer.release();
+  const CharStringBuffer* record = text.buffer();
+  text.assign("abcdef", 4);
+  EXPECT_STREQ(text.text(), "abcd");
+  EXPECT_EQ(text.buffer(), record);
+  EXPECT_EQ(ForeignModule::reallocCalls, 1);
+  EXPECT_EQ(ForeignModule::lastSize, 5U);
 }
 
 TEST(CharString, AForeignRecordAppendedToItselfStaysWithItsModule) {
@@ -399,6 +492,16 @@ TEST(BoundedCopy, StopsAtTheEndOfTheSource) {
   EXPECT_EQ(boundedCopy(buffer, "ab", 8), 3);
   EXPECT_STREQ(buffer, "ab");
   EXPECT_EQ(buffer[3], 'x');
+  EXPECT_EQ(boundedCopy(buffer, "", 8), 1);
+  EXPECT_EQ(std::string(buffer, 3), std::string("\0b\0", 3));
+}
+
+TEST(BoundedCopy, OfATextThatJustFitsCopiesAllOfIt) {
+  char buffer[4] = {'x', 'x', 'x', 'x'};
+  EXPECT_EQ(boundedCopy(buffer, "abc", 4), 4);
+  EXPECT_STREQ(buffer, "abc");
+  EXPECT_EQ(boundedCopy(buffer, "abc", 3), 3);
+  EXPECT_STREQ(buffer, "ab");
 }
 
 TEST(BoundedCopy, OfOneByteOnlyTerminates) {

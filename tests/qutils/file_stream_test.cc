@@ -364,6 +364,62 @@ TEST_F(FileStream, SeekToAPositionThatLooksLikeAFailureSucceeds) {
   EXPECT_EQ(stream.Tell(), 0xFFFFFFFF);
 }
 
+// Sizes and positions of a file that takes no room on disk.
+class LargeFileStream : public FileStream {
+ protected:
+  void create(std::int64_t size) {
+    EXPECT_FALSE(stream_.Create(name_.c_str(), PFS_MODE_CREATE_ALWAYS));
+    EXPECT_FALSE(stream_.Seek(size));
+    EXPECT_FALSE(stream_.Truncate());
+  }
+  PFileStream stream_;
+};
+
+TEST_F(LargeFileStream, KnowsSizesAndEndsAroundFourGigabytes) {
+  for (const std::int64_t size : {0xFFFFFFFELL, 0xFFFFFFFFLL, 0x100000000LL, 0x100000001LL}) {
+    create(size);
+    EXPECT_EQ(stream_.GetSize(), size);
+    EXPECT_EQ(stream_.GetFileSizeByName(name_.c_str()), size);
+    EXPECT_FALSE(stream_.SeekEnd(-1));
+    EXPECT_EQ(stream_.Tell(), size - 1);
+    EXPECT_FALSE(stream_.IsEof());
+    EXPECT_EQ(read(stream_, 10), std::string(1, '\0'));
+    EXPECT_EQ(stream_.Tell(), size);
+    EXPECT_TRUE(stream_.IsEof());
+    EXPECT_FALSE(stream_.Close());
+  }
+}
+
+TEST_F(LargeFileStream, MovesByMoreThanFourGigabytes) {
+  create(0x200000005);
+  EXPECT_FALSE(stream_.SeekEnd(-0x200000005));
+  EXPECT_EQ(stream_.Tell(), 0);
+  EXPECT_FALSE(stream_.SeekOff(0x1FFFFFFFF));
+  EXPECT_EQ(stream_.Tell(), 0x1FFFFFFFF);
+  EXPECT_FALSE(stream_.SeekOff(-0x1FFFFFFFE));
+  EXPECT_EQ(stream_.Tell(), 1);
+  EXPECT_FALSE(stream_.Seek(0x200000004));
+  EXPECT_EQ(stream_.Tell(), 0x200000004);
+}
+
+TEST_F(LargeFileStream, WritesReadsAndCutsAcrossFourGigabytes) {
+  create(0);
+  EXPECT_FALSE(stream_.Seek(0xFFFFFFFE));
+  write(stream_, "abcd");
+  EXPECT_EQ(stream_.Tell(), 0x100000002);
+  EXPECT_EQ(stream_.GetSize(), 0x100000002);
+  EXPECT_FALSE(stream_.Seek(0xFFFFFFFD));
+  EXPECT_EQ(read(stream_, 10), std::string("\0abcd", 5));
+  EXPECT_FALSE(stream_.Seek(0x100000001));
+  EXPECT_FALSE(stream_.Truncate());
+  EXPECT_EQ(stream_.GetSize(), 0x100000001);
+  EXPECT_FALSE(stream_.Seek(0xFFFFFFFF));
+  EXPECT_FALSE(stream_.Truncate());
+  EXPECT_EQ(stream_.GetSize(), 0xFFFFFFFF);
+  EXPECT_FALSE(stream_.SeekEnd(-1));
+  EXPECT_EQ(read(stream_, 10), "a");
+}
+
 TEST_F(FileStream, IsEofAtTheEndAndBehindIt) {
   writeFile(name_, "abc");
   PFileStream stream;
@@ -445,14 +501,6 @@ TEST_F(FileStream, GetFileSizeByNameNeedsNoOpenFile) {
 TEST_F(FileStream, GetFileSizeByNameOfAMissingFileIsMinusOne) {
   PFileStream stream;
   EXPECT_EQ(stream.GetFileSizeByName(name_.c_str()), -1);
-}
-
-TEST_F(FileStream, GetFileSizeByNameKnowsFilesBeyondFourGigabytes) {
-  PFileStream stream;
-  EXPECT_FALSE(stream.Create(name_.c_str(), PFS_MODE_CREATE_ALWAYS));
-  EXPECT_FALSE(stream.Close());
-  std::filesystem::resize_file(std::filesystem::u8path(name_), 0x100000005);
-  EXPECT_EQ(stream.GetFileSizeByName(name_.c_str()), 0x100000005);
 }
 
 TEST_F(FileStream, NamesAreUtf8) {

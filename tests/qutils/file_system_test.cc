@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "plugin/error_chain.h"
-#include "qutils/system_error.h"
+#include "support/system_text.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -20,7 +20,6 @@ using QUtils::createPath;
 using QUtils::createPathImpl;
 using QUtils::isDirectory;
 using QUtils::pathExists;
-using QUtils::systemErrorText;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -68,6 +67,10 @@ class CreatePath : public testing::Test {
   FakeDirectories system_;
 };
 
+std::string accessDenied() {
+  return "(5) " + systemText(5, "Access is denied.\r\n");
+}
+
 TEST_F(CreatePath, MakesEveryLevelBehindTheDrive) {
   EXPECT_THAT(levels("C:\\a\\b", true), ElementsAre("C:\\a\\", "C:\\a\\b"));
 }
@@ -103,6 +106,28 @@ TEST_F(CreatePath, SkipsTheSeparatorsOfAnAbsolutePath) {
   EXPECT_THAT(levels("/a/b", true), ElementsAre("\\a\\", "\\a\\b"));
 }
 
+TEST_F(CreatePath, StartsAPathWithoutARootAtItsFirstCharacter) {
+  system_.existing.clear();
+  EXPECT_THAT(levels("C:", true), ElementsAre("C:"));
+  EXPECT_THAT(levels("C:a\\b", true), ElementsAre("C:a\\", "C:a\\b"));
+  EXPECT_THAT(levels("a\\", false), ElementsAre("a\\"));
+}
+
+TEST_F(CreatePath, TakesAnyCharacterBeforeAColonForADrive) {
+  EXPECT_THAT(levels("1:\\a", true), ElementsAre("1:\\a"));
+}
+
+TEST_F(CreatePath, APathOfSeparatorsIsTheLevelOfItsLastOne) {
+  EXPECT_THAT(levels("\\", false), ElementsAre("\\"));
+  EXPECT_THAT(levels("//", false), ElementsAre("\\\\"));
+  EXPECT_THAT(levels("C:\\\\", false), ElementsAre("C:\\\\"));
+}
+
+TEST_F(CreatePath, EndsALevelAtEverySeparatorOfARunBehindTheRoot) {
+  EXPECT_THAT(levels("C:\\\\a\\\\b", true),
+              ElementsAre("C:\\\\a\\", "C:\\\\a\\\\", "C:\\\\a\\\\b"));
+}
+
 TEST_F(CreatePath, OfADriveOnlyMakesNothingWhenItExists) {
   EXPECT_THAT(levels("C:\\", true), IsEmpty());
 }
@@ -110,6 +135,22 @@ TEST_F(CreatePath, OfADriveOnlyMakesNothingWhenItExists) {
 TEST_F(CreatePath, NeverMakesTheServerOfAShare) {
   EXPECT_THAT(levels("\\\\server\\share\\dir", true),
               ElementsAre("\\\\server\\share\\", "\\\\server\\share\\dir"));
+}
+
+TEST_F(CreatePath, TakesForwardSlashesForAShareToo) {
+  EXPECT_THAT(levels("//server/share/dir", false), ElementsAre("\\\\server\\share\\"));
+}
+
+TEST_F(CreatePath, SkipsARunOfSeparatorsBehindTheServer) {
+  EXPECT_THAT(levels("\\\\server\\\\share\\", false), ElementsAre("\\\\server\\\\share\\"));
+  EXPECT_THAT(levels("\\\\\\a\\b", true), ElementsAre("\\\\\\a\\", "\\\\\\a\\b"));
+}
+
+// The start stays at the last character at most.
+TEST_F(CreatePath, OfAServerAloneIsTheLevelThatItEndsIn) {
+  EXPECT_THAT(levels("\\\\server", true), ElementsAre("\\\\server"));
+  EXPECT_THAT(levels("\\\\other", false), IsEmpty());
+  EXPECT_THAT(levels("\\\\other\\", false), ElementsAre("\\\\other\\"));
 }
 
 TEST_F(CreatePath, ForgivesAShareThatCannotBeMadeButUsed) {
@@ -130,20 +171,36 @@ TEST_F(CreatePath, ForgivesALevelThatSomebodyElseMade) {
   EXPECT_THAT(levels("C:\\a\\b", true), ElementsAre("C:\\a\\", "C:\\a\\b"));
 }
 
+TEST_F(CreatePath, ForgivesFailuresAboveALevelThatSomebodyElseMade) {
+  system_.failing["C:\\a\\"] = ERROR_ACCESS_DENIED;
+  system_.failing["C:\\a\\b"] = ERROR_ALREADY_EXISTS;
+  EXPECT_THAT(levels("C:\\a\\b", true), ElementsAre("C:\\a\\", "C:\\a\\b"));
+}
+
+TEST_F(CreatePath, ForgivesFailuresAboveALevelThatFailsWithoutACode) {
+  system_.failing["C:\\a\\"] = ERROR_ACCESS_DENIED;
+  system_.failing["C:\\a\\b"] = 0;
+  EXPECT_THAT(levels("C:\\a\\b", true), ElementsAre("C:\\a\\", "C:\\a\\b"));
+}
+
 TEST_F(CreatePath, ReportsTheFirstFailureOfTheRunThatReachedTheEnd) {
   system_.failing["C:\\a\\b\\"] = ERROR_ACCESS_DENIED;
   system_.failing["C:\\a\\b\\c"] = ERROR_PATH_NOT_FOUND;
-  EXPECT_EQ(
-      textOf(createPathImpl("C:\\a\\b\\c", true, system_)),
-      std::string("[createPathImpl] 5: C:\\a\\b\\ ") + systemErrorText(ERROR_ACCESS_DENIED).text());
+  EXPECT_EQ(textOf(createPathImpl("C:\\a\\b\\c", true, system_)),
+            "[createPathImpl] 5: C:\\a\\b\\ " + accessDenied());
+}
+
+TEST_F(CreatePath, ReportsTheFailureOfAParentWithForwardSlashesReplaced) {
+  system_.failing["\\\\server\\share\\"] = ERROR_ACCESS_DENIED;
+  EXPECT_EQ(textOf(createPathImpl("//server/share/file", false, system_)),
+            "[createPathImpl] 5: \\\\server\\share\\ " + accessDenied());
 }
 
 TEST_F(CreatePath, ForgetsAForgivenFailure) {
   system_.failing["C:\\a\\"] = ERROR_FILE_NOT_FOUND;
   system_.failing["C:\\a\\b\\c"] = ERROR_ACCESS_DENIED;
   EXPECT_EQ(textOf(createPathImpl("C:\\a\\b\\c", true, system_)),
-            std::string("[createPathImpl] 5: C:\\a\\b\\c ") +
-                systemErrorText(ERROR_ACCESS_DENIED).text());
+            "[createPathImpl] 5: C:\\a\\b\\c " + accessDenied());
 }
 
 TEST_F(CreatePath, FailsWhereAComponentIsAFile) {
@@ -153,11 +210,30 @@ TEST_F(CreatePath, FailsWhereAComponentIsAFile) {
   EXPECT_THAT(system_.tried, IsEmpty());
 }
 
+TEST_F(CreatePath, FailsWhereAComponentOfOneCharacterIsAFile) {
+  system_.existing["a"] = FILE_ATTRIBUTE_NORMAL;
+  EXPECT_EQ(textOf(createPathImpl("a\\b", true, system_)),
+            "[createPathImpl] 183: a\\ already exists, but is not a valid directory");
+}
+
 TEST_F(CreatePath, FailsWhereTheLastComponentIsAFile) {
   system_.existing["C:\\a\\"] = FILE_ATTRIBUTE_DIRECTORY;
   system_.existing["C:\\a\\b"] = FILE_ATTRIBUTE_NORMAL;
   EXPECT_EQ(textOf(createPathImpl("C:\\a\\b", true, system_)),
             "[createPathImpl] 183: C:\\a\\b already exists, but is not a valid directory");
+}
+
+TEST_F(CreatePath, AFileBehindAForgivableFailureIsReportedAtOnce) {
+  system_.failing["C:\\a\\"] = ERROR_ACCESS_DENIED;
+  system_.existing["C:\\a\\b"] = FILE_ATTRIBUTE_NORMAL;
+  EXPECT_EQ(textOf(createPathImpl("C:\\a\\b\\c", true, system_)),
+            "[createPathImpl] 183: C:\\a\\b\\ already exists, but is not a valid directory");
+  EXPECT_THAT(system_.tried, ElementsAre("C:\\a\\"));
+}
+
+TEST_F(CreatePath, AFileThatIsNotOnTheWayDoesNotMatter) {
+  system_.existing["C:\\a\\file"] = FILE_ATTRIBUTE_NORMAL;
+  EXPECT_THAT(levels("C:\\a\\file", false), ElementsAre("C:\\a\\"));
 }
 
 TEST_F(CreatePath, AsksForADriveRootWithItsSeparator) {
@@ -184,8 +260,22 @@ TEST_F(CreatePath, Refuses260Bytes) {
   EXPECT_THAT(system_.tried, IsEmpty());
 }
 
-TEST_F(CreatePath, RefusesAPathLongerThanItsBuffer) {
-  EXPECT_EQ(textOf(createPathImpl(std::string(100000, 'a').c_str(), true, system_)),
+TEST_F(CreatePath, RefusesPathsLongerThanItsBuffer) {
+  for (const std::size_t length : {1022U, 1023U, 1024U, 1025U, 100000U}) {
+    EXPECT_EQ(textOf(createPathImpl(std::string(length, 'a').c_str(), true, system_)),
+              "[createPathImpl] -1: Path length exceeds MAX_PATH")
+        << length;
+  }
+  EXPECT_THAT(system_.tried, IsEmpty());
+}
+
+TEST_F(CreatePath, CountsBytesAndNotCharacters) {
+  std::string path = "C:\\";
+  for (int i = 0; i < 128; ++i)
+    path += "\xC3\xA4";
+  EXPECT_THAT(levels(path.c_str(), true), ElementsAre(path));
+  path += "b";
+  EXPECT_EQ(textOf(createPathImpl(path.c_str(), true, system_)),
             "[createPathImpl] -1: Path length exceeds MAX_PATH");
 }
 
@@ -225,6 +315,26 @@ TEST(CreatePathOnDisk, TakesUtf8Names) {
   const std::string path = directory / "\xC3\xA4/\xE2\x82\xAC";
   EXPECT_FALSE(createPath(path.c_str()));
   EXPECT_TRUE(fs::is_directory(fs::u8path(path)));
+  EXPECT_TRUE(pathExists(path.c_str()));
+  EXPECT_TRUE(isDirectory(path.c_str()));
+}
+
+TEST(CreatePathOnDisk, TakesRunsOfSeparators) {
+  TempDir directory;
+  EXPECT_FALSE(createPath((directory.path().u8string() + "//a///b//").c_str()));
+  EXPECT_TRUE(fs::is_directory(directory.path() / "a" / "b"));
+}
+
+TEST(CreatePathOnDisk, OfNothingFails) {
+  EXPECT_EQ(textOf(createPath("")), "[createPathImpl] -1: Empty string argument");
+  EXPECT_EQ(textOf(createParentPath(nullptr)), "[createPathImpl] -1: Empty string argument");
+}
+
+TEST(CreatePathOnDisk, LeavesTheLevelsMadeBeforeAFailure) {
+  TempDir directory;
+  writeFile(directory / "a/file", "abc");
+  EXPECT_EQ(errorCode(createPath((directory / "a/d/../file/b").c_str()), 0), 183);
+  EXPECT_TRUE(fs::is_directory(directory.path() / "a" / "d"));
 }
 
 TEST(CreatePathOnDisk, FailsWhereAComponentIsAFile) {
@@ -262,6 +372,7 @@ TEST(PathExists, IsFalseForWhatIsMissing) {
   EXPECT_FALSE(pathExists((directory / "file").c_str()));
   EXPECT_FALSE(pathExists((directory / "missing/file").c_str()));
   EXPECT_FALSE(pathExists(""));
+  EXPECT_FALSE(pathExists(nullptr));
 }
 
 TEST(IsDirectory, TellsDirectoriesFromFiles) {

@@ -42,6 +42,8 @@ class OpenMemStream : public PMemStream {
     size = oldSize;
     position = oldPosition;
   }
+  /// As if so much had been written, without the blocks for it.
+  void pretendSize(std::uint64_t bytes) { size = bytes; }
 };
 
 std::string textOf(const ErrorChain& error) {
@@ -115,6 +117,31 @@ TEST(MemStream, WriteSpansBlocks) {
   EXPECT_TRUE(stream.standsInItsBlock());
 }
 
+TEST(MemStream, AWriteThatEndsAtABoundaryGoesOnInTheBlockThatIsThere) {
+  OpenMemStream stream(4);
+  write(stream, "abcdefghij");
+  EXPECT_FALSE(stream.Seek(2));
+  write(stream, "CD");
+  EXPECT_TRUE(stream.standsInItsBlock());
+  write(stream, "EFGH");
+  EXPECT_TRUE(stream.standsInItsBlock());
+  EXPECT_EQ(stream.blocks(), 3);
+  EXPECT_EQ(content(stream), "abCDEFGHij");
+}
+
+TEST(MemStream, AReadThatEndsAtABoundaryGoesOnInTheNextBlock) {
+  OpenMemStream stream(4);
+  write(stream, "abcdefgh");
+  EXPECT_FALSE(stream.Seek(1));
+  EXPECT_EQ(read(stream, 3), "bcd");
+  EXPECT_TRUE(stream.standsInItsBlock());
+  EXPECT_EQ(read(stream, 4), "efgh");
+  EXPECT_TRUE(stream.standsInItsBlock());
+  write(stream, "i");
+  EXPECT_EQ(stream.blocks(), 3);
+  EXPECT_EQ(content(stream), "abcdefghi");
+}
+
 TEST(MemStream, WritesContinueOneAnother) {
   OpenMemStream stream(4);
   for (int i = 0; i < 10; ++i)
@@ -163,11 +190,17 @@ TEST(MemStream, ReadAtTheEndGivesNothing) {
   EXPECT_EQ(read(stream, 10), "");
 }
 
-TEST(MemStream, ReadOfNegativeSizeFails) {
+TEST(MemStream, ReadOfNegativeSizeFailsAndStays) {
   PMemStream stream(4096);
-  char byte = 0;
+  write(stream, "abc");
+  EXPECT_FALSE(stream.Seek(1));
+  char byte = 'x';
   std::uint32_t count = 0;
   EXPECT_EQ(textOf(stream.Read(&byte, -1, count)), "[PMemStream::Read] -1: Invalid read size (-1)");
+  EXPECT_EQ(textOf(stream.Read(&byte, std::numeric_limits<std::int32_t>::min(), count)),
+            "[PMemStream::Read] -1: Invalid read size (-2147483648)");
+  EXPECT_EQ(byte, 'x');
+  EXPECT_EQ(stream.Tell(), 1);
 }
 
 TEST(MemStream, ReadOfSizeZeroSucceedsOnAnEmptyStream) {
@@ -229,6 +262,33 @@ TEST(MemStream, SeekThroughAMissingBlockFailsWithMinusTwoAndMoves) {
   EXPECT_EQ(stream.Tell(), 5);
 }
 
+TEST(MemStream, SeekFollowsNoLinkOutOfAMissingBlock) {
+  OpenMemStream stream(4);
+  write(stream, "abc");
+  stream.pretendSize(9);
+  EXPECT_FALSE(stream.Seek(7)) << "lands behind the last block";
+  EXPECT_EQ(stream.Tell(), 7);
+  char byte = 0;
+  std::uint32_t count = 99;
+  EXPECT_EQ(textOf(stream.Read(&byte, 1, count)),
+            "[PMemStream::Read] -1: Block not found (internal error)");
+  EXPECT_EQ(textOf(stream.Seek(8)), "[PMemStream::Seek] -2: Block not found (internal error)");
+  EXPECT_EQ(stream.Tell(), 8);
+}
+
+TEST(MemStream, ReadThatRunsOutOfBlocksCountsWhatItRead) {
+  OpenMemStream stream(4);
+  write(stream, "abc");
+  stream.pretendSize(9);
+  EXPECT_FALSE(stream.Seek(1));
+  char bytes[6];
+  std::uint32_t count = 99;
+  EXPECT_EQ(textOf(stream.Read(bytes, 6, count)),
+            "[PMemStream::Read] -1: Block not found (internal error)");
+  EXPECT_EQ(count, 3U);
+  EXPECT_EQ(std::string(bytes, 2), "bc");
+}
+
 TEST(MemStream, SeekThatLandsOnAMissingBlockSucceeds) {
   OpenMemStream stream(4);
   write(stream, "abcdef");
@@ -252,8 +312,25 @@ TEST(MemStream, SeekEndCountsFromTheEnd) {
   write(stream, "abcdef");
   EXPECT_FALSE(stream.SeekEnd(-6));
   EXPECT_EQ(stream.Tell(), 0);
+  EXPECT_FALSE(stream.SeekEnd(0));
+  EXPECT_EQ(stream.Tell(), 6);
+  EXPECT_EQ(textOf(stream.SeekEnd(1)), "[PMemStream::Seek] -1: Seek position = 7, stream size = 6");
   EXPECT_EQ(textOf(stream.SeekEnd(-7)),
             "[PMemStream::Seek] -1: Seek position = -1, stream size = 6");
+}
+
+TEST(MemStream, SeekOffAndSeekEndAreSeeksOfTheStream) {
+  class OwnSeek final : public PMemStream {
+   public:
+    OwnSeek() : PMemStream(4) {}
+    ErrorChain Seek(std::int64_t target) override {
+      return makeError("OwnSeek", static_cast<std::int32_t>(target), nullptr);
+    }
+  };
+  OwnSeek stream;
+  write(stream, "abcdef");
+  EXPECT_EQ(textOf(stream.SeekOff(-4)), "[OwnSeek] 2");
+  EXPECT_EQ(textOf(stream.SeekEnd(3)), "[OwnSeek] 9");
 }
 
 TEST(MemStream, SeekByTheLargestOffsetsFails) {
@@ -262,6 +339,10 @@ TEST(MemStream, SeekByTheLargestOffsetsFails) {
   EXPECT_TRUE(stream.SeekOff(std::numeric_limits<std::int64_t>::max()));
   EXPECT_TRUE(stream.SeekOff(std::numeric_limits<std::int64_t>::min()));
   EXPECT_TRUE(stream.SeekEnd(std::numeric_limits<std::int64_t>::max()));
+  EXPECT_EQ(textOf(stream.Seek(std::numeric_limits<std::int64_t>::min())),
+            "[PMemStream::Seek] -1: Seek position = -9223372036854775808, stream size = 6");
+  EXPECT_EQ(textOf(stream.Seek(std::numeric_limits<std::int64_t>::max())),
+            "[PMemStream::Seek] -1: Seek position = 9223372036854775807, stream size = 6");
   EXPECT_EQ(stream.Tell(), 6);
 }
 
@@ -291,9 +372,14 @@ TEST(MemStream, OpenAfterCloseRewindsAndKeepsTheContent) {
   EXPECT_EQ(read(stream, 100), "abcdef");
 }
 
-TEST(MemStream, FlushSucceeds) {
+TEST(MemStream, CloseAndFlushSucceedOnAClosedStream) {
   PMemStream stream(4);
+  write(stream, "abc");
+  EXPECT_FALSE(stream.Close());
+  EXPECT_EQ(stream.IsOpened(), 0);
   EXPECT_FALSE(stream.Flush());
+  EXPECT_EQ(stream.Tell(), 3);
+  EXPECT_EQ(content(stream), "abc");
 }
 
 TEST(MemStream, TruncateFails) {
@@ -326,11 +412,71 @@ TEST(MemStream, ResetWithFreeingDropsTheBlocks) {
   EXPECT_EQ(content(stream), "again");
 }
 
-TEST(MemStream, GrowStepHasBlocksOfItsSize) {
+TEST(MemStream, ResetLeavesAnOpenStreamOpen) {
+  PMemStream stream(4);
+  EXPECT_FALSE(stream.Open());
+  EXPECT_FALSE(stream.Reset(false));
+  EXPECT_EQ(stream.IsOpened(), 1);
+  EXPECT_FALSE(stream.Reset(true));
+  EXPECT_EQ(stream.IsOpened(), 1);
+}
+
+TEST(MemStream, ResetRewindsFromAnyBlock) {
+  PMemStream stream(4);
+  write(stream, "abcdefghij");
+  EXPECT_FALSE(stream.Reset(false));
+  EXPECT_EQ(read(stream, 10), "");
+  EXPECT_EQ(textOf(stream.Seek(1)), "[PMemStream::Seek] -1: Seek position = 1, stream size = 0");
+  write(stream, "X");
+  EXPECT_EQ(content(stream), "X");
+}
+
+// Bytes that tell their places apart.
+std::string differentBytes(std::size_t size) {
+  std::string bytes(size, '?');
+  for (std::size_t i = 0; i < size; ++i)
+    bytes[i] = static_cast<char>(i ^ i >> 8);
+  return bytes;
+}
+
+// Writes, reads and seeks that end just before, at and just behind the boundary.
+void expectNoSeamAt(PMemStream& stream, std::size_t boundary) {
+  for (const std::size_t size : {boundary - 1, boundary, boundary + 1}) {
+    const std::string bytes = differentBytes(size);
+    EXPECT_FALSE(stream.Reset(false));
+    write(stream, bytes);
+    EXPECT_EQ(stream.GetSize(), static_cast<std::int64_t>(size));
+    EXPECT_EQ(stream.Tell(), static_cast<std::int64_t>(size));
+    EXPECT_TRUE(stream.IsEof());
+    EXPECT_EQ(read(stream, 1), "");
+    EXPECT_TRUE(content(stream) == bytes) << size;
+    write(stream, "xyz");
+    EXPECT_TRUE(content(stream) == bytes + "xyz") << size;
+    EXPECT_FALSE(stream.Seek(static_cast<std::int64_t>(size)));
+    EXPECT_EQ(read(stream, 3), "xyz");
+  }
+}
+
+TEST(MemStream, HasNoSeamsAtItsBlockBoundaries) {
+  PMemStream stream(4096);
+  expectNoSeamAt(stream, 4096);
+  expectNoSeamAt(stream, 8192);
+  PMemStream largerBlocks(16384);
+  expectNoSeamAt(largerBlocks, 16384);
+  expectNoSeamAt(largerBlocks, 32768);
+}
+
+TEST(MemStream, AGrowStepHasNoSeamsEither) {
   PMemStreamGrowStep<0x4000> stream;
-  const std::string bytes(0x4000 + 1, 'a');
-  write(stream, bytes);
-  EXPECT_EQ(content(stream), bytes);
+  expectNoSeamAt(stream, 16384);
+  expectNoSeamAt(stream, 32768);
+}
+
+TEST(MemStream, MayHaveBlocksOfOneByte) {
+  OpenMemStream stream(1);
+  write(stream, "abc");
+  EXPECT_EQ(stream.blocks(), 4);
+  EXPECT_EQ(content(stream), "abc");
 }
 
 }  // namespace

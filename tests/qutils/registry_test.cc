@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "plugin/error_chain.h"
-#include "qutils/system_error.h"
+#include "support/system_text.h"
 #include "support/test_registry_key.h"
 
 namespace {
@@ -26,16 +26,11 @@ using QUtils::registryValueToString;
 using QUtils::REGKEY_32BIT_VIEW;
 using QUtils::REGKEY_READ;
 using QUtils::REGKEY_WRITE;
-using QUtils::systemErrorText;
 
 constexpr const char* kMissingPath = "SOFTWARE\\mtllib\\nothing";
 
 std::string textOf(const ErrorChain& error) {
   return errorChainToString(error).text();
-}
-
-std::string systemText(DWORD code) {
-  return systemErrorText(code).text();
 }
 
 // An environment variable that is there on every system.
@@ -127,6 +122,53 @@ TEST_F(RegistryKeyOpen, AKeyOpenedForReadingCannotBeWritten) {
             5);
 }
 
+TEST_F(RegistryKeyOpen, AKeyOpenedForWritingCannotBeRead) {
+  RegistryKey key;
+  ASSERT_EQ(textOf(key.open(root_, path_.c_str(), REGKEY_WRITE)), "No error");
+  const QUtils::WideText name = QUtils::duplicateAsWide("Value");
+  EXPECT_EQ(
+      RegSetValueExW(key.hkey, name.get(), 0, REG_BINARY, reinterpret_cast<const BYTE*>("a"), 1),
+      0);
+  EXPECT_EQ(RegQueryValueExW(key.hkey, name.get(), nullptr, nullptr, nullptr, nullptr), 5);
+  HKEY child = nullptr;
+  EXPECT_EQ(RegCreateKeyExW(key.hkey, QUtils::duplicateAsWide("child").get(), 0, nullptr,
+                            REG_OPTION_NON_VOLATILE, KEY_READ, nullptr, &child, nullptr),
+            0);
+  RegCloseKey(child);
+}
+
+TEST_F(RegistryKeyOpen, OpensKeysWithNamesBeyondAscii) {
+  const std::string path = path_ + "\\Gr\xC3\xB6\xC3\x9F e \xE6\x9D\x90";
+  const TestRegistryKey named(path.c_str());
+  RegistryKey key;
+  EXPECT_EQ(textOf(key.open(root_, path.c_str(), REGKEY_READ)), "No error");
+}
+
+TEST_F(RegistryKeyOpen, WithoutFlagsOnlyLooksForTheKey) {
+  RegistryKey key;
+  EXPECT_EQ(textOf(key.open(root_, path_.c_str(), 0)), "No error");
+  EXPECT_EQ(key.openFlags, 0U);
+  EXPECT_EQ(errorCode(key.open(root_, kMissingPath, 0), 0), 2);
+  EXPECT_EQ(textOf(key_.open(root_, path_.c_str(), 0)), "No error");
+  EXPECT_EQ(read(), "[QUtils::readRegistryValue] -1: Invalid registry key");
+}
+
+TEST_F(RegistryKeyOpen, KeepsFlagsThatAskForNothing) {
+  RegistryKey key;
+  ASSERT_EQ(textOf(key.open(root_, path_.c_str(), 0x8U | REGKEY_READ)), "No error");
+  EXPECT_EQ(key.openFlags, 9U);
+}
+
+TEST_F(RegistryKeyOpen, ClosesTheKeyAtItsEnd) {
+  HKEY handle = nullptr;
+  {
+    RegistryKey key;
+    ASSERT_EQ(textOf(key.open(root_, path_.c_str(), REGKEY_READ)), "No error");
+    handle = key.hkey;
+  }
+  EXPECT_EQ(RegQueryValueExW(handle, nullptr, nullptr, nullptr, nullptr, nullptr), 6);
+}
+
 TEST_F(RegistryKeyOpen, OpensTheViewOf32BitPrograms) {
   RegistryKey key;
   ASSERT_EQ(textOf(key.open(root_, path_.c_str(), REGKEY_READ | REGKEY_32BIT_VIEW)), "No error");
@@ -164,6 +206,9 @@ TEST_F(RegistryKeyOpen, LeavesAnOpenKeyAloneWhenItsArgumentsAreRefused) {
 
 TEST_F(RegistryKeyOpen, ReportsAKeyThatDoesNotExist) {
   RegistryKey key;
+  EXPECT_EQ(textOf(key.open(root_, "SOFTWARE\\mtllib\\%s \xC3\xB6", REGKEY_READ)),
+            "[QUtils::RegistryKey::open] 2: Failed to open registry sub key: "
+            "SOFTWARE\\mtllib\\%s \xC3\xB6");
   EXPECT_EQ(textOf(key.open(root_, kMissingPath, REGKEY_READ)),
             "[QUtils::RegistryKey::open] 2: Failed to open registry sub key: "
             "SOFTWARE\\mtllib\\nothing");
@@ -221,6 +266,23 @@ TEST_F(ReadRegistryValue, ReadsADword) {
   EXPECT_EQ(value_.data, nullptr);
 }
 
+TEST_F(ReadRegistryValue, ARecordStartsAllZero) {
+  EXPECT_EQ(value_.type, 0U);
+  EXPECT_EQ(value_.size, 0U);
+  EXPECT_EQ(value_.number, 0U);
+  EXPECT_EQ(value_.data, nullptr);
+}
+
+TEST_F(ReadRegistryValue, ANumberLeavesTheDataOfTheReadBefore) {
+  writer_.setText("Value", "ab");
+  EXPECT_EQ(read(), "No error");
+  writer_.setNumber("Value", 7);
+  EXPECT_EQ(read(), "No error");
+  EXPECT_EQ(value_.type, 4U);
+  EXPECT_EQ(value_.number, 7U);
+  EXPECT_EQ(std::memcmp(value_.data.get(), "a\0b\0\0", 6), 0);
+}
+
 TEST_F(ReadRegistryValue, ReadsAQword) {
   const std::uint64_t number = 0x0123456789ABCDEF;
   writer_.set("Value", REG_QWORD, &number, sizeof(number));
@@ -243,12 +305,17 @@ TEST_F(ReadRegistryValue, ADwordOfTooFewBytesIsFilledUp) {
   EXPECT_EQ(read(), "No error");
   EXPECT_EQ(value_.size, 2U);
   EXPECT_EQ(value_.number, 0x201U);
+  writer_.set("Value", REG_DWORD, "", 0);
+  EXPECT_EQ(read(), "No error");
+  EXPECT_EQ(value_.size, 0U);
+  EXPECT_EQ(value_.number, 0U);
 }
 
 TEST_F(ReadRegistryValue, ReportsANumberOfTooManyBytes) {
   writer_.set("Value", REG_DWORD, "123456789", 9);
-  EXPECT_EQ(read(), "[QUtils::readRegistryValue] 234: Error in registry value read of Value (" +
-                        systemText(234) + ")");
+  EXPECT_EQ(read(),
+            "[QUtils::readRegistryValue] 234: Error in registry value read of Value ((234) " +
+                systemText(234, "More data is available.\r\n") + ")");
   EXPECT_EQ(value_.type, 0U);
   EXPECT_EQ(value_.number, 0U);
 }
@@ -266,6 +333,14 @@ TEST_F(ReadRegistryValue, TerminatesATextStoredWithoutATerminator) {
   EXPECT_EQ(read(), "No error");
   EXPECT_EQ(value_.size, 4U);
   EXPECT_EQ(std::memcmp(value_.data.get(), "a\0b\0\0", 6), 0);
+}
+
+TEST_F(ReadRegistryValue, TerminatesAnEmptyText) {
+  writer_.set("Value", REG_SZ, "", 0);
+  EXPECT_EQ(read(), "No error");
+  EXPECT_EQ(value_.size, 0U);
+  ASSERT_NE(value_.data, nullptr);
+  EXPECT_EQ(std::memcmp(value_.data.get(), "\0", 2), 0);
 }
 
 TEST_F(ReadRegistryValue, ReadsBytesOfAnyOtherType) {
@@ -312,8 +387,8 @@ TEST_F(ReadRegistryValue, ReadsNamesBeyondAscii) {
 
 TEST_F(ReadRegistryValue, ReportsAValueThatDoesNotExist) {
   EXPECT_EQ(textOf(readRegistryValue(key_, "Nothing %s", value_)),
-            "[QUtils::readRegistryValue] 2: Error in registry value query of Nothing %s (" +
-                systemText(2) + ")");
+            "[QUtils::readRegistryValue] 2: Error in registry value query of Nothing %s ((2) " +
+                systemText(2, "The system cannot find the file specified.\r\n") + ")");
 }
 
 TEST_F(ReadRegistryValue, LeavesTheValueAloneOnFailure) {
@@ -436,6 +511,11 @@ TEST_F(RegistryValueToString, ExpandsEnvironmentVariables) {
 TEST_F(RegistryValueToString, ExpandsATextStoredWithoutATerminator) {
   writer_.setText("Value", "<%PATH%>", REG_EXPAND_SZ, false);
   EXPECT_EQ(readText(), "<" + pathVariable() + ">");
+}
+
+TEST_F(RegistryValueToString, ExpandsAnEmptyText) {
+  writer_.setText("Value", "", REG_EXPAND_SZ);
+  EXPECT_EQ(readText(), "");
 }
 
 TEST_F(RegistryValueToString, LeavesUnknownEnvironmentVariablesAlone) {

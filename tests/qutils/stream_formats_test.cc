@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "plugin/error_chain.h"
 #include "qutils/mem_stream.h"
@@ -15,6 +16,7 @@ namespace {
 
 using QUtils::CharString;
 using QUtils::PMemStream;
+using testing::ElementsAre;
 
 std::string textOf(const ErrorChain& error) {
   return errorChainToString(error).text();
@@ -58,6 +60,23 @@ LimitedStream failingAfter(std::uint32_t limit) {
   return {limit, true};
 }
 
+// Writes down the sizes of its transfers.
+class NotingStream final : public PMemStream {
+ public:
+  NotingStream() : PMemStream(64) {}
+
+  ErrorChain Write(const void* bytes, std::uint32_t count, std::uint32_t& written) override {
+    calls.push_back("Write " + std::to_string(count));
+    return PMemStream::Write(bytes, count, written);
+  }
+  ErrorChain Read(void* bytes, std::int32_t count, std::uint32_t& read) override {
+    calls.push_back("Read " + std::to_string(count));
+    return PMemStream::Read(bytes, count, read);
+  }
+
+  std::vector<std::string> calls;
+};
+
 template <typename Stream>
 void fill(Stream& stream, const std::string& bytes) {
   std::uint32_t written = 0;
@@ -98,6 +117,30 @@ TEST(ReadBuffer, ReturnsTheErrorOfReadAsItIs) {
   EXPECT_EQ(textOf(stream.ReadBuffer(bytes, 4)), "[LimitedStream] 7: limit reached");
 }
 
+TEST(ReadBuffer, OfNothingSucceedsAtTheEnd) {
+  PMemStream stream(4);
+  EXPECT_FALSE(stream.ReadBuffer(nullptr, 0));
+}
+
+TEST(ReadBuffer, ReportsOneRecord) {
+  PMemStream stream(4);
+  char byte = 0;
+  const ErrorChain error = stream.ReadBuffer(&byte, 1);
+  EXPECT_EQ(textOf(error), "[PStream::ReadBuffer] -1: Expected 1 bytes, got 0");
+  EXPECT_EQ(error.head->next, nullptr);
+}
+
+TEST(WriteString, OfAStreamInMemoryTakesNoNoticeOfWhatIsMissing) {
+  LimitedStream stream = shortAfter(4);
+  EXPECT_FALSE(stream.WriteString("abcdef"));
+  EXPECT_EQ(content(stream), "abcd");
+}
+
+TEST(WriteString, ReturnsTheErrorOfWriteAsItIs) {
+  LimitedStream stream = failingAfter(4);
+  EXPECT_EQ(textOf(stream.WriteString("abcdef")), "[LimitedStream] 7: limit reached");
+}
+
 TEST(WriteBuffer, WritesExactlyTheSize) {
   PMemStream stream(4);
   EXPECT_FALSE(stream.WriteBuffer("abcdef", 5));
@@ -132,6 +175,27 @@ TEST(WritePascalStr, WritesLengthsBeyondAByte) {
   EXPECT_EQ(content(stream), "\x02\x01" + std::string(0x102, 'a'));
 }
 
+TEST(WritePascalStr, WritesUpTo65535Characters) {
+  PMemStream stream(4096);
+  const std::string text = std::string(65533, 'a') + "bcd";
+  std::uint32_t written = 0;
+  EXPECT_FALSE(stream.WritePascalStr(text.c_str(), 65534, written));
+  EXPECT_EQ(written, 65536U);
+  EXPECT_EQ(content(stream), "\xFE\xFF" + std::string(65533, 'a') + "b");
+  EXPECT_FALSE(stream.Reset(false));
+  EXPECT_FALSE(stream.WritePascalStr(text.c_str(), 65535, written));
+  EXPECT_EQ(written, 65537U);
+  EXPECT_EQ(content(stream), "\xFF\xFF" + std::string(65533, 'a') + "bc");
+}
+
+TEST(WritePascalStr, TransfersPrefixAndTextSeparately) {
+  NotingStream stream;
+  std::uint32_t written = 0;
+  EXPECT_FALSE(stream.WritePascalStr("abc", 3, written));
+  EXPECT_FALSE(stream.WritePascalStr(nullptr, 0, written));
+  EXPECT_THAT(stream.calls, ElementsAre("Write 2", "Write 3", "Write 2"));
+}
+
 TEST(WritePascalStr, WritesAnEmptyTextAsItsLength) {
   PMemStream stream(64);
   std::uint32_t written = 0;
@@ -145,6 +209,7 @@ TEST(WritePascalStr, ReportsACutLength) {
   std::uint32_t written = 0;
   EXPECT_EQ(textOf(stream.WritePascalStr("abc", 3, written)),
             "[PStream::WritePascalStr] -1: 1 of 2 bytes written");
+  EXPECT_EQ(written, 1U);
 }
 
 TEST(WritePascalStr, ReturnsTheErrorOfTheLengthAsItIs) {
@@ -157,6 +222,7 @@ TEST(WritePascalStr, ReturnsTheErrorOfTheTextAsItIs) {
   LimitedStream stream = failingAfter(4);
   std::uint32_t written = 0;
   EXPECT_EQ(textOf(stream.WritePascalStr("abc", 3, written)), "[LimitedStream] 7: limit reached");
+  EXPECT_EQ(written, 2U);  // of the text alone
 }
 
 TEST(WritePascalStr, CountsACutTextWithoutFailing) {
@@ -180,6 +246,45 @@ TEST(ReadPascalStr, ReadsTheTextAndCountsFour) {
   EXPECT_EQ(read, 4U);
 }
 
+TEST(ReadPascalStr, CountsFourForTheLongestTextToo) {
+  PMemStream stream(4096);
+  fill(stream, "\xFF\xFF" + std::string(65534, 'a') + "bc");
+  std::string buffer(65536, 'x');
+  std::uint16_t length = 0;
+  std::uint32_t read = 0;
+  EXPECT_FALSE(stream.ReadPascalStr(buffer.data(), length, read));
+  EXPECT_EQ(length, 65535);
+  EXPECT_EQ(read, 4U);
+  EXPECT_EQ(buffer, std::string(65534, 'a') + "bx");
+  EXPECT_EQ(stream.Tell(), 65537);
+}
+
+TEST(ReadPascalStr, CountsFourForASingleCharacterToo) {
+  PMemStream stream(64);
+  fill(stream, std::string("\x01\x00"
+                           "a",
+                           3));
+  char buffer[1];
+  std::uint16_t length = 0;
+  std::uint32_t read = 0;
+  EXPECT_FALSE(stream.ReadPascalStr(buffer, length, read));
+  EXPECT_EQ(length, 1);
+  EXPECT_EQ(read, 4U);
+}
+
+TEST(ReadPascalStr, TransfersPrefixAndTextSeparately) {
+  NotingStream stream;
+  fill(stream, std::string("\x03\x00"
+                           "abc\x00\x00",
+                           7));
+  char buffer[3];
+  std::uint16_t length = 0;
+  std::uint32_t read = 0;
+  EXPECT_FALSE(stream.ReadPascalStr(buffer, length, read));
+  EXPECT_FALSE(stream.ReadPascalStr(buffer, length, read));
+  EXPECT_THAT(stream.calls, ElementsAre("Read 2", "Read 3", "Read 2"));
+}
+
 TEST(ReadPascalStr, OfAnEmptyTextLeavesTheBufferAlone) {
   PMemStream stream(64);
   fill(stream, std::string(2, '\0'));
@@ -201,6 +306,7 @@ TEST(ReadPascalStr, ReportsACutLength) {
   EXPECT_EQ(textOf(stream.ReadPascalStr(buffer, length, read)),
             "[PStream::ReadPascalStr] -1: expected 2 bytes, got 1");
   EXPECT_EQ(length, 0);
+  EXPECT_EQ(read, 1U);
 }
 
 TEST(ReadPascalStr, ReportsACutText) {
@@ -214,6 +320,7 @@ TEST(ReadPascalStr, ReportsACutText) {
   EXPECT_EQ(textOf(stream.ReadPascalStr(buffer, length, read)),
             "[PStream::ReadBuffer] -1: Expected 5 bytes, got 3");
   EXPECT_EQ(length, 0);
+  EXPECT_EQ(read, 2U);
 }
 
 TEST(ReadPascalStr, ReturnsTheErrorOfReadAsItIs) {
@@ -237,6 +344,8 @@ TEST(ReadPascalStr1, RefusesATextAsLongAsTheBuffer) {
   EXPECT_EQ(textOf(stream.ReadPascalStr1(buffer, length, read)),
             "[PStream::ReadPascalStr1] -1: Buffer length = 5 too short for 5 characters");
   EXPECT_EQ(length, 5);
+  EXPECT_EQ(read, 2U);
+  EXPECT_EQ(stream.Tell(), 2);
 }
 
 TEST(ReadPascalStr1, ReadsATextThatLeavesRoomAndTerminatesIt) {
@@ -251,6 +360,29 @@ TEST(ReadPascalStr1, ReadsATextThatLeavesRoomAndTerminatesIt) {
   EXPECT_STREQ(buffer, "abcd");
   EXPECT_EQ(length, 4);
   EXPECT_EQ(read, 4U);
+}
+
+TEST(ReadPascalStr1, TakesUpTo65534CharactersIntoTheLargestBuffer) {
+  PMemStream stream(4096);
+  fill(stream, "\xFE\xFF" + std::string(65533, 'a') + "bc");
+  std::string buffer(65536, 'x');
+  std::uint16_t length = 65535;
+  std::uint32_t read = 0;
+  EXPECT_FALSE(stream.ReadPascalStr1(buffer.data(), length, read));
+  EXPECT_EQ(length, 65534);
+  EXPECT_EQ(read, 4U);
+  EXPECT_EQ(buffer, std::string(65533, 'a') + "b" + std::string("\0x", 2));
+}
+
+TEST(ReadPascalStr1, FindsEveryBufferTooShortForTheLongestText) {
+  PMemStream stream(4096);
+  fill(stream, "\xFF\xFF" + std::string(65535, 'a'));
+  std::string buffer(65536, 'x');
+  std::uint16_t length = 65535;
+  std::uint32_t read = 0;
+  EXPECT_EQ(textOf(stream.ReadPascalStr1(buffer.data(), length, read)),
+            "[PStream::ReadPascalStr1] -1: Buffer length = 65535 too short for 65535 characters");
+  EXPECT_EQ(buffer, std::string(65536, 'x'));
 }
 
 TEST(ReadPascalStr1, RefusesEveryTextForABufferOfNoBytes) {
@@ -273,6 +405,7 @@ TEST(ReadPascalStr1, OfAnEmptyTextLeavesLengthAndBufferAlone) {
   EXPECT_FALSE(stream.ReadPascalStr1(buffer, length, read));
   EXPECT_EQ(buffer[0], 'x');
   EXPECT_EQ(length, 5);
+  EXPECT_EQ(read, 2U);
 }
 
 TEST(ReadPascalStr1, ReportsACutLength) {
@@ -295,6 +428,23 @@ TEST(ReadPascalStr1, ReportsACutText) {
   std::uint32_t read = 0;
   EXPECT_EQ(textOf(stream.ReadPascalStr1(buffer, length, read)),
             "[PStream::ReadBuffer] -1: Expected 4 bytes, got 2");
+  EXPECT_EQ(length, 5);
+  EXPECT_EQ(read, 2U);
+}
+
+TEST(ReadPascalStr1, ReturnsTheErrorsOfReadAsTheyAre) {
+  for (const std::uint32_t limit : {1U, 3U}) {
+    LimitedStream stream = failingAfter(limit);
+    fill(stream, std::string("\x03\x00"
+                             "abc",
+                             5));
+    char buffer[5];
+    std::uint16_t length = 5;
+    std::uint32_t read = 0;
+    EXPECT_EQ(textOf(stream.ReadPascalStr1(buffer, length, read)),
+              "[LimitedStream] 7: limit reached");
+    EXPECT_EQ(length, 5);
+  }
 }
 
 TEST(WriteCharString, WritesALittleEndianLengthAndTheText) {
@@ -309,6 +459,25 @@ TEST(WriteCharString, OfAnEmptyTextWritesFourZeroBytes) {
   PMemStream stream(64);
   EXPECT_FALSE(stream.WriteCharString(CharString()));
   EXPECT_EQ(content(stream), std::string(4, '\0'));
+}
+
+TEST(WriteCharString, WritesLengthsBeyond16Bits) {
+  PMemStream stream(4096);
+  const std::string text = std::string(65535, 'a') + "b";
+  EXPECT_FALSE(stream.WriteCharString(text.c_str()));
+  EXPECT_EQ(content(stream), std::string("\x00\x00\x01\x00", 4) + text);
+}
+
+TEST(WriteCharString, TransfersPrefixAndTextSeparately) {
+  NotingStream stream;
+  EXPECT_FALSE(stream.WriteCharString("abc"));
+  EXPECT_FALSE(stream.WriteCharString(CharString()));
+  EXPECT_THAT(stream.calls, ElementsAre("Write 4", "Write 3", "Write 4", "Write 0"));
+}
+
+TEST(WriteCharString, ReturnsTheErrorOfTheLengthAsItIs) {
+  LimitedStream stream = failingAfter(3);
+  EXPECT_EQ(textOf(stream.WriteCharString("abc")), "[LimitedStream] 7: limit reached");
 }
 
 TEST(WriteCharString, ReportsACutLength) {
@@ -346,6 +515,38 @@ TEST(ReadCharString, OfFourZeroBytesLeavesAnEmptyText) {
   EXPECT_EQ(text.buffer(), nullptr);
 }
 
+TEST(ReadCharString, ReadsLengthsBeyond16Bits) {
+  PMemStream stream(4096);
+  const std::string bytes = std::string(65535, 'a') + "b";
+  fill(stream, std::string("\x00\x00\x01\x00", 4) + bytes + "more");
+  CharString text;
+  EXPECT_FALSE(stream.ReadCharString(text));
+  EXPECT_EQ(text.text(), bytes);
+  EXPECT_EQ(stream.Tell(), 65540);
+}
+
+TEST(ReadCharString, TransfersPrefixAndTextSeparately) {
+  NotingStream stream;
+  fill(stream, std::string("\x03\x00\x00\x00"
+                           "abc\x00\x00\x00\x00",
+                           11));
+  CharString text;
+  EXPECT_FALSE(stream.ReadCharString(text));
+  EXPECT_FALSE(stream.ReadCharString(text));
+  EXPECT_THAT(stream.calls, ElementsAre("Read 4", "Read 3", "Read 4", "Read 0"));
+}
+
+TEST(ReadCharString, KeepsZeroBytesOfTheTextAndTerminatesIt) {
+  PMemStream stream(64);
+  fill(stream, std::string("\x03\x00\x00\x00"
+                           "a\x00"
+                           "b",
+                           7));
+  CharString text("a longer text");
+  EXPECT_FALSE(stream.ReadCharString(text));
+  EXPECT_EQ(std::string(text.data(), 4), std::string("a\0b\0", 4));
+}
+
 TEST(ReadCharString, CutsALongerText) {
   PMemStream stream(64);
   fill(stream, std::string("\x02\x00\x00\x00xy", 6));
@@ -362,6 +563,8 @@ TEST(ReadCharString, LeavesSharersOfTheTextUntouched) {
   EXPECT_FALSE(stream.ReadCharString(text));
   EXPECT_STREQ(text.text(), "xy");
   EXPECT_STREQ(sharer.text(), "old");
+  EXPECT_EQ(text.buffer()->refCount.load(), 1U);
+  EXPECT_EQ(sharer.buffer()->refCount.load(), 1U);
 }
 
 TEST(ReadCharString, ReportsACutTextAndLeavesTheRestAsItWas) {

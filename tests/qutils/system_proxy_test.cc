@@ -3,13 +3,14 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "plugin/error_chain.h"
-#include "qutils/system_error.h"
+#include "support/system_text.h"
 #include "support/test_registry_key.h"
 
 namespace {
@@ -32,6 +33,11 @@ std::string pathVariable() {
 
 class SystemProxy : public testing::Test {
  protected:
+  // What was read before, and what the record holds, when a test begins.
+  SystemProxy() {
+    write("before:1", "before.*");
+    EXPECT_EQ(read(), "No error");
+  }
   ~SystemProxy() override { write("", ""); }
 
   // Turns the proxy on. Empty texts are not written.
@@ -58,10 +64,11 @@ class SystemProxy : public testing::Test {
     EXPECT_EQ(settings_.enabled, 1U);
     expectProxies(http, https, ftp);
   }
-  void expectNothing() const {
+  // The text of the bypass list is the last one that was read.
+  void expectNothing(const char* bypassText) const {
     EXPECT_EQ(settings_.enabled, 0U);
     expectProxies("", "", "");
-    EXPECT_STREQ(settings_.bypassText.text(), "");
+    EXPECT_STREQ(settings_.bypassText.text(), bypassText);
     EXPECT_THAT(bypassList(), IsEmpty());
   }
 
@@ -79,7 +86,7 @@ TEST_F(SystemProxy, IsOffWhenProxyEnableIsZero) {
   write("proxy:8080", "*.local");
   TestRegistryKey(kInternetSettingsPath).setNumber("ProxyEnable", 0);
   EXPECT_EQ(read(), "No error");
-  expectNothing();
+  expectNothing("before.*");
 }
 
 TEST_F(SystemProxy, IsOnWithAnyOtherNumber) {
@@ -91,30 +98,33 @@ TEST_F(SystemProxy, IsOnWithAnyOtherNumber) {
   }
 }
 
-TEST_F(SystemProxy, IsOffWhenProxyEnableIsNoNumber) {
+TEST_F(SystemProxy, IsOffWhenProxyEnableIsNoDword) {
+  const std::uint64_t one = 1;
+  TestRegistryKey key(kInternetSettingsPath);
   write("proxy:8080", "*.local");
-  TestRegistryKey(kInternetSettingsPath).setText("ProxyEnable", "1");
+  key.setText("ProxyEnable", "1");
   EXPECT_EQ(read(), "No error");
-  expectNothing();
+  expectNothing("before.*");
+  key.set("ProxyEnable", REG_QWORD, &one, sizeof(one));
+  EXPECT_EQ(read(), "No error");
+  expectNothing("before.*");
 }
 
 TEST_F(SystemProxy, ReportsThatProxyEnableIsMissing) {
   write("proxy:8080", "*.local");
   TestRegistryKey(kInternetSettingsPath).remove("ProxyEnable");
   EXPECT_EQ(read(),
-            "[QUtils::readRegistryValue] 2: Error in registry value query of ProxyEnable (" +
-                std::string(QUtils::systemErrorText(2).text()) + ")");
-  expectNothing();
+            "[QUtils::readRegistryValue] 2: Error in registry value query of ProxyEnable ((2) " +
+                systemText(2, "The system cannot find the file specified.\r\n") + ")");
+  expectNothing("before.*");
 }
 
 TEST_F(SystemProxy, ReportsAKeyThatCannotBeOpened) {
-  write("proxy:8080", "*.local");
-  EXPECT_EQ(read(), "No error");
   TestRegistryKey::deleteKey(kInternetSettingsPath);
   EXPECT_EQ(read(),
             "[QUtils::RegistryKey::open] 2: Failed to open registry sub key: "
             "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Internet Settings");
-  expectNothing();
+  expectNothing("before.*");
 }
 
 TEST_F(SystemProxy, IsTheSameForAllSchemesWithoutASemicolon) {
@@ -137,6 +147,7 @@ TEST_F(SystemProxy, DiffersBySchemeWithASemicolon) {
 
 TEST_F(SystemProxy, TakesSchemeNamesInAnyCaseAndATrailingSemicolon) {
   expectServer("HTTPS=b:2;", "", "http://b:2", "");
+  expectServer("Ftp=c:3;hTTp=a:1", "http://a:1", "", "http://c:3");
 }
 
 TEST_F(SystemProxy, SkipsAPairWithoutAnAddress) {
@@ -193,6 +204,14 @@ TEST_F(SystemProxy, IsOnButEmptyWithAnEmptyServer) {
   expectProxies("", "", "");
 }
 
+TEST_F(SystemProxy, ReadsTheBypassListWithoutAServer) {
+  write("", "*.local");
+  EXPECT_EQ(read(), "No error");
+  EXPECT_EQ(settings_.enabled, 1U);
+  expectProxies("", "", "");
+  EXPECT_THAT(bypassList(), ElementsAre("*.local"));
+}
+
 TEST_F(SystemProxy, ReadsAServerStoredWithoutATerminator) {
   write("", "");
   TestRegistryKey(kInternetSettingsPath).setText("ProxyServer", "proxy:8080", REG_SZ, false);
@@ -201,9 +220,14 @@ TEST_F(SystemProxy, ReadsAServerStoredWithoutATerminator) {
 }
 
 TEST_F(SystemProxy, ExpandsEnvironmentVariables) {
-  write("proxy:8080", "");
-  TestRegistryKey(kInternetSettingsPath).setText("ProxyOverride", "<%PATH%>", REG_EXPAND_SZ);
+  write("", "");
+  TestRegistryKey key(kInternetSettingsPath);
+  key.setText("ProxyServer", "ftp=%PATH%;", REG_EXPAND_SZ);
+  key.setText("ProxyOverride", "<%PATH%>", REG_EXPAND_SZ);
   EXPECT_EQ(read(), "No error");
+  // The variable may hold separators itself.
+  EXPECT_EQ(settings_.ftpProxy.text(),
+            "http://" + pathVariable().substr(0, pathVariable().find(';')));
   EXPECT_EQ(settings_.bypassText.text(), "<" + pathVariable() + ">");
 }
 
@@ -221,6 +245,21 @@ TEST_F(SystemProxy, KeepsBlanksAndMarkersOfTheBypassList) {
   EXPECT_THAT(bypassList(), ElementsAre(" a ", "<local>", "b"));
 }
 
+TEST_F(SystemProxy, ABypassListOfSeparatorsHasNoEntries) {
+  write("proxy:8080", ";;");
+  EXPECT_EQ(read(), "No error");
+  EXPECT_STREQ(settings_.bypassText.text(), ";;");
+  EXPECT_THAT(bypassList(), IsEmpty());
+}
+
+TEST_F(SystemProxy, TheBypassListGrowsBy100Entries) {
+  SystemProxySettings fresh;
+  write("proxy:8080", "a");
+  EXPECT_FALSE(readSystemProxySettings(fresh, true));
+  EXPECT_EQ(fresh.bypassList.size(), 1U);
+  EXPECT_GE(fresh.bypassList.capacity(), 100U);
+}
+
 TEST_F(SystemProxy, KeepsALongBypassList) {
   std::string text;
   for (int i = 0; i < 1234; ++i)
@@ -235,16 +274,17 @@ TEST_F(SystemProxy, IgnoresABypassListThatIsNoText) {
   write("proxy:8080", "");
   TestRegistryKey(kInternetSettingsPath).setNumber("ProxyOverride", 1);
   EXPECT_EQ(read(), "No error");
-  EXPECT_STREQ(settings_.bypassText.text(), "");
   EXPECT_THAT(bypassList(), IsEmpty());
 }
 
-TEST_F(SystemProxy, ForgetsABypassListThatIsGone) {
-  write("proxy:8080", "*.local");
-  EXPECT_EQ(read(), "No error");
+TEST_F(SystemProxy, ForgetsTheEntriesOfABypassListThatIsGoneButNotItsText) {
   write("proxy:8080", "");
   EXPECT_EQ(read(), "No error");
-  EXPECT_STREQ(settings_.bypassText.text(), "");
+  EXPECT_STREQ(settings_.bypassText.text(), "before.*");
+  EXPECT_THAT(bypassList(), IsEmpty());
+  TestRegistryKey(kInternetSettingsPath).setText("ProxyOverride", "");
+  EXPECT_EQ(read(), "No error");
+  EXPECT_STREQ(settings_.bypassText.text(), "before.*");
   EXPECT_THAT(bypassList(), IsEmpty());
 }
 
@@ -261,12 +301,26 @@ TEST_F(SystemProxy, IsReadAnewOnlyWhenForced) {
 }
 
 TEST_F(SystemProxy, ReplacesWhatTheRecordHeld) {
+  settings_.enabled = 7;
   settings_.bypassList.emplace_back("left over");
+  settings_.bypassText = "left over";
   settings_.ftpProxy = "left over";
   write("http=a:1;", "b");
   EXPECT_EQ(read(), "No error");
+  EXPECT_EQ(settings_.enabled, 1U);
   expectProxies("http://a:1", "", "");
+  EXPECT_STREQ(settings_.bypassText.text(), "b");
   EXPECT_THAT(bypassList(), ElementsAre("b"));
+}
+
+TEST_F(SystemProxy, RecordsShareTheirTexts) {
+  SystemProxySettings next;
+  EXPECT_FALSE(readSystemProxySettings(next, false));
+  EXPECT_EQ(next.httpProxy.buffer(), settings_.httpProxy.buffer());
+  EXPECT_EQ(next.httpsProxy.buffer(), settings_.httpProxy.buffer());
+  EXPECT_EQ(next.ftpProxy.buffer(), settings_.httpProxy.buffer());
+  EXPECT_EQ(next.bypassText.buffer(), settings_.bypassText.buffer());
+  EXPECT_EQ(next.bypassList.front().buffer(), settings_.bypassList.front().buffer());
 }
 
 TEST_F(SystemProxy, ChangesToARecordDoNotReachTheNext) {
@@ -281,13 +335,11 @@ TEST_F(SystemProxy, ChangesToARecordDoNotReachTheNext) {
 }
 
 TEST_F(SystemProxy, AFailureIsRememberedAsNoProxy) {
-  write("proxy:8080", "*.local");
-  EXPECT_EQ(read(), "No error");
   TestRegistryKey(kInternetSettingsPath).remove("ProxyEnable");
   EXPECT_NE(read(), "No error");
   write("proxy:8080", "*.local");
   EXPECT_EQ(read(false), "No error");
-  expectNothing();
+  expectNothing("before.*");
 }
 
 // In a process in which nothing was read before.

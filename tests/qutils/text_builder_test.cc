@@ -44,10 +44,17 @@ TEST(TextBuilder, GrowsInMultiplesOfItsDefaultGranularity) {
   EXPECT_EQ(text.text(), "a" + std::string(1022, 'b') + "c");
 }
 
-TEST(TextBuilder, ClampsASmallGranularityTo16) {
-  TextBuilder text(1, 0);
-  text.append("a");
-  EXPECT_EQ(text.capacity(), 16U);
+TEST(TextBuilder, GrowsToTheNextMultipleOfItsGranularity) {
+  const auto capacityFor = [](std::size_t length) {
+    TextBuilder text(16, 0);
+    text.append(std::string(length, 'a').c_str());
+    EXPECT_EQ(text.length(), length);
+    return text.capacity();
+  };
+  EXPECT_EQ(capacityFor(15), 16U);
+  EXPECT_EQ(capacityFor(16), 32U);
+  EXPECT_EQ(capacityFor(31), 32U);
+  EXPECT_EQ(capacityFor(32), 48U);
 }
 
 TEST(TextBuilder, GrowsByItsFactorWhenThatIsMore) {
@@ -78,6 +85,16 @@ TEST(TextBuilder, IgnoresAFactorOfOneOrLess) {
   text.append("0123456789abcde");
   text.append("f");
   EXPECT_EQ(text.capacity(), 32U);
+}
+
+TEST(TextBuilder, FormatsAgainWhatDidNotFit) {
+  TextBuilder text(16, 0);
+  text.appendFormatted("%s-%d", "0123456789", -42);
+  EXPECT_EQ(text.capacity(), 16U);
+  text.appendFormatted("%d %s %lld", 7, "and more text", -1234567890123LL);
+  EXPECT_STREQ(text.text(), "0123456789--427 and more text -1234567890123");
+  EXPECT_EQ(text.length(), 44U);
+  EXPECT_EQ(text.capacity(), 48U);
 }
 
 TEST(TextBuilder, ClampsItsFactorTo1024) {
@@ -112,6 +129,25 @@ TEST(TextBuilder, LeavesABorrowedBufferThatBecomesTooSmall) {
   EXPECT_STREQ(buffer, "abcd");
 }
 
+TEST(TextBuilder, TakesTheTextOfABorrowedBufferAlong) {
+  char buffer[8] = "old";
+  TextBuilder text(buffer, sizeof(buffer), true);
+  text.append("est of them all");
+  EXPECT_STREQ(text.text(), "oldest of them all");
+  EXPECT_EQ(text.capacity(), 1024U);
+  EXPECT_STREQ(buffer, "old");
+}
+
+TEST(TextBuilder, FillsABorrowedBufferToItsLastByte) {
+  char buffer[4];
+  TextBuilder text(buffer, sizeof(buffer), false);
+  text.append("abc");
+  EXPECT_EQ(text.text(), buffer);
+  text.append("d");
+  EXPECT_NE(text.text(), buffer);
+  EXPECT_STREQ(text.text(), "abcd");
+}
+
 TEST(TextBuilder, AppendsIntegersInEveryRadix) {
   TextBuilder text;
   text.appendInteger(0, 10);
@@ -121,7 +157,11 @@ TEST(TextBuilder, AppendsIntegersInEveryRadix) {
   text.appendInteger(48879, 16);
   text.append(" ");
   text.appendInteger(5, 2);
-  EXPECT_STREQ(text.text(), "0 -42 BEEF 101");
+  text.append(" ");
+  text.appendInteger(0x0123456789ABCDEF, 16);
+  text.append(" ");
+  text.appendInteger(64, 8);
+  EXPECT_STREQ(text.text(), "0 -42 BEEF 101 123456789ABCDEF 100");
 }
 
 TEST(TextBuilder, AppendsTheSmallestInteger) {
@@ -142,6 +182,17 @@ TEST(TextBuilder, ReleasesItsTextAndIsEmpty) {
   const CharString released = text.releaseText();
   EXPECT_STREQ(released.text(), "abc");
   EXPECT_STREQ(text.text(), "");
+  EXPECT_EQ(text.capacity(), 0U);
+  text.append("again");
+  EXPECT_STREQ(text.text(), "again");
+}
+
+TEST(TextBuilder, IsEmptyOnceFreed) {
+  TextBuilder text;
+  text.append("abc");
+  text.free();
+  EXPECT_STREQ(text.text(), "");
+  EXPECT_EQ(text.length(), 0U);
   EXPECT_EQ(text.capacity(), 0U);
   text.append("again");
   EXPECT_STREQ(text.text(), "again");
