@@ -5,6 +5,7 @@
 #include <curl/curl.h>
 
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "platform/win32.h"
@@ -81,6 +82,8 @@ void NetworkingContextInitializerRAII::deinitialize(krbool initialized) {
   const std::lock_guard<std::mutex> lock(state.mutex);
   if (--state.references != 0) return;
   state.published.clientSsl = nullptr;
+  ClientSSLConfiguration none;
+  std::swap(state.ssl, none);  // An assignment would keep the texts' memory.
   curl_global_cleanup();
 }
 
