@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "fakes/downloader_fixture.h"
 
@@ -260,6 +261,9 @@ TEST_F(Driver, ReportsATargetThatCannotBeMade) {
   EXPECT_EQ(downloader.httpGetter, nullptr);
   ASSERT_EQ(callback.transcript().size(), 4U);
   EXPECT_EQ(callback.transcript()[2], "logStage: Creating download directory");
+  ASSERT_EQ(callback.chains().size(), 1U);
+  const ErrorRecord* const head = callback.chains()[0].head;
+  EXPECT_EQ(head->refCount, 1U) << "held by the host alone";
   EXPECT_THAT(callback.transcript()[3],
               AllOf(StartsWith("reportError: [DownloaderImpl::download] -1: Create download "
                                "directory failed | [createPathImpl] 183: "),
@@ -314,6 +318,71 @@ TEST_F(Driver, ReusesTheGetterAndReadsTheTargetAnew) {
   EXPECT_EQ(callback.count("logInfo"), 2U);
   EXPECT_EQ(localFile("second/id.txt"), "stamp 2");
   EXPECT_EQ(localFile("second/maps/b.tx"), "bbbbbb");
+}
+
+TEST_F(Driver, GivesANewDownloaderTheNewSettings) {
+  publish();
+  EXPECT_EQ(downloader.download(), 0);
+  network.clearLog();
+  settings.remoteAddress = "https://elsewhere:8443/other";
+  settings.proxyMode = PROXY_MODE_EXPLICIT;
+  settings.proxyAddress = "proxy.lan:3128";
+  network.respond("/other/id.txt", "stamp 2");
+  DownloaderImpl second{nullptr, {}, &callback, &settings};
+  EXPECT_EQ(second.download(), 0);
+  destroyHttpGetter(second.httpGetter, true);
+  EXPECT_THAT(network.log(), testing::IsSupersetOf({"setServer(\"elsewhere\", 8443, null)",
+                                                    "setProxyServer(\"proxy.lan\", 3128)"}));
+  EXPECT_THAT(network.requests(), ElementsAre("/other/id.txt"));
+}
+
+TEST_F(Driver, SetsUpAgainAfterAFailedSetup) {
+  publish();
+  settings.remoteAddress = "ftp://h/lib";
+  EXPECT_EQ(downloader.download(), -1);
+  EXPECT_EQ(downloader.httpGetter, nullptr);
+  settings.remoteAddress = "http://h/lib";
+  EXPECT_EQ(downloader.download(), 0);
+  EXPECT_EQ(localFile("id.txt"), "stamp 2");
+}
+
+TEST_F(Driver, GoesOnWhenTheTargetCanBeMadeTheNextTime) {
+  publish();
+  writeFile(directory / "file", "in the way");
+  settings.targetDirectory = (directory / "file/target").c_str();
+  EXPECT_EQ(downloader.download(), -1);
+  settings.targetDirectory = (directory / "other").c_str();
+  EXPECT_EQ(downloader.download(), 0);
+  EXPECT_EQ(localFile("other/id.txt"), "stamp 2");
+}
+
+TEST_F(Driver, WritesTheStampThatItCompared) {
+  publish();
+  callback.abortAnswer = [&](auto*, auto*, auto*) {
+    // Published anew while the run goes on: the next one must see a difference.
+    network.respond("/lib/id.txt", "stamp 3");
+    return 0;
+  };
+  EXPECT_EQ(downloader.download(), 0);
+  EXPECT_EQ(localFile("id.txt"), "stamp 2");
+  network.clearLog();
+  EXPECT_EQ(downloader.download(), 0);
+  EXPECT_EQ(network.requests().size(), 4U);
+  EXPECT_EQ(localFile("id.txt"), "stamp 3");
+}
+
+TEST_F(Driver, KeepsTheOldStampWhileFilesAreFetched) {
+  publish();
+  writeFile(directory / "id.txt", "stamp 1");
+  std::vector<std::string> stamps;
+  callback.abortAnswer = [&](auto*, auto*, auto*) {
+    stamps.push_back(localFile("id.txt"));
+    return 0;
+  };
+  EXPECT_EQ(downloader.download(), 0);
+  EXPECT_THAT(stamps, testing::Each("stamp 1"));
+  EXPECT_EQ(stamps.size(), 4U);
+  EXPECT_EQ(localFile("id.txt"), "stamp 2");
 }
 
 TEST_F(Driver, ReadsTheSubPathAnew) {

@@ -91,17 +91,41 @@ TEST(SetError, OverwritesWithoutReleasing) {
   releaseErrorRecord(first);
 }
 
-TEST(SetError, KeepsExactly510CharactersOfALongMessage) {
-  const std::string message = std::string(509, 'a') + "bc" + std::string(89, 'd');
-  ErrorChain chain;
-  setError(chain, "A::b", -1, "%s", message.c_str());
-  EXPECT_EQ(chain.head->message, std::string(509, 'a') + "b");
+TEST(SetError, KeepsTheFirst510CharactersOfAMessage) {
+  const std::string message = std::string(508, 'a') + "bcdefgh" + std::string(85, 'i');
+  const std::pair<int, std::string> kept[] = {{0, ""},
+                                              {1, "a"},
+                                              {509, std::string(508, 'a') + "b"},
+                                              {510, std::string(508, 'a') + "bc"},
+                                              {511, std::string(508, 'a') + "bc"},
+                                              {512, std::string(508, 'a') + "bc"},
+                                              {513, std::string(508, 'a') + "bc"},
+                                              {600, std::string(508, 'a') + "bc"}};
+  for (const auto& [length, expected] : kept) {
+    ErrorChain chain;
+    setError(chain, "A::b", -1, "%.*s", length, message.c_str());
+    EXPECT_EQ(chain.head->message, expected) << length;
+    EXPECT_EQ(chain.head->code, -1);
+    pushError(chain, "A::b", -1, "%.*s", length, message.c_str());
+    EXPECT_EQ(chain.head->message, expected) << length;
+  }
 }
 
-TEST(SetError, KeepsAMessageOf510CharactersWhole) {
+TEST(SetError, LeavesTheLastByteOfTheFieldAlone) {
+  const ErrorChain chain = makeError("A::b", -1, "%s", std::string(600, 'a').c_str());
+  EXPECT_EQ(chain.head->message[509], 'a');
+  EXPECT_EQ(chain.head->message[510], '\0');
+  EXPECT_EQ(chain.head->message[511], '\0');
+}
+
+TEST(SetError, TakesATagOfNull) {
   ErrorChain chain;
-  setError(chain, "A::b", -1, "%s", std::string(510, 'a').c_str());
-  EXPECT_EQ(chain.head->message, std::string(510, 'a'));
+  setError(chain, nullptr, 2147483647, "why");
+  pushError(chain, nullptr, -2147483647 - 1, nullptr);
+  EXPECT_EQ(chain.head->tag, nullptr);
+  EXPECT_EQ(chain.head->next->tag, nullptr);
+  EXPECT_EQ(toString(chain), "-2147483648 | 2147483647: why");
+  EXPECT_EQ(format(chain, 100), "-2147483648 | 2147483647: why");
 }
 
 TEST(PushError, PutsTheRecordOnTopOfTheCause) {
@@ -113,6 +137,15 @@ TEST(PushError, PutsTheRecordOnTopOfTheCause) {
   EXPECT_STREQ(chain.head->message, "effect");
   EXPECT_EQ(chain.head->next, cause);
   EXPECT_EQ(cause->refCount, 1U);
+  EXPECT_EQ(chain.head->refCount, 1U);
+  EXPECT_EQ(chain.head->code, -1);
+  EXPECT_EQ(chain.head->deleter, &std::free);
+}
+
+TEST(PushError, MayUseTheTextOfTheCause) {
+  ErrorChain chain = makeError("A::b", 5, "cause");
+  pushError(chain, "C::d", -1, "because of \"%s\"", chain.head->message);
+  EXPECT_EQ(toString(chain), "[C::d] -1: because of \"cause\" | [A::b] 5: cause");
 }
 
 TEST(PushError, OnAnEmptyChainMakesOneRecord) {
@@ -136,11 +169,13 @@ TEST(ErrorCode, CountsFromTheNewestRecord) {
 
 TEST(ErrorCode, BeyondTheLastRecordIsZero) {
   EXPECT_EQ(errorCode(makeError("A::b", 7, nullptr), 1), 0);
-  EXPECT_EQ(errorCode(makeTwoRecords(), 100), 0);
+  EXPECT_EQ(errorCode(makeTwoRecords(), 2), 0);
+  EXPECT_EQ(errorCode(makeTwoRecords(), 2147483647), 0);
 }
 
 TEST(ErrorCode, OfAnEmptyChainIsZero) {
   EXPECT_EQ(errorCode(ErrorChain(), 0), 0);
+  EXPECT_EQ(errorCode(ErrorChain(), 1), 0);
 }
 
 TEST(ErrorChainText, OfAnEmptyChainIsNoError) {
@@ -202,37 +237,69 @@ TEST(FormatErrorChain, OfSizeZeroWritesNothing) {
   EXPECT_EQ(buffer[0], 'x');
 }
 
-TEST(FormatErrorChain, CutsNoErrorAtTheBuffersEnd) {
-  EXPECT_EQ(format(ErrorChain(), 6), "No er");
+// What fits of a text whose pieces are cut or dropped: each text holds from its size on.
+using Cuts = std::vector<std::pair<std::int32_t, std::string>>;
+
+void expectCuts(const ErrorChain& chain, const Cuts& cuts) {
+  std::size_t current = 0;
+  for (std::int32_t size = 1; size < cuts.back().first + 10; ++size) {
+    if (current + 1 < cuts.size() && cuts[current + 1].first == size) ++current;
+    EXPECT_EQ(format(chain, size), cuts[current].second) << "size " << size;
+  }
 }
 
-TEST(FormatErrorChain, DropsATagThatDoesNotFit) {
-  const ErrorChain chain = makeError("A::b", 7, "message");
-  EXPECT_EQ(format(chain, 7), "");
-  EXPECT_EQ(format(chain, 8), "[A::b] ");
+TEST(FormatErrorChain, CutsNoErrorAtAnyCharacter) {
+  expectCuts(ErrorChain(), {{1, ""},
+                            {2, "N"},
+                            {3, "No"},
+                            {4, "No "},
+                            {5, "No e"},
+                            {6, "No er"},
+                            {7, "No err"},
+                            {8, "No erro"},
+                            {9, "No error"}});
 }
 
-TEST(FormatErrorChain, DropsAMessageThatDoesNotFit) {
-  const ErrorChain chain = makeError("A::b", 7, "message");
-  EXPECT_EQ(format(chain, 17), "[A::b] ");
-  EXPECT_EQ(format(chain, 18), "[A::b] 7: message");
+TEST(FormatErrorChain, DropsATagOrMessageThatDoesNotFit) {
+  expectCuts(makeError("A::b", 7, "message"), {{1, ""}, {8, "[A::b] "}, {18, "[A::b] 7: message"}});
 }
 
-TEST(FormatErrorChain, CutsTheSeparatorWhereTheBufferEnds) {
-  ErrorChain chain = makeError(nullptr, 2, nullptr);
-  pushError(chain, nullptr, 1, nullptr);
-  EXPECT_EQ(format(chain, 2), "1");
-  EXPECT_EQ(format(chain, 3), "1 ");
-  EXPECT_EQ(format(chain, 4), "1 |");
-  EXPECT_EQ(format(chain, 5), "1 | ");
-  EXPECT_EQ(format(chain, 6), "1 | 2");
+TEST(FormatErrorChain, DropsACodeThatDoesNotFit) {
+  expectCuts(makeError(nullptr, -123, nullptr), {{1, ""}, {5, "-123"}});
+  expectCuts(makeError("A::b", -123, nullptr), {{1, ""}, {8, "[A::b] "}, {12, "[A::b] -123"}});
+  expectCuts(makeError(nullptr, -123, "why"), {{1, ""}, {10, "-123: why"}});
 }
 
-TEST(FormatErrorChain, KeepsWholeRecordsBeforeOneThatDoesNotFit) {
-  ErrorChain chain = makeError("Cause::of", 2, "long message");
-  pushError(chain, nullptr, 1, nullptr);
-  EXPECT_EQ(format(chain, 16), "1 | ");
-  EXPECT_EQ(format(chain, 17), "1 | [Cause::of] ");
+TEST(FormatErrorChain, CutsEachPieceOfALongChainByItsRule) {
+  ErrorChain chain;
+  setError(chain, nullptr, 12, "x");
+  pushError(chain, "C::d", 7, nullptr);
+  pushError(chain, nullptr, 3, nullptr);
+  pushError(chain, "A::b", -1, "why");
+  ASSERT_EQ(toString(chain), "[A::b] -1: why | 3 | [C::d] 7 | 12: x");
+  expectCuts(chain, {{1, ""},
+                     {8, "[A::b] "},
+                     {15, "[A::b] -1: why"},
+                     {16, "[A::b] -1: why "},
+                     {17, "[A::b] -1: why |"},
+                     {18, "[A::b] -1: why | "},
+                     {19, "[A::b] -1: why | 3"},
+                     {20, "[A::b] -1: why | 3 "},
+                     {21, "[A::b] -1: why | 3 |"},
+                     {22, "[A::b] -1: why | 3 | "},
+                     {29, "[A::b] -1: why | 3 | [C::d] "},
+                     {30, "[A::b] -1: why | 3 | [C::d] 7"},
+                     {31, "[A::b] -1: why | 3 | [C::d] 7 "},
+                     {32, "[A::b] -1: why | 3 | [C::d] 7 |"},
+                     {33, "[A::b] -1: why | 3 | [C::d] 7 | "},
+                     {38, "[A::b] -1: why | 3 | [C::d] 7 | 12: x"}});
+}
+
+TEST(FormatErrorChain, OfANegativeSizeWritesNothing) {
+  char buffer[1] = {'x'};
+  formatErrorChain(makeTwoRecords(), buffer, -1);
+  formatErrorChain(ErrorChain(), buffer, -2147483647 - 1);
+  EXPECT_EQ(buffer[0], 'x');
 }
 
 TEST(ReleaseErrorChain, LeavesTheHolderEmpty) {
@@ -312,23 +379,28 @@ TEST(ErrorChain, SelfAssignmentKeepsTheChain) {
   EXPECT_EQ(chain.head->refCount, 1U);
 }
 
-TEST(BoundedFormat, ReturnsTheNumberOfCharacters) {
-  char buffer[8] = {};
-  EXPECT_EQ(boundedFormat(buffer, 8, "%d-%s", 12, "abcd"), 7);
-  EXPECT_STREQ(buffer, "12-abcd");
+TEST(BoundedFormat, ReturnsTheNumberOfCharactersWhenTheTerminatorFitsToo) {
+  const struct {
+    std::int32_t size;
+    std::int32_t result;
+    const char* text;
+  } cases[] = {{1, -1, ""},       {2, -1, "1"},      {3, -1, "12"},    {6, -1, "12-ab"},
+               {7, -1, "12-abc"}, {8, 7, "12-abcd"}, {9, 7, "12-abcd"}};
+  for (const auto& [size, result, text] : cases) {
+    char buffer[12];
+    std::memset(buffer, 'x', sizeof(buffer));
+    EXPECT_EQ(boundedFormat(buffer, size, "%d-%s", 12, "abcd"), result) << size;
+    EXPECT_STREQ(buffer, text);
+    EXPECT_EQ(buffer[size - 1], '\0');
+    EXPECT_EQ(buffer[size], 'x') << size;
+  }
 }
 
-TEST(BoundedFormat, ReturnsMinusOneWhenTheOutputExceedsTheArea) {
-  char buffer[5] = {'x', 'x', 'x', 'x', 'x'};
-  EXPECT_EQ(boundedFormat(buffer, 4, "%s", "abcdef"), -1);
-  EXPECT_EQ(buffer[3], '\0');
-  EXPECT_EQ(buffer[4], 'x');
-}
-
-TEST(BoundedFormat, ReturnsMinusOneWhenTheOutputLeavesNoRoomForTheTerminator) {
-  char buffer[4] = {'x', 'x', 'x', 'x'};
-  EXPECT_EQ(boundedFormat(buffer, 4, "%s", "abcd"), -1);
-  EXPECT_EQ(buffer[3], '\0');
+TEST(BoundedFormat, OfAnEmptyTextReturnsZero) {
+  char buffer[2] = {'x', 'x'};
+  EXPECT_EQ(boundedFormat(buffer, 1, "%s", ""), 0);
+  EXPECT_EQ(buffer[0], '\0');
+  EXPECT_EQ(buffer[1], 'x');
 }
 
 TEST(BoundedFormat, LeavesTheLastByteZero) {
