@@ -16,6 +16,8 @@ TEST(Headers, KeepsAFieldGivenByLengthOrTerminator) {
   EXPECT_EQ(index, 0);
   EXPECT_NE(headers.internalSet("X-Test-Cut", 6, "value", 3, 1, &index), 0);
   EXPECT_EQ(index, 1);
+  ASSERT_EQ(headers.fields().list.size(), 2U);
+  EXPECT_EQ(headers.fields().list[0].name, "User-Agent");
   EXPECT_EQ(headers.fields().list[0].value, "mtldownloader");
   EXPECT_EQ(headers.fields().list[1].name, "X-Test");
   EXPECT_EQ(headers.fields().list[1].value, "val");

@@ -1,4 +1,6 @@
 // What a pool of clients promises, against a scripted server.
+#include <gmock/gmock.h>
+
 #include <chrono>
 #include <string>
 #include <thread>
@@ -89,6 +91,22 @@ TEST_F(HttpClientPoolTest, SendsTheHeadersOfThePoolAndAsksForNoEncoding) {
   EXPECT_EQ(request.header("Accept-Encoding"), "");
   EXPECT_EQ(request.header("Cookie"), "");
   EXPECT_EQ(request.header("Authorization"), "");
+}
+
+TEST_F(HttpClientPoolTest, ReplacesItsHeadersOrAddsToThem) {
+  Krell::Err err;
+  for (const krbool append : {0, 1}) {
+    Headers headers;
+    headers.internalSet(append != 0 ? "X-Second" : "X-First", -2, "value", -1, 1, nullptr);
+    EXPECT_NE(pool_.setHeaders(err, headers, append), 0);
+  }
+  EXPECT_FALSE(err.chain);
+  Received received;
+  get("/", received);
+  const ServerRequest request = server_.requests().at(0);
+  EXPECT_EQ(request.header("User-Agent"), "");
+  EXPECT_EQ(request.header("X-First"), "value");
+  EXPECT_EQ(request.header("X-Second"), "value");
 }
 
 TEST_F(HttpClientPoolTest, RefusesPathsThatWouldChangeTheRequest) {
@@ -205,8 +223,9 @@ TEST_F(HttpClientPoolTest, ReportsABodyShorterThanAnnounced) {
   Received received;
   get("/cut", received);
   EXPECT_EQ(received.errorCalls, 1);
-  EXPECT_EQ(received.reason, CONNECTION_ERROR_TRUNCATED);
+  EXPECT_EQ(received.reason, 7U);
   EXPECT_FALSE(received.systemNumber);
+  EXPECT_EQ(received.underlying, 18);
   EXPECT_EQ(received.status, 200U);
 }
 
@@ -214,7 +233,9 @@ TEST_F(HttpClientPoolTest, ReportsAConnectionClosedBeforeTheAnswer) {
   server_.handle("/none", [](const ServerRequest&, Socket&) { return false; });
   Received received;
   get("/none", received);
-  EXPECT_EQ(received.reason, CONNECTION_ERROR_RECEIVE);
+  EXPECT_EQ(received.reason, 6U);
+  EXPECT_FALSE(received.systemNumber);
+  EXPECT_EQ(received.underlying, 52);
   EXPECT_EQ(received.status, 0U);
 }
 
@@ -337,15 +358,18 @@ TEST_F(HttpClientPoolTest, ReportsAPortThatNobodyListensOn) {
   configure("127.0.0.1", port);
   Received received;
   get("/file", received);
-  EXPECT_EQ(received.reason, CONNECTION_ERROR_CONNECT);
+  EXPECT_EQ(received.reason, 2U);
   EXPECT_TRUE(received.systemNumber);
+  EXPECT_THAT(received.underlying, testing::AnyOf(111, 10061));
 }
 
 TEST_F(HttpClientPoolTest, ReportsANameThatDoesNotExist) {
   configure("nothing.invalid", 80);
   Received received;
   get("/file", received);
-  EXPECT_EQ(received.reason, CONNECTION_ERROR_RESOLVE);
+  EXPECT_EQ(received.reason, 1U);
+  EXPECT_FALSE(received.systemNumber);
+  EXPECT_EQ(received.underlying, 6);
 }
 
 TEST_F(HttpClientPoolTest, SpeaksTlsOnlyToATlsServer) {

@@ -162,6 +162,7 @@ void HttpGetter::responseProgressCb(CallbackContext* context, ReqTokenGeneralTyp
 
 void HttpGetter::updateProgress() {
   if (totalBytes < 1) return;
+  // In single precision to the end, which decides where one thousandth becomes the next.
   const float part = static_cast<float>(receivedBytes.load()) / static_cast<float>(totalBytes);
   const auto permille = truncateTo<int>(part * 1000.0F + 0.5F);
   if (permille > lastPermille) {

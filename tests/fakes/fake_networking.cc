@@ -9,10 +9,10 @@
 #include <utility>
 
 #include "evbuffer.h"
-#include "fakes/failing_allocation.h"
 #include "header_fields.h"
 #include "plugin/error_chain.h"
 #include "ssl_configuration.h"
+#include "support/counting_allocator.h"
 
 using Pause = FailingAllocation::Pause;
 
@@ -71,6 +71,14 @@ void FakeNetwork::failSetup(const std::string& operation, const std::string& tex
   setupFailures_[operation] = text;
 }
 
+void FakeNetwork::answerSetup(const std::string& operation, krbool result) {
+  setupAnswers_[operation] = result;
+}
+
+void FakeNetwork::complainAboutRequests(const std::string& text) {
+  complaint_ = text;
+}
+
 void FakeNetwork::failInitialization(const char* text) {
   initializationFails_ = true;
   initializationText_ = text;
@@ -86,7 +94,12 @@ void FakeNetwork::clearLog() {
 }
 
 void FakeNetwork::write(const std::string& call) {
+  tell(call);
   log_.push_back(call);
+}
+
+void FakeNetwork::tell(const std::string& call) {
+  if (onCall) onCall(call);
 }
 
 namespace {
@@ -105,17 +118,22 @@ const char* setupTag(const std::string& operation) {
 
 }  // namespace
 
-bool FakeNetwork::setupSucceeds(const std::string& operation, Krell::Err& err) {
+krbool FakeNetwork::resultOfSetup(const std::string& operation, Krell::Err& err) {
   const auto failure = setupFailures_.find(operation);
-  if (failure == setupFailures_.end()) return true;
-  pushError(err.chain, setupTag(operation), -1, "%s", failure->second.c_str());
-  return false;
+  const bool fails = failure != setupFailures_.end();
+  if (fails) pushError(err.chain, setupTag(operation), -1, "%s", failure->second.c_str());
+  const auto answer = setupAnswers_.find(operation);
+  if (answer != setupAnswers_.end()) return answer->second;
+  return fails ? 0 : 1;
 }
 
 bool FakeNetwork::requestSucceeds(const std::string& path, Krell::Err& err) {
   const auto refusal = refusals_.find(path);
   if (refusal == refusals_.end()) {
     requests_.push_back(path);
+    if (!complaint_.empty()) {
+      setError(err.chain, "HttpClient::request", -1, "%s", complaint_.c_str());
+    }
     return true;
   }
   setError(err.chain, "HttpClient::request", -1, "%s", refusal->second.c_str());
@@ -132,7 +150,7 @@ void FakeNetwork::keepCallbacks(const Krell::Networking::HttpClient::Callbacks& 
   userPointer_ = userPointer;
 }
 
-void FakeNetwork::deliverData(Krell::Networking::ReqTokenGeneralType* token,
+bool FakeNetwork::deliverData(Krell::Networking::ReqTokenGeneralType* token,
                               Krell::Networking::TransferProgress& progress,
                               const std::string& bytes) {
   Krell::Evbuffer storage{bytes.data(), bytes.size()};
@@ -140,6 +158,7 @@ void FakeNetwork::deliverData(Krell::Networking::ReqTokenGeneralType* token,
   response.data = &storage;
   Krell::Networking::CallbackContext context{nullptr, userPointer_};
   callbacks_.onData(&context, token, &progress, &response);
+  return response.data == nullptr;
 }
 
 FakeResponse FakeNetwork::responseTo(const std::string& path) const {
@@ -255,7 +274,10 @@ class TransferEngine {
     Response response;
     response.data = &bytes;
     progress.receivedBytes += static_cast<std::int64_t>(piece.size());
-    callbacks_.onData(&context, token, &progress, &response);
+    {
+      const FailingAllocation::Resumption resumption;
+      callbacks_.onData(&context, token, &progress, &response);
+    }
     return progress.abort == 0;
   }
 
@@ -302,14 +324,14 @@ krbool HttpClientPool::initialize(int clientCount) {
 krbool HttpClientPool::setMode(Err& err, unsigned mode) {
   const Pause pause;
   FakeNetwork::current().write("setMode(" + std::to_string(mode) + ")");
-  return FakeNetwork::current().setupSucceeds("setMode", err) ? 1 : 0;
+  return FakeNetwork::current().resultOfSetup("setMode", err);
 }
 
 krbool HttpClientPool::setServer(Err& err, const char* host, int port, IP* bindTo) {
   const Pause pause;
   FakeNetwork::current().write("setServer(" + quoted(host) + ", " + std::to_string(port) + ", " +
                                nullOrNot(bindTo) + ")");
-  return FakeNetwork::current().setupSucceeds("setServer", err) ? 1 : 0;
+  return FakeNetwork::current().resultOfSetup("setServer", err);
 }
 
 krbool HttpClientPool::setSSLContext(Err& err, const ClientSSLConfiguration* configuration) {
@@ -317,14 +339,14 @@ krbool HttpClientPool::setSSLContext(Err& err, const ClientSSLConfiguration* con
   const bool isContexts = configuration == getKrellNetworkingContext()->clientSsl;
   FakeNetwork::current().write(isContexts ? "setSSLContext(the context's)"
                                           : "setSSLContext(another)");
-  return FakeNetwork::current().setupSucceeds("setSSLContext", err) ? 1 : 0;
+  return FakeNetwork::current().resultOfSetup("setSSLContext", err);
 }
 
 krbool HttpClientPool::setProxyServer(Err& err, const char* host, int port) {
   const Pause pause;
   FakeNetwork::current().write("setProxyServer(" + quoted(host) + ", " + std::to_string(port) +
                                ")");
-  return FakeNetwork::current().setupSucceeds("setProxyServer", err) ? 1 : 0;
+  return FakeNetwork::current().resultOfSetup("setProxyServer", err);
 }
 
 krbool HttpClientPool::setCallbacks(Err& err, const HttpClient::Callbacks& callbacks,
@@ -334,7 +356,7 @@ krbool HttpClientPool::setCallbacks(Err& err, const HttpClient::Callbacks& callb
                                nullOrNot(userPointer) + ")");
   FakeNetwork::current().keepCallbacks(callbacks, userPointer);
   clients_->engine_->configure(callbacks, userPointer);
-  return FakeNetwork::current().setupSucceeds("setCallbacks", err) ? 1 : 0;
+  return FakeNetwork::current().resultOfSetup("setCallbacks", err);
 }
 
 krbool HttpClientPool::setHeaders(Err& err, Headers& headers, krbool append) {
@@ -343,7 +365,30 @@ krbool HttpClientPool::setHeaders(Err& err, Headers& headers, krbool append) {
   for (const HeaderField& field : headers.fields().list)
     list += "\"" + field.name + ": " + field.value + "\", ";
   FakeNetwork::current().write("setHeaders(" + list + std::to_string(append) + ")");
-  return FakeNetwork::current().setupSucceeds("setHeaders", err) ? 1 : 0;
+  return FakeNetwork::current().resultOfSetup("setHeaders", err);
+}
+
+Headers::Headers() : fields_(new HeaderFields) {
+  const Pause pause;
+  FakeNetwork::current().tell("Headers()");
+}
+
+Headers::~Headers() {
+  const Pause pause;
+  FakeNetwork::current().tell("~Headers()");
+  delete fields_;
+}
+
+krbool Headers::internalSet(const char* name, int nameLength, const char* value, int valueLength,
+                            krbool replace, int* index) {
+  {
+    const Pause pause;
+    FakeNetwork::current().tell("internalSet(" + quoted(name) + ", " + std::to_string(nameLength) +
+                                ", " + quoted(value) + ", " + std::to_string(valueLength) + ", " +
+                                std::to_string(replace) + ", " + nullOrNot(index) + ")");
+  }
+  fields_->list.push_back({name, value});
+  return 1;
 }
 
 HttpClient* HttpClientPool::waitAvailable(int* index) {
@@ -370,6 +415,7 @@ void HttpClientPool::destroy() {
 
 krbool NetworkingContextInitializerRAII::initializeDefault(const char* name,
                                                            QUtils::CharString& error) {
+  const Pause pause;
   FakeNetwork& network = FakeNetwork::current();
   network.write("initializeDefault(" + quoted(name) + ") flags=" + hexadecimal(flags) +
                 " version=" + hexadecimal(version));
@@ -382,8 +428,21 @@ krbool NetworkingContextInitializerRAII::initializeDefault(const char* name,
 }
 
 void NetworkingContextInitializerRAII::deinitialize(krbool initialized) {
+  const Pause pause;
   FakeNetwork::current().write("deinitialize(" + std::to_string(initialized) +
                                ") flags=" + hexadecimal(flags));
+}
+
+krbool parseServerWithPortUntold(const char* begin, const char* end, QUtils::CharString& host,
+                                 int& port);
+
+krbool parseServerWithPort(const char* begin, const char* end, QUtils::CharString& host,
+                           int& port) {
+  if (currentNetwork != nullptr) {
+    const Pause pause;
+    currentNetwork->tell("parseServerWithPort(\"" + std::string(begin, end) + "\")");
+  }
+  return parseServerWithPortUntold(begin, end, host, port);
 }
 
 KrellNetworkingContext* getKrellNetworkingContext() {

@@ -4,6 +4,7 @@
 #define MTLLIB_TESTS_FAKES_FAKE_NETWORKING_H_
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -49,6 +50,12 @@ class FakeNetwork {
   /// "HttpClientPool::setServer".
   void failSetup(const std::string& operation, const std::string& text);
 
+  /// The set-up call `operation` returns `result`, whatever it leaves in its error.
+  void answerSetup(const std::string& operation, krbool result);
+
+  /// Requests are started, but leave `text` as an error, tagged "HttpClient::request".
+  void complainAboutRequests(const std::string& text);
+
   /// initializeDefault() fails and gives `text`, or no text at all when it is null.
   void failInitialization(const char* text);
 
@@ -62,19 +69,25 @@ class FakeNetwork {
   const std::vector<std::string>& requests() const { return requests_; }
   void clearLog();
 
+  /// Told of every call, before it has an effect: those of the log, what becomes of header
+  /// lists ("Headers()", "internalSet(...)", "~Headers()"), and the texts parsed
+  /// ("parseServerWithPort(\"h:80\")").
+  std::function<void(const std::string& call)> onCall;
+
   /// As last given to setCallbacks().
   const Krell::Networking::HttpClient::Callbacks& callbacks() const { return callbacks_; }
   void* userPointer() const { return userPointer_; }
 
   /// Calls the data callback, as if `bytes` had just arrived for the request `token`. The
-  /// caller keeps `progress` up to date.
-  void deliverData(Krell::Networking::ReqTokenGeneralType* token,
+  /// caller keeps `progress` up to date. True when the callback took the bytes.
+  bool deliverData(Krell::Networking::ReqTokenGeneralType* token,
                    Krell::Networking::TransferProgress& progress, const std::string& bytes);
 
   /// Used by the library's operations.
   static FakeNetwork& current();
   void write(const std::string& call);
-  bool setupSucceeds(const std::string& operation, Krell::Err& err);
+  void tell(const std::string& call);
+  krbool resultOfSetup(const std::string& operation, Krell::Err& err);
   bool requestSucceeds(const std::string& path, Krell::Err& err);
   bool isShutDown();
   const char* initializationText() const { return initializationText_; }
@@ -88,6 +101,8 @@ class FakeNetwork {
   std::map<std::string, FakeResponse> responses_;
   std::map<std::string, std::string> refusals_;
   std::map<std::string, std::string> setupFailures_;
+  std::map<std::string, krbool> setupAnswers_;
+  std::string complaint_;
   std::vector<std::string> finishOrder_;
   const char* initializationText_ = nullptr;
   bool initializationFails_ = false;

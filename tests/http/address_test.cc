@@ -49,10 +49,16 @@ TEST(SplitAddress, EndsTheSchemeAtTheFirstSeparator) {
   expectAddress("h/x://y", Address::kUnknown, "y", -1, "");
 }
 
+TEST(SplitAddress, TakesNothingShorterForASeparator) {
+  expectAddress("http:/h/x", Address::kHttp, "http", -1, "/h/x");
+  expectAddress("https:h/x", Address::kHttp, "https:h", -1, "/x");
+}
+
 TEST(SplitAddress, StartsThePathAtTheFirstSlash) {
   expectAddress("http://h/", Address::kHttp, "h", -1, "/");
   expectAddress("http://h//a", Address::kHttp, "h", -1, "//a");
   expectAddress("http://h/a:1", Address::kHttp, "h", -1, "/a:1");
+  expectAddress("http://h?x/y#z", Address::kHttp, "h?x", -1, "/y#z");
 }
 
 TEST(SplitAddress, LeavesAnEmptyHostUnparsed) {

@@ -4,9 +4,13 @@
 
 #include <new>
 #include <string>
+#include <vector>
 
 #include "fakes/downloader_fixture.h"
 #include "http/http_getter.h"
+#include "plugin/error_chain.h"
+#include "qutils/system_proxy.h"
+#include "support/test_registry_key.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -38,6 +42,45 @@ TEST_F(GetterSetup, TurnsOnTlsForHttps) {
   EXPECT_STREQ(downloader.remotePath.text(), "/lib");
 }
 
+/// Everything that a set-up calls, of the library and of the host.
+class CompleteSetup : public DownloaderFixture {
+ protected:
+  CompleteSetup() {
+    network.onCall = [this](const std::string& call) {
+      for (const std::string& line : callback.transcript())
+        order.push_back(line);
+      callback.clear();
+      order.push_back(call);
+    };
+  }
+  ~CompleteSetup() override { network.onCall = nullptr; }
+
+  std::vector<std::string> order;
+};
+
+TEST_F(CompleteSetup, ChoosesTheProxyBeforeItConfiguresAnythingAndDropsTheHeaderListLast) {
+  settings.remoteAddress = "https://h:444/lib";
+  EXPECT_EQ(downloader.initHttpGetter(), 0);
+  EXPECT_THAT(order,
+              ElementsAre("initialize(5)", "parseServerWithPort(\"h:444\")",
+                          "logInfo: HTTP proxy disabled. Using direct connection.", "setMode(2)",
+                          "setServer(\"h\", 444, null)", "setSSLContext(the context's)",
+                          "setProxyServer(null, 80)", "setCallbacks(64, not null)", "Headers()",
+                          "internalSet(\"User-Agent\", -2, \"mtldownloader\", -1, 1, null)",
+                          "setHeaders(\"User-Agent: mtldownloader\", 0)", "~Headers()"));
+}
+
+TEST_F(CompleteSetup, ParsesNoEmptyHost) {
+  settings.remoteAddress = "http:///lib";
+  EXPECT_EQ(downloader.initHttpGetter(), 0);
+  EXPECT_THAT(order,
+              ElementsAre("initialize(5)", "logInfo: HTTP proxy disabled. Using direct connection.",
+                          "setMode(2)", "setServer(\"\", 80, null)", "setProxyServer(null, 80)",
+                          "setCallbacks(64, not null)", "Headers()",
+                          "internalSet(\"User-Agent\", -2, \"mtldownloader\", -1, 1, null)",
+                          "setHeaders(\"User-Agent: mtldownloader\", 0)", "~Headers()"));
+}
+
 TEST_F(GetterSetup, TakesAnAddressWithoutSchemeAsHttp) {
   settings.remoteAddress = "h/lib";
   EXPECT_EQ(downloader.initHttpGetter(), 0);
@@ -67,6 +110,12 @@ TEST_F(GetterSetup, LetsAnExplicitPortWinOverTheDefault) {
   EXPECT_EQ(downloader.initHttpGetter(), 0);
   EXPECT_EQ(network.log().at(2), "setServer(\"h\", 80, null)");
   EXPECT_EQ(network.log().at(3), "setSSLContext(the context's)");
+}
+
+TEST_F(GetterSetup, TakesPortZeroAsGiven) {
+  settings.remoteAddress = "http://h:0/lib";
+  EXPECT_EQ(downloader.initHttpGetter(), 0);
+  EXPECT_EQ(network.log().at(2), "setServer(\"h\", 0, null)");
 }
 
 TEST_F(GetterSetup, LetsTheNetworkJudgeAnEmptyHost) {
@@ -146,6 +195,8 @@ TEST_F(GetterSetup, RefusesAnEmptyScheme) {
               ElementsAre("[DownloaderImpl::initHttpGetter] -1: Could not use download URL "
                           "\"://h\" | [DownloaderImpl::initHttpGetter] -1: Unkown addressing "
                           "scheme"));
+  EXPECT_THAT(network.log(), ElementsAre("initialize(5)", "destroy()"));
+  EXPECT_EQ(downloader.httpGetter, nullptr);
 }
 
 TEST_F(GetterSetup, NamesAnAbsentAddressAsEmpty) {
@@ -253,6 +304,27 @@ TEST_F(GetterSetup, ReportsSeveralFailuresAsOneChain) {
                           "[HttpClientPool::setMode] -1: first"));
 }
 
+TEST_F(GetterSetup, IgnoresTheResultsOfTheCalls) {
+  settings.remoteAddress = "https://h/lib";
+  for (const char* operation :
+       {"setMode", "setServer", "setSSLContext", "setProxyServer", "setCallbacks", "setHeaders"}) {
+    network.answerSetup(operation, 0);
+  }
+  EXPECT_EQ(downloader.initHttpGetter(), 0);
+  EXPECT_NE(downloader.httpGetter, nullptr);
+  EXPECT_THAT(callback.errors(), IsEmpty());
+}
+
+TEST_F(GetterSetup, FailsOnAnErrorThatComesWithAGoodResult) {
+  network.failSetup("setCallbacks", "No such luck");
+  network.answerSetup("setCallbacks", 1);
+  EXPECT_EQ(downloader.initHttpGetter(), -1);
+  EXPECT_EQ(downloader.httpGetter, nullptr);
+  EXPECT_THAT(callback.errors(),
+              ElementsAre("[DownloaderImpl::initHttpGetter] -1: Could not use download URL "
+                          "\"http://h/lib\" | [HttpClientPool::setCallbacks] -1: No such luck"));
+}
+
 TEST_F(GetterSetup, LeavesTheReportedChainToWhoCopiedIt) {
   network.failSetup("setServer", "No such luck");
   EXPECT_EQ(downloader.initHttpGetter(), -1);
@@ -261,21 +333,83 @@ TEST_F(GetterSetup, LeavesTheReportedChainToWhoCopiedIt) {
   EXPECT_EQ(head->next->refCount, 1U);
 }
 
-TEST(GetterTeardown, DestroysThePoolAndReleasesWhatTheGetterHolds) {
+/// The system's proxy settings name a proxy and the servers that need none.
+class SystemProxySetup : public DownloaderFixture {
+ protected:
+  SystemProxySetup() { settings.proxyMode = PROXY_MODE_SYSTEM; }
+  ~SystemProxySetup() override {
+    bypass(0, "");
+    TestRegistryKey key(kInternetSettingsPath);
+    key.remove("ProxyServer");
+    key.remove("ProxyOverride");
+  }
+
+  static void bypass(DWORD enabled, const char* patterns) {
+    TestRegistryKey key(kInternetSettingsPath);
+    key.setNumber("ProxyEnable", enabled);
+    key.setText("ProxyServer", "proxy.lan:3128");
+    key.setText("ProxyOverride", patterns);
+    QUtils::SystemProxySettings forgotten;
+    EXPECT_FALSE(QUtils::readSystemProxySettings(forgotten, true));
+  }
+};
+
+TEST_F(SystemProxySetup, AsksForTheHostWithoutSchemePortAndPath) {
+  bypass(1, "http*;*:8080;*/lib");
+  settings.remoteAddress = "http://files.example:8080/lib";
+  EXPECT_EQ(downloader.initHttpGetter(), 0);
+  EXPECT_EQ(network.log().at(3), "setProxyServer(\"proxy.lan\", 3128)");
+}
+
+TEST_F(SystemProxySetup, ConnectsDirectlyToABypassedHost) {
+  bypass(1, "files.example");
+  settings.remoteAddress = "https://files.example:8080/lib";
+  EXPECT_EQ(downloader.initHttpGetter(), 0);
+  EXPECT_EQ(network.log().at(4), "setProxyServer(null, 80)");
+}
+
+TEST_F(SystemProxySetup, AsksForAnEmptyTextWithoutAHost) {
+  bypass(1, "*");
+  settings.remoteAddress = "http:///lib";
+  EXPECT_EQ(downloader.initHttpGetter(), 0);
+  EXPECT_EQ(network.log().at(3), "setProxyServer(null, 80)");
+}
+
+/// Ends a getter while a text and an error are held elsewhere too.
+class GetterTeardown : public testing::Test {
+ protected:
+  GetterTeardown() {
+    getter = new (QUtils::qmalloc(sizeof(HttpGetter))) HttpGetter(&callback);
+    getter->pool.initialize(kHttpClientCount);
+    getter->phaseText = caption;
+    getter->requestSlots[kHttpClientCount - 1].error = error;
+    network.clearLog();
+    network.onCall = [this](const std::string&) { expectHolders(2); };
+  }
+
+  void expectHolders(std::uint32_t count) const {
+    EXPECT_EQ(caption.buffer()->refCount.load(), count);
+    EXPECT_EQ(error.head->refCount, count);
+  }
+
   FakeNetwork network;
   RecordingCallback callback;
-  alignas(HttpGetter) unsigned char memory[sizeof(HttpGetter)];
-  auto* getter = new (memory) HttpGetter(&callback);
-  getter->pool.initialize(kHttpClientCount);
-  QUtils::CharString caption("Downloading files");
-  getter->phaseText = caption;
-  EXPECT_EQ(caption.buffer()->refCount.load(), 2U);
-  network.clearLog();
+  const QUtils::CharString caption{"Downloading files"};
+  const ErrorChain error = makeError("Test", 5, "broken");
+  HttpGetter* getter = nullptr;
+};
 
-  destroyHttpGetter(getter, false);
-
+TEST_F(GetterTeardown, DestroysThePoolBeforeItReleasesWhatTheGetterHolds) {
+  destroyHttpGetter(getter, true);
   EXPECT_THAT(network.log(), ElementsAre("destroy()"));
-  EXPECT_EQ(caption.buffer()->refCount.load(), 1U);
+  expectHolders(1);
+}
+
+TEST_F(GetterTeardown, LeavesTheMemoryWhenToldSo) {
+  destroyHttpGetter(getter, false);
+  EXPECT_THAT(network.log(), ElementsAre("destroy()"));
+  expectHolders(1);
+  QUtils::qfree(getter);
 }
 
 }  // namespace

@@ -2,12 +2,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <thread>
 #include <utility>
+#include <vector>
 
 #include "fakes/downloader_fixture.h"
+#include "fakes/silent_callback.h"
 #include "http/http_getter.h"
 #include "plugin/error_chain.h"
 
@@ -31,6 +35,15 @@ class FullStream final : public PMemStream {
   ErrorChain Write(const void*, std::uint32_t, std::uint32_t& written) override {
     written = 0;
     return makeError("FullStream::Write", 112, "disk full");
+  }
+};
+
+/// A stream that takes fewer bytes than it is given, and says nothing of it.
+class ShortStream final : public PMemStream {
+ public:
+  ShortStream() : PMemStream(16) {}
+  ErrorChain Write(const void* bytes, std::uint32_t count, std::uint32_t& written) override {
+    return PMemStream::Write(bytes, count - 1, written);
   }
 };
 
@@ -60,6 +73,16 @@ class Requests : public DownloaderFixture {
     EXPECT_EQ(takeClient(), index);
     const ErrorChain error = getter().issueRequest(index, path, stream, tag, 0);
     EXPECT_FALSE(error) << chainText(error);
+  }
+
+  void expectIdle(int index) {
+    EXPECT_EQ(slot(index).busy, 0U);
+    EXPECT_EQ(slot(index).tag, 0U);
+    EXPECT_FALSE(slot(index).error);
+    EXPECT_EQ(slot(index).status, 0U);
+    EXPECT_EQ(slot(index).expectedSize, 0);
+    EXPECT_EQ(slot(index).bytesWritten, 0);
+    EXPECT_EQ(slot(index).stream, nullptr);
   }
 
   /// Lets `count` bytes arrive for the request on client 0, without any content: only
@@ -108,25 +131,26 @@ TEST_F(WaitAvailable, HandsOutAFreshClientWithoutACompletion) {
 }
 
 TEST_F(WaitAvailable, CollectsTheRequestThatLastRanOnTheClient) {
-  network.respond("/lib/a", "body");
+  const char* const paths[] = {"/lib/0", "/lib/1", "/lib/2", "/lib/3", "/lib/4"};
   for (int client = 0; client < kHttpClientCount; ++client) {
-    issue(client, "/lib/a", &body, 40U + static_cast<std::uint32_t>(client));
+    network.respond(paths[client], "body");
+    EXPECT_EQ(takeClient(), client);
+    EXPECT_FALSE(getter().issueRequest(client, paths[client], &body,
+                                       40U + static_cast<std::uint32_t>(client), 4));
   }
+  network.finishInOrder({"/lib/3"});
   int index = -1;
   std::uint32_t hadCompletion = 0;
   HttpDldDone done;
   EXPECT_FALSE(getter().waitAvailable(index, hadCompletion, done));
-  EXPECT_EQ(index, 0);
+  EXPECT_EQ(index, 3);
   EXPECT_EQ(hadCompletion, 1U);
-  EXPECT_EQ(done.tag, 40U);
+  EXPECT_EQ(done.tag, 43U);
   EXPECT_EQ(done.status, 200U);
   EXPECT_FALSE(done.error);
-  EXPECT_EQ(slot(0).busy, 0U);
-  EXPECT_EQ(slot(0).tag, 0U);
-  EXPECT_EQ(slot(0).status, 0U);
-  EXPECT_EQ(slot(0).bytesWritten, 0);
-  EXPECT_EQ(slot(0).stream, nullptr);
-  EXPECT_EQ(slot(1).busy, 1U);
+  expectIdle(3);
+  for (const int running : {0, 1, 2, 4})
+    EXPECT_EQ(slot(running).busy, 1U);
 }
 
 TEST_F(WaitAvailable, SharesTheErrorOfTheCollectedRequest) {
@@ -146,7 +170,7 @@ TEST_F(WaitAvailable, SharesTheErrorOfTheCollectedRequest) {
             "[HttpGetter::responseErrorCb] -1: Connection error: reason=6 extraF=1000 "
             "underlying=104");
   EXPECT_EQ(done.error.head->refCount, 1U);
-  EXPECT_FALSE(slot(0).error);
+  expectIdle(0);
 }
 
 TEST_F(WaitAvailable, FailsWhenThePoolIsShuttingDown) {
@@ -174,6 +198,8 @@ TEST_F(IssueRequest, SendsAGetWithTheSlotAsToken) {
   RequestSlot& used = slot(takeClient());
   used.status = 500;
   used.error = makeError("Test", 1, "left over");
+  used.expectedSize = 77;
+  used.tag = 5;
   used.bytesWritten = 99;
   EXPECT_FALSE(getter().issueRequest(0, "/lib/a", &body, 17, 12345));
   EXPECT_THAT(network.log(), ElementsAre("waitAvailable() -> 0",
@@ -197,14 +223,27 @@ TEST_F(IssueRequest, DoesNotWait) {
 TEST_F(IssueRequest, ReturnsTheNetworksErrorWhenRefused) {
   network.refuseRequest("/lib/a", "Invalid request path");
   const int client = takeClient();
+  slot(client).busy = 1;
   const ErrorChain error = getter().issueRequest(client, "/lib/a", &body, 17, 12345);
   EXPECT_EQ(chainText(error), "[HttpClient::request] -1: Invalid request path");
+  EXPECT_EQ(error.head->refCount, 1U);
   EXPECT_EQ(slot(client).busy, 0U);
+  EXPECT_FALSE(slot(client).error);
+  EXPECT_EQ(slot(client).status, 0U);
   EXPECT_EQ(slot(client).tag, 17U);
   EXPECT_EQ(slot(client).expectedSize, 12345);
   EXPECT_EQ(slot(client).stream, &body);
   HttpDldDone done;
   EXPECT_EQ(getter().waitForRequestCompletion(done), -1);
+}
+
+TEST_F(IssueRequest, BelievesTheResultRatherThanTheError) {
+  network.respond("/lib/a", "body");
+  network.complainAboutRequests("Slow today");
+  const int client = takeClient();
+  EXPECT_FALSE(getter().issueRequest(client, "/lib/a", &body, 17, 12345));
+  EXPECT_EQ(slot(client).busy, 1U);
+  EXPECT_FALSE(slot(client).error);
 }
 
 TEST_F(IssueRequest, LeavesNothingOfARefusedRequestToTheNextCollection) {
@@ -216,9 +255,8 @@ TEST_F(IssueRequest, LeavesNothingOfARefusedRequestToTheNextCollection) {
   EXPECT_FALSE(getter().waitAvailable(index, hadCompletion, done));
   EXPECT_EQ(index, 0);
   EXPECT_EQ(hadCompletion, 0U);
-  EXPECT_EQ(slot(0).stream, nullptr);
-  EXPECT_EQ(slot(0).tag, 0U);
-  EXPECT_EQ(slot(0).expectedSize, 0);
+  EXPECT_EQ(done.tag, 0U);
+  expectIdle(0);
 }
 
 // Waiting for what is in flight.
@@ -248,8 +286,7 @@ TEST_F(WaitForRequestCompletion, CollectsTheLowestClientFirst) {
   EXPECT_EQ(getter().waitForRequestCompletion(done), 0);
   EXPECT_EQ(done.tag, 10U);
   EXPECT_EQ(done.status, 200U);
-  EXPECT_EQ(slot(0).busy, 0U);
-  EXPECT_EQ(slot(0).stream, nullptr);
+  expectIdle(0);
   EXPECT_EQ(slot(1).busy, 1U);
   EXPECT_EQ(getter().waitForRequestCompletion(done), 1);
   EXPECT_EQ(done.tag, 11U);
@@ -265,10 +302,28 @@ TEST_F(WaitForRequestCompletion, SkipsClientsThatAreIdle) {
   network.respond("/lib/a", "one");
   network.refuseRequest("/lib/b", "no");
   EXPECT_TRUE(getter().issueRequest(takeClient(), "/lib/b", &body, 1, 0));
-  EXPECT_FALSE(getter().issueRequest(3, "/lib/a", &body, 2, 0));
+  EXPECT_FALSE(getter().issueRequest(4, "/lib/a", &body, 2, 0));
   HttpDldDone done;
-  EXPECT_EQ(getter().waitForRequestCompletion(done), 3);
+  EXPECT_EQ(getter().waitForRequestCompletion(done), 4);
   EXPECT_EQ(done.tag, 2U);
+}
+
+TEST_F(WaitForRequestCompletion, HandsOverWhatTheCallbacksLeft) {
+  FakeResponse broken;
+  broken.status = 206;
+  broken.pieces = {"one"};
+  broken.error = ConnectionError{0x1006, 104};
+  network.respond("/lib/a", broken);
+  EXPECT_FALSE(getter().issueRequest(takeClient(), "/lib/a", &body, 0xFFFFFFFF, 3));
+  HttpDldDone done;
+  EXPECT_EQ(getter().waitForRequestCompletion(done), 0);
+  EXPECT_EQ(done.tag, 0xFFFFFFFFU);
+  EXPECT_EQ(done.status, 206U);
+  EXPECT_EQ(chainText(done.error),
+            "[HttpGetter::responseErrorCb] -1: Connection error: reason=6 extraF=1000 "
+            "underlying=104");
+  EXPECT_EQ(done.error.head->refCount, 1U);
+  expectIdle(0);
 }
 
 TEST_F(WaitForRequestCompletion, ReplacesTheErrorOfTheRecordBefore) {
@@ -298,12 +353,14 @@ TEST(ExpectStatus, RefusesEveryOtherStatus) {
       {301, "[HttpDldDone::expectStatus] -1: Unexpected HTTP status (301)"},
       {304, "[HttpDldDone::expectStatus] -1: Unexpected HTTP status (304)"},
       {404, "[HttpDldDone::expectStatus] -1: Unexpected HTTP status (404)"},
-      {503, "[HttpDldDone::expectStatus] -1: Unexpected HTTP status (503)"}};
+      {503, "[HttpDldDone::expectStatus] -1: Unexpected HTTP status (503)"},
+      {4294967295, "[HttpDldDone::expectStatus] -1: Unexpected HTTP status (-1)"}};
   for (const auto& [status, text] : statuses) {
     HttpDldDone done;
     done.status = status;
     done.expectStatus();
     EXPECT_EQ(chainText(done.error), text);
+    EXPECT_EQ(done.status, status);
   }
 }
 
@@ -339,6 +396,15 @@ TEST_F(StatusCallback, StoresTheStatusInTheSlot) {
   EXPECT_EQ(slot(0).status, 0U);
 }
 
+TEST_F(StatusCallback, KeepsTheLastStatus) {
+  CallbackContext where = context();
+  const std::uint32_t first = 407;
+  const std::uint32_t last = 200;
+  HttpGetter::responseStatusCb(&where, token(0), &first);
+  HttpGetter::responseStatusCb(&where, token(0), &last);
+  EXPECT_EQ(slot(0).status, 200U);
+}
+
 TEST_F(StatusCallback, IgnoresACallWithSomethingMissing) {
   CallbackContext where = context();
   CallbackContext nowhere{nullptr, nullptr};
@@ -359,12 +425,30 @@ TEST_F(Requests, IgnoreThatTheyWereSent) {
 }
 
 TEST_F(ErrorCallback, SplitsTheCodeIntoReasonAndFlags) {
+  const std::pair<ConnectionError, const char*> errors[] = {
+      {{1, 6}, "Connection error: reason=1 extraF=0 underlying=6"},
+      {{0x1002, 111}, "Connection error: reason=2 extraF=1000 underlying=111"},
+      {{3, 35}, "Connection error: reason=3 extraF=0 underlying=35"},
+      {{0x1004, 10061}, "Connection error: reason=4 extraF=1000 underlying=10061"},
+      {{0x1005, 32}, "Connection error: reason=5 extraF=1000 underlying=32"},
+      {{0x1006, 104}, "Connection error: reason=6 extraF=1000 underlying=104"},
+      {{7, 18}, "Connection error: reason=7 extraF=0 underlying=18"},
+      {{8, 28}, "Connection error: reason=8 extraF=0 underlying=28"},
+      {{9, 42}, "Connection error: reason=9 extraF=0 underlying=42"},
+      {{10, 8}, "Connection error: reason=10 extraF=0 underlying=8"},
+      {{11, 27}, "Connection error: reason=11 extraF=0 underlying=27"},
+      {{12, 99}, "Connection error: reason=12 extraF=0 underlying=99"},
+      {{13, 60}, "Connection error: reason=13 extraF=0 underlying=60"},
+      {{0xFFF, -1}, "Connection error: reason=4095 extraF=0 underlying=-1"},
+      {{0x1000, 1}, "Connection error: reason=0 extraF=1000 underlying=1"},
+      {{0xABCDE123, 5}, "Connection error: reason=291 extraF=abcde000 underlying=5"}};
   CallbackContext where = context();
-  const ConnectionError error{0x1002, 111};
-  HttpGetter::responseErrorCb(&where, &error, token(0));
-  EXPECT_EQ(chainText(slot(0).error),
-            "[HttpGetter::responseErrorCb] -1: Connection error: reason=2 extraF=1000 "
-            "underlying=111");
+  for (const auto& [error, text] : errors) {
+    slot(2).error = ErrorChain();
+    HttpGetter::responseErrorCb(&where, &error, token(2));
+    EXPECT_EQ(chainText(slot(2).error), "[HttpGetter::responseErrorCb] -1: " + std::string(text));
+  }
+  EXPECT_THAT(callback.calls(), IsEmpty());
 }
 
 TEST_F(ErrorCallback, PrintsExtremeNumbers) {
@@ -463,7 +547,7 @@ TEST_F(DataCallback, AbortsWhenTheHostSaysSo) {
   slot(0).stream = &body;
   callback.abortAnswer = [](auto*, auto*, auto*) { return 5; };
   TransferProgress progress{0, 3};
-  network.deliverData(token(0), progress, "abc");
+  EXPECT_FALSE(network.deliverData(token(0), progress, "abc"));
   EXPECT_EQ(progress.abort, 1U);
   EXPECT_EQ(chainText(slot(0).error), "[HttpGetter::responseProgressCb] -1: Download aborted (5)");
   EXPECT_EQ(body.GetSize(), 0);
@@ -472,12 +556,21 @@ TEST_F(DataCallback, AbortsWhenTheHostSaysSo) {
   EXPECT_THAT(callback.transcript(), IsEmpty());
 }
 
-TEST_F(DataCallback, CarriesANegativeAnswer) {
-  callback.abortAnswer = [](auto*, auto*, auto*) { return -3; };
-  TransferProgress progress{0, 0};
-  network.deliverData(token(0), progress, "");
-  EXPECT_EQ(progress.abort, 1U);
-  EXPECT_EQ(chainText(slot(0).error), "[HttpGetter::responseProgressCb] -1: Download aborted (-3)");
+TEST_F(DataCallback, CarriesTheHostsAnswer) {
+  const std::pair<int, const char*> answers[] = {
+      {1, "[HttpGetter::responseProgressCb] -1: Download aborted (1)"},
+      {-3, "[HttpGetter::responseProgressCb] -1: Download aborted (-3)"},
+      {2147483647, "[HttpGetter::responseProgressCb] -1: Download aborted (2147483647)"},
+      {std::numeric_limits<int>::min(),
+       "[HttpGetter::responseProgressCb] -1: Download aborted (-2147483648)"}};
+  for (const auto& [answer, text] : answers) {
+    slot(0).error = ErrorChain();
+    callback.abortAnswer = [value = answer](auto*, auto*, auto*) { return value; };
+    TransferProgress progress{0, 0};
+    network.deliverData(token(0), progress, "");
+    EXPECT_EQ(progress.abort, 1U);
+    EXPECT_EQ(chainText(slot(0).error), text);
+  }
 }
 
 TEST_F(DataCallback, EndsAnAbortedTransferWithoutFurtherNews) {
@@ -515,7 +608,7 @@ TEST_F(DataCallback, AbortsBeforeAnythingArrived) {
 TEST_F(DataCallback, FailsWithoutAStream) {
   beginBatch(100);
   TransferProgress progress{0, 3};
-  network.deliverData(token(0), progress, "abc");
+  EXPECT_TRUE(network.deliverData(token(0), progress, "abc"));
   EXPECT_EQ(progress.abort, 1U);
   EXPECT_EQ(chainText(slot(0).error), "[HttpGetter::responseProgressCb] -1: No stream to write to");
   EXPECT_EQ(slot(0).bytesWritten, 0);
@@ -535,6 +628,28 @@ TEST_F(DataCallback, FailsWhenTheStreamTakesNoBytes) {
   EXPECT_EQ(getter().receivedBytes.load(), 0);
 }
 
+TEST_F(DataCallback, FailsWhenTheStreamTakesTooFewBytes) {
+  beginBatch(100);
+  ShortStream stream;
+  slot(0).stream = &stream;
+  TransferProgress progress{0, 3};
+  network.deliverData(token(0), progress, "abc");
+  EXPECT_EQ(progress.abort, 1U);
+  EXPECT_EQ(chainText(slot(0).error), "[Buffer::saveTo] -1: 2 of 3 bytes written");
+  EXPECT_EQ(slot(0).error.head->refCount, 1U);
+  EXPECT_EQ(slot(0).bytesWritten, 0);
+  EXPECT_EQ(getter().receivedBytes.load(), 0);
+  EXPECT_THAT(callback.transcript(), IsEmpty());
+}
+
+TEST_F(DataCallback, PutsAMissingStreamOnTopOfAnEarlierError) {
+  slot(0).error = makeError("Test", 5, "broken");
+  TransferProgress progress{0, 3};
+  network.deliverData(token(0), progress, "abc");
+  EXPECT_EQ(chainText(slot(0).error),
+            "[HttpGetter::responseProgressCb] -1: No stream to write to | [Test] 5: broken");
+}
+
 TEST_F(DataCallback, ReplacesAnEarlierErrorByTheStreams) {
   FullStream full;
   slot(0).stream = &full;
@@ -551,6 +666,8 @@ TEST_F(DataCallback, AbortsARequestThatHasAnErrorAlready) {
   network.deliverData(token(0), progress, "abc");
   EXPECT_EQ(progress.abort, 1U);
   EXPECT_EQ(chainText(slot(0).error), "[Test] 5: broken");
+  EXPECT_EQ(contentOf(body), "abc");
+  EXPECT_EQ(slot(0).bytesWritten, 0);
   EXPECT_EQ(getter().receivedBytes.load(), 0);
 }
 
@@ -591,6 +708,32 @@ TEST_F(DataCallback, AccountsForEachClientOfItsOwn) {
   EXPECT_EQ(getter().receivedBytes.load(), 12);
 }
 
+TEST_F(DataCallback, LosesNoByteOfFiveClientsAtOnce) {
+  constexpr int kPieces = 20000;
+  SilentCallback host;
+  getter().callback = &host;
+  std::atomic<int> started{0};
+  std::vector<std::thread> threads;
+  for (int client = 0; client < kHttpClientCount; ++client) {
+    threads.emplace_back([this, client, &started] {
+      PMemStream stream(16);
+      slot(client).stream = &stream;
+      TransferProgress progress{0, 0};
+      for (++started; started < kHttpClientCount;)
+        std::this_thread::yield();
+      for (int i = 0; i < kPieces; ++i) {
+        progress.receivedBytes += client + 1;
+        network.deliverData(token(client), progress, "");
+      }
+      EXPECT_EQ(progress.abort, 0U);
+      EXPECT_EQ(slot(client).bytesWritten, kPieces * (client + 1));
+    });
+  }
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_EQ(getter().receivedBytes.load(), 300000);
+}
+
 // Progress.
 
 TEST_F(Progress, BeginsABatchWithNothingReported) {
@@ -609,14 +752,24 @@ TEST_F(Progress, BeginsABatchWithNothingReported) {
 TEST_F(Progress, StaysSilentWithoutATotal) {
   beginBatch(0);
   receive(2500000);
+  getter().updateMegabytes();
   EXPECT_THAT(callback.transcript(), IsEmpty());
   EXPECT_EQ(getter().receivedBytes.load(), 2500000);
 }
 
 TEST_F(Progress, StaysSilentWithANegativeTotal) {
-  beginBatch(-5);
-  receive(2500000);
-  EXPECT_THAT(callback.transcript(), IsEmpty());
+  for (const std::int64_t total : {std::int64_t{-1}, std::numeric_limits<std::int64_t>::min()}) {
+    beginBatch(total);
+    receive(2500000);
+    EXPECT_THAT(callback.transcript(), IsEmpty());
+  }
+}
+
+TEST_F(Progress, SpeaksForATotalOfOneByte) {
+  beginBatch(1);
+  receive(1);
+  EXPECT_THAT(callback.transcript(), ElementsAre("setProgressValue: 1000",
+                                                 "setProgressText: Downloading files (0MB / 0MB)"));
 }
 
 TEST_F(Progress, ReportsThousandthsThenMegabytes) {
@@ -632,6 +785,8 @@ TEST_F(Progress, SaysNothingWithoutNewBytes) {
   beginBatch(10000000);
   receive(2500000);
   callback.clear();
+  getter().lastPermille = -1;
+  getter().lastMegabytes = 0;
   receive(0);
   EXPECT_THAT(callback.transcript(), IsEmpty());
   EXPECT_EQ(getter().receivedBytes.load(), 2500000);
@@ -651,6 +806,48 @@ TEST_F(Progress, RoundsThousandthsToTheNearest) {
   receive(1);
   receive(1);
   EXPECT_THAT(callback.textsOf("setProgressValue"), ElementsAre("1", "2"));
+}
+
+// Each pair comes out differently when some step is done in double precision, in integers
+// or in another order.
+TEST_F(Progress, CountsThousandthsInSinglePrecision) {
+  struct Figures {
+    std::int64_t received;
+    std::int64_t total;
+    const char* permille;
+  };
+  const Figures figures[] = {{201, 400, "503"},
+                             {7, 80, "88"},
+                             {251, 2000, "125"},
+                             {4415631580, 9547311528, "463"},
+                             {4986397826, 12450431523, "400"},
+                             {2694531665, 6830245027, "395"},
+                             {4051992618, 4054019626, "1000"},
+                             {385427529, 8114263814, "47"},
+                             {9552276, 19104553243, "1"}};
+  for (const auto& [received, total, permille] : figures) {
+    beginBatch(total);
+    slot(0).bytesWritten = 0;
+    receive(received);
+    EXPECT_THAT(callback.textsOf("setProgressValue"), ElementsAre(permille))
+        << received << " of " << total;
+  }
+}
+
+TEST_F(Progress, CountsMegabytesInDoublePrecision) {
+  beginBatch(199999999);
+  receive(99999999);
+  EXPECT_THAT(callback.textsOf("setProgressText"), ElementsAre("Downloading files (99MB / 199MB)"));
+}
+
+TEST_F(Progress, ReportsAMegabyteWithoutAThousandth) {
+  beginBatch(10000000000);
+  receive(1000000);
+  receive(1000000);
+  EXPECT_THAT(
+      callback.transcript(),
+      ElementsAre("setProgressValue: 0", "setProgressText: Downloading files (1MB / 10000MB)",
+                  "setProgressText: Downloading files (2MB / 10000MB)"));
 }
 
 TEST_F(Progress, RoundsMegabytesDown) {
@@ -675,7 +872,28 @@ TEST_F(Progress, NeverGoesDownWithinABatch) {
   receive(500);
   getter().receivedBytes = 100;
   receive(100);
-  EXPECT_THAT(callback.textsOf("setProgressValue"), ElementsAre("500"));
+  EXPECT_EQ(getter().lastPermille, 500);
+  receive(301);
+  EXPECT_THAT(callback.textsOf("setProgressValue"), ElementsAre("500", "501"));
+}
+
+TEST_F(Progress, ShowsWhateverMegabytesChanged) {
+  beginBatch(10000000);
+  receive(2000000);
+  getter().receivedBytes = 0;
+  receive(1000000);
+  EXPECT_THAT(callback.textsOf("setProgressText"),
+              ElementsAre("Downloading files (2MB / 10MB)", "Downloading files (1MB / 10MB)"));
+}
+
+TEST_F(Progress, ReportsTheSameFiguresAgainInTheNextBatch) {
+  for (int batch = 0; batch < 2; ++batch) {
+    beginBatch(10000000);
+    receive(2500000);
+    EXPECT_THAT(
+        callback.transcript(),
+        ElementsAre("setProgressValue: 250", "setProgressText: Downloading files (2MB / 10MB)"));
+  }
 }
 
 TEST_F(Progress, PassesTheRangeWhenMoreArrivesThanAnnounced) {
