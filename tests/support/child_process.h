@@ -36,7 +36,9 @@ class ChildProcess {
   enum class Output {
     kKept,
     /// Standard output is a pipe whose other end is closed.
-    kReadByNobody
+    kReadByNobody,
+    /// Standard output takes nothing, like a full disk.
+    kRefused
   };
 
   /// Starts the program `argv[0]`, looked for in PATH, in the test's environment with

@@ -113,7 +113,12 @@ ChildProcess::ChildProcess(const std::vector<std::string>& argv, const Environme
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_adddup2(&actions, outPipe[1], STDOUT_FILENO);
+  if (output == Output::kRefused) {
+    // Not for writing.
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_RDONLY, 0);
+  } else {
+    posix_spawn_file_actions_adddup2(&actions, outPipe[1], STDOUT_FILENO);
+  }
   posix_spawn_file_actions_adddup2(&actions, errPipe[1], STDERR_FILENO);
   std::vector<std::string> arguments = argv;
   std::vector<std::string> variables = environmentWith(extraEnv);

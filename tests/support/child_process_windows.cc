@@ -85,6 +85,12 @@ void closeHandle(HANDLE& handle) {
   handle = nullptr;
 }
 
+/// Something to read that has nothing, and that nothing can be written to.
+HANDLE openForReading() {
+  return CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                     OPEN_EXISTING, 0, nullptr);
+}
+
 struct Pipe {
   Pipe() { CreatePipe(&read, &write, nullptr, 0); }
   ~Pipe() {
@@ -181,12 +187,15 @@ ChildProcess::ChildProcess(const std::vector<std::string>& argv, const Environme
                            Output output)
     : state_(std::make_unique<State>()) {
   State& state = *state_;
-  HANDLE nothing = CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                               OPEN_EXISTING, 0, nullptr);
+  HANDLE in = openForReading();
   if (output == Output::kReadByNobody) closeHandle(state.out.read);
-  state.process = start(argv, extraEnv, {nothing, state.out.write, state.err.write}, state.id);
+  if (output == Output::kRefused) {
+    closeHandle(state.out.write);
+    state.out.write = openForReading();
+  }
+  state.process = start(argv, extraEnv, {in, state.out.write, state.err.write}, state.id);
   const DWORD error = GetLastError();
-  closeHandle(nothing);
+  closeHandle(in);
   closeHandle(state.out.write);
   closeHandle(state.err.write);
   if (state.process == nullptr) {

@@ -5,9 +5,14 @@
 
 namespace {
 
+using mtlpublish::fileName;
 using mtlpublish::isValidUtf8;
 using mtlpublish::nameProblem;
 using mtlpublish::printableName;
+
+TEST(FileName, IsUtf8WhateverTheSystemHas) {
+  EXPECT_EQ(fileName(std::filesystem::u8path("folder/aé木🌳")), "aé木🌳");
+}
 
 TEST(FileName, TakesEveryLengthOfCodePoint) {
   EXPECT_TRUE(isValidUtf8(""));

@@ -1,5 +1,4 @@
-// Replacing a file where readers do not stand in the way, as on Windows, and where a
-// process can be given little room.
+// Replacing a file by a process that is given little room: on Windows none can be.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
@@ -11,14 +10,6 @@
 namespace {
 
 using mtlpublish::replaceFile;
-
-TEST(ReplaceFile, LeavesAReaderTheOldContent) {
-  const TempDir dir;
-  writeFile(dir / "x", "old");
-  std::ifstream reader(dir.path() / "x");
-  EXPECT_FALSE(replaceFile(dir.path(), "x", "brand new"));
-  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(reader), {}), "old");
-}
 
 TEST(ReplaceFile, LeavesEverythingWhenTheContentFindsNoRoom) {
   const TempDir dir;

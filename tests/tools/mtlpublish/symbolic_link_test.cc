@@ -11,82 +11,75 @@ namespace {
 
 namespace fs = std::filesystem;
 using mtlpublish::fileWithin;
+using mtlpublish::scanTree;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
-using SymbolicLink = TreeScanTest;
 
-TEST_F(SymbolicLink, IsFollowedWhereItStaysInTheFolder) {
-  add("maps/oak.tx");
-  fs::create_symlink("maps/oak.tx", root_ / "link.tx");
-  fs::create_directory_symlink(root_ / "maps", root_ / "other");
-  EXPECT_THAT(paths(), ElementsAre("link.tx", "maps/oak.tx", "other/oak.tx"));
-}
+class SymbolicLink : public TreeScanTest {
+ protected:
+  /// Makes the link `path`, below the root, and the folders on the way.
+  void link(const std::string& path, const std::string& target) {
+    fs::create_directories((root_ / path).parent_path());
+    fs::create_symlink(target, root_ / path);
+  }
+};
 
-TEST_F(SymbolicLink, IsRefusedWhereItLeavesTheFolder) {
-  writeFile(dir_ / "secret", "");
-  writeFile(dir_ / "lib-2/secret", "");
-  fs::create_directory(root_ / "maps");
-  fs::create_symlink("../../secret", root_ / "maps" / "file");
-  fs::create_directory_symlink("../lib-2", root_ / "folder");
-  fs::create_directory_symlink("/", root_ / "top");
-  EXPECT_THAT(problems(), ElementsAre("folder: a symbolic link that leaves the folder",
-                                      "maps/file: a symbolic link that leaves the folder",
-                                      "top: a symbolic link that leaves the folder"));
-}
+TEST_F(SymbolicLink, IsFollowedWhereItStaysInTheFolderAndGoesForward) {
+  for (const char* path : {"id.txt", "maps/oak.tx"})
+    add(path);
+  for (const char* path : {"secret", "lib-2/secret"})
+    writeFile(dir_ / path, "");
+  link("link.tx", "maps/oak.tx");
+  link("other", root_ / "maps");
+  link("in/file", "../../secret");
+  link("folder", "../lib-2");
+  link("top", "/");
+  link("dangling", "nothing");
+  link("itself", "itself");
+  link("copy", "id.txt");
+  link("a/b/up", "..");
+  link("whole", ".");
 
-TEST_F(SymbolicLink, IsRefusedWhereItLeadsNowhere) {
-  fs::create_symlink("nothing", root_ / "dangling");
-  fs::create_symlink("itself", root_ / "itself");
+  const auto scan = scanTree(root_);
+  std::vector<std::string> paths;
+  for (const auto& file : scan.files)
+    paths.push_back(file.path);
+  EXPECT_THAT(paths, ElementsAre("link.tx", "maps/oak.tx", "other/oak.tx"));
   EXPECT_THAT(
-      problems(),
-      ElementsAre("dangling: a symbolic link that leads nowhere: No such file or directory",
-                  "itself: a symbolic link that leads nowhere: Too many levels of symbolic links"));
-}
-
-TEST_F(SymbolicLink, IsRefusedWhereItLeadsToWhatPublishingWrites) {
-  add("id.txt");
-  fs::create_symlink("id.txt", root_ / "copy");
-  EXPECT_THAT(problems(), ElementsAre("copy: a symbolic link to a file that publishing writes"));
-}
-
-TEST_F(SymbolicLink, IsRefusedWhereItLeadsBack) {
-  fs::create_directories(root_ / "a" / "b");
-  fs::create_directory_symlink("..", root_ / "a" / "b" / "up");
-  fs::create_directory_symlink(".", root_ / "top");
-  EXPECT_THAT(problems(),
-              ElementsAre("a/b/up: a symbolic link that leads back to a folder it lies in",
-                          "top: a symbolic link that leads back to a folder it lies in"));
+      scan.problems,
+      ElementsAre("a/b/up: a symbolic link that leads back to a folder it lies in",
+                  "copy: a symbolic link to a file that publishing writes",
+                  "dangling: a symbolic link that leads nowhere: No such file or directory",
+                  "folder: a symbolic link that leaves the folder",
+                  "in/file: a symbolic link that leaves the folder",
+                  "itself: a symbolic link that leads nowhere: Too many levels of symbolic links",
+                  "top: a symbolic link that leaves the folder",
+                  "whole: a symbolic link that leads back to a folder it lies in"));
 }
 
 TEST_F(SymbolicLink, IsFollowedToAnEndAmongManyCircles) {
   constexpr int kFolders = 24;
   for (int i = 0; i < kFolders; ++i) {
-    const fs::path folder = root_ / std::to_string(i);
-    fs::create_directory(folder);
-    for (int j = 0; j < kFolders; ++j) {
-      fs::create_directory_symlink("../" + std::to_string(j), folder / std::to_string(j));
-    }
+    for (int j = 0; j < kFolders; ++j)
+      link(std::to_string(i) + "/" + std::to_string(j), "../" + std::to_string(j));
   }
   EXPECT_THAT(problems(), Not(IsEmpty()));
 }
 
-TEST_F(SymbolicLink, IsServedWhereItStaysInTheFolder) {
-  writeFile(dir_ / "secret", "");
+TEST_F(SymbolicLink, MayLeadToThePublishedFolderAndToWhatIsServed) {
   add("a b/50%+#é.tx");
-  fs::create_symlink("a b/50%+#é.tx", root_ / "in");
-  fs::create_symlink("../secret", root_ / "out");
-  fs::create_directory_symlink("..", root_ / "up");
+  link("in", "a b/50%+#é.tx");
+  fs::create_symlink("lib", dir_.path() / "link");
+  EXPECT_THAT(mtlpublish::publish(dir_.path() / "link", {}).problems, IsEmpty());
+  EXPECT_THAT(readFile(dir_ / "lib/filelist.json"), Not(IsEmpty()));
+
+  writeFile(dir_ / "secret", "");
+  link("out", "../secret");
+  link("up", "..");
   EXPECT_EQ(fileWithin(root_, "/in"), root_ / "a b" / "50%+#é.tx");
   EXPECT_FALSE(fileWithin(root_, "/out"));
   EXPECT_FALSE(fileWithin(root_, "/up/secret"));
-}
-
-TEST_F(SymbolicLink, MayLeadToThePublishedFolder) {
-  add("a");
-  fs::create_directory_symlink("lib", dir_.path() / "link");
-  EXPECT_THAT(mtlpublish::publish(dir_.path() / "link", {}).problems, IsEmpty());
-  EXPECT_THAT(readFile(dir_ / "lib/filelist.json"), Not(IsEmpty()));
 }
 
 }  // namespace

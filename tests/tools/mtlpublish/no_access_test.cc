@@ -1,0 +1,48 @@
+// Files and folders that the publisher may not read or write.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "mtlpublish/publisher.h"
+#include "support/no_access.h"
+#include "tree_scan_fixture.h"
+
+namespace {
+
+using mtlpublish::publish;
+using testing::ElementsAre;
+using WithoutAccess = TreeScanTest;
+
+TEST_F(WithoutAccess, AFolderCannotBeRead) {
+  add("closed/a");
+  add("open/b");
+  const NoAccess closed({root_ / "closed"});
+  const auto scan = mtlpublish::scanTree(root_);
+  EXPECT_THAT(scan.problems, ElementsAre("closed: cannot be read: Permission denied"));
+  ASSERT_EQ(scan.files.size(), 1U);
+  EXPECT_EQ(scan.files[0].path, "open/b");
+}
+
+TEST_F(WithoutAccess, FilesCannotBeRead) {
+  for (const char* path : {"a", "b", "c"})
+    add(path);
+  {
+    const NoAccess closed({root_ / "a", root_ / "c"});
+    EXPECT_THAT(publish(root_, {}).problems, ElementsAre("a: cannot be read: Permission denied",
+                                                         "c: cannot be read: Permission denied"));
+  }
+  EXPECT_EQ(readTree(root_.u8string()).size(), 3U);
+}
+
+TEST_F(WithoutAccess, TheListCannotBeWritten) {
+  add("a");
+  add("filelist.json");
+  {
+    const NoAccess closed({root_ / "filelist.json"});
+    EXPECT_THAT(publish(root_, {}).problems,
+                ElementsAre("filelist.json: cannot be written: Permission denied"));
+  }
+  EXPECT_EQ(readTree(root_.u8string()),
+            (std::map<std::string, std::string>{{"a", "a"}, {"filelist.json", "filelist.json"}}));
+}
+
+}  // namespace
