@@ -8,9 +8,11 @@
 #include <functional>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "mtllib/host_callback.h"
+#include "support/call_text.h"
 
 /// The text of a chain: the records newest first, " | " between them.
 inline std::string chainText(const ErrorChain& chain) {
@@ -32,6 +34,20 @@ struct CallbackCall {
   std::string format;     ///< As passed; empty for operations that take none.
   std::string tag;        ///< Of logTaggedError.
   long long value = 0;    ///< Range, thousandths, code, or the bytes told to isAborted.
+  /// All of them, as source code would have them; of reportError, the tag, code and
+  /// message of each record, newest first.
+  std::vector<std::string> arguments;
+
+  /// The call as source code would have it. Of a chain every record but the newest has a
+  /// line of its own: "over(tag, code, message)".
+  std::string sourceText() const {
+    std::string list;
+    for (const std::string& argument : arguments) {
+      if (!list.empty()) list += operation == "reportError" ? ")\nover(" : ", ";
+      list += argument;
+    }
+    return operation + "(" + list + ")";
+  }
 
   /// One line of a transcript: "logStage: Creating download directory".
   std::string line() const {
@@ -54,6 +70,10 @@ class RecordingCallback final : public HostCallback {
 
   /// Answers isAborted(); without one the answer is 0. Set while nothing runs.
   std::function<int(Request* request, Progress* progress, Response* response)> abortAnswer;
+
+  /// Told of every call once it is recorded, on the thread that makes it. Set while
+  /// nothing runs.
+  std::function<void(const CallbackCall& call)> observer;
 
   std::vector<CallbackCall> calls() const {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -102,43 +122,60 @@ class RecordingCallback final : public HostCallback {
     chains_.clear();
   }
 
-  void setProgressRange(int end) override { record("setProgressRange", end); }
-  void setProgressValue(int permille) override { record("setProgressValue", permille); }
-  void setProgressText(const char* text) override { record("setProgressText", 0, text); }
+  void setProgressRange(int end) override { recordValue("setProgressRange", end); }
+  void setProgressValue(int permille) override { recordValue("setProgressValue", permille); }
+  void setProgressText(const char* text) override {
+    const std::string shown = text != nullptr ? text : "(null)";
+    record({"setProgressText", shown, "", "", 0, {stringLiteral(shown)}});
+  }
   int isAborted(Request* request, Progress* progress, Response* response) override {
-    record("isAborted", progress != nullptr ? progress->receivedBytes : -1);
+    record({"isAborted", "", "", "", progress != nullptr ? progress->receivedBytes : -1, {}});
     return abortAnswer ? abortAnswer(request, progress, response) : 0;
   }
-  void beginProgress() override { record("beginProgress", 0); }
-  void endProgress() override { record("endProgress", 0); }
+  void beginProgress() override { record({"beginProgress", "", "", "", 0, {}}); }
+  void endProgress() override { record({"endProgress", "", "", "", 0, {}}); }
   void logStage(const char* format, ...) override {
     std::va_list arguments;
     va_start(arguments, format);
-    recordFormatted("logStage", "", 0, format, arguments);
+    recordFormatted({"logStage", "", format, "", 0, {stringLiteral(format)}}, arguments);
     va_end(arguments);
   }
   void logTaggedError(const char* tag, int code, const char* format, ...) override {
     std::va_list arguments;
     va_start(arguments, format);
-    recordFormatted("logTaggedError", tag, code, format, arguments);
+    const std::string shown = tag != nullptr ? tag : "(null)";
+    recordFormatted({"logTaggedError",
+                     "",
+                     format,
+                     shown,
+                     code,
+                     {stringLiteral(shown), std::to_string(code), stringLiteral(format)}},
+                    arguments);
     va_end(arguments);
   }
   void reportError(ErrorChain* chain) override {
-    const std::string text = chainText(*chain);
-    const std::lock_guard<std::mutex> lock(mutex_);
-    calls_.push_back({"reportError", text, "", "", 0});
-    chains_.push_back(*chain);
+    CallbackCall call{"reportError", chainText(*chain), "", "", 0, {}};
+    for (const ErrorRecord* record = chain->head; record != nullptr; record = record->next) {
+      call.arguments.push_back((record->tag != nullptr ? stringLiteral(record->tag) : "null") +
+                               ", " + std::to_string(record->code) + ", " +
+                               stringLiteral(record->message));
+    }
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      chains_.push_back(*chain);
+    }
+    record(call);
   }
   void logWarning(const char* format, ...) override {
     std::va_list arguments;
     va_start(arguments, format);
-    recordFormatted("logWarning", "", 0, format, arguments);
+    recordFormatted({"logWarning", "", format, "", 0, {stringLiteral(format)}}, arguments);
     va_end(arguments);
   }
   void logInfo(const char* format, ...) override {
     std::va_list arguments;
     va_start(arguments, format);
-    recordFormatted("logInfo", "", 0, format, arguments);
+    recordFormatted({"logInfo", "", format, "", 0, {stringLiteral(format)}}, arguments);
     va_end(arguments);
   }
 
@@ -152,21 +189,32 @@ class RecordingCallback final : public HostCallback {
     return result;
   }
 
-  void record(const char* operation, long long value, const char* text = "") {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    calls_.push_back({operation, text != nullptr ? text : "(null)", "", "", value});
+  void record(const CallbackCall& call) {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      calls_.push_back(call);
+    }
+    if (observer) observer(call);
   }
 
-  void recordFormatted(const char* operation, const char* tag, int code, const char* format,
-                       std::va_list arguments) {
+  void recordValue(const char* operation, int value) {
+    record({operation, "", "", "", value, {std::to_string(value)}});
+  }
+
+  // Completes the call by its text and what the format takes.
+  void recordFormatted(CallbackCall call, std::va_list arguments) {
     std::va_list again;
     va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, arguments);
-    std::string text(static_cast<std::size_t>(length < 0 ? 0 : length), '\0');
-    if (length > 0) std::vsnprintf(text.data(), text.size() + 1, format, again);
+    const int length = std::vsnprintf(nullptr, 0, call.format.c_str(), again);
     va_end(again);
-    const std::lock_guard<std::mutex> lock(mutex_);
-    calls_.push_back({operation, text, format, tag != nullptr ? tag : "(null)", code});
+    call.text.resize(static_cast<std::size_t>(length < 0 ? 0 : length));
+    va_copy(again, arguments);
+    if (length > 0)
+      std::vsnprintf(call.text.data(), call.text.size() + 1, call.format.c_str(), again);
+    va_end(again);
+    for (std::string& argument : argumentsOf(call.format, arguments))
+      call.arguments.push_back(std::move(argument));
+    record(call);
   }
 
   mutable std::mutex mutex_;

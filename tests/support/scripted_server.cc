@@ -36,6 +36,14 @@ std::string ServerRequest::header(const std::string& name) const {
   return {};
 }
 
+std::string ServerRequest::line() const {
+  std::size_t end = head.find("\r\n");
+  std::string text = head.substr(0, end);
+  for (std::size_t begin = end + 2; (end = head.find("\r\n", begin)) > begin; begin = end + 2)
+    text += " [" + head.substr(begin, end - begin) + "]";
+  return text;
+}
+
 ScriptedServer::ScriptedServer() : listener_(Socket::listenOnLoopback()) {
   port_ = listener_.port();
   acceptor_ = std::thread([this] { acceptConnections(); });
@@ -63,11 +71,11 @@ std::string ScriptedServer::address() const {
   return "http://127.0.0.1:" + std::to_string(port_);
 }
 
-void ScriptedServer::serve(const std::string& target, std::string body) {
-  serveStatus(target, 200, std::move(body));
+void ScriptedServer::serve(const std::string& target, const std::string& body) {
+  serveStatus(target, 200, body);
 }
 
-void ScriptedServer::serveStatus(const std::string& target, int status, std::string body) {
+void ScriptedServer::serveStatus(const std::string& target, int status, const std::string& body) {
   handle(target, [reply = response(status, body)](const ServerRequest&, Socket& socket) {
     return socket.send(reply);
   });
@@ -92,6 +100,11 @@ void ScriptedServer::release(const std::string& target) {
   const std::lock_guard<std::mutex> lock(mutex_);
   held_.erase(target);
   changed_.notify_all();
+}
+
+void ScriptedServer::observe(Observer observer) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  observer_ = std::move(observer);
 }
 
 bool ScriptedServer::waitForRequests(std::size_t count) {
@@ -167,6 +180,7 @@ bool ScriptedServer::readRequest(Socket& socket, std::string& unread, ServerRequ
 }
 
 bool ScriptedServer::answer(const ServerRequest& request, Socket& socket) {
+  if (observer_) observer_(request);
   Handler handler;
   {
     std::unique_lock<std::mutex> lock(mutex_);

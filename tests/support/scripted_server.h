@@ -23,6 +23,9 @@ struct ServerRequest {
 
   /// The value of a header field, "" when absent.
   std::string header(const std::string& name) const;
+
+  /// The whole head on one line: "GET / HTTP/1.1 [Host: h] [Accept: */*]".
+  std::string line() const;
 };
 
 /// Serves connections on threads of its own until it is destroyed, which ends them all.
@@ -30,6 +33,7 @@ class ScriptedServer {
  public:
   /// Answers one request on the connection; false closes the connection.
   using Handler = std::function<bool(const ServerRequest&, Socket&)>;
+  using Observer = std::function<void(const ServerRequest&)>;
 
   ScriptedServer();
   ~ScriptedServer();
@@ -41,14 +45,18 @@ class ScriptedServer {
   std::string address() const;
 
   /// Answers requests for `target` with status 200 and `body`; others get 404.
-  void serve(const std::string& target, std::string body);
-  void serveStatus(const std::string& target, int status, std::string body);
+  void serve(const std::string& target, const std::string& body);
+  void serveStatus(const std::string& target, int status, const std::string& body);
   void handle(const std::string& target, Handler handler);
   void remove(const std::string& target);
 
   /// Requests for `target` are answered only after release().
   void hold(const std::string& target);
   void release(const std::string& target);
+
+  /// Tells `observer` of every request on its arrival, before it counts as arrived. Set
+  /// while nobody is connected.
+  void observe(Observer observer);
 
   /// Blocks until so many requests have arrived in all; false when they do not within
   /// ten seconds.
@@ -81,6 +89,7 @@ class ScriptedServer {
 
   mutable std::mutex mutex_;
   std::condition_variable changed_;
+  Observer observer_;
   std::list<Connection> connections_;
   std::map<std::string, Handler> handlers_;
   std::map<std::string, bool> held_;

@@ -1,109 +1,478 @@
 // Runs that succeed, as the host, the server and the disk see them.
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <string>
+#include <thread>
 #include <vector>
 
-#include "support/system_text.h"
 #include "system_fixture.h"
 
 namespace {
 
 using Files = std::map<std::string, std::string>;
 using Lines = std::vector<std::string>;
-using testing::ElementsAre;
-using testing::UnorderedElementsAre;
 
 using Synchronisation = SystemTest;
 
-TEST_F(Synchronisation, TheFirstRunFetchesEverythingAndWritesTheStampLast) {
+TEST_F(Synchronisation, TheFirstRunFetchesEverythingAndWritesTheStamp) {
   publish("v1\n", R"([{"path":"a.txt","size":5},{"path":"maps/b.tx","size":6}])");
   server_.serve("/lib/a.txt", "first");
   server_.serve("/lib/maps/b.tx", "second");
+  answer("/lib/a.txt", "GET /lib/maps/b.tx ");
+  answer("/lib/maps/b.tx", "setProgressValue(455)");
   EXPECT_EQ(run(), 0);
-  EXPECT_EQ(readTree(target_),
-            (Files{{"a.txt", "first"}, {"maps/b.tx", "second"}, {"id.txt", "v1\n"}}));
-  const Lines lines = server_.requestLines();
-  ASSERT_EQ(lines.size(), 4U);
-  EXPECT_EQ(lines[0], "GET /lib/id.txt");
-  EXPECT_EQ(lines[1], "GET /lib/filelist.json");
-  EXPECT_THAT(Lines(lines.begin() + 2, lines.end()),
-              UnorderedElementsAre("GET /lib/a.txt", "GET /lib/maps/b.tx"));
-  EXPECT_EQ(server_.requests()[0].header("User-Agent"), "mtldownloader");
-}
-
-TEST_F(Synchronisation, TheMessagesOfAFirstRunComeInOrder) {
-  publish("v1\n", R"([{"path":"a.txt","size":5}])");
-  server_.serve("/lib/a.txt", "first");
-  EXPECT_EQ(run(), 0);
-  const std::string notFound = systemText(2, "The system cannot find the file specified.\r\n");
-  EXPECT_EQ(
-      callback_.messages(),
-      (Lines{"logInfo: Remote address: \"" + server_.address() + "/lib\"",
-             "logInfo: Target directory: \"" + target_ + "\"",
-             "logStage: Creating download directory",
-             "logInfo: HTTP proxy disabled. Using direct connection.",
-             "logStage: Downloading remote stamp file",
-             "logStage: Opening local stamp file \"" + target_ + "/id.txt\"",
-             "logStage: Opening local stamp file failed: [PFileStream::Open] 2: (2) " + notFound,
-             "logStage: Downloading file \"a.txt\" (5 bytes)"}));
-}
-
-TEST_F(Synchronisation, ProgressGoesFromNothingToTheWhole) {
-  publish("v1\n", R"([{"path":"a.bin","size":3000000}])");
-  server_.serve("/lib/a.bin", std::string(3000000, 'x'));
-  EXPECT_EQ(run(), 0);
-  const Lines texts = callback_.textsOf("setProgressText");
-  ASSERT_GE(texts.size(), 4U);
-  EXPECT_EQ(texts[0], "Accessing stamp");
-  EXPECT_EQ(texts[1], "Getting file list");
-  EXPECT_EQ(texts[2], "Downloading files");
-  EXPECT_EQ(texts[3], "Downloading files (0MB / 3MB)");
-  EXPECT_EQ(texts.back(), "Downloading files (3MB / 3MB)");
-  EXPECT_EQ(callback_.textsOf("setProgressRange"), Lines{"1000"});
-  EXPECT_EQ(callback_.textsOf("setProgressValue").front(), "0");
-  EXPECT_EQ(callback_.textsOf("setProgressValue").back(), "1000");
-  EXPECT_EQ(callback_.count("beginProgress"), 1U);
-  EXPECT_EQ(callback_.count("endProgress"), 3U);
+  expectTranscript(R"--(
+      on disk: nothing
+      runDownload()
+      logInfo("Remote address: \"%s\"", "http://SERVER/lib")
+      logInfo("Target directory: \"%s\"", "DIR/target")
+      logStage("Creating download directory")
+      logInfo("HTTP proxy disabled. Using direct connection.")
+      logStage("Downloading remote stamp file")
+      setProgressText("Accessing stamp")
+      GET /lib/id.txt HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      logStage("Opening local stamp file \"%s\"", "DIR/target/id.txt")
+      logStage("Opening local stamp file failed: %s", "[PFileStream::Open] 2: (2) The system cannot find the file specified.\r\n")
+      setProgressText("Getting file list")
+      GET /lib/filelist.json HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      setProgressText("Downloading files")
+      setProgressText("Downloading files (0MB / 0MB)")
+      setProgressRange(1000)
+      setProgressValue(0)
+      beginProgress()
+      logStage("Downloading file \"%s\" (%lli bytes)", "a.txt", 5)
+      GET /lib/a.txt HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      logStage("Downloading file \"%s\" (%lli bytes)", "maps/b.tx", 6)
+      GET /lib/maps/b.tx HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      setProgressValue(455)
+      setProgressValue(1000)
+      endProgress()
+      returned 0
+      on disk: target/a.txt "first"
+      on disk: target/id.txt "v1\n"
+      on disk: target/maps/b.tx "second"
+  )--");
 }
 
 TEST_F(Synchronisation, MatchingStampsEndTheRunAfterOneRequest) {
-  publish("v1\n", "[]");
-  EXPECT_EQ(run(), 0);
+  writeFile(target("id.txt"), "v1\n");
   const auto before = std::filesystem::last_write_time(target("id.txt"));
-  server_.forgetRequests();
-  callback_.clear();
+  publish("v1\n", R"([{"path":"a.tx"}])");
   EXPECT_EQ(run(), 0);
-  EXPECT_EQ(server_.requestLines(), Lines{"GET /lib/id.txt"});
+  expectTranscript(R"--(
+      on disk: target/id.txt "v1\n"
+      runDownload()
+      logInfo("Remote address: \"%s\"", "http://SERVER/lib")
+      logInfo("Target directory: \"%s\"", "DIR/target")
+      logStage("Creating download directory")
+      logInfo("HTTP proxy disabled. Using direct connection.")
+      logStage("Downloading remote stamp file")
+      setProgressText("Accessing stamp")
+      GET /lib/id.txt HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      logStage("Opening local stamp file \"%s\"", "DIR/target/id.txt")
+      logStage("Local and remote stamp files match. Nothing to do.")
+      returned 0
+      on disk: target/id.txt "v1\n"
+  )--");
   EXPECT_EQ(std::filesystem::last_write_time(target("id.txt")), before);
-  EXPECT_EQ(callback_.messages().back(),
-            "logStage: Local and remote stamp files match. Nothing to do.");
 }
 
 TEST_F(Synchronisation, AStampThatDiffersInOneByteStartsARun) {
   writeFile(target("id.txt"), "v1");
-  publish("v1\n", "[]");
+  writeFile(target("a.tx"), "a longer content than the new one");
+  publish("v1\n", R"([{"path":"a.tx","size":5}])");
+  server_.serve("/lib/a.tx", "short");
   EXPECT_EQ(run(), 0);
-  EXPECT_EQ(readFile(target("id.txt")), "v1\n");
-  EXPECT_THAT(callback_.textsOf("logStage"),
-              testing::Contains("Local and remote stamp files are different."));
+  expectTranscript(R"--(
+      on disk: target/a.tx "a longer content than the new one"
+      on disk: target/id.txt "v1"
+      runDownload()
+      logInfo("Remote address: \"%s\"", "http://SERVER/lib")
+      logInfo("Target directory: \"%s\"", "DIR/target")
+      logStage("Creating download directory")
+      logInfo("HTTP proxy disabled. Using direct connection.")
+      logStage("Downloading remote stamp file")
+      setProgressText("Accessing stamp")
+      GET /lib/id.txt HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      logStage("Opening local stamp file \"%s\"", "DIR/target/id.txt")
+      logStage("Local and remote stamp files are different.")
+      setProgressText("Getting file list")
+      GET /lib/filelist.json HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      setProgressText("Downloading files")
+      setProgressText("Downloading files (0MB / 0MB)")
+      setProgressRange(1000)
+      setProgressValue(0)
+      beginProgress()
+      logStage("Downloading file \"%s\" (%lli bytes)", "a.tx", 5)
+      GET /lib/a.tx HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      setProgressValue(1000)
+      endProgress()
+      returned 0
+      on disk: target/a.tx "short"
+      on disk: target/id.txt "v1\n"
+  )--");
+}
+
+TEST_F(Synchronisation, ASubPathStandsBehindForTheStampAndInFrontForTheList) {
+  settings_.subPath = "beta";
+  server_.serve("/lib/beta/id.txt", "v1");
+  server_.serve("/beta/lib/filelist.json", R"([{"path":"a.tx"},{"path":"beta/b.tx"}])"
+                                           "\n");
+  server_.serve("/lib/a.tx", "a");
+  server_.serve("/lib/beta/b.tx", "b");
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(run(), 0);
+  expectTranscript(R"--(
+      on disk: nothing
+      runDownload()
+      logInfo("Remote address: \"%s\"", "http://SERVER/lib")
+      logInfo("Target directory: \"%s\"", "DIR/target")
+      logStage("Creating download directory")
+      logInfo("HTTP proxy disabled. Using direct connection.")
+      logStage("Downloading remote stamp file")
+      setProgressText("Accessing stamp")
+      GET /lib/beta/id.txt HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      logStage("Opening local stamp file \"%s\"", "DIR/target/beta/id.txt")
+      logStage("Opening local stamp file failed: %s", "[PFileStream::Open] 3: (3) The system cannot find the path specified.\r\n")
+      setProgressText("Getting file list")
+      GET /beta/lib/filelist.json HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      setProgressText("Downloading files")
+      logStage("Downloading file \"%s\" (%lli bytes)", "a.tx", 0)
+      GET /lib/a.tx HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      logStage("Downloading file \"%s\" (%lli bytes)", "beta/b.tx", 0)
+      GET /lib/beta/b.tx HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      returned 0
+      on disk: target/a.tx "a"
+      on disk: target/beta/b.tx "b"
+      on disk: target/beta/id.txt "v1"
+      runDownload()
+      logInfo("Remote address: \"%s\"", "http://SERVER/lib")
+      logInfo("Target directory: \"%s\"", "DIR/target")
+      logStage("Creating download directory")
+      logStage("Downloading remote stamp file")
+      setProgressText("Accessing stamp")
+      GET /lib/beta/id.txt HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      logStage("Opening local stamp file \"%s\"", "DIR/target/beta/id.txt")
+      logStage("Local and remote stamp files match. Nothing to do.")
+      returned 0
+      on disk: target/a.tx "a"
+      on disk: target/beta/b.tx "b"
+      on disk: target/beta/id.txt "v1"
+  )--");
 }
 
 TEST_F(Synchronisation, AnEmptyListStillWritesTheStamp) {
   publish("v2", "[]");
   EXPECT_EQ(run(), 0);
-  EXPECT_EQ(readTree(target_), (Files{{"id.txt", "v2"}}));
+  expectTranscript(R"--(
+      on disk: nothing
+      runDownload()
+      logInfo("Remote address: \"%s\"", "http://SERVER/lib")
+      logInfo("Target directory: \"%s\"", "DIR/target")
+      logStage("Creating download directory")
+      logInfo("HTTP proxy disabled. Using direct connection.")
+      logStage("Downloading remote stamp file")
+      setProgressText("Accessing stamp")
+      GET /lib/id.txt HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      logStage("Opening local stamp file \"%s\"", "DIR/target/id.txt")
+      logStage("Opening local stamp file failed: %s", "[PFileStream::Open] 2: (2) The system cannot find the file specified.\r\n")
+      setProgressText("Getting file list")
+      GET /lib/filelist.json HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      returned 0
+      on disk: target/id.txt "v2"
+  )--");
 }
 
-TEST_F(Synchronisation, ACheckTellsAndWritesNothing) {
-  publish("v1\n", "[]");
-  EXPECT_EQ(check(), 1);
-  EXPECT_FALSE(std::filesystem::exists(target_));
+TEST_F(Synchronisation, OneEntryIsSavedWithoutAWordAndMayBeLargerThanListed) {
+  publish("v1", R"([{"path":"a.tx","size":5}])");
+  server_.serve("/lib/a.tx", "ten bytes!");
   EXPECT_EQ(run(), 0);
-  EXPECT_EQ(check(), 0);
-  server_.serve("/lib/id.txt", "v2\n");
-  EXPECT_EQ(check(), 1);
-  EXPECT_EQ(readFile(target("id.txt")), "v1\n");
+  expectTranscript(R"--(
+      on disk: nothing
+      runDownload()
+      logInfo("Remote address: \"%s\"", "http://SERVER/lib")
+      logInfo("Target directory: \"%s\"", "DIR/target")
+      logStage("Creating download directory")
+      logInfo("HTTP proxy disabled. Using direct connection.")
+      logStage("Downloading remote stamp file")
+      setProgressText("Accessing stamp")
+      GET /lib/id.txt HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      logStage("Opening local stamp file \"%s\"", "DIR/target/id.txt")
+      logStage("Opening local stamp file failed: %s", "[PFileStream::Open] 2: (2) The system cannot find the file specified.\r\n")
+      setProgressText("Getting file list")
+      GET /lib/filelist.json HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      setProgressText("Downloading files")
+      setProgressText("Downloading files (0MB / 0MB)")
+      setProgressRange(1000)
+      setProgressValue(0)
+      beginProgress()
+      logStage("Downloading file \"%s\" (%lli bytes)", "a.tx", 5)
+      GET /lib/a.tx HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      setProgressValue(2000)
+      endProgress()
+      returned 0
+      on disk: target/a.tx "ten bytes!"
+      on disk: target/id.txt "v1"
+  )--");
+}
+
+TEST_F(Synchronisation, SevenFilesCompleteInAnOrderOfTheirOwn) {
+  publishFiles(7);
+  // The clients of f2 and f4 are needed again; the others' bodies wait for the end.
+  answer("/lib/f2", "GET /lib/f4 ");
+  answer("/lib/f4", "GET /lib/f5 ");
+  answer("/lib/f6", "GET /lib/f6 ");
+  answer("/lib/f5", "setProgressValue(429)");
+  answer("/lib/f3", "setProgressValue(571)");
+  answer("/lib/f1", "setProgressValue(714)");
+  answer("/lib/f0", "setProgressValue(857)");
+  transcript_.after(R"(logStage("Saving file \"%s\"", "f4"))", [this] { describeDisk(); });
+  EXPECT_EQ(run(), 0);
+  expectTranscript(R"--(
+      on disk: nothing
+      runDownload()
+      logInfo("Remote address: \"%s\"", "http://SERVER/lib")
+      logInfo("Target directory: \"%s\"", "DIR/target")
+      logStage("Creating download directory")
+      logInfo("HTTP proxy disabled. Using direct connection.")
+      logStage("Downloading remote stamp file")
+      setProgressText("Accessing stamp")
+      GET /lib/id.txt HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      logStage("Opening local stamp file \"%s\"", "DIR/target/id.txt")
+      logStage("Opening local stamp file failed: %s", "[PFileStream::Open] 2: (2) The system cannot find the file specified.\r\n")
+      setProgressText("Getting file list")
+      GET /lib/filelist.json HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      setProgressText("Downloading files")
+      setProgressText("Downloading files (0MB / 0MB)")
+      setProgressRange(1000)
+      setProgressValue(0)
+      beginProgress()
+      logStage("Downloading file \"%s\" (%lli bytes)", "f0", 10)
+      GET /lib/f0 HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      logStage("Downloading file \"%s\" (%lli bytes)", "f1", 10)
+      GET /lib/f1 HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      logStage("Downloading file \"%s\" (%lli bytes)", "f2", 10)
+      GET /lib/f2 HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      logStage("Downloading file \"%s\" (%lli bytes)", "f3", 10)
+      GET /lib/f3 HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      logStage("Downloading file \"%s\" (%lli bytes)", "f4", 10)
+      GET /lib/f4 HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      setProgressValue(143)
+      logStage("Saving file \"%s\"", "f2")
+      logStage("Downloading file \"%s\" (%lli bytes)", "f5", 10)
+      GET /lib/f5 HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      setProgressValue(286)
+      logStage("Saving file \"%s\"", "f4")
+      on disk: target/f2 "content f2"
+      logStage("Downloading file \"%s\" (%lli bytes)", "f6", 10)
+      GET /lib/f6 HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      setProgressValue(429)
+      setProgressValue(571)
+      setProgressValue(714)
+      setProgressValue(857)
+      setProgressValue(1000)
+      endProgress()
+      returned 0
+      on disk: target/f0 "content f0"
+      on disk: target/f1 "content f1"
+      on disk: target/f2 "content f2"
+      on disk: target/f3 "content f3"
+      on disk: target/f4 "content f4"
+      on disk: target/f5 "content f5"
+      on disk: target/f6 "content f6"
+      on disk: target/id.txt "new"
+  )--");
+}
+
+TEST_F(Synchronisation, FilesOfUnknownSizesAreFetchedWithoutProgress) {
+  publish("v1", R"([{"path":"a.tx"},{"path":"b.tx","size":"12"}])");
+  server_.serve("/lib/a.tx", "a");
+  server_.serve("/lib/b.tx", "b");
+  EXPECT_EQ(run(), 0);
+  expectTranscript(R"--(
+      on disk: nothing
+      runDownload()
+      logInfo("Remote address: \"%s\"", "http://SERVER/lib")
+      logInfo("Target directory: \"%s\"", "DIR/target")
+      logStage("Creating download directory")
+      logInfo("HTTP proxy disabled. Using direct connection.")
+      logStage("Downloading remote stamp file")
+      setProgressText("Accessing stamp")
+      GET /lib/id.txt HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      logStage("Opening local stamp file \"%s\"", "DIR/target/id.txt")
+      logStage("Opening local stamp file failed: %s", "[PFileStream::Open] 2: (2) The system cannot find the file specified.\r\n")
+      setProgressText("Getting file list")
+      GET /lib/filelist.json HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      setProgressText("Downloading files")
+      logStage("Downloading file \"%s\" (%lli bytes)", "a.tx", 0)
+      GET /lib/a.tx HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      logStage("Downloading file \"%s\" (%lli bytes)", "b.tx", 0)
+      GET /lib/b.tx HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      returned 0
+      on disk: target/a.tx "a"
+      on disk: target/b.tx "b"
+      on disk: target/id.txt "v1"
+  )--");
+}
+
+TEST_F(Synchronisation, OnlySelectedEntriesAreFetchedAndLossyMapsUnderAnotherName) {
+  writeFile(target("kept.tx"), "the user's");
+  publish("v1", R"([{"path":"kept.tx","size":50,"download":"missing"},
+                    {"path":"new.tx","size":3,"download":"missing"},
+                    {"path":"never.tx","size":50,"download":"never"},
+                    {"path":"always.tx","size":6,"download":"always"},
+                    {"path":"maps/oak.tx","size":50,"jpegSize":4}])");
+  server_.serve("/lib/new.tx", "new");
+  server_.serve("/lib/always.tx", "always");
+  server_.serve("/lib/maps/oak.jpeg.tx", "jpeg");
+  answer("/lib/new.tx", "GET /lib/maps/oak.jpeg.tx ");
+  answer("/lib/always.tx", "setProgressValue(231)");
+  answer("/lib/maps/oak.jpeg.tx", "setProgressValue(692)");
+  EXPECT_EQ(run(), 0);
+  expectTranscript(R"--(
+      on disk: target/kept.tx "the user's"
+      runDownload()
+      logInfo("Remote address: \"%s\"", "http://SERVER/lib")
+      logInfo("Target directory: \"%s\"", "DIR/target")
+      logStage("Creating download directory")
+      logInfo("HTTP proxy disabled. Using direct connection.")
+      logStage("Downloading remote stamp file")
+      setProgressText("Accessing stamp")
+      GET /lib/id.txt HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      logStage("Opening local stamp file \"%s\"", "DIR/target/id.txt")
+      logStage("Opening local stamp file failed: %s", "[PFileStream::Open] 2: (2) The system cannot find the file specified.\r\n")
+      setProgressText("Getting file list")
+      GET /lib/filelist.json HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      setProgressText("Downloading files")
+      setProgressText("Downloading files (0MB / 0MB)")
+      setProgressRange(1000)
+      setProgressValue(0)
+      beginProgress()
+      logStage("Downloading file \"%s\" (%lli bytes)", "new.tx", 3)
+      GET /lib/new.tx HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      logStage("Downloading file \"%s\" (%lli bytes)", "always.tx", 6)
+      GET /lib/always.tx HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      logStage("Downloading file \"%s\" (%lli bytes)", "maps/oak.jpeg.tx", 4)
+      GET /lib/maps/oak.jpeg.tx HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      setProgressValue(231)
+      setProgressValue(692)
+      setProgressValue(1000)
+      endProgress()
+      returned 0
+      on disk: target/always.tx "always"
+      on disk: target/id.txt "v1"
+      on disk: target/kept.tx "the user's"
+      on disk: target/maps/oak.tx "jpeg"
+      on disk: target/new.tx "new"
+  )--");
+}
+
+TEST_F(Synchronisation, ALaterRunKeepsTheServerAndReadsTheDirectoryAnew) {
+  publish("v1", R"([{"path":"a.tx"}])");
+  server_.serve("/lib/a.tx", "a");
+  EXPECT_EQ(run(), 0);
+  settings_.remoteAddress = "http://127.0.0.1:9/elsewhere";
+  settings_.proxyMode = PROXY_MODE_EXPLICIT;
+  settings_.proxyAddress = "127.0.0.1:9";
+  settings_.targetDirectory = (directory_ / "other").c_str();
+  EXPECT_EQ(run(), 0);
+  expectTranscript(R"--(
+      on disk: nothing
+      runDownload()
+      logInfo("Remote address: \"%s\"", "http://SERVER/lib")
+      logInfo("Target directory: \"%s\"", "DIR/target")
+      logStage("Creating download directory")
+      logInfo("HTTP proxy disabled. Using direct connection.")
+      logStage("Downloading remote stamp file")
+      setProgressText("Accessing stamp")
+      GET /lib/id.txt HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      logStage("Opening local stamp file \"%s\"", "DIR/target/id.txt")
+      logStage("Opening local stamp file failed: %s", "[PFileStream::Open] 2: (2) The system cannot find the file specified.\r\n")
+      setProgressText("Getting file list")
+      GET /lib/filelist.json HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      setProgressText("Downloading files")
+      logStage("Downloading file \"%s\" (%lli bytes)", "a.tx", 0)
+      GET /lib/a.tx HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      returned 0
+      on disk: target/a.tx "a"
+      on disk: target/id.txt "v1"
+      runDownload()
+      logInfo("Remote address: \"%s\"", "http://127.0.0.1:9/elsewhere")
+      logInfo("Target directory: \"%s\"", "DIR/other")
+      logStage("Creating download directory")
+      logStage("Downloading remote stamp file")
+      setProgressText("Accessing stamp")
+      GET /lib/id.txt HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      logStage("Opening local stamp file \"%s\"", "DIR/other/id.txt")
+      logStage("Opening local stamp file failed: %s", "[PFileStream::Open] 2: (2) The system cannot find the file specified.\r\n")
+      setProgressText("Getting file list")
+      GET /lib/filelist.json HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      setProgressText("Downloading files")
+      logStage("Downloading file \"%s\" (%lli bytes)", "a.tx", 0)
+      GET /lib/a.tx HTTP/1.1 [Host: SERVER] [Accept: */*] [User-Agent: mtldownloader]
+      endProgress()
+      returned 0
+      on disk: other/a.tx "a"
+      on disk: other/id.txt "v1"
+      on disk: target/a.tx "a"
+      on disk: target/id.txt "v1"
+  )--");
+}
+
+// How many pieces a body arrives in is up to the system, so what is told of them is only
+// bounded: each figure higher than the one before, the last the whole.
+TEST_F(Synchronisation, ProgressOfLargeFilesOnlyGrows) {
+  std::string list;
+  for (const char* name : {"f0", "f1", "f2", "f3", "f4", "f5"}) {
+    list += (list.empty() ? R"([{"path":")" : R"(,{"path":")") + std::string(name) +
+            R"(","size":500000})";
+    server_.serve("/lib/" + std::string(name), std::string(500000, 'x'));
+  }
+  publish("v1\n", list + "]");
+  EXPECT_EQ(run(), 0);
+  const Lines expected{"Accessing stamp",
+                       "Getting file list",
+                       "Downloading files",
+                       "Downloading files (0MB / 3MB)",
+                       "Downloading files (1MB / 3MB)",
+                       "Downloading files (2MB / 3MB)",
+                       "Downloading files (3MB / 3MB)"};
+  EXPECT_EQ(callback_.textsOf("setProgressText"), expected);
+  EXPECT_EQ(callback_.textsOf("setProgressRange"), Lines{"1000"});
+  std::vector<int> values;
+  for (const std::string& value : callback_.textsOf("setProgressValue"))
+    values.push_back(std::stoi(value));
+  EXPECT_EQ(values.front(), 0);
+  EXPECT_EQ(values.back(), 1000);
+  // The zero of the beginning may be followed by that of the first bytes.
+  EXPECT_TRUE(std::is_sorted(values.begin(), values.end()));
+  EXPECT_EQ(std::adjacent_find(values.begin() + 1, values.end()), values.end());
 }
 
 TEST_F(Synchronisation, NamesAreEncodedForTheServerAndKeptOnDisk) {
@@ -135,99 +504,6 @@ TEST_F(Synchronisation, NamesNeedNotBeUtf8) {
   EXPECT_EQ(run(), 0);
   EXPECT_EQ(server_.requestLines(), (Lines{"GET /lib/id.txt", "GET /lib/filelist.json"}));
   EXPECT_EQ(readTree(target_).size(), 2U);
-}
-
-TEST_F(Synchronisation, PoliciesSelectWhatIsFetched) {
-  writeFile(target("kept.tx"), "the user's");
-  publish("v1", R"([{"path":"kept.tx","download":"missing"},{"path":"new.tx","download":"missing"},
-                    {"path":"never.tx","download":"never"},{"path":"always.tx","download":"always"}])");
-  server_.serve("/lib/new.tx", "new");
-  server_.serve("/lib/always.tx", "always");
-  EXPECT_EQ(run(), 0);
-  EXPECT_EQ(readTree(target_), (Files{{"kept.tx", "the user's"},
-                                      {"new.tx", "new"},
-                                      {"always.tx", "always"},
-                                      {"id.txt", "v1"}}));
-}
-
-TEST_F(Synchronisation, ALossyMapIsFetchedUnderItsOtherName) {
-  publish("v1", R"([{"path":"maps/oak.tx","size":100,"jpegSize":4}])");
-  server_.serve("/lib/maps/oak.jpeg.tx", "jpeg");
-  EXPECT_EQ(run(), 0);
-  EXPECT_EQ(readFile(target("maps/oak.tx")), "jpeg");
-}
-
-TEST_F(Synchronisation, ASubPathStandsBehindForTheStampAndInFrontForTheList) {
-  settings_.subPath = "beta";
-  server_.serve("/lib/beta/id.txt", "v1");
-  server_.serve("/beta/lib/filelist.json", R"([{"path":"beta/a.tx"}])"
-                                           "\n");
-  server_.serve("/lib/beta/a.tx", "a");
-  EXPECT_EQ(run(), 0);
-  EXPECT_EQ(server_.requestLines(),
-            (Lines{"GET /lib/beta/id.txt", "GET /beta/lib/filelist.json", "GET /lib/beta/a.tx"}));
-  EXPECT_EQ(readTree(target_), (Files{{"beta/a.tx", "a"}, {"beta/id.txt", "v1"}}));
-}
-
-TEST_F(Synchronisation, FilesCompleteInAnyOrder) {
-  std::string list = "[";
-  for (int i = 0; i < 7; ++i) {
-    const std::string name = "f" + std::to_string(i);
-    list += std::string(i > 0 ? "," : "") + R"({"path":")" + name + R"("})";
-    server_.serve("/lib/" + name, "content of " + name);
-  }
-  publish("v1", list + "]");
-  for (const char* first : {"/lib/f0", "/lib/f1", "/lib/f3", "/lib/f4"})
-    server_.hold(first);
-  // Only f2 may finish: its client is needed again for f5 and f6 before the others end.
-  server_.handle("/lib/f6", [&](const ServerRequest&, Socket& socket) {
-    for (const char* held : {"/lib/f4", "/lib/f3", "/lib/f1", "/lib/f0"})
-      server_.release(held);
-    return socket.send(ScriptedServer::response(200, "content of f6"));
-  });
-  EXPECT_EQ(run(), 0);
-  const Lines stages = callback_.textsOf("logStage");
-  EXPECT_THAT(Lines(stages.end() - 9, stages.end()),
-              ElementsAre("Downloading file \"f0\" (0 bytes)", "Downloading file \"f1\" (0 bytes)",
-                          "Downloading file \"f2\" (0 bytes)", "Downloading file \"f3\" (0 bytes)",
-                          "Downloading file \"f4\" (0 bytes)", "Saving file \"f2\"",
-                          "Downloading file \"f5\" (0 bytes)", "Saving file \"f5\"",
-                          "Downloading file \"f6\" (0 bytes)"));
-  for (int i = 0; i < 7; ++i) {
-    EXPECT_EQ(readFile(target("f" + std::to_string(i))), "content of f" + std::to_string(i));
-  }
-}
-
-TEST_F(Synchronisation, ALaterRunKeepsTheServerAndReadsTheDirectoryAnew) {
-  publish("v1", "[]");
-  EXPECT_EQ(run(), 0);
-  server_.forgetRequests();
-  settings_.remoteAddress = "http://127.0.0.1:9/elsewhere";
-  const std::string other = directory_ / "other";
-  settings_.targetDirectory = other.c_str();
-  EXPECT_EQ(run(), 0);
-  EXPECT_EQ(server_.requestLines().at(0), "GET /lib/id.txt");
-  EXPECT_EQ(readFile(other + "/id.txt"), "v1");
-}
-
-TEST_F(Synchronisation, AnExistingFileIsReplacedWhole) {
-  writeFile(target("a.tx"), "a longer content than the new one");
-  publish("v1", R"([{"path":"a.tx"}])");
-  server_.serve("/lib/a.tx", "short");
-  EXPECT_EQ(run(), 0);
-  EXPECT_EQ(readFile(target("a.tx")), "short");
-}
-
-TEST_F(Synchronisation, AnExplicitProxyReceivesWholeAddresses) {
-  settings_.proxyMode = PROXY_MODE_EXPLICIT;
-  settings_.proxyAddress = ("127.0.0.1:" + std::to_string(server_.port())).c_str();
-  settings_.remoteAddress = "http://library.invalid:81/lib";
-  server_.serve("http://library.invalid:81/lib/id.txt", "v1");
-  server_.serve("http://library.invalid:81/lib/filelist.json", "[]\n");
-  EXPECT_EQ(run(), 0);
-  EXPECT_THAT(callback_.textsOf("logInfo"),
-              testing::Contains(
-                  "HTTP proxy address: \"127.0.0.1:" + std::to_string(server_.port()) + "\""));
 }
 
 TEST_F(Synchronisation, ADownloaderAThreadRunsBesideOthers) {

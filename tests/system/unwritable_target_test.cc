@@ -1,10 +1,11 @@
-// A target directory that the user may not write. On Windows only access control lists
-// can make one.
+// A file in the target directory that cannot be replaced.
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
-#include "support/unprivileged.h"
+#include "support/no_access.h"
+#include "support/system_text.h"
 #include "system_fixture.h"
 
 namespace {
@@ -12,18 +13,20 @@ namespace {
 using UnwritableTarget = SystemTest;
 
 TEST_F(UnwritableTarget, IsReported) {
-  std::filesystem::create_directory(target_);
+  writeFile(target("a"), "old");
   publish("new", R"([{"path":"a"}])");
   server_.serve("/lib/a", "a");
-  std::filesystem::permissions(
-      target_, std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
   {
-    const Unprivileged unprivileged;
+    const NoAccess kept({std::filesystem::u8path(target("a"))});
     EXPECT_LT(run(), 0);
+    const std::string code = std::to_string(kept.code());
+    EXPECT_EQ(callback_.errors(),
+              std::vector<std::string>{"[DownloaderImpl::saveFile] -1: Could not create file "
+                                       "\"a\" | [PFileStream::Create] " +
+                                       code + ": (" + code + ") " +
+                                       systemText(kept.code(), "Access is denied.\r\n")});
   }
-  EXPECT_EQ(callback_.errors(),
-            std::vector<std::string>{"[DownloaderImpl::saveFile] -1: Could not create file "
-                                     "\"a\" | [PFileStream::Create] 5: (5) Access is denied.\r\n"});
+  EXPECT_EQ(readTree(target_), (std::map<std::string, std::string>{{"a", "old"}}));
 }
 
 }  // namespace
