@@ -1,5 +1,5 @@
 # For people; CMake and its presets do the work.
-.PHONY: all release test windows test-windows demo lint format clean deps
+.PHONY: all release test windows test-windows demo coverage mutate lint format clean deps
 
 all: release
 
@@ -26,6 +26,16 @@ test-windows: windows
 demo: deps
 	$(MAKE) release
 	scripts/demo build/release/bin
+
+coverage:
+	scripts/install-deps --coverage
+	cmake --preset coverage
+	cmake --build --preset coverage
+	scripts/coverage
+
+mutate:
+	scripts/install-deps --mutate
+	scripts/mutate
 
 lint:
 	scripts/install-deps --lint
