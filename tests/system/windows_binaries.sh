@@ -1,6 +1,7 @@
 #!/bin/sh
 # What was built for Windows needs nothing but the system and each other, exports what it
-# should and no more, and says which version it is. Looks into the files, runs none.
+# should and no more, says which version it is, and asks for the system's protections.
+# Looks into the files, runs none.
 # usage: windows_binaries.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 cd "$2"
@@ -54,4 +55,7 @@ foreign=$(echo "$exported" | grep -v '^_ZNK\{0,1\}5Krell') || true
 for file in mtllib.dll krell_networking.dll mtlsync.exe mtlpublish.exe; do
   # The resources of type 16 tell the version.
   look "$file" | grep -q '^010   Entry: ID: 0x000010,' || fail "$file has no version resource"
+  for protection in HIGH_ENTROPY_VA DYNAMIC_BASE NX_COMPAT; do
+    look "$file" | grep -qw "$protection" || fail "$file is built without $protection"
+  done
 done
