@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "mtllib/allocation.h"
+#include "platform/file_names.h"
 #include "plugin/downloader.h"
 #include "plugin/error_chain.h"
 #include "qutils/utf.h"
@@ -102,13 +103,14 @@ CharString percentEncodePath(const char* path) {
 
 bool staysBelow(const char* relative) {
   std::int64_t depth = 0;
-  bool climbed = false;
+  bool left = false;
   forEachComponent(relative, [&](std::string_view component) {
     if (component == ".") return;
-    depth += component == ".." ? -1 : 1;
-    climbed = climbed || depth < 0;
+    const bool up = component == "..";
+    depth += up ? -1 : 1;
+    left = left || depth < 0 || (!up && !Platform::isOrdinaryName(component));
   });
-  return !climbed && depth > 0;
+  return !left && depth > 0;
 }
 
 CharString DownloaderImpl::makeFullPath(const char* relative, PathSide side) const {

@@ -25,7 +25,8 @@ QUtils::CharString canonicalisePath(const char* path);
 QUtils::CharString percentEncodePath(const char* path);
 
 /// Whether `relative`, appended to a directory, names something below it: it never
-/// climbs above the directory on its way and does not end at the directory itself.
+/// climbs above the directory on its way, does not end at the directory itself, and has
+/// no part that the system takes for a device, a drive or a stream of another file.
 bool staysBelow(const char* relative);
 
 /// Copies `size` bytes from the source's position, `chunkSize` bytes at a time (32,768
