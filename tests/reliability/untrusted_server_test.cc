@@ -1,0 +1,111 @@
+// Servers over TLS that are not who they should be, or speak a protocol that nobody should.
+// POSIX only: the test's server is OpenSSL's, which is not built for Windows here.
+#include <csignal>
+#include <cstdlib>
+#include <string>
+
+#include "system/system_fixture.h"
+#include "tls_server.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr const char* kRefused = "Connection error: reason=13 extraF=0 underlying=60";
+constexpr const char* kNoTls = "Connection error: reason=3 extraF=0 underlying=35";
+constexpr const char* kAuthority = "Test authority";
+constexpr const char* kLocal = "DNS:localhost,IP:127.0.0.1";
+
+// The trust store is read from the environment when a host starts the network.
+class TrustedAuthority {
+ public:
+  TrustedAuthority() {
+    writeCertificate(identity_, directory_ / "authority.pem");
+    setenv("CURL_CA_BUNDLE", (directory_ / "authority.pem").c_str(), 1);
+    unsetenv("SSL_CERT_FILE");
+    unsetenv("SSL_CERT_DIR");
+  }
+  const Identity& identity() const { return identity_; }
+
+ private:
+  TempDir directory_;
+  Identity identity_ = makeAuthority(kAuthority);
+};
+
+class UntrustedServer : private TrustedAuthority, public SystemTest {
+ protected:
+  UntrustedServer() {
+    std::signal(SIGPIPE, SIG_IGN);  // The server's, when it writes to who has hung up.
+    writeFile(target("id.txt"), "old");
+  }
+
+  Identity serverIdentity(const char* names, int firstDay, int lastDay) {
+    return makeServerIdentity(&identity(), names, firstDay, lastDay);
+  }
+
+  int checkAt(const TlsServer& server) {
+    settings_.remoteAddress = ("https://127.0.0.1:" + std::to_string(server.port())).c_str();
+    return check();
+  }
+
+  void expectRefused(const Identity& identity, const char* cause, int version = TLS1_3_VERSION) {
+    const TlsServer server(identity, version);
+    EXPECT_EQ(checkAt(server), -1);
+    EXPECT_THAT(callback_.errors(), ElementsAre(HasSubstr(cause)));
+    EXPECT_EQ(server.requestCount(), 0) << "not even the request is for others to read";
+  }
+};
+
+TEST_F(UntrustedServer, IsNotOneThatTheAuthorityVouchesFor) {
+  const TlsServer server(serverIdentity(kLocal, -1, 30), TLS1_3_VERSION);
+  EXPECT_EQ(checkAt(server), 1);
+  EXPECT_EQ(server.requestCount(), 1);
+}
+
+TEST_F(UntrustedServer, IsNotOneThatSpeaksTls12) {
+  const TlsServer server(serverIdentity(kLocal, -1, 30), TLS1_2_VERSION);
+  EXPECT_EQ(checkAt(server), 1);
+}
+
+TEST_F(UntrustedServer, WithAnotherNameIsRefused) {
+  expectRefused(serverIdentity("DNS:elsewhere.example", -1, 30), kRefused);
+}
+
+TEST_F(UntrustedServer, WithAnExpiredCertificateIsRefused) {
+  expectRefused(serverIdentity(kLocal, -30, -1), kRefused);
+}
+
+TEST_F(UntrustedServer, WithACertificateOfTomorrowIsRefused) {
+  expectRefused(serverIdentity(kLocal, 1, 30), kRefused);
+}
+
+TEST_F(UntrustedServer, ThatVouchesForItselfIsRefused) {
+  expectRefused(makeServerIdentity(nullptr, kLocal, -1, 30), kRefused);
+}
+
+TEST_F(UntrustedServer, OfAnUnknownAuthorityIsRefused) {
+  const Identity unknown = makeAuthority("Another authority");
+  expectRefused(makeServerIdentity(&unknown, kLocal, -1, 30), kRefused);
+}
+
+TEST_F(UntrustedServer, OfAnAuthorityThatTakesATrustedNameIsRefused) {
+  const Identity impostor = makeAuthority(kAuthority);
+  expectRefused(makeServerIdentity(&impostor, kLocal, -1, 30), kNoTls);
+}
+
+TEST_F(UntrustedServer, WithACertificateThatNoAuthorityIssuedIsRefused) {
+  // A server's certificate must not vouch for others.
+  const Identity server = serverIdentity(kLocal, -1, 30);
+  expectRefused(makeServerIdentity(&server, kLocal, -1, 30), kRefused);
+}
+
+TEST_F(UntrustedServer, ThatSpeaksTls10IsRefused) {
+  expectRefused(serverIdentity(kLocal, -1, 30), kNoTls, TLS1_VERSION);
+}
+
+TEST_F(UntrustedServer, ThatSpeaksTls11IsRefused) {
+  expectRefused(serverIdentity(kLocal, -1, 30), kNoTls, TLS1_1_VERSION);
+}
+
+}  // namespace
