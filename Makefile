@@ -1,5 +1,6 @@
 # For people; CMake and its presets do the work.
-.PHONY: all release test windows test-windows demo coverage mutate lint format clean deps
+.PHONY: all release test windows test-windows fuzz documents demo coverage mutate lint format \
+  clean deps
 
 all: release
 
@@ -22,6 +23,16 @@ windows:
 
 test-windows: windows
 	scripts/wine-test-env ctest --preset windows
+
+fuzz:
+	scripts/install-deps --fuzz
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+	scripts/fuzz $(FUZZ_SECONDS)
+
+# Brings the parts of the documents up to date that the tests write.
+documents: release
+	build/release/bin/write_faults_table docs/reliability.md
 
 demo: deps
 	$(MAKE) release

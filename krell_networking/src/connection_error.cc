@@ -74,8 +74,9 @@ ConnectionError describeFailure(CURL* easy, CURLcode code, bool viaProxy) {
   if (viaProxy && (reason == CONNECTION_ERROR_CONNECT || tunnelRefused(easy))) {
     reason = CONNECTION_ERROR_PROXY;
   }
-  if (number != 0) return {reason | CONNECTION_ERROR_SYSTEM_NUMBER, number};
-  return {reason, static_cast<std::int32_t>(code)};
+  const auto word = static_cast<std::uint32_t>(reason);
+  if (number != 0) return {word | CONNECTION_ERROR_SYSTEM_NUMBER, number};
+  return {word, static_cast<std::int32_t>(code)};
 }
 
 }  // namespace Networking
