@@ -68,7 +68,7 @@ user root;
 daemon off;
 worker_processes 2;
 pid $folder/nginx.pid;
-events { worker_connections 256; }
+events { worker_connections 4096; }
 http {
   client_body_temp_path $folder/tmp; proxy_temp_path $folder/tmp; fastcgi_temp_path $folder/tmp;
   uwsgi_temp_path $folder/tmp; scgi_temp_path $folder/tmp;
