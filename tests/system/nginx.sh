@@ -1,5 +1,5 @@
 # Sourced by the script tests: a folder of their own, and nginx over HTTP and HTTPS with
-# a test authority, all gone when the test ends.
+# a test authority, all gone when the test ends, and so is what is mounted on $folder/disk.
 
 folder=$(mktemp -d)
 nginx_pid=
@@ -14,6 +14,7 @@ stop_nginx() {
 clean_up() {
   status=$?
   stop_nginx
+  ! mountpoint -q "$folder/disk" || umount "$folder/disk"
   chmod -R u+rwX "$folder"
   rm -rf "$folder"
   exit "$status"
