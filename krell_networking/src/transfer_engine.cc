@@ -157,16 +157,13 @@ bool TransferEngine::buildHeaderList() {
   return true;
 }
 
+// A new handle for each request; connections belong to the multi handle and stay. libcurl
+// before 8.0 reads and frees memory it has given back when a response on a used handle
+// begins with the continuation of a header line.
 // The request target goes out as it was given; the URL only names the server.
 bool TransferEngine::prepare(Transfer& transfer, const char* path) {
-  if (transfer.easy == nullptr) {
-    transfer.easy.reset(curl_easy_init());
-    if (transfer.easy == nullptr) return false;
-    if (!buildHeaderList() || !configureEasy(transfer)) {
-      transfer.easy.reset();
-      return false;
-    }
-  }
+  transfer.easy.reset(curl_easy_init());
+  if (transfer.easy == nullptr || !buildHeaderList() || !configureEasy(transfer)) return false;
   const bool absolute = !configuration_.tls && !configuration_.proxyHost.empty();
   const std::string target =
       (absolute ? "http://" + hostAndPort(configuration_.host.c_str(), configuration_.port) : "") +
