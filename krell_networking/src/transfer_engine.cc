@@ -135,8 +135,9 @@ int TransferEngine::pickAvailable() const {
 }
 
 bool TransferEngine::launchThread() {
-  if (multi_ == nullptr) return false;
   if (thread_.joinable()) return true;
+  // Without handles for it there is nothing to wake the thread with.
+  if (multi_ == nullptr || curl_multi_wakeup(multi_.get()) != CURLM_OK) return false;
   try {
     thread_ = Platform::startQuietThread([this] { run(); });
   } catch (const std::system_error&) {
