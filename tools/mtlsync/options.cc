@@ -9,7 +9,13 @@ namespace mtlsync {
 
 namespace {
 
+constexpr const char* kDefaultMaxFileSize = "2G";
+constexpr const char* kNoLimit = "0";
+
 constexpr const char* kFooter = R"(
+SIZE is in bytes, or with k, M or G in thousands, millions or billions; 0 is no
+limit. A file is held in memory until it is saved, five of them at once.
+
 Exit status: 0 done or up to date, 1 failed, 2 wrong usage, 100 an update is
 available (with --check), 130 interrupted.
 
@@ -19,6 +25,14 @@ Examples:
 
 CLI::Validator notEmpty() {
   return {[](std::string& value) { return value.empty() ? "must not be empty" : std::string(); },
+          ""};
+}
+
+CLI::Validator isSize() {
+  return {[](std::string& value) {
+            return parseSize(value) ? std::string()
+                                    : "not a number of bytes, perhaps with k, M or G: " + value;
+          },
           ""};
 }
 
@@ -44,6 +58,8 @@ CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
   bool noProxy = false;
   bool quiet = false;
   bool verbose = false;
+  std::string maxFileSize = kDefaultMaxFileSize;
+  std::string maxTotalSize = kNoLimit;
 
   CLI::App app("Brings the local copy in DIR of the material library at URL up to date.",
                "mtlsync");
@@ -67,6 +83,13 @@ CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
       ->type_name("ADDRESS")
       ->check(notEmpty());
   app.add_flag("--no-proxy", noProxy, "Use no proxy");
+  app.add_option("--max-file-size", maxFileSize, "Give up when a file is larger; 2G if not given")
+      ->type_name("SIZE")
+      ->check(isSize());
+  app.add_option("--max-total-size", maxTotalSize,
+                 "Give up when all files together are larger;\nno limit if not given")
+      ->type_name("SIZE")
+      ->check(isSize());
   app.add_flag("-q,--quiet", quiet, "Print errors only");
   app.add_flag("-v,--verbose", verbose, "Print every message");
   app.add_flag("--json", options.json, "Print events and result as JSON, one a line");
@@ -91,6 +114,7 @@ CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
     return wrongUsage("--proxy and --no-proxy exclude each other");
   }
   options.url = withoutTrailingSlashes(options.url);
+  options.limits = {*parseSize(maxFileSize), *parseSize(maxTotalSize)};
   if (noProxy) options.proxyMode = PROXY_MODE_DISABLED;
   if (!options.proxyAddress.empty()) options.proxyMode = PROXY_MODE_EXPLICIT;
   if (quiet) options.verbosity = Verbosity::kQuiet;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "mtllib/downloader_settings.h"
+#include "mtlsync/size_limits.h"
 
 namespace mtlsync {
 
@@ -18,6 +19,7 @@ struct Options {
   std::string proxyAddress;
   std::string moduleFile;  ///< "" looks for it in the usual places.
   Verbosity verbosity = Verbosity::kNormal;
+  SizeLimits limits;
   bool checkOnly = false;
   bool json = false;
 };

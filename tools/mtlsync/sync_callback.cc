@@ -26,8 +26,9 @@ constexpr int kStop = 1;
 
 }  // namespace
 
-SyncCallback::SyncCallback(const Outputs& outputs, Verbosity verbosity, std::function<bool()> stop)
-    : outputs_(outputs), verbosity_(verbosity), stop_(std::move(stop)) {}
+SyncCallback::SyncCallback(const Outputs& outputs, Verbosity verbosity, const SizeLimits& limits,
+                           std::function<bool()> stop)
+    : outputs_(outputs), verbosity_(verbosity), limits_(limits), stop_(std::move(stop)) {}
 
 void SyncCallback::showError(const ErrorEntries& entries) {
   const std::lock_guard<std::mutex> lock(mutex_);
@@ -36,7 +37,7 @@ void SyncCallback::showError(const ErrorEntries& entries) {
   if (JsonEvents* to = events()) to->error(entries);
   const bool detailed = verbosity_ == Verbosity::kVerbose;
   // Whoever stopped the run knows why it ended.
-  if (!detailed && stop_() && isAbort(entries)) return;
+  if (!detailed && isEnding() && isAbort(entries)) return;
   const char* opening = "mtlsync: error: ";
   for (const std::string& line : errorLines(entries, detailed)) {
     outputs_.messages.printLine(opening + line);
@@ -73,9 +74,14 @@ int SyncCallback::isAborted(Krell::Networking::ReqTokenGeneralType* request,
                             Krell::Networking::TransferProgress* progress,
                             Krell::Networking::Response* /*response*/) noexcept {
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (progress != nullptr) bytes_.update(request, progress->receivedBytes);
+  if (progress != nullptr) {
+    bytes_.update(request, progress->receivedBytes);
+    if (!isEnding()) {
+      record_.exceededLimit = exceededLimit(limits_, progress->receivedBytes, bytes_.total());
+    }
+  }
   if (outputs_.progress != nullptr) outputs_.progress->update(bytes_.total());
-  return stop_() ? kStop : kGoOn;
+  return isEnding() ? kStop : kGoOn;
 }
 
 void SyncCallback::beginProgress() noexcept {

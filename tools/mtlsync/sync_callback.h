@@ -14,6 +14,7 @@
 #include "mtlsync/json_events.h"
 #include "mtlsync/options.h"
 #include "mtlsync/progress_display.h"
+#include "mtlsync/size_limits.h"
 
 namespace mtlsync {
 
@@ -23,7 +24,8 @@ struct RunRecord {
   std::int64_t bytes = 0;
   bool stampsMatched = false;
   bool errorShown = false;
-  std::string lastWarning;  ///< Told by the library as the end of a run may be.
+  std::string lastWarning;    ///< Told by the library as the end of a run may be.
+  std::string exceededLimit;  ///< Why we ended the run ourselves; "" when we did not.
 };
 
 /// Messages go to the console as far as the verbosity allows, everything goes to the
@@ -37,8 +39,9 @@ class SyncCallback final : public HostCallback {
     JsonEvents* events;         ///< May be null.
   };
 
-  /// `stop` is asked, on any thread, whether to end the run.
-  SyncCallback(const Outputs& outputs, Verbosity verbosity, std::function<bool()> stop);
+  /// `stop` is asked, on any thread, whether to end the run; beyond the limits it ends, too.
+  SyncCallback(const Outputs& outputs, Verbosity verbosity, const SizeLimits& limits,
+               std::function<bool()> stop);
 
   /// Tells of a failure, as the library does with reportError().
   void showError(const ErrorEntries& entries);
@@ -64,10 +67,12 @@ class SyncCallback final : public HostCallback {
   void tell(const char* event, const std::string& text);
   void printWarning(const std::string& text);
   JsonEvents* events();
+  bool isEnding() const { return stop_() || !record_.exceededLimit.empty(); }
 
   mutable std::mutex mutex_;
   Outputs outputs_;
   Verbosity verbosity_;
+  SizeLimits limits_;
   std::function<bool()> stop_;
   ByteCounter bytes_;
   RunRecord record_;

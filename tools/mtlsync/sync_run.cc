@@ -78,7 +78,10 @@ int synchronise(const Options& options, SyncCallback& callback, ErrorEntries& pr
 }
 
 Status statusOf(int code, const Options& options, const RunRecord& record) {
-  if (code < 0) return stopRequested() ? Status::kInterrupted : Status::kFailed;
+  if (code < 0) {
+    const bool interrupted = stopRequested() && record.exceededLimit.empty();
+    return interrupted ? Status::kInterrupted : Status::kFailed;
+  }
   if (options.checkOnly) return code > 0 ? Status::kUpdateAvailable : Status::kUpToDate;
   return record.stampsMatched ? Status::kUpToDate : Status::kUpdated;
 }
@@ -86,7 +89,8 @@ Status statusOf(int code, const Options& options, const RunRecord& record) {
 /// No run fails without a word.
 void explainFailure(int code, const Options& options, SyncCallback& callback) {
   const RunRecord record = callback.record();
-  if (record.errorShown) return;
+  if (!record.exceededLimit.empty()) callback.showError({ownError(record.exceededLimit)});
+  if (record.errorShown || !record.exceededLimit.empty()) return;
   if (record.lastWarning.empty()) {
     callback.showError({ownError("the run failed (code " + std::to_string(code) + ")")});
   } else if (options.verbosity == Verbosity::kQuiet) {
@@ -122,7 +126,7 @@ ExitStatus runSync(const Options& options) {
       options.verbosity != Verbosity::kQuiet && (!options.json || messages.isTerminal());
   SyncCallback callback(
       {messages, showProgress ? &progress : nullptr, options.json ? &events : nullptr},
-      options.verbosity, stopRequested);
+      options.verbosity, options.limits, stopRequested);
 
   const Clock::time_point start = Clock::now();
   ErrorEntries problem;

@@ -113,6 +113,18 @@ int stall(HostCallback& callback, bool stubborn) {
   return reportFailure(callback, "HttpGetter::responseProgressCb", cause.c_str());
 }
 
+/// Receives ever more, a megabyte at a time and in two requests, until the host stops it.
+int receiveEndlessly(HostCallback& callback) {
+  callback.setProgressText("Downloading files");
+  for (std::int64_t megabytes = 0; megabytes < 100000; ++megabytes) {
+    const int request = static_cast<int>(megabytes % 2);
+    if (receive(callback, request, megabytes * 1000000) == 0) continue;
+    callback.endProgress();
+    return reportFailure(callback, "HttpGetter::responseProgressCb", "Download aborted (1)");
+  }
+  return 0;
+}
+
 int upToDate(HostCallback& callback) {
   beginStamp(callback);
   callback.logStage("Local and remote stamp files match. Nothing to do.");
@@ -189,6 +201,8 @@ const std::map<std::string, Situation>& situations() {
          downloader.callback->logInfo("%s", settingsText(*downloader.settings).c_str());
          return 0;
        }},
+      {"endless",
+       [](DownloaderImpl& downloader) { return receiveEndlessly(*downloader.callback); }},
       {"stall", [](DownloaderImpl& downloader) { return stall(*downloader.callback, false); }},
       {"stubborn", [](DownloaderImpl& downloader) { return stall(*downloader.callback, true); }}};
   return kSituations;

@@ -39,6 +39,8 @@ TEST(CommandLineOptions, NeedNothingButUrlAndDirectory) {
   EXPECT_EQ(options.proxyAddress, "");
   EXPECT_EQ(options.moduleFile, "");
   EXPECT_EQ(options.verbosity, Verbosity::kNormal);
+  EXPECT_EQ(options.limits.file, 2000000000);
+  EXPECT_EQ(options.limits.total, 0);
   EXPECT_FALSE(options.checkOnly);
   EXPECT_FALSE(options.json);
 }
@@ -66,6 +68,12 @@ TEST(CommandLineOptions, HaveShortForms) {
 
 TEST(CommandLineOptions, CanTurnTheProxyOff) {
   EXPECT_EQ(accepted({"--no-proxy", "u", "d"}).proxyMode, PROXY_MODE_DISABLED);
+}
+
+TEST(CommandLineOptions, LimitSizes) {
+  const Options options = accepted({"--max-file-size", "0", "--max-total-size=10M", "u", "d"});
+  EXPECT_EQ(options.limits.file, 0);
+  EXPECT_EQ(options.limits.total, 10000000);
 }
 
 TEST(CommandLineOptions, EndAtADoubleDash) {
@@ -105,6 +113,13 @@ TEST(WrongUsage, IncludesEmptyNames) {
   EXPECT_EQ(problemWith({"u", "d", "--module", ""}), "--module: must not be empty");
 }
 
+TEST(WrongUsage, IncludesSizesThatAreNone) {
+  EXPECT_EQ(problemWith({"u", "d", "--max-file-size", "2T"}),
+            "--max-file-size: not a number of bytes, perhaps with k, M or G: 2T");
+  EXPECT_EQ(problemWith({"u", "d", "--max-total-size", "-1"}),
+            "--max-total-size: not a number of bytes, perhaps with k, M or G: -1");
+}
+
 TEST(WrongUsage, IncludesContradictions) {
   EXPECT_EQ(problemWith({"-q", "-v", "u", "d"}), "--quiet and --verbose exclude each other");
   EXPECT_EQ(problemWith({"--proxy", "p", "--no-proxy", "u", "d"}),
@@ -119,8 +134,9 @@ TEST(CommandLineOptions, ShowHelpWithEveryOption) {
   for (const char* option : {"-h", "--help"}) {
     const CommandLine line = parse({option});
     EXPECT_EQ(line.outcome, CommandLine::Outcome::kShowText);
-    for (const char* name : {"URL", "DIR", "--check", "--sub-path", "--proxy", "--no-proxy",
-                             "--quiet", "--verbose", "--json", "--module", "--version"}) {
+    for (const char* name :
+         {"URL", "DIR", "--check", "--sub-path", "--proxy", "--no-proxy", "--quiet", "--verbose",
+          "--json", "--max-file-size", "--max-total-size", "--module", "--version"}) {
       EXPECT_THAT(line.text, HasSubstr(name));
     }
   }

@@ -96,6 +96,35 @@ TEST(Program, PrintsErrorsInDetailWhenVerbose) {
                 refusedText() + ") [HttpGetter::responseErrorCb, code -1]\n");
 }
 
+TEST(Program, EndsARunThatExceedsALimit) {
+  const ProcessResult file = run({"-q", "--max-file-size", "50M", "endless", "dir"});
+  EXPECT_EQ(file.exitCode, 1);
+  EXPECT_EQ(file.out, "");
+  EXPECT_EQ(file.err, "mtlsync: error: a file is larger than 50 MB (--max-file-size)\n");
+  EXPECT_EQ(run({"-q", "endless", "dir"}).err,
+            "mtlsync: error: a file is larger than 2 GB (--max-file-size)\n");
+  EXPECT_EQ(run({"-q", "--max-total-size", "50M", "endless", "dir"}).err,
+            "mtlsync: error: the files together are larger than 50 MB (--max-total-size)\n");
+  EXPECT_EQ(run({"-q", "--max-file-size", "0", "endless", "dir"}).exitCode, 0);
+}
+
+TEST(Program, TellsOfAnExceededLimitInDetail) {
+  EXPECT_EQ(run({"-v", "--max-file-size", "1k", "endless", "dir"}).err,
+            "Downloading files\n"
+            "mtlsync: error: Could not download remote stamp file "
+            "[DownloaderImpl::readRemoteIdFile, code -1]\n"
+            "  because: Download aborted (1) [HttpGetter::responseProgressCb, code -1]\n"
+            "mtlsync: error: a file is larger than 1 kB (--max-file-size) [mtlsync, code -1]\n");
+  const std::vector<Json::Value> events =
+      readLines(run({"--json", "--max-file-size", "1k", "endless", "dir"}).out);
+  ASSERT_GE(events.size(), 3U);
+  const Json::Value* last = &events.back();
+  EXPECT_EQ(last[-2]["chain"][1]["message"].asString(), "Download aborted (1)");
+  EXPECT_EQ(last[-1]["chain"][0]["message"].asString(),
+            "a file is larger than 1 kB (--max-file-size)");
+  EXPECT_EQ(last[0]["status"].asString(), "failed");
+}
+
 TEST(Program, PrintsEveryMessageWhenVerbose) {
   const ProcessResult result = run({"-v", "up-to-date", "dir"});
   EXPECT_EQ(result.exitCode, 0);
@@ -226,6 +255,7 @@ TEST(Program, RefusesWrongUsageInTwoLinesAndWritesNothing) {
                                              {"ok", ""},
                                              {"ok", dir / "x", "extra"},
                                              {"ok", dir / "x", "--fast"},
+                                             {"ok", dir / "x", "--max-file-size", "much"},
                                              {"ok", dir / "x", "-q", "-v"},
                                              {"ok", dir / "x", "--proxy", "p", "--no-proxy"},
                                              {"ok", dir / "x", "--proxy", ""}}) {

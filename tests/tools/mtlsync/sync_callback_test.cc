@@ -14,8 +14,8 @@ using Krell::Networking::TransferProgress;
 
 class SyncCallbackTest : public testing::Test {
  protected:
-  SyncCallback callbackWith(Verbosity verbosity) {
-    return {{messages_, &progress_, nullptr}, verbosity, [this] { return stop_; }};
+  SyncCallback callbackWith(Verbosity verbosity, const SizeLimits& limits = {}) {
+    return {{messages_, &progress_, nullptr}, verbosity, limits, [this] { return stop_; }};
   }
 
   int receive(HostCallback& callback, int request, std::int64_t bytes) {
@@ -66,6 +66,44 @@ TEST_F(SyncCallbackTest, DoesNotRepeatToWhoeverStoppedItThatItWasStopped) {
   EXPECT_EQ(stream_.str(), "");
   callback.showError({{"tag", -1, "Disk full"}});
   EXPECT_EQ(stream_.str(), "mtlsync: error: Disk full\n");
+}
+
+TEST_F(SyncCallbackTest, EndsARunWithAFileThatIsTooLarge) {
+  SyncCallback callback = callbackWith(Verbosity::kNormal, {1000, 0});
+  EXPECT_EQ(receive(callback, 0, 1000), 0);
+  EXPECT_EQ(receive(callback, 1, 1000), 0);
+  EXPECT_EQ(callback.record().exceededLimit, "");
+  EXPECT_NE(receive(callback, 1, 1001), 0);
+  EXPECT_NE(receive(callback, 0, 1000), 0);
+  EXPECT_EQ(callback.record().exceededLimit, "a file is larger than 1 kB (--max-file-size)");
+}
+
+TEST_F(SyncCallbackTest, EndsARunThatFetchesTooMuch) {
+  SyncCallback callback = callbackWith(Verbosity::kNormal, {0, 1000});
+  EXPECT_EQ(receive(callback, 0, 600), 0);
+  EXPECT_EQ(receive(callback, 0, 0), 0);
+  EXPECT_EQ(receive(callback, 0, 400), 0);
+  EXPECT_NE(receive(callback, 1, 1), 0);
+  EXPECT_EQ(callback.record().exceededLimit,
+            "the files together are larger than 1 kB (--max-total-size)");
+}
+
+TEST_F(SyncCallbackTest, LeavesTheChainOfATooLargeFileToVerboseRuns) {
+  SyncCallback callback = callbackWith(Verbosity::kNormal, {1000, 0});
+  receive(callback, 0, 1001);
+  callback.showError({{"tag", -1, "Download aborted (1)"}});
+  EXPECT_EQ(stream_.str(), "");
+  SyncCallback verbose = callbackWith(Verbosity::kVerbose, {1000, 0});
+  receive(verbose, 0, 1001);
+  verbose.showError({{"tag", -1, "Download aborted (1)"}});
+  EXPECT_EQ(stream_.str(), "mtlsync: error: Download aborted (1) [tag, code -1]\n");
+}
+
+TEST_F(SyncCallbackTest, ExceedsNothingOnceStopped) {
+  SyncCallback callback = callbackWith(Verbosity::kNormal, {1000, 0});
+  stop_ = true;
+  receive(callback, 0, 1001);
+  EXPECT_EQ(callback.record().exceededLimit, "");
 }
 
 TEST_F(SyncCallbackTest, PrintsStagesOnlyWhenVerbose) {
