@@ -17,6 +17,7 @@ constexpr const char* kOwnTag = "mtlsync";
 constexpr const char* kConnectionErrorTag = "HttpGetter::responseErrorCb";
 constexpr const char* kConnectionErrorFormat =
     "Connection error: reason=%d extraF=%x underlying=%d";
+constexpr const char* kSaveTag = "DownloaderImpl::saveFile";
 constexpr const char* kAbortMessage = "Download aborted (";
 
 std::string entryText(const ErrorEntry& entry, bool detailed) {
@@ -98,6 +99,11 @@ bool isAbort(const ErrorEntries& entries) {
   return std::any_of(entries.begin(), entries.end(), [](const ErrorEntry& entry) {
     return entry.message.rfind(kAbortMessage, 0) == 0;
   });
+}
+
+bool isFailedSave(const ErrorEntries& entries) {
+  return std::any_of(entries.begin(), entries.end(),
+                     [](const ErrorEntry& entry) { return entry.tag == kSaveTag; });
 }
 
 std::vector<std::string> errorLines(const ErrorEntries& entries, bool detailed) {

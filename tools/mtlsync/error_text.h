@@ -34,6 +34,9 @@ std::string explanationOf(const ErrorEntry& entry);
 /// True when the host ended the transfer itself.
 bool isAbort(const ErrorEntries& entries);
 
+/// True when a file could not be saved.
+bool isFailedSave(const ErrorEntries& entries);
+
 /// "What failed (explanation)" and a "  because: ..." line for each cause. With `detailed`
 /// every line also tells tag and code.
 std::vector<std::string> errorLines(const ErrorEntries& entries, bool detailed);

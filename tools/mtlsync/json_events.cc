@@ -51,6 +51,12 @@ void JsonEvents::taggedError(const std::string& tag, int code, const std::string
   writeLine(stream_, object);
 }
 
+void JsonEvents::removed(const std::string& path) {
+  Json::Value object = eventNamed("removed");
+  object["path"] = validUtf8(path);
+  writeLine(stream_, object);
+}
+
 void JsonEvents::error(const ErrorEntries& entries) {
   Json::Value object = eventNamed("error");
   Json::Value& chain = object["chain"] = Json::arrayValue;

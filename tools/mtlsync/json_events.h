@@ -21,6 +21,8 @@ class JsonEvents {
   void number(const std::string& event, int value);
   void text(const std::string& event, const std::string& text);
   void taggedError(const std::string& tag, int code, const std::string& text);
+  /// A file of the local copy was removed.
+  void removed(const std::string& path);
   void error(const ErrorEntries& entries);
   void result(int code, const std::string& status, std::int64_t files, std::int64_t bytes);
 

@@ -77,6 +77,8 @@ CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
       ->option_text(" ")
       ->check(notEmpty());
   app.add_flag("--check", options.checkOnly, "Only tell whether an update exists");
+  app.add_flag("--repair", options.repair,
+               "Remove files of the wrong size, then fetch\nwhatever is missing");
   app.add_option("--sub-path", options.subPath, "Sub-path of the library")->type_name("PATH");
   app.add_option("--proxy", options.proxyAddress,
                  "HTTP proxy, as HOST:PORT; the system's if not given")
@@ -110,6 +112,9 @@ CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
   }
 
   if (quiet && verbose) return wrongUsage("--quiet and --verbose exclude each other");
+  if (options.checkOnly && options.repair) {
+    return wrongUsage("--check and --repair exclude each other");
+  }
   if (noProxy && !options.proxyAddress.empty()) {
     return wrongUsage("--proxy and --no-proxy exclude each other");
   }

@@ -21,6 +21,7 @@ struct Options {
   Verbosity verbosity = Verbosity::kNormal;
   SizeLimits limits;
   bool checkOnly = false;
+  bool repair = false;
   bool json = false;
 };
 

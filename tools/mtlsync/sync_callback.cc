@@ -34,6 +34,7 @@ void SyncCallback::showError(const ErrorEntries& entries) {
   const std::lock_guard<std::mutex> lock(mutex_);
   if (entries.empty()) return;
   record_.errorShown = true;
+  record_.saveFailed = record_.saveFailed || isFailedSave(entries);
   if (JsonEvents* to = events()) to->error(entries);
   const bool detailed = verbosity_ == Verbosity::kVerbose;
   // Whoever stopped the run knows why it ended.
@@ -43,6 +44,15 @@ void SyncCallback::showError(const ErrorEntries& entries) {
     outputs_.messages.printLine(opening + line);
     opening = "";
   }
+}
+
+void SyncCallback::showRemoved(const std::string& path) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (JsonEvents* to = events()) to->removed(path);
+  // Whoever reads the events has been told.
+  const bool told = outputs_.events != nullptr && verbosity_ != Verbosity::kVerbose;
+  if (told || verbosity_ == Verbosity::kQuiet) return;
+  outputs_.messages.printLine("Removed \"" + printableLine(path) + "\"");
 }
 
 RunRecord SyncCallback::record() const {

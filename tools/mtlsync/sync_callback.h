@@ -24,6 +24,7 @@ struct RunRecord {
   std::int64_t bytes = 0;
   bool stampsMatched = false;
   bool errorShown = false;
+  bool saveFailed = false;
   std::string lastWarning;    ///< Told by the library as the end of a run may be.
   std::string exceededLimit;  ///< Why we ended the run ourselves; "" when we did not.
 };
@@ -45,6 +46,9 @@ class SyncCallback final : public HostCallback {
 
   /// Tells of a failure, as the library does with reportError().
   void showError(const ErrorEntries& entries);
+
+  /// Tells that a file of the local copy was removed.
+  void showRemoved(const std::string& path);
 
   RunRecord record() const;
 

@@ -11,6 +11,7 @@
 #include "mtlsync/json_events.h"
 #include "mtlsync/module.h"
 #include "mtlsync/progress_display.h"
+#include "mtlsync/repair.h"
 #include "mtlsync/sync_callback.h"
 #include "mtlsync/system.h"
 #include "quantity/quantity_text.h"
@@ -60,6 +61,8 @@ int synchronise(const Options& options, SyncCallback& callback, ErrorEntries& pr
   if (module == nullptr) return -1;
   const StartedNetwork network(*module);
   if (!network.isUsable(problem)) return -1;
+  // Only now: nothing is removed for a run that cannot begin.
+  if (options.repair && !prepareRepair(options, callback, problem)) return -1;
 
   DownloaderSettings settings;
   settings.remoteAddress = options.url.c_str();
@@ -138,6 +141,7 @@ ExitStatus runSync(const Options& options) {
   const RunRecord record = callback.record();
   const Status status = statusOf(code, options, record);
   if (status == Status::kFailed) explainFailure(code, options, callback);
+  if (record.saveFailed) messages.printLine(repairHint(options));
   if (status == Status::kInterrupted) messages.printLine("mtlsync: interrupted");
   if (options.json) {
     events.result(code, nameOf(status), record.files, record.bytes);

@@ -39,6 +39,9 @@ bool isTerminal(OutputStream stream);
 /// Columns of the terminal; 80 when it does not tell.
 int terminalWidth(OutputStream stream);
 
+/// The value of a variable of the environment, in UTF-8; "" when there is none.
+std::string environmentVariable(const std::string& name);
+
 /// The system's words for one of its error numbers.
 std::string systemErrorText(int number);
 

@@ -75,6 +75,11 @@ int terminalWidth(OutputStream stream) {
   return size.ws_col;
 }
 
+std::string environmentVariable(const std::string& name) {
+  const char* value = std::getenv(name.c_str());
+  return value != nullptr ? value : "";
+}
+
 std::string systemErrorText(int number) {
   return std::strerror(number);
 }

@@ -89,6 +89,15 @@ int terminalWidth(OutputStream stream) {
   return screen.srWindow.Right - screen.srWindow.Left + 1;
 }
 
+std::string environmentVariable(const std::string& name) {
+  const std::wstring wide = process::wideOf(name);
+  std::wstring value(GetEnvironmentVariableW(wide.c_str(), nullptr, 0), L'\0');
+  const DWORD length =
+      GetEnvironmentVariableW(wide.c_str(), value.data(), static_cast<DWORD>(value.size()));
+  value.resize(length < value.size() ? length : 0);
+  return process::utf8Of(value);
+}
+
 std::string systemErrorText(int number) {
   std::array<wchar_t, 1024> text{};
   const DWORD length = FormatMessageW(

@@ -119,5 +119,11 @@ TEST(IsAbort, RecognisesTheHostsOwnAnswerAnywhereInTheChain) {
   EXPECT_FALSE(isAbort({}));
 }
 
+TEST(IsFailedSave, RecognisesTheStepAnywhereInTheChain) {
+  EXPECT_TRUE(isFailedSave({{"a", -1, "x"}, {"DownloaderImpl::saveFile", -1, "y"}}));
+  EXPECT_FALSE(isFailedSave({{"DownloaderImpl::downloadFiles", -1, "x"}}));
+  EXPECT_FALSE(isFailedSave({}));
+}
+
 }  // namespace
 }  // namespace mtlsync

@@ -44,6 +44,14 @@ ErrorRecord* newRecord(const char* tag, int code, const char* message, ErrorReco
   return record;
 }
 
+int reportFailedSave(HostCallback& callback) {
+  ErrorChain chain;
+  chain.head = newRecord("DownloaderImpl::saveFile", -1, "Could not create file \"a.tx\"",
+                         newRecord("PFileStream::Create", 112, "(112) Disk full", nullptr));
+  callback.reportError(&chain);
+  return -1;
+}
+
 int reportFailure(HostCallback& callback, const char* causeTag, const char* cause) {
   ErrorChain chain;
   chain.head =
@@ -201,6 +209,8 @@ const std::map<std::string, Situation>& situations() {
          downloader.callback->logInfo("%s", settingsText(*downloader.settings).c_str());
          return 0;
        }},
+      {"full-disk",
+       [](DownloaderImpl& downloader) { return reportFailedSave(*downloader.callback); }},
       {"endless",
        [](DownloaderImpl& downloader) { return receiveEndlessly(*downloader.callback); }},
       {"stall", [](DownloaderImpl& downloader) { return stall(*downloader.callback, false); }},

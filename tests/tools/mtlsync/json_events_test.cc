@@ -44,6 +44,8 @@ TEST_F(JsonEventsTest, WritesAnObjectALine) {
   events_.taggedError("A::b", -1, "went wrong");
   EXPECT_EQ(written(),
             "{\"code\":-1,\"event\":\"taggedError\",\"tag\":\"A::b\",\"text\":\"went wrong\"}\n");
+  events_.removed("maps/a.tx");
+  EXPECT_EQ(written(), "{\"event\":\"removed\",\"path\":\"maps/a.tx\"}\n");
   events_.error({{"A::b", -1, "newest"}, {"", 5, ""}});
   EXPECT_EQ(written(),
             "{\"chain\":[{\"code\":-1,\"message\":\"newest\",\"tag\":\"A::b\"},"
@@ -72,6 +74,8 @@ TEST_F(JsonEventsTest, StaysValidWhateverTheBytes) {
             "\xBD c\xEF\xBF\xBD\xEF\xBF\xBD");
   events_.error({{"\xFE", -1, "\xFF"}});
   EXPECT_EQ(read()["chain"][0]["message"].asString(), "\xEF\xBF\xBD");
+  events_.removed("\xFF");
+  EXPECT_EQ(read()["path"].asString(), "\xEF\xBF\xBD");
   events_.taggedError("\xFE", -1, "\xFF");
   EXPECT_EQ(read()["tag"].asString(), "\xEF\xBF\xBD");
 }

@@ -42,6 +42,7 @@ TEST(CommandLineOptions, NeedNothingButUrlAndDirectory) {
   EXPECT_EQ(options.limits.file, 2000000000);
   EXPECT_EQ(options.limits.total, 0);
   EXPECT_FALSE(options.checkOnly);
+  EXPECT_FALSE(options.repair);
   EXPECT_FALSE(options.json);
 }
 
@@ -68,6 +69,10 @@ TEST(CommandLineOptions, HaveShortForms) {
 
 TEST(CommandLineOptions, CanTurnTheProxyOff) {
   EXPECT_EQ(accepted({"--no-proxy", "u", "d"}).proxyMode, PROXY_MODE_DISABLED);
+}
+
+TEST(CommandLineOptions, CanAskForARepair) {
+  EXPECT_TRUE(accepted({"--repair", "u", "d"}).repair);
 }
 
 TEST(CommandLineOptions, LimitSizes) {
@@ -124,6 +129,8 @@ TEST(WrongUsage, IncludesContradictions) {
   EXPECT_EQ(problemWith({"-q", "-v", "u", "d"}), "--quiet and --verbose exclude each other");
   EXPECT_EQ(problemWith({"--proxy", "p", "--no-proxy", "u", "d"}),
             "--proxy and --no-proxy exclude each other");
+  EXPECT_EQ(problemWith({"--check", "--repair", "u", "d"}),
+            "--check and --repair exclude each other");
 }
 
 TEST(WrongUsage, IsToldInOneLine) {
@@ -135,8 +142,8 @@ TEST(CommandLineOptions, ShowHelpWithEveryOption) {
     const CommandLine line = parse({option});
     EXPECT_EQ(line.outcome, CommandLine::Outcome::kShowText);
     for (const char* name :
-         {"URL", "DIR", "--check", "--sub-path", "--proxy", "--no-proxy", "--quiet", "--verbose",
-          "--json", "--max-file-size", "--max-total-size", "--module", "--version"}) {
+         {"URL", "DIR", "--check", "--repair", "--sub-path", "--proxy", "--no-proxy", "--quiet",
+          "--verbose", "--json", "--max-file-size", "--max-total-size", "--module", "--version"}) {
       EXPECT_THAT(line.text, HasSubstr(name));
     }
   }

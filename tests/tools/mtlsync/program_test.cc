@@ -87,6 +87,18 @@ TEST(Program, PrintsTheErrorChain) {
             "certificate could not be verified)\n");
 }
 
+TEST(Program, NamesTheRepairAfterAFailedSave) {
+  for (const char* verbosity : {"--json", "-q"}) {
+    const ProcessResult result = run({verbosity, "full-disk", "my dir", "--sub-path", "beta"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.err,
+              "mtlsync: error: Could not create file \"a.tx\"\n"
+              "  because: (112) Disk full\n"
+              "Once the disk is healthy, \"mtlsync --repair --sub-path beta full-disk \"my dir\"\" "
+              "fetches whatever is missing or cut.\n");
+  }
+}
+
 TEST(Program, PrintsErrorsInDetailWhenVerbose) {
   EXPECT_EQ(run({"-v", "refused", "dir"}).err,
             "mtlsync: error: Could not download remote stamp file "
@@ -255,6 +267,7 @@ TEST(Program, RefusesWrongUsageInTwoLinesAndWritesNothing) {
                                              {"ok", ""},
                                              {"ok", dir / "x", "extra"},
                                              {"ok", dir / "x", "--fast"},
+                                             {"ok", dir / "x", "--check", "--repair"},
                                              {"ok", dir / "x", "--max-file-size", "much"},
                                              {"ok", dir / "x", "-q", "-v"},
                                              {"ok", dir / "x", "--proxy", "p", "--no-proxy"},

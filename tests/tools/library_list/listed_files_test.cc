@@ -1,0 +1,97 @@
+// What is read out of a list.
+#include "library_list/listed_files.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <utility>
+
+namespace library_list {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Pair;
+
+using Files = std::vector<std::pair<std::string, std::int64_t>>;
+constexpr std::int64_t kNone = -1;
+
+/// Path and size of each file of a list that is accepted.
+Files filesOf(const std::string& text) {
+  std::vector<ListedFile> files;
+  EXPECT_EQ(readList(text, files), "");
+  Files pairs;
+  for (const ListedFile& file : files)
+    pairs.emplace_back(file.path, file.size.value_or(kNone));
+  return pairs;
+}
+
+std::string problemWith(const std::string& text) {
+  std::vector<ListedFile> files;
+  return readList(text, files);
+}
+
+TEST(ReadList, TakesWhatClientsFetch) {
+  EXPECT_THAT(filesOf(R"([{"path":"a","download":"always","size":1},
+                          {"path":"b","download":"missing","size":2},
+                          {"path":"c","size":3},
+                          {"path":"d","download":5,"size":4},
+                          {"path":"e","download":"never","size":5},
+                          {"path":"f","download":"","size":6},
+                          {"path":"g","download":"Always","size":7}]
+)"),
+              ElementsAre(Pair("a", 1), Pair("b", 2), Pair("c", 3), Pair("d", 4)));
+}
+
+TEST(ReadList, TakesTheSizeOfTheFileThatIsKept) {
+  EXPECT_THAT(filesOf(R"([{"path":"a.tx","size":9000,"jpegSize":5000},
+                          {"path":"b.tx","size":9000,"jpegSize":0},
+                          {"path":"c.png","size":9000,"jpegSize":-1},
+                          {"path":"d","size":0},
+                          {"path":"e","size":7.0}]
+)"),
+              ElementsAre(Pair("a.tx", 5000), Pair("b.tx", 9000), Pair("c.png", 9000), Pair("d", 0),
+                          Pair("e", 7)));
+}
+
+TEST(ReadList, KnowsNoSizeWhereThereIsNone) {
+  EXPECT_THAT(filesOf(R"([{"path":"a"},{"path":"b","size":"12"},{"path":"c","size":1.5},
+                          {"path":"d","size":-1},{"path":"e","size":9223372036854775808}]
+)"),
+              ElementsAre(Pair("a", kNone), Pair("b", kNone), Pair("c", kNone), Pair("d", kNone),
+                          Pair("e", kNone)));
+}
+
+TEST(ReadList, SkipsEntriesWithoutAPath) {
+  EXPECT_THAT(filesOf("[{},{\"path\":\"\"},{\"path\":7},{\"path\":\"\\u0000a\"}]\n"), IsEmpty());
+  EXPECT_THAT(filesOf("[]\n"), IsEmpty());
+  EXPECT_THAT(filesOf("null\n"), IsEmpty());
+}
+
+TEST(ReadList, DropsTheLastByteBeforeParsing) {
+  EXPECT_THAT(filesOf("[]x"), IsEmpty());
+  EXPECT_THAT(problemWith("[]"), HasSubstr("it is no JSON: "));
+  EXPECT_EQ(problemWith(""), "it is empty");
+}
+
+TEST(ReadList, RefusesWhatClientsRefuse) {
+  EXPECT_THAT(problemWith("[{\"path\":\"a\"},]\n"), HasSubstr("it is no JSON: "));
+  EXPECT_EQ(problemWith("[{\"path\":\"a\"},7]\n"), "an entry is no object");
+  EXPECT_EQ(problemWith("[{\"path\":\"../x\"}]\n"), "a path leaves the target directory: \"../x\"");
+  EXPECT_EQ(problemWith("[{\"path\":\"a.png\",\"jpegSize\":5}]\n"),
+            "a lossy map does not end in \".tx\": \"a.png\"");
+  EXPECT_EQ(problemWith("[{\"path\":\"x\",\"jpegSize\":5}]\n"),
+            "a lossy map does not end in \".tx\": \"x\"");
+}
+
+TEST(ReadList, IgnoresBadPathsThatNobodyFetches) {
+  EXPECT_THAT(filesOf("[{\"path\":\"../x\",\"download\":\"never\"}]\n"), IsEmpty());
+}
+
+TEST(ReadList, RefusesListsThatAreNestedTooDeeply) {
+  EXPECT_NE(problemWith(std::string(2000, '[') + std::string(2000, ']') + "\n"), "");
+}
+
+}  // namespace
+}  // namespace library_list

@@ -1,0 +1,286 @@
+// --repair: what it removes, and that the run that follows makes everything good. Whole
+// repairs are done with the real plug-in.
+#include "mtlsync/repair.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "repair_fixture.h"
+#include "support/child_process.h"
+#include "support/regex_matchers.h"
+#include "support/scripted_server.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using mtlsync::ErrorEntries;
+using mtlsync::Options;
+using testing::Contains;
+using testing::HasSubstr;
+
+using Tree = std::map<std::string, std::string>;
+
+TEST_F(RemoveDamagedTest, TakesFilesOfAnotherSizeAndTheStamp) {
+  writeFile(copy("id.txt"), "stamp");
+  writeFile(copy("maps/cut.tx"), "ab");
+  writeFile(copy("maps/long.tx"), "abcd");
+  writeFile(copy("maps/whole.tx"), "abc");
+  writeFile(copy("emptied"), "");
+  writeFile(copy("filled"), "x");
+  EXPECT_TRUE(remove({{"maps/cut.tx", 3},
+                      {"maps\\long.tx", 3},
+                      {"maps/./whole.tx", 3},
+                      {"emptied", 1},
+                      {"filled", 0},
+                      {"missing", 5}}));
+  EXPECT_EQ(readTree(dir_ / "copy"), (Tree{{"maps/whole.tx", "abc"}}));
+  EXPECT_EQ(printed_.str(),
+            "Removed \"id.txt\"\n"
+            "Removed \"maps/cut.tx\"\n"
+            "Removed \"maps\\long.tx\"\n"
+            "Removed \"emptied\"\n"
+            "Removed \"filled\"\n");
+}
+
+TEST_F(RemoveDamagedTest, LeavesWhatIsNotListedOrHasNoSize) {
+  writeFile(copy("unlisted"), "x");
+  writeFile(copy("unsized"), "x");
+  EXPECT_TRUE(remove({{"unsized", std::nullopt}}));
+  EXPECT_EQ(readTree(dir_ / "copy"), (Tree{{"unlisted", "x"}, {"unsized", "x"}}));
+  EXPECT_EQ(printed_.str(), "");
+}
+
+TEST_F(RemoveDamagedTest, NeedsNoLocalCopy) {
+  EXPECT_TRUE(remove({{"a", 1}}));
+  EXPECT_TRUE(fs::is_empty(dir_.path()));
+}
+
+TEST_F(RemoveDamagedTest, RemovesAFileOnceThatIsListedTwice) {
+  writeFile(copy("a"), "x");
+  EXPECT_TRUE(remove({{"a", 2}, {"a", 3}}));
+  EXPECT_EQ(printed_.str(), "Removed \"a\"\n");
+}
+
+TEST_F(RemoveDamagedTest, LeavesFolders) {
+  fs::create_directories(fs::u8path(copy("empty")));
+  EXPECT_TRUE(remove({{"empty", 5}}));
+  EXPECT_TRUE(fs::is_directory(fs::u8path(copy("empty"))));
+  EXPECT_EQ(printed_.str(), "mtlsync: warning: \"empty\" is not a regular file; left as it is\n");
+}
+
+TEST_F(RemoveDamagedTest, RemovesNothingWhenTheStampWouldStay) {
+  fs::create_directories(fs::u8path(copy("id.txt")));
+  writeFile(copy("a"), "x");
+  EXPECT_FALSE(remove({{"a", 2}}));
+  EXPECT_EQ(readFile(copy("a")), "x");
+  ASSERT_EQ(problem_.size(), 1U);
+  EXPECT_EQ(problem_[0].message, "The stamp \"" + copy("id.txt") + "\" is not a regular file");
+}
+
+TEST_F(RemoveDamagedTest, FindsTheStampBelowTheSubPath) {
+  options_.subPath = "beta\\x";
+  writeFile(copy("id.txt"), "of another library");
+  writeFile(copy("beta/x/id.txt"), "stamp");
+  EXPECT_TRUE(remove({}));
+  EXPECT_EQ(readTree(dir_ / "copy"), (Tree{{"id.txt", "of another library"}}));
+}
+
+TEST_F(RemoveDamagedTest, PrintsHostileNamesHarmlessly) {
+  options_.directory = dir_.path().generic_u8string();
+  writeFile(dir_ / "a", "x");
+  EXPECT_TRUE(remove({{"\x1B/../a", 2}}));
+  EXPECT_EQ(printed_.str(), "Removed \"\\x1B/../a\"\n");
+}
+
+TEST(RepairHint, NamesTheCommand) {
+  Options options;
+  options.url = "https://a.example/lib";
+  options.directory = "/data/m";
+  EXPECT_EQ(mtlsync::repairHint(options),
+            "Once the disk is healthy, \"mtlsync --repair https://a.example/lib /data/m\" fetches "
+            "whatever is missing or cut.");
+}
+
+TEST(RepairHint, QuotesWhatAShellWouldNotTakeAsItStands) {
+  Options options;
+  options.url = "http://a/?x&y";
+  options.directory = "C:\\my \"$HOME` dir\\";
+  options.subPath = "b c";
+  EXPECT_EQ(mtlsync::repairHint(options),
+            "Once the disk is healthy, \"mtlsync --repair --sub-path \"b c\" \"http://a/?x&y\" "
+            "\"C:/my \\\"\\$HOME\\` dir/\"\" fetches whatever is missing or cut.");
+}
+
+/// A library with one file that is fetched only when it is missing, and its copy.
+class RepairTest : public testing::Test {
+ protected:
+  RepairTest() {
+    publish(
+        "[{\"path\":\"maps/a.tx\",\"download\":\"missing\",\"size\":5},"
+        "{\"path\":\"b.txt\",\"download\":\"missing\",\"size\":4}]\n");
+    server_.serve("/lib/id.txt", "stamp 1");
+    server_.serve("/lib/maps/a.tx", "whole");
+    server_.serve("/lib/b.txt", "text");
+  }
+
+  void publish(const std::string& list) { server_.serve("/lib/filelist.json", list); }
+  std::string url() const { return server_.address() + "/lib"; }
+  std::string copy(const std::string& name) const { return dir_ / ("copy/" + name); }
+
+  std::vector<std::string> command(const std::vector<std::string>& arguments) const {
+    std::vector<std::string> all{MTLSYNC, "--module", MTLSYNC_REAL_MODULE};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return all;
+  }
+  ProcessResult run(std::vector<std::string> options) const {
+    options.insert(options.end(), {"--no-proxy", url(), dir_ / "copy"});
+    return runProcess(command(options));
+  }
+
+  /// A copy whose stamp is the newest, with one file cut and one gone.
+  void makeDamagedCopy() const {
+    writeFile(copy("id.txt"), "stamp 1");
+    writeFile(copy("maps/a.tx"), "who");
+  }
+  Tree copyTree() const { return readTree(dir_ / "copy"); }
+
+  const Tree whole_{{"id.txt", "stamp 1"}, {"maps/a.tx", "whole"}, {"b.txt", "text"}};
+  const Tree damaged_{{"id.txt", "stamp 1"}, {"maps/a.tx", "who"}};
+  TempDir dir_;
+  ScriptedServer server_;
+};
+
+TEST_F(RepairTest, MakesGoodWhatAnOrdinaryRunLeaves) {
+  makeDamagedCopy();
+  EXPECT_EQ(run({}).out, "Up to date.\n");
+  EXPECT_EQ(copyTree(), damaged_);
+  const ProcessResult result = run({"--repair"});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_THAT(result.out, MatchesPattern("Updated: 2 files, [0-9]+ bytes in [0-9.]+ s\\.\n"));
+  EXPECT_THAT(result.err, testing::StartsWith("Getting file list\n"
+                                              "Removed \"id.txt\"\n"
+                                              "Removed \"maps/a.tx\"\n"
+                                              "Accessing stamp\n"));
+  EXPECT_EQ(copyTree(), whole_);
+}
+
+TEST_F(RepairTest, FetchesNothingThatIsWhole) {
+  EXPECT_EQ(run({"--repair"}).exitCode, 0);
+  EXPECT_EQ(copyTree(), whole_);
+  server_.forgetRequests();
+  EXPECT_EQ(run({"--repair"}).exitCode, 0);
+  EXPECT_EQ(server_.requestLines(),
+            (std::vector<std::string>{"GET /lib/filelist.json", "GET /lib/id.txt",
+                                      "GET /lib/filelist.json"}));
+  EXPECT_THAT(server_.requests()[0].header("User-Agent"),
+              MatchesPattern("mtlsync/[0-9]+\\.[0-9]+\\.[0-9]+"));
+}
+
+TEST_F(RepairTest, PrintsNothingWhenQuiet) {
+  makeDamagedCopy();
+  const ProcessResult result = run({"--repair", "-q"});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.out + result.err, "");
+  EXPECT_EQ(copyTree(), whole_);
+}
+
+TEST_F(RepairTest, TellsEachRemovalAsJson) {
+  makeDamagedCopy();
+  const ProcessResult result = run({"--repair", "--json"});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_THAT(result.out, HasSubstr("{\"event\":\"removed\",\"path\":\"id.txt\"}\n"
+                                    "{\"event\":\"removed\",\"path\":\"maps/a.tx\"}\n"));
+  EXPECT_EQ(result.err, "");
+}
+
+TEST_F(RepairTest, HasTheListsSubPathInFrontAndTheStampsBehind) {
+  server_.serve("/beta/lib/filelist.json", "[{\"path\":\"beta/a\",\"size\":1}]\n");
+  server_.serve("/lib/beta/id.txt", "stamp b");
+  server_.serve("/lib/beta/a", "A");
+  writeFile(copy("beta/id.txt"), "stamp b");
+  writeFile(copy("beta/a"), "cut");
+  EXPECT_EQ(run({"--repair", "--sub-path", "beta"}).exitCode, 0);
+  EXPECT_EQ(copyTree(), (Tree{{"beta/a", "A"}, {"beta/id.txt", "stamp b"}}));
+}
+
+TEST_F(RepairTest, RemovesNothingWithoutAUsableList) {
+  makeDamagedCopy();
+  const std::string list = " the list \"" + url() + "/filelist.json\"\n  because: ";
+  const auto errorWith = [this](const std::string& text) {
+    publish(text);
+    const ProcessResult result = run({"--repair", "-q"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.out, "");
+    return result.err;
+  };
+  EXPECT_EQ(errorWith(""), "mtlsync: error: Could not use" + list + "it is empty\n");
+  EXPECT_EQ(
+      errorWith("[{\"path\":\"maps/a.tx\",\"size\":5},{\"path\":\"../x\"}]\n"),
+      "mtlsync: error: Could not use" + list + "a path leaves the target directory: \"../x\"\n");
+  EXPECT_THAT(errorWith("[{]\n"), HasSubstr("it is no JSON: * Line 1"));
+  server_.remove("/lib/filelist.json");
+  EXPECT_EQ(run({"--repair", "-q"}).err,
+            "mtlsync: error: Could not fetch" + list + "unexpected HTTP status 404\n");
+  EXPECT_EQ(copyTree(), damaged_);
+}
+
+TEST_F(RepairTest, RemovesNothingForAnAddressThatIsNone) {
+  makeDamagedCopy();
+  const ProcessResult result =
+      runProcess(command({"-q", "--repair", "ftp://a.example/lib", dir_ / "copy"}));
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.err, "mtlsync: error: Could not use the address \"ftp://a.example/lib\"\n");
+  EXPECT_EQ(copyTree(), damaged_);
+}
+
+TEST_F(RepairTest, RemovesNothingForARunThatCannotBegin) {
+  makeDamagedCopy();
+  const ProcessResult result = runProcess(
+      {MTLSYNC, "--module", MTLSYNC_NO_MODULE, "--repair", "--no-proxy", url(), dir_ / "copy"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_TRUE(server_.requests().empty());
+  EXPECT_EQ(copyTree(), damaged_);
+}
+
+TEST_F(RepairTest, KeepsToTheLimitsOfTheRun) {
+  makeDamagedCopy();
+  const ProcessResult result = run({"--repair", "-q", "--max-file-size", "50"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.err, "mtlsync: error: a file is larger than 50 bytes (--max-file-size)\n");
+  EXPECT_EQ(server_.requestLines(), (std::vector<std::string>{"GET /lib/filelist.json"}));
+  EXPECT_EQ(copyTree(), damaged_);
+}
+
+TEST_F(RepairTest, RemovesNothingWhenInterruptedBefore) {
+  makeDamagedCopy();
+  server_.hold("/lib/filelist.json");
+  ChildProcess program(command({"--repair", "-q", "--no-proxy", url(), dir_ / "copy"}));
+  ASSERT_TRUE(server_.waitForRequests(1));
+  program.interrupt();
+  const ProcessResult result = program.wait();
+  EXPECT_EQ(result.exitCode, 130);
+  EXPECT_EQ(result.err, "mtlsync: interrupted\n");
+  EXPECT_EQ(copyTree(), damaged_);
+}
+
+TEST_F(RepairTest, UsesTheProxyOfTheRun) {
+  const std::string proxy = "127.0.0.1:" + std::to_string(server_.port());
+  const std::string request = "GET http://library.invalid/lib/filelist.json";
+  const std::vector<std::string> options{"--repair", "http://library.invalid/lib", dir_ / "copy"};
+  runProcess(command(options), {{"http_proxy", "http://" + proxy}, {"no_proxy", ""}});
+  EXPECT_THAT(server_.requestLines(), Contains(request));
+  server_.forgetRequests();
+  std::vector<std::string> explicitly{"--proxy", proxy};
+  explicitly.insert(explicitly.end(), options.begin(), options.end());
+  runProcess(command(explicitly), {{"http_proxy", "http://127.0.0.1:1"}, {"no_proxy", "*"}});
+  EXPECT_THAT(server_.requestLines(), Contains(request));
+}
+
+TEST_F(RepairTest, UsesNoProxyWhenTold) {
+  const ProcessResult result = runProcess(command({"--repair", "--no-proxy", url(), dir_ / "copy"}),
+                                          {{"http_proxy", "http://127.0.0.1:1"}, {"no_proxy", ""}});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(copyTree(), whole_);
+}
+
+}  // namespace

@@ -1,0 +1,24 @@
+// What a list of files asks its clients to keep.
+#ifndef MTLLIB_TOOLS_LIBRARY_LIST_LISTED_FILES_H_
+#define MTLLIB_TOOLS_LIBRARY_LIST_LISTED_FILES_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace library_list {
+
+struct ListedFile {
+  std::string path;                  ///< As it stands in the list.
+  std::optional<std::int64_t> size;  ///< Of the file that clients keep.
+};
+
+/// Reads the text of a list, whose last byte is not part of the JSON, and adds the files
+/// that clients fetch to `files`. Empty, or why clients would refuse the list.
+std::string readList(std::string_view text, std::vector<ListedFile>& files);
+
+}  // namespace library_list
+
+#endif  // MTLLIB_TOOLS_LIBRARY_LIST_LISTED_FILES_H_
