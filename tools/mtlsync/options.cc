@@ -80,8 +80,7 @@ CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
   app.add_flag("--repair", options.repair,
                "Remove files of the wrong size, then fetch\nwhatever is missing");
   app.add_option("--sub-path", options.subPath, "Sub-path of the library")->type_name("PATH");
-  app.add_option("--proxy", options.proxyAddress,
-                 "HTTP proxy, as HOST:PORT; the system's if not given")
+  app.add_option("--proxy", options.proxyAddress, "HTTP proxy HOST:PORT; the system's if not given")
       ->type_name("ADDRESS")
       ->check(notEmpty());
   app.add_flag("--no-proxy", noProxy, "Use no proxy");

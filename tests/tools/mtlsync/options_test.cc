@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
+#include <string>
 #include <vector>
 
 #include "support/regex_matchers.h"
@@ -147,6 +149,14 @@ TEST(CommandLineOptions, ShowHelpWithEveryOption) {
       EXPECT_THAT(line.text, HasSubstr(name));
     }
   }
+}
+
+TEST(CommandLineOptions, ShowHelpThatFitsAScreen) {
+  std::istringstream help(parse({"--help"}).text);
+  int lines = 0;
+  for (std::string line; std::getline(help, line); ++lines)
+    EXPECT_LE(line.size(), 80U) << line;
+  EXPECT_LE(lines, 40);
 }
 
 TEST(CommandLineOptions, ShowTheVersion) {

@@ -251,6 +251,26 @@ TEST_F(RepairTest, KeepsToTheLimitsOfTheRun) {
   EXPECT_EQ(copyTree(), damaged_);
 }
 
+/// Runs with limits, of the same library.
+using SizeLimitsTest = RepairTest;
+
+TEST_F(SizeLimitsTest, EndARunThroughTheLibrary) {
+  const auto errorWith = [this](const std::string& option, const std::string& size) {
+    const ProcessResult result = run({"-q", option, size});
+    EXPECT_EQ(result.exitCode, 1);
+    return result.err;
+  };
+  EXPECT_EQ(errorWith("--max-file-size", "6"),
+            "mtlsync: error: a file is larger than 6 bytes (--max-file-size)\n");
+  EXPECT_EQ(server_.requestLines(), (std::vector<std::string>{"GET /lib/id.txt"}));
+  // The stamp and the list have 107 bytes together, the files nine more.
+  EXPECT_EQ(errorWith("--max-total-size", "106"),
+            "mtlsync: error: the files together are larger than 106 bytes (--max-total-size)\n");
+  EXPECT_EQ(copyTree(), Tree());
+  EXPECT_EQ(run({"--max-total-size", "116", "--max-file-size", "100"}).exitCode, 0);
+  EXPECT_EQ(copyTree(), whole_);
+}
+
 TEST_F(RepairTest, RemovesNothingWhenInterruptedBefore) {
   makeDamagedCopy();
   server_.hold("/lib/filelist.json");
