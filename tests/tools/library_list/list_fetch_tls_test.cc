@@ -1,6 +1,9 @@
 // Which TLS servers are trusted.
 #include <gtest/gtest.h>
 
+#include <iomanip>
+#include <sstream>
+
 #include "library_list/list_fetch.h"
 #include "reliability/tls_server.h"
 #include "support/temp_dir.h"
@@ -14,11 +17,12 @@ class ListFetchTlsTest : public testing::Test {
 
   /// The outcome of asking `server`, as a host of that name, for its list.
   FetchResult::Outcome fetchFrom(const TlsServer& server, const std::string& host,
-                                 const std::string& trusted) {
+                                 const std::string& trusted,
+                                 const std::string& trustedFolder = "") {
     FetchRequest request;
     request.url = "https://" + host + ":" + std::to_string(server.port()) + "/filelist.json";
     request.proxy = "";
-    request.trust.file = trusted;
+    request.trust = {trusted, trustedFolder};
     return fetchList(request).outcome;
   }
 
@@ -30,6 +34,17 @@ class ListFetchTlsTest : public testing::Test {
 TEST_F(ListFetchTlsTest, TrustsTheGivenAuthority) {
   const TlsServer server(identity_, TLS1_2_VERSION);
   EXPECT_EQ(fetchFrom(server, "localhost", dir_ / "authority.pem"), FetchResult::Outcome::kFetched);
+}
+
+TEST_F(ListFetchTlsTest, TrustsTheAuthoritiesInTheGivenFolder) {
+  std::ostringstream name;
+  name << std::hex << std::setw(8) << std::setfill('0')
+       << X509_subject_name_hash(authority_.certificate.get()) << ".0";
+  std::filesystem::create_directory(dir_.path() / "authorities");
+  writeCertificate(authority_, dir_ / ("authorities/" + name.str()));
+  const TlsServer server(identity_, TLS1_2_VERSION);
+  EXPECT_EQ(fetchFrom(server, "localhost", "", dir_ / "authorities"),
+            FetchResult::Outcome::kFetched);
 }
 
 TEST_F(ListFetchTlsTest, RefusesUnknownAuthoritiesOtherNamesAndOldVersions) {
