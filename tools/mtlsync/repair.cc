@@ -76,14 +76,18 @@ bool hasSize(const fs::path& path, std::int64_t size) {
          fs::file_size(path, error) == static_cast<std::uintmax_t>(size) && !error;
 }
 
-/// The files whose size is wrong. Links and folders in their place are only told of.
-std::vector<LocalFile> damagedFiles(const Options& options, const std::vector<ListedFile>& files,
-                                    SyncCallback& callback) {
-  std::vector<LocalFile> damaged;
+/// Finds the files whose size is wrong. Links and folders in their place are only told of.
+bool findDamaged(const Options& options, const std::vector<ListedFile>& files,
+                 SyncCallback& callback, std::vector<LocalFile>& damaged, ErrorEntries& problem) {
   for (const ListedFile& file : files) {
     const LocalFile local = localFile(options, file.path);
     std::error_code error;
     const fs::file_status status = fs::symlink_status(local.path, error);
+    if (status.type() == fs::file_type::none) {
+      problem = {ownError("Could not look at \"" + local.path.u8string() + "\""),
+                 ownError(systemErrorText(error.value()))};
+      return false;
+    }
     if (!file.size || !fs::exists(status) || hasSize(local.path, *file.size)) continue;
     if (fs::is_regular_file(status)) {
       damaged.push_back(local);
@@ -92,7 +96,7 @@ std::vector<LocalFile> damagedFiles(const Options& options, const std::vector<Li
                               printableLine(local.name).c_str());
     }
   }
-  return damaged;
+  return true;
 }
 
 bool removeFile(const LocalFile& file, SyncCallback& callback, ErrorEntries& problem) {
@@ -135,7 +139,8 @@ bool removeDamaged(const Options& options, const std::vector<ListedFile>& files,
   try {
     const LocalFile stamp =
         localFile(options, options.subPath.empty() ? "id.txt" : options.subPath + "/id.txt");
-    const std::vector<LocalFile> damaged = damagedFiles(options, files, callback);
+    std::vector<LocalFile> damaged;
+    if (!findDamaged(options, files, callback, damaged, problem)) return false;
     if (!isRemovable(stamp, problem) || !removeFile(stamp, callback, problem)) return false;
     for (const LocalFile& file : damaged) {
       if (!removeFile(file, callback, problem)) return false;
