@@ -68,6 +68,13 @@ TEST(RecordLayout, OfWhatTheCallbacksAreTold) {
   EXPECT_EQ(sizeof(ConnectionError), 8U);
 }
 
+TEST(RecordLayout, OfAnErrorHolderThatIsEmpty) {
+  const Krell::Err err;
+  EXPECT_EQ(err.reserved, 0U);
+  EXPECT_EQ(offsetof(Krell::Err, chain), 8U);
+  EXPECT_EQ(sizeof(Krell::Err), 16U);
+}
+
 TEST(RecordLayout, OfTheNetworkingContext) {
   EXPECT_EQ(offsetof(KrellNetworkingContext, clientSsl), 8U);
 }

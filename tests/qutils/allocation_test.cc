@@ -13,6 +13,7 @@
 #include "plugin/error_chain.h"
 #include "qutils/mem_stream.h"
 #include "qutils/text_builder.h"
+#include "qutils/utf.h"
 
 namespace {
 
@@ -41,6 +42,7 @@ class RecordedAllocation : public testing::Test {
 
 using CharStringBlocks = RecordedAllocation;
 using MemStreamBlocks = RecordedAllocation;
+using ConvertedBlocks = RecordedAllocation;
 
 class TextBuilderBlocks : public RecordedAllocation {
  protected:
@@ -386,6 +388,13 @@ TEST_F(MemStreamBlocks, AreNeitherMadeNorFreedForBytesThatHavePlace) {
   EXPECT_FALSE(stream.Flush());
   EXPECT_FALSE(stream.Close());
   EXPECT_THAT(calls(), IsEmpty());
+}
+
+TEST_F(ConvertedBlocks, AreAsLargeAsTheTextAndItsTerminator) {
+  const QUtils::WideText wide = QUtils::duplicateAsWide("oak\xC3\xA9");
+  EXPECT_THAT(calls(), ElementsAre("malloc 10"));
+  const QUtils::Utf8Text back = QUtils::duplicateAsUtf8(wide.get());
+  EXPECT_THAT(calls(), ElementsAre("malloc 6"));
 }
 
 }  // namespace
