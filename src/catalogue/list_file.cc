@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <string>
 
 #include "catalogue/paths.h"
@@ -150,11 +151,20 @@ void DownloaderImpl::ListFile::resizeList(std::int32_t newCount, bool exact) {
     } else {
       capacity = newCount;
     }
-    auto grown = std::make_unique<ListFileEntry[]>(static_cast<std::size_t>(capacity));
-    std::move(entries.get(), entries.get() + count, grown.get());
-    entries = std::move(grown);
+    makeRoom();
   }
   count = newCount;
+}
+
+// Grows by doubling: moving every entry at each of many small steps takes for ever.
+void DownloaderImpl::ListFile::makeRoom() {
+  if (capacity <= room) return;
+  constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+  const std::int32_t grownRoom = room <= kMost / 2 ? std::max(capacity, room * 2) : kMost;
+  auto grown = std::make_unique<ListFileEntry[]>(static_cast<std::size_t>(grownRoom));
+  std::move(entries.get(), entries.get() + count, grown.get());
+  entries = std::move(grown);
+  room = grownRoom;
 }
 
 void DownloaderImpl::ListFile::init(ListFileEntry& entry, ErrorChain& error, const CharString& path,

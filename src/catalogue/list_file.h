@@ -22,6 +22,7 @@ struct DownloaderImpl::ListFile {
   std::int32_t growStep = 100;  ///< The array grows to the next multiple of it.
   std::int32_t capacity = 0;
   std::unique_ptr<ListFileEntry[]> entries;  ///< Null while `capacity` is 0.
+  std::int32_t room = 0;                     ///< What `entries` holds in fact, `capacity` at least.
 
   /// Changes the number of entries; with `exact`, grows to no more than that.
   void resizeList(std::int32_t newCount, bool exact);
@@ -30,6 +31,9 @@ struct DownloaderImpl::ListFile {
   /// has that size and the remote name ".jpeg.tx"; `error` is set for any other map.
   static void init(ListFileEntry& entry, ErrorChain& error, const QUtils::CharString& path,
                    std::int64_t size, std::int64_t lossySize);
+
+ private:
+  void makeRoom();
 };
 
 #endif  // MTLLIB_CATALOGUE_LIST_FILE_H_

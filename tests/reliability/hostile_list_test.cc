@@ -135,6 +135,11 @@ TEST_F(HostileList, WithAMillionEntriesThatAreNotWantedEndsWell) {
   EXPECT_EQ(runWith("[" + repeated(R"({"path":"a","download":"never"},)", 999'999) + "{}]"), 0);
 }
 
+TEST_F(HostileList, WithAMillionEntriesThatAreNotThereEndsWell) {
+  EXPECT_EQ(runWith("[" + repeated(R"({"path":"a"},)", 999'999) + R"({"path":"a"}])"), -1);
+  EXPECT_EQ(readTree(directory_ / ""), (Files{{"target/id.txt", "old"}}));
+}
+
 TEST_F(HostileList, WithPathsThatClimbIsRefused) {
   for (const char* path :
        {"..", "../../x", "a/../../../x", R"(..\\..\\x)", R"(a\\..\\..\\x)", "./..", "a/.."}) {
