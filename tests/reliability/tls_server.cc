@@ -9,6 +9,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
@@ -99,6 +100,11 @@ TlsServer::~TlsServer() {
 }
 
 void TlsServer::serve() {
+  // Who has hung up while this writes must not end the test.
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   while (!stopping_) {
     const int descriptor = accept(listener_, nullptr, nullptr);
     if (descriptor < 0) continue;
