@@ -571,7 +571,8 @@ TEST_F(ListFile, RefusesAListNestedTooDeep) {
 TEST_F(ListFile, SurvivesArbitraryBytes) {
   std::string text = "[{\"path\":\"";
   for (int byte = 1; byte < 256; ++byte) {
-    if (byte != '"' && byte != '\\') text += static_cast<char>(byte);
+    // On Windows a colon would name a drive or a stream.
+    if (byte != '"' && byte != '\\' && byte != ':') text += static_cast<char>(byte);
   }
   EXPECT_EQ(parse(text + "\"}]\n"), 0);
   EXPECT_EQ(list.count, 1);

@@ -118,7 +118,7 @@ TEST(PercentEncodePath, SurvivesATextOfNothingButEncodedBytes) {
 
 TEST(StaysBelow, AcceptsWhatStaysInTheDirectory) {
   for (const char* path : {"a", "a/b.tx", "./a", "a/../b", "a/./b", "/etc/x", "//a", "a/",
-                           "\\\\server\\share\\x", "...", "..a", "a..", "a/b/../../c"}) {
+                           "\\\\server\\share\\x", "..a", "a..", "a/b/../../c"}) {
     EXPECT_TRUE(staysBelow(path)) << path;
   }
 }

@@ -11,7 +11,8 @@ using namespace std::string_literals;
 using Handler = ScriptedServer::Handler;
 
 constexpr const char* kReceive = "Connection error: reason=6 extraF=0 underlying=52";
-constexpr const char* kReset = "Connection error: reason=6 extraF=1000 underlying=";
+// Of the connection with the system's number, or of its end: not every system tells.
+constexpr const char* kReset = "Connection error: reason=";
 constexpr const char* kTruncated = "Connection error: reason=7 extraF=0 underlying=18";
 constexpr const char* kTimeout = "Connection error: reason=8 extraF=0 underlying=28";
 
