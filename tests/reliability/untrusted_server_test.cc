@@ -1,5 +1,7 @@
 // Servers over TLS that are not who they should be, or speak a protocol that nobody should.
 // POSIX only: the test's server is OpenSSL's, which is not built for Windows here.
+#include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
@@ -102,6 +104,36 @@ TEST_F(UntrustedServer, ThatSpeaksTls10IsRefused) {
 
 TEST_F(UntrustedServer, ThatSpeaksTls11IsRefused) {
   expectRefused(serverIdentity(kLocal, -1, 30), kNoTls, TLS1_1_VERSION);
+}
+
+// The other way to name authorities: a folder of them, each file called by its hash.
+class TrustedFolder {
+ public:
+  TrustedFolder() {
+    std::array<char, 16> hash{};
+    std::snprintf(hash.data(), hash.size(), "%08lx.0",
+                  X509_subject_name_hash(identity_.certificate.get()));
+    writeCertificate(identity_, directory_ / hash.data());
+    unsetenv("CURL_CA_BUNDLE");
+    unsetenv("SSL_CERT_FILE");
+    setenv("SSL_CERT_DIR", directory_.path().c_str(), 1);
+  }
+  ~TrustedFolder() { unsetenv("SSL_CERT_DIR"); }
+  TrustedFolder(const TrustedFolder&) = delete;
+  TrustedFolder& operator=(const TrustedFolder&) = delete;
+
+ protected:
+  TempDir directory_;
+  Identity identity_ = makeAuthority(kAuthority);
+};
+
+class ServerOfAnAuthorityInAFolder : public TrustedFolder, public SystemTest {};
+
+TEST_F(ServerOfAnAuthorityInAFolder, IsSpokenTo) {
+  const TlsServer server(makeServerIdentity(&identity_, kLocal, -1, 30), TLS1_3_VERSION);
+  settings_.remoteAddress = ("https://127.0.0.1:" + std::to_string(server.port())).c_str();
+  EXPECT_EQ(check(), 1);
+  EXPECT_EQ(server.requestCount(), 1);
 }
 
 }  // namespace
