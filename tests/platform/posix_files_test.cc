@@ -275,6 +275,7 @@ TEST_F(PosixFiles, WithoutPermissionAccessIsDenied) {
   // Fails, and need not succeed, where the directory is somebody else's.
   chmod(directory_.path().c_str(), 0500);
   EXPECT_EQ(createDirectoryError(directory_ / "new"), 5U);
+  EXPECT_EQ(openError(directory_ / "new", GENERIC_WRITE, CREATE_ALWAYS), 5U);
   chmod(directory_.path().c_str(), 0700);
 }
 

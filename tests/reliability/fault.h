@@ -26,6 +26,8 @@ struct Fault {
   std::string saved = {};
   /// The host aborts once so many bytes of a file have arrived; 0 never.
   std::int64_t abortAt = 0;
+  /// How else that record may begin, on systems that take a reset for an orderly end.
+  const char* causeOfAnEnd = nullptr;
 };
 
 inline void PrintTo(const Fault& fault, std::ostream* out) {

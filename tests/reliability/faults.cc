@@ -11,8 +11,7 @@ using namespace std::string_literals;
 using Handler = ScriptedServer::Handler;
 
 constexpr const char* kReceive = "Connection error: reason=6 extraF=0 underlying=52";
-// Of the connection with the system's number, or of its end: not every system tells.
-constexpr const char* kReset = "Connection error: reason=";
+constexpr const char* kReset = "Connection error: reason=6 extraF=1000 underlying=";
 constexpr const char* kTruncated = "Connection error: reason=7 extraF=0 underlying=18";
 constexpr const char* kTimeout = "Connection error: reason=8 extraF=0 underlying=28";
 
@@ -83,9 +82,10 @@ std::vector<Fault> connectionFaults() {
        thenClose("HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 OK\r\nX: y\r\n"), kTruncated},
       {"ClosesAfterTheHeader", "closes after the header",
        thenClose("HTTP/1.1 200 OK\r\nContent-Length: 7\r\n\r\n"), kTruncated},
-      {"ResetsBeforeTheHeader", "resets the connection before the header", thenReset(""), kReset},
+      {"ResetsBeforeTheHeader", "resets the connection before the header", thenReset(""), kReset,
+       "", 0, kReceive},
       {"ResetsInsideTheBody", "resets the connection inside the body",
-       thenReset("HTTP/1.1 200 OK\r\nContent-Length: 7\r\n\r\ncon"), kReset},
+       thenReset("HTTP/1.1 200 OK\r\nContent-Length: 7\r\n\r\ncon"), kReset, "", 0, kTruncated},
       {"NeverAnswers", "accepts and never answers", thenWait(""), kTimeout},
       {"StopsInsideTheHeader", "stops inside the header", thenWait("HTTP/1.1 200 OK\r\nCont"),
        kTimeout},

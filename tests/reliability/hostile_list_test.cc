@@ -163,6 +163,7 @@ TEST_F(HostileList, WithAbsolutePathsStaysBelowTheTarget) {
 TEST_F(HostileList, WithNamesThatWindowsTakesForSomethingElseIsRefusedThere) {
   constexpr bool kOnWindows = std::filesystem::path::preferred_separator != '/';
   const std::map<std::string, std::string> targets{{R"(C:\\x)", "/lib/C%3A/x"},
+                                                   {"...", "/lib/..."},
                                                    {"a/nul", "/lib/a/nul"},
                                                    {"con.txt", "/lib/con.txt"},
                                                    {"a:stream", "/lib/a%3Astream"}};
