@@ -12,7 +12,6 @@ using Krell::Networking::ConnectionError;
 using Krell::Networking::HttpClient;
 using Krell::Networking::HttpClientPool;
 using Krell::Networking::KrellNetworkingContext;
-using Krell::Networking::TransferProgress;
 
 namespace {
 
@@ -58,11 +57,7 @@ TEST(RecordLayout, OfTheCallbacks) {
   EXPECT_EQ(sizeof(HttpClient::Callbacks), 56U);
 }
 
-TEST(RecordLayout, OfWhatTheCallbacksAreTold) {
-  EXPECT_EQ(offsetof(TransferProgress, abort), 0U);
-  EXPECT_EQ(sizeof(TransferProgress::abort), 4U);
-  EXPECT_EQ(offsetof(TransferProgress, receivedBytes), 8U);
-  EXPECT_EQ(sizeof(TransferProgress::receivedBytes), 8U);
+TEST(RecordLayout, OfAConnectionError) {
   EXPECT_EQ(offsetof(ConnectionError, code), 0U);
   EXPECT_EQ(offsetof(ConnectionError, underlying), 4U);
   EXPECT_EQ(sizeof(ConnectionError), 8U);
