@@ -1,6 +1,6 @@
 # For people; CMake and its presets do the work.
-.PHONY: all release test windows test-windows fuzz documents demo coverage mutate lint format \
-  clean deps
+.PHONY: all release test windows test-windows fuzz documents demo coverage mutate bench-micro lint \
+  format clean deps
 
 all: release
 
@@ -47,6 +47,12 @@ coverage:
 mutate:
 	scripts/install-deps --mutate
 	scripts/mutate
+
+bench-micro:
+	scripts/install-deps --bench
+	cmake --preset bench
+	cmake --build --preset bench --target bench_micro
+	build/bench/bin/bench_micro
 
 lint:
 	scripts/install-deps --lint
