@@ -71,10 +71,27 @@ DWORD levelAttributes(char* path, std::size_t end, DirectoryCalls& system) {
   return (bare & FILE_ATTRIBUTE_DIRECTORY) == 0 ? bare : INVALID_FILE_ATTRIBUTES;
 }
 
+bool isLevelEnd(const char* path, std::size_t length, bool createLast, std::size_t i) {
+  return path[i] == '\\' || (createLast && i == length - 1);
+}
+
+// Most paths are there already, and whoever has the last level has those above it.
+bool lastLevelExists(char* path, std::size_t length, bool createLast, DirectoryCalls& system) {
+  const std::size_t start = findStart(path, length);
+  std::size_t end = length;
+  while (end > start && !isLevelEnd(path, length, createLast, end - 1))
+    --end;
+  const char after = std::exchange(path[end], '\0');
+  const DWORD attributes = end > start ? system.attributes(path) : INVALID_FILE_ATTRIBUTES;
+  path[end] = after;
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
 ErrorChain createLevels(char* path, std::size_t length, bool createLast, DirectoryCalls& system) {
+  if (lastLevelExists(path, length, createLast, system)) return {};
   Failure failure;
   for (std::size_t i = findStart(path, length); i < length; ++i) {
-    if (path[i] != '\\' && (!createLast || i != length - 1)) continue;
+    if (!isLevelEnd(path, length, createLast, i)) continue;
     const char after = std::exchange(path[i + 1], '\0');
     const DWORD attributes = levelAttributes(path, i + 1, system);
     const bool exists = attributes != INVALID_FILE_ATTRIBUTES;

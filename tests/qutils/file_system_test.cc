@@ -39,6 +39,7 @@ std::string withBackslashes(std::string path) {
 class FakeDirectories final : public QUtils::DirectoryCalls {
  public:
   DWORD attributes(const char* path) override {
+    asked.emplace_back(path);
     const auto found = existing.find(path);
     return found != existing.end() ? found->second : INVALID_FILE_ATTRIBUTES;
   }
@@ -53,6 +54,7 @@ class FakeDirectories final : public QUtils::DirectoryCalls {
   std::map<std::string, DWORD> existing = {{"C:\\", FILE_ATTRIBUTE_DIRECTORY},
                                            {"C:", FILE_ATTRIBUTE_DIRECTORY}};
   std::map<std::string, DWORD> failing;
+  std::vector<std::string> asked;
   std::vector<std::string> tried;
 };
 
@@ -161,8 +163,14 @@ TEST_F(CreatePath, ForgivesAShareThatCannotBeMadeButUsed) {
 
 TEST_F(CreatePath, ForgivesFailuresAboveALevelThatExists) {
   system_.failing["C:\\a\\"] = ERROR_ACCESS_DENIED;
+  system_.existing["C:\\a\\b\\"] = FILE_ATTRIBUTE_DIRECTORY;
+  EXPECT_THAT(levels("C:\\a\\b\\c", true), ElementsAre("C:\\a\\", "C:\\a\\b\\c"));
+}
+
+TEST_F(CreatePath, DoesNotLookAboveALastLevelThatExists) {
   system_.existing["C:\\a\\b"] = FILE_ATTRIBUTE_DIRECTORY;
-  EXPECT_THAT(levels("C:\\a\\b", true), ElementsAre("C:\\a\\"));
+  EXPECT_THAT(levels("C:\\a\\b", true), IsEmpty());
+  EXPECT_THAT(system_.asked, ElementsAre("C:\\a\\b"));
 }
 
 TEST_F(CreatePath, ForgivesALevelThatSomebodyElseMade) {
