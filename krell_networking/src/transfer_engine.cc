@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <system_error>
+#include <utility>
 
 #include "connection_error.h"
 #include "platform/quiet_thread.h"
@@ -88,12 +89,14 @@ bool TransferEngine::start(int index, const char* path, ReqTokenGeneralType* tok
   transfer.statusReported = false;
   transfer.headerComplete = false;
   transfer.progress = TransferProgress{};
+  bool wake = false;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     transfer.state = State::kRunning;
     pending_.push_back(&transfer);
+    wake = std::exchange(asleep_, false);
   }
-  curl_multi_wakeup(multi_.get());
+  if (wake) curl_multi_wakeup(multi_.get());
   return true;
 }
 
@@ -160,20 +163,27 @@ bool TransferEngine::buildHeaderList() {
 
 // A new handle for each request; connections belong to the multi handle and stay. libcurl
 // before 8.0 reads and frees memory it has given back when a response on a used handle
-// begins with the continuation of a header line.
+// begins with the continuation of a header line. A copy of a configured one costs less
+// than to configure each.
 // The request target goes out as it was given; the URL only names the server.
 bool TransferEngine::prepare(Transfer& transfer, const char* path) {
-  transfer.easy.reset(curl_easy_init());
-  if (transfer.easy == nullptr || !buildHeaderList() || !configureEasy(transfer)) return false;
+  if (prototype_ == nullptr && !configurePrototype()) return false;
+  CURL* easy = curl_easy_duphandle(prototype_.get());
+  transfer.easy.reset(easy);
+  if (easy == nullptr) return false;
   const bool absolute = !configuration_.tls && !configuration_.proxyHost.empty();
   const std::string target =
       (absolute ? "http://" + hostAndPort(configuration_.host.c_str(), configuration_.port) : "") +
       path;
-  return curl_easy_setopt(transfer.easy.get(), CURLOPT_REQUEST_TARGET, target.c_str()) == CURLE_OK;
+  curl_easy_setopt(easy, CURLOPT_HEADERDATA, &transfer);
+  curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer);
+  curl_easy_setopt(easy, CURLOPT_PRIVATE, &transfer);
+  return curl_easy_setopt(easy, CURLOPT_REQUEST_TARGET, target.c_str()) == CURLE_OK;
 }
 
-bool TransferEngine::configureEasy(Transfer& transfer) {
-  CURL* easy = transfer.easy.get();
+bool TransferEngine::configurePrototype() {
+  std::unique_ptr<CURL, EasyCleanup> easy(curl_easy_init());
+  if (easy == nullptr || !buildHeaderList()) return false;
   const TransferConfiguration& to = configuration_;
   const std::string url =
       (to.tls ? "https://" : "http://") + hostAndPort(to.host.c_str(), to.port) + "/";
@@ -182,7 +192,7 @@ bool TransferEngine::configureEasy(Transfer& transfer) {
 
   bool good = true;
   const auto set = [&](CURLoption option, auto value) {
-    good = curl_easy_setopt(easy, option, value) == CURLE_OK && good;
+    good = curl_easy_setopt(easy.get(), option, value) == CURLE_OK && good;
   };
   set(CURLOPT_URL, url.c_str());
   set(CURLOPT_PROTOCOLS_STR, "http,https");
@@ -196,7 +206,7 @@ bool TransferEngine::configureEasy(Transfer& transfer) {
   if (to.tls && !to.ssl.caFile.empty()) set(CURLOPT_CAINFO, to.ssl.caFile.c_str());
   if (to.tls && !to.ssl.caDirectory.empty()) {
     // Schannel reads no such folders; then the authorities in it are just not trusted.
-    const CURLcode code = curl_easy_setopt(easy, CURLOPT_CAPATH, to.ssl.caDirectory.c_str());
+    const CURLcode code = curl_easy_setopt(easy.get(), CURLOPT_CAPATH, to.ssl.caDirectory.c_str());
     good = (code == CURLE_OK || code == CURLE_NOT_BUILT_IN) && good;
   }
   // A revoked certificate is refused; that a private authority publishes no list of them,
@@ -209,10 +219,8 @@ bool TransferEngine::configureEasy(Transfer& transfer) {
   set(CURLOPT_NOSIGNAL, 1L);
   set(CURLOPT_QUICK_EXIT, 1L);  // An abort does not wait for the resolver.
   set(CURLOPT_HEADERFUNCTION, &TransferEngine::onHeader);
-  set(CURLOPT_HEADERDATA, &transfer);
   set(CURLOPT_WRITEFUNCTION, &TransferEngine::onBody);
-  set(CURLOPT_WRITEDATA, &transfer);
-  set(CURLOPT_PRIVATE, &transfer);
+  if (good) prototype_ = std::move(easy);
   return good;
 }
 
@@ -227,16 +235,27 @@ void TransferEngine::run() {
     const bool active = std::any_of(transfers_.begin(), transfers_.end(),
                                     [](const Transfer& transfer) { return transfer.active; });
     const auto interval = static_cast<int>(configuration_.limits.callbackInterval.count());
-    curl_multi_poll(multi_.get(), nullptr, 0, active ? interval : kPollForever, nullptr);
+    if (fallAsleep()) {
+      curl_multi_poll(multi_.get(), nullptr, 0, active ? interval : kPollForever, nullptr);
+    }
   }
   for (Transfer& transfer : transfers_) {
     if (transfer.active) finish(transfer, CURLE_ABORTED_BY_CALLBACK);
   }
 }
 
+// False when there are requests to take first. A thread that is awake needs no waking,
+// which costs about as much as sending the request.
+bool TransferEngine::fallAsleep() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  asleep_ = pending_.empty() && !stopping_;
+  return asleep_;
+}
+
 // Moves queued requests into libcurl; false when the engine is stopping.
 bool TransferEngine::takeRequests() {
   const std::lock_guard<std::mutex> lock(mutex_);
+  asleep_ = false;
   for (Transfer* transfer : pending_) {
     transfer->active = true;
     transfer->lastCallback = {};  // Asked before anything is sent.
@@ -283,9 +302,11 @@ void TransferEngine::finish(Transfer& transfer, CURLcode code) {
   }
   curl_multi_remove_handle(multi_.get(), transfer.easy.get());
   transfer.active = false;
-  const std::lock_guard<std::mutex> lock(mutex_);
-  transfer.state = State::kFinished;
-  transfer.finishedAs = ++finishedCount_;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    transfer.state = State::kFinished;
+    transfer.finishedAs = ++finishedCount_;
+  }
   changed_.notify_all();
 }
 

@@ -89,12 +89,13 @@ class TransferEngine {
   };
 
   bool prepare(Transfer& transfer, const char* path);
-  bool configureEasy(Transfer& transfer);
+  bool configurePrototype();
   bool buildHeaderList();
   bool launchThread();
   int pickAvailable() const;
 
   void run();
+  bool fallAsleep();
   bool takeRequests();
   void collectFinished();
   void callIdleClients();
@@ -108,6 +109,7 @@ class TransferEngine {
   TransferConfiguration configuration_;
   std::vector<Transfer> transfers_;
   std::unique_ptr<curl_slist, ListCleanup> headerList_;
+  std::unique_ptr<CURL, EasyCleanup> prototype_;  ///< Configured; never in flight.
   std::unique_ptr<CURLM, MultiCleanup> multi_;
   std::thread thread_;
 
@@ -116,6 +118,7 @@ class TransferEngine {
   std::vector<Transfer*> pending_;
   std::uint64_t finishedCount_ = 0;
   int waiting_ = 0;
+  bool asleep_ = false;
   bool stopping_ = false;
 };
 
