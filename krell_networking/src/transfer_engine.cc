@@ -194,7 +194,13 @@ bool TransferEngine::configurePrototype() {
   const auto set = [&](CURLoption option, auto value) {
     good = curl_easy_setopt(easy.get(), option, value) == CURLE_OK && good;
   };
-  set(CURLOPT_URL, url.c_str());
+  // Taken apart once, not for each request; what cannot be is refused by the transfer.
+  url_.reset(curl_url());
+  if (curl_url_set(url_.get(), CURLUPART_URL, url.c_str(), 0) == CURLUE_OK) {
+    set(CURLOPT_CURLU, url_.get());
+  } else {
+    set(CURLOPT_URL, url.c_str());
+  }
   set(CURLOPT_PROTOCOLS_STR, "http,https");
   set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   set(CURLOPT_HTTPHEADER, headerList_.get());

@@ -67,6 +67,9 @@ class TransferEngine {
   struct MultiCleanup {
     void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
   };
+  struct UrlCleanup {
+    void operator()(CURLU* url) const { curl_url_cleanup(url); }
+  };
   struct ListCleanup {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
   };
@@ -109,6 +112,7 @@ class TransferEngine {
   TransferConfiguration configuration_;
   std::vector<Transfer> transfers_;
   std::unique_ptr<curl_slist, ListCleanup> headerList_;
+  std::unique_ptr<CURLU, UrlCleanup> url_;
   std::unique_ptr<CURL, EasyCleanup> prototype_;  ///< Configured; never in flight.
   std::unique_ptr<CURLM, MultiCleanup> multi_;
   std::thread thread_;

@@ -372,6 +372,14 @@ TEST_F(HttpClientPoolTest, ReportsANameThatDoesNotExist) {
   EXPECT_EQ(received.underlying, 6);
 }
 
+TEST_F(HttpClientPoolTest, ReportsAnAddressThatNobodyCanHave) {
+  configure("1::2::3", 80);
+  Received received;
+  get("/file", received);
+  EXPECT_EQ(received.errorCalls, 1);
+  EXPECT_EQ(received.underlying, 3);
+}
+
 TEST_F(HttpClientPoolTest, SpeaksTlsOnlyToATlsServer) {
   server_.handle("/", [](const ServerRequest&, Socket&) { return false; });
   Krell::Err err;
