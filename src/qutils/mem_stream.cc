@@ -1,24 +1,41 @@
 // The blocks form a list that only grows, until the stream is freed. After a write the
-// block that holds the position always exists, even when nothing is in it yet.
+// block that holds the position always exists, even when nothing is in it yet. The first
+// blocks have their data each to itself; those of a long stream share large pieces of
+// memory, which cost less to get than as many small ones.
 #include "qutils/mem_stream.h"
 
 #include <algorithm>
 #include <cstring>
 
 #include "mtllib/allocation.h"
+#include "platform/large_pages.h"
 #include "plugin/error_chain.h"
 
 namespace QUtils {
+
+struct MemRun {
+  MemRun* next;
+  char* data;
+  std::uint64_t blocks;  // that there is room for
+  std::uint64_t used;
+};
+
 namespace {
 
+// Up to here every block has its data to itself.
+constexpr std::uint64_t kSmallStream = 4 * 1024 * 1024;
+constexpr std::uint64_t kLargestRun = 32 * 1024 * 1024;
+
 // Null when memory runs out.
-MemBlock* makeBlock(std::uint64_t size) {
-  auto* block = static_cast<MemBlock*>(qmalloc(sizeof(MemBlock)));
-  if (block == nullptr) return nullptr;
-  block->next = nullptr;
-  block->data = static_cast<char*>(qmalloc(size));
-  if (block->data != nullptr) return block;
-  qfree(block);
+MemRun* makeRun(std::uint64_t blocks, std::uint64_t blockSize) {
+  auto* run = static_cast<MemRun*>(qmalloc(sizeof(MemRun)));
+  if (run == nullptr) return nullptr;
+  *run = MemRun{nullptr, static_cast<char*>(qmalloc(blocks * blockSize)), blocks, 0};
+  if (run->data != nullptr) {
+    Platform::preferLargePages(run->data, blocks * blockSize);
+    return run;
+  }
+  qfree(run);
   return nullptr;
 }
 
@@ -45,14 +62,40 @@ ErrorChain PMemStream::Flush() {
   return {};
 }
 
+// A new run is as long as the stream so far, so that little of it stays unused.
+char* PMemStream::takeData() {
+  if (blockCount_ < kSmallStream / blockSize) return static_cast<char*>(qmalloc(blockSize));
+  if (runs_ == nullptr || runs_->used == runs_->blocks) {
+    const std::uint64_t blocks = std::min(blockCount_, kLargestRun / blockSize);
+    MemRun* run = makeRun(std::max<std::uint64_t>(blocks, 1), blockSize);
+    if (run == nullptr) return nullptr;
+    run->next = runs_;
+    runs_ = run;
+  }
+  return runs_->data + runs_->used++ * blockSize;
+}
+
+MemBlock* PMemStream::makeBlock() {
+  auto* block = static_cast<MemBlock*>(qmalloc(sizeof(MemBlock)));
+  if (block == nullptr) return nullptr;
+  block->next = nullptr;
+  block->data = takeData();
+  if (block->data == nullptr) {
+    qfree(block);
+    return nullptr;
+  }
+  ++blockCount_;
+  return block;
+}
+
 bool PMemStream::provideBlocks(std::uint64_t count) {
   if (head == nullptr) {
-    head = makeBlock(blockSize);
+    head = makeBlock();
     current = head;
   }
   if (current == nullptr) return false;
   if (position % blockSize + count == blockSize && current->next == nullptr) {
-    current->next = makeBlock(blockSize);
+    current->next = makeBlock();
     return current->next != nullptr;
   }
   return true;
@@ -155,12 +198,19 @@ ErrorChain PMemStream::Reset(bool freeBlocks) {
 }
 
 void PMemStream::FreeBlocks() {
-  while (head != nullptr) {
+  for (std::uint64_t i = 0; head != nullptr; ++i) {
     MemBlock* next = head->next;
-    qfree(head->data);
+    if (i < kSmallStream / blockSize) qfree(head->data);
     qfree(head);
     head = next;
   }
+  while (runs_ != nullptr) {
+    MemRun* next = runs_->next;
+    qfree(runs_->data);
+    qfree(runs_);
+    runs_ = next;
+  }
+  blockCount_ = 0;
   current = nullptr;
   size = 0;
   position = 0;

@@ -14,6 +14,9 @@ struct MemBlock {
   MemBlock* next;
 };
 
+/// The data of many blocks of a long stream, allocated at once.
+struct MemRun;
+
 /// A byte stream in memory. Writable at once: Open() only rewinds and marks it opened.
 class PMemStream : public PStream {
  public:
@@ -49,10 +52,16 @@ class PMemStream : public PStream {
   std::uint64_t blockSize;
 
  private:
+  // Null when memory runs out.
+  MemBlock* makeBlock();
+  char* takeData();
   // Makes the block of the position, and the next one if `count` bytes fill the first.
   bool provideBlocks(std::uint64_t count);
   // Moves the position by `count` bytes, which end in the current block or fill it.
   void advance(std::uint64_t count);
+
+  std::uint64_t blockCount_ = 0;
+  MemRun* runs_ = nullptr;  // The newest first.
 };
 
 /// A PMemStream whose block size is part of its type.

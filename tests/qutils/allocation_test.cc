@@ -372,6 +372,33 @@ TEST_F(MemStreamBlocks, AreFreedFromTheFirstToTheLast) {
   EXPECT_THAT(calls(), ElementsAre("free 4", "free 16"));
 }
 
+TEST_F(MemStreamBlocks, OfALongStreamShareRunsAsLongAsTheStreamBeforeThem) {
+  constexpr std::uint32_t kMebibyte = 1024 * 1024;
+  PMemStream stream(kMebibyte);
+  const std::string bytes(5 * kMebibyte, 'a');
+  std::uint32_t written = 0;
+  EXPECT_FALSE(stream.Write(bytes.data(), 4 * kMebibyte - 1, written));
+  EXPECT_THAT(calls(), ElementsAre("malloc 16", "malloc 1048576", "malloc 16", "malloc 1048576",
+                                   "malloc 16", "malloc 1048576", "malloc 16", "malloc 1048576"));
+  EXPECT_FALSE(stream.Write(bytes.data(), 5 * kMebibyte, written));
+  EXPECT_THAT(calls(),
+              ElementsAre("malloc 16", "malloc 32", "malloc 4194304", "malloc 16", "malloc 16",
+                          "malloc 16", "malloc 16", "malloc 32", "malloc 8388608"));
+  stream.FreeBlocks();
+  EXPECT_THAT(calls(), ElementsAre("free 1048576", "free 16", "free 1048576", "free 16",
+                                   "free 1048576", "free 16", "free 1048576", "free 16", "free 16",
+                                   "free 16", "free 16", "free 16", "free 16", "free 8388608",
+                                   "free 32", "free 4194304", "free 32"));
+  EXPECT_FALSE(stream.Write(bytes.data(), 1, written));
+  EXPECT_THAT(calls(), ElementsAre("malloc 16", "malloc 1048576"));
+}
+
+TEST_F(MemStreamBlocks, LargerThanARunAreRunsOfOne) {
+  PMemStream stream(48 * 1024 * 1024);
+  EXPECT_FALSE(stream.WriteString("a"));
+  EXPECT_THAT(calls(), ElementsAre("malloc 16", "malloc 32", "malloc 50331648"));
+}
+
 TEST_F(MemStreamBlocks, AreNeitherMadeNorFreedForBytesThatHavePlace) {
   PMemStream stream(4);
   EXPECT_FALSE(stream.WriteString("abcdefgh"));

@@ -118,6 +118,8 @@ struct MemStreamFields {
   std::uint64_t position;
   std::int32_t opened;
   std::uint64_t blockSize;
+  std::uint64_t blockCount;
+  const void* runs;
 };
 
 TEST(Layout, OfMemStreams) {

@@ -472,6 +472,15 @@ TEST(MemStream, AGrowStepHasNoSeamsEither) {
   expectNoSeamAt(stream, 32768);
 }
 
+TEST(MemStream, HasNoSeamsWhereBlocksBeginToShareTheirMemory) {
+  constexpr std::size_t kMebibyte = 1024 * 1024;
+  PMemStreamGrowStep<0x4000> stream;
+  expectNoSeamAt(stream, 4 * kMebibyte);
+  expectNoSeamAt(stream, 8 * kMebibyte);
+  EXPECT_FALSE(stream.Reset(true));
+  expectNoSeamAt(stream, 16 * kMebibyte);
+}
+
 TEST(MemStream, MayHaveBlocksOfOneByte) {
   OpenMemStream stream(1);
   write(stream, "abc");
