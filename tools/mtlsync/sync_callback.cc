@@ -106,10 +106,11 @@ void SyncCallback::endProgress() noexcept {
 }
 
 void SyncCallback::logStage(const char* format, ...) noexcept {
-  MTLSYNC_FORMATTED(text);
   const std::lock_guard<std::mutex> lock(mutex_);
   if (std::strcmp(format, kFileBegun) == 0) ++record_.files;
   if (std::strcmp(format, kStampsMatch) == 0) record_.stampsMatched = true;
+  if (!tellsEverything()) return;
+  MTLSYNC_FORMATTED(text);
   tell("stage", text);
 }
 
@@ -134,9 +135,15 @@ void SyncCallback::logWarning(const char* format, ...) noexcept {
 }
 
 void SyncCallback::logInfo(const char* format, ...) noexcept {
-  MTLSYNC_FORMATTED(text);
   const std::lock_guard<std::mutex> lock(mutex_);
+  if (!tellsEverything()) return;
+  MTLSYNC_FORMATTED(text);
   tell("info", text);
+}
+
+// Two messages a file are not worth formatting when nobody reads them.
+bool SyncCallback::tellsEverything() const {
+  return outputs_.events != nullptr || verbosity_ == Verbosity::kVerbose;
 }
 
 void SyncCallback::tell(const char* event, const std::string& text) {

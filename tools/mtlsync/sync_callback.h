@@ -68,6 +68,7 @@ class SyncCallback final : public HostCallback {
   void logInfo(const char* format, ...) noexcept override MTLLIB_PRINTF_METHOD(2, 3);
 
  private:
+  bool tellsEverything() const;
   void tell(const char* event, const std::string& text);
   void printWarning(const std::string& text);
   JsonEvents* events();
