@@ -1,19 +1,17 @@
-// Fetching filelist.json, and selecting from it what to download.
+// Fetching and reading filelist.json, and growing the list of what to download.
 #include "catalogue/list_file.h"
-
-#include <json/reader.h>
-#include <json/value.h>
 
 #include <algorithm>
 #include <cstring>
 #include <limits>
 #include <string>
+#include <string_view>
 
+#include "catalogue/list_entries.h"
 #include "catalogue/paths.h"
 #include "http/http_getter.h"
 #include "mtllib/allocation.h"
 #include "plugin/error_chain.h"
-#include "qutils/file_system.h"
 #include "qutils/utf.h"
 
 using QUtils::CharString;
@@ -23,68 +21,8 @@ namespace {
 
 constexpr const char* kListName = "filelist.json";
 constexpr const char* kDownloadTag = "DownloaderImpl::downloadListFile";
-constexpr const char* kParseTag = "DownloaderImpl::parseListFile";
 constexpr std::int64_t kLargestList = 1073741824;
 constexpr std::int64_t kBufferStep = 100;
-constexpr std::size_t kLongestJsonMessage = 512;
-
-std::int64_t integerMember(const Json::Value& element, const char* key) {
-  const Json::Value& member = element[key];
-  return member.isInt64() ? member.asInt64() : 0;
-}
-
-// Whether the entry is to be fetched; sets `error` for one that must not be.
-bool isSelected(const DownloaderImpl& downloader, const Json::Value& element, const char* path,
-                ErrorChain& error) {
-  const Json::Value& member = element["download"];
-  const std::string policy = member.isString() ? member.asString() : "always";
-  if (policy != "always" && policy != "missing") return false;
-  if (!staysBelow(path)) {
-    setError(error, kParseTag, -1, "Path leaves the target directory: \"%s\"", path);
-    return false;
-  }
-  return policy == "always" ||
-         !QUtils::pathExists(downloader.makeFullPath(path, PathSide::kLocal).text());
-}
-
-void addEntry(const DownloaderImpl& downloader, const Json::Value& element,
-              DownloaderImpl::ListFile& list, ErrorChain& error) {
-  if (!element.isObject()) {
-    setError(error, kParseTag, -1, "Parsing json file list failed (object expceted)");
-    return;
-  }
-  const Json::Value& member = element["path"];
-  const char* listed = member.isString() ? member.asCString() : "";
-  if (*listed == '\0' || !isSelected(downloader, element, listed, error)) return;
-  const CharString path = toCharString(listed);
-  list.resizeList(list.count + 1, false);
-  DownloaderImpl::ListFile::init(list.entries[static_cast<std::size_t>(list.count - 1)], error,
-                                 path, integerMember(element, "size"),
-                                 integerMember(element, "jpegSize"));
-}
-
-// The last byte is not given to the parser: a list ends with one that is not part of
-// the JSON text, a newline as a rule.
-void parseText(const DownloaderImpl& downloader, const char* text, std::int64_t size,
-               DownloaderImpl::ListFile& list, ErrorChain& error) {
-  try {
-    Json::Reader reader;
-    Json::Value root;
-    if (!reader.parse(text, text + size - 1, root, false)) {
-      const std::string messages =
-          reader.getFormattedErrorMessages().substr(0, kLongestJsonMessage);
-      setError(error, kParseTag, -1, "Parsing json file list failed: %s", messages.c_str());
-      return;
-    }
-    for (const Json::Value& element : root) {
-      addEntry(downloader, element, list, error);
-      if (error) return;
-    }
-  } catch (const Json::Exception& exception) {
-    // Of the parser too, which throws at a text nested too deep.
-    setError(error, kParseTag, -1, "Exception parsing json file list: %s", exception.what());
-  }
-}
 
 // A new text of `size` bytes read from the stream; null, with `error` set, on failure.
 QUtils::Utf8Text readText(PStream& stream, std::int64_t size, ErrorChain& error) {
@@ -92,7 +30,7 @@ QUtils::Utf8Text readText(PStream& stream, std::int64_t size, ErrorChain& error)
   QUtils::Utf8Text text(static_cast<char*>(QUtils::qmalloc(static_cast<std::size_t>(capacity))));
   if (text != nullptr) error = stream.ReadBuffer(text.get(), static_cast<std::uint32_t>(size));
   if (text != nullptr && !error) return text;
-  pushError(error, kParseTag, -1, "Reading json file list failed");
+  pushError(error, kParseListTag, -1, "Reading json file list failed");
   return nullptr;
 }
 
@@ -134,7 +72,9 @@ int DownloaderImpl::parseListFile(PStream& stream, ListFile& list) {
   }
   ErrorChain error;
   if (const QUtils::Utf8Text text = readText(stream, size, error)) {
-    parseText(*this, text.get(), size, list, error);
+    // Without the last byte: a list ends with one that is not part of the JSON text, a newline
+    // as a rule.
+    selectEntries(*this, {text.get(), static_cast<std::size_t>(size - 1)}, list, error);
   }
   if (!error) return 0;
   callback->reportError(&error);
