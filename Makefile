@@ -1,5 +1,5 @@
 # For people; CMake and its presets do the work.
-.PHONY: all release test windows test-windows fuzz documents demo coverage mutate bench-micro lint \
+.PHONY: all release test windows test-windows fuzz documents demo coverage mutate bench bench-micro lint \
   format clean deps
 
 all: release
@@ -47,6 +47,14 @@ coverage:
 mutate:
 	scripts/install-deps --mutate
 	scripts/mutate
+
+# Half an hour; with BENCH_OPTIONS="--quick" two minutes, and the document stays as it is.
+BENCH_OPTIONS = --document docs/performance.md
+bench:
+	scripts/install-deps --bench
+	cmake --preset bench
+	cmake --build --preset bench --target mtlsync mtllib mtlpublish delay_line bench_micro
+	python3 bench/compare --programs build/bench/bin $(BENCH_OPTIONS)
 
 bench-micro:
 	scripts/install-deps --bench

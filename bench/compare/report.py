@@ -1,0 +1,123 @@
+"""The results as tables, and as the document that tells of them."""
+
+import datetime
+import pathlib
+import platform
+import re
+import subprocess
+
+from results import OURS
+
+TEMPLATE = pathlib.Path(__file__).with_name("performance.md.in")
+FIGURES = ("wall", "cpu", "memory")
+
+
+def table(head, rows):
+    lines = [head, ["---"] * len(head), *rows]
+    return "\n".join("| " + " | ".join(line) + " |" for line in lines)
+
+
+def ratio_table(results):
+    """Each figure of ours as a part of the best peer's, and what is aimed at."""
+    aims = {file_set.name: (*file_set.aims, None) for file_set in results.sets}
+
+    def cell(row, figure, aim):
+        text = f"{results.ratio(row, figure):.2f} ({results.best_peer(row, figure)})"
+        return text + (f", aim {aim:.1f}" if aim else "")
+
+    return table(["set", "wall time", "CPU time", "peak memory"],
+                 [[" ".join(row), *(cell(row, figure, aim)
+                                    for figure, aim in zip(FIGURES, aims[row[0]]))]
+                  for row in results.rows()])
+
+
+def median_table(results):
+    """Every tool's medians."""
+
+    def cell(row, tool):
+        wall, cpu, memory = (results.median(row, tool, figure) for figure in FIGURES)
+        return f"{wall:.2f} s, {cpu:.2f} s, {memory:.0f} MiB"
+
+    tools = results.tools()
+    return table(["set", *tools],
+                 [[" ".join(row), *(cell(row, tool) for tool in tools)] for row in results.rows()])
+
+
+def limit_lines(results):
+    """What ours reaches of what the server and the disk give."""
+    sets = {file_set.name: file_set for file_set in results.sets}
+    for scheme, name in results.rows_of_requests():
+        small = sets["small"]
+        reached = small.count / results.median(("small", scheme), OURS, "wall")
+        yield (f"- small {scheme}: {reached:,.0f} files a second; `wrk -t1 -c5` gets "
+               f"{results.limits[name]:,.0f} requests a second answered.")
+    if "copy" in results.limits:
+        small = sets["small"]
+        reached = small.count * small.size / results.median(("small", "http"), OURS, "wall")
+        yield (f"- small http: {reached / 1e6:.0f} MB/s saved; `cp -r` copies the same files "
+               f"with {results.limits['copy'] / 1e6:.0f} MB/s.")
+    for row in results.rows():
+        file_set = sets[row[0]]
+        if file_set.round_trip:
+            floor = file_set.count / 5 * file_set.round_trip
+            wall = results.median(row, OURS, "wall")
+            yield (f"- {' '.join(row)}: {wall:.3f} s; {file_set.count} files, five at a time, "
+                   f"take {floor:.3f} s of round trips, so {(wall - floor) / file_set.round_trip:.1f} "
+                   "round trips beside them.")
+    matching = results.matching
+    yield (f"- A run with matching stamps: {matching['requests']:.0f} request, sent "
+           f"{matching['first request'] * 1e3:.1f} ms after the program was started; "
+           f"{matching['cpu'] * 1e3:.1f} ms of CPU time in all.")
+
+
+def memory_lines(results):
+    """The peaks, and the five largest bodies in them."""
+    sets = {file_set.name: file_set for file_set in results.sets}
+    for row in results.rows():
+        bodies = 5 * sets[row[0]].size / 2**20
+        peak = results.median(row, OURS, "memory")
+        yield f"- {' '.join(row)}: {peak:.1f} MiB, of which {bodies:,.1f} MiB may be bodies"
+
+
+def list_table(results):
+    return table(["list", "entries", "time an entry", "memory an entry"],
+                 [[kind, f"{entries:,}", f"{seconds * 1e6:.2f} µs", f"{size:.0f} bytes"]
+                  for kind, entries, seconds, size in results.lists])
+
+
+def print_tables(results, stream):
+    print(f"mtlsync to the best peer, medians of {results.rounds}:\n", file=stream)
+    print(ratio_table(results), file=stream)
+    print("\nWall time, CPU time, peak memory:\n", file=stream)
+    print(median_table(results), file=stream)
+    print("\n" + "\n".join(limit_lines(results)), file=stream)
+    if results.lists:
+        print("\n" + list_table(results), file=stream)
+
+
+def first_line(*command):
+    return subprocess.run(command, check=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                          text=True).stdout.splitlines()[0]
+
+
+def machine():
+    cpu = re.search(r"model name\s*:\s*(.*)", pathlib.Path("/proc/cpuinfo").read_text())
+    memory = int(re.search(r"MemTotal:\s*(\d+)", pathlib.Path("/proc/meminfo").read_text())[1])
+    cores = first_line("nproc")
+    release = re.search(r'PRETTY_NAME="(.*)"', pathlib.Path("/etc/os-release").read_text())[1]
+    return (f"{cores} cores ({cpu[1] if cpu else platform.machine()}), "
+            f"{memory / 2**20:.0f} GiB of memory, {release}, Linux {platform.release()}")
+
+
+def versions():
+    return "; ".join(first_line(*command) for command in (
+        ["curl", "--version"], ["aria2c", "--version"], ["wget2", "--version"],
+        ["rclone", "--version"], ["/usr/sbin/nginx", "-v"]))
+
+
+def write_document(results, file):
+    file.write_text(TEMPLATE.read_text().format(
+        date=datetime.date.today().isoformat(), machine=machine(), versions=versions(),
+        rounds=results.rounds, ratios=ratio_table(results), medians=median_table(results),
+        limits="\n".join(limit_lines(results)), memory="\n".join(memory_lines(results)),
+        lists=list_table(results)))

@@ -1,0 +1,64 @@
+"""The sets of files to fetch, and the library that each is published as."""
+
+import dataclasses
+import pathlib
+import random
+import shutil
+import subprocess
+
+KIB = 1024
+MIB = 1024 * KIB
+
+
+@dataclasses.dataclass
+class Library:
+    """A published tree."""
+
+    folder: pathlib.Path
+    names: list  # of the files, relative to the folder
+    size: int  # bytes in all
+
+    def remove(self):
+        shutil.rmtree(self.folder)
+
+
+@dataclasses.dataclass
+class FileSet:
+    name: str
+    count: int
+    size: int  # bytes a file
+    folders: int
+    aims: tuple  # what is aimed at of the best peer's wall time and CPU time
+    round_trip: float = 0  # seconds; 0 fetches over loopback
+
+    def publish(self, folder, programs):
+        """The set as a library in `folder`; the same bytes each time."""
+        source = random.Random(self.name)
+        content = source.randbytes(min(self.size, MIB) + KIB)
+        names = []
+        for index in range(self.count):
+            name = f"maps{index % self.folders:03}/texture{index:05}.tx"
+            path = folder / name
+            path.parent.mkdir(parents=True, exist_ok=True)
+            with open(path, "wb") as file:
+                for written in range(0, self.size, MIB):
+                    # Every piece of every file differs from the others.
+                    begin = source.randrange(KIB)
+                    file.write(content[begin:begin + min(MIB, self.size - written)])
+            names.append(name)
+        subprocess.run([programs / "mtlpublish", "build", folder], check=True,
+                       stdout=subprocess.DEVNULL)
+        return Library(folder, names, self.count * self.size)
+
+
+FULL = [
+    FileSet("small", 20_000, 4 * KIB, folders=200, aims=(0.6, 0.6)),
+    FileSet("medium", 2_000, 512 * KIB, folders=20, aims=(0.9, 1.0)),
+    FileSet("large", 8, 256 * MIB, folders=1, aims=(1.0, 1.0)),
+    FileSet("wan", 500, 64 * KIB, folders=5, aims=(1.0, None), round_trip=0.030),
+]
+
+# The same with fewer or smaller files.
+QUICK = [dataclasses.replace(file_set, count=count, size=size)
+         for file_set, count, size in zip(FULL, (2_000, 200, 8, 50),
+                                          (4 * KIB, 512 * KIB, 32 * MIB, 64 * KIB))]
