@@ -21,6 +21,12 @@ constexpr const char* kRequestTag = "HttpClient::request";
 // Measured: large bodies cost two to four times the CPU with libcurl's 16 KiB.
 constexpr long kReceiveBufferSize = 256L * 1024;
 
+// Of one transfer at a time: two while connecting, and one to the resolver.
+constexpr std::size_t kMostSockets = 4;
+
+// In one read: more is on its way.
+constexpr std::int64_t kManyBytes = kReceiveBufferSize / 4;
+
 // No transfer runs: only a request or the end wakes the thread.
 constexpr int kPollForever = 3600 * 1000;
 
@@ -43,7 +49,11 @@ TransferEngine::TransferEngine(HttpClient* clients, int count)
     transfer.client = clients++;
   }
   pending_.reserve(transfers_.size());
+  sockets_.reserve(transfers_.size() * kMostSockets);
+  served_.reserve(sockets_.capacity());
   if (multi_ != nullptr) {
+    curl_multi_setopt(multi_.get(), CURLMOPT_SOCKETFUNCTION, &TransferEngine::onSocket);
+    curl_multi_setopt(multi_.get(), CURLMOPT_SOCKETDATA, this);
     curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(count));
   }
 }
@@ -235,8 +245,7 @@ bool TransferEngine::configurePrototype() {
 void TransferEngine::run() {
   while (takeRequests()) {
     callIdleClients();
-    int running = 0;
-    curl_multi_perform(multi_.get(), &running);
+    serveTransfers();
     collectFinished();
     const bool active = std::any_of(transfers_.begin(), transfers_.end(),
                                     [](const Transfer& transfer) { return transfer.active; });
@@ -264,11 +273,45 @@ bool TransferEngine::takeRequests() {
   asleep_ = false;
   for (Transfer* transfer : pending_) {
     transfer->active = true;
+    transfer->startedAs = ++startedCount_;
     transfer->lastCallback = {};  // Asked before anything is sent.
     curl_multi_add_handle(multi_.get(), transfer->easy.get());
   }
   pending_.clear();
   return !stopping_;
+}
+
+// Where the data comes faster than it can be taken, the oldest transfer gets the time: one
+// body that is soon complete can be saved while the next arrives. The others are looked at
+// once a second, when libcurl checks whether they have stalled.
+void TransferEngine::serveTransfers() {
+  int running = 0;
+  curl_multi_socket_action(multi_.get(), CURL_SOCKET_TIMEOUT, 0, &running);
+  served_ = sockets_;  // They change while they are served.
+  for (const Socket& socket : served_) {
+    const TransferProgress& progress = socket.transfer->progress;
+    const std::int64_t before = progress.receivedBytes;
+    curl_multi_socket_action(multi_.get(), socket.handle, 0, &running);
+    if (progress.receivedBytes - before >= kManyBytes) return;
+  }
+}
+
+// libcurl's word on which sockets a transfer uses.
+int TransferEngine::onSocket(CURL* easy, curl_socket_t handle, int what, void* enginePointer,
+                             void* /*ofSocket*/) {
+  auto& sockets = static_cast<TransferEngine*>(enginePointer)->sockets_;
+  sockets.erase(std::remove_if(sockets.begin(), sockets.end(),
+                               [&](const Socket& socket) { return socket.handle == handle; }),
+                sockets.end());
+  Transfer* transfer = nullptr;
+  curl_easy_getinfo(easy, CURLINFO_PRIVATE, &transfer);
+  if (what == CURL_POLL_REMOVE || transfer == nullptr) return 0;
+  if (sockets.size() == sockets.capacity()) return -1;
+  const auto younger = std::find_if(sockets.begin(), sockets.end(), [&](const Socket& socket) {
+    return socket.transfer->startedAs > transfer->startedAs;
+  });
+  sockets.insert(younger, Socket{handle, transfer});
+  return 0;
 }
 
 void TransferEngine::collectFinished() {

@@ -88,7 +88,14 @@ class TransferEngine {
     bool headerComplete = false;
     TransferProgress progress{};
     Evbuffer data{};
+    std::uint64_t startedAs = 0;
     Clock::time_point lastCallback;
+  };
+
+  /// A socket in use.
+  struct Socket {
+    curl_socket_t handle;
+    Transfer* transfer;
   };
 
   bool prepare(Transfer& transfer, const char* path);
@@ -100,12 +107,14 @@ class TransferEngine {
   void run();
   bool fallAsleep();
   bool takeRequests();
+  void serveTransfers();
   void collectFinished();
   void callIdleClients();
   void finish(Transfer& transfer, CURLcode code);
   bool deliver(Transfer& transfer, const char* bytes, std::size_t size);
   void reportStatus(Transfer& transfer);
 
+  static int onSocket(CURL* easy, curl_socket_t handle, int what, void* engine, void* ofSocket);
   static std::size_t onHeader(char* bytes, std::size_t unit, std::size_t count, void* transfer);
   static std::size_t onBody(char* bytes, std::size_t unit, std::size_t count, void* transfer);
 
@@ -114,6 +123,10 @@ class TransferEngine {
   std::unique_ptr<curl_slist, ListCleanup> headerList_;
   std::unique_ptr<CURLU, UrlCleanup> url_;
   std::unique_ptr<CURL, EasyCleanup> prototype_;  ///< Configured; never in flight.
+  // Of the engine's thread alone; the multi handle tells of sockets to its end.
+  std::vector<Socket> sockets_;  ///< Those of the oldest transfer first.
+  std::vector<Socket> served_;
+  std::uint64_t startedCount_ = 0;
   std::unique_ptr<CURLM, MultiCleanup> multi_;
   std::thread thread_;
 

@@ -1,7 +1,9 @@
 // What a pool of clients promises, against a scripted server.
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <thread>
 #include <vector>
@@ -306,6 +308,44 @@ TEST_F(HttpClientPoolTest, AStalledTransferEndsAsATimeout) {
   ASSERT_TRUE(engine.start(0, "/stall", reinterpret_cast<ReqTokenGeneralType*>(&code), error));
   engine.waitFinished(0);
   EXPECT_EQ(code & 0xFFF, CONNECTION_ERROR_TIMEOUT);
+}
+
+TEST_F(HttpClientPoolTest, ABodyWithoutEndDoesNotHoldUpAnother) {
+  server_.handle("/endless", [](const ServerRequest&, Socket& socket) {
+    socket.send("HTTP/1.1 200 OK\r\n\r\n");
+    const std::string piece(1U << 20U, 'x');
+    while (socket.send(piece)) {
+    }
+    return false;
+  });
+  // Not there yet when it is looked for at first.
+  server_.handle("/file", [](const ServerRequest&, Socket& socket) {
+    std::this_thread::sleep_for(milliseconds(600));
+    return socket.send(ScriptedServer::response(200, "content"));
+  });
+  TransferEngine engine(&pool_.client(0), 2);
+  engine.configuration().host = "127.0.0.1";
+  engine.configuration().port = server_.port();
+  engine.configuration().callbacks.onData = [](CallbackContext*, ReqTokenGeneralType* token,
+                                               TransferProgress* progress, Response*) {
+    *reinterpret_cast<std::atomic<std::int64_t>*>(token) = progress->receivedBytes;
+    // So that there is always more to be had.
+    std::this_thread::sleep_for(std::chrono::microseconds(100));
+  };
+  std::atomic<std::int64_t> received[2]{};
+  ErrorChain error;
+  const auto request = [&](int index, const char* path) {
+    auto* token = reinterpret_cast<ReqTokenGeneralType*>(&received[index]);
+    ASSERT_TRUE(engine.start(index, path, token, error));
+  };
+  request(0, "/endless");
+  while (received[0] < (16 << 20))
+    std::this_thread::yield();
+  request(1, "/file");
+  const auto begin = Clock::now();
+  while (received[1] < 7 && since(begin) < milliseconds(10000))
+    std::this_thread::yield();
+  EXPECT_EQ(received[1], 7);
 }
 
 TEST_F(HttpClientPoolTest, DestroyEndsRunningTransfersAtOnceAndReportsThem) {
