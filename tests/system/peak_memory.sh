@@ -1,5 +1,5 @@
 #!/bin/sh
-# No more is held in memory than the five largest bodies and 32 MiB.
+# No more is held in memory than the five largest bodies and 24 MiB.
 # usage: peak_memory.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 #        [SMALL_FILES LARGE_MEBIBYTES]
 set -eu
@@ -23,6 +23,6 @@ expect 0 /usr/bin/time -f %M -o "$folder/peak" \
   mtlsync --no-proxy -q "http://127.0.0.1:$http_port/lib" "$folder/copy"
 expect_same_tree "$folder/library" "$folder/copy"
 peak=$(cat "$folder/peak")
-limit=$(((4 * large + 32) * 1024 + 64))
+limit=$(((4 * large + 24) * 1024 + 64))
 echo "peak memory: $peak KiB of $limit KiB allowed"
 [ "$peak" -le "$limit" ] || fail "too much memory"
