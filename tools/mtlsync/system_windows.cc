@@ -6,8 +6,8 @@
 
 #include "mtlsync/system.h"
 #include "platform/win32.h"
+#include "platform/windows/wide_text.h"
 #include "process/standard_streams.h"
-#include "process/wide_text.h"
 
 namespace mtlsync {
 
@@ -50,7 +50,7 @@ BOOL WINAPI noteStop(DWORD event) {
 }  // namespace
 
 SharedLibrary::SharedLibrary(const std::string& file, std::string& problem) {
-  const std::wstring wide = std::filesystem::path(process::wideOf(file)).make_preferred().wstring();
+  const std::wstring wide = std::filesystem::path(Platform::wideOf(file)).make_preferred().wstring();
   // What it imports lies beside it or belongs to the system: other folders are not asked.
   handle_ = LoadLibraryExW(wide.c_str(), nullptr,
                            LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
@@ -74,7 +74,7 @@ std::string programFolder() {
   std::wstring name(32768, L'\0');
   const DWORD length = GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size()));
   name.resize(length);
-  return process::utf8Of(std::filesystem::path(name).parent_path().wstring());
+  return Platform::utf8Of(std::filesystem::path(name).parent_path().wstring());
 }
 
 bool isTerminal(OutputStream stream) {
@@ -90,12 +90,12 @@ int terminalWidth(OutputStream stream) {
 }
 
 std::string environmentVariable(const std::string& name) {
-  const std::wstring wide = process::wideOf(name);
+  const std::wstring wide = Platform::wideOf(name);
   std::wstring value(GetEnvironmentVariableW(wide.c_str(), nullptr, 0), L'\0');
   const DWORD length =
       GetEnvironmentVariableW(wide.c_str(), value.data(), static_cast<DWORD>(value.size()));
   value.resize(length < value.size() ? length : 0);
-  return process::utf8Of(value);
+  return Platform::utf8Of(value);
 }
 
 std::string systemErrorText(int number) {
@@ -104,7 +104,7 @@ std::string systemErrorText(int number) {
       FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK,
       nullptr, static_cast<DWORD>(number), 0, text.data(), static_cast<DWORD>(text.size()),
       nullptr);
-  std::string message = process::utf8Of({text.data(), length});
+  std::string message = Platform::utf8Of({text.data(), length});
   // Without line breaks, the text ends in a blank.
   while (!message.empty() && message.back() == ' ')
     message.pop_back();

@@ -6,8 +6,8 @@
 
 #include <memory>
 
+#include "platform/windows/wide_text.h"
 #include "process/arguments.h"
-#include "process/wide_text.h"
 
 namespace process {
 
@@ -26,7 +26,7 @@ std::vector<std::string> Arguments::textsOf(int count, const char* const* values
   if (!wide) return {values, values + count};
   std::vector<std::string> texts;
   for (int i = 0; i < wideCount; ++i)
-    texts.push_back(utf8Of(wide[static_cast<std::size_t>(i)]));
+    texts.push_back(Platform::utf8Of(wide[static_cast<std::size_t>(i)]));
   return texts;
 }
 

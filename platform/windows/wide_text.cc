@@ -1,9 +1,9 @@
 // Windows converts.
-#include "process/wide_text.h"
+#include "platform/windows/wide_text.h"
 
 #include "platform/win32.h"
 
-namespace process {
+namespace Platform {
 
 std::wstring wideOf(std::string_view text) {
   const int size = static_cast<int>(text.size());
@@ -22,4 +22,4 @@ std::string utf8Of(std::wstring_view text) {
   return utf8;
 }
 
-}  // namespace process
+}  // namespace Platform

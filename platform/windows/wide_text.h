@@ -1,16 +1,16 @@
 // Texts as Windows takes and gives them.
-#ifndef MTLLIB_TOOLS_PROCESS_WIDE_TEXT_H_
-#define MTLLIB_TOOLS_PROCESS_WIDE_TEXT_H_
+#ifndef MTLLIB_PLATFORM_WINDOWS_WIDE_TEXT_H_
+#define MTLLIB_PLATFORM_WINDOWS_WIDE_TEXT_H_
 
 #include <string>
 #include <string_view>
 
-namespace process {
+namespace Platform {
 
 /// From and to UTF-8. What is not valid becomes U+FFFD.
 std::wstring wideOf(std::string_view text);
 std::string utf8Of(std::wstring_view text);
 
-}  // namespace process
+}  // namespace Platform
 
-#endif  // MTLLIB_TOOLS_PROCESS_WIDE_TEXT_H_
+#endif  // MTLLIB_PLATFORM_WINDOWS_WIDE_TEXT_H_
