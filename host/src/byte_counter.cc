@@ -1,7 +1,7 @@
 // A count lower than before on the same token is a new request.
-#include "mtlsync/byte_counter.h"
+#include "byte_counter.h"
 
-namespace mtlsync {
+namespace mtlhost {
 
 void ByteCounter::update(const void* request, std::int64_t receivedBytes) {
   std::int64_t& before = received_[request];
@@ -9,4 +9,4 @@ void ByteCounter::update(const void* request, std::int64_t receivedBytes) {
   before = receivedBytes;
 }
 
-}  // namespace mtlsync
+}  // namespace mtlhost

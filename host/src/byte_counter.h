@@ -1,11 +1,11 @@
 // How many bytes have arrived, over all requests of a run.
-#ifndef MTLLIB_TOOLS_MTLSYNC_BYTE_COUNTER_H_
-#define MTLLIB_TOOLS_MTLSYNC_BYTE_COUNTER_H_
+#ifndef MTLLIB_HOST_SRC_BYTE_COUNTER_H_
+#define MTLLIB_HOST_SRC_BYTE_COUNTER_H_
 
 #include <cstdint>
 #include <unordered_map>
 
-namespace mtlsync {
+namespace mtlhost {
 
 /// Sums what HostCallback::isAborted tells about each request. Used by one thread at a
 /// time.
@@ -22,6 +22,6 @@ class ByteCounter {
   std::int64_t total_ = 0;
 };
 
-}  // namespace mtlsync
+}  // namespace mtlhost
 
-#endif  // MTLLIB_TOOLS_MTLSYNC_BYTE_COUNTER_H_
+#endif  // MTLLIB_HOST_SRC_BYTE_COUNTER_H_

@@ -1,0 +1,25 @@
+// What failed, and why.
+#ifndef MTLLIB_HOST_ERROR_H_
+#define MTLLIB_HOST_ERROR_H_
+
+#include <string>
+#include <vector>
+
+namespace mtlhost {
+
+/// One failure.
+struct Error {
+  /// Who met it, such as "DownloaderImpl::saveFile"; "mtlhost" for failures of the kit
+  /// itself; "" when unknown.
+  std::string tag;
+  /// -1, or a system error code (Win32 numbering on every platform).
+  int code = -1;
+  std::string message;
+};
+
+/// A failure and its causes, newest first. Empty when there is none.
+using Errors = std::vector<Error>;
+
+}  // namespace mtlhost
+
+#endif  // MTLLIB_HOST_ERROR_H_

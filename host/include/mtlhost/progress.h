@@ -1,0 +1,38 @@
+// How far a check or run has come.
+#ifndef MTLLIB_HOST_PROGRESS_H_
+#define MTLLIB_HOST_PROGRESS_H_
+
+#include <cstdint>
+#include <string>
+
+namespace mtlhost {
+
+/// What is known about the phase that runs: the stamp, the list, the files. Megabytes have
+/// 1,000,000 bytes and are rounded down.
+struct Progress {
+  static constexpr int kUnknown = -1;
+
+  std::string text;                        ///< The phase: "Downloading files".
+  int permille = kUnknown;                 ///< 0 to 1000; known when the list tells sizes.
+  std::int64_t megabytesDone = 0;          ///< Received in this phase.
+  std::int64_t megabytesTotal = kUnknown;  ///< As well.
+};
+
+/// One request of up to five that run at once.
+struct Transfer {
+  std::int64_t receivedBytes = 0;  ///< Of the body of this request.
+  std::int64_t totalBytes = 0;     ///< Of all bodies since the check or run began.
+};
+
+/// A caption as the library writes it, taken apart: "Downloading files (3MB / 19MB)".
+struct Caption {
+  std::string phase;
+  std::int64_t megabytesDone = 0;
+  std::int64_t megabytesTotal = Progress::kUnknown;  ///< When the caption does not tell.
+};
+
+Caption parseCaption(const std::string& text);
+
+}  // namespace mtlhost
+
+#endif  // MTLLIB_HOST_PROGRESS_H_

@@ -1,0 +1,22 @@
+// What hosts need of the operating system, in UTF-8.
+#ifndef MTLLIB_HOST_SYSTEM_H_
+#define MTLLIB_HOST_SYSTEM_H_
+
+#include <string>
+
+namespace mtlhost {
+
+/// The file name that the module has on this system.
+std::string moduleFileName();
+
+/// The folder of the program or library that the kit is linked into, without a separator
+/// at the end; "" when unknown.
+std::string ownFolder();
+
+/// The system's words for one of its error numbers, such as the "underlying" one of a
+/// connection error.
+std::string systemErrorText(int number);
+
+}  // namespace mtlhost
+
+#endif  // MTLLIB_HOST_SYSTEM_H_

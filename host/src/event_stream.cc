@@ -1,0 +1,137 @@
+// Callbacks come on two threads; one mutex makes them one stream.
+#include "event_stream.h"
+
+#include <cstdarg>
+#include <utility>
+
+// Delivers the message of a printf-style operation, whose last named parameter is `format`.
+#define MTLHOST_DELIVER_MESSAGE(tell)       \
+  std::va_list arguments;                   \
+  va_start(arguments, format);              \
+  const Message message(format, arguments); \
+  deliver([&] { tell; });                   \
+  va_end(arguments)
+
+namespace mtlhost {
+
+namespace {
+
+constexpr int kGoOn = 0;
+constexpr int kStop = 1;
+
+std::string textOrEmpty(const char* text) {
+  return text != nullptr ? text : "";
+}
+
+Errors errorsOf(const ErrorChain& chain) {
+  Errors errors;
+  for (const ErrorRecord* record = chain.head; record != nullptr; record = record->next) {
+    errors.push_back({textOrEmpty(record->tag), record->code, record->message});
+  }
+  return errors;
+}
+
+}  // namespace
+
+CallRecord EventStream::finish() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  bytes_ = {};
+  tracker_ = {};
+  cancelled_ = false;
+  return std::exchange(record_, {});
+}
+
+void EventStream::setProgressRange(int end) noexcept {
+  deliver([&] {
+    observer_.progressRange(end);
+    tracker_.setRange(end);
+  });
+}
+
+void EventStream::setProgressValue(int permille) noexcept {
+  deliver([&] {
+    observer_.progressValue(permille);
+    tracker_.setValue(permille);
+    tellProgress();
+  });
+}
+
+void EventStream::setProgressText(const char* text) noexcept {
+  deliver([&] {
+    const std::string caption = textOrEmpty(text);
+    observer_.progressText(caption);
+    tracker_.setText(caption);
+    tellProgress();
+  });
+}
+
+int EventStream::isAborted(Krell::Networking::ReqTokenGeneralType* request,
+                           Krell::Networking::TransferProgress* progress,
+                           Krell::Networking::Response* /*response*/) noexcept {
+  bool stopped = true;
+  deliver([&] {
+    const std::int64_t received = progress != nullptr ? progress->receivedBytes : 0;
+    if (progress != nullptr) bytes_.update(request, received);
+    const bool goesOn = observer_.goOn({received, bytes_.total()});
+    tracker_.setBytes(bytes_.total());
+    tellProgress();
+    record_.stopped = record_.stopped || !goesOn || cancelled_;
+    stopped = record_.stopped;
+  });
+  return stopped ? kStop : kGoOn;
+}
+
+void EventStream::beginProgress() noexcept {
+  deliver([&] { observer_.progressBegins(); });
+}
+
+void EventStream::endProgress() noexcept {
+  deliver([&] {
+    observer_.progressEnds();
+    tracker_.endPhase();
+  });
+}
+
+void EventStream::logStage(const char* format, ...) noexcept {
+  MTLHOST_DELIVER_MESSAGE(observer_.stage(message));
+}
+
+void EventStream::logTaggedError(const char* tag, int code, const char* format, ...) noexcept {
+  MTLHOST_DELIVER_MESSAGE(observer_.survived({textOrEmpty(tag), code, message.text()}));
+}
+
+void EventStream::reportError(ErrorChain* chain) noexcept {
+  deliver([&] {
+    if (chain == nullptr || !*chain) return;
+    record_.errors = errorsOf(*chain);
+    observer_.error(record_.errors);
+  });
+}
+
+void EventStream::logWarning(const char* format, ...) noexcept {
+  MTLHOST_DELIVER_MESSAGE({
+    record_.lastWarning = message.text();
+    observer_.warning(record_.lastWarning);
+  });
+}
+
+void EventStream::logInfo(const char* format, ...) noexcept {
+  MTLHOST_DELIVER_MESSAGE(observer_.info(message));
+}
+
+template <typename Tell>
+void EventStream::deliver(Tell tell) noexcept {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (record_.failure) return;
+  try {
+    tell();
+  } catch (...) {
+    record_.failure = std::current_exception();
+  }
+}
+
+void EventStream::tellProgress() {
+  if (const Progress* progress = tracker_.news()) observer_.progress(*progress);
+}
+
+}  // namespace mtlhost

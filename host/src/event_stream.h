@@ -1,0 +1,70 @@
+// What the library tells, handed to the observer one thing at a time.
+#ifndef MTLLIB_HOST_SRC_EVENT_STREAM_H_
+#define MTLLIB_HOST_SRC_EVENT_STREAM_H_
+
+#include <atomic>
+#include <exception>
+#include <mutex>
+#include <string>
+
+#include "byte_counter.h"
+#include "mtlhost/observer.h"
+#include "mtllib/host_callback.h"
+#include "progress_tracker.h"
+
+namespace mtlhost {
+
+/// What a call into the library told.
+struct CallRecord {
+  Errors errors;               ///< The chain that was reported.
+  std::string lastWarning;     ///< Told by the library as the end of a run may be.
+  bool stopped = false;        ///< The library was told to stop.
+  std::exception_ptr failure;  ///< The observer's exception.
+};
+
+/// The library's callback. An exception of the observer stays here; after one, nothing is
+/// told any more, and the library is told to stop.
+class EventStream final : public HostCallback {
+ public:
+  /// The observer must outlive this.
+  explicit EventStream(Observer& observer) : observer_(observer) {}
+
+  /// Any thread may call.
+  void cancel() noexcept { cancelled_ = true; }
+  bool isCancelled() const noexcept { return cancelled_; }
+
+  /// Ends a call into the library: what it told, which is forgotten, and with it any
+  /// request to cancel.
+  CallRecord finish();
+
+  void setProgressRange(int end) noexcept override;
+  void setProgressValue(int permille) noexcept override;
+  void setProgressText(const char* text) noexcept override;
+  int isAborted(Krell::Networking::ReqTokenGeneralType* request,
+                Krell::Networking::TransferProgress* progress,
+                Krell::Networking::Response* response) noexcept override;
+  void beginProgress() noexcept override;
+  void endProgress() noexcept override;
+  void logStage(const char* format, ...) noexcept override MTLLIB_PRINTF_METHOD(2, 3);
+  void logTaggedError(const char* tag, int code, const char* format, ...) noexcept override
+      MTLLIB_PRINTF_METHOD(4, 5);
+  void reportError(ErrorChain* chain) noexcept override;
+  void logWarning(const char* format, ...) noexcept override MTLLIB_PRINTF_METHOD(2, 3);
+  void logInfo(const char* format, ...) noexcept override MTLLIB_PRINTF_METHOD(2, 3);
+
+ private:
+  template <typename Tell>
+  void deliver(Tell tell) noexcept;
+  void tellProgress();
+
+  Observer& observer_;
+  std::atomic<bool> cancelled_{false};
+  std::mutex mutex_;
+  CallRecord record_;
+  ByteCounter bytes_;
+  ProgressTracker tracker_;
+};
+
+}  // namespace mtlhost
+
+#endif  // MTLLIB_HOST_SRC_EVENT_STREAM_H_

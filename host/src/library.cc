@@ -1,0 +1,127 @@
+// Members stand in the order in which they are made; they are released in the opposite one.
+#include "mtlhost/library.h"
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <exception>
+#include <utility>
+
+#include "event_stream.h"
+#include "module.h"
+
+namespace mtlhost {
+
+namespace {
+
+/// A handle that the module made, and its own function to release it.
+template <typename Handle>
+using Owned = std::unique_ptr<Handle, void (*)(Handle*)>;
+
+DownloaderSettings recordOf(const Settings& settings) {
+  DownloaderSettings record;
+  record.remoteAddress = settings.remoteAddress.c_str();
+  record.proxyMode = settings.proxyMode;
+  record.proxyAddress = settings.proxyAddress.c_str();
+  record.targetDirectory = settings.targetDirectory.c_str();
+  record.subPath = settings.subPath.c_str();
+  return record;
+}
+
+Result::Status statusOf(int code, bool stopped) {
+  if (code > 0) return Result::Status::kUpdateAvailable;
+  if (code == 0) return Result::Status::kDone;
+  return stopped ? Result::Status::kCancelled : Result::Status::kFailed;
+}
+
+/// No call fails without a word.
+Errors explanationOf(int code, const CallRecord& record) {
+  if (!record.errors.empty()) return record.errors;
+  if (!record.lastWarning.empty()) return {ownError(record.lastWarning)};
+  return {ownError("the run failed (code " + std::to_string(code) + ")")};
+}
+
+}  // namespace
+
+struct Library::Impl {
+  using Entry = std::int32_t (*)(DownloaderImpl* downloader);
+
+  Impl(Module loaded, const Settings& settings, Observer& observer)
+      : module(std::move(loaded)),
+        context(table().createNetworkContext(), table().destroyNetworkContext),
+        record(recordOf(settings)),
+        events(observer),
+        downloader(table().createDownloader(&events, &record), table().destroyDownloader) {}
+
+  const DownloaderInterface& table() const { return module.table(); }
+  bool isUsable(Errors& problem) const;
+  Result call(Entry entry);
+
+  Module module;
+  Owned<NetworkContext> context;
+  DownloaderSettings record;
+  EventStream events;
+  Owned<DownloaderImpl> downloader;
+  std::atomic<bool> busy{false};
+};
+
+bool Library::Impl::isUsable(Errors& problem) const {
+  std::array<char, 4096> text{};
+  const int code = table().getKrellNetworkingStatus(
+      context.get(), static_cast<std::int32_t>(text.size()), text.data());
+  if (code != 0) {
+    problem = {ownError("The networking library could not be started"),
+               {"", code, text.front() != '\0' ? text.data() : "out of memory"}};
+  } else if (downloader == nullptr) {
+    problem = {ownError("Out of memory")};
+  }
+  return code == 0 && downloader != nullptr;
+}
+
+Result Library::Impl::call(Entry entry) {
+  if (busy.exchange(true)) return {Result::Status::kBusy, -1, {}};
+  // However it ends: the module may run out of memory.
+  struct End {
+    ~End() {
+      impl.events.finish();
+      impl.busy = false;
+    }
+    Impl& impl;
+  } const end{*this};
+
+  if (events.isCancelled()) {
+    return {Result::Status::kCancelled, -1, {ownError("cancelled before it began")}};
+  }
+  const int code = entry(downloader.get());
+  const CallRecord told = events.finish();
+  if (told.failure) std::rethrow_exception(told.failure);
+  return {statusOf(code, told.stopped), code, code < 0 ? explanationOf(code, told) : Errors()};
+}
+
+Library::Library(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+Library::Library(Library&& other) noexcept = default;
+Library& Library::operator=(Library&& other) noexcept = default;
+Library::~Library() = default;
+
+std::optional<Library> Library::open(const Settings& settings, Observer& observer,
+                                     Errors& problem) {
+  std::optional<Module> module = Module::load(settings.moduleFile, problem);
+  if (!module) return std::nullopt;
+  auto impl = std::make_unique<Impl>(std::move(*module), settings, observer);
+  if (!impl->isUsable(problem)) return std::nullopt;
+  return Library(std::move(impl));
+}
+
+Result Library::check() {
+  return impl_->call(impl_->table().checkForUpdate);
+}
+
+Result Library::run() {
+  return impl_->call(impl_->table().runDownload);
+}
+
+void Library::cancel() noexcept {
+  impl_->events.cancel();
+}
+
+}  // namespace mtlhost

@@ -1,0 +1,20 @@
+// Whoever does not override an operation does not care.
+#include "mtlhost/observer.h"
+
+namespace mtlhost {
+
+void Observer::stage(const Message& /*message*/) {}
+void Observer::info(const Message& /*message*/) {}
+void Observer::warning(const std::string& /*text*/) {}
+void Observer::error(const Errors& /*chain*/) {}
+void Observer::progress(const Progress& /*progress*/) {}
+bool Observer::goOn(const Transfer& /*transfer*/) {
+  return true;
+}
+void Observer::progressRange(int /*end*/) {}
+void Observer::progressValue(int /*value*/) {}
+void Observer::progressText(const std::string& /*caption*/) {}
+void Observer::progressBegins() {}
+void Observer::progressEnds() {}
+
+}  // namespace mtlhost

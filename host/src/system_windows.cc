@@ -1,0 +1,75 @@
+// The Windows side.
+#include <array>
+#include <filesystem>
+#include <string_view>
+
+#include "mtlhost/system.h"
+#include "platform/win32.h"
+#include "platform/windows/wide_text.h"
+#include "shared_library.h"
+
+namespace mtlhost {
+
+namespace {
+
+std::string loadProblem(const std::string& file, const std::wstring& wide, DWORD code) {
+  // The same code for the file itself and for one that it imports.
+  if (code == ERROR_MOD_NOT_FOUND && GetFileAttributesW(wide.c_str()) != INVALID_FILE_ATTRIBUTES) {
+    return file + ": a library that it needs could not be found";
+  }
+  std::string text = systemErrorText(static_cast<int>(code));
+  constexpr std::string_view kFileHere = "%1";
+  const std::size_t at = text.find(kFileHere);
+  if (at == text.npos) return file + ": " + text;
+  return text.replace(at, kFileHere.size(), file);
+}
+
+}  // namespace
+
+SharedLibrary::SharedLibrary(const std::string& file, std::string& problem) {
+  const std::wstring wide =
+      std::filesystem::path(Platform::wideOf(file)).make_preferred().wstring();
+  // What it imports lies beside it or belongs to the system: other folders are not asked.
+  handle_.reset(LoadLibraryExW(
+      wide.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS));
+  if (handle_ == nullptr) problem = loadProblem(file, wide, GetLastError());
+}
+
+void SharedLibrary::Unload::operator()(void* handle) const {
+  FreeLibrary(static_cast<HMODULE>(handle));
+}
+
+void* SharedLibrary::symbol(const char* name) const {
+  return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(handle_.get()), name));
+}
+
+std::string moduleFileName() {
+  return "mtllib.dll";
+}
+
+std::string ownFolder() {
+  HMODULE self = nullptr;
+  GetModuleHandleExW(
+      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+      reinterpret_cast<LPCWSTR>(ownFolder), &self);
+  // As long as a name can be.
+  std::wstring name(32768, L'\0');
+  const DWORD length = GetModuleFileNameW(self, name.data(), static_cast<DWORD>(name.size()));
+  name.resize(length);
+  return Platform::utf8Of(std::filesystem::path(name).parent_path().wstring());
+}
+
+std::string systemErrorText(int number) {
+  std::array<wchar_t, 1024> text{};
+  const DWORD length = FormatMessageW(
+      FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK,
+      nullptr, static_cast<DWORD>(number), 0, text.data(), static_cast<DWORD>(text.size()),
+      nullptr);
+  std::string message = Platform::utf8Of({text.data(), length});
+  // Without line breaks, the text ends in a blank.
+  while (!message.empty() && message.back() == ' ')
+    message.pop_back();
+  return message.empty() ? "error " + std::to_string(number) : message;
+}
+
+}  // namespace mtlhost
