@@ -1,0 +1,43 @@
+// The observer behind a C callback.
+#ifndef MTLLIB_HOST_C_EVENT_FORWARDER_H_
+#define MTLLIB_HOST_C_EVENT_FORWARDER_H_
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "mtlhost.h"
+#include "mtlhost/observer.h"
+
+/// Makes an event of everything that the library tells, and cancels when the callback says
+/// so. Without a callback, no text is even made.
+class EventForwarder final : public mtlhost::Observer {
+ public:
+  EventForwarder(mtlhost_callback callback, void* user) : callback_(callback), user_(user) {}
+
+  /// A check or sync is over.
+  void reset();
+
+  void stage(const mtlhost::Message& message) override;
+  void info(const mtlhost::Message& message) override;
+  void warning(const std::string& text) override;
+  void survived(const mtlhost::Error& error) override;
+  void error(const mtlhost::Errors& chain) override;
+  void progress(const mtlhost::Progress& progress) override;
+  bool goOn(const mtlhost::Transfer& transfer) override;
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void tell(std::int32_t kind, const std::string& text, const mtlhost::Errors& chain = {});
+  void tellProgress();
+  void send(mtlhost_event event, const std::string& text);
+
+  mtlhost_callback callback_;
+  void* user_;
+  mtlhost::Progress progress_;
+  Clock::time_point lastSent_;
+  bool cancelled_ = false;
+};
+
+#endif  // MTLLIB_HOST_C_EVENT_FORWARDER_H_
