@@ -5,15 +5,16 @@
 #include <cstdio>
 #include <utility>
 
+#include "mtlhost/system.h"
 #include "mtllib/transfer_progress.h"
 #include "mtlsync/printable.h"
-#include "mtlsync/system.h"
 
 namespace mtlsync {
 
 namespace {
 
 constexpr const char* kOwnTag = "mtlsync";
+constexpr const char* kKitTag = "mtlhost";
 constexpr const char* kConnectionErrorTag = "HttpGetter::responseErrorCb";
 constexpr const char* kConnectionErrorFormat =
     "Connection error: reason=%d extraF=%x underlying=%d";
@@ -33,16 +34,15 @@ std::string entryText(const ErrorEntry& entry, bool detailed) {
 
 }  // namespace
 
-ErrorEntries entriesOf(const ErrorChain& chain) {
-  ErrorEntries entries;
-  for (const ErrorRecord* record = chain.head; record != nullptr; record = record->next) {
-    entries.push_back({record->tag != nullptr ? record->tag : "", record->code, record->message});
-  }
-  return entries;
-}
-
 ErrorEntry ownError(std::string message) {
   return {kOwnTag, -1, std::move(message)};
+}
+
+ErrorEntries asOwn(ErrorEntries entries) {
+  for (ErrorEntry& entry : entries) {
+    if (entry.tag == kKitTag) entry.tag = kOwnTag;
+  }
+  return entries;
 }
 
 std::string connectionReasonText(std::uint32_t reason) {
@@ -90,7 +90,7 @@ std::string explanationOf(const ErrorEntry& entry) {
   }
   std::string text = connectionReasonText(static_cast<std::uint32_t>(reason));
   if ((flags & Krell::Networking::CONNECTION_ERROR_SYSTEM_NUMBER) != 0) {
-    text += (text.empty() ? "" : ": ") + systemErrorText(underlying);
+    text += (text.empty() ? "" : ": ") + mtlhost::systemErrorText(underlying);
   }
   return text;
 }

@@ -6,24 +6,18 @@
 #include <string>
 #include <vector>
 
-#include "mtllib/error_chain.h"
+#include "mtlhost/error.h"
 
 namespace mtlsync {
 
-/// One ErrorRecord.
-struct ErrorEntry {
-  std::string tag;  ///< "" when the record has none.
-  int code = -1;
-  std::string message;
-};
-
-/// A failure and its causes, newest first.
-using ErrorEntries = std::vector<ErrorEntry>;
-
-ErrorEntries entriesOf(const ErrorChain& chain);
+using ErrorEntry = mtlhost::Error;
+using ErrorEntries = mtlhost::Errors;
 
 /// An entry for a failure of our own.
 ErrorEntry ownError(std::string message);
+
+/// With our tag in place of the kit's.
+ErrorEntries asOwn(ErrorEntries entries);
 
 /// What a ConnectionErrorReason means; "" for numbers that are none.
 std::string connectionReasonText(std::uint32_t reason);

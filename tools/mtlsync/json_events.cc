@@ -3,7 +3,7 @@
 
 #include <json/json.h>
 
-#include "mtlsync/printable.h"
+#include "mtlhost/utf8.h"
 
 namespace mtlsync {
 
@@ -39,21 +39,21 @@ void JsonEvents::number(const std::string& event, int value) {
 
 void JsonEvents::text(const std::string& event, const std::string& text) {
   Json::Value object = eventNamed(event);
-  object["text"] = validUtf8(text);
+  object["text"] = mtlhost::validUtf8(text);
   writeLine(stream_, object);
 }
 
 void JsonEvents::taggedError(const std::string& tag, int code, const std::string& text) {
   Json::Value object = eventNamed("taggedError");
-  object["tag"] = validUtf8(tag);
+  object["tag"] = mtlhost::validUtf8(tag);
   object["code"] = code;
-  object["text"] = validUtf8(text);
+  object["text"] = mtlhost::validUtf8(text);
   writeLine(stream_, object);
 }
 
 void JsonEvents::removed(const std::string& path) {
   Json::Value object = eventNamed("removed");
-  object["path"] = validUtf8(path);
+  object["path"] = mtlhost::validUtf8(path);
   writeLine(stream_, object);
 }
 
@@ -62,9 +62,9 @@ void JsonEvents::error(const ErrorEntries& entries) {
   Json::Value& chain = object["chain"] = Json::arrayValue;
   for (const ErrorEntry& entry : entries) {
     Json::Value record(Json::objectValue);
-    record["tag"] = validUtf8(entry.tag);
+    record["tag"] = mtlhost::validUtf8(entry.tag);
     record["code"] = entry.code;
-    record["message"] = validUtf8(entry.message);
+    record["message"] = mtlhost::validUtf8(entry.message);
     chain.append(record);
   }
   writeLine(stream_, object);

@@ -8,9 +8,6 @@
 
 namespace mtlsync {
 
-/// `text` with U+FFFD in place of every byte that is not part of valid UTF-8.
-std::string validUtf8(std::string_view text);
-
 /// `text` as one line that leaves a terminal alone: valid UTF-8, no blanks at the ends,
 /// line breaks and tabs with the blanks around them made one blank, other control
 /// characters written as "\x1B".

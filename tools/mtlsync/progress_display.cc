@@ -4,6 +4,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "mtlhost/progress.h"
+#include "mtlsync/printable.h"
+
 namespace mtlsync {
 
 namespace {
@@ -19,10 +22,11 @@ ProgressDisplay::ProgressDisplay(Console& console, Clock now)
     : console_(console), now_(std::move(now)) {}
 
 void ProgressDisplay::setText(const std::string& text) {
-  const Caption caption = parseCaption(text);
-  if (caption.phase != progress_.phase) beginPhase(caption.phase);
-  captionBytes_ = caption.receivedMegabytes * kBytesPerMegabyte;
-  progress_.totalMegabytes = caption.totalMegabytes;
+  const mtlhost::Caption caption = mtlhost::parseCaption(text);
+  const std::string phase = printableLine(caption.phase);
+  if (phase != progress_.phase) beginPhase(phase);
+  captionBytes_ = caption.megabytesDone * kBytesPerMegabyte;
+  progress_.totalMegabytes = caption.megabytesTotal;
   measure();
   draw();
 }

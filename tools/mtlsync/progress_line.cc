@@ -127,21 +127,6 @@ std::string firstThatFits(const Layouts& layouts, const Progress& progress, int 
 
 }  // namespace
 
-Caption parseCaption(const std::string& text) {
-  Caption caption{printableLine(text)};
-  const std::size_t suffix = text.rfind(" (");
-  if (suffix == std::string::npos) return caption;
-  long long received = 0;
-  long long total = 0;
-  int end = 0;
-  const char* start = text.c_str() + suffix;
-  if (std::sscanf(start, " (%lldMB / %lldMB)%n", &received, &total, &end) != 2 || end == 0 ||
-      start[end] != '\0') {
-    return caption;
-  }
-  return {printableLine(text.substr(0, suffix)), received, total};
-}
-
 std::string progressLine(const Progress& progress, int columns) {
   return hasTotal(progress) ? firstThatFits(kLayouts, progress, columns)
                             : firstThatFits(kLayoutsWithoutTotal, progress, columns);

@@ -7,15 +7,6 @@
 
 namespace mtlsync {
 
-/// A text for HostCallback::setProgressText, taken apart: "Downloading files (3MB / 19MB)".
-struct Caption {
-  std::string phase;
-  std::int64_t receivedMegabytes = 0;
-  std::int64_t totalMegabytes = 0;  ///< 0 when the text does not tell.
-};
-
-Caption parseCaption(const std::string& text);
-
 /// What is known about the phase that runs.
 struct Progress {
   static constexpr int kUnknown = -1;

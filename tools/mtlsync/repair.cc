@@ -10,6 +10,7 @@
 
 #include "library_list/list_fetch.h"
 #include "library_list/list_names.h"
+#include "mtlhost/system.h"
 #include "mtlsync/printable.h"
 #include "mtlsync/system.h"
 
@@ -18,8 +19,6 @@ namespace mtlsync {
 namespace {
 
 namespace fs = std::filesystem;
-using Krell::Networking::ReqTokenGeneralType;
-using Krell::Networking::TransferProgress;
 using library_list::ListedFile;
 
 /// A file of the local copy: as the user knows it, and as the system does.
@@ -38,7 +37,7 @@ std::optional<std::string> proxyOf(const Options& options) {
   return std::nullopt;
 }
 
-bool fetchFiles(const Options& options, SyncCallback& callback, std::vector<ListedFile>& files,
+bool fetchFiles(const Options& options, SyncObserver& observer, std::vector<ListedFile>& files,
                 ErrorEntries& problem) {
   library_list::FetchRequest request;
   request.url = library_list::listUrl(options.url, options.subPath);
@@ -50,15 +49,10 @@ bool fetchFiles(const Options& options, SyncCallback& callback, std::vector<List
   request.proxy = proxyOf(options);
   request.trust = library_list::trustStoreOf(environmentVariable);
   // The limits of the run hold here, too.
-  int token = 0;
-  request.stop = [&](std::int64_t received) {
-    TransferProgress progress{0, received};
-    return callback.isAborted(reinterpret_cast<ReqTokenGeneralType*>(&token), &progress, nullptr) !=
-           0;
-  };
-  callback.setProgressText("Getting file list");
+  request.stop = [&](std::int64_t received) { return !observer.listReceived(received); };
+  observer.progressText("Getting file list");
   const library_list::FetchResult result = library_list::fetchList(request);
-  callback.endProgress();
+  observer.progressEnds();
   if (result.outcome == library_list::FetchResult::Outcome::kStopped) return false;
   const std::string list = " the list \"" + request.url + "\"";
   if (result.outcome == library_list::FetchResult::Outcome::kFailed) {
@@ -78,34 +72,34 @@ bool hasSize(const fs::path& path, std::int64_t size) {
 
 /// Finds the files whose size is wrong. Links and folders in their place are only told of.
 bool findDamaged(const Options& options, const std::vector<ListedFile>& files,
-                 SyncCallback& callback, std::vector<LocalFile>& damaged, ErrorEntries& problem) {
+                 SyncObserver& observer, std::vector<LocalFile>& damaged, ErrorEntries& problem) {
   for (const ListedFile& file : files) {
     const LocalFile local = localFile(options, file.path);
     std::error_code error;
     const fs::file_status status = fs::symlink_status(local.path, error);
     if (status.type() == fs::file_type::none) {
       problem = {ownError("Could not look at \"" + local.path.u8string() + "\""),
-                 ownError(systemErrorText(error.value()))};
+                 ownError(mtlhost::systemErrorText(error.value()))};
       return false;
     }
     if (!file.size || !fs::exists(status) || hasSize(local.path, *file.size)) continue;
     if (fs::is_regular_file(status)) {
       damaged.push_back(local);
     } else {
-      callback.logTaggedError("mtlsync", -1, "\"%s\" is not a regular file; left as it is",
-                              printableLine(local.name).c_str());
+      observer.survived(
+          ownError('"' + printableLine(local.name) + "\" is not a regular file; left as it is"));
     }
   }
   return true;
 }
 
-bool removeFile(const LocalFile& file, SyncCallback& callback, ErrorEntries& problem) {
+bool removeFile(const LocalFile& file, SyncObserver& observer, ErrorEntries& problem) {
   std::error_code error;
   if (fs::remove(file.path, error)) {
-    callback.showRemoved(file.name);
+    observer.showRemoved(file.name);
   } else if (error) {
     problem = {ownError("Could not remove \"" + file.path.u8string() + "\""),
-               ownError(systemErrorText(error.value()))};
+               ownError(mtlhost::systemErrorText(error.value()))};
   }
   return !error;
 }
@@ -135,15 +129,15 @@ std::string shellWord(const std::string& argument) {
 }  // namespace
 
 bool removeDamaged(const Options& options, const std::vector<ListedFile>& files,
-                   SyncCallback& callback, ErrorEntries& problem) {
+                   SyncObserver& observer, ErrorEntries& problem) {
   try {
     const LocalFile stamp =
         localFile(options, options.subPath.empty() ? "id.txt" : options.subPath + "/id.txt");
     std::vector<LocalFile> damaged;
-    if (!findDamaged(options, files, callback, damaged, problem)) return false;
-    if (!isRemovable(stamp, problem) || !removeFile(stamp, callback, problem)) return false;
+    if (!findDamaged(options, files, observer, damaged, problem)) return false;
+    if (!isRemovable(stamp, problem) || !removeFile(stamp, observer, problem)) return false;
     for (const LocalFile& file : damaged) {
-      if (!removeFile(file, callback, problem)) return false;
+      if (!removeFile(file, observer, problem)) return false;
     }
     return true;
   } catch (const std::system_error& error) {
@@ -153,10 +147,10 @@ bool removeDamaged(const Options& options, const std::vector<ListedFile>& files,
   }
 }
 
-bool prepareRepair(const Options& options, SyncCallback& callback, ErrorEntries& problem) {
+bool prepareRepair(const Options& options, SyncObserver& observer, ErrorEntries& problem) {
   std::vector<ListedFile> files;
-  return fetchFiles(options, callback, files, problem) &&
-         removeDamaged(options, files, callback, problem);
+  return fetchFiles(options, observer, files, problem) &&
+         removeDamaged(options, files, observer, problem);
 }
 
 std::string repairHint(const Options& options) {

@@ -8,18 +8,18 @@
 #include "library_list/listed_files.h"
 #include "mtlsync/error_text.h"
 #include "mtlsync/options.h"
-#include "mtlsync/sync_callback.h"
+#include "mtlsync/sync_observer.h"
 
 namespace mtlsync {
 
 /// Fetches the library's list and removes the local files that differ from it in size, and
 /// the local stamp, so that the run that follows fetches whatever is missing. False when it
-/// must not follow, for a reason that is in `problem` or known to the callback.
-bool prepareRepair(const Options& options, SyncCallback& callback, ErrorEntries& problem);
+/// must not follow, for a reason that is in `problem` or known to the observer.
+bool prepareRepair(const Options& options, SyncObserver& observer, ErrorEntries& problem);
 
 /// The part of the above that needs no network.
 bool removeDamaged(const Options& options, const std::vector<library_list::ListedFile>& files,
-                   SyncCallback& callback, ErrorEntries& problem);
+                   SyncObserver& observer, ErrorEntries& problem);
 
 /// What to do after a file could not be saved.
 std::string repairHint(const Options& options);

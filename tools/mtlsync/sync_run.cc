@@ -3,16 +3,16 @@
 
 #include <chrono>
 #include <iostream>
-#include <memory>
-#include <optional>
 #include <string>
 
+#include "mtlhost/library.h"
+#include "mtlhost/system.h"
 #include "mtlsync/console.h"
 #include "mtlsync/json_events.h"
-#include "mtlsync/module.h"
+#include "mtlsync/module_search.h"
 #include "mtlsync/progress_display.h"
 #include "mtlsync/repair.h"
-#include "mtlsync/sync_callback.h"
+#include "mtlsync/sync_observer.h"
 #include "mtlsync/system.h"
 #include "quantity/quantity_text.h"
 
@@ -55,29 +55,24 @@ ExitStatus exitStatusOf(Status status) {
   return kExitFailed;
 }
 
-/// The result of using the module; -1 and `problem` when it did not get that far.
-int synchronise(const Options& options, SyncCallback& callback, ErrorEntries& problem) {
-  const auto module = Module::load(options.moduleFile, moduleCandidates(programFolder()), problem);
-  if (module == nullptr) return -1;
-  const StartedNetwork network(*module);
-  if (!network.isUsable(problem)) return -1;
-  // Only now: nothing is removed for a run that cannot begin.
-  if (options.repair && !prepareRepair(options, callback, problem)) return -1;
+std::string moduleFileOf(const Options& options, ErrorEntries& problem) {
+  if (!options.moduleFile.empty()) return options.moduleFile;
+  return firstExisting(moduleCandidates(mtlhost::ownFolder()), problem);
+}
 
-  DownloaderSettings settings;
-  settings.remoteAddress = options.url.c_str();
-  settings.proxyMode = options.proxyMode;
-  settings.proxyAddress = options.proxyAddress.c_str();
-  settings.targetDirectory = options.directory.c_str();
-  settings.subPath = options.subPath.c_str();
-  Downloader downloader(*module, callback, settings);
-  if (!downloader.isMade()) {
-    problem = {ownError("Out of memory")};
-    return -1;
-  }
+/// The result of using the module; a failure, with `problem`, when it did not get that far.
+mtlhost::Result synchronise(const Options& options, SyncObserver& observer, ErrorEntries& problem) {
+  const std::string module = moduleFileOf(options, problem);
+  if (module.empty()) return {};
+  auto library = mtlhost::Library::open({options.url, options.directory, options.subPath,
+                                         options.proxyMode, options.proxyAddress, module},
+                                        observer, problem);
+  if (!library) return {};
+  // Only now: nothing is removed for a run that cannot begin.
+  if (options.repair && !prepareRepair(options, observer, problem)) return {};
   // The library asks whether to stop only while something is transferred.
-  if (stopRequested()) return -1;
-  return options.checkOnly ? downloader.check() : downloader.run();
+  if (stopRequested()) library->cancel();
+  return options.checkOnly ? library->check() : library->run();
 }
 
 Status statusOf(int code, const Options& options, const RunRecord& record) {
@@ -90,14 +85,13 @@ Status statusOf(int code, const Options& options, const RunRecord& record) {
 }
 
 /// No run fails without a word.
-void explainFailure(int code, const Options& options, SyncCallback& callback) {
-  const RunRecord record = callback.record();
-  if (!record.exceededLimit.empty()) callback.showError({ownError(record.exceededLimit)});
-  if (record.errorShown || !record.exceededLimit.empty()) return;
-  if (record.lastWarning.empty()) {
-    callback.showError({ownError("the run failed (code " + std::to_string(code) + ")")});
-  } else if (options.verbosity == Verbosity::kQuiet) {
-    callback.showError({ownError(record.lastWarning)});
+void explainFailure(const mtlhost::Result& result, const Options& options, SyncObserver& observer) {
+  const RunRecord& record = observer.record();
+  const bool warned = record.warned && options.verbosity != Verbosity::kQuiet;
+  if (!record.exceededLimit.empty()) {
+    observer.error({ownError(record.exceededLimit)});
+  } else if (!record.errorShown && !warned) {
+    observer.error(asOwn(result.errors));
   }
 }
 
@@ -127,24 +121,24 @@ ExitStatus runSync(const Options& options) {
   JsonEvents events(std::cout);
   const bool showProgress =
       options.verbosity != Verbosity::kQuiet && (!options.json || messages.isTerminal());
-  SyncCallback callback(
+  SyncObserver observer(
       {messages, showProgress ? &progress : nullptr, options.json ? &events : nullptr},
       options.verbosity, options.limits, stopRequested);
 
   const Clock::time_point start = Clock::now();
   ErrorEntries problem;
-  const int code = synchronise(options, callback, problem);
+  const mtlhost::Result result = synchronise(options, observer, problem);
   const std::chrono::duration<double> elapsed = Clock::now() - start;
   messages.hideStatus();
 
-  if (!problem.empty()) callback.showError(problem);
-  const RunRecord record = callback.record();
-  const Status status = statusOf(code, options, record);
-  if (status == Status::kFailed) explainFailure(code, options, callback);
+  if (!problem.empty()) observer.error(asOwn(problem));
+  const RunRecord& record = observer.record();
+  const Status status = statusOf(result.code, options, record);
+  if (status == Status::kFailed) explainFailure(result, options, observer);
   if (record.saveFailed) messages.printLine(repairHint(options));
   if (status == Status::kInterrupted) messages.printLine("mtlsync: interrupted");
   if (options.json) {
-    events.result(code, nameOf(status), record.files, record.bytes);
+    events.result(result.code, nameOf(status), record.files, record.bytes);
   } else if (options.verbosity != Verbosity::kQuiet) {
     const std::string line = closingLine(status, record, elapsed.count());
     if (!line.empty()) std::cout << line << std::endl;

@@ -1,5 +1,4 @@
 // The POSIX side.
-#include <dlfcn.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -7,10 +6,7 @@
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <string_view>
-#include <system_error>
 
 #include "mtlsync/system.h"
 
@@ -37,30 +33,6 @@ void noteStop(int /*signal*/) {
 
 }  // namespace
 
-SharedLibrary::SharedLibrary(const std::string& file, std::string& problem)
-    : handle_(dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL)) {
-  if (handle_ != nullptr) return;
-  const char* text = dlerror();
-  problem = text != nullptr ? text : "unknown reason";
-}
-
-SharedLibrary::~SharedLibrary() {
-  if (handle_ != nullptr) dlclose(handle_);
-}
-
-void* SharedLibrary::symbol(const char* name) const {
-  return dlsym(handle_, name);
-}
-
-std::string moduleFileName() {
-  return "libmtllib.so";
-}
-
-std::string programFolder() {
-  std::error_code error;
-  return std::filesystem::read_symlink("/proc/self/exe", error).parent_path().string();
-}
-
 bool isTerminal(OutputStream stream) {
   if (isatty(descriptorOf(stream)) == 0) return false;
   const char* kind = std::getenv("TERM");
@@ -78,10 +50,6 @@ int terminalWidth(OutputStream stream) {
 std::string environmentVariable(const std::string& name) {
   const char* value = std::getenv(name.c_str());
   return value != nullptr ? value : "";
-}
-
-std::string systemErrorText(int number) {
-  return std::strerror(number);
 }
 
 void catchStopSignals() {

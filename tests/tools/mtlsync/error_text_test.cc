@@ -4,9 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
-
 #include "system_words.h"
 
 namespace mtlsync {
@@ -18,32 +15,10 @@ ErrorEntry connectionError(const std::string& numbers) {
   return {"HttpGetter::responseErrorCb", -1, "Connection error: " + numbers};
 }
 
-ErrorRecord* newRecord(const char* tag, int code, const char* message, ErrorRecord* cause) {
-  auto* record = static_cast<ErrorRecord*>(std::calloc(1, sizeof(ErrorRecord)));
-  record->tag = tag;
-  record->code = code;
-  std::snprintf(record->message, sizeof(record->message), "%s", message);
-  record->next = cause;
-  record->deleter = std::free;
-  record->refCount = 1;
-  return record;
-}
-
-TEST(EntriesOf, ListsAChainNewestFirst) {
-  ErrorChain chain;
-  chain.head = newRecord("Newest", -1, "what failed", newRecord(nullptr, 5, "", nullptr));
-  const ErrorEntries entries = entriesOf(chain);
-  ASSERT_EQ(entries.size(), 2U);
-  EXPECT_EQ(entries[0].tag, "Newest");
-  EXPECT_EQ(entries[0].code, -1);
-  EXPECT_EQ(entries[0].message, "what failed");
+TEST(AsOwn, PutsOurNameInPlaceOfTheKits) {
+  const ErrorEntries entries = asOwn({{"mtlhost", -1, "a"}, {"", 5, "b"}});
+  EXPECT_EQ(entries[0].tag, "mtlsync");
   EXPECT_EQ(entries[1].tag, "");
-  EXPECT_EQ(entries[1].code, 5);
-  EXPECT_EQ(entries[1].message, "");
-}
-
-TEST(EntriesOf, GivesNothingForNoError) {
-  EXPECT_TRUE(entriesOf(ErrorChain()).empty());
 }
 
 TEST(ErrorLines, PutOneCauseOnALine) {

@@ -6,20 +6,6 @@
 namespace mtlsync {
 namespace {
 
-TEST(ValidUtf8, LeavesValidTextAlone) {
-  const std::string text = "plain \xC3\xA4 \xE2\x82\xAC \xF0\x9F\x8E\xA8 \xF4\x8F\xBF\xBF\n\x1b";
-  EXPECT_EQ(validUtf8(text), text);
-  EXPECT_EQ(validUtf8(""), "");
-}
-
-TEST(ValidUtf8, ReplacesEveryByteThatBelongsToNoCharacter) {
-  EXPECT_EQ(validUtf8("\x80"), "\xEF\xBF\xBD");
-  EXPECT_EQ(validUtf8("a\xC3"), "a\xEF\xBF\xBD");
-  EXPECT_EQ(validUtf8("\xC0\xAF"), "\xEF\xBF\xBD\xEF\xBF\xBD");
-  EXPECT_EQ(validUtf8("\xED\xA0\x80"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
-  EXPECT_EQ(validUtf8("\xF4\x90\x80\x80x"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBDx");
-}
-
 TEST(PrintableLine, IsOneLine) {
   EXPECT_EQ(printableLine("(5) Access is denied.\r\n"), "(5) Access is denied.");
   EXPECT_EQ(printableLine("\n one\n  two\tthree \r\n"), "one two three");

@@ -6,7 +6,7 @@
 #include <set>
 #include <sstream>
 
-#include "mtlsync/module.h"
+#include "mtlsync/module_search.h"
 #include "support/child_process.h"
 #include "support/regex_matchers.h"
 #include "support/temp_dir.h"

@@ -10,22 +10,6 @@ namespace {
 
 const Progress kHalfway{"Downloading files", 450, 8550000, 19, 12300000, 3};
 
-TEST(ParseCaption, TakesTheMegabytesOff) {
-  const Caption caption = parseCaption("Downloading files (3MB / 19MB)");
-  EXPECT_EQ(caption.phase, "Downloading files");
-  EXPECT_EQ(caption.receivedMegabytes, 3);
-  EXPECT_EQ(caption.totalMegabytes, 19);
-}
-
-TEST(ParseCaption, LeavesOtherCaptionsWhole) {
-  for (const char* text : {"Getting file list", "Files (3MB)", "Files (3MB / 19MB) and more",
-                           "Files (3MB / 19MB", "Files (xMB / yMB)"}) {
-    const Caption caption = parseCaption(text);
-    EXPECT_EQ(caption.phase, text);
-    EXPECT_EQ(caption.totalMegabytes, 0);
-  }
-}
-
 TEST(ProgressLine, ShowsAsMuchAsFits) {
   EXPECT_EQ(progressLine(kHalfway, 79),
             "Downloading files  [=======>         ]   45%  8.6 / 19 MB  12.3 MB/s  0:03 left");

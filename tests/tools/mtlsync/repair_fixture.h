@@ -19,14 +19,14 @@ class RemoveDamagedTest : public testing::Test {
 
   /// Whether the run may follow.
   bool remove(const std::vector<library_list::ListedFile>& files) {
-    return mtlsync::removeDamaged(options_, files, callback_, problem_);
+    return mtlsync::removeDamaged(options_, files, observer_, problem_);
   }
 
   TempDir dir_;
   mtlsync::Options options_;
   std::ostringstream printed_;
   mtlsync::Console messages_{printed_, {}};
-  mtlsync::SyncCallback callback_{
+  mtlsync::SyncObserver observer_{
       {messages_, nullptr, nullptr}, mtlsync::Verbosity::kNormal, {}, [] { return false; }};
   mtlsync::ErrorEntries problem_;
 };

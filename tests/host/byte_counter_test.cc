@@ -1,9 +1,9 @@
 // Counting bytes over requests that share tokens.
-#include "mtlsync/byte_counter.h"
+#include "byte_counter.h"
 
 #include <gtest/gtest.h>
 
-namespace mtlsync {
+namespace mtlhost {
 namespace {
 
 const int kRequests[2]{};
@@ -48,4 +48,4 @@ TEST(ByteCounter, CountsARequestThatBeginsAtNothingInFull) {
 }
 
 }  // namespace
-}  // namespace mtlsync
+}  // namespace mtlhost

@@ -1,0 +1,134 @@
+// What the program makes of each callback.
+#include "mtlsync/sync_observer.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdarg>
+#include <sstream>
+
+namespace mtlsync {
+namespace {
+
+using mtlhost::Message;
+
+class SyncObserverTest : public testing::Test {
+ protected:
+  SyncObserver observerWith(Verbosity verbosity, const SizeLimits& limits = {}) {
+    return {{messages_, &progress_, nullptr}, verbosity, limits, [this] { return stop_; }};
+  }
+
+  /// Tells of a message, as the library writes it.
+  static void tell(SyncObserver& observer, void (SyncObserver::*kind)(const Message&),
+                   const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    (observer.*kind)(Message(format, arguments));
+    va_end(arguments);
+  }
+
+  bool stop_ = false;
+  std::ostringstream stream_;
+  Console messages_{stream_, {}};
+  ProgressDisplay progress_{messages_};
+};
+
+TEST_F(SyncObserverTest, CountsFilesAndBytes) {
+  SyncObserver observer = observerWith(Verbosity::kNormal);
+  tell(observer, &SyncObserver::stage, "Downloading file \"%s\" (%lli bytes)", "a.tx", 10LL);
+  tell(observer, &SyncObserver::stage, "Saving file \"%s\"", "a.tx");
+  tell(observer, &SyncObserver::stage, "Downloading file \"%s\" (%lli bytes)", "b.tx", 20LL);
+  observer.goOn({10, 10});
+  observer.goOn({20, 30});
+  EXPECT_EQ(observer.record().files, 2);
+  EXPECT_EQ(observer.record().bytes, 30);
+  EXPECT_FALSE(observer.record().stampsMatched);
+}
+
+TEST_F(SyncObserverTest, NoticesThatThereWasNothingToDo) {
+  SyncObserver observer = observerWith(Verbosity::kNormal);
+  tell(observer, &SyncObserver::stage, "Local and remote stamp files match. Nothing to do.");
+  EXPECT_TRUE(observer.record().stampsMatched);
+}
+
+TEST_F(SyncObserverTest, GoesNotOnOnceStopped) {
+  SyncObserver observer = observerWith(Verbosity::kNormal);
+  EXPECT_TRUE(observer.goOn({}));
+  stop_ = true;
+  EXPECT_FALSE(observer.goOn({}));
+}
+
+TEST_F(SyncObserverTest, DoesNotRepeatToWhoeverStoppedItThatItWasStopped) {
+  SyncObserver observer = observerWith(Verbosity::kNormal);
+  stop_ = true;
+  observer.error({{"tag", -1, "Could not download list file"}, {"", -1, "Download aborted (1)"}});
+  EXPECT_EQ(stream_.str(), "");
+  observer.error({{"tag", -1, "Disk full"}});
+  EXPECT_EQ(stream_.str(), "mtlsync: error: Disk full\n");
+}
+
+TEST_F(SyncObserverTest, EndsARunWithAFileThatIsTooLarge) {
+  SyncObserver observer = observerWith(Verbosity::kNormal, {1000, 0});
+  EXPECT_TRUE(observer.goOn({1000, 1000}));
+  EXPECT_TRUE(observer.goOn({1000, 2000}));
+  EXPECT_EQ(observer.record().exceededLimit, "");
+  EXPECT_FALSE(observer.goOn({1001, 2001}));
+  EXPECT_FALSE(observer.goOn({1000, 2001}));
+  EXPECT_EQ(observer.record().exceededLimit, "a file is larger than 1 kB (--max-file-size)");
+}
+
+TEST_F(SyncObserverTest, EndsARunThatFetchesTooMuch) {
+  SyncObserver observer = observerWith(Verbosity::kNormal, {0, 1000});
+  EXPECT_TRUE(observer.listReceived(600));
+  EXPECT_TRUE(observer.goOn({0, 0}));
+  EXPECT_TRUE(observer.goOn({400, 400}));
+  EXPECT_FALSE(observer.goOn({1, 401}));
+  EXPECT_EQ(observer.record().bytes, 1001);
+  EXPECT_EQ(observer.record().exceededLimit,
+            "the files together are larger than 1 kB (--max-total-size)");
+}
+
+TEST_F(SyncObserverTest, LeavesTheChainOfATooLargeFileToVerboseRuns) {
+  SyncObserver observer = observerWith(Verbosity::kNormal, {1000, 0});
+  observer.goOn({1001, 1001});
+  observer.error({{"tag", -1, "Download aborted (1)"}});
+  EXPECT_EQ(stream_.str(), "");
+  SyncObserver verbose = observerWith(Verbosity::kVerbose, {1000, 0});
+  verbose.goOn({1001, 1001});
+  verbose.error({{"tag", -1, "Download aborted (1)"}});
+  EXPECT_EQ(stream_.str(), "mtlsync: error: Download aborted (1) [tag, code -1]\n");
+}
+
+TEST_F(SyncObserverTest, ExceedsNothingOnceStopped) {
+  SyncObserver observer = observerWith(Verbosity::kNormal, {1000, 0});
+  stop_ = true;
+  observer.goOn({1001, 1001});
+  EXPECT_EQ(observer.record().exceededLimit, "");
+}
+
+TEST_F(SyncObserverTest, PrintsStagesOnlyWhenVerbose) {
+  SyncObserver normal = observerWith(Verbosity::kNormal);
+  tell(normal, &SyncObserver::stage, "Creating download directory");
+  tell(normal, &SyncObserver::info, "Remote address: \"%s\"", "http://a");
+  EXPECT_EQ(stream_.str(), "");
+  SyncObserver verbose = observerWith(Verbosity::kVerbose);
+  tell(verbose, &SyncObserver::stage, "Creating download directory");
+  tell(verbose, &SyncObserver::info, "Remote address: \"%s\"", "http://a");
+  EXPECT_EQ(stream_.str(), "Creating download directory\nRemote address: \"http://a\"\n");
+}
+
+TEST_F(SyncObserverTest, PrintsWarningsUnlessQuiet) {
+  SyncObserver quiet = observerWith(Verbosity::kQuiet);
+  quiet.warning("Incorrect size of json file list (0 bytes)");
+  quiet.survived({"A::b", -1, "Ivalid http proxy address \"?\"."});
+  EXPECT_EQ(stream_.str(), "");
+  EXPECT_TRUE(quiet.record().warned);
+  SyncObserver normal = observerWith(Verbosity::kNormal);
+  normal.warning("Incorrect size of json file list (0 bytes)");
+  normal.survived({"A::b", -1, "Ivalid http proxy address \"?\"."});
+  EXPECT_EQ(stream_.str(),
+            "mtlsync: warning: Incorrect size of json file list (0 bytes)\n"
+            "mtlsync: warning: Ivalid http proxy address \"?\".\n");
+}
+
+}  // namespace
+}  // namespace mtlsync

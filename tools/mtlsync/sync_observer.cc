@@ -1,0 +1,124 @@
+// What people read is printed, what programs read is complete.
+#include "mtlsync/sync_observer.h"
+
+#include <cstring>
+#include <utility>
+
+#include "mtlsync/printable.h"
+
+namespace mtlsync {
+
+namespace {
+
+constexpr const char* kFileBegun = "Downloading file \"%s\" (%lli bytes)";
+constexpr const char* kStampsMatch = "Local and remote stamp files match. Nothing to do.";
+
+}  // namespace
+
+SyncObserver::SyncObserver(const Outputs& outputs, Verbosity verbosity, const SizeLimits& limits,
+                           std::function<bool()> stop)
+    : outputs_(outputs), verbosity_(verbosity), limits_(limits), stop_(std::move(stop)) {}
+
+void SyncObserver::showRemoved(const std::string& path) {
+  if (JsonEvents* to = events()) to->removed(path);
+  // Whoever reads the events has been told.
+  const bool told = outputs_.events != nullptr && verbosity_ != Verbosity::kVerbose;
+  if (told || verbosity_ == Verbosity::kQuiet) return;
+  outputs_.messages.printLine("Removed \"" + printableLine(path) + "\"");
+}
+
+bool SyncObserver::listReceived(std::int64_t bytes) {
+  listBytes_ = bytes;
+  return received(bytes, bytes);
+}
+
+void SyncObserver::stage(const mtlhost::Message& message) {
+  if (std::strcmp(message.format(), kFileBegun) == 0) ++record_.files;
+  if (std::strcmp(message.format(), kStampsMatch) == 0) record_.stampsMatched = true;
+  tell("stage", message);
+}
+
+void SyncObserver::info(const mtlhost::Message& message) {
+  tell("info", message);
+}
+
+void SyncObserver::warning(const std::string& text) {
+  record_.warned = true;
+  if (JsonEvents* to = events()) to->text("warning", text);
+  printWarning(printableLine(text));
+}
+
+void SyncObserver::survived(const ErrorEntry& entry) {
+  if (JsonEvents* to = events()) to->taggedError(entry.tag, entry.code, entry.message);
+  printWarning(errorLines({entry}, verbosity_ == Verbosity::kVerbose).front());
+}
+
+void SyncObserver::error(const ErrorEntries& entries) {
+  record_.errorShown = true;
+  record_.saveFailed = record_.saveFailed || isFailedSave(entries);
+  if (JsonEvents* to = events()) to->error(entries);
+  const bool detailed = verbosity_ == Verbosity::kVerbose;
+  // Whoever stopped the run knows why it ended.
+  if (!detailed && isEnding() && isAbort(entries)) return;
+  const char* opening = "mtlsync: error: ";
+  for (const std::string& line : errorLines(entries, detailed)) {
+    outputs_.messages.printLine(opening + line);
+    opening = "";
+  }
+}
+
+bool SyncObserver::goOn(const mtlhost::Transfer& transfer) {
+  return received(transfer.receivedBytes, listBytes_ + transfer.totalBytes);
+}
+
+void SyncObserver::progressRange(int end) {
+  if (JsonEvents* to = events()) to->number("progressRange", end);
+  if (outputs_.progress != nullptr) outputs_.progress->setRange(end);
+}
+
+void SyncObserver::progressValue(int value) {
+  if (JsonEvents* to = events()) to->number("progressValue", value);
+  if (outputs_.progress != nullptr) outputs_.progress->setValue(value);
+}
+
+void SyncObserver::progressText(const std::string& caption) {
+  if (JsonEvents* to = events()) to->text("progressText", caption);
+  if (outputs_.progress != nullptr) outputs_.progress->setText(caption);
+}
+
+void SyncObserver::progressBegins() {
+  if (JsonEvents* to = events()) to->simple("beginProgress");
+}
+
+void SyncObserver::progressEnds() {
+  if (JsonEvents* to = events()) to->simple("endProgress");
+  if (outputs_.progress != nullptr) outputs_.progress->endPhase();
+}
+
+// Two messages a file are not worth formatting when nobody reads them.
+void SyncObserver::tell(const char* event, const mtlhost::Message& message) {
+  const bool prints = verbosity_ == Verbosity::kVerbose;
+  if (!prints && outputs_.events == nullptr) return;
+  const std::string text = message.text();
+  if (JsonEvents* to = events()) to->text(event, text);
+  if (prints) outputs_.messages.printLine(printableLine(text));
+}
+
+void SyncObserver::printWarning(const std::string& text) {
+  if (verbosity_ != Verbosity::kQuiet) outputs_.messages.printLine("mtlsync: warning: " + text);
+}
+
+// Events may go to the same terminal as the status line.
+JsonEvents* SyncObserver::events() {
+  if (outputs_.events != nullptr) outputs_.messages.hideStatus();
+  return outputs_.events;
+}
+
+bool SyncObserver::received(std::int64_t fileBytes, std::int64_t totalBytes) {
+  record_.bytes = totalBytes;
+  if (!isEnding()) record_.exceededLimit = exceededLimit(limits_, fileBytes, totalBytes);
+  if (outputs_.progress != nullptr) outputs_.progress->update(totalBytes);
+  return !isEnding();
+}
+
+}  // namespace mtlsync

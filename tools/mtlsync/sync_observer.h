@@ -1,0 +1,81 @@
+// The host's side of a run: what the library tells, counted and passed on.
+#ifndef MTLLIB_TOOLS_MTLSYNC_SYNC_OBSERVER_H_
+#define MTLLIB_TOOLS_MTLSYNC_SYNC_OBSERVER_H_
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "mtlhost/observer.h"
+#include "mtlsync/console.h"
+#include "mtlsync/error_text.h"
+#include "mtlsync/json_events.h"
+#include "mtlsync/options.h"
+#include "mtlsync/progress_display.h"
+#include "mtlsync/size_limits.h"
+
+namespace mtlsync {
+
+/// What a run has told about itself.
+struct RunRecord {
+  std::int64_t files = 0;  ///< Downloads that were begun.
+  std::int64_t bytes = 0;
+  bool stampsMatched = false;
+  bool warned = false;  ///< Told by the library as the end of a run may be.
+  bool errorShown = false;
+  bool saveFailed = false;
+  std::string exceededLimit;  ///< Why we ended the run ourselves; "" when we did not.
+};
+
+/// Messages go to the console as far as the verbosity allows, everything goes to the
+/// events. Used by one thread at a time.
+class SyncObserver final : public mtlhost::Observer {
+ public:
+  struct Outputs {
+    Console& messages;
+    ProgressDisplay* progress;  ///< May be null.
+    JsonEvents* events;         ///< May be null.
+  };
+
+  /// `stop` is asked whether to end the run; beyond the limits it ends, too.
+  SyncObserver(const Outputs& outputs, Verbosity verbosity, const SizeLimits& limits,
+               std::function<bool()> stop);
+
+  /// Tells that a file of the local copy was removed.
+  void showRemoved(const std::string& path);
+
+  /// The list that is fetched before a run has received so many bytes; whether to go on.
+  bool listReceived(std::int64_t bytes);
+
+  const RunRecord& record() const { return record_; }
+
+  void stage(const mtlhost::Message& message) override;
+  void info(const mtlhost::Message& message) override;
+  void warning(const std::string& text) override;
+  void survived(const ErrorEntry& entry) override;
+  void error(const ErrorEntries& entries) override;
+  bool goOn(const mtlhost::Transfer& transfer) override;
+  void progressRange(int end) override;
+  void progressValue(int value) override;
+  void progressText(const std::string& caption) override;
+  void progressBegins() override;
+  void progressEnds() override;
+
+ private:
+  void tell(const char* event, const mtlhost::Message& message);
+  void printWarning(const std::string& text);
+  JsonEvents* events();
+  bool received(std::int64_t fileBytes, std::int64_t totalBytes);
+  bool isEnding() const { return stop_() || !record_.exceededLimit.empty(); }
+
+  Outputs outputs_;
+  Verbosity verbosity_;
+  SizeLimits limits_;
+  std::function<bool()> stop_;
+  std::int64_t listBytes_ = 0;
+  RunRecord record_;
+};
+
+}  // namespace mtlsync
+
+#endif  // MTLLIB_TOOLS_MTLSYNC_SYNC_OBSERVER_H_
