@@ -1,5 +1,7 @@
 // A plug-in that downloads nothing: it calls back as the real one would in the situation
-// that the remote address names. Situations before that come from the environment.
+// that the remote address names. Situations before that come from the environment, or from
+// a test that has loaded the plug-in too.
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -28,9 +30,13 @@ namespace {
 
 using std::chrono::milliseconds;
 
-bool environmentSays(std::string_view situation) {
+std::string chosenSituation;
+std::atomic<int> downloaders{0};
+std::atomic<int> contexts{0};
+
+bool isSituation(std::string_view situation) {
   const char* value = std::getenv("MTLSYNC_FAKE");
-  return value != nullptr && situation == value;
+  return situation == chosenSituation || (value != nullptr && situation == value);
 }
 
 ErrorRecord* newRecord(const char* tag, int code, const char* message, ErrorRecord* cause) {
@@ -133,6 +139,37 @@ int receiveEndlessly(HostCallback& callback) {
   return 0;
 }
 
+/// Everything that there is to tell, once, and a failure in the end.
+int tellEverything(HostCallback& callback) {
+  callback.logInfo("Remote address: \"%s\"", "http://fake");
+  callback.logStage("Creating download directory");
+  callback.logTaggedError("A::b", 5, "Ivalid http proxy address \"%s\".", "?");
+  callback.logWarning("Incorrect size of json file list (%lli bytes)", 0LL);
+  callback.setProgressText("Downloading files (0MB / 20MB)");
+  callback.setProgressRange(1000);
+  callback.setProgressValue(0);
+  callback.beginProgress();
+  const bool isStopped = receive(callback, 0, 3000000) != 0;
+  callback.endProgress();
+  return reportFailure(callback, "HttpGetter::responseProgressCb",
+                       isStopped ? "Download aborted (1)" : "No stream to write to");
+}
+
+/// Calls back on two threads as fast as it can.
+int chatter(HostCallback& callback) {
+  constexpr int kTimes = 1000;
+  std::thread network([&] {
+    for (int i = 1; i <= kTimes; ++i) {
+      receive(callback, 0, i);
+      callback.setProgressValue(i);
+    }
+  });
+  for (int i = 0; i < kTimes; ++i)
+    callback.logStage("Downloading file \"%s\" (%lli bytes)", "a.tx", 1LL);
+  network.join();
+  return 0;
+}
+
 int upToDate(HostCallback& callback) {
   beginStamp(callback);
   callback.logStage("Local and remote stamp files match. Nothing to do.");
@@ -209,6 +246,9 @@ const std::map<std::string, Situation>& situations() {
          downloader.callback->logInfo("%s", settingsText(*downloader.settings).c_str());
          return 0;
        }},
+      {"everything",
+       [](DownloaderImpl& downloader) { return tellEverything(*downloader.callback); }},
+      {"chatter", [](DownloaderImpl& downloader) { return chatter(*downloader.callback); }},
       {"full-disk",
        [](DownloaderImpl& downloader) { return reportFailedSave(*downloader.callback); }},
       {"endless",
@@ -224,11 +264,13 @@ int play(DownloaderImpl* downloader) {
 }
 
 DownloaderImpl* createDownloader(HostCallback* callback, DownloaderSettings* settings) {
-  if (environmentSays("no downloader")) return nullptr;
+  if (isSituation("no downloader")) return nullptr;
+  ++downloaders;
   return new DownloaderImpl{callback, settings};
 }
 
 void destroyDownloader(DownloaderImpl* downloader) {
+  if (downloader != nullptr) --downloaders;
   delete downloader;
 }
 
@@ -243,11 +285,15 @@ std::int32_t checkForUpdate(DownloaderImpl* downloader) {
 }
 
 NetworkContext* createNetworkContext() {
-  if (environmentSays("no context")) return nullptr;
-  return new NetworkContext{environmentSays("broken context") ? -5 : 0};
+  if (isSituation("no context")) return nullptr;
+  ++contexts;
+  return new NetworkContext{isSituation("broken context") ? -5 : 0};
 }
 
 void destroyNetworkContext(NetworkContext* context) {
+  if (context == nullptr) return;
+  // No host may end the last one while it has downloaders.
+  if (--contexts == 0 && downloaders != 0) std::abort();
   delete context;
 }
 
@@ -263,7 +309,7 @@ std::int32_t getKrellNetworkingStatus(NetworkContext* context, std::int32_t buff
 
 extern "C" __attribute__((visibility("default"))) void initDownloaderInterface(
     DownloaderInterface* table) {
-  *table = {environmentSays("version 99") ? 99 : DOWNLOADER_INTERFACE_VERSION,
+  *table = {isSituation("version 99") ? 99 : DOWNLOADER_INTERFACE_VERSION,
             createDownloader,
             destroyDownloader,
             runDownload,
@@ -271,4 +317,14 @@ extern "C" __attribute__((visibility("default"))) void initDownloaderInterface(
             createNetworkContext,
             destroyNetworkContext,
             getKrellNetworkingStatus};
+}
+
+/// From now on, until another is chosen.
+extern "C" __attribute__((visibility("default"))) void chooseFakeSituation(const char* situation) {
+  chosenSituation = situation;
+}
+
+/// Handles that were made and have not been given back.
+extern "C" __attribute__((visibility("default"))) int fakeHandles() {
+  return downloaders + contexts;
 }

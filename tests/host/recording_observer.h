@@ -1,0 +1,56 @@
+// A host that writes down everything it is told.
+#ifndef MTLLIB_TESTS_HOST_RECORDING_OBSERVER_H_
+#define MTLLIB_TESTS_HOST_RECORDING_OBSERVER_H_
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "mtlhost/observer.h"
+
+/// The entries newest first: "[tag] code: message | ...".
+inline std::string chainText(const mtlhost::Errors& errors) {
+  std::string text;
+  for (const mtlhost::Error& error : errors) {
+    text += (text.empty() ? "[" : " | [") + error.tag + "] " + std::to_string(error.code) + ": " +
+            error.message;
+  }
+  return text;
+}
+
+class RecordingObserver final : public mtlhost::Observer {
+ public:
+  /// Everything in order: "stage: Creating download directory".
+  std::vector<std::string> lines;
+
+  /// Told of each line once it is written down. May throw. goOn() has the line "go on".
+  std::function<void(const std::string& line)> onLine = [](const std::string&) {};
+  std::function<bool(const mtlhost::Transfer& transfer)> answer = [](const auto&) { return true; };
+
+  void stage(const mtlhost::Message& message) override { add("stage: " + message.text()); }
+  void info(const mtlhost::Message& message) override { add("info: " + message.text()); }
+  void warning(const std::string& text) override { add("warning: " + text); }
+  void survived(const mtlhost::Error& error) override { add("survived: " + chainText({error})); }
+  void error(const mtlhost::Errors& chain) override { add("error: " + chainText(chain)); }
+  void progress(const mtlhost::Progress& progress) override {
+    add("progress: " + progress.text + " " + std::to_string(progress.permille) + " " +
+        std::to_string(progress.megabytesDone) + "/" + std::to_string(progress.megabytesTotal));
+  }
+  bool goOn(const mtlhost::Transfer& transfer) override {
+    add("go on");
+    return answer(transfer);
+  }
+  void progressRange(int end) override { add("range: " + std::to_string(end)); }
+  void progressValue(int value) override { add("value: " + std::to_string(value)); }
+  void progressText(const std::string& caption) override { add("text: " + caption); }
+  void progressBegins() override { add("begins"); }
+  void progressEnds() override { add("ends"); }
+
+ private:
+  void add(const std::string& line) {
+    lines.push_back(line);
+    onLine(line);
+  }
+};
+
+#endif  // MTLLIB_TESTS_HOST_RECORDING_OBSERVER_H_

@@ -1,0 +1,140 @@
+// Whole checks and runs with the real module and a server.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+#include <optional>
+#include <thread>
+
+#include "mtlhost/library.h"
+#include "recording_observer.h"
+#include "support/scripted_server.h"
+#include "support/temp_dir.h"
+
+namespace mtlhost {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Status = Result::Status;
+using std::chrono::milliseconds;
+
+class SynchronisationTest : public testing::Test {
+ protected:
+  SynchronisationTest() {
+    server_.serve("/lib/id.txt", "v1");
+    server_.serve("/lib/filelist.json", R"([{"path":"a.tx","size":3000000}])"
+                                        "\n");
+    server_.serve("/lib/a.tx", std::string(3000000, 'a'));
+  }
+
+  Library open(Observer& observer, const std::string& target = "target") {
+    Settings settings;
+    settings.moduleFile = MTLLIB_MODULE;
+    settings.remoteAddress = server_.address() + "/lib";
+    settings.targetDirectory = directory_ / target;
+    settings.proxyMode = PROXY_MODE_DISABLED;
+    Errors problem;
+    return Library::open(settings, observer, problem).value();
+  }
+
+  /// Cancels, from another thread, what waits for `path`.
+  void expectPromptCancel(const std::string& path, Result (Library::*call)()) {
+    server_.hold(path);
+    Library library = open(observer_);
+    std::future<Clock::time_point> cancelled = std::async(std::launch::async, [&] {
+      while (server_.requestLines().empty() || server_.requestLines().back() != "GET " + path)
+        std::this_thread::sleep_for(milliseconds(1));
+      library.cancel();
+      return Clock::now();
+    });
+    const Result result = (library.*call)();
+    EXPECT_LT(Clock::now() - cancelled.get(), milliseconds(200));
+    EXPECT_EQ(result.status, Status::kCancelled);
+    EXPECT_EQ(result.errors.back().message, "Download aborted (1)");
+    server_.release(path);
+    EXPECT_EQ(library.run().status, Status::kDone) << "the next run";
+  }
+
+  TempDir directory_;
+  ScriptedServer server_;
+  RecordingObserver observer_;
+};
+
+TEST_F(SynchronisationTest, ChecksThenRunsThenIsUpToDate) {
+  Library library = open(observer_);
+  EXPECT_EQ(library.check().status, Status::kUpdateAvailable);
+  EXPECT_TRUE(readTree(directory_ / "target").empty());
+  EXPECT_EQ(library.run().status, Status::kDone);
+  EXPECT_EQ(readFile(directory_ / "target/id.txt"), "v1");
+  EXPECT_EQ(readFile(directory_ / "target/a.tx"), std::string(3000000, 'a'));
+  EXPECT_EQ(library.check().status, Status::kDone);
+  EXPECT_THAT(observer_.lines,
+              testing::IsSupersetOf({"stage: Downloading file \"a.tx\" (3000000 bytes)",
+                                     "progress: Getting file list -1 0/-1",
+                                     "progress: Downloading files 0 0/3",
+                                     "progress: Downloading files 1000 3/3"}));
+}
+
+TEST_F(SynchronisationTest, TellsTheChainNewestFirst) {
+  server_.remove("/lib/id.txt");
+  const Result result = open(observer_).run();
+  EXPECT_EQ(result.status, Status::kFailed);
+  EXPECT_EQ(chainText(result.errors),
+            "[DownloaderImpl::readRemoteIdFile] -1: Could not download remote stamp file | "
+            "[HttpDldDone::expectStatus] -1: Unexpected HTTP status (404)");
+  EXPECT_EQ(observer_.lines.back(), "error: " + chainText(result.errors));
+}
+
+TEST_F(SynchronisationTest, CancelsARunFromAnotherThread) {
+  expectPromptCancel("/lib/a.tx", &Library::run);
+}
+
+TEST_F(SynchronisationTest, CancelsACheckFromAnotherThread) {
+  expectPromptCancel("/lib/id.txt", &Library::check);
+}
+
+TEST_F(SynchronisationTest, AsksNoServerWhenCancelledBefore) {
+  Library library = open(observer_);
+  library.cancel();
+  EXPECT_EQ(library.run().status, Status::kCancelled);
+  EXPECT_TRUE(server_.requests().empty());
+}
+
+TEST_F(SynchronisationTest, EndsByAnException) {
+  Library library = open(observer_);
+  observer_.onLine = [](const std::string& line) {
+    if (line == "progress: Downloading files 0 0/3") throw 42;
+  };
+  EXPECT_THROW(library.run(), int);
+  EXPECT_EQ(readFile(directory_ / "target/id.txt"), "");
+  observer_.onLine = [](const std::string&) {};
+  EXPECT_EQ(library.run().status, Status::kDone);
+}
+
+TEST_F(SynchronisationTest, SeveralLibrariesRunAtOnce) {
+  constexpr int kLibraries = 4;
+  std::vector<std::future<Status>> results;
+  for (int i = 0; i < kLibraries; ++i) {
+    results.push_back(std::async(std::launch::async, [this, i] {
+      RecordingObserver observer;
+      Library library = open(observer, "target" + std::to_string(i));
+      return library.run().status;
+    }));
+  }
+  for (int i = 0; i < kLibraries; ++i) {
+    EXPECT_EQ(results[static_cast<std::size_t>(i)].get(), Status::kDone);
+    EXPECT_EQ(readFile(directory_ / ("target" + std::to_string(i) + "/id.txt")), "v1");
+  }
+}
+
+TEST_F(SynchronisationTest, ALibraryMovesBetweenThreads) {
+  std::optional<Library> library = open(observer_);
+  EXPECT_EQ(library->check().status, Status::kUpdateAvailable);
+  std::future<Status> result = std::async(
+      std::launch::async, [moved = std::move(*library)]() mutable { return moved.run().status; });
+  EXPECT_EQ(result.get(), Status::kDone);
+}
+
+}  // namespace
+}  // namespace mtlhost
