@@ -2,9 +2,10 @@
 #include "mtlhost.h"
 
 #include <cstddef>
-#include <cstring>
+#include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "error_list.h"
@@ -23,26 +24,27 @@ namespace {
 
 using Status = mtlhost::Result::Status;
 
-// Takes over a field if the caller's record has it.
-#define MTLHOST_TAKE(field)                                                   \
-  if (offsetof(mtlhost_options, field) + sizeof(taken.field) <= options.size) \
-  taken.field = options.field
+/// Copies a field if the caller's record has it.
+template <typename Field>
+void take(Field mtlhost_options::*field, const mtlhost_options& from, mtlhost_options& to) {
+  const auto* begin = reinterpret_cast<const char*>(&to);
+  const auto* end = reinterpret_cast<const char*>(&(to.*field) + 1);
+  if (static_cast<std::size_t>(end - begin) <= from.size) to.*field = from.*field;
+}
 
 /// All the fields that the caller's record has; the others are zero.
 mtlhost_options takenFrom(const mtlhost_options& options) {
   mtlhost_options taken{};
-  MTLHOST_TAKE(module_file);
-  MTLHOST_TAKE(remote_address);
-  MTLHOST_TAKE(target_directory);
-  MTLHOST_TAKE(sub_path);
-  MTLHOST_TAKE(proxy_mode);
-  MTLHOST_TAKE(proxy_address);
-  MTLHOST_TAKE(callback);
-  MTLHOST_TAKE(user);
+  take(&mtlhost_options::module_file, options, taken);
+  take(&mtlhost_options::remote_address, options, taken);
+  take(&mtlhost_options::target_directory, options, taken);
+  take(&mtlhost_options::sub_path, options, taken);
+  take(&mtlhost_options::proxy_mode, options, taken);
+  take(&mtlhost_options::proxy_address, options, taken);
+  take(&mtlhost_options::callback, options, taken);
+  take(&mtlhost_options::user, options, taken);
   return taken;
 }
-
-#undef MTLHOST_TAKE
 
 std::string textOf(const char* text) {
   return text != nullptr ? text : "";

@@ -1,9 +1,9 @@
 /* mtlhost: keeps local copies of online material libraries up to date, for programs in any
  * language. Plain C; link libmtlhost.so or mtlhost.dll, or load it at run time.
  *
- *   mtlhost_options options = {sizeof(options)};
- *   options.remote_address = "https://materials.example/library";
- *   options.target_directory = "materials";
+ *   mtlhost_options options = {.size = sizeof(options),
+ *                              .remote_address = "https://materials.example/library",
+ *                              .target_directory = "materials"};
  *   mtlhost_library* library = NULL;
  *   if (mtlhost_open(&options, &library, NULL) == MTLHOST_OK) {
  *     mtlhost_sync(library);
