@@ -17,7 +17,7 @@ expect() {
   fi
 }
 
-for file in libmtllib.so libkrell_networking.so mtlsync mtlpublish; do
+for file in libmtllib.so libkrell_networking.so libmtlhost.so mtlsync mtlpublish; do
   expect "$file" "read-only relocations" 'GNU_RELRO' -l
   expect "$file" "binding at once" 'BIND_NOW|FLAGS.* NOW' -d
   expect "$file" "random placement" 'Type: +DYN' -h

@@ -37,6 +37,7 @@ expect_imports() {
 
 expect_imports mtllib.dll krell_networking.dll
 expect_imports krell_networking.dll
+expect_imports mtlhost.dll
 expect_imports mtlsync.exe
 expect_imports mtlpublish.exe
 
@@ -52,7 +53,10 @@ exported=$(exports krell_networking.dll)
 foreign=$(echo "$exported" | grep -v '^_ZNK\{0,1\}5Krell') || true
 [ -z "$foreign" ] || fail "krell_networking.dll exports: $foreign"
 
-for file in mtllib.dll krell_networking.dll mtlsync.exe mtlpublish.exe; do
+foreign=$(exports mtlhost.dll | grep -v '^mtlhost_') || true
+[ -z "$foreign" ] || fail "mtlhost.dll exports: $foreign"
+
+for file in mtllib.dll krell_networking.dll mtlhost.dll mtlsync.exe mtlpublish.exe; do
   # The resources of type 16 tell the version.
   look "$file" | grep -q '^010   Entry: ID: 0x000010,' || fail "$file has no version resource"
   for protection in HIGH_ENTROPY_VA DYNAMIC_BASE NX_COMPAT; do

@@ -1,0 +1,24 @@
+#!/bin/sh
+# The hosts of docs/hosts.md compile as it says and synchronise.
+# usage: documented_hosts.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
+set -eu
+. "$1/tests/system/small_library.sh"
+
+code_of cpp "$1/docs/hosts.md" >"$folder/host.cc"
+"$3" -std=c++17 -Wall -Wextra -Wpedantic -Werror -I "$1/include" -I "$1/host/include" \
+  "$folder/host.cc" "$2/../host/libmtllib_host.a" -o "$folder/cpp_host" -ldl
+"$folder/cpp_host" "$2/libmtllib.so" "$address" "$folder/cpp_copy"
+expect_copy "$folder/cpp_copy"
+
+code_of c "$1/docs/hosts.md" >"$folder/host.c"
+"${CC:-cc}" -std=c11 -Wall -Wextra -Wpedantic -Werror -I "$1/host/c" \
+  "$folder/host.c" -o "$folder/c_host" -L "$2" -lmtlhost
+LD_LIBRARY_PATH=$2 "$folder/c_host" "" "$address" "$folder/c_copy"
+expect_copy "$folder/c_copy"
+
+# Each tells what failed, and fails.
+for host in "$folder/cpp_host $2/libmtllib.so" "$folder/c_host $2/libmtllib.so"; do
+  # shellcheck disable=SC2086  # two words
+  if LD_LIBRARY_PATH=$2 $host "$address/nothing" "$folder/none" 2>"$folder/errors"; then exit 1; fi
+  grep -q "Unexpected HTTP status (404)" "$folder/errors"
+done
