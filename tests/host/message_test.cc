@@ -11,7 +11,7 @@ std::string textOf(const char* format, ...) {
   va_start(arguments, format);
   const Message message(format, arguments);
   EXPECT_STREQ(message.format(), format);
-  const std::string text = message.text();
+  std::string text = message.text();
   EXPECT_EQ(message.text(), text) << "the second time";
   va_end(arguments);
   return text;

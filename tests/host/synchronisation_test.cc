@@ -115,6 +115,7 @@ TEST_F(SynchronisationTest, EndsByAnException) {
 TEST_F(SynchronisationTest, SeveralLibrariesRunAtOnce) {
   constexpr int kLibraries = 4;
   std::vector<std::future<Status>> results;
+  results.reserve(kLibraries);
   for (int i = 0; i < kLibraries; ++i) {
     results.push_back(std::async(std::launch::async, [this, i] {
       RecordingObserver observer;
