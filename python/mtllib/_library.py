@@ -1,0 +1,230 @@
+"""`Library`, the way into the package."""
+
+from __future__ import annotations
+
+import asyncio
+import queue
+import threading
+from types import TracebackType
+from typing import Callable, Optional, Type, Union
+
+from mtllib import _c_interface as c
+from mtllib._errors import Error
+from mtllib._events import Event, Progress, Result
+from mtllib._handle import Handle
+from mtllib._logging import log
+from mtllib._run import Operation, Run
+from mtllib._settings import SYSTEM_PROXY, Path, Proxy, Settings
+
+ProgressHandler = Callable[[Progress], object]
+EventHandler = Callable[[Event], object]
+
+# A wait without a limit would keep an interrupt from the keyboard waiting on Windows.
+_LONGEST_WAIT_SECONDS = 0.1
+
+
+class Library:
+    """A remote material library and its local copy.
+
+    Any thread may use it. One check or synchronisation runs at a time; a second one is
+    refused with `Error`. Several libraries may run at once, each on a thread of its own, but
+    not with the same directory.
+
+    A run that ends early, however it ends, leaves the copy marked as old: the next one
+    starts over. An interrupt from the keyboard during a run ends it within 200 ms, then
+    `KeyboardInterrupt` is raised.
+
+    Handlers are called on the thread that called `sync`, or in the task that awaits
+    `sync_async`, while the transfers go on, and may call `cancel` and `close`. When they
+    cannot keep up, progress skips steps, and after `EventQueue.CAPACITY` waiting events
+    stages and information are left out, never warnings or errors. An exception of a handler
+    cancels the run, and is then raised from it. The transfers do need the interpreter's lock
+    for every event: they stand still while it is held for long.
+
+    What is told goes to the logger "mtllib" too: stages as DEBUG, information as INFO,
+    warnings as WARNING, and the failure that ends a run as ERROR, or as INFO if the run
+    was cancelled.
+    """
+
+    def __init__(
+        self,
+        url: str,
+        directory: Path,
+        *,
+        sub_path: str = "",
+        proxy: Proxy = SYSTEM_PROXY,
+        module: Optional[Path] = None,
+    ) -> None:
+        """Transfers and writes nothing yet. Raises `LoadError`.
+
+        url: the address of the remote library.
+        directory: the folder of the local copy, made if missing.
+        sub_path: a sub-path of the remote library, percent-encoded.
+        proxy: the system's, None for none, or the address of an HTTP proxy.
+        module: the plug-in to load, when not the one that comes with the package.
+        """
+        self._handle = Handle(Settings(url, directory, sub_path, proxy, module))
+        self._lock = threading.Lock()
+        self._run: Optional[Run] = None
+        self._is_closed = False
+
+    def __enter__(self) -> "Library":
+        return self
+
+    def __exit__(
+        self,
+        kind: Optional[Type[BaseException]],
+        error: Optional[BaseException],
+        traceback: Optional[TracebackType],
+    ) -> None:
+        self.close()
+
+    def check(self) -> bool:
+        """Whether an update is available. Writes nothing.
+
+        Raises `SyncError` or `Cancelled`.
+        """
+        return _is_update(self._run_here(Handle.check, None, None))
+
+    def sync(
+        self,
+        on_progress: Optional[ProgressHandler] = None,
+        on_event: Optional[EventHandler] = None,
+    ) -> Result:
+        """Brings the local copy up to date.
+
+        Raises `SyncError`, `Cancelled`, or what a handler raises.
+        """
+        return _result_of(self._run_here(Handle.sync, on_progress, on_event))
+
+    async def check_async(self) -> bool:
+        """Like `check`. A task that is cancelled meanwhile ends the run within 200 ms."""
+        return _is_update(await self._run_in_task(Handle.check, None, None))
+
+    async def sync_async(
+        self,
+        on_progress: Optional[ProgressHandler] = None,
+        on_event: Optional[EventHandler] = None,
+    ) -> Result:
+        """Like `sync`; the handlers are plain functions. A task that is cancelled meanwhile
+        ends the run within 200 ms."""
+        return _result_of(await self._run_in_task(Handle.sync, on_progress, on_event))
+
+    def cancel(self) -> None:
+        """Ends the run that is under way, if any, within 200 ms: it raises `Cancelled`,
+        unless it has come to its end by itself. Any thread may call, and a handler too."""
+        run = self._run
+        if run is not None:
+            run.cancel()
+
+    def close(self) -> None:
+        """Cancels a run that is under way, waits for its end and frees everything. What is
+        not closed is freed when it is no longer used."""
+        with self._lock:
+            self._is_closed = True
+            run = self._run
+        if run is not None:
+            run.cancel()
+            run.join()
+        self._handle.close()
+
+    def _run_here(
+        self,
+        operation: Operation,
+        on_progress: Optional[ProgressHandler],
+        on_event: Optional[EventHandler],
+    ) -> Run:
+        announcements: "queue.SimpleQueue[None]" = queue.SimpleQueue()
+        run = Run(self._handle, operation, lambda: announcements.put(None))
+        try:
+            self._start(run)
+            while True:
+                _wait_for(announcements)
+                event = run.events.take()
+                if event is None:
+                    return run
+                _deliver(event, run, on_progress, on_event)
+        except BaseException:
+            run.cancel()
+            raise
+        finally:
+            run.join()
+
+    async def _run_in_task(
+        self,
+        operation: Operation,
+        on_progress: Optional[ProgressHandler],
+        on_event: Optional[EventHandler],
+    ) -> Run:
+        announcements: "asyncio.Queue[None]" = asyncio.Queue()
+        loop = asyncio.get_running_loop()
+
+        def announce() -> None:
+            try:
+                loop.call_soon_threadsafe(announcements.put_nowait, None)
+            except RuntimeError:  # The loop was closed: nobody waits any more.
+                run.cancel()
+
+        async def next_event() -> Union[Progress, Event, None]:
+            await announcements.get()
+            return run.events.take()
+
+        run = Run(self._handle, operation, announce)
+        try:
+            self._start(run)
+            while True:
+                event = await next_event()
+                if event is None:
+                    break
+                _deliver(event, run, on_progress, on_event)
+        except GeneratorExit:  # Dropped unfinished, it cannot wait; the run ends by itself.
+            run.cancel()
+            raise
+        except BaseException:
+            run.cancel()
+            while run.is_running and await next_event() is not None:
+                pass
+            raise
+        run.join()
+        return run
+
+    def _start(self, run: Run) -> None:
+        with self._lock:
+            if self._is_closed:
+                raise Error("the library is closed")
+            if self._run is not None and self._run.is_running:
+                raise Error("a run is under way already")
+            self._run = run
+            run.start()
+
+
+def _wait_for(announcements: "queue.SimpleQueue[None]") -> None:
+    while True:
+        try:
+            return announcements.get(timeout=_LONGEST_WAIT_SECONDS)
+        except queue.Empty:
+            continue
+
+
+def _deliver(
+    event: Union[Progress, Event],
+    run: Run,
+    on_progress: Optional[ProgressHandler],
+    on_event: Optional[EventHandler],
+) -> None:
+    if isinstance(event, Progress):
+        if on_progress is not None:
+            on_progress(event)
+        return
+    log(event, cancelled=run.cancelled)
+    if on_event is not None:
+        on_event(event)
+
+
+def _is_update(run: Run) -> bool:
+    return run.outcome() == c.UPDATE_AVAILABLE
+
+
+def _result_of(run: Run) -> Result:
+    run.outcome()
+    return Result(not run.stamps_match, run.files, run.events.skipped)

@@ -1,0 +1,32 @@
+"""Events in Python's logging: the logger "mtllib".
+
+Stages, one or two a file, are DEBUG; the few lines of information of a run INFO; warnings
+WARNING; the failure that ends a run ERROR, unless somebody cancelled it, who knows: then it
+is INFO. Progress is not logged.
+"""
+
+from __future__ import annotations
+
+import logging
+
+from mtllib._errors import chain_text
+from mtllib._events import Event
+
+_LEVELS = {
+    "stage": logging.DEBUG,
+    "info": logging.INFO,
+    "warning": logging.WARNING,
+    "error": logging.ERROR,
+}
+
+_logger = logging.getLogger("mtllib")
+# An application that sets up no logging gets exceptions, not lines on its standard error.
+_logger.addHandler(logging.NullHandler())
+
+
+def log(event: Event, cancelled: bool) -> None:
+    """Logs the event of a run, which may have been cancelled, on the thread that calls."""
+    level = _LEVELS[event.kind]
+    if cancelled and event.kind == "error":
+        level = logging.INFO
+    _logger.log(level, "%s", chain_text(event.chain) or event.text)

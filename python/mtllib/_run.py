@@ -1,0 +1,124 @@
+"""One check or synchronisation under way, on a thread of its own.
+
+The C call runs on a worker thread, so that the thread that asked for it stays in Python:
+there it can be interrupted, and call the handlers, while the transfers go on. Worker threads
+are daemons, else Python would wait for the end of the transfers before it exits; instead
+they are cancelled on exit and waited for, since a thread that is still inside the library
+when the interpreter goes away brings the process down.
+"""
+
+from __future__ import annotations
+
+import atexit
+import os
+import sys
+import threading
+from typing import Callable, List, Optional, Set, Union
+
+from mtllib import _c_interface as c
+from mtllib._errors import Cancelled, Error, ErrorEntry, SyncError, chain_text
+from mtllib._event_queue import EventQueue
+from mtllib._events import Event, Progress
+from mtllib._handle import Handle, Listener
+
+Operation = Callable[[Handle, Listener], int]
+
+_STAMPS_MATCH = "Local and remote stamp files match. Nothing to do."
+_FILE_BEGUN = 'Downloading file "'
+
+
+class Run:
+    """Started once, by one thread; any thread may cancel it or wait for it."""
+
+    def __init__(
+        self, handle: Handle, operation: Operation, announce: Callable[[], object]
+    ) -> None:
+        """`announce` is called on other threads, once for each `events.take`."""
+        self.events = EventQueue(announce)
+        self.files = 0
+        self.stamps_match = False
+        self.cancelled = False
+        self._handle = handle
+        self._operation = operation
+        self._code = c.CANCELLED
+        self._chain: List[ErrorEntry] = []
+        self._failure: Optional[BaseException] = None
+        self._worker = threading.Thread(target=self._work, name="mtllib", daemon=True)
+
+    @property
+    def is_running(self) -> bool:
+        return self._worker.is_alive()
+
+    def start(self) -> None:
+        if _exiting:
+            raise Error("the interpreter is exiting")
+        _unfinished.add(self)
+        try:
+            self._worker.start()
+        except RuntimeError as error:
+            _unfinished.discard(self)
+            raise Error(f"could not start a thread: {error}") from error
+
+    def cancel(self) -> None:
+        """Ends it within 200 ms, or as soon as it starts; does nothing when it has ended."""
+        self.cancelled = True
+        if self.is_running:
+            self._handle.cancel()
+
+    def join(self) -> None:
+        """Waits until its thread has ended."""
+        if self.is_running:
+            self._worker.join()
+
+    def outcome(self) -> int:
+        """Once it has ended: c.OK or c.UPDATE_AVAILABLE; raises what else it came to."""
+        if self._failure is not None:
+            raise self._failure
+        if self._code == c.CANCELLED:
+            raise Cancelled("cancelled")
+        if self._code == c.FAILED:
+            raise SyncError(chain_text(self._chain), self._chain)
+        if self._code < 0:
+            raise Error(f"the library answered {self._code}")
+        return self._code
+
+    def _work(self) -> None:
+        try:
+            if not self.cancelled:
+                self._code = self._operation(self._handle, self._receive)
+            if self._code == c.CANCELLED and not self.cancelled:
+                # A request that came too late for the run before was kept for this one.
+                self._code = self._operation(self._handle, self._receive)
+            if self._code == c.FAILED:
+                self._chain = self._handle.last_error()
+        except BaseException as failure:
+            self._failure = failure
+        finally:
+            _unfinished.discard(self)
+            self.events.put(None)
+
+    def _receive(self, event: Union[Progress, Event]) -> None:
+        if isinstance(event, Event) and event.kind == "stage":
+            self.files += event.text.startswith(_FILE_BEGUN)
+            self.stamps_match = self.stamps_match or event.text == _STAMPS_MATCH
+        self.events.put(event)
+
+
+_unfinished: Set[Run] = set()
+_exiting = False
+
+
+@atexit.register
+def _finish_all() -> None:
+    global _exiting
+    _exiting = True
+    runs = list(_unfinished)
+    for run in runs:
+        run.cancel()
+    for run in runs:
+        run.join()
+
+
+if sys.platform != "win32":
+    # Threads stay behind in the process that was forked.
+    os.register_at_fork(after_in_child=_unfinished.clear)
