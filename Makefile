@@ -1,6 +1,6 @@
 # For people; CMake and its presets do the work.
 .PHONY: all release test windows test-windows fuzz documents demo coverage mutate bench bench-micro lint \
-  format clean deps
+  format clean deps wheel test-python
 
 all: release
 
@@ -23,6 +23,16 @@ windows:
 
 test-windows: windows
 	scripts/wine-test-env ctest --preset windows
+
+# The Python package, with the libraries in it.
+wheel:
+	scripts/install-deps --python
+	cmake --preset release
+	cmake --build --preset release --target mtllib mtlhost
+	scripts/build-wheel build/release dist
+
+test-python: wheel
+	cd python && mypy && MTLLIB_LIBRARY= /usr/bin/python3 -m pytest
 
 fuzz:
 	scripts/install-deps --fuzz
@@ -72,4 +82,4 @@ format:
 	git ls-files '*.h' '*.cc' | xargs clang-format -i
 
 clean:
-	rm -rf build
+	rm -rf build dist

@@ -55,7 +55,7 @@ class Handle:
     """
 
     def __init__(self, settings: Settings) -> None:
-        """Raises LoadError."""
+        """Raises LoadError; ValueError when there is no directory."""
         self._pointer: Optional[int] = None
         self._lock = threading.RLock()
         self._process = os.getpid()
@@ -110,6 +110,8 @@ class Handle:
 
 
 def _open(library: ctypes.CDLL, settings: Settings, callback: object) -> int:
+    if not os.fspath(settings.directory):
+        raise ValueError("no directory")
     options = c.OptionsRecord(
         size=ctypes.sizeof(c.OptionsRecord),
         module_file=None if settings.module is None else _c_path(settings.module),
@@ -149,15 +151,10 @@ def _without_null(text: bytes) -> bytes:
     return text
 
 
-def _text_of(text: Optional[bytes]) -> str:
-    # A server's file names are not always valid.
-    return (text or b"").decode(errors="replace")
-
-
 def _event_of(
     library: ctypes.CDLL, record: c.EventRecord
 ) -> Union[Progress, Event, None]:
-    text = _text_of(record.text)
+    text = record.text.decode()
     if record.kind == c.EVENT_PROGRESS:
         return Progress(
             text,
@@ -179,9 +176,9 @@ def _chain_of(library: ctypes.CDLL, error: Optional[int]) -> List[ErrorEntry]:
     while error is not None:
         chain.append(
             ErrorEntry(
-                _text_of(library.mtlhost_error_tag(error)),
+                library.mtlhost_error_tag(error).decode(),
                 library.mtlhost_error_code(error),
-                _text_of(library.mtlhost_error_message(error)),
+                library.mtlhost_error_message(error).decode(),
             )
         )
         error = library.mtlhost_error_next(error)

@@ -40,6 +40,7 @@ class Run:
         self.cancelled = False
         self._handle = handle
         self._operation = operation
+        self._progress: Optional[Progress] = None
         self._code = c.CANCELLED
         self._chain: List[ErrorEntry] = []
         self._failure: Optional[BaseException] = None
@@ -98,7 +99,11 @@ class Run:
             self.events.put(None)
 
     def _receive(self, event: Union[Progress, Event]) -> None:
-        if isinstance(event, Event) and event.kind == "stage":
+        if event == self._progress:
+            return  # Repeated for hosts that have no other way to cancel.
+        if isinstance(event, Progress):
+            self._progress = event
+        elif event.kind == "stage":
             self.files += event.text.startswith(_FILE_BEGUN)
             self.stamps_match = self.stamps_match or event.text == _STAMPS_MATCH
         self.events.put(event)

@@ -1,0 +1,139 @@
+"""The program: its options, its messages and its exit statuses, which are those of mtlsync."""
+
+from __future__ import annotations
+
+import argparse
+import signal
+import sys
+from typing import List, Optional
+
+from mtllib._display import ProgressDisplay, printable
+from mtllib._errors import ChainError, Error
+from mtllib._events import Event, Result
+from mtllib._library import Library
+from mtllib._loading import version
+from mtllib._settings import SYSTEM_PROXY, Proxy
+
+_DONE = 0
+_FAILED = 1
+_UPDATE_AVAILABLE = 100
+_INTERRUPTED = 130
+
+_EPILOG = """Exit status: 0 done or up to date, 1 failed, 2 wrong usage, 100 an update is
+available (with --check), 130 interrupted."""
+
+
+class _ShowVersion(argparse.Action):
+    """Loads the library, whose version it is, only when asked for."""
+
+    def __call__(self, parser: argparse.ArgumentParser, *_: object) -> None:
+        print(f"mtllib {version()}")
+        parser.exit()
+
+
+def _not_empty(text: str) -> str:
+    if not text:
+        raise argparse.ArgumentTypeError("must not be empty")
+    return text
+
+
+def _parser() -> argparse.ArgumentParser:
+    parser = argparse.ArgumentParser(
+        prog="python -m mtllib",
+        description="Brings the local copy in DIR of the material library at URL up to date.",
+        epilog=_EPILOG,
+        formatter_class=argparse.RawDescriptionHelpFormatter,
+    )
+    parser.add_argument("url", metavar="URL", type=_not_empty, help="address of the library")
+    parser.add_argument(
+        "directory", metavar="DIR", type=_not_empty, help="folder of the copy; made if missing"
+    )
+    parser.add_argument(
+        "--check", action="store_true", help="only tell whether an update exists"
+    )
+    parser.add_argument(
+        "--sub-path", default="", metavar="PATH", help="sub-path of the library"
+    )
+    proxy = parser.add_mutually_exclusive_group()
+    proxy.add_argument(
+        "--proxy",
+        default=SYSTEM_PROXY,
+        type=_not_empty,
+        metavar="ADDRESS",
+        help="HTTP proxy HOST:PORT; the system's if not given",
+    )
+    proxy.add_argument(
+        "--no-proxy", dest="proxy", action="store_const", const=None, help="use no proxy"
+    )
+    parser.add_argument("-q", "--quiet", action="store_true", help="print errors only")
+    parser.add_argument("--version", action=_ShowVersion, nargs=0, help="print the version")
+    return parser
+
+
+class _Program:
+    """One run of the program."""
+
+    def __init__(self, options: argparse.Namespace) -> None:
+        self._url: str = options.url
+        self._directory: str = options.directory
+        self._sub_path: str = options.sub_path
+        self._proxy: Proxy = options.proxy
+        self._check: bool = options.check
+        self._quiet: bool = options.quiet
+        self._display = ProgressDisplay(sys.stderr)
+
+    def run(self) -> int:
+        with Library(
+            self._url, self._directory, sub_path=self._sub_path, proxy=self._proxy
+        ) as library:
+            if self._check:
+                is_update = library.check()
+                self._tell("An update is available." if is_update else "Up to date.")
+                return _UPDATE_AVAILABLE if is_update else _DONE
+            try:
+                result = library.sync(
+                    on_progress=None if self._quiet else self._display.show,
+                    on_event=None if self._quiet else self._show_warning,
+                )
+            finally:
+                self._display.hide()
+            self._tell(_closing_line(result))
+            return _DONE
+
+    def _show_warning(self, event: Event) -> None:
+        if event.kind == "warning":
+            self._display.print_line(f"mtllib: warning: {event.text}")
+
+    def _tell(self, line: str) -> None:
+        if not self._quiet:
+            print(line, flush=True)
+
+
+def _closing_line(result: Result) -> str:
+    if not result.updated:
+        return "Up to date."
+    return f"Updated: {result.files} {'file' if result.files == 1 else 'files'}."
+
+
+def _print_error(error: Exception) -> None:
+    lines = [str(error)]
+    if isinstance(error, ChainError) and error.chain:
+        lines = [str(entry) for entry in error.chain]
+    print("mtllib: error: " + "\n  because: ".join(map(printable, lines)), file=sys.stderr)
+
+
+def _interrupt(_signal: int, _frame: object) -> None:
+    raise KeyboardInterrupt
+
+
+def main(arguments: Optional[List[str]] = None) -> int:
+    """Runs the program and returns its exit status; wrong usage raises SystemExit."""
+    signal.signal(signal.SIGTERM, _interrupt)
+    try:
+        return _Program(_parser().parse_args(arguments)).run()
+    except KeyboardInterrupt:
+        print("mtllib: interrupted", file=sys.stderr)
+        return _INTERRUPTED
+    except (Error, OSError, ValueError) as error:
+        _print_error(error)
+        return _FAILED

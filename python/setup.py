@@ -1,0 +1,24 @@
+"""Makes a wheel that depends on the platform, but neither on the version of Python nor on its
+binary interface: the libraries in it know nothing of Python.
+
+It needs setuptools and wheel, both packages of Debian. That is less than a program of our own
+that writes the metadata, the list of hashes and the archive by the rules of the format.
+"""
+
+from typing import Tuple
+
+from setuptools import Distribution, setup
+from wheel.bdist_wheel import bdist_wheel
+
+
+class PlatformDistribution(Distribution):
+    def has_ext_modules(self) -> bool:
+        return True
+
+
+class PlatformWheel(bdist_wheel):
+    def get_tag(self) -> Tuple[str, str, str]:
+        return "py3", "none", super().get_tag()[2]
+
+
+setup(distclass=PlatformDistribution, cmdclass={"bdist_wheel": PlatformWheel})
