@@ -29,10 +29,12 @@ wheel:
 	scripts/install-deps --python
 	cmake --preset release
 	cmake --build --preset release --target mtllib mtlhost
+	rm -rf dist
 	scripts/build-wheel build/release dist
 
 test-python: wheel
-	cd python && mypy && MTLLIB_LIBRARY= /usr/bin/python3 -m pytest
+	cd python && /usr/bin/mypy && \
+	  MTLLIB_LIBRARY=$(CURDIR)/build/release/bin/libmtlhost.so /usr/bin/python3 -m pytest --quiet
 
 fuzz:
 	scripts/install-deps --fuzz

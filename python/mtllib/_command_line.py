@@ -87,13 +87,13 @@ class _Program:
             self._url, self._directory, sub_path=self._sub_path, proxy=self._proxy
         ) as library:
             if self._check:
-                is_update = library.check()
+                is_update = library.check(self._show_warning)
                 self._tell("An update is available." if is_update else "Up to date.")
                 return _UPDATE_AVAILABLE if is_update else _DONE
             try:
                 result = library.sync(
                     on_progress=None if self._quiet else self._display.show,
-                    on_event=None if self._quiet else self._show_warning,
+                    on_event=self._show_warning,
                 )
             finally:
                 self._display.hide()
@@ -101,7 +101,7 @@ class _Program:
             return _DONE
 
     def _show_warning(self, event: Event) -> None:
-        if event.kind == "warning":
+        if event.kind == "warning" and not self._quiet:
             self._display.print_line(f"mtllib: warning: {event.text}")
 
     def _tell(self, line: str) -> None:

@@ -79,12 +79,12 @@ class Library:
     ) -> None:
         self.close()
 
-    def check(self) -> bool:
+    def check(self, on_event: Optional[EventHandler] = None) -> bool:
         """Whether an update is available. Writes nothing.
 
-        Raises `SyncError` or `Cancelled`.
+        Raises `SyncError`, `Cancelled`, or what the handler raises.
         """
-        return _is_update(self._run_here(Handle.check, None, None))
+        return _is_update(self._run_here(Handle.check, None, on_event))
 
     def sync(
         self,
@@ -97,9 +97,10 @@ class Library:
         """
         return _result_of(self._run_here(Handle.sync, on_progress, on_event))
 
-    async def check_async(self) -> bool:
-        """Like `check`. A task that is cancelled meanwhile ends the run within 200 ms."""
-        return _is_update(await self._run_in_task(Handle.check, None, None))
+    async def check_async(self, on_event: Optional[EventHandler] = None) -> bool:
+        """Like `check`; the handler is a plain function. A task that is cancelled meanwhile
+        ends the run within 200 ms."""
+        return _is_update(await self._run_in_task(Handle.check, None, on_event))
 
     async def sync_async(
         self,

@@ -51,8 +51,7 @@ class Run:
         return self._worker.is_alive()
 
     def start(self) -> None:
-        if _exiting:
-            raise Error("the interpreter is exiting")
+        _end_thread_on_exit()
         _unfinished.add(self)
         try:
             self._worker.start()
@@ -76,6 +75,7 @@ class Run:
         if self._failure is not None:
             raise self._failure
         if self._code == c.CANCELLED:
+            _end_thread_on_exit()
             raise Cancelled("cancelled")
         if self._code == c.FAILED:
             raise SyncError(chain_text(self._chain), self._chain)
@@ -111,6 +111,13 @@ class Run:
 
 _unfinished: Set[Run] = set()
 _exiting = False
+
+
+def _end_thread_on_exit() -> None:
+    """Ends a thread without a word when the interpreter exits: a traceback that is printed
+    at that moment may bring the process down."""
+    if _exiting:
+        raise SystemExit
 
 
 @atexit.register

@@ -1,0 +1,42 @@
+"""Other Python processes."""
+
+from __future__ import annotations
+
+import os
+import pathlib
+import subprocess
+import sys
+from typing import IO, Optional
+
+import mtllib
+
+_PACKAGE_FOLDER = pathlib.Path(mtllib.__file__).parent.parent
+PROMPTLY_SECONDS = 0.2
+LONGEST_RUN_SECONDS = 30
+
+
+def start(
+    *arguments: str,
+    stderr: Optional[int] = subprocess.PIPE,
+    stdout: Optional[int] = subprocess.PIPE,
+) -> "subprocess.Popen[str]":
+    """The tests' own Python, with the same package."""
+    environment = dict(os.environ, PYTHONPATH=str(_PACKAGE_FOLDER), PYTHONFAULTHANDLER="1")
+    return subprocess.Popen(
+        [sys.executable, *arguments],
+        stdout=stdout,
+        stderr=stderr,
+        text=True,
+        env=environment,
+    )
+
+
+def line_of(stream: Optional[IO[str]]) -> str:
+    assert stream is not None
+    return stream.readline().rstrip("\n")
+
+
+def run(*arguments: str) -> "subprocess.CompletedProcess[str]":
+    process = start(*arguments)
+    output, errors = process.communicate(timeout=LONGEST_RUN_SECONDS)
+    return subprocess.CompletedProcess(arguments, process.returncode, output, errors)

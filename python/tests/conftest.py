@@ -1,0 +1,59 @@
+"""What most tests need: a server, a folder, libraries that are closed again."""
+
+from __future__ import annotations
+
+import os
+import pathlib
+import threading
+from typing import Callable, Iterator, Optional, Set
+
+import pytest
+
+import mtllib
+from scripted_server import ScriptedServer
+
+# The server is on this computer: a proxy would not find it.
+os.environ["no_proxy"] = os.environ["NO_PROXY"] = "127.0.0.1"
+
+Opener = Callable[..., mtllib.Library]
+
+
+@pytest.fixture(autouse=True)
+def _no_thread_left_behind() -> Iterator[None]:
+    def workers() -> Set[threading.Thread]:
+        return {thread for thread in threading.enumerate() if thread.name == "mtllib"}
+
+    yield
+    assert workers() == set()
+
+
+@pytest.fixture
+def server() -> Iterator[ScriptedServer]:
+    started = ScriptedServer()
+    yield started
+    started.stop()
+
+
+@pytest.fixture
+def copy(tmp_path: pathlib.Path) -> pathlib.Path:
+    """The folder of the local copy, not made yet."""
+    return tmp_path / "copy"
+
+
+@pytest.fixture
+def open_library(server: ScriptedServer, copy: pathlib.Path) -> Iterator[Opener]:
+    """Opens libraries of the server, which are closed at the end."""
+    opened = []
+
+    def opener(url: Optional[str] = None, directory: pathlib.Path = copy) -> mtllib.Library:
+        opened.append(mtllib.Library(url or server.url, directory, proxy=None))
+        return opened[-1]
+
+    yield opener
+    for library in opened:
+        library.close()
+
+
+@pytest.fixture
+def library(open_library: Opener) -> mtllib.Library:
+    return open_library()

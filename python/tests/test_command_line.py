@@ -1,0 +1,167 @@
+"""python -m mtllib"""
+
+from __future__ import annotations
+
+import os
+import pathlib
+import re
+import signal
+import subprocess
+import time
+
+import pytest
+
+import child
+import mtllib
+from scripted_server import ScriptedServer
+
+
+def _run(*arguments: str) -> "subprocess.CompletedProcess[str]":
+    return child.run("-m", "mtllib", *arguments)
+
+
+def test_it_synchronises_and_tells_in_plain_lines(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.publish({"a.mat": b"oak"})
+    process = _run("--no-proxy", server.url, str(copy))
+    assert (copy / "a.mat").read_bytes() == b"oak"
+    assert process.returncode == 0
+    assert process.stdout == "Updated: 1 file.\n"
+    assert process.stderr == (
+        "Accessing stamp\n"
+        "Getting file list\n"
+        "Downloading files: 0 %\n"
+        "Downloading files: 100 %\n"
+    )
+
+
+def test_a_copy_that_is_up_to_date_stays(server: ScriptedServer, copy: pathlib.Path) -> None:
+    server.publish({"a.mat": b"oak"})
+    _run("--no-proxy", server.url, str(copy))
+    process = _run("--no-proxy", server.url, str(copy))
+    assert (process.returncode, process.stdout) == (0, "Up to date.\n")
+
+
+def test_a_check_tells_by_its_exit_status(server: ScriptedServer, copy: pathlib.Path) -> None:
+    server.publish({})
+    process = _run("--no-proxy", "--check", server.url, str(copy))
+    assert (process.returncode, process.stdout) == (100, "An update is available.\n")
+    _run("--no-proxy", server.url, str(copy))
+    process = _run("--no-proxy", "--check", server.url, str(copy))
+    assert (process.returncode, process.stdout) == (0, "Up to date.\n")
+
+
+def test_quiet_prints_nothing(server: ScriptedServer, copy: pathlib.Path) -> None:
+    server.publish({"a.mat": b"oak"})
+    process = _run("-q", "--no-proxy", server.url, str(copy))
+    assert (process.returncode, process.stdout, process.stderr) == (0, "", "")
+
+
+def test_a_failure_is_told_with_its_cause(server: ScriptedServer, copy: pathlib.Path) -> None:
+    process = _run("--quiet", "--no-proxy", server.url, str(copy))
+    assert (process.returncode, process.stdout) == (1, "")
+    assert process.stderr == (
+        "mtllib: error: Could not download remote stamp file\n"
+        "  because: Unexpected HTTP status (404)\n"
+    )
+
+
+def test_a_warning_is_told(server: ScriptedServer, copy: pathlib.Path) -> None:
+    server.publish({})
+    process = _run("--check", "--proxy", "socks5://127.0.0.1:1", server.url, str(copy))
+    assert process.returncode == 100
+    assert process.stderr.startswith("mtllib: warning: Unkown addressing scheme")
+
+
+def test_a_path_of_a_server_leaves_the_terminal_alone(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.publish({"../\x1b[2J": b""})
+    process = _run("-q", "--no-proxy", server.url, str(copy))
+    assert process.returncode == 1
+    assert process.stderr == (
+        'mtllib: error: Path leaves the target directory: "../\\x1b[2J"\n'
+    )
+
+
+def test_a_proxy_is_asked(server: ScriptedServer, copy: pathlib.Path) -> None:
+    server.serve("http://materials.example:80/lib/id.txt", b"v1\n")
+    url = "http://materials.example/lib"
+    assert _run("--check", "--proxy", server.address, url, str(copy)).returncode == 100
+
+
+@pytest.mark.parametrize(
+    "arguments, problem",
+    [
+        ([], "the following arguments are required: URL, DIR"),
+        (["", "copy"], "argument URL: must not be empty"),
+        (["http://a", "copy", "--proxy", ""], "argument --proxy: must not be empty"),
+        (["http://a", "copy", "--proxy", "b:1", "--no-proxy"], "not allowed with argument"),
+        (["http://a", "copy", "--unknown"], "unrecognized arguments: --unknown"),
+    ],
+)
+def test_wrong_usage_has_its_own_status(arguments: "list[str]", problem: str) -> None:
+    process = _run(*arguments)
+    assert process.returncode == 2
+    assert problem in process.stderr
+
+
+def test_it_tells_the_version_of_the_library() -> None:
+    process = _run("--version")
+    assert (process.returncode, process.stdout) == (0, f"mtllib {mtllib.version()}\n")
+
+
+def test_a_library_that_is_missing_is_a_failure(monkeypatch: pytest.MonkeyPatch) -> None:
+    monkeypatch.setenv("MTLLIB_LIBRARY", "/no/such/library.so")
+    process = _run("http://a", "copy")
+    assert process.returncode == 1
+    assert process.stderr.startswith("mtllib: error: could not load /no/such/library.so: ")
+
+
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM])
+def test_an_interrupt_has_its_own_status(
+    server: ScriptedServer, copy: pathlib.Path, number: signal.Signals
+) -> None:
+    server.hold("/lib/id.txt")
+    process = child.start("-m", "mtllib", "-q", "--no-proxy", server.url, str(copy))
+    server.wait_for("/lib/id.txt")
+    process.send_signal(number)
+    assert process.communicate(timeout=child.LONGEST_RUN_SECONDS) == ("", "mtllib: interrupted\n")
+    assert process.returncode == 130
+
+
+def test_an_output_that_nobody_reads_is_a_failure(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.publish({})
+    reader, writer = os.pipe()
+    os.close(reader)
+    process = child.start("-m", "mtllib", "--no-proxy", server.url, str(copy), stdout=writer)
+    os.close(writer)
+    _, errors = process.communicate(timeout=child.LONGEST_RUN_SECONDS)
+    assert process.returncode == 1
+    assert errors.endswith("\nmtllib: error: [Errno 32] Broken pipe\n")
+
+
+def test_a_terminal_has_a_line_that_is_redrawn_and_removed(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    pieces = [bytes(1_000_000)] * 3
+    server.publish({"a.mat": b"".join(pieces)})
+    server.serve_slowly("/lib/a.mat", pieces, 0.15)
+    terminal, end = os.openpty()
+    process = child.start("-m", "mtllib", "--no-proxy", server.url, str(copy), stderr=end)
+    os.close(end)
+    drawn = b""
+    deadline = time.monotonic() + child.LONGEST_RUN_SECONDS
+    while time.monotonic() < deadline:
+        try:
+            drawn += os.read(terminal, 4096)
+        except OSError:  # The other end is closed.
+            break
+    os.close(terminal)
+    assert process.communicate()[0] == "Updated: 1 file.\n"
+    assert re.search(rb"\r\x1b\[KDownloading files: \d+ % \([123] of 3 MB\)\r", drawn)
+    assert b"\n" not in drawn
+    assert drawn.endswith(b"\r\x1b[K")

@@ -1,0 +1,159 @@
+"""What handlers get, in which order, on which thread, and what becomes of their exceptions."""
+
+from __future__ import annotations
+
+import pathlib
+import threading
+import time
+from typing import List, Union
+
+import pytest
+
+import mtllib
+from child import PROMPTLY_SECONDS
+from mtllib import Event, Progress
+from scripted_server import ScriptedServer
+
+
+def test_events_come_in_the_order_of_the_run(
+    server: ScriptedServer, library: mtllib.Library, copy: pathlib.Path
+) -> None:
+    server.publish({"a.mat": b"oak"})
+    told: List[Union[Progress, Event]] = []
+    library.sync(on_progress=told.append, on_event=told.append)
+    assert told == [
+        Event("info", f'Remote address: "{server.url}"'),
+        Event("info", f'Target directory: "{copy}"'),
+        Event("stage", "Creating download directory"),
+        Event("info", "HTTP proxy disabled. Using direct connection."),
+        Event("stage", "Downloading remote stamp file"),
+        Progress("Accessing stamp", None, 0, None),
+        Event("stage", f'Opening local stamp file "{copy}/id.txt"'),
+        Event(
+            "stage",
+            "Opening local stamp file failed: [PFileStream::Open] 2: (2) "
+            "The system cannot find the file specified.\r\n",
+        ),
+        Progress("Getting file list", None, 0, None),
+        Progress("Downloading files", 0, 0, 0),
+        Event("stage", 'Downloading file "a.mat" (3 bytes)'),
+        Progress("Downloading files", 1000, 0, 0),
+    ]
+
+
+def test_an_error_is_the_last_event(library: mtllib.Library) -> None:
+    told: List[Event] = []
+    with pytest.raises(mtllib.SyncError) as caught:
+        library.sync(on_event=told.append)
+    assert told[-1].kind == "error"
+    assert told[-1].text == "Could not download remote stamp file"
+    assert list(told[-1].chain) == caught.value.chain
+
+
+def test_a_failure_that_the_run_survives_is_a_warning(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.publish({})
+    told: List[Event] = []
+    with mtllib.Library(server.url, copy, proxy="socks5://127.0.0.1:1") as library:
+        library.check(on_event=told.append)
+    assert [event.text for event in told if event.kind == "warning"] == [
+        'Unkown addressing scheme of the http proxy address "socks5://127.0.0.1:1". '
+        "Using direct connection."
+    ]
+
+
+def test_handlers_are_called_on_the_thread_that_called(
+    server: ScriptedServer, library: mtllib.Library
+) -> None:
+    server.publish({"a.mat": b"oak"})
+    threads = set()
+
+    def note(_: object) -> None:
+        threads.add(threading.current_thread())
+
+    library.sync(on_progress=note, on_event=note)
+    assert threads == {threading.current_thread()}
+
+
+def test_progress_grows_to_its_end(server: ScriptedServer, library: mtllib.Library) -> None:
+    pieces = [bytes(1_000_000)] * 3
+    server.publish({"a.mat": b"".join(pieces)})
+    server.serve_slowly("/lib/a.mat", pieces, 0.02)
+    told: List[Progress] = []
+    library.sync(on_progress=told.append)
+    files = [progress for progress in told if progress.text == "Downloading files"]
+    assert files == sorted(files, key=lambda progress: progress.permille or 0)
+    assert files[-1] == Progress("Downloading files", 1000, 3, 3)
+    assert str(files[-1]) == "Downloading files: 100 % (3 of 3 MB)"
+
+
+def test_progress_comes_only_when_something_has_changed(
+    server: ScriptedServer, library: mtllib.Library
+) -> None:
+    server.publish({})
+    server.hold("/lib/id.txt")
+    threading.Timer(0.5, server.release, ["/lib/id.txt"]).start()
+    told: List[Progress] = []
+    library.sync(on_progress=told.append)
+    assert told[0] == Progress("Accessing stamp", None, 0, None)
+    assert told[1].text == "Getting file list"
+
+
+def test_a_slow_handler_does_not_stall_the_transfers(
+    server: ScriptedServer, library: mtllib.Library, copy: pathlib.Path
+) -> None:
+    server.publish({f"{number}.mat": b"oak" for number in range(20)})
+    waited: List[str] = []
+
+    def wait_for_the_last_file(_: Event) -> None:
+        deadline = time.monotonic() + 5
+        while not waited and time.monotonic() < deadline:
+            if (copy / "id.txt").exists():
+                waited.append("enough")
+
+    library.sync(on_event=wait_for_the_last_file)
+    assert waited == ["enough"]
+
+
+def test_a_slow_handler_misses_stages_but_no_warning_and_no_error(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    files = {f"{number}.mat": b"" for number in range(2000)}
+    server.publish(files)
+    stamp = copy / "id.txt"
+    told: List[Event] = []
+
+    def wait_for_the_end(event: Event) -> None:
+        told.append(event)
+        while not stamp.exists():
+            time.sleep(0.01)
+
+    with mtllib.Library(server.url, copy, proxy="socks5://127.0.0.1:1") as library:
+        result = library.sync(on_event=wait_for_the_end)
+    assert result.files == 2000
+    assert 1000 < result.skipped_events
+    assert len(told) <= 1001
+    assert "warning" in [event.kind for event in told]
+    assert told[-1].text == 'Downloading file "1999.mat" (0 bytes)'
+
+
+def test_an_exception_of_a_handler_cancels_the_run_and_is_raised(
+    server: ScriptedServer, library: mtllib.Library, copy: pathlib.Path
+) -> None:
+    server.publish({"a.mat": b"oak"})
+    server.hold("/lib/a.mat")
+    raised_at = []
+
+    def fail(progress: Progress) -> None:
+        if progress.text == "Downloading files":
+            raised_at.append(time.monotonic())
+            raise LookupError("of the handler")
+
+    with pytest.raises(LookupError, match="of the handler"):
+        library.sync(on_progress=fail)
+    assert time.monotonic() - raised_at[0] < PROMPTLY_SECONDS
+    assert len(raised_at) == 1
+    assert not (copy / "id.txt").exists()
+    server.release("/lib/a.mat")
+    assert library.sync().updated

@@ -1,0 +1,97 @@
+"""Interrupts from the keyboard, in processes of their own."""
+
+from __future__ import annotations
+
+import pathlib
+import signal
+import time
+
+import pytest
+
+import child
+from scripted_server import ScriptedServer
+
+_RUN = """
+import sys, threading
+import mtllib
+url, directory, operation = sys.argv[1:]
+library = mtllib.Library(url, directory, proxy=None)
+try:
+    getattr(library, operation)()
+except KeyboardInterrupt:
+    print("interrupted", threading.active_count(), flush=True)
+    print("update" if library.check() else "none", flush=True)
+"""
+
+
+@pytest.mark.parametrize(
+    "operation, target",
+    [("check", "/lib/id.txt"), ("sync", "/lib/filelist.json"), ("sync", "/lib/a.mat")],
+)
+def test_an_interrupt_ends_a_run_promptly_and_leaves_no_thread(
+    server: ScriptedServer, copy: pathlib.Path, operation: str, target: str
+) -> None:
+    server.publish({"a.mat": b"oak"})
+    server.hold(target)
+    process = child.start("-c", _RUN, server.url, str(copy), operation)
+    server.wait_for(target)
+    interrupted_at = time.monotonic()
+    process.send_signal(signal.SIGINT)
+    assert child.line_of(process.stdout) == "interrupted 1"
+    assert time.monotonic() - interrupted_at < child.PROMPTLY_SECONDS
+    server.release(target)
+    assert process.communicate(timeout=child.LONGEST_RUN_SECONDS) == ("update\n", "")
+    assert process.returncode == 0
+
+
+_HANDLER = """
+import sys, time
+import mtllib
+def handler(event):
+    print("handling", flush=True)
+    time.sleep(60)
+try:
+    mtllib.Library(sys.argv[1], sys.argv[2], proxy=None).sync(on_event=handler)
+except KeyboardInterrupt:
+    print("interrupted", flush=True)
+"""
+
+
+def test_an_interrupt_in_a_handler_ends_the_run(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.publish({})
+    server.hold("/lib/id.txt")
+    process = child.start("-c", _HANDLER, server.url, str(copy))
+    assert child.line_of(process.stdout) == "handling"
+    interrupted_at = time.monotonic()
+    process.send_signal(signal.SIGINT)
+    assert child.line_of(process.stdout) == "interrupted"
+    assert time.monotonic() - interrupted_at < child.PROMPTLY_SECONDS
+    assert process.wait(child.LONGEST_RUN_SECONDS) == 0
+    assert process.communicate() == ("", "")
+
+
+_AGAIN_AND_AGAIN = """
+import signal, sys, threading
+import mtllib
+library = mtllib.Library(sys.argv[1], sys.argv[2], proxy=None)
+interrupts = 0
+for number in range(150):
+    signal.setitimer(signal.ITIMER_REAL, 0.0001 + number * 0.00005)
+    try:
+        library.sync()
+        signal.setitimer(signal.ITIMER_REAL, 0)
+    except KeyboardInterrupt:
+        interrupts += 1
+print(interrupts > 0, threading.active_count(), library.check())
+"""
+
+
+def test_an_interrupt_at_any_moment_does_no_harm(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.publish({"a.mat": b"oak"})
+    code = "import signal; signal.signal(signal.SIGALRM, signal.default_int_handler)\n"
+    process = child.run("-c", code + _AGAIN_AND_AGAIN, server.url, str(copy))
+    assert (process.stdout, process.stderr) == ("True 1 False\n", "")

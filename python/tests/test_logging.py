@@ -1,0 +1,73 @@
+"""Events in Python's logging."""
+
+from __future__ import annotations
+
+import logging
+import pathlib
+
+import pytest
+
+import child
+import mtllib
+from conftest import Opener
+from scripted_server import ScriptedServer
+
+
+def test_stages_are_debug_and_information_is_info(
+    server: ScriptedServer, library: mtllib.Library, caplog: pytest.LogCaptureFixture
+) -> None:
+    caplog.set_level(logging.DEBUG, "mtllib")
+    server.publish({})
+    library.check()
+    assert caplog.record_tuples[:2] == [
+        ("mtllib", logging.INFO, "HTTP proxy disabled. Using direct connection."),
+        ("mtllib", logging.DEBUG, "Downloading remote stamp file"),
+    ]
+
+
+def test_a_warning_is_a_warning(
+    server: ScriptedServer, copy: pathlib.Path, caplog: pytest.LogCaptureFixture
+) -> None:
+    server.publish({})
+    with mtllib.Library(server.url, copy, proxy="socks5://127.0.0.1:1") as library:
+        library.check()
+    assert [record[:2] for record in caplog.record_tuples] == [("mtllib", logging.WARNING)]
+
+
+def test_a_failure_is_an_error_with_its_causes(
+    library: mtllib.Library, caplog: pytest.LogCaptureFixture
+) -> None:
+    with pytest.raises(mtllib.SyncError):
+        library.check()
+    assert caplog.record_tuples == [
+        (
+            "mtllib",
+            logging.ERROR,
+            "Could not download remote stamp file, because: Unexpected HTTP status (404)",
+        )
+    ]
+
+
+def test_the_end_of_a_cancelled_run_is_information(
+    server: ScriptedServer, open_library: Opener, caplog: pytest.LogCaptureFixture
+) -> None:
+    server.hold("/lib/id.txt")
+    library = open_library()
+    with pytest.raises(mtllib.Cancelled):
+        library.check(on_event=lambda _: library.cancel())
+    assert [record for record in caplog.record_tuples if record[1] > logging.INFO] == []
+
+
+def test_without_logging_set_up_nothing_is_printed(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    code = """
+import sys
+import mtllib
+try:
+    mtllib.Library(sys.argv[1], sys.argv[2], proxy=None).check()
+except mtllib.SyncError:
+    print("failed")
+"""
+    process = child.run("-c", code, server.url, str(copy))
+    assert (process.stdout, process.stderr) == ("failed\n", "")
