@@ -60,12 +60,14 @@ class ProgressDisplay:
         self._write(_CLEAR_LINE + line[:columns])
 
     def _note(self, progress: Progress) -> None:
+        if progress.text != self._phase:
+            self._phase = progress.text
+            self._tenths = 0
+            self._write(printable(progress.text) + "\n")
         tenths = (progress.permille or 0) // _PERMILLE_PER_NOTE
-        if progress.text == self._phase and tenths <= self._tenths:
-            return
-        self._phase = progress.text
-        self._tenths = tenths
-        self._write(printable(str(progress)) + "\n")
+        if tenths > self._tenths:
+            self._tenths = tenths
+            self._write(printable(str(progress)) + "\n")
 
     def _write(self, text: str) -> None:
         self._stream.write(text)

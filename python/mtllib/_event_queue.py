@@ -14,8 +14,9 @@ class EventQueue:
 
     Who puts events in never waits: a handler that is slow, or never returns, must not stall
     the transfers, whose servers give up after a while. A million files must not fill the
-    memory either. So progress that directly follows progress takes its place, and when the
-    queue is full, the oldest event that is not a warning or an error gives way.
+    memory either. So progress that directly follows progress of the same phase takes its
+    place, and when the queue is full, the oldest event that is not a warning or an error
+    gives way.
     """
 
     CAPACITY = 1000
@@ -30,10 +31,9 @@ class EventQueue:
     def put(self, event: Union[Progress, Event, None]) -> None:
         """None is the end: nothing follows it."""
         with self._lock:
-            if self._events and isinstance(event, Progress):
-                if isinstance(self._events[-1], Progress):
-                    self._events[-1] = event
-                    return
+            if self._supersedes_the_last(event):
+                self._events[-1] = event
+                return
             is_full = len(self._events) >= self.CAPACITY
             if is_full:
                 self._drop_one()
@@ -46,6 +46,14 @@ class EventQueue:
         """The oldest event; call it only after an announcement."""
         with self._lock:
             return self._events.popleft()
+
+    def _supersedes_the_last(self, event: Union[Progress, Event, None]) -> bool:
+        last = self._events[-1] if self._events else None
+        return (
+            isinstance(event, Progress)
+            and isinstance(last, Progress)
+            and event.text == last.text
+        )
 
     def _drop_one(self) -> None:
         dispensable = (

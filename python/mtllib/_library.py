@@ -19,8 +19,9 @@ from mtllib._settings import SYSTEM_PROXY, Path, Proxy, Settings
 ProgressHandler = Callable[[Progress], object]
 EventHandler = Callable[[Event], object]
 
-# A wait without a limit would keep an interrupt from the keyboard waiting on Windows.
-_LONGEST_WAIT_SECONDS = 0.1
+# An interrupt from the keyboard that comes in the moment before a wait begins does not end
+# it; on Windows, none does.
+_LONGEST_WAIT_SECONDS = 0.05
 
 
 class Library:

@@ -31,7 +31,7 @@ def test_it_synchronises_and_tells_in_plain_lines(
     assert process.stderr == (
         "Accessing stamp\n"
         "Getting file list\n"
-        "Downloading files: 0 %\n"
+        "Downloading files\n"
         "Downloading files: 100 %\n"
     )
 

@@ -26,7 +26,7 @@ def _stage(number: int) -> Event:
     return Event("stage", str(number))
 
 
-def test_progress_that_follows_progress_takes_its_place() -> None:
+def test_progress_that_follows_progress_of_its_phase_takes_its_place() -> None:
     queue = _Queue()
     for permille in range(3):
         queue.put(Progress("a", permille))
@@ -35,6 +35,13 @@ def test_progress_that_follows_progress_takes_its_place() -> None:
     queue.put(None)
     assert queue.take_all() == [Progress("a", 2), _stage(1), Progress("a", 3), None]
     assert queue.skipped == 0
+
+
+def test_every_phase_is_told() -> None:
+    queue = _Queue()
+    queue.put(Progress("a"))
+    queue.put(Progress("b"))
+    assert queue.take_all() == [Progress("a"), Progress("b")]
 
 
 def test_the_oldest_stages_give_way_when_it_is_full() -> None:

@@ -20,7 +20,15 @@ def test_events_come_in_the_order_of_the_run(
 ) -> None:
     server.publish({"a.mat": b"oak"})
     told: List[Union[Progress, Event]] = []
-    library.sync(on_progress=told.append, on_event=told.append)
+
+    def tell(event: Union[Progress, Event]) -> None:
+        # Whether progress skips a step depends on the time that things take.
+        if isinstance(event, Progress) and isinstance(told[-1], Progress):
+            if event.text == told[-1].text:
+                told.pop()
+        told.append(event)
+
+    library.sync(on_progress=tell, on_event=tell)
     assert told == [
         Event("info", f'Remote address: "{server.url}"'),
         Event("info", f'Target directory: "{copy}"'),

@@ -49,7 +49,8 @@ import sys, time
 import mtllib
 def handler(event):
     print("handling", flush=True)
-    time.sleep(60)
+    while True:
+        time.sleep(0.01)
 try:
     mtllib.Library(sys.argv[1], sys.argv[2], proxy=None).sync(on_event=handler)
 except KeyboardInterrupt:
