@@ -52,11 +52,9 @@ class Run:
 
     def start(self) -> None:
         _end_thread_on_exit()
-        _unfinished.add(self)
         try:
             self._worker.start()
         except RuntimeError as error:
-            _unfinished.discard(self)
             raise Error(f"could not start a thread: {error}") from error
 
     def cancel(self) -> None:
@@ -84,19 +82,23 @@ class Run:
         return self._code
 
     def _work(self) -> None:
+        _unfinished.add(self)
         try:
-            if not self.cancelled:
-                self._code = self._operation(self._handle, self._receive)
-            if self._code == c.CANCELLED and not self.cancelled:
-                # A request that came too late for the run before was kept for this one.
-                self._code = self._operation(self._handle, self._receive)
-            if self._code == c.FAILED:
-                self._chain = self._handle.last_error()
+            if not self.cancelled and not _exiting:
+                self._call()
         except BaseException as failure:
             self._failure = failure
         finally:
             _unfinished.discard(self)
             self.events.put(None)
+
+    def _call(self) -> None:
+        self._code = self._operation(self._handle, self._receive)
+        if self._code == c.CANCELLED and not self.cancelled:
+            # A request that came too late for the run before was kept for this one.
+            self._code = self._operation(self._handle, self._receive)
+        if self._code == c.FAILED:
+            self._chain = self._handle.last_error()
 
     def _receive(self, event: Union[Progress, Event]) -> None:
         if event == self._progress:

@@ -85,7 +85,8 @@ for number in range(150):
         signal.setitimer(signal.ITIMER_REAL, 0)
     except KeyboardInterrupt:
         interrupts += 1
-print(interrupts > 0, threading.active_count(), library.check())
+alive = sum(thread.is_alive() for thread in threading.enumerate())
+print(interrupts > 0, alive, library.check())
 """
 
 
