@@ -37,8 +37,8 @@ class Library:
 
     Handlers are called on the thread that called `sync`, or in the task that awaits
     `sync_async`, while the transfers go on, and may call `cancel` and `close`. When they
-    cannot keep up, progress skips steps, and after `EventQueue.CAPACITY` waiting events
-    stages and information are left out, never warnings or errors. An exception of a handler
+    cannot keep up, progress skips steps, and once 1000 events wait, the oldest stages and
+    information are left out, but no warnings and errors. An exception of a handler
     cancels the run, and is then raised from it. The transfers do need the interpreter's lock
     for every event: they stand still while it is held for long.
 
@@ -65,7 +65,7 @@ class Library:
         module: the plug-in to load, when not the one that comes with the package.
         """
         self._handle = Handle(Settings(url, directory, sub_path, proxy, module))
-        self._lock = threading.Lock()
+        self._lock = threading.RLock()
         self._run: Optional[Run] = None
         self._is_closed = False
 

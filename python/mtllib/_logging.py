@@ -29,4 +29,4 @@ def log(event: Event, cancelled: bool) -> None:
     level = _LEVELS[event.kind]
     if cancelled and event.kind == "error":
         level = logging.INFO
-    _logger.log(level, "%s", chain_text(event.chain) or event.text)
+    _logger.log(level, "%s", chain_text(event.chain) or event.text.strip())

@@ -12,12 +12,14 @@ import child
 from scripted_server import ScriptedServer
 
 _RUN = """
-import sys, threading
+import asyncio, sys, threading
 import mtllib
 url, directory, operation = sys.argv[1:]
 library = mtllib.Library(url, directory, proxy=None)
 try:
-    getattr(library, operation)()
+    result = getattr(library, operation)()
+    if asyncio.iscoroutine(result):
+        asyncio.run(result)
 except KeyboardInterrupt:
     print("interrupted", threading.active_count(), flush=True)
     print("update" if library.check() else "none", flush=True)
@@ -26,7 +28,12 @@ except KeyboardInterrupt:
 
 @pytest.mark.parametrize(
     "operation, target",
-    [("check", "/lib/id.txt"), ("sync", "/lib/filelist.json"), ("sync", "/lib/a.mat")],
+    [
+        ("check", "/lib/id.txt"),
+        ("sync", "/lib/filelist.json"),
+        ("sync", "/lib/a.mat"),
+        ("sync_async", "/lib/a.mat"),
+    ],
 )
 def test_an_interrupt_ends_a_run_promptly_and_leaves_no_thread(
     server: ScriptedServer, copy: pathlib.Path, operation: str, target: str

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import os
 import pathlib
 import threading
 from typing import List
@@ -75,6 +76,13 @@ def test_the_proxy_of_the_system_is_the_default(
 
 
 def test_a_module_can_be_named(server: ScriptedServer, copy: pathlib.Path) -> None:
+    server.publish({})
+    module = pathlib.Path(os.environ["MTLLIB_LIBRARY"]).with_name("libmtllib.so")
+    with mtllib.Library(server.url, copy, proxy=None, module=module) as library:
+        assert library.check() is True
+
+
+def test_a_module_that_is_missing_is_told(server: ScriptedServer, copy: pathlib.Path) -> None:
     with pytest.raises(mtllib.LoadError, match="/no/such/module.so"):
         mtllib.Library(server.url, copy, module="/no/such/module.so")
 
