@@ -186,6 +186,7 @@ class Library:
             run.cancel()
             while run.is_running and await next_event() is not None:
                 pass
+            run.join()
             raise
         run.join()
         return run

@@ -1,14 +1,18 @@
 """One check or synchronisation under way, on a thread of its own.
 
 The C call runs on a worker thread, so that the thread that asked for it stays in Python:
-there it can be interrupted, and call the handlers, while the transfers go on. Worker threads
-are daemons, else Python would wait for the end of the transfers before it exits; instead
-they are cancelled on exit and waited for, since a thread that is still inside the library
-when the interpreter goes away brings the process down.
+there it can be interrupted, and call the handlers, while the transfers go on. Runs are
+cancelled when the interpreter exits, and waited for, since a thread that is still inside the
+library when the interpreter goes away brings the process down.
+
+Threads and locks are the plain ones. An interrupt in the wrong moment of the start of a
+`threading.Thread` leaves that one stuck, or comes out as a RuntimeError; and Python would
+wait for the end of the transfers before it exits, or else not at all.
 """
 
 from __future__ import annotations
 
+import _thread
 import atexit
 import os
 import sys
@@ -44,29 +48,35 @@ class Run:
         self._code = c.CANCELLED
         self._chain: List[ErrorEntry] = []
         self._failure: Optional[BaseException] = None
-        self._worker = threading.Thread(target=self._work, name="mtllib", daemon=True)
+        self._is_begun = threading.Lock()  # Held until then, like the next one.
+        self._has_ended = threading.Lock()
+        self._is_begun.acquire()
+        self._has_ended.acquire()
 
     @property
     def is_running(self) -> bool:
-        return self._worker.is_alive()
+        return self in _unfinished
 
     def start(self) -> None:
+        """Returns when it runs; when interrupted, it may yet begin, and must be cancelled."""
         _end_thread_on_exit()
         try:
-            self._worker.start()
+            _thread.start_new_thread(self._work, ())
         except RuntimeError as error:
             raise Error(f"could not start a thread: {error}") from error
+        self._is_begun.acquire()
 
     def cancel(self) -> None:
-        """Ends it within 200 ms, or as soon as it starts; does nothing when it has ended."""
+        """Ends it within 200 ms, or as soon as it begins; does nothing when it has ended."""
         self.cancelled = True
         if self.is_running:
             self._handle.cancel()
 
     def join(self) -> None:
-        """Waits until its thread has ended."""
+        """Waits for its end if it runs."""
         if self.is_running:
-            self._worker.join()
+            with self._has_ended:
+                pass
 
     def outcome(self) -> int:
         """Once it has ended: c.OK or c.UPDATE_AVAILABLE; raises what else it came to."""
@@ -83,14 +93,15 @@ class Run:
 
     def _work(self) -> None:
         _unfinished.add(self)
+        self._is_begun.release()
         try:
             if not self.cancelled and not _exiting:
                 self._call()
         except BaseException as failure:
             self._failure = failure
-        finally:
-            _unfinished.discard(self)
-            self.events.put(None)
+        self.events.put(None)
+        _unfinished.discard(self)
+        self._has_ended.release()
 
     def _call(self) -> None:
         self._code = self._operation(self._handle, self._receive)

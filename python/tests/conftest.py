@@ -4,12 +4,12 @@ from __future__ import annotations
 
 import os
 import pathlib
-import threading
-from typing import Callable, Iterator, Optional, Set
+from typing import Callable, Iterator, Optional
 
 import pytest
 
 import mtllib
+from mtllib import _run
 from scripted_server import ScriptedServer
 
 # The server is on this computer: a proxy would not find it.
@@ -19,12 +19,9 @@ Opener = Callable[..., mtllib.Library]
 
 
 @pytest.fixture(autouse=True)
-def _no_thread_left_behind() -> Iterator[None]:
-    def workers() -> Set[threading.Thread]:
-        return {thread for thread in threading.enumerate() if thread.name == "mtllib"}
-
+def _no_run_left_behind() -> Iterator[None]:
     yield
-    assert workers() == set()
+    assert not _run._unfinished
 
 
 @pytest.fixture

@@ -116,15 +116,15 @@ def test_a_second_run_at_the_same_time_is_refused(
     server: ScriptedServer, library: mtllib.Library
 ) -> None:
     server.publish({"a.mat": b"oak"})
-    refusals = []
-
-    def try_another(_: mtllib.Event) -> None:
-        with pytest.raises(mtllib.Error, match="a run is under way already") as refusal:
-            library.check()
-        refusals.append(refusal)
-
-    assert library.sync(on_event=try_another).updated
-    assert refusals
+    server.hold("/lib/a.mat")
+    thread = threading.Thread(target=library.sync)
+    thread.start()
+    server.wait_for("/lib/a.mat")
+    with pytest.raises(mtllib.Error, match="a run is under way already"):
+        library.check()
+    server.release("/lib/a.mat")
+    thread.join()
+    assert library.check() is False
 
 
 def test_a_closed_library_refuses_to_run(library: mtllib.Library) -> None:
