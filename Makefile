@@ -1,6 +1,6 @@
 # For people; CMake and its presets do the work.
 .PHONY: all release test windows test-windows fuzz documents demo coverage mutate bench bench-micro lint \
-  format clean deps wheel test-python
+  format clean deps wheel test-python blender-addon test-blender
 
 all: release
 
@@ -35,6 +35,14 @@ wheel:
 test-python: wheel
 	cd python && /usr/bin/mypy && \
 	  MTLLIB_LIBRARY=$(CURDIR)/build/release/bin/libmtlhost.so /usr/bin/python3 -m pytest --quiet
+
+# The add-on for Blender, with the Python package in it.
+blender-addon: wheel
+	scripts/build-blender-addon dist
+
+test-blender: blender-addon
+	scripts/install-deps --blender
+	cd integrations/blender && /usr/bin/mypy && /usr/bin/python3 -m pytest --quiet
 
 fuzz:
 	scripts/install-deps --fuzz

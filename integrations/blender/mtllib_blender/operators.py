@@ -1,0 +1,139 @@
+"""The operators: synchronise, check, cancel."""
+
+from __future__ import annotations
+
+from typing import TYPE_CHECKING, Any, Optional, Set
+
+import bpy
+
+from . import asset_library, package, preferences, session
+from .settings import Settings
+from .task import Task
+
+if TYPE_CHECKING:
+    from .messages import Message
+
+Status = Set[str]
+
+
+class _TaskOperator:
+    """Runs a task in the background when invoked by a user, and while its caller waits when
+    called by a script or in a Blender without windows, where no timers come."""
+
+    _task: Task
+    _session: session.Session
+    _settings: Settings
+
+    def after_success(self) -> None:
+        """On Blender's thread."""
+
+    def execute(self, context: Any) -> Status:
+        if not self._start(context):
+            return {"CANCELLED"}
+        self._session.wait()
+        return self._finish()
+
+    def invoke(self, context: Any, _event: Any) -> Status:
+        if bpy.app.background:
+            return self.execute(context)
+        if not self._start(context):
+            return {"CANCELLED"}
+        # The window of the preferences may be closed meanwhile, its parent stays.
+        window = context.window.parent or context.window
+        self._session.add_timer(window)
+        with context.temp_override(window=window):
+            context.window_manager.modal_handler_add(self)
+        return {"RUNNING_MODAL"}
+
+    def modal(self, _context: Any, event: Any) -> Status:
+        if event.type == "ESC" and event.value == "PRESS":
+            self._session.work.cancel()
+            return {"RUNNING_MODAL"}
+        if event.type == "TIMER" and self._session.has_ended():
+            return self._finish()
+        return {"PASS_THROUGH"}
+
+    def cancel(self, _context: Any) -> None:
+        """Blender closes the window, or loads another file."""
+        session.stop()
+
+    def _start(self, context: Any) -> bool:
+        if session.current() is not None:
+            self._report_error("A check or synchronisation is under way already.")
+            return False
+        self._settings = preferences.settings(context)
+        missing = self._settings.missing()
+        if missing is not None:
+            self._report_error(f"{missing} is empty.\nSet it in the add-on's preferences.")
+            return False
+        try:
+            package.provide()
+        except package.MissingPackage as error:
+            self._report_error(f"{error}.")
+            return False
+        # Only now can they be imported: they use the package.
+        from . import messages, work
+
+        try:
+            self._session = session.start(work.Work(self._settings, self._task))
+        except Exception as error:
+            self._report(messages.failed(error))
+            return False
+        return True
+
+    def _finish(self) -> Status:
+        session.end()
+        work = self._session.work
+        if work.succeeded:
+            self.after_success()
+        self._report(work.message)
+        return {"FINISHED"} if work.succeeded else {"CANCELLED"}
+
+    def _report_error(self, text: str) -> None:
+        self.report({"ERROR"}, text)  # type: ignore[attr-defined]
+
+    def _report(self, message: "Message") -> None:
+        self.report({message.level}, message.text)  # type: ignore[attr-defined]
+
+
+class MTLLIB_OT_synchronise(_TaskOperator, bpy.types.Operator):
+    bl_idname = "mtllib.synchronise"
+    bl_label = "Synchronise Material Library"
+    bl_description = (
+        "Bring the local copy of the online material library up to date, and register it as an "
+        "asset library"
+    )
+
+    _task = Task.SYNCHRONISE
+
+    def after_success(self) -> None:
+        asset_library.register(self._settings.asset_library, self._settings.folder)
+        asset_library.refresh_browsers()
+
+
+class MTLLIB_OT_check(_TaskOperator, bpy.types.Operator):
+    bl_idname = "mtllib.check"
+    bl_label = "Check Material Library"
+    bl_description = "Tell whether the online material library has changed; writes nothing"
+    _task = Task.CHECK
+
+
+class MTLLIB_OT_cancel(bpy.types.Operator):
+    bl_idname = "mtllib.cancel"
+    bl_label = "Cancel"
+    bl_description = "End the check or synchronisation that is under way"
+
+    @classmethod
+    def poll(cls, _context: Any) -> bool:
+        return session.current() is not None
+
+    def execute(self, _context: Any) -> Status:
+        running: Optional[session.Session] = session.current()
+        if running is not None:
+            running.work.cancel()
+        return {"FINISHED"}
+
+
+register, unregister = bpy.utils.register_classes_factory(
+    (MTLLIB_OT_synchronise, MTLLIB_OT_check, MTLLIB_OT_cancel)
+)

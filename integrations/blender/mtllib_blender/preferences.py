@@ -1,0 +1,82 @@
+"""The add-on's preferences, with its buttons."""
+
+import os
+from typing import Any
+
+import bpy
+from bpy.props import EnumProperty, StringProperty
+
+from . import session
+from .settings import PROXY_ADDRESS, PROXY_NONE, PROXY_SYSTEM, Settings
+
+
+def _make_folder_absolute(preferences: Any, _context: Any) -> None:
+    """Blender may have put down the folder relative to the file that is open."""
+    folder = preferences.folder
+    if folder:
+        # As an item, which does not call this again.
+        preferences["folder"] = os.path.abspath(os.path.expanduser(bpy.path.abspath(folder)))
+
+
+class MtllibPreferences(bpy.types.AddonPreferences):
+    bl_idname = __package__
+
+    address: StringProperty(  # type: ignore[valid-type]
+        name="Address",
+        description="Address of the online library, such as https://library.example/materials",
+    )
+    folder: StringProperty(  # type: ignore[valid-type]
+        name="Folder",
+        description="Folder of the local copy, made if missing; keep nothing else in it",
+        subtype="DIR_PATH",
+        update=_make_folder_absolute,
+    )
+    proxy: EnumProperty(  # type: ignore[valid-type]
+        name="Proxy",
+        items=(
+            (PROXY_SYSTEM, "System", "The proxy of the system's settings"),
+            (PROXY_NONE, "None", "No proxy"),
+            (PROXY_ADDRESS, "Address", "The HTTP proxy at an address"),
+        ),
+    )
+    proxy_address: StringProperty(  # type: ignore[valid-type]
+        name="Proxy Address", description="HOST:PORT"
+    )
+    asset_library: StringProperty(  # type: ignore[valid-type]
+        name="Asset Library",
+        description="Name of the asset library as which the folder is registered",
+        default="Online Materials",
+    )
+
+    def draw(self, _context: Any) -> None:
+        layout = self.layout
+        layout.use_property_split = True
+        layout.prop(self, "address")
+        layout.prop(self, "folder")
+        layout.prop(self, "proxy")
+        if self.proxy == PROXY_ADDRESS:
+            layout.prop(self, "proxy_address")
+        layout.prop(self, "asset_library")
+        running = session.current()
+        row = layout.row()
+        if running is None:
+            row.operator("mtllib.synchronise", icon="FILE_REFRESH")
+            row.operator("mtllib.check", icon="VIEWZOOM")
+        else:
+            row.label(text=running.text)
+            row.operator("mtllib.cancel", icon="X")
+
+
+def settings(context: Any) -> Settings:
+    """The present ones."""
+    preferences = context.preferences.addons[__package__].preferences
+    return Settings(
+        preferences.address.strip(),
+        preferences.folder,
+        preferences.proxy,
+        preferences.proxy_address.strip(),
+        preferences.asset_library.strip(),
+    )
+
+
+register, unregister = bpy.utils.register_classes_factory((MtllibPreferences,))

@@ -1,0 +1,33 @@
+"""What the user has set, as plain values that any thread may read."""
+
+from __future__ import annotations
+
+from dataclasses import dataclass
+from typing import Optional
+
+PROXY_SYSTEM = "SYSTEM"
+PROXY_NONE = "NONE"
+PROXY_ADDRESS = "ADDRESS"
+
+
+@dataclass(frozen=True)
+class Settings:
+    address: str
+    """Of the online library."""
+    folder: str
+    """Of the local copy; absolute."""
+    proxy: str
+    """One of the constants above."""
+    proxy_address: str
+    asset_library: str
+    """The name under which the folder is registered."""
+
+    def missing(self) -> Optional[str]:
+        """The label of the first setting without which nothing can start."""
+        values = {
+            "Address": self.address,
+            "Folder": self.folder,
+            "Proxy Address": self.proxy != PROXY_ADDRESS or self.proxy_address,
+            "Asset Library": self.asset_library,
+        }
+        return next((label for label, value in values.items() if not value), None)

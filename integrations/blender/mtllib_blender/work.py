@@ -1,0 +1,73 @@
+"""A check or a synchronisation on a thread of its own, which never touches bpy."""
+
+from __future__ import annotations
+
+import threading
+from typing import List, Optional, Union
+
+import mtllib
+
+from . import messages
+from .messages import Message
+from .settings import PROXY_NONE, PROXY_SYSTEM, Settings
+from .task import Task
+
+
+class Work:
+    """Begins when it is made; Blender's thread watches it."""
+
+    def __init__(self, settings: Settings, task: Task) -> None:
+        """Raises mtllib.LoadError and ValueError."""
+        self.progress: Optional[mtllib.Progress] = None
+        """The newest."""
+        self.succeeded = False
+        """Once it has ended; so is the message."""
+        self.message = messages.cancelled()
+        self._do = {Task.CHECK: self._check, Task.SYNCHRONISE: self._synchronise}[task]
+        self._warnings: List[str] = []
+        self._is_cancelled = False
+        self._library = mtllib.Library(
+            settings.address, settings.folder, proxy=_proxy_of(settings)
+        )
+        # A daemon: the package ends its runs itself when the interpreter exits.
+        self._thread = threading.Thread(target=self._run, name="mtllib_blender", daemon=True)
+        self._thread.start()
+
+    def wait(self, seconds: Optional[float] = None) -> bool:
+        """Whether it has ended, within that time if one is given."""
+        self._thread.join(seconds)
+        return not self._thread.is_alive()
+
+    def cancel(self) -> None:
+        """Ends it within 200 ms, also when its thread has hardly begun."""
+        self._is_cancelled = True
+        self._library.close()
+
+    def _run(self) -> None:
+        with self._library:
+            try:
+                self.message = self._do()
+                self.succeeded = True
+            except Exception as error:
+                if not self._is_cancelled:
+                    self.message = messages.failed(error)
+
+    def _check(self) -> Message:
+        return messages.checked(self._library.check(self._note))
+
+    def _synchronise(self) -> Message:
+        result = self._library.sync(self._show, self._note)
+        return messages.synchronised(result, self._warnings)
+
+    def _show(self, progress: mtllib.Progress) -> None:
+        self.progress = progress
+
+    def _note(self, event: mtllib.Event) -> None:
+        if event.kind == "warning":
+            self._warnings.append(" ".join(event.text.split()))
+
+
+def _proxy_of(settings: Settings) -> Union[mtllib.SystemProxy, str, None]:
+    if settings.proxy == PROXY_SYSTEM:
+        return mtllib.SYSTEM_PROXY
+    return None if settings.proxy == PROXY_NONE else settings.proxy_address
