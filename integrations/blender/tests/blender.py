@@ -6,6 +6,7 @@ import dataclasses
 import json
 import os
 import pathlib
+import shutil
 import subprocess
 import sys
 from typing import Any, Dict, List, Optional
@@ -48,6 +49,7 @@ class Blender:
     preferences: Optional[Dict[str, str]] = None
     screen: Optional[Screen] = None
     uses_factory_settings: bool = True
+    environment: Optional[Dict[str, str]] = None
 
     def with_preferences(self, **values: str) -> "Blender":
         return dataclasses.replace(self, preferences={**(self.preferences or {}), **values})
@@ -55,8 +57,12 @@ class Blender:
     def on(self, screen: Screen) -> "Blender":
         return dataclasses.replace(self, screen=screen)
 
-    def with_home(self, home: pathlib.Path) -> "Blender":
+    def with_home_copied_to(self, home: pathlib.Path) -> "Blender":
+        shutil.copytree(self.home, home)
         return dataclasses.replace(self, home=home)
+
+    def with_environment(self, **variables: str) -> "Blender":
+        return dataclasses.replace(self, environment=variables)
 
     def with_saved_settings(self) -> "Blender":
         return dataclasses.replace(self, uses_factory_settings=False)
@@ -95,6 +101,7 @@ class Blender:
             "TMPDIR": home,
             # The server is on this computer.
             "no_proxy": "127.0.0.1",
+            **(self.environment or {}),
         }
         if self.screen is not None:
             environment["DISPLAY"] = self.screen.name

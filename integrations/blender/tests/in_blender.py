@@ -4,9 +4,10 @@ preferences that the test gave to the process."""
 import json
 import sys
 import traceback
-from typing import Any, Callable, Iterator, List, Tuple
+from typing import Any, Callable, Dict, Iterator, List, Optional, Tuple
 
 import bpy
+import bpy_types
 
 _TICK_SECONDS = 0.02
 
@@ -33,23 +34,48 @@ def is_running() -> bool:
     return bool(bpy.ops.mtllib.cancel.poll())
 
 
+def status_text() -> str:
+    """Of the workspace in the first window."""
+    return _status_texts.get(bpy.context.window_manager.windows[0].workspace.name) or ""
+
+
+def reports() -> str:
+    """All that Blender's Info editor holds."""
+    window = bpy.context.window_manager.windows[0]
+    area = window.screen.areas[0]
+    area.ui_type = "INFO"
+    with bpy.context.temp_override(window=window, area=area, region=area.regions[-1]):
+        bpy.ops.info.select_all()
+        bpy.ops.info.report_copy()
+    return str(bpy.context.window_manager.clipboard)
+
+
+def press_escape() -> None:
+    window = bpy.context.window_manager.windows[0]
+    window.event_simulate(type="ESC", value="PRESS")
+    window.event_simulate(type="ESC", value="RELEASE")
+
+
 def play(scene: Callable[[], Iterator[Callable[[], object]]]) -> None:
     """Runs the generator while Blender's windows live, resuming it in the next moment that
     what it has yielded, a function, answers yes; then Blender quits."""
     steps = scene()
     condition: Callable[[], object] = lambda: True
 
-    def go_on() -> "float | None":
+    def go_on() -> Optional[float]:
         nonlocal condition
         try:
             if condition():
                 condition = next(steps)
             return _TICK_SECONDS
         except StopIteration:
-            bpy.ops.wm.quit_blender()
+            pass
         except Exception:
             traceback.print_exc()
-            bpy.ops.wm.quit_blender()
+        # Later: Blender does not survive it in the moment that it has loaded a file.
+        bpy.app.timers.register(
+            bpy.ops.wm.quit_blender, first_interval=_TICK_SECONDS, persistent=True
+        )
         return None
 
     bpy.app.timers.register(go_on, persistent=True)
@@ -61,5 +87,16 @@ def invoke(operator: Callable[[str], Any]) -> List[str]:
         return list(operator("INVOKE_DEFAULT"))
 
 
+# Blender sets the text of the context's workspace, and lets nobody read it.
+_status_texts: Dict[str, Optional[str]] = {}
+_set_status_text = bpy_types.WorkSpace.status_text_set
+
+
+def _note_status_text(workspace: Any, text: Optional[str]) -> None:
+    _status_texts[bpy.context.workspace.name] = text
+    _set_status_text(workspace, text)
+
+
+bpy_types.WorkSpace.status_text_set = _note_status_text
 bpy.ops.preferences.addon_enable(module="mtllib_blender")
 set_preferences(**json.loads(sys.argv[-1]))

@@ -1,0 +1,201 @@
+"""The operators in a Blender with a window, on a screen in memory: they run in the
+background, show progress, and can be cancelled in many ways."""
+
+from __future__ import annotations
+
+import pathlib
+import textwrap
+import threading
+
+import pytest
+
+from blender import Blender, Finished
+from scripted_server import ScriptedServer
+
+
+def _play(blender: Blender, scene: str) -> Finished:
+    script = f"""
+import bpy
+from in_blender import *
+
+def has_ended():
+    return not is_running()
+
+def scene():
+    # The first moments are Blender's.
+    yield lambda: bpy.context.window_manager.windows
+{textwrap.indent(textwrap.dedent(scene), "    ")}
+
+play(scene)
+"""
+    return blender.run(script).check()
+
+
+def _release_when_requested(server: ScriptedServer, target: str, other: str) -> None:
+    """Lets the one be answered once the other is asked for."""
+
+    def wait() -> None:
+        server.wait_for(other)
+        server.release(target)
+
+    server.hold(target)
+    threading.Thread(target=wait).start()
+
+
+@pytest.fixture
+def held(server: ScriptedServer) -> ScriptedServer:
+    """Answers nothing."""
+    server.publish({"a.mat": b"oak"})
+    server.hold("/lib/id.txt")
+    return server
+
+
+def test_synchronise_runs_in_the_background(
+    windowed: Blender, server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.publish({"a.mat": b"oak"})
+    # Answered once Blender, meanwhile, has run something else.
+    _release_when_requested(server, "/lib/a.mat", "/lib/go-on")
+    finished = _play(
+        windowed,
+        f"""
+        import urllib.request
+        tell(invoke(bpy.ops.mtllib.synchronise))
+        yield lambda: "Downloading" in status_text()
+        try:
+            invoke(bpy.ops.mtllib.check)
+        except RuntimeError as error:
+            tell(str(error).strip())
+        try:
+            urllib.request.urlopen("{server.url}/go-on")
+        except OSError:
+            pass
+        yield has_ended
+        tell(asset_libraries())
+        tell(status_text())
+        """,
+    )
+    started, refused, libraries, status_text = finished.told
+    assert started == ["RUNNING_MODAL"]
+    assert refused == "Error: A check or synchronisation is under way already."
+    assert ["Stock", str(copy)] in libraries
+    assert status_text == ""
+    assert (copy / "a.mat").read_bytes() == b"oak"
+    assert "Info: The local copy was updated: 1 file\n" in finished.output
+
+
+def test_an_error_is_reported(windowed: Blender, server: ScriptedServer) -> None:
+    finished = _play(
+        windowed,
+        """
+        invoke(bpy.ops.mtllib.check)
+        yield has_ended
+        tell(reports())
+        """,
+    )
+    (reports,) = finished.told
+    assert (
+        "Could not download remote stamp file, because: Unexpected HTTP status (404).\n"
+        "Check the address and the proxy in the add-on's preferences"
+    ) in reports
+
+
+@pytest.mark.parametrize("end", ["press_escape()", "bpy.ops.mtllib.cancel()"])
+def test_the_user_cancels(windowed: Blender, held: ScriptedServer, end: str) -> None:
+    finished = _play(
+        windowed,
+        f"""
+        invoke(bpy.ops.mtllib.synchronise)
+        yield status_text
+        {end}
+        yield has_ended
+        tell(status_text())
+        tell([name for name, _ in asset_libraries()])
+        tell(reports())
+        """,
+    )
+    status_text, libraries, reports = finished.told
+    assert status_text == ""
+    assert libraries == ["User Library"]
+    assert "Cancelled; the next run starts over" in reports
+
+
+_RUN_UNTIL_TAKEN_AWAY = """
+scene_file = bpy.app.tempdir + "scene.blend"
+bpy.ops.wm.save_as_mainfile(filepath=scene_file)
+
+import threading
+def threads():
+    return [x.name for x in threading.enumerate() if x.name.startswith("mtllib")]
+
+invoke(bpy.ops.mtllib.synchronise)
+yield status_text
+tell(threads() != [])
+"""
+
+
+@pytest.mark.parametrize(
+    "end",
+    [
+        "bpy.ops.preferences.addon_disable(module='mtllib_blender')",
+        "bpy.ops.wm.read_homefile()",
+        "bpy.ops.wm.open_mainfile(filepath=scene_file, load_ui=False)",
+    ],
+)
+def test_what_takes_the_operator_away_ends_its_run(
+    windowed: Blender, held: ScriptedServer, end: str
+) -> None:
+    script = _RUN_UNTIL_TAKEN_AWAY + f"{end}\ntell(threads())\ntell(status_text())"
+    assert _play(windowed, script).told == [True, [], ""]
+
+
+def test_quitting_ends_the_run(windowed: Blender, held: ScriptedServer) -> None:
+    script = _RUN_UNTIL_TAKEN_AWAY + "import atexit\natexit.register(lambda: tell(threads()))"
+    finished = _play(windowed, script)
+    assert finished.told == [True, []]
+    assert "Blender quit" in finished.output
+
+
+def test_closing_the_preferences_does_not_end_a_run_begun_there(
+    windowed: Blender, held: ScriptedServer
+) -> None:
+    finished = _play(
+        windowed,
+        """
+        windows = bpy.context.window_manager.windows
+        bpy.ops.screen.userpref_show("INVOKE_DEFAULT")
+        yield lambda: len(windows) == 2
+        with bpy.context.temp_override(window=windows[1]):
+            bpy.ops.mtllib.synchronise("INVOKE_DEFAULT")
+        yield status_text
+        with bpy.context.temp_override(window=windows[1]):
+            bpy.ops.wm.window_close()
+        tell(len(windows))
+        tell(is_running())
+        press_escape()
+        yield has_ended
+        """,
+    )
+    assert finished.told == [1, True]
+
+
+def test_the_status_text_goes_from_every_workspace(
+    windowed: Blender, held: ScriptedServer
+) -> None:
+    finished = _play(
+        windowed,
+        """
+        window = bpy.context.window_manager.windows[0]
+        invoke(bpy.ops.mtllib.synchronise)
+        yield status_text
+        window.workspace = bpy.data.workspaces["Scripting"]
+        yield lambda: window.workspace.name == "Scripting" and status_text()
+        press_escape()
+        yield has_ended
+        tell(status_text())
+        window.workspace = bpy.data.workspaces["Layout"]
+        yield lambda: window.workspace.name == "Layout"
+        tell(status_text())
+        """,
+    )
+    assert finished.told == ["", ""]
