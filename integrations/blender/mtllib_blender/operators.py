@@ -2,16 +2,14 @@
 
 from __future__ import annotations
 
-from typing import TYPE_CHECKING, Any, Optional, Set
+from typing import Any, Optional, Set
 
 import bpy
 
-from . import asset_library, package, preferences, session
+from . import asset_library, message, package, preferences, session
+from .message import Message
 from .settings import Settings
 from .task import Task
-
-if TYPE_CHECKING:
-    from .messages import Message
 
 Status = Set[str]
 
@@ -34,7 +32,7 @@ class _TaskOperator:
         return self._finish()
 
     def invoke(self, context: Any, _event: Any) -> Status:
-        if bpy.app.background:
+        if bpy.app.background or context.window is None:
             return self.execute(context)
         if not self._start(context):
             return {"CANCELLED"}
@@ -58,28 +56,22 @@ class _TaskOperator:
         session.stop()
 
     def _start(self, context: Any) -> bool:
-        if session.current() is not None:
-            self._report_error("A check or synchronisation is under way already.")
-            return False
+        """Tells why, when it cannot."""
         self._settings = preferences.settings(context)
-        missing = self._settings.missing()
-        if missing is not None:
-            self._report_error(f"{missing} is empty.\nSet it in the add-on's preferences.")
-            return False
-        try:
-            package.provide()
-        except package.MissingPackage as error:
-            self._report_error(f"{error}.")
-            return False
+        obstacle = _obstacle(self._settings) or self._begin()
+        if obstacle is not None:
+            self._report(obstacle)
+        return obstacle is None
+
+    def _begin(self) -> Optional[Message]:
         # Only now can they be imported: they use the package.
-        from . import messages, work
+        from . import endings, work
 
         try:
             self._session = session.start(work.Work(self._settings, self._task))
         except Exception as error:
-            self._report(messages.failed(error))
-            return False
-        return True
+            return endings.failed(error)
+        return None
 
     def _finish(self) -> Status:
         session.end()
@@ -89,11 +81,26 @@ class _TaskOperator:
         self._report(work.message)
         return {"FINISHED"} if work.succeeded else {"CANCELLED"}
 
-    def _report_error(self, text: str) -> None:
-        self.report({"ERROR"}, text)  # type: ignore[attr-defined]
+    def _report(self, told: Message) -> None:
+        self.report({told.level}, told.text)  # type: ignore[attr-defined]
 
-    def _report(self, message: "Message") -> None:
-        self.report({message.level}, message.text)  # type: ignore[attr-defined]
+
+def _obstacle(settings: Settings) -> Optional[Message]:
+    """What keeps every task from starting."""
+    if session.current() is not None:
+        return message.error(
+            "A check or synchronisation is under way already", "Wait for its end, or cancel it"
+        )
+    missing = settings.missing()
+    if missing is not None:
+        return message.error(f"{missing} is empty", "Set it in the add-on's preferences")
+    try:
+        package.provide()
+    except package.MissingPackage as error:
+        return message.error(
+            str(error), "Install the add-on from its zip file, which has the package in it"
+        )
+    return None
 
 
 class MTLLIB_OT_synchronise(_TaskOperator, bpy.types.Operator):

@@ -10,7 +10,7 @@ _OWN = pathlib.Path(__file__).with_name("vendor")
 
 
 class MissingPackage(Exception):
-    """Says what is missing, and what to do."""
+    """Says where it was looked for."""
 
 
 def provide() -> None:
@@ -21,8 +21,7 @@ def provide() -> None:
     except ImportError as error:
         raise MissingPackage(
             f"The Python package mtllib is missing: it is neither in {_OWN} nor installed for "
-            f"Python {sys.version_info.major}.{sys.version_info.minor} ({error}). Install the "
-            "add-on from its zip file, which has the package in it"
+            f"Python {sys.version_info.major}.{sys.version_info.minor} ({error})"
         ) from error
     finally:
         sys.path.remove(str(_OWN))

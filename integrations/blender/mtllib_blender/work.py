@@ -7,8 +7,8 @@ from typing import List, Optional, Union
 
 import mtllib
 
-from . import messages
-from .messages import Message
+from . import endings
+from .message import Message
 from .settings import PROXY_NONE, PROXY_SYSTEM, Settings
 from .task import Task
 
@@ -22,7 +22,7 @@ class Work:
         """The newest."""
         self.succeeded = False
         """Once it has ended; so is the message."""
-        self.message = messages.cancelled()
+        self.message = endings.cancelled()
         self._do = {Task.CHECK: self._check, Task.SYNCHRONISE: self._synchronise}[task]
         self._warnings: List[str] = []
         self._is_cancelled = False
@@ -50,14 +50,14 @@ class Work:
                 self.succeeded = True
             except Exception as error:
                 if not self._is_cancelled:
-                    self.message = messages.failed(error)
+                    self.message = endings.failed(error)
 
     def _check(self) -> Message:
-        return messages.checked(self._library.check(self._note))
+        return endings.checked(self._library.check(self._note))
 
     def _synchronise(self) -> Message:
         result = self._library.sync(self._show, self._note)
-        return messages.synchronised(result, self._warnings)
+        return endings.synchronised(result, self._warnings)
 
     def _show(self, progress: mtllib.Progress) -> None:
         self.progress = progress

@@ -73,12 +73,14 @@ def play(scene: Callable[[], Iterator[Callable[[], object]]]) -> None:
         except Exception:
             traceback.print_exc()
         # Later: Blender does not survive it in the moment that it has loaded a file.
-        bpy.app.timers.register(
-            bpy.ops.wm.quit_blender, first_interval=_TICK_SECONDS, persistent=True
-        )
+        bpy.app.timers.register(_quit, first_interval=_TICK_SECONDS, persistent=True)
         return None
 
     bpy.app.timers.register(go_on, persistent=True)
+
+
+def _quit() -> None:
+    bpy.ops.wm.quit_blender()
 
 
 def invoke(operator: Callable[[str], Any]) -> List[str]:

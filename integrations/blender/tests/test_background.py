@@ -86,7 +86,7 @@ def test_an_error_is_reported_with_its_cause_and_what_to_do(
     assert finished.told == []
     assert (
         "RuntimeError: Error: Could not download remote stamp file, because: "
-        "Unexpected HTTP status (404).\n"
+        "Unexpected HTTP status (404). \n"
         "Check the address and the proxy in the add-on's preferences, and the network; "
         "then try again.\n"
     ) in finished.output + finished.errors
@@ -101,7 +101,7 @@ from in_blender import *
 try:
     bpy.ops.mtllib.{operator}()
 except RuntimeError as error:
-    tell(str(error).splitlines()[0])
+    tell(str(error).splitlines()[0].rstrip())
 tell(is_running())
 tell([name for name, _ in asset_libraries()])
 """
@@ -134,7 +134,7 @@ def test_a_library_that_is_none_is_told(blender: Blender, server: ScriptedServer
 def test_what_is_not_set_is_told(blender: Blender, preference: str, label: str) -> None:
     finished = blender.with_preferences(**{preference: ""}).run(_SYNCHRONISE)
     assert finished.status == 1
-    text = f"Error: {label} is empty.\nSet it in the add-on's preferences."
+    text = f"Error: {label} is empty. \nSet it in the add-on's preferences."
     assert text in finished.output + finished.errors
 
 

@@ -65,7 +65,7 @@ def test_synchronise_runs_in_the_background(
         try:
             invoke(bpy.ops.mtllib.check)
         except RuntimeError as error:
-            tell(str(error).strip())
+            tell(str(error).splitlines()[0].rstrip())
         try:
             urllib.request.urlopen("{server.url}/go-on")
         except OSError:
@@ -95,7 +95,7 @@ def test_an_error_is_reported(windowed: Blender, server: ScriptedServer) -> None
     )
     (reports,) = finished.told
     assert (
-        "Could not download remote stamp file, because: Unexpected HTTP status (404).\n"
+        "Could not download remote stamp file, because: Unexpected HTTP status (404). \n"
         "Check the address and the proxy in the add-on's preferences"
     ) in reports
 
@@ -163,7 +163,7 @@ def test_closing_the_preferences_does_not_end_a_run_begun_there(
         windowed,
         """
         windows = bpy.context.window_manager.windows
-        bpy.ops.screen.userpref_show("INVOKE_DEFAULT")
+        bpy.ops.preferences.addon_show(module="mtllib_blender")
         yield lambda: len(windows) == 2
         with bpy.context.temp_override(window=windows[1]):
             bpy.ops.mtllib.synchronise("INVOKE_DEFAULT")

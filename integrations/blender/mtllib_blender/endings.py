@@ -1,11 +1,13 @@
-"""What the user is told when a check or a synchronisation has ended."""
+"""The messages when a check or a synchronisation has ended."""
 
 from __future__ import annotations
 
-from dataclasses import dataclass
 from typing import List
 
 import mtllib
+
+from . import message
+from .message import Message
 
 _NETWORK_ADVICE = (
     "Check the address and the proxy in the add-on's preferences, and the network; then try again"
@@ -22,15 +24,6 @@ _LOAD_ADVICE = (
     "and JsonCpp"
 )
 _SETTINGS_ADVICE = "Check the add-on's preferences"
-
-
-@dataclass(frozen=True)
-class Message:
-    """A report in Blender's terms."""
-
-    level: str
-    """ "INFO", "WARNING" or "ERROR"."""
-    text: str
 
 
 def checked(is_update: bool) -> Message:
@@ -55,7 +48,7 @@ def cancelled() -> Message:
 def failed(error: Exception) -> Message:
     """With the whole chain, what failed first, and with what to do."""
     reason = " ".join(str(error).split()).rstrip(".")
-    return Message("ERROR", f"{reason}.\n{_advice(error)}.")
+    return message.error(reason, _advice(error))
 
 
 def _advice(error: Exception) -> str:

@@ -1,0 +1,20 @@
+"""What the user is told, in the terms of Blender's reports."""
+
+from __future__ import annotations
+
+from dataclasses import dataclass
+
+# The status bar leaves out the line break, but not the space.
+_LINE_BREAK = " \n"
+
+
+@dataclass(frozen=True)
+class Message:
+    level: str
+    """ "INFO", "WARNING" or "ERROR"."""
+    text: str
+
+
+def error(reason: str, advice: str) -> Message:
+    """What is wrong, and what to do."""
+    return Message("ERROR", f"{reason}.{_LINE_BREAK}{advice}.")
