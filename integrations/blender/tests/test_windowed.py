@@ -199,3 +199,28 @@ def test_the_status_text_goes_from_every_workspace(
         """,
     )
     assert finished.told == ["", ""]
+
+
+def test_an_asset_browser_may_be_open(
+    windowed: Blender, server: ScriptedServer
+) -> None:
+    server.publish({"a.mat": b"oak"})
+    finished = _play(
+        windowed,
+        """
+        drawn = []
+        bpy.types.ASSETBROWSER_MT_edit.append(lambda *_: drawn.append(True))
+        window = bpy.context.window_manager.windows[0]
+        area = window.screen.areas[0]
+        area.ui_type = "ASSETS"
+        yield lambda: area.spaces.active.params
+        with bpy.context.temp_override(window=window, area=area):
+            bpy.ops.wm.call_menu(name="ASSETBROWSER_MT_edit")
+        yield lambda: drawn
+        invoke(bpy.ops.mtllib.synchronise)
+        yield has_ended
+        tell(reports())
+        """,
+    )
+    (reports,) = finished.told
+    assert "The local copy was updated: 1 file" in reports
