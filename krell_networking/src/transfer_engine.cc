@@ -228,7 +228,8 @@ bool TransferEngine::configurePrototype() {
   // A revoked certificate is refused; that a private authority publishes no list of them,
   // which Schannel alone looks for, is no reason to refuse.
   set(CURLOPT_SSL_OPTIONS, static_cast<long>(CURLSSLOPT_REVOKE_BEST_EFFORT));
-  set(CURLOPT_CONNECTTIMEOUT_MS, to.limits.connectMilliseconds);
+  // libcurl rounds what has passed, up at times: never before the limit.
+  set(CURLOPT_CONNECTTIMEOUT_MS, to.limits.connectMilliseconds + 1);
   set(CURLOPT_LOW_SPEED_LIMIT, 1L);
   set(CURLOPT_LOW_SPEED_TIME, to.limits.stallSeconds);
   set(CURLOPT_BUFFERSIZE, kReceiveBufferSize);
