@@ -11,6 +11,7 @@ import pytest
 import mtllib
 from mtllib import _run
 from scripted_server import ScriptedServer
+from server_fixtures import copy, server
 
 # The server is on this computer: a proxy would not find it.
 os.environ["no_proxy"] = os.environ["NO_PROXY"] = "127.0.0.1"
@@ -22,19 +23,6 @@ Opener = Callable[..., mtllib.Library]
 def _no_run_left_behind() -> Iterator[None]:
     yield
     assert not _run._unfinished
-
-
-@pytest.fixture
-def server() -> Iterator[ScriptedServer]:
-    started = ScriptedServer()
-    yield started
-    started.stop()
-
-
-@pytest.fixture
-def copy(tmp_path: pathlib.Path) -> pathlib.Path:
-    """The folder of the local copy, not made yet."""
-    return tmp_path / "copy"
 
 
 @pytest.fixture

@@ -10,6 +10,7 @@ import pytest
 from blender import Blender
 from scripted_server import ScriptedServer
 from screen import Screen
+from server_fixtures import copy, server
 
 _PROJECT = pathlib.Path(__file__).parents[3]
 
@@ -29,19 +30,6 @@ def installed(
     installation = f"bpy.ops.preferences.addon_install(filepath={str(addon_zip)!r})"
     Blender(home).run(f"import bpy; {installation}").check()
     return home
-
-
-@pytest.fixture
-def server() -> Iterator[ScriptedServer]:
-    started = ScriptedServer()
-    yield started
-    started.stop()
-
-
-@pytest.fixture
-def copy(tmp_path: pathlib.Path) -> pathlib.Path:
-    """The folder of the local copy, not made yet."""
-    return tmp_path / "copy"
 
 
 @pytest.fixture
