@@ -68,7 +68,7 @@ mutate:
 	scripts/install-deps --mutate
 	scripts/mutate
 
-# Half an hour; with BENCH_OPTIONS="--quick" two minutes, and the document stays as it is.
+# A quarter of an hour; with BENCH_OPTIONS="--quick" a minute, and the document stays as it is.
 BENCH_OPTIONS = --document docs/performance.md
 bench:
 	scripts/install-deps --bench
