@@ -18,6 +18,15 @@ std::optional<std::int64_t> sizeMember(const Json::Value& entry, const char* key
   return member.asInt64();
 }
 
+// Nobody can compare with what is no digest.
+std::string sha256Member(const Json::Value& entry) {
+  const Json::Value& member = entry["sha256"];
+  std::string digits = member.isString() ? member.asString() : "";
+  const bool isDigest =
+      digits.size() == 64 && digits.find_first_not_of("0123456789abcdef") == digits.npos;
+  return isDigest ? digits : "";
+}
+
 bool isFetched(const Json::Value& entry) {
   const Json::Value& policy = entry["download"];
   return !policy.isString() || policy.asString() == "always" || policy.asString() == "missing";
@@ -26,6 +35,10 @@ bool isFetched(const Json::Value& entry) {
 bool isMap(const std::string& path) {
   return path.size() >= kMapExtension.size() &&
          path.compare(path.size() - kMapExtension.size(), path.npos, kMapExtension) == 0;
+}
+
+std::string lossyVariantOf(const std::string& map) {
+  return map.substr(0, map.size() - kMapExtension.size()) + ".jpeg.tx";
 }
 
 std::string addEntry(const Json::Value& entry, std::vector<ListedFile>& files) {
@@ -37,7 +50,8 @@ std::string addEntry(const Json::Value& entry, std::vector<ListedFile>& files) {
   const std::optional<std::int64_t> lossySize = sizeMember(entry, "jpegSize");
   const bool isLossy = lossySize.value_or(0) > 0;
   if (isLossy && !isMap(path)) return "a lossy map does not end in \".tx\": \"" + path + "\"";
-  files.push_back({path, isLossy ? lossySize : sizeMember(entry, "size")});
+  files.push_back({path, isLossy ? lossySize : sizeMember(entry, "size"),
+                   isLossy ? lossyVariantOf(path) : path, sha256Member(entry)});
   return "";
 }
 

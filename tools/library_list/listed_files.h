@@ -13,6 +13,8 @@ namespace library_list {
 struct ListedFile {
   std::string path;                  ///< As it stands in the list.
   std::optional<std::int64_t> size;  ///< Of the file that clients keep.
+  std::string remotePath{};          ///< What is fetched for it: itself, or its lossy variant.
+  std::string sha256{};  ///< Of the file that clients keep, 64 lower-case digits; "" for none.
 };
 
 /// Reads the text of a list, whose last byte is not part of the JSON, and adds the files

@@ -5,13 +5,13 @@
 #include <string_view>
 #include <system_error>
 
+#include "digest/file_digest.h"
+#include "digest/sha256.h"
 #include "mtlpublish/error_message.h"
-#include "mtlpublish/file_digest.h"
 #include "mtlpublish/file_list.h"
 #include "mtlpublish/file_name.h"
 #include "mtlpublish/link.h"
 #include "mtlpublish/replace_file.h"
-#include "mtlpublish/sha256.h"
 #include "mtlpublish/tree_scan.h"
 
 namespace mtlpublish {
@@ -25,7 +25,7 @@ constexpr std::string_view kLossySuffix = ".jpeg.tx";
 
 struct DigestedFile {
   std::string path;
-  FileDigest digest;
+  digest::FileDigest digest;
 };
 
 bool endsWith(std::string_view text, std::string_view suffix) {
@@ -102,7 +102,7 @@ std::vector<ListEntry> makeEntries(const std::vector<DigestedFile>& files,
 /// two libraries give the same bytes.
 std::string libraryId(const std::string& list, const std::vector<DigestedFile>& files) {
   constexpr std::string_view kEnd("\0", 1);
-  Sha256 sha256;
+  digest::Sha256 sha256;
   sha256.update(list);
   sha256.update(kEnd);
   for (const DigestedFile& file : files) {
@@ -137,7 +137,7 @@ PublishResult publish(const fs::path& folder, const PublishOptions& options) {
   std::vector<DigestedFile> files;
   for (const LibraryFile& file : scan.files) {
     DigestedFile digested{file.path, {}};
-    error = digestFile(file.location, digested.digest);
+    error = digest::digestFile(file.location, digested.digest);
     if (!error) {
       files.push_back(std::move(digested));
     } else {

@@ -55,6 +55,32 @@ TEST(ReadList, TakesTheSizeOfTheFileThatIsKept) {
                           Pair("e", 7)));
 }
 
+TEST(ReadList, TellsWhatIsFetchedForALossyMap) {
+  std::vector<ListedFile> files;
+  EXPECT_EQ(readList(R"([{"path":"a/b.tx","size":9,"jpegSize":5},{"path":"c.tx","size":9}]
+)",
+                     files),
+            "");
+  ASSERT_EQ(files.size(), 2U);
+  EXPECT_EQ(files[0].remotePath, "a/b.jpeg.tx");
+  EXPECT_EQ(files[1].remotePath, "c.tx");
+}
+
+TEST(ReadList, TakesDigestsThatAreSome) {
+  const std::string digest(64, 'a');
+  std::vector<ListedFile> files;
+  EXPECT_EQ(readList(R"([{"path":"a","sha256":")" + digest +
+                         R"("},{"path":"b","sha256":"aa"},{"path":"c","sha256":7},{"path":"d"},)" +
+                         R"({"path":"e","sha256":")" + std::string(64, 'g') + R"("}]
+)",
+                     files),
+            "");
+  ASSERT_EQ(files.size(), 5U);
+  EXPECT_EQ(files[0].sha256, digest);
+  for (std::size_t i = 1; i < files.size(); ++i)
+    EXPECT_EQ(files[i].sha256, "") << files[i].path;
+}
+
 TEST(ReadList, KnowsNoSizeWhereThereIsNone) {
   EXPECT_THAT(filesOf(R"([{"path":"a"},{"path":"b","size":"12"},{"path":"c","size":1.5},
                           {"path":"d","size":-1},{"path":"e","size":9223372036854775808}]

@@ -6,7 +6,6 @@
 
 #include <chrono>
 
-#include "mtlpublish/file_digest.h"
 #include "support/regex_matchers.h"
 #include "support/temp_dir.h"
 
@@ -254,20 +253,6 @@ TEST_F(Publisher, RefusesAFolderThatIsNone) {
               ElementsAre(dir_ / "file" + ": Not a directory"));
   EXPECT_THAT(mtlpublish::publish(dir_ / "none", {}).problems,
               ElementsAre(dir_ / "none" + ": No such file or directory"));
-}
-
-TEST_F(Publisher, DigestsAFileOfManyPieces) {
-  add("million", std::string(1'000'000, 'a'));
-  mtlpublish::FileDigest digest;
-  EXPECT_FALSE(mtlpublish::digestFile(dir_.path() / "million", digest));
-  EXPECT_EQ(digest.size, 1'000'000U);
-  EXPECT_EQ(digest.sha256, "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
-}
-
-TEST_F(Publisher, SaysThatAFileHasGone) {
-  mtlpublish::FileDigest digest;
-  EXPECT_EQ(mtlpublish::digestFile(dir_.path() / "gone", digest),
-            std::errc::no_such_file_or_directory);
 }
 
 }  // namespace

@@ -1,13 +1,13 @@
 // The size and the SHA-256 of a file's content.
-#ifndef MTLLIB_TOOLS_MTLPUBLISH_FILE_DIGEST_H_
-#define MTLLIB_TOOLS_MTLPUBLISH_FILE_DIGEST_H_
+#ifndef MTLLIB_TOOLS_DIGEST_FILE_DIGEST_H_
+#define MTLLIB_TOOLS_DIGEST_FILE_DIGEST_H_
 
 #include <cstdint>
 #include <filesystem>
 #include <string>
 #include <system_error>
 
-namespace mtlpublish {
+namespace digest {
 
 struct FileDigest {
   /// The number of bytes that were digested.
@@ -19,6 +19,6 @@ struct FileDigest {
 /// Reads the file once, in pieces.
 std::error_code digestFile(const std::filesystem::path& file, FileDigest& digest);
 
-}  // namespace mtlpublish
+}  // namespace digest
 
-#endif  // MTLLIB_TOOLS_MTLPUBLISH_FILE_DIGEST_H_
+#endif  // MTLLIB_TOOLS_DIGEST_FILE_DIGEST_H_

@@ -1,11 +1,11 @@
 // OpenSSL does the arithmetic.
-#include "mtlpublish/sha256.h"
+#include "digest/sha256.h"
 
 #include <openssl/evp.h>
 
 #include <array>
 
-namespace mtlpublish {
+namespace digest {
 
 struct Sha256::State {
   EVP_MD_CTX* context = EVP_MD_CTX_new();
@@ -34,4 +34,4 @@ std::string Sha256::finish() {
   return text;
 }
 
-}  // namespace mtlpublish
+}  // namespace digest

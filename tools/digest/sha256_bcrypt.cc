@@ -6,9 +6,9 @@
 #include <array>
 #include <limits>
 
-#include "mtlpublish/sha256.h"
+#include "digest/sha256.h"
 
-namespace mtlpublish {
+namespace digest {
 
 struct Sha256::State {
   State() {
@@ -57,4 +57,4 @@ std::string Sha256::finish() {
   return text;
 }
 
-}  // namespace mtlpublish
+}  // namespace digest

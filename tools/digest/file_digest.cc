@@ -1,13 +1,13 @@
 // Reads in pieces, so that a file of any size needs little memory.
-#include "mtlpublish/file_digest.h"
+#include "digest/file_digest.h"
 
 #include <cerrno>
 #include <fstream>
 #include <vector>
 
-#include "mtlpublish/sha256.h"
+#include "digest/sha256.h"
 
-namespace mtlpublish {
+namespace digest {
 
 namespace {
 
@@ -38,4 +38,4 @@ std::error_code digestFile(const std::filesystem::path& file, FileDigest& digest
   return {};
 }
 
-}  // namespace mtlpublish
+}  // namespace digest

@@ -1,11 +1,11 @@
 // Known digests.
-#include "mtlpublish/sha256.h"
+#include "digest/sha256.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-using mtlpublish::Sha256;
+using digest::Sha256;
 
 TEST(Sha256, DigestsNothing) {
   EXPECT_EQ(Sha256().finish(), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");

@@ -1,12 +1,12 @@
 // SHA-256 of bytes that arrive in pieces.
-#ifndef MTLLIB_TOOLS_MTLPUBLISH_SHA256_H_
-#define MTLLIB_TOOLS_MTLPUBLISH_SHA256_H_
+#ifndef MTLLIB_TOOLS_DIGEST_SHA256_H_
+#define MTLLIB_TOOLS_DIGEST_SHA256_H_
 
 #include <memory>
 #include <string>
 #include <string_view>
 
-namespace mtlpublish {
+namespace digest {
 
 class Sha256 {
  public:
@@ -26,6 +26,6 @@ class Sha256 {
   std::unique_ptr<State> state_;
 };
 
-}  // namespace mtlpublish
+}  // namespace digest
 
-#endif  // MTLLIB_TOOLS_MTLPUBLISH_SHA256_H_
+#endif  // MTLLIB_TOOLS_DIGEST_SHA256_H_

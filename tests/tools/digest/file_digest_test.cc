@@ -1,0 +1,28 @@
+// Digests of whole files.
+#include "digest/file_digest.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <system_error>
+
+#include "support/temp_dir.h"
+
+namespace {
+
+TEST(FileDigest, IsOfManyPieces) {
+  const TempDir dir;
+  writeFile(dir / "million", std::string(1'000'000, 'a'));
+  digest::FileDigest digest;
+  EXPECT_FALSE(digest::digestFile(dir.path() / "million", digest));
+  EXPECT_EQ(digest.size, 1'000'000U);
+  EXPECT_EQ(digest.sha256, "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
+}
+
+TEST(FileDigest, SaysThatAFileHasGone) {
+  const TempDir dir;
+  digest::FileDigest digest;
+  EXPECT_EQ(digest::digestFile(dir.path() / "gone", digest), std::errc::no_such_file_or_directory);
+}
+
+}  // namespace
