@@ -23,8 +23,8 @@ struct MemRun {
 namespace {
 
 // Up to here every block has its data to itself.
-constexpr std::uint64_t kSmallStream = 4 * 1024 * 1024;
-constexpr std::uint64_t kLargestRun = 32 * 1024 * 1024;
+constexpr std::uint64_t kSmallStream = std::uint64_t{4} * 1024 * 1024;
+constexpr std::uint64_t kLargestRun = std::uint64_t{32} * 1024 * 1024;
 
 // Null when memory runs out.
 MemRun* makeRun(std::uint64_t blocks, std::uint64_t blockSize) {
