@@ -72,8 +72,12 @@ struct DownloaderInterface {
                                            char* buffer);
 };
 
-/// Name and type of the module's one export. It may be called any number of times
-/// and only writes the table; `table` must not be null.
+/// The module's one export. It may be called any number of times and only writes the
+/// table; `table` must not be null. A host that loads the module looks it up by name; one
+/// that links the module calls it.
+void initDownloaderInterface(DownloaderInterface* table);
+
+/// Its type, for what a look-up gives.
 using InitDownloaderInterfaceFunction = void (*)(DownloaderInterface* table);
 }
 

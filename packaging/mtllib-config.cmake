@@ -1,0 +1,7 @@
+# mtllib::headers   for a host that loads the module at run time
+# mtllib::mtllib    for a host that links it
+# mtllib::host      the kit for hosts in C++, which loads the module
+# mtllib::mtlhost   the same for hosts in C
+include(CMakeFindDependencyMacro)
+find_dependency(Threads)
+include(${CMAKE_CURRENT_LIST_DIR}/mtllib-targets.cmake)
