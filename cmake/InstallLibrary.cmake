@@ -2,7 +2,8 @@
 # with CMake link it as mtllib::name, from this tree or from where it is installed.
 function(mtllib_install_library target name)
   add_library(mtllib::${name} ALIAS ${target})
-  set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
+  set_target_properties(${target} PROPERTIES
+    EXPORT_NAME ${name} SOVERSION ${MTLLIB_SOVERSION})
   install(TARGETS ${target} EXPORT mtllib
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime

@@ -26,6 +26,10 @@ std::string withFolder(const std::string& file) {
 
 }  // namespace
 
+std::string moduleFileName() {
+  return MTLHOST_MODULE_FILE_NAME;
+}
+
 Error ownError(std::string message) {
   return {"mtlhost", -1, std::move(message)};
 }

@@ -26,10 +26,6 @@ void* SharedLibrary::symbol(const char* name) const {
   return dlsym(handle_.get(), name);
 }
 
-std::string moduleFileName() {
-  return "libmtllib.so";
-}
-
 std::string ownFolder() {
   std::error_code error;
   Dl_info info{};

@@ -43,10 +43,6 @@ void* SharedLibrary::symbol(const char* name) const {
   return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(handle_.get()), name));
 }
 
-std::string moduleFileName() {
-  return "mtllib.dll";
-}
-
 std::string ownFolder() {
   HMODULE self = nullptr;
   GetModuleHandleExW(

@@ -12,7 +12,7 @@ from mtllib import _c_interface
 from mtllib._errors import LoadError
 
 _ENVIRONMENT_VARIABLE = "MTLLIB_LIBRARY"
-_FILE_NAME = "mtlhost.dll" if sys.platform == "win32" else "libmtlhost.so"
+_FILE_NAME = "mtlhost.dll" if sys.platform == "win32" else "libmtlhost.so.0"
 _BUNDLED_FILE = pathlib.Path(__file__).with_name("_lib") / _FILE_NAME
 
 

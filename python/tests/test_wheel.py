@@ -64,9 +64,9 @@ def test_it_holds_the_package_and_the_libraries(wheel: pathlib.Path) -> None:
     source = _PROJECT / "python" / "mtllib"
     modules = {f"mtllib/{file.name}" for file in source.glob("*.py")}
     libraries = {
-        "mtllib/_lib/libkrell_networking.so",
-        "mtllib/_lib/libmtlhost.so",
-        "mtllib/_lib/libmtllib.so",
+        "mtllib/_lib/libkrell_networking.so.0",
+        "mtllib/_lib/libmtlhost.so.0",
+        "mtllib/_lib/libmtllib.so.0",
     }
     package = {name for name in names if name.startswith("mtllib/")}
     assert package == modules | libraries | {"mtllib/py.typed"}

@@ -6,7 +6,7 @@
 
 namespace mtlhost {
 
-/// The file name that the module has on this system.
+/// The file name that the module has on this system: "libmtllib.so.0", "mtllib.dll".
 std::string moduleFileName();
 
 /// The folder of the program or library that the kit is linked into, without a separator

@@ -72,7 +72,7 @@ def test_a_missing_package_is_told(own: Blender) -> None:
 
 
 def test_a_library_that_cannot_be_loaded_is_told(own: Blender) -> None:
-    library = _vendored(own) / "_lib" / "libmtlhost.so"
+    library = _vendored(own) / "_lib" / "libmtlhost.so.0"
     library.write_bytes(b"")
     text = _failure_of(own)
     assert f"Error: could not load {library}:" in text

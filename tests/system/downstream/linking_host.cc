@@ -16,7 +16,8 @@ struct Callback final : HostCallback {
   void logStage(const char*, ...) override {}
   void logTaggedError(const char*, int, const char*, ...) override {}
   void reportError(ErrorChain* chain) override {
-    for (ErrorRecord* error = chain->head; error; error = error->next) std::puts(error->message);
+    for (ErrorRecord* error = chain->head; error; error = error->next)
+      std::puts(error->message);
   }
   void logWarning(const char*, ...) override {}
   void logInfo(const char*, ...) override {}

@@ -25,8 +25,8 @@ TEST(ModuleCandidates, BeginBesideTheProgram) {
   // Windows has installed libraries beside the programs too.
   if (mtlhost::moduleFileName() != "mtllib.dll") {
     ASSERT_EQ(candidates.size(), 2U);
-    EXPECT_EQ(candidates.front(), "/opt/x/bin/libmtllib.so");
-    EXPECT_THAT(candidates.back(), MatchesPattern("/opt/x/lib.*/libmtllib\\.so"));
+    EXPECT_EQ(candidates.front(), "/opt/x/bin/libmtllib.so.0");
+    EXPECT_THAT(candidates.back(), MatchesPattern("/opt/x/lib.*/libmtllib\\.so\\.0"));
   }
 }
 
