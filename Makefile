@@ -1,6 +1,6 @@
 # For people; CMake and its presets do the work.
 .PHONY: all release test windows test-windows fuzz documents demo coverage mutate bench bench-micro lint \
-  format clean deps wheel test-python blender-addon test-blender
+  format clean deps wheel test-python blender-addon test-blender packages test-packages windows-package
 
 all: release
 
@@ -21,15 +21,35 @@ windows:
 	  cmake --fresh --preset windows -D MTLLIB_WINDOWS_DEPS="$$deps"
 	cmake --build --preset windows
 
+windows-package: windows
+	cpack --preset windows -B zip
+	mkdir -p dist
+	rm -f dist/mtllib-*-windows-*.zip
+	cp build/windows/zip/*.zip dist
+
 test-windows: windows
 	scripts/wine-test-env ctest --preset windows
+
+# Debian's packages; the same bytes whenever they are made of the same commit.
+packages: export SOURCE_DATE_EPOCH = $(shell git log -1 --format=%ct)
+packages:
+	scripts/install-deps --packages
+	cmake --preset packages
+	cmake --build --preset packages
+	cpack --preset packages -B debs
+	mkdir -p dist
+	rm -f dist/*.deb
+	cp build/packages/debs/*.deb dist
+
+test-packages: packages
+	scripts/test-packages dist
 
 # The Python package, with the libraries in it.
 wheel:
 	scripts/install-deps --python
 	cmake --preset release
 	cmake --build --preset release --target mtllib mtlhost
-	rm -rf dist
+	rm -f dist/*.whl
 	scripts/build-wheel build/release dist
 
 test-python: wheel
@@ -38,6 +58,7 @@ test-python: wheel
 
 # The add-on for Blender, with the Python package in it.
 blender-addon: wheel
+	rm -f dist/mtllib_blender-*.zip
 	scripts/build-blender-addon dist
 
 test-blender: blender-addon

@@ -20,9 +20,9 @@ echo oak >"$folder/library/oak.mat"
 "$2/mtlpublish" build "$folder/library"
 "$2/mtlpublish" serve "$folder/library" >"$folder/address" &
 server=$!
-for _ in 1 2 3 4 5 6 7 8 9 10; do
-  [ ! -s "$folder/address" ] || break
-  sleep 0.2
+while [ ! -s "$folder/address" ]; do
+  kill -0 "$server"
+  sleep 0.1
 done
 address=$(sed 's/.* at //' "$folder/address")
 

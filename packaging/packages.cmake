@@ -1,0 +1,10 @@
+# The packages that cpack makes: those of Debian, or a zip for Windows.
+set(CPACK_PACKAGE_VENDOR "The mtllib authors")
+set(CPACK_STRIP_FILES ON)
+if(WIN32)
+  set(CPACK_GENERATOR ZIP)
+  set(CPACK_PACKAGE_FILE_NAME mtllib-${PROJECT_VERSION}-windows-x86_64)
+else()
+  include(debian/packages.cmake)
+endif()
+include(CPack)
