@@ -160,7 +160,7 @@ MTLHOST_API const mtlhost_error* mtlhost_error_next(const mtlhost_error* error);
 /* Gives back the chain that mtlhost_open() stored. NULL is ignored. */
 MTLHOST_API void mtlhost_free_error(mtlhost_error* error);
 
-/* Of this library: "0.1.0". */
+/* Of this library: "MAJOR.MINOR.PATCH". */
 MTLHOST_API const char* mtlhost_version(void);
 
 #ifdef __cplusplus
