@@ -71,9 +71,10 @@ fuzz:
 	cmake --build --preset fuzz
 	scripts/fuzz $(FUZZ_SECONDS)
 
-# Brings the parts of the documents up to date that the tests write.
+# Brings the parts of the documents up to date that are written from the sources and tests.
 documents: release
 	build/release/bin/write_faults_table docs/reliability.md
+	build/release/bin/write_messages . docs/messages.md
 
 demo: deps
 	$(MAKE) release
