@@ -76,6 +76,10 @@ documents: release
 	build/release/bin/write_faults_table docs/reliability.md
 	build/release/bin/write_messages . docs/messages.md
 
+# Writes down what hosts rely on, after the difference that the tests show is meant.
+abi-baseline: release
+	tests/abi/abi_baseline.sh . build/release/bin --write
+
 demo: deps
 	$(MAKE) release
 	scripts/demo build/release/bin

@@ -15,6 +15,7 @@
 #include "qutils/mem_stream.h"
 #include "qutils/stream.h"
 #include "qutils/text_builder.h"
+#include "support/virtual_slot.h"
 
 namespace {
 
@@ -37,13 +38,6 @@ Fields fieldsOf(const Object& object) {
 }
 
 TEST(Layout, OfTexts) {
-  EXPECT_EQ(sizeof(CharString), 8U);
-  EXPECT_EQ(offsetof(CharStringBuffer, reallocFn), 0U);
-  EXPECT_EQ(offsetof(CharStringBuffer, freeFn), 8U);
-  EXPECT_EQ(offsetof(CharStringBuffer, data), 16U);
-  EXPECT_EQ(offsetof(CharStringBuffer, refCount), 24U);
-  EXPECT_EQ(sizeof(CharStringBuffer::refCount), 4U);
-  EXPECT_EQ(sizeof(CharStringBuffer), 32U);
   EXPECT_TRUE(std::atomic<std::uint32_t>::is_always_lock_free);
   const CharString text("abc");
   const CharStringBuffer* record = nullptr;
@@ -188,15 +182,6 @@ TEST(ModesOfFileStreams, HaveTheirNumbers) {
   EXPECT_EQ(QUtils::PFS_MODE_SEQUENTIAL, 0x4);
   EXPECT_EQ(QUtils::PFS_MODE_WRITE_THROUGH, 0x8);
   EXPECT_EQ(QUtils::PFS_MODE_CREATE_NEW, 0x10);
-}
-
-// The slot of a virtual operation of exactly this type, as the compilers of both systems
-// keep it in a pointer to the operation.
-template <typename Function, typename Class>
-std::ptrdiff_t slotOf(Function Class::*operation) {
-  std::ptrdiff_t representation = 0;
-  std::memcpy(&representation, &operation, sizeof(representation));
-  return representation / static_cast<std::ptrdiff_t>(sizeof(void*));
 }
 
 TEST(StreamOperations, StandInTheirSlots) {
