@@ -76,6 +76,13 @@ documents: release
 	build/release/bin/write_faults_table docs/reliability.md
 	build/release/bin/write_messages . docs/messages.md
 
+# The reference of the public headers, in build/reference/html; fails when something in them
+# is not described.
+reference:
+	scripts/install-deps --reference
+	mkdir -p build
+	doxygen
+
 # Writes down what hosts rely on, after the difference that the tests show is meant.
 abi-baseline: release
 	tests/abi/abi_baseline.sh . build/release/bin --write

@@ -1,5 +1,6 @@
-// The allocation functions behind every record that crosses the library's
-// boundary: the C runtime's own, under names that say so.
+/// @file
+/// The allocation functions behind every record that crosses the library's
+/// boundary: the C runtime's own, under names that say so.
 #ifndef MTLLIB_ALLOCATION_H_
 #define MTLLIB_ALLOCATION_H_
 
@@ -8,20 +9,29 @@
 
 namespace QUtils {
 
-/// Thin wrappers over the C runtime's malloc, realloc and free: same arguments,
-/// same results, no header of their own. A block obtained here is released by
-/// the qfree of the *same* module; records that travel between modules therefore
-/// carry the functions that resize and free them (see CharStringBuffer and
+/// @name Thin wrappers over the C runtime's malloc, realloc and free
+/// Same arguments, same results, no header of their own. A block obtained here is
+/// released by the qfree of the *same* module; records that travel between modules
+/// therefore carry the functions that resize and free them (see CharStringBuffer and
 /// ErrorRecord).
+/// @{
+
+/// As malloc.
 inline void* qmalloc(std::size_t size) {
   return std::malloc(size);
 }
+
+/// As realloc.
 inline void* qrealloc(void* block, std::size_t size) {
   return std::realloc(block, size);
 }
+
+/// As free.
 inline void qfree(void* block) {
   std::free(block);
 }
+
+/// @}
 
 }  // namespace QUtils
 

@@ -1,5 +1,6 @@
-// CharString: the 8-bit, zero-terminated, reference-counted text type that the
-// host, the library and its networking library share.
+/// @file
+/// CharString: the 8-bit, zero-terminated, reference-counted text type that the
+/// host, the library and its networking library share.
 #ifndef MTLLIB_CHAR_STRING_H_
 #define MTLLIB_CHAR_STRING_H_
 
@@ -68,8 +69,10 @@ class CharString {
   /// A copy of `text`; null gives the empty text.
   CharString(const char* text) { assign(text); }  // NOLINT: texts convert
 
+  /// Shares the other text's record.
   CharString(const CharString& other) noexcept : buffer_(other.buffer_) { addReference(buffer_); }
 
+  /// Takes the other text's record and leaves it empty.
   CharString(CharString&& other) noexcept : buffer_(std::exchange(other.buffer_, nullptr)) {}
 
   ~CharString() { release(); }
@@ -88,6 +91,7 @@ class CharString {
     return *this;
   }
 
+  /// As assign().
   CharString& operator=(const char* text) {
     assign(text);
     return *this;
@@ -169,7 +173,10 @@ class CharString {
   /// The shared record; null for the empty text.
   const CharStringBuffer* buffer() const noexcept { return buffer_; }
 
+  /// In bytes, found by scanning.
   std::size_t length() const noexcept { return std::strlen(text()); }
+
+  /// True without a text, and for "".
   bool empty() const noexcept { return *text() == '\0'; }
 
   /// `left` followed by `right`; `left` is never changed, and is shared when `right`

@@ -1,23 +1,24 @@
-// DownloaderInterface: the table of entry points behind the library's one export.
-//
-// A host loads the module (dlopen, LoadLibrary), looks up
-// "initDownloaderInterface", lets it fill a DownloaderInterface, and goes on in this
-// order:
-//
-//   1. check that `version` is DOWNLOADER_INTERFACE_VERSION;
-//   2. createNetworkContext, then getKrellNetworkingStatus: a code other than 0 means
-//      that no downloader should be used;
-//   3. createDownloader with the host's callback and settings;
-//   4. checkForUpdate and runDownload, as often as wanted, one at a time;
-//   5. destroyDownloader, then destroyNetworkContext.
-//
-// Threads: every entry does its work on the calling thread and returns when it is
-// done. Different downloaders may run on different threads at once; one downloader
-// must not be used by two. Create the first and destroy the last network context
-// while no downloader runs.
-//
-// Errors: a null handle gives -1 or does nothing. No exception leaves an entry, but
-// for std::bad_alloc when memory runs out.
+/// @file
+/// DownloaderInterface: the table of entry points behind the library's one export.
+///
+/// A host loads the module (dlopen, LoadLibrary), looks up
+/// "initDownloaderInterface", lets it fill a DownloaderInterface, and goes on in this
+/// order:
+///
+///   1. check that `version` is DOWNLOADER_INTERFACE_VERSION;
+///   2. createNetworkContext, then getKrellNetworkingStatus: a code other than 0 means
+///      that no downloader should be used;
+///   3. createDownloader with the host's callback and settings;
+///   4. checkForUpdate and runDownload, as often as wanted, one at a time;
+///   5. destroyDownloader, then destroyNetworkContext.
+///
+/// Threads: every entry does its work on the calling thread and returns when it is
+/// done. Different downloaders may run on different threads at once; one downloader
+/// must not be used by two. Create the first and destroy the last network context
+/// while no downloader runs.
+///
+/// Errors: a null handle gives -1 or does nothing. No exception leaves an entry, but
+/// for std::bad_alloc when memory runs out.
 #ifndef MTLLIB_DOWNLOADER_INTERFACE_H_
 #define MTLLIB_DOWNLOADER_INTERFACE_H_
 
@@ -81,6 +82,7 @@ void initDownloaderInterface(DownloaderInterface* table);
 using InitDownloaderInterfaceFunction = void (*)(DownloaderInterface* table);
 }
 
+/// The name under which a host looks the export up.
 constexpr const char* INIT_DOWNLOADER_INTERFACE_NAME = "initDownloaderInterface";
 
 static_assert(offsetof(DownloaderInterface, version) == 0, "table layout");

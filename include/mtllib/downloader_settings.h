@@ -1,4 +1,5 @@
-// DownloaderSettings: what a host wants synchronised, from where, to where.
+/// @file
+/// DownloaderSettings: what a host wants synchronised, from where, to where.
 #ifndef MTLLIB_DOWNLOADER_SETTINGS_H_
 #define MTLLIB_DOWNLOADER_SETTINGS_H_
 

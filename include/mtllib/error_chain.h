@@ -1,4 +1,5 @@
-// ErrorRecord and ErrorChain: how every failure of the library is described.
+/// @file
+/// ErrorRecord and ErrorChain: how every failure of the library is described.
 #ifndef MTLLIB_ERROR_CHAIN_H_
 #define MTLLIB_ERROR_CHAIN_H_
 
@@ -45,11 +46,15 @@ static_assert(sizeof(ErrorRecord) == 552, "record layout");
 /// HostCallback::reportError hands it, and keep the copy as long as it likes.
 class ErrorChain {
  public:
+  /// No error.
   ErrorChain() noexcept = default;
+  /// Shares the other's chain.
   ErrorChain(const ErrorChain& other) noexcept : head(other.head) {
     if (head != nullptr) ++head->refCount;
   }
+  /// Takes the other's chain and leaves it without an error.
   ErrorChain(ErrorChain&& other) noexcept : head(std::exchange(other.head, nullptr)) {}
+  /// Releases the chain that was held, and holds the other's.
   ErrorChain& operator=(ErrorChain other) noexcept {
     std::swap(head, other.head);
     return *this;

@@ -1,10 +1,14 @@
-// HostCallback: the object through which the library talks to its host.
+/// @file
+/// HostCallback: the object through which the library talks to its host.
 #ifndef MTLLIB_HOST_CALLBACK_H_
 #define MTLLIB_HOST_CALLBACK_H_
 
 #include "mtllib/error_chain.h"
 #include "mtllib/transfer_progress.h"
 
+/// @def MTLLIB_PRINTF_METHOD
+/// Lets compilers check that arguments fit their format: the places of both, where the
+/// object counts as 1.
 #if defined(__MINGW32__) && !defined(__clang__)
 // Without the prefix this compiler would check by the rules of an old C runtime.
 #define MTLLIB_PRINTF_METHOD(text, first) __attribute__((format(gnu_printf, text, first)))

@@ -1,4 +1,5 @@
-// What the networking library tells about a running transfer, and why one failed.
+/// @file
+/// What the networking library tells about a running transfer, and why one failed.
 #ifndef MTLLIB_TRANSFER_PROGRESS_H_
 #define MTLLIB_TRANSFER_PROGRESS_H_
 

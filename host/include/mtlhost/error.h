@@ -1,4 +1,5 @@
-// What failed, and why.
+/// @file
+/// What failed, and why.
 #ifndef MTLLIB_HOST_ERROR_H_
 #define MTLLIB_HOST_ERROR_H_
 
@@ -14,6 +15,7 @@ struct Error {
   std::string tag;
   /// -1, or a system error code (Win32 numbering on every platform).
   int code = -1;
+  /// What happened; "" when there is nothing to say.
   std::string message;
 };
 

@@ -1,14 +1,15 @@
-// Library: a remote material library and its local copy, as a host sees them.
-//
-//   struct Shown : mtlhost::Observer {
-//     void progress(const mtlhost::Progress& progress) override { ... }
-//   } shown;
-//   mtlhost::Errors problem;
-//   auto library = mtlhost::Library::open(settings, shown, problem);
-//   if (library) const mtlhost::Result result = library->run();
-//
-// Failures are values. The only exceptions are those of the host's own Observer, and
-// std::bad_alloc when memory runs out.
+/// @file
+/// Library: a remote material library and its local copy, as a host sees them.
+///
+///     struct Shown : mtlhost::Observer {
+///       void progress(const mtlhost::Progress& progress) override { ... }
+///     } shown;
+///     mtlhost::Errors problem;
+///     auto library = mtlhost::Library::open(settings, shown, problem);
+///     if (library) const mtlhost::Result result = library->run();
+///
+/// Failures are values. The only exceptions are those of the host's own Observer, and
+/// std::bad_alloc when memory runs out.
 #ifndef MTLLIB_HOST_LIBRARY_H_
 #define MTLLIB_HOST_LIBRARY_H_
 
@@ -30,6 +31,7 @@ struct Settings {
   std::string targetDirectory;
   /// A sub-path of the library, percent-encoded; "" for none.
   std::string subPath;
+  /// Which proxy to use.
   ProxyMode proxyMode = PROXY_MODE_SYSTEM;
   /// "proxy.example:3128", with PROXY_MODE_EXPLICIT.
   std::string proxyAddress;
@@ -39,6 +41,7 @@ struct Settings {
 
 /// How a check or run ended.
 struct Result {
+  /// The ways to end.
   enum class Status {
     kDone,             ///< The copy is up to date; after run(), perhaps only now.
     kUpdateAvailable,  ///< Of check() only.
@@ -46,7 +49,7 @@ struct Result {
     kCancelled,        ///< By cancel() or by the observer.
     kBusy              ///< Not begun: another one is under way.
   };
-  Status status = Status::kFailed;
+  Status status = Status::kFailed;  ///< Which of them it was.
   /// What the module returned; -1 when it was not asked.
   int code = -1;
   /// Never empty when failed or cancelled; else always.
@@ -67,7 +70,9 @@ class Library {
   /// The observer must outlive the library.
   static std::optional<Library> open(const Settings& settings, Observer& observer, Errors& problem);
 
+  /// The other one may only be assigned to, or destroyed.
   Library(Library&& other) noexcept;
+  /// Releases what this one has, and takes what the other one has.
   Library& operator=(Library&& other) noexcept;
   ~Library();
 

@@ -1,4 +1,5 @@
-// A message of the library, made a text only for those who read it.
+/// @file
+/// A message of the library, made a text only for those who read it.
 #ifndef MTLLIB_HOST_MESSAGE_H_
 #define MTLLIB_HOST_MESSAGE_H_
 

@@ -1,4 +1,5 @@
-// Observer: what a host does about what a check or run tells.
+/// @file
+/// Observer: what a host does about what a check or run tells.
 #ifndef MTLLIB_HOST_OBSERVER_H_
 #define MTLLIB_HOST_OBSERVER_H_
 
@@ -48,12 +49,15 @@ class Observer {
   /// transferred, whether to go on. False cancels the check or run.
   virtual bool goOn(const Transfer& transfer);
 
-  // What progress() is made of: what the library says, word for word, told first.
-  virtual void progressRange(int end);
-  virtual void progressValue(int value);
-  virtual void progressText(const std::string& caption);
-  virtual void progressBegins();
-  virtual void progressEnds();
+  /// @name What progress() is made of
+  /// What the library says, word for word, as HostCallback has it; told before progress().
+  /// @{
+  virtual void progressRange(int end);                    ///< HostCallback::setProgressRange()
+  virtual void progressValue(int value);                  ///< HostCallback::setProgressValue()
+  virtual void progressText(const std::string& caption);  ///< HostCallback::setProgressText()
+  virtual void progressBegins();                          ///< HostCallback::beginProgress()
+  virtual void progressEnds();                            ///< HostCallback::endProgress()
+  /// @}
 };
 
 }  // namespace mtlhost

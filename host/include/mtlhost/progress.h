@@ -1,4 +1,5 @@
-// How far a check or run has come.
+/// @file
+/// How far a check or run has come.
 #ifndef MTLLIB_HOST_PROGRESS_H_
 #define MTLLIB_HOST_PROGRESS_H_
 
@@ -10,6 +11,7 @@ namespace mtlhost {
 /// What is known about the phase that runs: the stamp, the list, the files. Megabytes have
 /// 1,000,000 bytes and are rounded down.
 struct Progress {
+  /// What is not known is this.
   static constexpr int kUnknown = -1;
 
   std::string text;                        ///< The phase: "Downloading files".
@@ -26,11 +28,12 @@ struct Transfer {
 
 /// A caption as the library writes it, taken apart: "Downloading files (3MB / 19MB)".
 struct Caption {
-  std::string phase;
-  std::int64_t megabytesDone = 0;
+  std::string phase;                                 ///< "Downloading files".
+  std::int64_t megabytesDone = 0;                    ///< 0 when the caption does not tell.
   std::int64_t megabytesTotal = Progress::kUnknown;  ///< When the caption does not tell.
 };
 
+/// Takes a caption apart. One that ends otherwise is a phase as a whole.
 Caption parseCaption(const std::string& text);
 
 }  // namespace mtlhost

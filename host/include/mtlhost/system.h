@@ -1,4 +1,5 @@
-// What hosts need of the operating system, in UTF-8.
+/// @file
+/// What hosts need of the operating system, in UTF-8.
 #ifndef MTLLIB_HOST_SYSTEM_H_
 #define MTLLIB_HOST_SYSTEM_H_
 

@@ -1,4 +1,5 @@
-// Texts that came from a server are not always UTF-8.
+/// @file
+/// Texts that came from a server are not always UTF-8.
 #ifndef MTLLIB_HOST_UTF8_H_
 #define MTLLIB_HOST_UTF8_H_
 
@@ -11,8 +12,8 @@ namespace mtlhost {
 
 /// A character and the bytes it takes.
 struct Utf8Character {
-  std::uint32_t value;
-  std::size_t length;  ///< 0 when there is none.
+  std::uint32_t value;  ///< Its code point.
+  std::size_t length;   ///< 0 when there is none.
 };
 
 /// The character that `text`, which is not empty, begins with.
