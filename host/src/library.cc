@@ -5,6 +5,8 @@
 #include <atomic>
 #include <cstdint>
 #include <exception>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "event_stream.h"
@@ -14,16 +16,30 @@ namespace mtlhost {
 
 namespace {
 
+namespace fs = std::filesystem;
+
 /// A handle that the module made, and its own function to release it.
 template <typename Handle>
 using Owned = std::unique_ptr<Handle, void (*)(Handle*)>;
+
+/// The module takes no relative folder that lies above the current one.
+std::string withoutClimbing(const std::string& folder) {
+  try {
+    const fs::path path = fs::u8path(folder).lexically_normal();
+    if (path.empty() || *path.begin() != "..") return folder;
+    return fs::absolute(path).lexically_normal().u8string();
+  } catch (const std::system_error&) {
+    // Not a name that this system can have: the module will say so.
+    return folder;
+  }
+}
 
 DownloaderSettings recordOf(const Settings& settings) {
   DownloaderSettings record;
   record.remoteAddress = settings.remoteAddress.c_str();
   record.proxyMode = settings.proxyMode;
   record.proxyAddress = settings.proxyAddress.c_str();
-  record.targetDirectory = settings.targetDirectory.c_str();
+  record.targetDirectory = withoutClimbing(settings.targetDirectory).c_str();
   record.subPath = settings.subPath.c_str();
   return record;
 }

@@ -33,7 +33,7 @@ struct DownloaderSettings {
   /// PROXY_MODE_EXPLICIT; empty counts as PROXY_MODE_DISABLED.
   QUtils::CharString proxyAddress;
   /// Local directory, UTF-8, made with every missing level. A relative name counts
-  /// from the current directory.
+  /// from the current directory, and must not lead above it ("../x").
   QUtils::CharString targetDirectory;
   /// Optional sub-path of the library. The stamp is then kept in and fetched from
   /// subPath/id.txt (behind the remote path), and the list is requested from

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <filesystem>
 #include <future>
 #include <optional>
 #include <thread>
@@ -28,14 +29,29 @@ class SynchronisationTest : public testing::Test {
     server_.serve("/lib/a.tx", std::string(3000000, 'a'));
   }
 
-  Library open(Observer& observer, const std::string& target = "target") {
+  Settings settingsFor(const std::string& targetDirectory) const {
     Settings settings;
     settings.moduleFile = MTLLIB_MODULE;
     settings.remoteAddress = server_.address() + "/lib";
-    settings.targetDirectory = directory_ / target;
+    settings.targetDirectory = targetDirectory;
     settings.proxyMode = PROXY_MODE_DISABLED;
+    return settings;
+  }
+
+  Library open(Observer& observer, const std::string& target = "target") {
     Errors problem;
-    return Library::open(settings, observer, problem).value();
+    return Library::open(settingsFor(directory_ / target), observer, problem).value();
+  }
+
+  /// Runs in `folder`, with a target directory that is relative to it.
+  Result runIn(const std::string& folder, const std::string& target) {
+    const auto before = std::filesystem::current_path();
+    std::filesystem::create_directories(std::filesystem::u8path(directory_ / folder));
+    std::filesystem::current_path(std::filesystem::u8path(directory_ / folder));
+    Errors problem;
+    const Result result = Library::open(settingsFor(target), observer_, problem)->run();
+    std::filesystem::current_path(before);
+    return result;
   }
 
   /// Cancels, from another thread, what waits for `path`.
@@ -60,6 +76,20 @@ class SynchronisationTest : public testing::Test {
   ScriptedServer server_;
   RecordingObserver observer_;
 };
+
+TEST_F(SynchronisationTest, TakesAFolderAboveTheCurrentOne) {
+  EXPECT_EQ(runIn("here/deep", "../../copy").status, Status::kDone);
+  EXPECT_EQ(readFile(directory_ / "copy/id.txt"), "v1");
+  EXPECT_EQ(readFile(directory_ / "copy/a.tx"), std::string(3000000, 'a'));
+  EXPECT_EQ(runIn("here", "deep/../../other").status, Status::kDone);
+  EXPECT_EQ(readFile(directory_ / "other/id.txt"), "v1");
+}
+
+TEST_F(SynchronisationTest, TakesAFolderBelowTheCurrentOne) {
+  EXPECT_EQ(runIn("here", "copy").status, Status::kDone);
+  EXPECT_EQ(readFile(directory_ / "here/copy/id.txt"), "v1");
+  EXPECT_THAT(observer_.lines, testing::Contains("info: Target directory: \"copy\""));
+}
 
 TEST_F(SynchronisationTest, ChecksThenRunsThenIsUpToDate) {
   Library library = open(observer_);
