@@ -78,12 +78,14 @@ documents: release
 
 # The reference of the public headers, in build/reference/html; fails when something in them
 # is not described.
+.PHONY: reference
 reference:
 	scripts/install-deps --reference
 	mkdir -p build
 	doxygen
 
 # Writes down what hosts rely on, after the difference that the tests show is meant.
+.PHONY: abi-baseline
 abi-baseline: release
 	tests/abi/abi_baseline.sh . build/release/bin --write
 
