@@ -113,8 +113,7 @@ void printModule() {
   MTLLIB_SLOT(HostCallback, reportError);
   MTLLIB_SLOT(HostCallback, logWarning);
   MTLLIB_SLOT(HostCallback, logInfo);
-  std::printf("function %s: %s\n", INIT_DOWNLOADER_INTERFACE_NAME,
-              nameOf(typeid(InitDownloaderInterfaceFunction)).c_str());
+  MTLLIB_FUNCTION(initDownloaderInterface);
   MTLLIB_VALUE(DOWNLOADER_INTERFACE_VERSION);
   MTLLIB_VALUE(PROXY_MODE_SYSTEM);
   MTLLIB_VALUE(PROXY_MODE_EXPLICIT);
