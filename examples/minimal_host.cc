@@ -2,11 +2,9 @@
 #include <dlfcn.h>
 #include <mtllib/downloader_interface.h>
 
-#include <cstdarg>
 #include <cstdio>
 
 using namespace Krell::Networking;
-
 struct Callback final : HostCallback {
   void setProgressRange(int) override {}
   void setProgressValue(int) override {}
@@ -20,12 +18,7 @@ struct Callback final : HostCallback {
     for (ErrorRecord* error = chain->head; error != nullptr; error = error->next)
       std::puts(error->message);
   }
-  void logWarning(const char* format, ...) override {
-    std::va_list arguments;
-    va_start(arguments, format);
-    std::vprintf(format, arguments);
-    va_end(arguments);
-  }
+  void logWarning(const char*, ...) override {}
   void logInfo(const char*, ...) override {}
 };
 

@@ -25,12 +25,6 @@ TEST_F(MinimalHost, TellsWhyItFailed) {
   expectNoStamp();
 }
 
-TEST_F(MinimalHost, TellsOfAFailureThatIsOnlyAWarning) {
-  server_.serve("/lib/filelist.json", "");
-  EXPECT_EQ(run(command("minimal_host"), 1),
-            "Accessing stamp\nGetting file list\nIncorrect size of json file list (0 bytes)");
-}
-
 TEST_F(MinimalHost, RefusesWhatIsNoModule) {
   EXPECT_EQ(run(command("minimal_host", NO_MODULE), 2), "");
 }
