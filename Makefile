@@ -1,6 +1,6 @@
 # For people; CMake and its presets do the work.
 .PHONY: all release test windows test-windows fuzz documents demo coverage mutate bench bench-micro lint \
-  format clean deps wheel test-python blender-addon test-blender packages test-packages windows-package
+  format clean deps wheel test-python blender-addon test-blender packages test-packages windows-package test-publishing
 
 all: release
 
@@ -64,6 +64,14 @@ blender-addon: wheel
 test-blender: blender-addon
 	scripts/install-deps --blender
 	cd integrations/blender && /usr/bin/mypy && /usr/bin/python3 -m pytest --quiet
+
+# Publishing to a store that speaks S3, which Debian has no server for.
+test-publishing: deps
+	scripts/install-deps --publishing
+	$(MAKE) release
+	npm install --silent --prefix build/publishing s3rver@3.7.1
+	tests/system/publishing_to_s3.sh $(CURDIR) $(CURDIR)/build/release/bin \
+	  $(CURDIR)/build/publishing/node_modules/.bin/s3rver
 
 fuzz:
 	scripts/install-deps --fuzz

@@ -37,6 +37,11 @@ make_certificates() {
     -CAcreateserial -days 2 -extfile "$folder/server.ext" -out "$folder/server.pem" 2>/dev/null
 }
 
+# Somebody else's server may have the port.
+is_ours() {
+  [ "$(curl -s --noproxy '*' "http://127.0.0.1:$http_port/owner")" = "$folder" ]
+}
+
 # start_nginx DIRECTORY [EXTRA_DIRECTIVES]: serves DIRECTORY as /lib on $http_port and
 # $https_port; the requests go to $folder/requests.log.
 start_nginx() {
@@ -49,8 +54,7 @@ start_nginx() {
     nginx_pid=$!
     for _ in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20; do
       kill -0 "$nginx_pid" 2>/dev/null || break
-      # Somebody else's server may have the port.
-      if [ "$(curl -s --noproxy '*' "http://127.0.0.1:$http_port/owner")" = "$folder" ]; then
+      if is_ours; then
         : >"$folder/requests.log"
         return 0
       fi
@@ -93,7 +97,7 @@ END
 
 # The published tree and its copy are the same, but for the list, which stays remote.
 expect_same_tree() {
-  diff -r -x filelist.json "$1" "$2" || fail "$2 differs from $1"
+  diff -r -x ".mtlpublish-*" -x filelist.json "$1" "$2" || fail "$2 differs from $1"
 }
 
 # expect STATUS COMMAND...: runs it with its output in $folder/out and $folder/err.

@@ -1,0 +1,77 @@
+# Sourced after nginx.sh by the tests of publishing: a library in $folder/library whose
+# files tell which generation of it they belong to.
+
+# make_generation NUMBER: every material changes and names a map that is new; one file of
+# the generation before goes.
+make_generation() {
+  mkdir -p "$folder/library/maps" "$folder/library/materials"
+  rm -f "$folder/library/maps/passing $(($1 - 1)).tx"
+  for i in 1 2 3 4 5 6 7 8; do
+    printf '%s\nmaps/oak %s.tx\nend\n' "$1" "$1" >"$folder/library/materials/oak & $i.mat"
+  done
+  seq 20000 >"$folder/library/maps/oak $1.tx"
+  echo passing >"$folder/library/maps/passing $1.tx"
+  expect 0 mtlpublish build --missing 'maps/*' "$folder/library"
+  cp "$folder/library/id.txt" "$folder/id-$1"
+}
+
+# generation_of STAMP_FILE
+generation_of() {
+  for known in "$folder"/id-*; do
+    ! cmp -s "$1" "$known" || echo "${known##*-}"
+  done
+}
+
+# A run may meet files that are newer than its stamp, but none that is older or cut.
+expect_nothing_older_than_stamp() {
+  wanted=$(generation_of "$1/id.txt")
+  [ -n "$wanted" ] || fail "the stamp of $1 was never published"
+  for material in "$1"/materials/*; do
+    [ "$(head -n 1 "$material")" -ge "$wanted" ] || fail "$material is older than generation $wanted"
+    [ "$(tail -n 1 "$material")" = end ] || fail "$material is cut"
+  done
+  for map in "$1"/maps/oak*; do
+    [ "$(tail -n 1 "$map")" = 20000 ] || fail "$map is cut"
+  done
+}
+
+# start_clients NUMBER URL: each synchronises again and again, until stop_clients.
+start_clients() {
+  : >"$folder/publishing"
+  clients=
+  for i in $(seq "$1"); do
+    (
+      while [ -e "$folder/publishing" ]; do
+        mtlsync --no-proxy "$2" "$folder/client-$i" >"$folder/client-$i.log" 2>&1 ||
+          fail "$(cat "$folder/client-$i.log")"
+        expect_nothing_older_than_stamp "$folder/client-$i"
+        echo run >>"$folder/runs-$i"
+      done
+    ) &
+    clients="$clients $!"
+  done
+}
+
+stop_clients() {
+  rm "$folder/publishing"
+  for client in $clients; do
+    wait "$client" || fail "a client failed"
+  done
+}
+
+# wait_for_runs NUMBER: until each client has made so many more.
+wait_for_runs() {
+  i=0
+  for client in $clients; do
+    i=$((i + 1))
+    wanted=$(($(count_runs) + $1))
+    while [ "$(count_runs)" -lt "$wanted" ]; do
+      kill -0 "$client" 2>/dev/null || fail "a client failed"
+      sleep 0.05
+    done
+  done
+}
+
+count_runs() {
+  cat "$folder/runs-$i" 2>/dev/null | wc -l
+}

@@ -1,0 +1,108 @@
+#!/bin/sh
+# docs/publishing/publish-to-s3 with rclone, a store that speaks S3, and a cache in front of
+# it as a CDN has them. The store is s3rver, which "make test-publishing" installs; it replaces
+# objects in place, so that nothing can be published while clients run.
+# usage: publishing_to_s3.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS S3RVER
+set -eu
+. "$1/tests/system/nginx.sh"
+. "$1/tests/system/material_library.sh"
+PATH=$2:$1/docs/publishing:$PATH
+unset AWS_CA_BUNDLE http_proxy https_proxy all_proxy
+export RCLONE_CONFIG="$folder/rclone.conf"
+
+store_pid=
+trap '[ -z "$store_pid" ] || kill "$store_pid"; clean_up' EXIT
+
+start_store() {
+  mkdir "$folder/store"
+  "$1" -d "$folder/store" -a 127.0.0.1 -p 0 --no-vhost-buckets --configure-bucket materials \
+    >"$folder/store.log" 2>&1 &
+  store_pid=$!
+  until grep -q listening "$folder/store.log"; do
+    kill -0 "$store_pid" || fail "$(cat "$folder/store.log")"
+    sleep 0.1
+  done
+  store=http://127.0.0.1:$(sed -n 's/.*listening on .*:\([0-9]*\)$/\1/p' "$folder/store.log")
+  rclone config create store s3 provider=Other "endpoint=$store" no_check_bucket=true \
+    access_key_id=S3RVER secret_access_key=S3RVER >"$folder/out" 2>&1
+}
+
+write_nginx_configuration() {
+  mkdir -p "$folder/tmp"
+  cat >"$folder/nginx.conf" <<EOF
+user root;
+daemon off;
+pid $folder/nginx.pid;
+events { worker_connections 1024; }
+http {
+  client_body_temp_path $folder/tmp; proxy_temp_path $folder/tmp; fastcgi_temp_path $folder/tmp;
+  uwsgi_temp_path $folder/tmp; scgi_temp_path $folder/tmp;
+  log_format plain '\$request_method \$request_uri \$upstream_cache_status';
+  access_log $folder/requests.log plain;
+  proxy_cache_path $folder/cache keys_zone=cdn:1m;
+  server {
+    listen 127.0.0.1:$http_port;
+    location = /owner { return 200 "$folder"; }
+    location / {
+      proxy_pass $store/materials/;
+      proxy_cache cdn;
+      proxy_cache_revalidate on;
+    }
+  }
+}
+EOF
+}
+
+expect_life() {
+  curl -s --noproxy '*' -D - -o /dev/null "$cdn/$1" | tr -d '\r' >"$folder/header"
+  grep -qix "Cache-Control: $2" "$folder/header" || fail "$1: $(cat "$folder/header")"
+}
+
+publish() {
+  make_generation "$1"
+  : >"$folder/store.log"
+  expect 0 publish-to-s3 "$folder/library" store:materials/library
+}
+
+start_store "$3"
+start_nginx "$folder"
+cdn="http://127.0.0.1:$http_port/library"
+
+echo "Files go first, then the list, and the stamp last"
+publish 1
+sed -n 's/.*Stored object "library\/\([^"]*\)".*/\1/p' "$folder/store.log" >"$folder/stored"
+[ "$(wc -l <"$folder/stored")" -eq 12 ] || fail "$(cat "$folder/stored")"
+[ "$(tail -n 2 "$folder/stored")" = "filelist.json
+id.txt" ] || fail "$(cat "$folder/stored")"
+expect_life id.txt "max-age=60"
+expect_life filelist.json "no-cache"
+expect_life "materials/oak%20%26%201.mat" "no-cache"
+expect_life "maps/oak%201.tx" "max-age=31536000, immutable"
+
+echo "Behind the cache, a run gets nothing older than its stamp, and maps come from the cache"
+expect 0 mtlsync --no-proxy "$cdn" "$folder/behind-1"
+expect_same_tree "$folder/library" "$folder/behind-1"
+publish 2
+grep -q 'Stored object "library/maps/oak 2.tx"' "$folder/store.log" || fail "$(cat "$folder/store.log")"
+! grep -q 'Stored object "library/maps/oak 1.tx"' "$folder/store.log" || fail "sent again"
+: >"$folder/requests.log"
+expect 0 mtlsync --no-proxy "$cdn" "$folder/behind-2"
+expect_nothing_older_than_stamp "$folder/behind-2"
+diff -r -x ".mtlpublish-*" -x id.txt -x filelist.json "$folder/library" "$folder/behind-2" || fail "something old"
+grep -q "GET /library/maps/oak%201.tx HIT" "$folder/requests.log" || fail "$(cat "$folder/requests.log")"
+
+echo "A map that has changed under its name is refused, and nothing is published"
+seq 10000 >"$folder/library/maps/oak 2.tx"
+expect 0 mtlpublish build --missing 'maps/*' "$folder/library"
+got=0
+publish-to-s3 "$folder/library" store:materials/library 2>"$folder/err" || got=$?
+[ "$got" -ne 0 ] || fail "a changed map was taken"
+expect_text "oak 2.tx: Source and destination exist but do not match: immutable file modified"
+curl -s --noproxy '*' "$store/materials/library/id.txt" | cmp - "$folder/id-2"
+
+echo "What was removed goes when asked, and only what is published counts"
+expect 1 publish-to-s3 --clean "$folder/library" store:materials/library
+make_generation 2
+expect 0 publish-to-s3 --clean "$folder/library" store:materials/library
+rclone check --checksum --exclude '/.mtlpublish-*' "$folder/library" store:materials/library 2>"$folder/err" ||
+  fail "$(cat "$folder/err")"

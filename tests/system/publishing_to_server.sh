@@ -1,0 +1,143 @@
+#!/bin/sh
+# docs/publishing/nginx.conf as it is, but for ports and paths, with a cache in front of it
+# as a CDN has them: what it tells caches, how many requests a client makes, and that a
+# library may be published while clients run.
+# usage: publishing_to_server.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
+set -eu
+. "$1/tests/system/nginx.sh"
+. "$1/tests/system/material_library.sh"
+source=$1
+PATH=$2:$1/docs/publishing:$PATH
+unset SSL_CERT_FILE SSL_CERT_DIR
+export CURL_CA_BUNDLE="$folder/ca.pem"
+
+write_nginx_configuration() {
+  mkdir -p "$folder/tmp"
+  sed -e "s|^user .*|user root; daemon off;|" \
+    -e "s|/run/nginx.pid|$folder/nginx.pid|" \
+    -e "s|/var/log/nginx/access.log|$folder/requests.log|" \
+    -e "s|/var/log/nginx/error.log|$folder/error.log|" \
+    -e "s|/etc/letsencrypt/live/materials.example/fullchain.pem|$folder/server.pem|" \
+    -e "s|/etc/letsencrypt/live/materials.example/privkey.pem|$folder/server.key|" \
+    -e "s|materials.example|localhost|" \
+    -e "s|/srv/materials|$1|" \
+    -e "s|listen 443|listen 127.0.0.1:$https_port|" \
+    -e "/listen \[::\]:443/d" \
+    -e "s|^http {|http { include $folder/beside.conf;|" \
+    "$source/docs/publishing/nginx.conf" >"$folder/nginx.conf"
+  # What an unprivileged nginx needs, and the cache.
+  cat >"$folder/beside.conf" <<EOF
+client_body_temp_path $folder/tmp; proxy_temp_path $folder/tmp; fastcgi_temp_path $folder/tmp;
+uwsgi_temp_path $folder/tmp; scgi_temp_path $folder/tmp;
+proxy_cache_path $folder/cache keys_zone=cdn:1m;
+server {
+  listen 127.0.0.1:$http_port;
+  access_log $folder/cdn.log;
+  location / {
+    proxy_pass https://127.0.0.1:$https_port;
+    proxy_cache cdn;
+    proxy_cache_revalidate on;
+  }
+}
+EOF
+}
+
+is_ours() {
+  [ "$(curl -s --noproxy '*' "https://localhost:$https_port/owner")" = "$folder" ]
+}
+
+requests() {
+  sed 's/.*"\(GET [^ ]*\) .*/\1/' "$folder/requests.log" | sort
+}
+
+header() {
+  curl -s --noproxy '*' --compressed -D - -o /dev/null "https://localhost:$https_port/library/$1" |
+    tr -d '\r'
+}
+
+expect_life() {
+  header "$1" >"$folder/header"
+  grep -qix "Cache-Control: $2" "$folder/header" || fail "$1: $(cat "$folder/header")"
+  grep -qi "^ETag: " "$folder/header" || fail "$1: $(cat "$folder/header")"
+  grep -qi "^Content-Length: " "$folder/header" || fail "$1: $(cat "$folder/header")"
+  ! grep -qi "^Content-Encoding: " "$folder/header" || fail "$1: $(cat "$folder/header")"
+}
+
+publish() {
+  make_generation "$1"
+  expect 0 publish-to-server "$folder/library" "$folder/served/library"
+}
+
+make_certificates
+mkdir "$folder/served"
+echo "$folder" >"$folder/served/owner"
+publish 1
+start_nginx "$folder/served"
+https="https://localhost:$https_port/library"
+cdn="http://127.0.0.1:$http_port/library"
+
+echo "Caches ask again for what may change, keep what does not, and keep no error"
+expect_life id.txt "max-age=60"
+expect_life filelist.json "no-cache"
+expect_life "materials/oak%20%26%201.mat" "no-cache"
+expect_life "maps/oak%201.tx" "max-age=31536000, immutable"
+header maps/none.tx >"$folder/header"
+grep -q "404" "$folder/header" || fail "$(cat "$folder/header")"
+! grep -qi "^Cache-Control: " "$folder/header" || fail "$(cat "$folder/header")"
+
+echo "A first run asks for the stamp, the list and every file; the next for the stamp"
+: >"$folder/requests.log"
+expect 0 mtlsync --no-proxy "$https" "$folder/copy"
+expect_same_tree "$folder/library" "$folder/copy"
+[ "$(requests | wc -l)" -eq 12 ] || fail "$(requests)"
+: >"$folder/requests.log"
+expect 0 mtlsync --no-proxy "$https" "$folder/copy"
+[ "$(requests)" = "GET /library/id.txt" ] || fail "$(requests)"
+
+echo "A later one asks for the files that may have changed, and the maps that it lacks"
+publish 2
+: >"$folder/requests.log"
+expect 0 mtlsync --no-proxy "$https" "$folder/copy"
+requests | grep -v /materials/ >"$folder/asked"
+[ "$(requests | wc -l)" -eq 12 ] || fail "$(requests)"
+[ "$(cat "$folder/asked")" = "GET /library/filelist.json
+GET /library/id.txt
+GET /library/maps/oak%202.tx
+GET /library/maps/passing%202.tx" ] || fail "$(cat "$folder/asked")"
+
+echo "Behind a cache, a run gets nothing older than its stamp, and maps come from the cache"
+expect 0 mtlsync --no-proxy "$cdn" "$folder/behind-1"
+publish 3
+: >"$folder/requests.log"
+expect 0 mtlsync --no-proxy "$cdn" "$folder/behind-2"
+diff -r -x ".mtlpublish-*" -x id.txt -x filelist.json "$folder/library" "$folder/behind-2" || fail "something old"
+expect_nothing_older_than_stamp "$folder/behind-2"
+! requests | grep -q "oak%201.tx" || fail "the cache kept no map"
+
+echo "A library may be published while clients run"
+start_clients 3 "$https"
+wait_for_runs 1
+for generation in 4 5 6 7 8; do
+  publish "$generation"
+  wait_for_runs 1
+done
+stop_clients
+for i in 1 2 3; do
+  expect 0 mtlsync --no-proxy "$https" "$folder/client-$i"
+  expect_nothing_older_than_stamp "$folder/client-$i"
+  cmp "$folder/library/id.txt" "$folder/client-$i/id.txt"
+done
+
+echo "A map that has changed under its name is refused, and nothing is published"
+seq 10000 >"$folder/library/maps/oak 8.tx"
+expect 0 mtlpublish build --missing 'maps/*' "$folder/library"
+expect 1 publish-to-server "$folder/library" "$folder/served/library"
+expect_text "maps/oak 8.tx"
+cmp -s "$folder/served/library/id.txt" "$folder/id-8" || fail "the stamp was published"
+
+echo "What was removed goes when asked, and only what is published counts"
+expect 1 publish-to-server --clean "$folder/library" "$folder/served/library"
+make_generation 8
+[ -f "$folder/served/library/maps/passing 1.tx" ] || fail "removed too early"
+expect 0 publish-to-server --clean "$folder/library" "$folder/served/library"
+diff -r -x ".mtlpublish-*" "$folder/library" "$folder/served/library" || fail "not clean"
