@@ -79,11 +79,19 @@ cdn="http://127.0.0.1:$http_port/library"
 echo "Caches ask again for what may change, keep what does not, and keep no error"
 expect_life id.txt "max-age=60"
 expect_life filelist.json "no-cache"
+cp "$folder/header" "$folder/header-of-list"
 expect_life "materials/oak%20%26%201.mat" "no-cache"
 expect_life "maps/oak%201.tx" "max-age=31536000, immutable"
 header maps/none.tx >"$folder/header"
 grep -q "404" "$folder/header" || fail "$(cat "$folder/header")"
 ! grep -qi "^Cache-Control: " "$folder/header" || fail "$(cat "$folder/header")"
+
+echo "A cache that asks again by ETag gets no body, and connections are kept"
+etag=$(sed -n 's/^ETag: //p' "$folder/header-of-list")
+curl -s --noproxy '*' -H "If-None-Match: $etag" -w '%{http_code} %{num_connects}\n' -o "$folder/body" \
+  "$https/filelist.json" -o "$folder/body" "$https/filelist.json" >"$folder/out"
+[ "$(cat "$folder/out")" = "304 1
+304 0" ] || fail "$(cat "$folder/out")"
 
 echo "A first run asks for the stamp, the list and every file; the next for the stamp"
 : >"$folder/requests.log"
