@@ -1,6 +1,6 @@
 # For people; CMake and its presets do the work.
 .PHONY: all release test windows test-windows fuzz documents demo coverage mutate bench bench-micro lint \
-  format clean deps wheel test-python blender-addon test-blender packages test-packages windows-package test-publishing
+  format clean deps wheel test-python blender-addon test-blender packages test-packages windows-package test-publishing terminal
 
 all: release
 
@@ -96,6 +96,12 @@ reference:
 .PHONY: abi-baseline
 abi-baseline: release
 	tests/abi/abi_baseline.sh . build/release/bin --write
+
+# The README's picture of mtlsync at work.
+terminal:
+	scripts/install-deps --terminal
+	$(MAKE) release
+	scripts/record-terminal build/release/bin docs/terminal.svg
 
 demo: deps
 	$(MAKE) release
