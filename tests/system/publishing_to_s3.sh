@@ -7,7 +7,7 @@ set -eu
 . "$1/tests/system/nginx.sh"
 . "$1/tests/system/material_library.sh"
 PATH=$2:$1/docs/publishing:$PATH
-unset AWS_CA_BUNDLE http_proxy https_proxy all_proxy
+unset AWS_CA_BUNDLE http_proxy HTTP_PROXY https_proxy HTTPS_PROXY all_proxy ALL_PROXY
 export RCLONE_CONFIG="$folder/rclone.conf"
 
 store_pid=
@@ -82,6 +82,7 @@ expect_life "maps/oak%201.tx" "max-age=31536000, immutable"
 echo "Behind the cache, a run gets nothing older than its stamp, and maps come from the cache"
 expect 0 mtlsync --no-proxy "$cdn" "$folder/behind-1"
 expect_same_tree "$folder/library" "$folder/behind-1"
+expect 0 mtlpublish verify "$cdn"
 publish 2
 grep -q 'Stored object "library/maps/oak 2.tx"' "$folder/store.log" || fail "$(cat "$folder/store.log")"
 ! grep -q 'Stored object "library/maps/oak 1.tx"' "$folder/store.log" || fail "sent again"

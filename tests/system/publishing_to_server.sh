@@ -8,7 +8,7 @@ set -eu
 . "$1/tests/system/material_library.sh"
 source=$1
 PATH=$2:$1/docs/publishing:$PATH
-unset SSL_CERT_FILE SSL_CERT_DIR
+unset SSL_CERT_FILE SSL_CERT_DIR http_proxy HTTP_PROXY https_proxy HTTPS_PROXY all_proxy ALL_PROXY
 export CURL_CA_BUNDLE="$folder/ca.pem"
 
 write_nginx_configuration() {
@@ -149,3 +149,4 @@ make_generation 8
 [ -f "$folder/served/library/maps/passing 1.tx" ] || fail "removed too early"
 expect 0 publish-to-server --clean "$folder/library" "$folder/served/library"
 diff -r -x ".mtlpublish-*" "$folder/library" "$folder/served/library" || fail "not clean"
+expect 0 mtlpublish verify "$https"
