@@ -7,7 +7,7 @@ readme=$1/README.md
 programs=$2
 
 # What make is asked for, it knows.
-targets=$(sed -n 's/^    make \([a-z-]*\) .*/\1/p; s/.*`make \([a-z-]*\)`.*/\1/p' "$readme")
+targets=$(grep -oE '(^    |`)make [a-z-]+' "$readme" | sed 's/.* //')
 [ -n "$targets" ]
 for target in $targets; do
   make -C "$1" --dry-run "$target" >"$folder/dry-run"
