@@ -1,6 +1,7 @@
 # For people; CMake and its presets do the work.
 .PHONY: all release test windows test-windows fuzz documents demo coverage mutate bench bench-micro lint \
-  format clean deps wheel test-python blender-addon test-blender packages test-packages windows-package test-publishing terminal
+  format clean deps wheel test-python blender-addon test-blender packages test-packages \
+  windows-package
 
 all: release
 
@@ -66,6 +67,7 @@ test-blender: blender-addon
 	cd integrations/blender && /usr/bin/mypy && /usr/bin/python3 -m pytest --quiet
 
 # Publishing to a store that speaks S3, which Debian has no server for.
+.PHONY: test-publishing
 test-publishing: deps
 	scripts/install-deps --publishing
 	$(MAKE) release
@@ -98,6 +100,7 @@ abi-baseline: release
 	tests/abi/abi_baseline.sh . build/release/bin --write
 
 # The README's picture of mtlsync at work.
+.PHONY: terminal
 terminal:
 	scripts/install-deps --terminal
 	$(MAKE) release
