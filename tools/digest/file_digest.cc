@@ -19,7 +19,8 @@ std::error_code lastError() {
 
 }  // namespace
 
-std::error_code digestFile(const std::filesystem::path& file, FileDigest& digest) {
+std::error_code digestFile(const std::filesystem::path& file, FileDigest& digest,
+                           const std::function<bool(std::uint64_t)>& goOn) {
   errno = 0;
   std::ifstream stream(file, std::ios::binary);
   if (!stream) return lastError();
@@ -31,6 +32,7 @@ std::error_code digestFile(const std::filesystem::path& file, FileDigest& digest
     const auto count = static_cast<std::size_t>(stream.gcount());
     sha256.update({piece.data(), count});
     digest.size += count;
+    if (goOn && !goOn(digest.size)) return std::make_error_code(std::errc::operation_canceled);
   }
   if (stream.bad()) return lastError();
   digest.sha256 = sha256.finish();

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <system_error>
 
@@ -16,8 +17,10 @@ struct FileDigest {
   std::string sha256;
 };
 
-/// Reads the file once, in pieces.
-std::error_code digestFile(const std::filesystem::path& file, FileDigest& digest);
+/// Reads the file once, in pieces. After each, `goOn` is asked, with the bytes so far; when
+/// it answers false, the error is operation_canceled.
+std::error_code digestFile(const std::filesystem::path& file, FileDigest& digest,
+                           const std::function<bool(std::uint64_t)>& goOn = {});
 
 }  // namespace digest
 

@@ -2,18 +2,27 @@
 #include "mtlsync/console.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <utility>
+
+#include "mtlsync/display_width.h"
 
 namespace mtlsync {
 
 namespace {
 
 constexpr const char* kClearLine = "\r\x1b[K";
-constexpr std::string_view kEllipsis = "...";
+constexpr const char* kPlain = "\x1b[m";
 
-bool beginsCharacter(char byte) {
-  return (static_cast<unsigned char>(byte) & 0xC0) != 0x80;
+const char* sequenceOf(Tone tone) {
+  switch (tone) {
+    case Tone::kError:
+      return "\x1b[31m";
+    case Tone::kWarning:
+      return "\x1b[33m";
+    case Tone::kDone:
+      return "\x1b[32m";
+  }
+  return "";
 }
 
 }  // namespace
@@ -23,6 +32,11 @@ Console::Console(std::ostream& stream, Screen screen)
 
 Console::~Console() {
   hideStatus();
+}
+
+std::string Console::coloured(Tone tone, std::string_view text) const {
+  if (!screen_.hasColours) return std::string(text);
+  return sequenceOf(tone) + std::string(text) + kPlain;
 }
 
 void Console::printLine(std::string_view text) {
@@ -52,21 +66,6 @@ int Console::statusWidth() const {
 
 void Console::write(const std::string& text) {
   stream_ << text << std::flush;
-}
-
-std::string elided(std::string_view text, int columns) {
-  const auto room = static_cast<std::size_t>(std::max(columns, 0));
-  const auto characters =
-      static_cast<std::size_t>(std::count_if(text.begin(), text.end(), beginsCharacter));
-  if (characters <= room) return std::string(text);
-  const bool marked = room > kEllipsis.size();
-  std::size_t left = marked ? room - kEllipsis.size() : room;
-  std::size_t end = 0;
-  while (end < text.size() && (left > 0 || !beginsCharacter(text[end]))) {
-    if (beginsCharacter(text[end])) --left;
-    ++end;
-  }
-  return std::string(text.substr(0, end)) + std::string(marked ? kEllipsis : "");
 }
 
 }  // namespace mtlsync

@@ -9,6 +9,9 @@
 
 namespace mtlsync {
 
+/// Colours are few: one for each kind of ending.
+enum class Tone { kError, kWarning, kDone };
+
 /// Lines of text, and on a terminal one status line below them that is drawn over and
 /// over. Anywhere else lines are all there is. Used by one thread at a time.
 class Console {
@@ -17,6 +20,7 @@ class Console {
     bool isTerminal = false;
     /// The terminal's present number of columns; asked whenever something is drawn.
     std::function<int()> width;
+    bool hasColours = false;
   };
 
   /// Writes to `stream`, which must outlive the console.
@@ -25,6 +29,9 @@ class Console {
   ~Console();
   Console(const Console&) = delete;
   Console& operator=(const Console&) = delete;
+
+  /// `text`, in the tone's colour where there are colours.
+  std::string coloured(Tone tone, std::string_view text) const;
 
   /// Writes the text and a line break, in place of the status line if there is one.
   void printLine(std::string_view text);
@@ -45,10 +52,6 @@ class Console {
   Screen screen_;
   bool hasStatus_ = false;
 };
-
-/// `text`, UTF-8, cut to at most `columns` characters, which "..." then ends if there is
-/// room for that.
-std::string elided(std::string_view text, int columns);
 
 }  // namespace mtlsync
 

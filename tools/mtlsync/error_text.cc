@@ -18,8 +18,25 @@ constexpr const char* kKitTag = "mtlhost";
 constexpr const char* kConnectionErrorTag = "HttpGetter::responseErrorCb";
 constexpr const char* kConnectionErrorFormat =
     "Connection error: reason=%d extraF=%x underlying=%d";
+constexpr const char* kHttpStatusFormat = "Unexpected HTTP status (%d)";
+constexpr const char* kListHttpStatusFormat = "unexpected HTTP status %d";
 constexpr const char* kSaveTag = "DownloaderImpl::saveFile";
 constexpr const char* kAbortMessage = "Download aborted (";
+
+/// The numbers of which the message of a connection error consists.
+struct ConnectionNumbers {
+  int reason = 0;
+  unsigned flags = 0;
+  int underlying = 0;
+};
+
+std::optional<ConnectionNumbers> connectionNumbersOf(const ErrorEntry& entry) {
+  if (entry.tag != kConnectionErrorTag) return std::nullopt;
+  ConnectionNumbers numbers;
+  const int count = std::sscanf(entry.message.c_str(), kConnectionErrorFormat, &numbers.reason,
+                                &numbers.flags, &numbers.underlying);
+  return count == 3 ? std::optional(numbers) : std::nullopt;
+}
 
 std::string entryText(const ErrorEntry& entry, bool detailed) {
   const std::string code = std::to_string(entry.code);
@@ -79,18 +96,26 @@ std::string connectionReasonText(std::uint32_t reason) {
   }
 }
 
-std::string explanationOf(const ErrorEntry& entry) {
-  if (entry.tag != kConnectionErrorTag) return "";
-  int reason = 0;
-  unsigned flags = 0;
-  int underlying = 0;
-  if (std::sscanf(entry.message.c_str(), kConnectionErrorFormat, &reason, &flags, &underlying) !=
-      3) {
-    return "";
+std::optional<std::uint32_t> connectionReasonOf(const ErrorEntry& entry) {
+  const std::optional<ConnectionNumbers> numbers = connectionNumbersOf(entry);
+  if (!numbers) return std::nullopt;
+  return static_cast<std::uint32_t>(numbers->reason);
+}
+
+std::optional<int> httpStatusOf(const ErrorEntry& entry) {
+  int status = 0;
+  for (const char* format : {kHttpStatusFormat, kListHttpStatusFormat}) {
+    if (std::sscanf(entry.message.c_str(), format, &status) == 1) return status;
   }
-  std::string text = connectionReasonText(static_cast<std::uint32_t>(reason));
-  if ((flags & Krell::Networking::CONNECTION_ERROR_SYSTEM_NUMBER) != 0) {
-    text += (text.empty() ? "" : ": ") + mtlhost::systemErrorText(underlying);
+  return std::nullopt;
+}
+
+std::string explanationOf(const ErrorEntry& entry) {
+  const std::optional<ConnectionNumbers> numbers = connectionNumbersOf(entry);
+  if (!numbers) return "";
+  std::string text = connectionReasonText(static_cast<std::uint32_t>(numbers->reason));
+  if ((numbers->flags & Krell::Networking::CONNECTION_ERROR_SYSTEM_NUMBER) != 0) {
+    text += (text.empty() ? "" : ": ") + mtlhost::systemErrorText(numbers->underlying);
   }
   return text;
 }

@@ -3,6 +3,7 @@
 #define MTLLIB_TOOLS_MTLSYNC_ERROR_TEXT_H_
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,13 @@ ErrorEntries asOwn(ErrorEntries entries);
 
 /// What a ConnectionErrorReason means; "" for numbers that are none.
 std::string connectionReasonText(std::uint32_t reason);
+
+/// The ConnectionErrorReason of an entry that tells of a connection error, which need not be
+/// one that is known.
+std::optional<std::uint32_t> connectionReasonOf(const ErrorEntry& entry);
+
+/// The HTTP status of an entry that tells of an unexpected one.
+std::optional<int> httpStatusOf(const ErrorEntry& entry);
 
 /// More about an entry whose message consists of numbers only; "" for all others.
 std::string explanationOf(const ErrorEntry& entry);

@@ -57,6 +57,25 @@ void JsonEvents::removed(const std::string& path) {
   writeLine(stream_, object);
 }
 
+void JsonEvents::difference(const std::string& path, const std::string& kind,
+                            const std::string& text) {
+  Json::Value object = eventNamed("difference");
+  object["path"] = mtlhost::validUtf8(path);
+  object["kind"] = kind;
+  object["text"] = mtlhost::validUtf8(text);
+  writeLine(stream_, object);
+}
+
+void JsonEvents::status(const std::string& stamp, const std::string& since, std::int64_t files,
+                        std::int64_t bytes) {
+  Json::Value object = eventNamed("status");
+  object["stamp"] = mtlhost::validUtf8(stamp);
+  object["since"] = since;
+  object["files"] = static_cast<Json::Int64>(files);
+  object["bytes"] = static_cast<Json::Int64>(bytes);
+  writeLine(stream_, object);
+}
+
 void JsonEvents::error(const ErrorEntries& entries) {
   Json::Value object = eventNamed("error");
   Json::Value& chain = object["chain"] = Json::arrayValue;

@@ -23,6 +23,11 @@ class JsonEvents {
   void taggedError(const std::string& tag, int code, const std::string& text);
   /// A file of the local copy was removed.
   void removed(const std::string& path);
+  /// A file of the local copy is not as the library has it.
+  void difference(const std::string& path, const std::string& kind, const std::string& text);
+  /// What the local copy is: its stamp, when that was written, and the files beside it.
+  void status(const std::string& stamp, const std::string& since, std::int64_t files,
+              std::int64_t bytes);
   void error(const ErrorEntries& entries);
   void result(int code, const std::string& status, std::int64_t files, std::int64_t bytes);
 

@@ -2,6 +2,11 @@
 #include "mtlsync/options.h"
 
 #include <CLI/CLI.hpp>
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <utility>
+#include <vector>
 
 #include "mtlsync/printable.h"
 
@@ -12,16 +17,38 @@ namespace {
 constexpr const char* kDefaultMaxFileSize = "2G";
 constexpr const char* kNoLimit = "0";
 
-constexpr const char* kFooter = R"(
-SIZE is in bytes, or with k, M or G in thousands, millions or billions; 0 is no
+constexpr const char* kFooter =
+    R"(SIZE is in bytes, or with k, M or G in thousands, millions or billions; 0 is no
 limit. A file is held in memory until it is saved, five of them at once.
 
-Exit status: 0 done or up to date, 1 failed, 2 wrong usage, 100 an update is
-available (with --check), 130 interrupted.
+Exit status: 0 done or up to date, 1 failed or not as it should be, 2 wrong
+usage, 100 an update is available (with --check), 130 interrupted.
 
 Examples:
   mtlsync https://materials.example/library ~/materials
   mtlsync --check https://materials.example/library ~/materials)";
+
+/// Knows that URL is not always given.
+class HelpFormatter final : public CLI::Formatter {
+ public:
+  std::string make_usage(const CLI::App* /*app*/, std::string name) const override {
+    return "Usage: " + name + " [OPTIONS] URL DIR\n       " + name + " --status [OPTIONS] DIR\n";
+  }
+};
+
+/// What was typed, as far as it is not yet what is wanted.
+struct Typed {
+  std::vector<std::string> names;  ///< URL and DIR.
+  bool check = false;
+  bool repair = false;
+  bool verify = false;
+  bool status = false;
+  bool noProxy = false;
+  bool quiet = false;
+  bool verbose = false;
+  std::string maxFileSize = kDefaultMaxFileSize;
+  std::string maxTotalSize = kNoLimit;
+};
 
 CLI::Validator notEmpty() {
   return {[](std::string& value) { return value.empty() ? "must not be empty" : std::string(); },
@@ -36,6 +63,39 @@ CLI::Validator isSize() {
           ""};
 }
 
+void declareModes(CLI::App& app, Typed& typed) {
+  app.add_flag("--check", typed.check, "Only tell whether an update exists");
+  app.add_flag("--repair", typed.repair,
+               "Remove files of the wrong size or content, then\nfetch whatever is missing");
+  app.add_flag("--verify", typed.verify, "Only tell what is missing or wrong");
+  app.add_flag("--status", typed.status,
+               "Only tell, without the network, what is in DIR:\nstamp, since when, files, size");
+}
+
+void declareSettings(CLI::App& app, Options& options, Typed& typed) {
+  app.add_option("--sub-path", options.subPath, "Sub-path of the library")->type_name("PATH");
+  app.add_option("--proxy", options.proxyAddress, "HTTP proxy HOST:PORT; the system's if not given")
+      ->type_name("ADDRESS")
+      ->check(notEmpty());
+  app.add_flag("--no-proxy", typed.noProxy, "Use no proxy");
+  app.add_option("--max-file-size", typed.maxFileSize,
+                 "Give up when a file is larger; 2G if not given")
+      ->type_name("SIZE")
+      ->check(isSize());
+  app.add_option("--max-total-size", typed.maxTotalSize,
+                 "Give up when all files together are larger;\nno limit if not given")
+      ->type_name("SIZE")
+      ->check(isSize());
+  app.add_flag("-q,--quiet", typed.quiet, "Print errors only");
+  app.add_flag("-v,--verbose", typed.verbose, "Print every message");
+  app.add_flag("--json", options.json, "Print events and result as JSON, one a line");
+  app.add_option("--module", options.moduleFile,
+                 "Plug-in to load; if not given, the one beside\n"
+                 "the program, then the installed one")
+      ->type_name("FILE")
+      ->check(notEmpty());
+}
+
 // The library puts a slash behind the address, and a server may tell "//" from "/".
 std::string withoutTrailingSlashes(std::string url) {
   const auto endsWith = [&](const std::string& end) {
@@ -44,6 +104,43 @@ std::string withoutTrailingSlashes(std::string url) {
   while (endsWith("/") && !endsWith("://"))
     url.pop_back();
   return url;
+}
+
+/// The modes that were asked for, by their options.
+std::vector<std::pair<std::string, Mode>> modesOf(const Typed& typed) {
+  std::vector<std::pair<std::string, Mode>> modes;
+  if (typed.check) modes.emplace_back("--check", Mode::kCheck);
+  if (typed.repair) modes.emplace_back("--repair", Mode::kRepair);
+  if (typed.verify) modes.emplace_back("--verify", Mode::kVerify);
+  if (typed.status) modes.emplace_back("--status", Mode::kStatus);
+  return modes;
+}
+
+/// What is wrong with what was typed as a whole; "" when nothing is.
+std::string contradictionIn(const Typed& typed, const Options& options) {
+  const auto exclusion = [](const std::string& one, const std::string& other) {
+    return one + " and " + other + " exclude each other";
+  };
+  const auto modes = modesOf(typed);
+  if (typed.quiet && typed.verbose) return exclusion("--quiet", "--verbose");
+  if (modes.size() > 1) return exclusion(modes[0].first, modes[1].first);
+  if (typed.noProxy && !options.proxyAddress.empty()) return exclusion("--proxy", "--no-proxy");
+  return "";
+}
+
+/// Takes URL and DIR, or DIR alone. What is wrong with them; "" when nothing is.
+std::string takeNames(const Typed& typed, Options& options) {
+  std::vector<std::pair<const char*, std::string*>> wanted;
+  if (!typed.status) wanted.emplace_back("URL", &options.url);
+  wanted.emplace_back("DIR", &options.directory);
+  for (std::size_t i = 0; i < wanted.size(); ++i) {
+    const auto& [what, name] = wanted[i];
+    if (i == typed.names.size()) return std::string(what) + " is required";
+    *name = typed.names[i];
+    if (name->empty()) return std::string(what) + ": must not be empty";
+  }
+  if (typed.names.size() == wanted.size()) return "";
+  return "The following argument was not expected: " + typed.names[wanted.size()];
 }
 
 CommandLine wrongUsage(const std::string& problem) {
@@ -55,50 +152,22 @@ CommandLine wrongUsage(const std::string& problem) {
 CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
   CommandLine line;
   Options& options = line.options;
-  bool noProxy = false;
-  bool quiet = false;
-  bool verbose = false;
-  std::string maxFileSize = kDefaultMaxFileSize;
-  std::string maxTotalSize = kNoLimit;
+  Typed typed;
 
   CLI::App app("Brings the local copy in DIR of the material library at URL up to date.",
                "mtlsync");
+  app.formatter(std::make_shared<HelpFormatter>());
   app.allow_windows_style_options(false);
   app.set_help_flag("-h,--help", "Print this help and exit");
   app.set_version_flag("--version", "mtlsync " MTLSYNC_VERSION, "Print the version and exit");
   app.footer(kFooter);
-
-  app.add_option("URL", options.url, "Address of the library")
-      ->required()
-      ->option_text(" ")
-      ->check(notEmpty());
-  app.add_option("DIR", options.directory, "Folder of the local copy; made if missing")
-      ->required()
-      ->option_text(" ")
-      ->check(notEmpty());
-  app.add_flag("--check", options.checkOnly, "Only tell whether an update exists");
-  app.add_flag("--repair", options.repair,
-               "Remove files of the wrong size, then fetch\nwhatever is missing");
-  app.add_option("--sub-path", options.subPath, "Sub-path of the library")->type_name("PATH");
-  app.add_option("--proxy", options.proxyAddress, "HTTP proxy HOST:PORT; the system's if not given")
-      ->type_name("ADDRESS")
-      ->check(notEmpty());
-  app.add_flag("--no-proxy", noProxy, "Use no proxy");
-  app.add_option("--max-file-size", maxFileSize, "Give up when a file is larger; 2G if not given")
-      ->type_name("SIZE")
-      ->check(isSize());
-  app.add_option("--max-total-size", maxTotalSize,
-                 "Give up when all files together are larger;\nno limit if not given")
-      ->type_name("SIZE")
-      ->check(isSize());
-  app.add_flag("-q,--quiet", quiet, "Print errors only");
-  app.add_flag("-v,--verbose", verbose, "Print every message");
-  app.add_flag("--json", options.json, "Print events and result as JSON, one a line");
-  app.add_option("--module", options.moduleFile,
-                 "Plug-in to load; if not given, the one beside\n"
-                 "the program, then the installed one")
-      ->type_name("FILE")
-      ->check(notEmpty());
+  std::array<std::string, 2> names;
+  const std::array<CLI::Option*, 2> positionals{
+      app.add_option("URL", names[0], "Address of the library")->option_text(" "),
+      app.add_option("DIR", names[1], "Folder of the local copy; made if missing")
+          ->option_text(" ")};
+  declareModes(app, typed);
+  declareSettings(app, options, typed);
 
   try {
     app.parse(argumentCount, arguments);
@@ -110,19 +179,19 @@ CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
     return wrongUsage(error.what());
   }
 
-  if (quiet && verbose) return wrongUsage("--quiet and --verbose exclude each other");
-  if (options.checkOnly && options.repair) {
-    return wrongUsage("--check and --repair exclude each other");
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (positionals[i]->count() > 0) typed.names.push_back(names[i]);
   }
-  if (noProxy && !options.proxyAddress.empty()) {
-    return wrongUsage("--proxy and --no-proxy exclude each other");
-  }
+  std::string problem = contradictionIn(typed, options);
+  if (problem.empty()) problem = takeNames(typed, options);
+  if (!problem.empty()) return wrongUsage(problem);
   options.url = withoutTrailingSlashes(options.url);
-  options.limits = {*parseSize(maxFileSize), *parseSize(maxTotalSize)};
-  if (noProxy) options.proxyMode = PROXY_MODE_DISABLED;
+  options.limits = {*parseSize(typed.maxFileSize), *parseSize(typed.maxTotalSize)};
+  if (const auto modes = modesOf(typed); !modes.empty()) options.mode = modes.front().second;
+  if (typed.noProxy) options.proxyMode = PROXY_MODE_DISABLED;
   if (!options.proxyAddress.empty()) options.proxyMode = PROXY_MODE_EXPLICIT;
-  if (quiet) options.verbosity = Verbosity::kQuiet;
-  if (verbose) options.verbosity = Verbosity::kVerbose;
+  if (typed.quiet) options.verbosity = Verbosity::kQuiet;
+  if (typed.verbose) options.verbosity = Verbosity::kVerbose;
   return line;
 }
 

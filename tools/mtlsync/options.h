@@ -11,8 +11,16 @@ namespace mtlsync {
 
 enum class Verbosity { kQuiet, kNormal, kVerbose };
 
+enum class Mode {
+  kSync,
+  kCheck,   ///< Only tells whether an update exists.
+  kRepair,  ///< Synchronises, and fetches what is missing or damaged, too.
+  kVerify,  ///< Only tells what is missing or damaged.
+  kStatus   ///< Only tells what the copy is, without the network.
+};
+
 struct Options {
-  std::string url;
+  std::string url;  ///< "" with kStatus.
   std::string directory;
   std::string subPath;
   ProxyMode proxyMode = PROXY_MODE_SYSTEM;
@@ -20,8 +28,7 @@ struct Options {
   std::string moduleFile;  ///< "" looks for it in the usual places.
   Verbosity verbosity = Verbosity::kNormal;
   SizeLimits limits;
-  bool checkOnly = false;
-  bool repair = false;
+  Mode mode = Mode::kSync;
   bool json = false;
 };
 

@@ -49,6 +49,10 @@ void ProgressDisplay::update(std::int64_t totalBytes) {
   draw();
 }
 
+void ProgressDisplay::setFile(const std::string& name) {
+  if (showsFiles()) progress_.file = printableLine(name);
+}
+
 void ProgressDisplay::endPhase() {
   console_.hideStatus();
   progress_ = Progress{};

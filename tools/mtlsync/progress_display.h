@@ -36,6 +36,12 @@ class ProgressDisplay {
   /// Something arrived, or time has passed: `totalBytes` arrived in the whole run.
   void update(std::int64_t totalBytes);
 
+  /// The file, whatever its name holds, that the phase is at.
+  void setFile(const std::string& name);
+
+  /// Whether setFile() makes a difference.
+  bool showsFiles() const { return console_.isTerminal(); }
+
   void endPhase();
 
  private:

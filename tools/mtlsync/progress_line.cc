@@ -7,8 +7,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "mtlsync/console.h"
-#include "mtlsync/printable.h"
+#include "mtlsync/display_width.h"
 #include "quantity/quantity_text.h"
 
 namespace mtlsync {
@@ -21,11 +20,17 @@ constexpr double kBytesPerMegabyte = 1e6;
 constexpr std::int64_t kBytesPerWholeMegabyte = 1000000;
 constexpr int kNarrowestBar = 12;
 constexpr int kWidestBar = 42;
+constexpr int kShortestFile = 16;
+constexpr const char* kGap = "  ";
 
 enum Part { kPhase, kBar, kPercent, kAmount, kRate, kTimeLeft };
 using Layout = std::vector<Part>;
 
 /// From the richest to the poorest; the first one that fits is used.
+const std::array<Layout, 4> kLayoutsWithFile{{{kPhase, kBar, kPercent, kAmount, kRate, kTimeLeft},
+                                              {kBar, kPercent, kAmount, kRate, kTimeLeft},
+                                              {kPercent, kAmount, kRate, kTimeLeft},
+                                              {kPercent, kAmount}}};
 const std::array<Layout, 6> kLayouts{{{kPhase, kBar, kPercent, kAmount, kRate, kTimeLeft},
                                       {kBar, kPercent, kAmount, kRate, kTimeLeft},
                                       {kPercent, kAmount, kRate, kTimeLeft},
@@ -34,6 +39,8 @@ const std::array<Layout, 6> kLayouts{{{kPhase, kBar, kPercent, kAmount, kRate, k
                                       {kPercent}}};
 const std::array<Layout, 3> kLayoutsWithoutTotal{
     {{kPhase, kAmount, kRate}, {kPhase, kAmount}, {kPhase}}};
+const std::array<Layout, 2> kLayoutsWithFileWithoutTotal{
+    {{kPhase, kAmount, kRate}, {kAmount, kRate}}};
 
 bool hasTotal(const Progress& progress) {
   return progress.permille >= 0;
@@ -91,12 +98,6 @@ std::string partText(Part part, const Progress& progress) {
   return "";
 }
 
-int columnsOf(const std::string& text) {
-  return static_cast<int>(std::count_if(text.begin(), text.end(), [](char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0) != 0x80;
-  }));
-}
-
 /// The parts side by side, the bar as wide as `columns` allow; longer than that when they
 /// do not fit.
 std::string arranged(const Layout& layout, const Progress& progress, int columns) {
@@ -105,11 +106,11 @@ std::string arranged(const Layout& layout, const Progress& progress, int columns
   for (const Part part : layout) {
     const std::string piece = partText(part, progress);
     if (piece.empty()) continue;
-    if (!text.empty()) text += "  ";
+    if (!text.empty()) text += kGap;
     if (part == kBar) barStart = text.size();
     text += piece;
   }
-  const int spare = columns - columnsOf(text);
+  const int spare = columns - displayWidth(text);
   if (barStart == std::string::npos || spare <= 0) return text;
   const int width = std::min(kNarrowestBar + spare, kWidestBar);
   return text.replace(barStart, kNarrowestBar, bar(progress, width));
@@ -120,14 +121,31 @@ std::string firstThatFits(const Layouts& layouts, const Progress& progress, int 
   std::string text;
   for (const Layout& layout : layouts) {
     text = arranged(layout, progress, columns);
-    if (columnsOf(text) <= columns) return text;
+    if (displayWidth(text) <= columns) return text;
   }
   return elided(text, columns);
+}
+
+/// The parts with the file behind them; "" when there is no room for a file.
+template <typename Layouts>
+std::string firstWithRoomForFile(const Layouts& layouts, const Progress& progress, int columns) {
+  for (const Layout& layout : layouts) {
+    const std::string text = arranged(layout, progress, 0) + kGap;
+    const int room = columns - displayWidth(text);
+    if (room >= kShortestFile) return text + elidedFront(progress.file, room);
+  }
+  return "";
 }
 
 }  // namespace
 
 std::string progressLine(const Progress& progress, int columns) {
+  if (!progress.file.empty()) {
+    std::string text = hasTotal(progress)
+                           ? firstWithRoomForFile(kLayoutsWithFile, progress, columns)
+                           : firstWithRoomForFile(kLayoutsWithFileWithoutTotal, progress, columns);
+    if (!text.empty()) return text;
+  }
   return hasTotal(progress) ? firstThatFits(kLayouts, progress, columns)
                             : firstThatFits(kLayoutsWithoutTotal, progress, columns);
 }

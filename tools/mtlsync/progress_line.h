@@ -17,10 +17,12 @@ struct Progress {
   std::int64_t totalMegabytes = 0;
   double bytesPerSecond = 0;      ///< 0 when unknown.
   double secondsLeft = kUnknown;  ///< Negative when unknown.
+  std::string file{};             ///< The one that was begun last; "" when unknown.
 };
 
 /// One line of at most `columns` columns, with as much as fits of: the phase, a bar, per
-/// cent, megabytes, rate and remaining time.
+/// cent, megabytes, rate, remaining time and, with its front cut, the file. What is shown
+/// depends on the width, not on the file, so that a line keeps its shape.
 std::string progressLine(const Progress& progress, int columns);
 
 /// The same in a few words, for a log: "Downloading files: 30 % (5.7 of 19 MB)".

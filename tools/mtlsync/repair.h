@@ -2,7 +2,6 @@
 #ifndef MTLLIB_TOOLS_MTLSYNC_REPAIR_H_
 #define MTLLIB_TOOLS_MTLSYNC_REPAIR_H_
 
-#include <string>
 #include <vector>
 
 #include "library_list/listed_files.h"
@@ -12,17 +11,15 @@
 
 namespace mtlsync {
 
-/// Fetches the library's list and removes the local files that differ from it in size, and
-/// the local stamp, so that the run that follows fetches whatever is missing. False when it
-/// must not follow, for a reason that is in `problem` or known to the observer.
+/// Fetches the library's list and removes the local files that differ from it in size or
+/// content, and the local stamp, so that the run that follows fetches whatever is missing.
+/// False when it must not follow, for a reason that is in `problem` or known to the
+/// observer.
 bool prepareRepair(const Options& options, SyncObserver& observer, ErrorEntries& problem);
 
 /// The part of the above that needs no network.
 bool removeDamaged(const Options& options, const std::vector<library_list::ListedFile>& files,
                    SyncObserver& observer, ErrorEntries& problem);
-
-/// What to do after a file could not be saved.
-std::string repairHint(const Options& options);
 
 }  // namespace mtlsync
 

@@ -1,6 +1,8 @@
 // What people read is printed, what programs read is complete.
 #include "mtlsync/sync_observer.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <utility>
 
@@ -11,6 +13,9 @@ namespace mtlsync {
 namespace {
 
 constexpr const char* kFileBegun = "Downloading file \"%s\" (%lli bytes)";
+constexpr const char* kComparison = "Comparing files";
+constexpr int kPermille = 1000;
+constexpr std::int64_t kBytesPerMegabyte = 1000000;
 constexpr const char* kStampsMatch = "Local and remote stamp files match. Nothing to do.";
 
 }  // namespace
@@ -27,13 +32,57 @@ void SyncObserver::showRemoved(const std::string& path) {
   outputs_.messages.printLine("Removed \"" + printableLine(path) + "\"");
 }
 
+void SyncObserver::difference(const std::string& path, const std::string& kind,
+                              const std::string& text) {
+  ++record_.differences;
+  if (JsonEvents* to = events()) return to->difference(path, kind, text);
+  outputs_.messages.hideStatus();
+  outputs_.results.printLine(printableLine(path) + ": " + printableLine(text));
+}
+
 bool SyncObserver::listReceived(std::int64_t bytes) {
   listBytes_ = bytes;
-  return received(bytes, bytes);
+  return received(bytes);
+}
+
+// Told in the library's ways, so that readers of events and the display know what to do.
+void SyncObserver::comparisonBegins(std::int64_t files, std::int64_t bytes) {
+  record_.compared = files;
+  comparisonBytes_ = bytes;
+  comparisonPermille_ = 0;
+  progressText(kComparison);
+  if (bytes == 0) return;
+  progressText(kComparison + (" (0MB / " + std::to_string(bytes / kBytesPerMegabyte)) + "MB)");
+  progressRange(kPermille);
+  progressValue(0);
+  progressBegins();
+}
+
+bool SyncObserver::comparing(const std::string& path, std::int64_t bytes) {
+  if (outputs_.progress != nullptr) {
+    outputs_.progress->setFile(path);
+    outputs_.progress->update(record_.bytes + bytes);
+  }
+  if (comparisonBytes_ > 0) {
+    const auto permille = static_cast<int>(static_cast<double>(bytes) * kPermille /
+                                           static_cast<double>(comparisonBytes_));
+    if (permille > comparisonPermille_) progressValue(permille);
+    comparisonPermille_ = std::max(comparisonPermille_, permille);
+  }
+  return !isEnding();
+}
+
+void SyncObserver::comparisonEnds() {
+  progressEnds();
+  // What was read did not arrive.
+  if (outputs_.progress != nullptr) outputs_.progress->update(record_.bytes);
 }
 
 void SyncObserver::stage(const mtlhost::Message& message) {
-  if (std::strcmp(message.format(), kFileBegun) == 0) ++record_.files;
+  if (std::strcmp(message.format(), kFileBegun) == 0) {
+    ++record_.files;
+    tellFile(message);
+  }
   if (std::strcmp(message.format(), kStampsMatch) == 0) record_.stampsMatched = true;
   tell("stage", message);
 }
@@ -54,21 +103,21 @@ void SyncObserver::survived(const ErrorEntry& entry) {
 }
 
 void SyncObserver::error(const ErrorEntries& entries) {
-  record_.errorShown = true;
-  record_.saveFailed = record_.saveFailed || isFailedSave(entries);
+  record_.failure = entries;
   if (JsonEvents* to = events()) to->error(entries);
   const bool detailed = verbosity_ == Verbosity::kVerbose;
   // Whoever stopped the run knows why it ended.
   if (!detailed && isEnding() && isAbort(entries)) return;
-  const char* opening = "mtlsync: error: ";
+  std::string opening = "mtlsync: " + outputs_.messages.coloured(Tone::kError, "error:") + " ";
   for (const std::string& line : errorLines(entries, detailed)) {
     outputs_.messages.printLine(opening + line);
-    opening = "";
+    opening.clear();
   }
 }
 
 bool SyncObserver::goOn(const mtlhost::Transfer& transfer) {
-  return received(transfer.receivedBytes, listBytes_ + transfer.totalBytes);
+  runBytes_ = transfer.totalBytes;
+  return received(transfer.receivedBytes);
 }
 
 void SyncObserver::progressRange(int end) {
@@ -105,7 +154,17 @@ void SyncObserver::tell(const char* event, const mtlhost::Message& message) {
 }
 
 void SyncObserver::printWarning(const std::string& text) {
-  if (verbosity_ != Verbosity::kQuiet) outputs_.messages.printLine("mtlsync: warning: " + text);
+  if (verbosity_ == Verbosity::kQuiet) return;
+  outputs_.messages.printLine("mtlsync: " + outputs_.messages.coloured(Tone::kWarning, "warning:") +
+                              " " + text);
+}
+
+// Every name between the first quotation mark and the last is the file's.
+void SyncObserver::tellFile(const mtlhost::Message& message) {
+  if (outputs_.progress == nullptr || !outputs_.progress->showsFiles()) return;
+  const std::string text = message.text();
+  const std::size_t begin = text.find('"') + 1;
+  outputs_.progress->setFile(text.substr(begin, text.rfind('"') - begin));
 }
 
 // Events may go to the same terminal as the status line.
@@ -114,10 +173,10 @@ JsonEvents* SyncObserver::events() {
   return outputs_.events;
 }
 
-bool SyncObserver::received(std::int64_t fileBytes, std::int64_t totalBytes) {
-  record_.bytes = totalBytes;
-  if (!isEnding()) record_.exceededLimit = exceededLimit(limits_, fileBytes, totalBytes);
-  if (outputs_.progress != nullptr) outputs_.progress->update(totalBytes);
+bool SyncObserver::received(std::int64_t fileBytes) {
+  record_.bytes = listBytes_ + runBytes_;
+  if (!isEnding()) record_.exceededLimit = exceededLimit(limits_, fileBytes, record_.bytes);
+  if (outputs_.progress != nullptr) outputs_.progress->update(record_.bytes);
   return !isEnding();
 }
 

@@ -20,10 +20,11 @@ namespace mtlsync {
 struct RunRecord {
   std::int64_t files = 0;  ///< Downloads that were begun.
   std::int64_t bytes = 0;
+  std::int64_t compared = 0;     ///< Listed files that were compared with the local copy.
+  std::int64_t differences = 0;  ///< That were told.
   bool stampsMatched = false;
-  bool warned = false;  ///< Told by the library as the end of a run may be.
-  bool errorShown = false;
-  bool saveFailed = false;
+  bool warned = false;        ///< Told by the library as the end of a run may be.
+  ErrorEntries failure;       ///< The last one told.
   std::string exceededLimit;  ///< Why we ended the run ourselves; "" when we did not.
 };
 
@@ -32,7 +33,8 @@ struct RunRecord {
 class SyncObserver final : public mtlhost::Observer {
  public:
   struct Outputs {
-    Console& messages;
+    Console& messages;          ///< Failures, warnings, progress.
+    Console& results;           ///< What was asked for.
     ProgressDisplay* progress;  ///< May be null.
     JsonEvents* events;         ///< May be null.
   };
@@ -44,8 +46,18 @@ class SyncObserver final : public mtlhost::Observer {
   /// Tells that a file of the local copy was removed.
   void showRemoved(const std::string& path);
 
-  /// The list that is fetched before a run has received so many bytes; whether to go on.
+  /// Tells that a file of the local copy is not as the library has it: in a word for
+  /// programs, and in words that follow the path for people.
+  void difference(const std::string& path, const std::string& kind, const std::string& text);
+
+  /// The list that is fetched beside a run has received so many bytes; whether to go on.
   bool listReceived(std::int64_t bytes);
+
+  /// So many files are compared with the list, for which so many bytes are to be read.
+  void comparisonBegins(std::int64_t files, std::int64_t bytes);
+  /// The file is looked at, when so many bytes have been read of all; whether to go on.
+  bool comparing(const std::string& path, std::int64_t bytes);
+  void comparisonEnds();
 
   const RunRecord& record() const { return record_; }
 
@@ -65,7 +77,8 @@ class SyncObserver final : public mtlhost::Observer {
   void tell(const char* event, const mtlhost::Message& message);
   void printWarning(const std::string& text);
   JsonEvents* events();
-  bool received(std::int64_t fileBytes, std::int64_t totalBytes);
+  void tellFile(const mtlhost::Message& message);
+  bool received(std::int64_t fileBytes);
   bool isEnding() const { return stop_() || !record_.exceededLimit.empty(); }
 
   Outputs outputs_;
@@ -73,6 +86,9 @@ class SyncObserver final : public mtlhost::Observer {
   SizeLimits limits_;
   std::function<bool()> stop_;
   std::int64_t listBytes_ = 0;
+  std::int64_t runBytes_ = 0;
+  std::int64_t comparisonBytes_ = 0;
+  int comparisonPermille_ = 0;
   RunRecord record_;
 };
 

@@ -1,4 +1,4 @@
-// One run of the program, from loading the module to the result.
+// One run of the program, from what was asked for to the result.
 #ifndef MTLLIB_TOOLS_MTLSYNC_SYNC_RUN_H_
 #define MTLLIB_TOOLS_MTLSYNC_SYNC_RUN_H_
 
@@ -15,7 +15,7 @@ enum ExitStatus : int {
 };
 
 /// Does what the options say, reporting on the standard streams.
-ExitStatus runSync(const Options& options);
+ExitStatus runSync(Options options);
 
 }  // namespace mtlsync
 

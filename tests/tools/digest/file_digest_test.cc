@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <system_error>
 
@@ -17,6 +18,26 @@ TEST(FileDigest, IsOfManyPieces) {
   EXPECT_FALSE(digest::digestFile(dir.path() / "million", digest));
   EXPECT_EQ(digest.size, 1'000'000U);
   EXPECT_EQ(digest.sha256, "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
+}
+
+TEST(FileDigest, EndsWhenToldTo) {
+  const TempDir dir;
+  writeFile(dir / "million", std::string(1'000'000, 'a'));
+  digest::FileDigest digest;
+  std::uint64_t told = 0;
+  EXPECT_EQ(digest::digestFile(dir.path() / "million", digest,
+                               [&told](std::uint64_t bytes) {
+                                 told = bytes;
+                                 return bytes < 300'000;
+                               }),
+            std::errc::operation_canceled);
+  EXPECT_GE(told, 300'000U);
+  EXPECT_LT(told, 1'000'000U);
+  EXPECT_FALSE(digest::digestFile(dir.path() / "million", digest, [&told](std::uint64_t bytes) {
+    told = bytes;
+    return true;
+  }));
+  EXPECT_EQ(told, 1'000'000U);
 }
 
 TEST(FileDigest, SaysThatAFileHasGone) {

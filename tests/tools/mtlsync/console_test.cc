@@ -82,20 +82,14 @@ TEST_F(TerminalConsole, SurvivesATerminalWithoutColumns) {
   EXPECT_EQ(written(), "\r\x1b[K");
 }
 
-TEST(Elided, LeavesWhatFits) {
-  EXPECT_EQ(elided("", 0), "");
-  EXPECT_EQ(elided("abcde", 5), "abcde");
-  EXPECT_EQ(elided("\xC3\xA4\xC3\xB6\xC3\xBC", 3), "\xC3\xA4\xC3\xB6\xC3\xBC");
-}
-
-TEST(Elided, CutsBetweenCharacters) {
-  EXPECT_EQ(elided("\xC3\xA4\xC3\xB6\xC3\xBC\xC3\x9F\xC3\x9F", 4), "\xC3\xA4...");
-  EXPECT_EQ(elided("\xC3\xA4\xC3\xB6\xC3\xBC\xC3\x9F\xC3\x9F", 3), "\xC3\xA4\xC3\xB6\xC3\xBC");
-}
-
-TEST(Elided, GivesNothingWhereThereIsNoRoom) {
-  EXPECT_EQ(elided("abc", 0), "");
-  EXPECT_EQ(elided("abc", -1), "");
+TEST(ConsoleColours, AreThereOnlyWhereWanted) {
+  std::ostringstream stream;
+  const Console plain(stream, {true, [] { return 80; }});
+  EXPECT_EQ(plain.coloured(Tone::kError, "error:"), "error:");
+  const Console colourful(stream, {true, [] { return 80; }, true});
+  EXPECT_EQ(colourful.coloured(Tone::kError, "error:"), "\x1b[31merror:\x1b[m");
+  EXPECT_EQ(colourful.coloured(Tone::kWarning, "warning:"), "\x1b[33mwarning:\x1b[m");
+  EXPECT_EQ(colourful.coloured(Tone::kDone, "Updated:"), "\x1b[32mUpdated:\x1b[m");
 }
 
 }  // namespace

@@ -87,6 +87,19 @@ TEST(ExplanationOf, IsEmptyForOtherMessages) {
             "");
 }
 
+TEST(ConnectionReasonOf, IsTheNumberOfAConnectionError) {
+  EXPECT_EQ(connectionReasonOf(connectionError("reason=13 extraF=0 underlying=60")), 13U);
+  EXPECT_EQ(connectionReasonOf(connectionError("reason=many")), std::nullopt);
+  EXPECT_EQ(connectionReasonOf({"", -1, "Connection error: reason=2 extraF=0 underlying=7"}),
+            std::nullopt);
+}
+
+TEST(HttpStatusOf, IsTheNumberInTheMessage) {
+  EXPECT_EQ(httpStatusOf({"", -1, "Unexpected HTTP status (404)"}), 404);
+  EXPECT_EQ(httpStatusOf({"", -1, "unexpected HTTP status 503"}), 503);
+  EXPECT_EQ(httpStatusOf({"", -1, "Disk full"}), std::nullopt);
+}
+
 TEST(IsAbort, RecognisesTheHostsOwnAnswerAnywhereInTheChain) {
   EXPECT_TRUE(
       isAbort({{"a", -1, "Could not download list file"}, {"b", -1, "Download aborted (1)"}}));

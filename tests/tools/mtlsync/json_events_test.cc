@@ -46,6 +46,14 @@ TEST_F(JsonEventsTest, WritesAnObjectALine) {
             "{\"code\":-1,\"event\":\"taggedError\",\"tag\":\"A::b\",\"text\":\"went wrong\"}\n");
   events_.removed("maps/a.tx");
   EXPECT_EQ(written(), "{\"event\":\"removed\",\"path\":\"maps/a.tx\"}\n");
+  events_.difference("maps/a.tx", "missing", "is missing");
+  EXPECT_EQ(written(),
+            "{\"event\":\"difference\",\"kind\":\"missing\",\"path\":\"maps/a.tx\","
+            "\"text\":\"is missing\"}\n");
+  events_.status("v7", "2026-03-01T13:05:09Z", 73, 19000000000);
+  EXPECT_EQ(written(),
+            "{\"bytes\":19000000000,\"event\":\"status\",\"files\":73,"
+            "\"since\":\"2026-03-01T13:05:09Z\",\"stamp\":\"v7\"}\n");
   events_.error({{"A::b", -1, "newest"}, {"", 5, ""}});
   EXPECT_EQ(written(),
             "{\"chain\":[{\"code\":-1,\"message\":\"newest\",\"tag\":\"A::b\"},"
@@ -74,6 +82,10 @@ TEST_F(JsonEventsTest, StaysValidWhateverTheBytes) {
             "\xBD c\xEF\xBF\xBD\xEF\xBF\xBD");
   events_.error({{"\xFE", -1, "\xFF"}});
   EXPECT_EQ(read()["chain"][0]["message"].asString(), "\xEF\xBF\xBD");
+  events_.difference("\xFF", "missing", "");
+  EXPECT_EQ(read()["path"].asString(), "\xEF\xBF\xBD");
+  events_.status("\xFF", "", 0, 0);
+  EXPECT_EQ(read()["stamp"].asString(), "\xEF\xBF\xBD");
   events_.removed("\xFF");
   EXPECT_EQ(read()["path"].asString(), "\xEF\xBF\xBD");
   events_.taggedError("\xFE", -1, "\xFF");

@@ -43,8 +43,7 @@ TEST(CommandLineOptions, NeedNothingButUrlAndDirectory) {
   EXPECT_EQ(options.verbosity, Verbosity::kNormal);
   EXPECT_EQ(options.limits.file, 2000000000);
   EXPECT_EQ(options.limits.total, 0);
-  EXPECT_FALSE(options.checkOnly);
-  EXPECT_FALSE(options.repair);
+  EXPECT_EQ(options.mode, Mode::kSync);
   EXPECT_FALSE(options.json);
 }
 
@@ -58,7 +57,7 @@ TEST(CommandLineOptions, MayStandAnywhere) {
   EXPECT_EQ(options.proxyAddress, "p:3128");
   EXPECT_EQ(options.moduleFile, "m.so");
   EXPECT_EQ(options.verbosity, Verbosity::kVerbose);
-  EXPECT_TRUE(options.checkOnly);
+  EXPECT_EQ(options.mode, Mode::kCheck);
   EXPECT_TRUE(options.json);
 }
 
@@ -73,8 +72,16 @@ TEST(CommandLineOptions, CanTurnTheProxyOff) {
   EXPECT_EQ(accepted({"--no-proxy", "u", "d"}).proxyMode, PROXY_MODE_DISABLED);
 }
 
-TEST(CommandLineOptions, CanAskForARepair) {
-  EXPECT_TRUE(accepted({"--repair", "u", "d"}).repair);
+TEST(CommandLineOptions, ChooseTheMode) {
+  EXPECT_EQ(accepted({"--repair", "u", "d"}).mode, Mode::kRepair);
+  EXPECT_EQ(accepted({"--verify", "u", "d"}).mode, Mode::kVerify);
+}
+
+TEST(CommandLineOptions, NeedNoUrlForTheStatus) {
+  const Options options = accepted({"d", "--status"});
+  EXPECT_EQ(options.mode, Mode::kStatus);
+  EXPECT_EQ(options.directory, "d");
+  EXPECT_EQ(options.url, "");
 }
 
 TEST(CommandLineOptions, LimitSizes) {
@@ -105,17 +112,20 @@ TEST(CommandLineOptions, TakeNamesAsTheyStand) {
 TEST(WrongUsage, SaysWhatIsMissing) {
   EXPECT_EQ(problemWith({}), "URL is required");
   EXPECT_EQ(problemWith({"http://a"}), "DIR is required");
+  EXPECT_EQ(problemWith({"--status"}), "DIR is required");
   EXPECT_EQ(problemWith({"u", "d", "--proxy"}), "--proxy: 1 required ADDRESS missing");
 }
 
 TEST(WrongUsage, SaysWhatIsTooMuch) {
   EXPECT_EQ(problemWith({"u", "d", "e"}), "The following argument was not expected: e");
   EXPECT_EQ(problemWith({"u", "d", "--fast"}), "The following argument was not expected: --fast");
+  EXPECT_EQ(problemWith({"--status", "u", "d"}), "The following argument was not expected: d");
 }
 
 TEST(WrongUsage, IncludesEmptyNames) {
   EXPECT_EQ(problemWith({"", "d"}), "URL: must not be empty");
   EXPECT_EQ(problemWith({"u", ""}), "DIR: must not be empty");
+  EXPECT_EQ(problemWith({"--status", ""}), "DIR: must not be empty");
   EXPECT_EQ(problemWith({"u", "d", "--proxy", ""}), "--proxy: must not be empty");
   EXPECT_EQ(problemWith({"u", "d", "--module", ""}), "--module: must not be empty");
 }
@@ -133,6 +143,7 @@ TEST(WrongUsage, IncludesContradictions) {
             "--proxy and --no-proxy exclude each other");
   EXPECT_EQ(problemWith({"--check", "--repair", "u", "d"}),
             "--check and --repair exclude each other");
+  EXPECT_EQ(problemWith({"--status", "--verify", "d"}), "--verify and --status exclude each other");
 }
 
 TEST(WrongUsage, IsToldInOneLine) {
@@ -144,8 +155,9 @@ TEST(CommandLineOptions, ShowHelpWithEveryOption) {
     const CommandLine line = parse({option});
     EXPECT_EQ(line.outcome, CommandLine::Outcome::kShowText);
     for (const char* name :
-         {"URL", "DIR", "--check", "--repair", "--sub-path", "--proxy", "--no-proxy", "--quiet",
-          "--verbose", "--json", "--max-file-size", "--max-total-size", "--module", "--version"}) {
+         {"URL", "DIR", "--check", "--repair", "--verify", "--status", "--sub-path", "--proxy",
+          "--no-proxy", "--quiet", "--verbose", "--json", "--max-file-size", "--max-total-size",
+          "--module", "--version"}) {
       EXPECT_THAT(line.text, HasSubstr(name));
     }
   }

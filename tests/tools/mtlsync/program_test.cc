@@ -24,6 +24,9 @@ ProcessResult run(const std::vector<std::string>& arguments, const std::string& 
   return runProcess(all, {{"MTLSYNC_FAKE", situation}});
 }
 
+const std::string kRefusedHint =
+    "Check the address and its port; where a proxy is needed, --proxy names it.\n";
+
 std::vector<Json::Value> readLines(const std::string& text) {
   std::vector<Json::Value> values;
   std::istringstream lines(text);
@@ -84,18 +87,21 @@ TEST(Program, PrintsTheErrorChain) {
   EXPECT_EQ(result.err,
             "mtlsync: error: Could not download remote stamp file\n"
             "  because: Connection error: reason=13 extraF=0 underlying=60 (the server's "
-            "certificate could not be verified)\n");
+            "certificate could not be verified)\n"
+            "Check the address and this computer's clock; SSL_CERT_FILE can name more authorities "
+            "to trust.\n");
 }
 
 TEST(Program, NamesTheRepairAfterAFailedSave) {
   for (const char* verbosity : {"--json", "-q"}) {
     const ProcessResult result = run({verbosity, "full-disk", "my dir", "--sub-path", "beta"});
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.err,
-              "mtlsync: error: Could not create file \"a.tx\"\n"
-              "  because: (112) Disk full\n"
-              "Once the disk is healthy, \"mtlsync --repair --sub-path beta full-disk \"my dir\"\" "
-              "fetches whatever is missing or cut.\n");
+    EXPECT_EQ(
+        result.err,
+        "mtlsync: error: Could not create file \"a.tx\"\n"
+        "  because: (112) Disk full\n"
+        "Once there is room on the disk, \"mtlsync --repair --sub-path beta full-disk \"my dir\"\" "
+        "fetches whatever is missing or cut.\n");
   }
 }
 
@@ -105,7 +111,7 @@ TEST(Program, PrintsErrorsInDetailWhenVerbose) {
             "[DownloaderImpl::readRemoteIdFile, code -1]\n"
             "  because: Connection error: reason=2 extraF=1000 underlying=111 (no connection to "
             "the server: " +
-                refusedText() + ") [HttpGetter::responseErrorCb, code -1]\n");
+                refusedText() + ") [HttpGetter::responseErrorCb, code -1]\n" + kRefusedHint);
 }
 
 TEST(Program, EndsARunThatExceedsALimit) {
@@ -268,6 +274,7 @@ TEST(Program, RefusesWrongUsageInTwoLinesAndWritesNothing) {
                                              {"ok", dir / "x", "extra"},
                                              {"ok", dir / "x", "--fast"},
                                              {"ok", dir / "x", "--check", "--repair"},
+                                             {"ok", dir / "x", "--status"},
                                              {"ok", dir / "x", "--max-file-size", "much"},
                                              {"ok", dir / "x", "-q", "-v"},
                                              {"ok", dir / "x", "--proxy", "p", "--no-proxy"},
@@ -284,7 +291,8 @@ TEST(Program, RefusesWrongUsageInTwoLinesAndWritesNothing) {
 TEST(Program, ShowsHelpAndVersionOnStandardOutput) {
   const ProcessResult help = runProcess({MTLSYNC, "--help"});
   EXPECT_EQ(help.exitCode, 0);
-  EXPECT_THAT(help.out, HasSubstr("Usage: mtlsync [OPTIONS] URL DIR"));
+  EXPECT_THAT(help.out, HasSubstr("Usage: mtlsync [OPTIONS] URL DIR\n"
+                                  "       mtlsync --status [OPTIONS] DIR\n"));
   EXPECT_EQ(help.err, "");
   const ProcessResult version = runProcess({MTLSYNC, "--version"});
   EXPECT_EQ(version.exitCode, 0);
@@ -348,6 +356,11 @@ TEST(Program, EndsInAnOrderlyWayWhenNobodyReads) {
           .wait();
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_THAT(result.err, HasSubstr("mtlsync: error: could not write to standard output\n"));
+}
+
+TEST(Program, TakesAFolderThatClimbs) {
+  const std::string parent = fs::current_path().parent_path().generic_u8string();
+  EXPECT_EQ(run({"-v", "settings", "../dir"}).err, parent + "/dir||0|\n");
 }
 
 TEST(Program, TakesNamesInAnyScript) {

@@ -123,6 +123,30 @@ TEST_F(ProgressDisplayTest, ShowsRateAndRemainingTimeOnATerminal) {
   EXPECT_THAT(written(), EndsWith("   10%  2.0 / 20 MB  1.0 MB/s  0:18 left"));
 }
 
+TEST_F(ProgressDisplayTest, ShowsTheFileOnATerminalUntilThePhaseEnds) {
+  onTerminal_.setText("Downloading files (0MB / 20MB)");
+  onTerminal_.setRange(1000);
+  onTerminal_.setFile("maps/\x1b[31moak\n.tx");
+  pass(1000);
+  onTerminal_.setValue(100);
+  EXPECT_THAT(written(), EndsWith("   10%  0.0 / 20 MB  maps/\\x1B[31moak .tx"));
+  onTerminal_.endPhase();
+  onTerminal_.setText("Saving");
+  pass(1000);
+  written();
+  onTerminal_.update(0);
+  EXPECT_EQ(written(), "\r\x1b[KSaving  0 bytes");
+}
+
+TEST_F(ProgressDisplayTest, LeavesFilesOutOfAPipe) {
+  inPipe_.setText("Downloading files");
+  inPipe_.setFile("maps/oak.tx");
+  inPipe_.setRange(2);
+  inPipe_.setValue(1);
+  EXPECT_FALSE(inPipe_.showsFiles());
+  EXPECT_EQ(written(), "Downloading files\nDownloading files: 50 % (0 bytes)\n");
+}
+
 TEST_F(ProgressDisplayTest, ClearsTheTerminalAfterAPhaseAndStaysAwayUntilTheNext) {
   onTerminal_.setText("Getting file list");
   onTerminal_.endPhase();

@@ -5,6 +5,8 @@
 
 #include <limits>
 
+#include "mtlsync/display_width.h"
+
 namespace mtlsync {
 namespace {
 
@@ -19,6 +21,37 @@ TEST(ProgressLine, ShowsAsMuchAsFits) {
   EXPECT_EQ(progressLine(kHalfway, 30), " 45%  8.6 / 19 MB  12.3 MB/s");
   EXPECT_EQ(progressLine(kHalfway, 20), " 45%  8.6 / 19 MB");
   EXPECT_EQ(progressLine(kHalfway, 6), " 45%");
+}
+
+TEST(ProgressLine, ShowsTheFileWhereThereIsRoom) {
+  Progress progress = kHalfway;
+  progress.file = "textures/wood/oak.tx";
+  EXPECT_EQ(progressLine(progress, 99),
+            "Downloading files  [====>     ]   45%  8.6 / 19 MB  12.3 MB/s  0:03 left  "
+            "textures/wood/oak.tx");
+  EXPECT_EQ(progressLine(progress, 79),
+            "[====>     ]   45%  8.6 / 19 MB  12.3 MB/s  0:03 left  textures/wood/oak.tx");
+  EXPECT_EQ(progressLine(progress, 72),
+            "[====>     ]   45%  8.6 / 19 MB  12.3 MB/s  0:03 left  ...es/wood/oak.tx");
+  EXPECT_EQ(progressLine(progress, 60),
+            " 45%  8.6 / 19 MB  12.3 MB/s  0:03 left  ...ures/wood/oak.tx");
+  EXPECT_EQ(progressLine(progress, 36), " 45%  8.6 / 19 MB  ...s/wood/oak.tx");
+  EXPECT_EQ(progressLine(progress, 30), " 45%  8.6 / 19 MB  12.3 MB/s");
+  progress.permille = Progress::kUnknown;
+  EXPECT_EQ(progressLine(progress, 79),
+            "Downloading files  8.6 / 19 MB  12.3 MB/s  textures/wood/oak.tx");
+  EXPECT_EQ(progressLine(progress, 45), "8.6 / 19 MB  12.3 MB/s  textures/wood/oak.tx");
+}
+
+TEST(ProgressLine, KeepsItsShapeFromFileToFile) {
+  Progress progress = kHalfway;
+  for (int columns = 20; columns <= 120; ++columns) {
+    progress.file = "a";
+    const std::string line = progressLine(progress, columns);
+    progress.file = std::string(100, 'a');
+    const std::size_t shape = line.find_last_not_of('a') + 1;
+    EXPECT_EQ(progressLine(progress, columns).substr(0, shape), line.substr(0, shape)) << columns;
+  }
 }
 
 TEST(ProgressLine, LeavesOutWhatIsUnknown) {
@@ -51,6 +84,8 @@ TEST(ProgressLine, FitsEveryWidth) {
       Progress progress = kHalfway;
       progress.permille = permille;
       EXPECT_LE(progressLine(progress, columns).size(), static_cast<std::size_t>(columns));
+      progress.file = "木材/\xF0\x9F\x8C\xB3/a long name of a file";
+      EXPECT_LE(displayWidth(progressLine(progress, columns)), columns);
     }
     EXPECT_LE(progressLine(huge, columns).size(), static_cast<std::size_t>(columns));
   }

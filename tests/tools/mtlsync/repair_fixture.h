@@ -11,6 +11,10 @@
 #include "mtlsync/repair.h"
 #include "support/temp_dir.h"
 
+/// The SHA-256 of "abc".
+constexpr const char* kDigestOfAbc =
+    "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
+
 class RemoveDamagedTest : public testing::Test {
  protected:
   RemoveDamagedTest() { options_.directory = dir_ / "copy"; }
@@ -24,10 +28,13 @@ class RemoveDamagedTest : public testing::Test {
 
   TempDir dir_;
   mtlsync::Options options_;
+  bool stop_ = false;
   std::ostringstream printed_;
   mtlsync::Console messages_{printed_, {}};
   mtlsync::SyncObserver observer_{
-      {messages_, nullptr, nullptr}, mtlsync::Verbosity::kNormal, {}, [] { return false; }};
+      {messages_, messages_, nullptr, nullptr}, mtlsync::Verbosity::kNormal, {}, [this] {
+        return stop_;
+      }};
   mtlsync::ErrorEntries problem_;
 };
 

@@ -7,6 +7,7 @@
 
 #include "repair_fixture.h"
 #include "support/child_process.h"
+#include "support/no_access.h"
 #include "support/regex_matchers.h"
 #include "support/scripted_server.h"
 
@@ -92,23 +93,38 @@ TEST_F(RemoveDamagedTest, PrintsHostileNamesHarmlessly) {
   EXPECT_EQ(printed_.str(), "Removed \"\\x1B/../a\"\n");
 }
 
-TEST(RepairHint, NamesTheCommand) {
-  Options options;
-  options.url = "https://a.example/lib";
-  options.directory = "/data/m";
-  EXPECT_EQ(mtlsync::repairHint(options),
-            "Once the disk is healthy, \"mtlsync --repair https://a.example/lib /data/m\" fetches "
-            "whatever is missing or cut.");
+TEST_F(RemoveDamagedTest, TakesFilesOfAnotherContent) {
+  writeFile(copy("right"), "abc");
+  writeFile(copy("wrong"), "abd");
+  writeFile(copy("unsized"), "abd");
+  EXPECT_TRUE(remove({{"right", 3, "right", kDigestOfAbc},
+                      {"wrong", 3, "wrong", kDigestOfAbc},
+                      {"unsized", std::nullopt, "unsized", kDigestOfAbc}}));
+  EXPECT_EQ(readTree(dir_ / "copy"), (Tree{{"right", "abc"}}));
+  EXPECT_EQ(printed_.str(), "Removed \"wrong\"\nRemoved \"unsized\"\n");
 }
 
-TEST(RepairHint, QuotesWhatAShellWouldNotTakeAsItStands) {
-  Options options;
-  options.url = "http://a/?x&y";
-  options.directory = "C:\\my \"$HOME` dir\\";
-  options.subPath = "b c";
-  EXPECT_EQ(mtlsync::repairHint(options),
-            "Once the disk is healthy, \"mtlsync --repair --sub-path \"b c\" \"http://a/?x&y\" "
-            "\"C:/my \\\"\\$HOME\\` dir/\"\" fetches whatever is missing or cut.");
+TEST_F(RemoveDamagedTest, RemovesNothingWhenItCannotReadAFile) {
+  writeFile(copy("id.txt"), "stamp");
+  writeFile(copy("cut"), "a");
+  writeFile(copy("closed/unread"), "abc");
+  {
+    const NoAccess none({fs::u8path(copy("closed/unread"))});
+    EXPECT_FALSE(remove({{"cut", 3}, {"closed/unread", 3, "closed/unread", kDigestOfAbc}}));
+  }
+  ASSERT_EQ(problem_.size(), 2U);
+  EXPECT_EQ(problem_[0].message, "Could not look at \"" + copy("closed/unread") + "\"");
+  EXPECT_EQ(problem_[1].message, "Permission denied");
+  EXPECT_EQ(readTree(dir_ / "copy"),
+            (Tree{{"id.txt", "stamp"}, {"cut", "a"}, {"closed/unread", "abc"}}));
+}
+
+TEST_F(RemoveDamagedTest, RemovesNothingWhenStoppedMeanwhile) {
+  writeFile(copy("cut"), "a");
+  stop_ = true;
+  EXPECT_FALSE(remove({{"cut", 3}}));
+  EXPECT_TRUE(problem_.empty());
+  EXPECT_EQ(readFile(copy("cut")), "a");
 }
 
 /// A library with one file that is fetched only when it is missing, and its copy.
@@ -158,6 +174,7 @@ TEST_F(RepairTest, MakesGoodWhatAnOrdinaryRunLeaves) {
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_THAT(result.out, MatchesPattern("Updated: 2 files, [0-9]+ bytes in [0-9.]+ s\\.\n"));
   EXPECT_THAT(result.err, testing::StartsWith("Getting file list\n"
+                                              "Comparing files\n"
                                               "Removed \"id.txt\"\n"
                                               "Removed \"maps/a.tx\"\n"
                                               "Accessing stamp\n"));
@@ -174,6 +191,20 @@ TEST_F(RepairTest, FetchesNothingThatIsWhole) {
                                       "GET /lib/filelist.json"}));
   EXPECT_THAT(server_.requests()[0].header("User-Agent"),
               MatchesPattern("mtlsync/[0-9]+\\.[0-9]+\\.[0-9]+"));
+}
+
+TEST_F(RepairTest, FetchesAFileAgainThatIsDamagedWithinItsSize) {
+  publish("[{\"path\":\"b.txt\",\"download\":\"missing\",\"size\":3,\"sha256\":\"" +
+          std::string(kDigestOfAbc) + "\"}]\n");
+  server_.serve("/lib/b.txt", "abc");
+  writeFile(copy("id.txt"), "stamp 1");
+  writeFile(copy("b.txt"), "abd");
+  writeFile(copy("mine.txt"), "kept");
+  const ProcessResult result = run({"--repair"});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_THAT(result.err, HasSubstr("Comparing files: 100 % (3 bytes)\nRemoved \"id.txt\"\n"
+                                    "Removed \"b.txt\"\n"));
+  EXPECT_EQ(copyTree(), (Tree{{"id.txt", "stamp 1"}, {"b.txt", "abc"}, {"mine.txt", "kept"}}));
 }
 
 TEST_F(RepairTest, PrintsNothingWhenQuiet) {
@@ -220,7 +251,9 @@ TEST_F(RepairTest, RemovesNothingWithoutAUsableList) {
   EXPECT_THAT(errorWith("[{]\n"), HasSubstr("it is no JSON: * Line 1"));
   server_.remove("/lib/filelist.json");
   EXPECT_EQ(run({"--repair", "-q"}).err,
-            "mtlsync: error: Could not fetch" + list + "unexpected HTTP status 404\n");
+            "mtlsync: error: Could not fetch" + list +
+                "unexpected HTTP status 404\n"
+                "Check the address: where a library is, there are id.txt and filelist.json.\n");
   EXPECT_EQ(copyTree(), damaged_);
 }
 

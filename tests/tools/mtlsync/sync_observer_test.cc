@@ -1,6 +1,7 @@
 // What the program makes of each callback.
 #include "mtlsync/sync_observer.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdarg>
@@ -14,7 +15,8 @@ using mtlhost::Message;
 class SyncObserverTest : public testing::Test {
  protected:
   SyncObserver observerWith(Verbosity verbosity, const SizeLimits& limits = {}) {
-    return {{messages_, &progress_, nullptr}, verbosity, limits, [this] { return stop_; }};
+    return {
+        {messages_, messages_, &progress_, nullptr}, verbosity, limits, [this] { return stop_; }};
   }
 
   /// Tells of a message, as the library writes it.
@@ -27,6 +29,7 @@ class SyncObserverTest : public testing::Test {
   }
 
   bool stop_ = false;
+  ProgressDisplay::TimePoint now_;
   std::ostringstream stream_;
   Console messages_{stream_, {}};
   ProgressDisplay progress_{messages_};
@@ -42,6 +45,69 @@ TEST_F(SyncObserverTest, CountsFilesAndBytes) {
   EXPECT_EQ(observer.record().files, 2);
   EXPECT_EQ(observer.record().bytes, 30);
   EXPECT_FALSE(observer.record().stampsMatched);
+}
+
+TEST_F(SyncObserverTest, ShowsTheFileThatWasBegunLast) {
+  Console terminal(stream_, {true, [] { return 120; }});
+  ProgressDisplay progress(terminal, [this] { return now_; });
+  SyncObserver observer({terminal, terminal, &progress, nullptr}, Verbosity::kNormal, {},
+                        [] { return false; });
+  observer.progressText("Downloading files (0MB / 20MB)");
+  observer.progressRange(1000);
+  tell(observer, &SyncObserver::stage, "Downloading file \"%s\" (%lli bytes)", "a\"b.tx", 10LL);
+  now_ += std::chrono::seconds(1);
+  observer.progressValue(100);
+  EXPECT_THAT(stream_.str(), testing::EndsWith("   10%  0.0 / 20 MB  a\"b.tx"));
+}
+
+TEST_F(SyncObserverTest, ShowsAComparisonAsProgress) {
+  SyncObserver observer = observerWith(Verbosity::kNormal);
+  observer.listReceived(5000);
+  observer.comparisonBegins(3, 20000000);
+  EXPECT_TRUE(observer.comparing("a", 0));
+  EXPECT_TRUE(observer.comparing("a", 2000000));
+  EXPECT_TRUE(observer.comparing("b", 2000000));
+  observer.comparisonEnds();
+  // What is received afterwards counts from the start.
+  observer.progressText("Downloading files (0MB / 20MB)");
+  observer.progressRange(1000);
+  observer.goOn({4000000, 4000000});
+  observer.progressValue(200);
+  EXPECT_EQ(stream_.str(),
+            "Comparing files\n"
+            "Comparing files: 10 % (2.0 of 20 MB)\n"
+            "Downloading files\n"
+            "Downloading files: 20 % (4.0 of 20 MB)\n");
+  EXPECT_EQ(observer.record().compared, 3);
+  EXPECT_EQ(observer.record().bytes, 4005000);
+}
+
+TEST_F(SyncObserverTest, EndsAComparisonOnceStopped) {
+  SyncObserver observer = observerWith(Verbosity::kNormal);
+  observer.comparisonBegins(1, 0);
+  EXPECT_TRUE(observer.comparing("a", 0));
+  stop_ = true;
+  EXPECT_FALSE(observer.comparing("a", 0));
+}
+
+TEST_F(SyncObserverTest, CountsWhatArrivedBeforeTheListToo) {
+  SyncObserver observer = observerWith(Verbosity::kNormal, {0, 1000});
+  EXPECT_TRUE(observer.goOn({400, 400}));
+  EXPECT_TRUE(observer.listReceived(600));
+  EXPECT_FALSE(observer.listReceived(601));
+  EXPECT_EQ(observer.record().bytes, 1001);
+}
+
+TEST_F(SyncObserverTest, ColoursTheKindOfAMessage) {
+  Console colourful(stream_, {true, [] { return 80; }, true});
+  SyncObserver observer({colourful, colourful, nullptr, nullptr}, Verbosity::kNormal, {},
+                        [] { return false; });
+  observer.warning("careful");
+  observer.error({{"", -1, "failed"}, {"", -1, "cause"}});
+  EXPECT_EQ(stream_.str(),
+            "mtlsync: \x1b[33mwarning:\x1b[m careful\n"
+            "mtlsync: \x1b[31merror:\x1b[m failed\n"
+            "  because: cause\n");
 }
 
 TEST_F(SyncObserverTest, NoticesThatThereWasNothingToDo) {

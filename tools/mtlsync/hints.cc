@@ -1,0 +1,118 @@
+// The oldest cause says what is wrong, the newest what it kept from being done.
+#include "mtlsync/hints.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <initializer_list>
+#include <optional>
+
+#include "mtllib/transfer_progress.h"
+#include "mtlsync/printable.h"
+
+namespace mtlsync {
+
+namespace {
+
+// Of Windows, and on every system in the library's errors.
+constexpr int kAccessDenied = 5;
+constexpr int kWriteProtected = 19;
+constexpr int kHandleDiskFull = 39;
+constexpr int kDiskFull = 112;
+
+std::string shellWord(const std::string& argument) {
+  constexpr const char* kHarmless =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-+=./:,@%";
+  if (argument.find_first_not_of(kHarmless) == argument.npos) return argument;
+  std::string text = "\"";
+  for (const char c : argument) {
+    if (c == '"' || c == '$' || c == '`') text += '\\';
+    text += c;
+  }
+  return text + '"';
+}
+
+/// Whether the oldest cause has one of these codes.
+bool isCausedBy(const ErrorEntries& errors, std::initializer_list<int> codes) {
+  return std::find(codes.begin(), codes.end(), errors.back().code) != codes.end();
+}
+
+std::string connectionHint(std::uint32_t reason) {
+  using namespace Krell::Networking;  // NOLINT(google-build-using-namespace)
+  switch (reason) {
+    case CONNECTION_ERROR_RESOLVE:
+      return "Check the host's name in the address, and that this computer is online.";
+    case CONNECTION_ERROR_CONNECT:
+      return "Check the address and its port; where a proxy is needed, --proxy names it.";
+    case CONNECTION_ERROR_TLS:
+      return "Check the address: perhaps the server speaks http only, or an old TLS.";
+    case CONNECTION_ERROR_PROXY:
+      return "Check the proxy; --proxy names another one, --no-proxy does without.";
+    case CONNECTION_ERROR_CERTIFICATE:
+      return "Check the address and this computer's clock; SSL_CERT_FILE can name more "
+             "authorities to trust.";
+    case CONNECTION_ERROR_SEND:
+    case CONNECTION_ERROR_RECEIVE:
+    case CONNECTION_ERROR_TRUNCATED:
+    case CONNECTION_ERROR_TIMEOUT:
+      return "Run it again: what was fetched stays.";
+    default:
+      return "";
+  }
+}
+
+std::string httpStatusHint(int status) {
+  switch (status) {
+    case 301:
+    case 302:
+    case 307:
+    case 308:
+      return "The library has moved: use its new address.";
+    case 401:
+    case 403:
+      return "The server lets nobody in here: check the address, or ask who runs the server.";
+    case 404:
+      return "Check the address: where a library is, there are id.txt and filelist.json.";
+    case 407:
+      return "The proxy asks for a password, which cannot be given; --no-proxy does without.";
+    default:
+      return status >= 500 ? "The server is in trouble: run it again later." : "";
+  }
+}
+
+std::string saveHint(const ErrorEntries& errors, const Options& options) {
+  std::string when = "Once the disk is healthy";
+  if (isCausedBy(errors, {kDiskFull, kHandleDiskFull})) when = "Once there is room on the disk";
+  if (isCausedBy(errors, {kAccessDenied, kWriteProtected})) when = "Once you may write there";
+  return when + ", \"" + commandWith("--repair", options) +
+         "\" fetches whatever is missing or cut.";
+}
+
+}  // namespace
+
+std::string commandWith(const std::string& option, const Options& options) {
+  // Either separator will do, but shells read more into one of them.
+  std::string directory = options.directory;
+  std::replace(directory.begin(), directory.end(), '\\', '/');
+  std::string text = "mtlsync ";
+  if (!option.empty()) text += option + ' ';
+  if (!options.subPath.empty()) text += "--sub-path " + shellWord(options.subPath) + ' ';
+  text += options.url.empty() ? "URL" : shellWord(options.url);
+  return printableLine(text + ' ' + shellWord(directory));
+}
+
+std::string hintFor(const ErrorEntries& errors, const Options& options) {
+  if (errors.empty() || isAbort(errors)) return "";
+  if (isFailedSave(errors)) return saveHint(errors, options);
+  if (const std::optional<std::uint32_t> reason = connectionReasonOf(errors.back())) {
+    return connectionHint(*reason);
+  }
+  if (const std::optional<int> status = httpStatusOf(errors.back())) {
+    return httpStatusHint(*status);
+  }
+  if (isCausedBy(errors, {kAccessDenied, kWriteProtected})) {
+    return printableLine("Check that you may write in \"" + options.directory + "\".");
+  }
+  return "";
+}
+
+}  // namespace mtlsync

@@ -1,0 +1,30 @@
+// The stamp lies below the sub-path; the list names the other files as they are.
+#include "mtlsync/local_copy.h"
+
+#include "library_list/list_names.h"
+#include "mtlhost/system.h"
+
+namespace mtlsync {
+
+std::string usableFolder(const std::string& folder) {
+  if (!library_list::localName(folder, "x").empty()) return folder;
+  std::error_code error;
+  const std::filesystem::path path =
+      std::filesystem::absolute(std::filesystem::u8path(folder), error);
+  return error ? folder : path.lexically_normal().generic_u8string();
+}
+
+LocalFile localFile(const Options& options, const std::string& name) {
+  return {name, std::filesystem::u8path(library_list::localName(options.directory, name))};
+}
+
+LocalFile stampFile(const Options& options) {
+  return localFile(options, options.subPath.empty() ? "id.txt" : options.subPath + "/id.txt");
+}
+
+std::string reasonText(const std::error_code& error) {
+  return error.category() == std::system_category() ? mtlhost::systemErrorText(error.value())
+                                                    : error.message();
+}
+
+}  // namespace mtlsync

@@ -1,0 +1,34 @@
+// The files of the local copy, by the names that the library's list has for them.
+#ifndef MTLLIB_TOOLS_MTLSYNC_LOCAL_COPY_H_
+#define MTLLIB_TOOLS_MTLSYNC_LOCAL_COPY_H_
+
+#include <filesystem>
+#include <string>
+#include <system_error>
+
+#include "mtlsync/options.h"
+
+namespace mtlsync {
+
+/// A file of the local copy: as the user knows it, and as the system does.
+struct LocalFile {
+  std::string name;
+  std::filesystem::path path;
+};
+
+/// The folder by a name that the library can use: not by one that climbs from the current
+/// folder.
+std::string usableFolder(const std::string& folder);
+
+/// Throws std::system_error for a name that this system cannot have.
+LocalFile localFile(const Options& options, const std::string& name);
+
+/// The stamp, which an ordinary run writes last.
+LocalFile stampFile(const Options& options);
+
+/// The system's words for a failure.
+std::string reasonText(const std::error_code& error);
+
+}  // namespace mtlsync
+
+#endif  // MTLLIB_TOOLS_MTLSYNC_LOCAL_COPY_H_

@@ -1,0 +1,37 @@
+// What the local copy is, told without the network.
+#ifndef MTLLIB_TOOLS_MTLSYNC_STATUS_H_
+#define MTLLIB_TOOLS_MTLSYNC_STATUS_H_
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "mtlsync/error_text.h"
+#include "mtlsync/options.h"
+
+namespace mtlsync {
+
+/// A local copy as its folder shows it.
+struct CopyStatus {
+  std::string stamp;       ///< The first line of the stamp; never empty.
+  std::int64_t since = 0;  ///< When the stamp was written, in seconds since 1970.
+  std::int64_t files = 0;  ///< Regular files in the folder of the stamp, but for the stamp.
+  std::int64_t bytes = 0;  ///< Their sizes.
+  std::vector<std::string> unread;  ///< Why what could not be looked at is not counted.
+};
+
+/// Looks at the copy. False, with the reason in `problem`, when there is none with a stamp;
+/// false without one when `stop` answered true.
+bool readStatus(const Options& options, const std::function<bool()>& stop, CopyStatus& status,
+                ErrorEntries& problem);
+
+/// The moment in local time, "2026-03-01 14:05:09".
+std::string localTimeText(std::int64_t secondsSince1970);
+
+/// The same in universal time, "2026-03-01T13:05:09Z".
+std::string universalTimeText(std::int64_t secondsSince1970);
+
+}  // namespace mtlsync
+
+#endif  // MTLLIB_TOOLS_MTLSYNC_STATUS_H_
