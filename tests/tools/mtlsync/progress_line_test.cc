@@ -35,7 +35,7 @@ TEST(ProgressLine, ShowsTheFileWhereThereIsRoom) {
             "[====>     ]   45%  8.6 / 19 MB  12.3 MB/s  0:03 left  ...es/wood/oak.tx");
   EXPECT_EQ(progressLine(progress, 60),
             " 45%  8.6 / 19 MB  12.3 MB/s  0:03 left  ...ures/wood/oak.tx");
-  EXPECT_EQ(progressLine(progress, 36), " 45%  8.6 / 19 MB  ...s/wood/oak.tx");
+  EXPECT_EQ(progressLine(progress, 36), " 45%  8.6 / 19 MB  ...es/wood/oak.tx");
   EXPECT_EQ(progressLine(progress, 30), " 45%  8.6 / 19 MB  12.3 MB/s");
   progress.permille = Progress::kUnknown;
   EXPECT_EQ(progressLine(progress, 79),
