@@ -1,0 +1,34 @@
+# Completes mtlpublish in bash.
+_mtlpublish() {
+  local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+  local command='' options='-h --help' i
+  COMPREPLY=()
+  for ((i = 1; i < COMP_CWORD; ++i)); do
+    case ${COMP_WORDS[i]} in
+      build | verify | serve)
+        command=${COMP_WORDS[i]}
+        break
+        ;;
+    esac
+  done
+  case $previous in
+    --missing | --never | --fail | --port | --delay)
+      return
+      ;;
+  esac
+  case $command in
+    '') options+=' --version' ;;
+    build) options+=' --missing --never --lossy --no-cache -q --quiet -v --verbose' ;;
+    verify) options+=' --quick -q --quiet' ;;
+    serve) options+=' --port --delay --fail -q --quiet' ;;
+  esac
+  if [[ $word == -* ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
+  elif [[ -z $command ]]; then
+    mapfile -t COMPREPLY < <(compgen -W 'build verify serve' -- "$word")
+  else
+    mapfile -t COMPREPLY < <(compgen -d -- "$word")
+    compopt -o filenames 2>/dev/null
+  fi
+}
+complete -F _mtlpublish mtlpublish

@@ -1,0 +1,26 @@
+# Completes mtlpublish in fish.
+set -l commands build verify serve
+set -l none "not __fish_seen_subcommand_from $commands"
+set -l any "__fish_seen_subcommand_from $commands"
+complete -c mtlpublish -f
+complete -c mtlpublish -s h -l help -d 'Print the help and exit'
+complete -c mtlpublish -n "$none" -l version -d 'Print the version and exit'
+complete -c mtlpublish -n "$none" -a build -d 'Write the list of the files, and a new id'
+complete -c mtlpublish -n "$none" -a verify -d 'Check the library as clients see it'
+complete -c mtlpublish -n "$none" -a serve -d 'Serve the library on this computer alone'
+complete -c mtlpublish -n "$any" -a '(__fish_complete_directories)'
+complete -c mtlpublish -n "$any" -s q -l quiet -d 'Print problems only'
+
+set -l build '__fish_seen_subcommand_from build'
+complete -c mtlpublish -n "$build" -l missing -x -d 'Clients fetch these only if they lack them'
+complete -c mtlpublish -n "$build" -l never -x -d 'Clients never fetch these'
+complete -c mtlpublish -n "$build" -l lossy -d 'Clients fetch x.jpeg.tx, where it is, for x.tx'
+complete -c mtlpublish -n "$build" -l no-cache -d 'Read every file again, and keep no cache'
+complete -c mtlpublish -n "$build" -s v -l verbose -d 'Name what was added, changed and removed'
+
+complete -c mtlpublish -n '__fish_seen_subcommand_from verify' -l quick -d 'Compare sizes only'
+
+set -l serve '__fish_seen_subcommand_from serve'
+complete -c mtlpublish -n "$serve" -l port -x -d 'Port to listen on'
+complete -c mtlpublish -n "$serve" -l delay -x -d 'Milliseconds that every answer waits'
+complete -c mtlpublish -n "$serve" -l fail -x -d 'Requests for these fail'

@@ -1,0 +1,24 @@
+# Completes mtlsync in bash.
+_mtlsync() {
+  local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+  COMPREPLY=()
+  case $previous in
+    --module)
+      mapfile -t COMPREPLY < <(compgen -f -- "$word")
+      compopt -o filenames 2>/dev/null
+      return
+      ;;
+    --sub-path | --proxy | --max-file-size | --max-total-size)
+      return
+      ;;
+  esac
+  if [[ $word == -* ]]; then
+    mapfile -t COMPREPLY < <(compgen -W '-h --help --version --check --repair --verify --status
+      --sub-path --proxy --no-proxy --max-file-size --max-total-size -q --quiet -v --verbose
+      --json --module' -- "$word")
+  else
+    mapfile -t COMPREPLY < <(compgen -d -- "$word")
+    compopt -o filenames 2>/dev/null
+  fi
+}
+complete -F _mtlsync mtlsync
