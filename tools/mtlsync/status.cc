@@ -2,6 +2,7 @@
 #include "mtlsync/status.h"
 
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <ctime>
 #include <filesystem>
@@ -9,8 +10,11 @@
 #include <system_error>
 #include <utility>
 
+#include "mtlsync/display_width.h"
+#include "mtlsync/hints.h"
 #include "mtlsync/local_copy.h"
 #include "mtlsync/printable.h"
+#include "quantity/quantity_text.h"
 
 namespace mtlsync {
 
@@ -18,7 +22,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The longest stamp of which the first line is looked for.
+/// A line with it fits a usual terminal.
+constexpr int kStampColumns = 72;
+
+/// How far the first line of a stamp is looked for.
 constexpr std::streamsize kStampBytes = 4096;
 
 /// In seconds since 1970. C++17 has no other way from the one clock to the other.
@@ -31,36 +38,39 @@ std::int64_t secondsOf(fs::file_time_type time) {
   return floor<seconds>(milli).count();
 }
 
-std::string firstLineOf(const fs::path& path) {
+bool readFirstLine(const fs::path& path, std::string& line, std::error_code& error) {
+  errno = 0;
   std::string text(static_cast<std::size_t>(kStampBytes), '\0');
   std::ifstream stream(path, std::ios::binary);
-  stream.read(text.data(), kStampBytes);
+  if (stream) stream.read(text.data(), kStampBytes);
+  if (!stream && !stream.eof()) {
+    error = {errno != 0 ? errno : EIO, std::generic_category()};
+    return false;
+  }
   text.resize(static_cast<std::size_t>(stream.gcount()));
-  return printableLine(text.substr(0, text.find_first_of("\r\n")));
+  line = printableLine(text.substr(0, text.find_first_of("\r\n")));
+  return true;
 }
 
-bool readStamp(const LocalFile& stamp, CopyStatus& status, ErrorEntries& problem) {
+StatusResult readStamp(const LocalFile& stamp, CopyStatus& status, ErrorEntries& problem) {
   const std::string name = '"' + stamp.path.u8string() + '"';
+  const auto noCopy = [&](const std::string& reason) {
+    problem = {ownError("There is no complete copy here"), ownError(reason)};
+    return StatusResult::kNoStamp;
+  };
+  const auto unreadable = [&](const std::error_code& error) {
+    problem = {ownError("Could not read the stamp " + name), ownError(reasonText(error))};
+    return StatusResult::kUnreadable;
+  };
   std::error_code error;
   const fs::file_status kind = fs::status(stamp.path, error);
-  if (kind.type() == fs::file_type::none) {
-    problem = {ownError("Could not look at the stamp " + name), ownError(reasonText(error))};
-    return false;
-  }
-  if (!fs::is_regular_file(kind)) {
-    problem = {
-        ownError("There is no complete copy here"),
-        ownError((fs::exists(kind) ? "no regular file is the stamp " : "there is no stamp ") +
-                 name)};
-    return false;
-  }
+  if (!fs::status_known(kind)) return unreadable(error);
+  if (!fs::exists(kind)) return noCopy("there is no stamp " + name);
+  if (!fs::is_regular_file(kind)) return noCopy("the stamp " + name + " is not a regular file");
   const fs::file_time_type time = fs::last_write_time(stamp.path, error);
-  status.stamp = firstLineOf(stamp.path);
+  if (error || !readFirstLine(stamp.path, status.stamp, error)) return unreadable(error);
   status.since = secondsOf(time);
-  if (!error && !status.stamp.empty()) return true;
-  problem = {ownError("There is no complete copy here"),
-             ownError("the stamp " + name + " is empty or cannot be read")};
-  return false;
+  return status.stamp.empty() ? noCopy("the stamp " + name + " is empty") : StatusResult::kRead;
 }
 
 class Counter {
@@ -122,10 +132,43 @@ std::string timeText(const std::tm* time, const char* format) {
 
 }  // namespace
 
-bool readStatus(const Options& options, const std::function<bool()>& stop, CopyStatus& status,
-                ErrorEntries& problem) {
+StatusResult readStatus(const Options& options, const std::function<bool()>& stop,
+                        CopyStatus& status, ErrorEntries& problem) {
   const LocalFile stamp = stampFile(options);
-  return readStamp(stamp, status, problem) && Counter(stop, stamp.path, status).run();
+  const StatusResult result = readStamp(stamp, status, problem);
+  if (result != StatusResult::kRead || Counter(stop, stamp.path, status).run()) return result;
+  return StatusResult::kStopped;
+}
+
+ExitStatus tellStatus(const Options& options, const SyncObserver::Outputs& outputs,
+                      const std::function<bool()>& stop) {
+  SyncObserver observer(outputs, options.verbosity, {}, stop);
+  CopyStatus status;
+  ErrorEntries problem;
+  const StatusResult result = readStatus(options, stop, status, problem);
+  if (result == StatusResult::kStopped) {
+    outputs.messages.printLine("mtlsync: interrupted");
+    return kExitInterrupted;
+  }
+  if (result != StatusResult::kRead) {
+    observer.error(problem);
+    if (result == StatusResult::kNoStamp) {
+      outputs.messages.printLine('"' + commandWith("", options) + "\" makes it complete.");
+    }
+    return kExitFailed;
+  }
+  for (const std::string& text : status.unread)
+    observer.warning(text);
+  if (outputs.events != nullptr) {
+    outputs.events->status(status.stamp, universalTimeText(status.since), status.files,
+                           status.bytes);
+  } else if (options.verbosity != Verbosity::kQuiet) {
+    outputs.results.printLine("Stamp: " + elided(status.stamp, kStampColumns));
+    outputs.results.printLine("Since: " + localTimeText(status.since));
+    outputs.results.printLine("Files: " + std::to_string(status.files));
+    outputs.results.printLine("Size:  " + quantity::bytesText(status.bytes));
+  }
+  return kExitDone;
 }
 
 std::string localTimeText(std::int64_t secondsSince1970) {

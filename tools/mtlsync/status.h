@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "mtlsync/error_text.h"
+#include "mtlsync/exit_status.h"
 #include "mtlsync/options.h"
+#include "mtlsync/sync_observer.h"
 
 namespace mtlsync {
 
@@ -21,10 +23,19 @@ struct CopyStatus {
   std::vector<std::string> unread;  ///< Why what could not be looked at is not counted.
 };
 
-/// Looks at the copy. False, with the reason in `problem`, when there is none with a stamp;
-/// false without one when `stop` answered true.
-bool readStatus(const Options& options, const std::function<bool()>& stop, CopyStatus& status,
-                ErrorEntries& problem);
+enum class StatusResult {
+  kRead,
+  kNoStamp,     ///< There is no complete copy; `problem` tells what is there instead.
+  kUnreadable,  ///< `problem` tells why.
+  kStopped      ///< `stop` answered true.
+};
+
+StatusResult readStatus(const Options& options, const std::function<bool()>& stop,
+                        CopyStatus& status, ErrorEntries& problem);
+
+/// The same, told to people or programs as the options say.
+ExitStatus tellStatus(const Options& options, const SyncObserver::Outputs& outputs,
+                      const std::function<bool()>& stop);
 
 /// The moment in local time, "2026-03-01 14:05:09".
 std::string localTimeText(std::int64_t secondsSince1970);

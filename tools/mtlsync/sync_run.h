@@ -2,17 +2,10 @@
 #ifndef MTLLIB_TOOLS_MTLSYNC_SYNC_RUN_H_
 #define MTLLIB_TOOLS_MTLSYNC_SYNC_RUN_H_
 
+#include "mtlsync/exit_status.h"
 #include "mtlsync/options.h"
 
 namespace mtlsync {
-
-enum ExitStatus : int {
-  kExitDone = 0,
-  kExitFailed = 1,
-  kExitWrongUsage = 2,
-  kExitUpdateAvailable = 100,
-  kExitInterrupted = 130
-};
 
 /// Does what the options say, reporting on the standard streams.
 ExitStatus runSync(Options options);

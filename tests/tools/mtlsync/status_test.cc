@@ -97,10 +97,19 @@ TEST_F(StatusTest, SaysWhatToDoWhereThereIsNoStamp) {
   writeFile(copy("a.tx"), "abc");
   failure("there is no stamp " + stamp);
   writeFile(copy("id.txt"), "");
-  failure("the stamp " + stamp + " is empty or cannot be read");
+  failure("the stamp " + stamp + " is empty");
   fs::remove(fs::u8path(copy("id.txt")));
   fs::create_directories(fs::u8path(copy("id.txt")));
-  failure("no regular file is the stamp " + stamp);
+  failure("the stamp " + stamp + " is not a regular file");
+}
+
+TEST_F(StatusTest, TellsWhyTheStampCannotBeRead) {
+  writeFile(copy("id.txt"), "stamp");
+  const NoAccess none({fs::u8path(copy("id.txt"))});
+  const ProcessResult result = status({"-q"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.err, "mtlsync: error: Could not read the stamp \"" + copy("id.txt") +
+                            "\"\n  because: Permission denied\n");
 }
 
 TEST_F(StatusTest, TellsProgramsThatThereIsNoStamp) {
@@ -123,8 +132,9 @@ TEST_F(StatusTest, CanBeStopped) {
   options.directory = dir_ / "copy";
   mtlsync::CopyStatus copyStatus;
   mtlsync::ErrorEntries problem;
-  EXPECT_FALSE(mtlsync::readStatus(
-      options, [] { return true; }, copyStatus, problem));
+  EXPECT_EQ(mtlsync::readStatus(
+                options, [] { return true; }, copyStatus, problem),
+            mtlsync::StatusResult::kStopped);
   EXPECT_TRUE(problem.empty());
 }
 

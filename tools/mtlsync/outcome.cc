@@ -1,0 +1,89 @@
+// One table for programs, one for people.
+#include "mtlsync/outcome.h"
+
+#include <cstdint>
+
+#include "quantity/quantity_text.h"
+
+namespace mtlsync {
+
+namespace {
+
+std::string countText(std::int64_t count, const std::string& one, const std::string& several) {
+  return std::to_string(count) + ' ' + (count == 1 ? one : several);
+}
+
+}  // namespace
+
+Outcome outcomeOf(int code, bool stopped, const Options& options, const RunRecord& record) {
+  if (code < 0) {
+    const bool interrupted = stopped && record.exceededLimit.empty();
+    return interrupted ? Outcome::kInterrupted : Outcome::kFailed;
+  }
+  if (options.mode == Mode::kCheck) {
+    return code > 0 ? Outcome::kUpdateAvailable : Outcome::kUpToDate;
+  }
+  if (options.mode == Mode::kVerify) return code > 0 ? Outcome::kDifferent : Outcome::kAsListed;
+  return record.stampsMatched ? Outcome::kUpToDate : Outcome::kUpdated;
+}
+
+const char* nameOf(Outcome outcome) {
+  switch (outcome) {
+    case Outcome::kUpdated:
+      return "updated";
+    case Outcome::kUpToDate:
+      return "upToDate";
+    case Outcome::kUpdateAvailable:
+      return "updateAvailable";
+    case Outcome::kAsListed:
+      return "asListed";
+    case Outcome::kDifferent:
+      return "different";
+    case Outcome::kFailed:
+      return "failed";
+    case Outcome::kInterrupted:
+      return "interrupted";
+  }
+  return "";
+}
+
+ExitStatus exitStatusOf(Outcome outcome) {
+  switch (outcome) {
+    case Outcome::kUpdated:
+    case Outcome::kUpToDate:
+    case Outcome::kAsListed:
+      return kExitDone;
+    case Outcome::kUpdateAvailable:
+      return kExitUpdateAvailable;
+    case Outcome::kDifferent:
+    case Outcome::kFailed:
+      return kExitFailed;
+    case Outcome::kInterrupted:
+      return kExitInterrupted;
+  }
+  return kExitFailed;
+}
+
+ClosingLine closingLine(Outcome outcome, const RunRecord& record, double seconds) {
+  switch (outcome) {
+    case Outcome::kUpdated:
+      return {"Updated:", ' ' + countText(record.files, "file, ", "files, ") +
+                              quantity::bytesText(record.bytes) + " in " +
+                              quantity::durationText(seconds) + '.'};
+    case Outcome::kUpToDate:
+      return {"Up to date.", ""};
+    case Outcome::kUpdateAvailable:
+      return {"", "An update is available."};
+    case Outcome::kAsListed:
+      return {"As listed:", ' ' + countText(record.compared, "file.", "files.")};
+    case Outcome::kDifferent:
+      return {"", countText(record.differences, "problem", "problems") + " in " +
+                      countText(record.compared, "listed file.", "listed files.")};
+    case Outcome::kFailed:
+    case Outcome::kInterrupted:
+      break;
+  }
+  return {};
+}
+
+}  // namespace mtlsync
