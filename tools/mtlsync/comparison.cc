@@ -1,8 +1,11 @@
 // Only what the list tells can be compared; bytes are read last of all.
 #include "mtlsync/comparison.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <optional>
 
 #include "digest/file_digest.h"
@@ -27,6 +30,13 @@ std::string countText(std::uintmax_t bytes) {
   return std::to_string(bytes) + (bytes == 1 ? " byte" : " bytes");
 }
 
+/// Whatever a list says, sums of it stay far from what a number can hold.
+constexpr std::int64_t kMostBytes = std::numeric_limits<std::int64_t>::max() / 4;
+
+std::int64_t sumOf(std::int64_t a, std::int64_t b) {
+  return a + std::min(b, kMostBytes - a);
+}
+
 /// How much is to be read for it.
 std::int64_t bytesToRead(const ListedFile& file) {
   return file.sha256.empty() ? 0 : file.size.value_or(0);
@@ -41,12 +51,12 @@ class Comparison {
   bool run(const std::vector<ListedFile>& files) {
     std::int64_t total = 0;
     for (const ListedFile& file : files)
-      total += bytesToRead(file);
+      total = sumOf(total, bytesToRead(file));
     observer_.comparisonBegins(static_cast<std::int64_t>(files.size()), total);
     bool goesOn = true;
     for (std::size_t i = 0; goesOn && i < files.size(); ++i) {
       goesOn = observer_.comparing(files[i].path, bytesBefore_) && compare(files[i]);
-      bytesBefore_ += bytesToRead(files[i]);
+      bytesBefore_ = sumOf(bytesBefore_, bytesToRead(files[i]));
     }
     observer_.comparisonEnds();
     return goesOn;

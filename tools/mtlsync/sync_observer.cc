@@ -64,8 +64,9 @@ bool SyncObserver::comparing(const std::string& path, std::int64_t bytes) {
     outputs_.progress->update(record_.bytes + bytes);
   }
   if (comparisonBytes_ > 0) {
-    const auto permille = static_cast<int>(static_cast<double>(bytes) * kPermille /
-                                           static_cast<double>(comparisonBytes_));
+    // A file without a listed size is not in the sum.
+    const double share = static_cast<double>(bytes) / static_cast<double>(comparisonBytes_);
+    const auto permille = static_cast<int>(std::min(share, 1.0) * kPermille);
     if (permille > comparisonPermille_) progressValue(permille);
     comparisonPermille_ = std::max(comparisonPermille_, permille);
   }

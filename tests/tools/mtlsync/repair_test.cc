@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "repair_fixture.h"
 #include "support/child_process.h"
 #include "support/no_access.h"
@@ -117,6 +119,15 @@ TEST_F(RemoveDamagedTest, RemovesNothingWhenItCannotReadAFile) {
   EXPECT_EQ(problem_[1].message, "Permission denied");
   EXPECT_EQ(readTree(dir_ / "copy"),
             (Tree{{"id.txt", "stamp"}, {"cut", "a"}, {"closed/unread", "abc"}}));
+}
+
+TEST_F(RemoveDamagedTest, SurvivesSizesThatNothingHas) {
+  constexpr std::int64_t kHuge = std::numeric_limits<std::int64_t>::max();
+  writeFile(copy("a"), "abc");
+  EXPECT_TRUE(remove({{"a", kHuge, "a", kDigestOfAbc},
+                      {"b", kHuge, "b", kDigestOfAbc},
+                      {"c", kHuge, "c", kDigestOfAbc}}));
+  EXPECT_EQ(printed_.str(), "Removed \"a\"\n");
 }
 
 TEST_F(RemoveDamagedTest, RemovesNothingWhenStoppedMeanwhile) {
