@@ -119,11 +119,16 @@ TEST_F(StatusTest, TellsProgramsThatThereIsNoStamp) {
                                     "copy here\",\"tag\":\"mtlsync\"}"));
 }
 
-TEST_F(StatusTest, TakesAFolderThatClimbs) {
+TEST_F(StatusTest, TellsWhichFolderItCannotRead) {
   writeFile(copy("id.txt"), "stamp");
-  const ProcessResult result =
-      runProcess({MTLSYNC, "--status", fs::relative(dir_.path() / "copy").generic_u8string()});
-  EXPECT_THAT(result.out, HasSubstr("Stamp: stamp\n"));
+  writeFile(copy("a.tx"), "abc");
+  writeFile(copy("closed/b.tx"), "abc");
+  const NoAccess none({fs::u8path(copy("closed"))});
+  const ProcessResult result = status();
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_THAT(result.out, HasSubstr("Files: 1\n"));
+  EXPECT_THAT(result.err,
+              testing::StartsWith("mtlsync: warning: not counted: \"" + copy("closed") + "\": "));
 }
 
 TEST_F(StatusTest, CanBeStopped) {
