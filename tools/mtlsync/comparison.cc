@@ -95,7 +95,7 @@ class Comparison {
       return found_({Kind::kUnreadable, file, "cannot be read: " + reasonText(error), error});
     }
     if (digest.sha256 == listed.sha256) return true;
-    return tell(status, {Kind::kContent, file, "has the right size but the wrong content"});
+    return tell(status, {Kind::kContent, file, "has the wrong content"});
   }
 
   // What a link leads to is the user's.

@@ -73,9 +73,10 @@ struct Consoles {
 
 /// What to do next, where that can be told.
 void advise(Outcome outcome, const RunRecord& record, const Options& options, Console& messages) {
-  const std::string hint = outcome == Outcome::kDifferent ? '"' + commandWith("--repair", options) +
-                                                                "\" makes the copy as it should be."
-                                                          : hintFor(record.failure, options);
+  const std::string hint =
+      outcome == Outcome::kDifferent
+          ? '"' + commandWith("--repair", options) + "\" fetches what is missing or wrong."
+          : hintFor(record.failure, options);
   if (!hint.empty()) messages.printLine(hint);
   if (outcome == Outcome::kInterrupted) messages.printLine("mtlsync: interrupted");
 }

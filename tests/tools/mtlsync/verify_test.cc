@@ -69,10 +69,10 @@ TEST_F(VerifyTest, TellsAProblemALine) {
   const ProcessResult result = verify();
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_EQ(result.out,
-            "a.tx: has the right size but the wrong content\n"
+            "a.tx: has the wrong content\n"
             "maps/b.tx: has 1 byte instead of 4\n");
   EXPECT_EQ(result.err, "\"mtlsync --repair " + url() + " " + (dir_ / "copy") +
-                            "\" makes the copy as it should be.\n");
+                            "\" fetches what is missing or wrong.\n");
   EXPECT_THAT(verify({}).out, HasSubstr("\n2 problems in 2 listed files.\n"));
 }
 
