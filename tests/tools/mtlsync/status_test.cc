@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <sstream>
 
 #include "support/child_process.h"
 #include "support/no_access.h"
@@ -14,6 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 class StatusTest : public testing::Test {
  protected:
@@ -33,7 +35,18 @@ class StatusTest : public testing::Test {
     return runProcess(options, {{"TZ", "XYZ-2"}});
   }
 
+  /// The same in this process, which NoAccess keeps from files.
+  mtlsync::ExitStatus tellHere() {
+    mtlsync::Options options;
+    options.directory = dir_ / "copy";
+    mtlsync::Console console(printed_, {});
+    return mtlsync::tellStatus(options, {console, console, nullptr, nullptr},
+                               [this] { return stop_; });
+  }
+
   TempDir dir_;
+  bool stop_ = false;
+  std::ostringstream printed_;
 };
 
 TEST_F(StatusTest, TellsWhatIsThere) {
@@ -106,10 +119,9 @@ TEST_F(StatusTest, SaysWhatToDoWhereThereIsNoStamp) {
 TEST_F(StatusTest, TellsWhyTheStampCannotBeRead) {
   writeFile(copy("id.txt"), "stamp");
   const NoAccess none({fs::u8path(copy("id.txt"))});
-  const ProcessResult result = status({"-q"});
-  EXPECT_EQ(result.exitCode, 1);
-  EXPECT_EQ(result.err, "mtlsync: error: Could not read the stamp \"" + copy("id.txt") +
-                            "\"\n  because: Permission denied\n");
+  EXPECT_EQ(tellHere(), mtlsync::kExitFailed);
+  EXPECT_EQ(printed_.str(), "mtlsync: error: Could not read the stamp \"" + copy("id.txt") +
+                                "\"\n  because: Permission denied\n");
 }
 
 TEST_F(StatusTest, TellsProgramsThatThereIsNoStamp) {
@@ -124,23 +136,17 @@ TEST_F(StatusTest, TellsWhichFolderItCannotRead) {
   writeFile(copy("a.tx"), "abc");
   writeFile(copy("closed/b.tx"), "abc");
   const NoAccess none({fs::u8path(copy("closed"))});
-  const ProcessResult result = status();
-  EXPECT_EQ(result.exitCode, 0);
-  EXPECT_THAT(result.out, HasSubstr("Files: 1\n"));
-  EXPECT_THAT(result.err,
-              testing::StartsWith("mtlsync: warning: not counted: \"" + copy("closed") + "\": "));
+  EXPECT_EQ(tellHere(), mtlsync::kExitDone);
+  EXPECT_THAT(printed_.str(),
+              StartsWith("mtlsync: warning: not counted: \"" + copy("closed") + "\": "));
+  EXPECT_THAT(printed_.str(), HasSubstr("Files: 1\n"));
 }
 
 TEST_F(StatusTest, CanBeStopped) {
   writeFile(copy("id.txt"), "stamp");
-  mtlsync::Options options;
-  options.directory = dir_ / "copy";
-  mtlsync::CopyStatus copyStatus;
-  mtlsync::ErrorEntries problem;
-  EXPECT_EQ(mtlsync::readStatus(
-                options, [] { return true; }, copyStatus, problem),
-            mtlsync::StatusResult::kStopped);
-  EXPECT_TRUE(problem.empty());
+  stop_ = true;
+  EXPECT_EQ(tellHere(), mtlsync::kExitInterrupted);
+  EXPECT_EQ(printed_.str(), "mtlsync: interrupted\n");
 }
 
 TEST_F(StatusTest, TellsMomentsInUniversalTime) {

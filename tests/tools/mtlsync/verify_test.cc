@@ -4,7 +4,6 @@
 
 #include "repair_fixture.h"
 #include "support/child_process.h"
-#include "support/no_access.h"
 #include "support/scripted_server.h"
 
 namespace {
@@ -94,16 +93,6 @@ TEST_F(VerifyTest, FindsAnotherStampAndAMissingOne) {
   result = verify();
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_EQ(result.out, "id.txt: is missing: no run has been completed\n");
-}
-
-TEST_F(VerifyTest, GoesOnBehindAFileThatItCannotRead) {
-  fs::remove(fs::u8path(copy("maps/b.tx")));
-  const NoAccess none({fs::u8path(copy("a.tx"))});
-  const ProcessResult result = runProcess(command({"-q"}));
-  EXPECT_EQ(result.exitCode, 1);
-  EXPECT_EQ(result.out,
-            "a.tx: cannot be read: Permission denied\n"
-            "maps/b.tx: is missing\n");
 }
 
 TEST_F(VerifyTest, MakesNoFolder) {
