@@ -59,7 +59,7 @@ struct Document {
     std::istringstream lines(readFile(MTLSYNC_JSON_DOCUMENT));
     std::string heading;
     for (std::string line; std::getline(lines, line);) {
-      if (line.rfind("{", 0) == 0) {
+      if (line.rfind('{', 0) == 0) {
         const Json::Value example = parsed(line);
         EXPECT_TRUE(examples.emplace(example["event"].asString(), example).second) << line;
       } else if (line.rfind("| `", 0) == 0 && line.find(" of a ") == std::string::npos) {
