@@ -2,29 +2,30 @@
 // is tested wherever the tests run.
 #include <gtest/gtest.h>
 
-#include "platform/file_names.h"
+#include "platform/windows_names.h"
 
 namespace {
 
-using Platform::isOrdinaryName;
+using Platform::isHeldByWindows;
+using Platform::isOrdinaryOnWindows;
 
 TEST(WindowsNames, OfDevicesAreNoFiles) {
   for (const char* name :
        {"CON", "prn", "Aux", "NUL", "nul.txt", "nul.tar.gz", "NUL  ", "nul .txt", "com0", "COM1",
         "com9.tx", "LPT1", "lpt9", "COM\u00B9", "LPT\u00B2", "lpt\u00B3.x", "CONIN$", "conout$"}) {
-    EXPECT_FALSE(isOrdinaryName(name)) << name;
+    EXPECT_FALSE(isOrdinaryOnWindows(name)) << name;
   }
 }
 
 TEST(WindowsNames, OfDrivesAndStreamsAreNoFiles) {
   for (const char* name : {"C:", ":", "a:b", "oak.tx::$DATA", "oak.tx:hidden:$DATA"}) {
-    EXPECT_FALSE(isOrdinaryName(name)) << name;
+    EXPECT_FALSE(isOrdinaryOnWindows(name)) << name;
   }
 }
 
 TEST(WindowsNames, ThatWouldBeCutToNothingAreNoFiles) {
   for (const char* name : {"...", ".. ", ". .", " ", "   ...   "}) {
-    EXPECT_FALSE(isOrdinaryName(name)) << name;
+    EXPECT_FALSE(isOrdinaryOnWindows(name)) << name;
   }
 }
 
@@ -32,8 +33,17 @@ TEST(WindowsNames, ThatOnlyLookLikeDevicesAreFiles) {
   for (const char* name :
        {"console", "nul_map.tx", "aux1", "com", "COM10", "COMA", "com\u00B4", "lpt", "mycon",
         ".nul", "a.nul", "CONIN", "oak.tx", "..a", "a..", "木"}) {
-    EXPECT_TRUE(isOrdinaryName(name)) << name;
+    EXPECT_TRUE(isOrdinaryOnWindows(name)) << name;
   }
+}
+
+TEST(WindowsNames, AreRefusedOrCutForSomeCharacters) {
+  for (const char* name : {"a?", "a*b", "<a", "a>", "a|b", "\"a\"", "a\\b", "a\x1F", "a.", "a ",
+                           "a:b", "CON", "..."}) {
+    EXPECT_FALSE(isHeldByWindows(name)) << name;
+  }
+  for (const char* name : {"a", ".a", " a", "a b.tx", "50%+#é[1]{2}~'&.tx", "木"})
+    EXPECT_TRUE(isHeldByWindows(name)) << name;
 }
 
 }  // namespace

@@ -81,7 +81,11 @@ std::string lowerCase(std::string_view text) {
 
 }  // namespace
 
-std::string listUrl(std::string_view address, const std::string& subPath) {
+namespace {
+
+/// The URL of `name` in the library at `address`; `lead` stands in front of the library's
+/// path, and as it was given.
+std::string urlOf(std::string_view address, const std::string& lead, std::string_view name) {
   std::string scheme = "http";
   if (const std::size_t end = address.find(kSchemeEnd); end != address.npos) {
     scheme = lowerCase(address.substr(0, end));
@@ -91,11 +95,19 @@ std::string listUrl(std::string_view address, const std::string& subPath) {
   // What would make other parts of a URL of it is no host.
   const bool isHost = !host.empty() && host.find_first_of("?#@\\") == host.npos;
   if ((scheme != "http" && scheme != "https") || !isHost) return "";
-  const std::string base(address.substr(host.size()));
-  // The sub-path stands in front of the library's path, and as it was given.
-  return scheme + std::string(kSchemeEnd) + std::string(host) +
-         (subPath.empty() ? "" : "/" + subPath) +
-         percentEncoded(canonicalPath(base + "/" + kListName));
+  std::string base(address.substr(host.size()));
+  return scheme + std::string(kSchemeEnd) + std::string(host) + lead +
+         percentEncoded(canonicalPath(base.append("/").append(name)));
+}
+
+}  // namespace
+
+std::string listUrl(std::string_view address, const std::string& subPath) {
+  return urlOf(address, subPath.empty() ? "" : "/" + subPath, kListName);
+}
+
+std::string fileUrl(std::string_view address, std::string_view name) {
+  return urlOf(address, "", name);
 }
 
 std::string localName(const std::string& directory, const std::string& relative) {
@@ -112,6 +124,10 @@ bool staysBelow(std::string_view path) {
     if (depth < 0 || (!up && !Platform::isOrdinaryName(component))) return false;
   }
   return depth > 0;
+}
+
+std::string plainPath(std::string_view path) {
+  return canonicalPath(std::string("x/").append(path)).substr(2);
 }
 
 }  // namespace library_list

@@ -41,23 +41,35 @@ std::string lossyVariantOf(const std::string& map) {
   return map.substr(0, map.size() - kMapExtension.size()) + ".jpeg.tx";
 }
 
-std::string addEntry(const Json::Value& entry, std::vector<ListedFile>& files) {
-  if (!entry.isObject()) return "an entry is no object";
+/// Adds the entry to one of them, or to none when clients pass it over.
+void addEntry(const Json::Value& entry, std::vector<ListedFile>& files,
+              std::vector<RefusedEntry>& refused) {
+  if (!entry.isObject()) return refused.push_back({"", "an entry is no object"});
   // Up to a zero byte.
   const std::string path = entry["path"].isString() ? entry["path"].asCString() : "";
-  if (path.empty() || !isFetched(entry)) return "";
-  if (!staysBelow(path)) return "a path leaves the target directory: \"" + path + "\"";
+  if (path.empty() || !isFetched(entry)) return;
+  if (!staysBelow(path)) return refused.push_back({path, "a path leaves the target directory"});
   const std::optional<std::int64_t> lossySize = sizeMember(entry, "jpegSize");
   const bool isLossy = lossySize.value_or(0) > 0;
-  if (isLossy && !isMap(path)) return "a lossy map does not end in \".tx\": \"" + path + "\"";
+  if (isLossy && !isMap(path)) {
+    return refused.push_back({path, "a lossy map does not end in \".tx\""});
+  }
   files.push_back({path, isLossy ? lossySize : sizeMember(entry, "size"),
                    isLossy ? lossyVariantOf(path) : path, sha256Member(entry)});
-  return "";
 }
 
 }  // namespace
 
 std::string readList(std::string_view text, std::vector<ListedFile>& files) {
+  std::vector<RefusedEntry> refused;
+  std::string problem = readList(text, files, refused);
+  if (!problem.empty() || refused.empty()) return problem;
+  const auto& [path, reason] = refused.front();
+  return path.empty() ? reason : reason + ": \"" + path + "\"";
+}
+
+std::string readList(std::string_view text, std::vector<ListedFile>& files,
+                     std::vector<RefusedEntry>& refused) {
   if (text.empty()) return "it is empty";
   try {
     Json::Reader reader;
@@ -65,10 +77,8 @@ std::string readList(std::string_view text, std::vector<ListedFile>& files) {
     if (!reader.parse(text.data(), text.data() + text.size() - 1, root, false)) {
       return "it is no JSON: " + reader.getFormattedErrorMessages();
     }
-    for (const Json::Value& entry : root) {
-      std::string problem = addEntry(entry, files);
-      if (!problem.empty()) return problem;
-    }
+    for (const Json::Value& entry : root)
+      addEntry(entry, files, refused);
   } catch (const Json::Exception& exception) {
     return exception.what();
   }

@@ -17,9 +17,19 @@ struct ListedFile {
   std::string sha256{};  ///< Of the file that clients keep, 64 lower-case digits; "" for none.
 };
 
+/// An entry that clients refuse, and the whole list with it.
+struct RefusedEntry {
+  std::string path;  ///< "" when it has none.
+  std::string reason;
+};
+
 /// Reads the text of a list, whose last byte is not part of the JSON, and adds the files
 /// that clients fetch to `files`. Empty, or why clients would refuse the list.
 std::string readList(std::string_view text, std::vector<ListedFile>& files);
+
+/// The same, but goes on after an entry that clients would refuse, and adds it to `refused`.
+std::string readList(std::string_view text, std::vector<ListedFile>& files,
+                     std::vector<RefusedEntry>& refused);
 
 }  // namespace library_list
 

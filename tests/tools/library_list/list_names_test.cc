@@ -37,6 +37,12 @@ TEST(ListUrl, IsOfHttpAndNamesAHost) {
   }
 }
 
+TEST(FileUrl, StandsBelowTheAddress) {
+  EXPECT_EQ(fileUrl("HTTPS://host:8443/lib", "a b/é.tx"), "https://host:8443/lib/a%20b/%C3%A9.tx");
+  EXPECT_EQ(fileUrl("host", "a\\./b/../c"), "http://host/a/c");
+  EXPECT_EQ(fileUrl("ftp://host", "a"), "");
+}
+
 TEST(LocalName, StandsBelowTheDirectory) {
   EXPECT_EQ(localName("/data", "maps//./oak.tx"), "/data/maps/oak.tx");
   EXPECT_EQ(localName("C:\\data\\", "maps\\oak.tx"), "C:/data/maps/oak.tx");
@@ -61,6 +67,12 @@ TEST(StaysBelow, FollowsThePathComponentByComponent) {
        {"", ".", "/", "..", "../a", "a/..", "a/../../a", "a\\..\\..\\a", "a/b/../../../a/b/c"}) {
     EXPECT_FALSE(staysBelow(path)) << path;
   }
+}
+
+TEST(PlainPath, IsTheSameHoweverThePathIsWritten) {
+  for (const char* path : {"a/b", "/a//b/", "./a/./b", "a\\b", "a/x/../b", "x/../a/b"})
+    EXPECT_EQ(plainPath(path), "a/b") << path;
+  EXPECT_EQ(plainPath("..a"), "..a");
 }
 
 }  // namespace

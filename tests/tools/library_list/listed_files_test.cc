@@ -111,6 +111,21 @@ TEST(ReadList, RefusesWhatClientsRefuse) {
             "a lossy map does not end in \".tx\": \"x\"");
 }
 
+TEST(ReadList, GoesOnAfterWhatClientsRefuseWhenAsked) {
+  std::vector<ListedFile> files;
+  std::vector<RefusedEntry> refused;
+  EXPECT_EQ(readList("[7,{\"path\":\"a\"},{\"path\":\"../x\"},{\"path\":\"b\"}]\n", files, refused),
+            "");
+  ASSERT_EQ(files.size(), 2U);
+  EXPECT_EQ(files[1].path, "b");
+  ASSERT_EQ(refused.size(), 2U);
+  EXPECT_EQ(refused[0].path, "");
+  EXPECT_EQ(refused[0].reason, "an entry is no object");
+  EXPECT_EQ(refused[1].path, "../x");
+  EXPECT_EQ(refused[1].reason, "a path leaves the target directory");
+  EXPECT_THAT(readList("[", files, refused), HasSubstr("it is no JSON: "));
+}
+
 TEST(ReadList, IgnoresBadPathsThatNobodyFetches) {
   EXPECT_THAT(filesOf("[{\"path\":\"../x\",\"download\":\"never\"}]\n"), IsEmpty());
 }

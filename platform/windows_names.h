@@ -1,0 +1,19 @@
+// The names that Windows can and cannot hold, told on any system.
+#ifndef MTLLIB_PLATFORM_WINDOWS_NAMES_H_
+#define MTLLIB_PLATFORM_WINDOWS_NAMES_H_
+
+#include <string_view>
+
+namespace Platform {
+
+/// Whether Windows takes `name`, one component of a path and neither "." nor "..", for a
+/// file or folder of the folder it stands in.
+bool isOrdinaryOnWindows(std::string_view name);
+
+/// Whether Windows can hold a file of that very name, too: some characters it refuses, and
+/// from the end it drops some.
+bool isHeldByWindows(std::string_view name);
+
+}  // namespace Platform
+
+#endif  // MTLLIB_PLATFORM_WINDOWS_NAMES_H_

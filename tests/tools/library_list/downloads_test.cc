@@ -1,0 +1,154 @@
+// Many files at once, over plain HTTP.
+#include "library_list/downloads.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <vector>
+
+#include "support/scripted_server.h"
+
+namespace library_list {
+namespace {
+
+using testing::ElementsAre;
+using testing::StartsWith;
+
+class DownloadsTest : public testing::Test {
+ protected:
+  struct Result {
+    std::string body{};
+    std::string problem{"never ended"};
+    std::int64_t announcedSize = 0;
+  };
+
+  DownloadsTest() {
+    // Past whatever proxy the environment names.
+    connection_.proxy = "";
+    connection_.userAgent = "tester/1.2";
+  }
+
+  /// In the order of the targets.
+  std::vector<Result> run(const std::vector<std::string>& targets) {
+    std::vector<Result> results(targets.size());
+    std::size_t next = 0;
+    EXPECT_EQ(runDownloads(
+                  connection_,
+                  [&]() -> std::optional<Download> {
+                    if (next == targets.size()) return std::nullopt;
+                    Result& result = results[next];
+                    return Download{server_.address() + targets[next++], headOnly_, largestSize_,
+                                    [&result](std::string_view bytes) { result.body += bytes; },
+                                    [&result](const DownloadEnd& end) {
+                                      result.problem = end.problem;
+                                      result.announcedSize = end.announcedSize;
+                                    }};
+                  },
+                  [this] { ++calls_; }),
+              "");
+    return results;
+  }
+
+  ScriptedServer server_;
+  FetchRequest connection_;
+  bool headOnly_ = false;
+  std::int64_t largestSize_ = 1000;
+  int calls_ = 0;
+};
+
+TEST_F(DownloadsTest, GivesEveryBodyOverAtMostFiveConnections) {
+  std::vector<std::string> targets;
+  for (int i = 0; i < 40; ++i) {
+    targets.push_back("/" + std::to_string(i));
+    server_.serve(targets.back(), std::string("b\0", 2) + std::to_string(i));
+  }
+  const auto results = run(targets);
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    EXPECT_EQ(results[i].problem, "");
+    EXPECT_EQ(results[i].body, std::string("b\0", 2) + std::to_string(i));
+    EXPECT_EQ(results[i].announcedSize, static_cast<std::int64_t>(results[i].body.size()));
+  }
+  EXPECT_LE(server_.connectionCount(), 5);
+  EXPECT_EQ(server_.requests().size(), 40U);
+  EXPECT_EQ(server_.requests()[0].header("User-Agent"), "tester/1.2");
+  EXPECT_GT(calls_, 0);
+}
+
+TEST_F(DownloadsTest, RunsFiveAtATime) {
+  std::atomic<int> open{0};
+  // None is answered before five have arrived.
+  for (const char* target : {"/0", "/1", "/2", "/3", "/4"}) {
+    server_.handle(target, [this, &open](const ServerRequest&, Socket& socket) {
+      ++open;
+      return server_.waitForRequests(5) && socket.send(ScriptedServer::response(200, "x"));
+    });
+  }
+  for (const Result& result : run({"/0", "/1", "/2", "/3", "/4"}))
+    EXPECT_EQ(result.body, "x");
+  EXPECT_EQ(open, 5);
+}
+
+TEST_F(DownloadsTest, GoesOnAfterAFailure) {
+  server_.serve("/good", "good");
+  server_.serveStatus("/gone", 404, std::string(2000, 'x'));
+  server_.serve("/large", std::string(1001, 'x'));
+  server_.handle("/cut", [](const ServerRequest&, Socket& socket) {
+    socket.send("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc");
+    return false;
+  });
+  server_.handle("/moved", [](const ServerRequest&, Socket& socket) {
+    socket.send("HTTP/1.1 302 Found\r\nLocation: /good\r\nContent-Length: 0\r\n\r\n");
+    return true;
+  });
+  std::vector<std::string> problems;
+  for (const Result& result : run({"/gone", "/large", "/cut", "/moved", "/good", "/good"}))
+    problems.push_back(result.problem);
+  EXPECT_THAT(problems,
+              ElementsAre("unexpected HTTP status 404", "it is larger than 1000 bytes",
+                          StartsWith("transfer closed"), "unexpected HTTP status 302", "", ""));
+}
+
+TEST_F(DownloadsTest, SaysWhyAUrlCannotBeFetched) {
+  std::vector<std::string> problems;
+  std::vector<std::string> urls{"http://127.0.0.1:1/a", "file:///etc/hosts", "http://a b/"};
+  runDownloads(
+      connection_,
+      [&]() -> std::optional<Download> {
+        if (urls.empty()) return std::nullopt;
+        Download download{urls.back(), false, 1, [](std::string_view) {},
+                          [&](const DownloadEnd& end) { problems.push_back(end.problem); }};
+        urls.pop_back();
+        return download;
+      },
+      [] {});
+  ASSERT_EQ(problems.size(), 3U);
+  for (const std::string& problem : problems)
+    EXPECT_NE(problem, "");
+}
+
+TEST_F(DownloadsTest, AsksForTheHeaderAlone) {
+  headOnly_ = true;
+  server_.handle("/sized", [](const ServerRequest&, Socket& socket) {
+    socket.send("HTTP/1.1 200 OK\r\nContent-Length: 12345678901\r\n\r\n");
+    return true;
+  });
+  server_.handle("/unsized", [](const ServerRequest&, Socket& socket) {
+    socket.send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n");
+    return true;
+  });
+  const auto results = run({"/sized", "/unsized"});
+  EXPECT_EQ(results[0].problem, "");
+  EXPECT_EQ(results[0].announcedSize, 12345678901);
+  EXPECT_EQ(results[1].problem, "");
+  EXPECT_LT(results[1].announcedSize, 0);
+  EXPECT_EQ(server_.requests()[0].method, "HEAD");
+}
+
+TEST_F(DownloadsTest, EndsAtOnceWithoutADownload) {
+  EXPECT_TRUE(run({}).empty());
+  EXPECT_EQ(server_.connectionCount(), 0);
+}
+
+}  // namespace
+}  // namespace library_list
