@@ -3,7 +3,7 @@
 
 #include <cerrno>
 #include <fstream>
-#include <vector>
+#include <memory>
 
 #include "digest/sha256.h"
 
@@ -26,11 +26,12 @@ std::error_code digestFile(const std::filesystem::path& file, FileDigest& digest
   if (!stream) return lastError();
   digest.size = 0;
   Sha256 sha256;
-  std::vector<char> piece(kPiece);
+  // Not a vector, which would be filled first: most files are far smaller.
+  const std::unique_ptr<char[]> piece(new char[kPiece]);
   while (stream) {
-    stream.read(piece.data(), static_cast<std::streamsize>(piece.size()));
+    stream.read(piece.get(), static_cast<std::streamsize>(kPiece));
     const auto count = static_cast<std::size_t>(stream.gcount());
-    sha256.update({piece.data(), count});
+    sha256.update({piece.get(), count});
     digest.size += count;
     if (goOn && !goOn(digest.size)) return std::make_error_code(std::errc::operation_canceled);
   }
