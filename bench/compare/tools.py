@@ -27,7 +27,8 @@ class Tool:
         warm_memory(2 * library.size)
         usage = run(command, self.environment)
         different = subprocess.run(
-            ["diff", "-r", "-q", "-x", "id.txt", "-x", "filelist.json", library.folder, copy],
+            ["diff", "-r", "-q", "-x", "id.txt", "-x", "filelist.json",
+             "-x", ".mtlpublish-cache", library.folder, copy],
             stdout=subprocess.PIPE, text=True, check=False)
         if different.returncode != 0:
             sys.exit(f"{self.name} wrote other files than those published:\n"

@@ -95,9 +95,10 @@ http {
 END
 }
 
-# The published tree and its copy are the same, but for the list, which stays remote.
+# The published tree and its copy are the same, but for the list, which stays remote, and the
+# publisher's cache.
 expect_same_tree() {
-  diff -r -x ".mtlpublish-*" -x filelist.json "$1" "$2" || fail "$2 differs from $1"
+  diff -r -x filelist.json -x ".mtlpublish-*" "$1" "$2" || fail "$2 differs from $1"
 }
 
 # expect STATUS COMMAND...: runs it with its output in $folder/out and $folder/err.

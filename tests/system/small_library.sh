@@ -18,7 +18,7 @@ code_of() {
 mkdir "$folder/library"
 echo oak >"$folder/library/oak.mat"
 "$2/mtlpublish" build "$folder/library"
-"$2/mtlpublish" serve "$folder/library" >"$folder/address" &
+"$2/mtlpublish" serve --quiet "$folder/library" >"$folder/address" &
 server=$!
 while [ ! -s "$folder/address" ]; do
   kill -0 "$server"

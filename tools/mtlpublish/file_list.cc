@@ -1,42 +1,91 @@
 // One entry a line, sorted, and a newline that clients drop before they parse.
 #include "mtlpublish/file_list.h"
 
+#include <json/reader.h>
 #include <json/value.h>
 #include <json/writer.h>
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <sstream>
+#include <utility>
 
 namespace mtlpublish {
 
 namespace {
 
-const char* policyName(DownloadPolicy policy) {
-  switch (policy) {
-    case DownloadPolicy::kMissing:
-      return "missing";
-    case DownloadPolicy::kNever:
-      return "never";
-    case DownloadPolicy::kAlways:
-      break;
-  }
-  return "always";
+constexpr std::array<std::pair<DownloadPolicy, const char*>, 3> kPolicyNames{
+    {{DownloadPolicy::kAlways, "always"},
+     {DownloadPolicy::kMissing, "missing"},
+     {DownloadPolicy::kNever, "never"}}};
+
+const char* nameOf(DownloadPolicy policy) {
+  return std::find_if(kPolicyNames.begin(), kPolicyNames.end(),
+                      [policy](const auto& pair) { return pair.first == policy; })
+      ->second;
+}
+
+Json::Value jsonOf(const ListEntry& entry) {
+  Json::Value value(Json::objectValue);
+  value["path"] = entry.path;
+  value["download"] = nameOf(entry.policy);
+  value["size"] = Json::UInt64{entry.size};
+  if (entry.jpegSize != 0) value["jpegSize"] = Json::UInt64{entry.jpegSize};
+  if (!entry.sha256.empty()) value["sha256"] = entry.sha256;
+  return value;
+}
+
+bool readEntry(const Json::Value& value, ListEntry& entry) {
+  if (!value.isObject() || !value["path"].isString() || !value["size"].isUInt64()) return false;
+  const Json::Value policy = value.get("download", "");
+  const auto* const known =
+      std::find_if(kPolicyNames.begin(), kPolicyNames.end(),
+                   [&policy](const auto& pair) { return policy == pair.second; });
+  const Json::Value jpegSize = value.get("jpegSize", 0);
+  const Json::Value sha256 = value.get("sha256", "");
+  if (known == kPolicyNames.end() || !jpegSize.isUInt64() || !sha256.isString()) return false;
+  entry = {value["path"].asString(), known->first, value["size"].asUInt64(), jpegSize.asUInt64(),
+           sha256.asString()};
+  return true;
 }
 
 }  // namespace
 
 std::string fileListText(const std::vector<ListEntry>& entries) {
-  Json::StreamWriterBuilder writer;
-  writer["indentation"] = "";
-  writer["emitUTF8"] = true;
-  std::string text = "[";
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  builder["emitUTF8"] = true;
+  const std::unique_ptr<Json::StreamWriter> writer(builder.newStreamWriter());
+  std::ostringstream text;
+  const char* separator = "[\n";
   for (const ListEntry& entry : entries) {
-    Json::Value value(Json::objectValue);
-    value["path"] = entry.path;
-    value["download"] = policyName(entry.policy);
-    value["size"] = Json::UInt64{entry.size};
-    if (entry.jpegSize != 0) value["jpegSize"] = Json::UInt64{entry.jpegSize};
-    text += text.size() == 1 ? "\n" : ",\n";
-    text += Json::writeString(writer, value);
+    text << separator;
+    writer->write(jsonOf(entry), &text);
+    separator = ",\n";
   }
-  return text + (entries.empty() ? "]\n" : "\n]\n");
+  text << (entries.empty() ? "[]\n" : "\n]\n");
+  return text.str();
+}
+
+std::optional<std::vector<ListEntry>> parseFileList(std::string_view text) {
+  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+  Json::Value root;
+  std::string ignored;
+  try {
+    if (!reader->parse(text.data(), text.data() + text.size(), &root, &ignored)) return {};
+  } catch (const Json::Exception&) {
+    // It is nested too deeply.
+    return {};
+  }
+  if (!root.isArray()) return {};
+  std::vector<ListEntry> entries(root.size());
+  for (Json::ArrayIndex i = 0; i < root.size(); ++i) {
+    if (!readEntry(root[i], entries[i])) return {};
+  }
+  std::sort(entries.begin(), entries.end(),
+            [](const ListEntry& a, const ListEntry& b) { return a.path < b.path; });
+  return entries;
 }
 
 }  // namespace mtlpublish

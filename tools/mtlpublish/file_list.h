@@ -3,7 +3,9 @@
 #define MTLLIB_TOOLS_MTLPUBLISH_FILE_LIST_H_
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace mtlpublish {
@@ -22,11 +24,19 @@ struct ListEntry {
   /// The size of the lossy variant, which clients fetch in place of a map; 0 when there
   /// is none.
   std::uint64_t jpegSize = 0;
+  /// Of the file that is fetched, 64 hexadecimal digits; "" when the list has none.
+  std::string sha256{};
+
+  /// Of the file that is fetched.
+  std::uint64_t fetchedSize() const { return jpegSize != 0 ? jpegSize : size; }
 };
 
 /// The text of the list: a JSON array, one entry a line. It ends in a newline, which
 /// clients need: they leave out the last byte of the list when they parse it.
 std::string fileListText(const std::vector<ListEntry>& entries);
+
+/// The entries of such a text, sorted by path; none when it is another one.
+std::optional<std::vector<ListEntry>> parseFileList(std::string_view text);
 
 }  // namespace mtlpublish
 

@@ -2,6 +2,7 @@
 #include "mtlpublish/file_name.h"
 
 #include <algorithm>
+#include <array>
 
 namespace mtlpublish {
 
@@ -83,6 +84,22 @@ std::size_t codePointLength(std::string_view text, std::size_t position) {
   if (lead < 0xC0) return 1;
   if (lead < 0xE0) return 2;
   return lead < 0xF0 ? 3 : 4;
+}
+
+std::u32string codePoints(std::string_view text) {
+  static constexpr std::array<unsigned, 5> kLeadBits{0, 0x7F, 0x1F, 0x0F, 0x07};
+  std::u32string result;
+  std::size_t position = 0;
+  while (position < text.size()) {
+    const std::size_t length = codePointLength(text, position);
+    char32_t value = static_cast<unsigned char>(text[position]) & kLeadBits[length];
+    for (std::size_t i = 1; i < length; ++i) {
+      value = (value << 6U) | (static_cast<unsigned char>(text[position + i]) & 0x3FU);
+    }
+    result += value;
+    position += length;
+  }
+  return result;
 }
 
 bool isValidUtf8(std::string_view text) {

@@ -19,6 +19,9 @@ bool isValidUtf8(std::string_view text);
 /// UTF-8.
 std::size_t codePointLength(std::string_view text, std::size_t position);
 
+/// The code points of `text`, which is valid UTF-8.
+std::u32string codePoints(std::string_view text);
+
 /// The last component of `path` in UTF-8; bytes that are not UTF-8 are kept as they are.
 std::string fileName(const std::filesystem::path& path);
 

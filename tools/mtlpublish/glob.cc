@@ -9,26 +9,6 @@
 
 namespace mtlpublish {
 
-namespace {
-
-std::u32string codePoints(std::string_view text) {
-  static constexpr std::array<unsigned, 5> kLeadBits{0, 0x7F, 0x1F, 0x0F, 0x07};
-  std::u32string result;
-  std::size_t position = 0;
-  while (position < text.size()) {
-    const std::size_t length = codePointLength(text, position);
-    char32_t value = static_cast<unsigned char>(text[position]) & kLeadBits[length];
-    for (std::size_t i = 1; i < length; ++i) {
-      value = (value << 6U) | (static_cast<unsigned char>(text[position + i]) & 0x3FU);
-    }
-    result += value;
-    position += length;
-  }
-  return result;
-}
-
-}  // namespace
-
 std::optional<Glob> Glob::parse(std::string_view pattern, std::string& problem) {
   if (pattern.empty()) {
     problem = "is empty";

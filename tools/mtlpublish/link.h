@@ -15,6 +15,9 @@ bool isLink(const std::filesystem::path& path);
 /// "..", and with the names as they are on the disk.
 std::filesystem::path canonicalPath(const std::filesystem::path& path, std::error_code& error);
 
+/// The same of a folder; an error when `path` is something else.
+std::filesystem::path canonicalFolder(const std::filesystem::path& path, std::error_code& error);
+
 }  // namespace mtlpublish
 
 #endif  // MTLLIB_TOOLS_MTLPUBLISH_LINK_H_

@@ -12,8 +12,13 @@
 #include "mtlpublish/glob.h"
 #include "mtlpublish/interrupt.h"
 #include "mtlpublish/link.h"
+#include "mtlpublish/progress_display.h"
 #include "mtlpublish/publisher.h"
 #include "mtlpublish/static_server.h"
+#include "mtlpublish/tree_scan.h"
+#include "mtlpublish/verify.h"
+#include "mtlsync/console.h"
+#include "mtlsync/system.h"
 #include "process/arguments.h"
 #include "process/standard_streams.h"
 #include "quantity/quantity_text.h"
@@ -25,6 +30,17 @@ using mtlpublish::Glob;
 
 enum ExitStatus { kDone = 0, kFailed = 1, kWrongUsage = 2 };
 
+constexpr const char* kFooter = R"(
+Run mtlpublish COMMAND --help for the options of a command.
+
+Exit status: 0 done, 1 failed or problems found, 2 wrong usage.
+
+Examples:
+  mtlpublish build library
+  mtlpublish verify library
+  mtlpublish serve --port 8080 library
+  mtlpublish verify http://127.0.0.1:8080/)";
+
 constexpr const char* kBuildFooter = R"(
 GLOB: * stands for any characters, ? for one, [a-z] for one of these and [!a-z]
 for any other. A pattern without '/' matches the file's name, with '/' the whole
@@ -32,18 +48,51 @@ path below DIR; * matches '/' too. Quote patterns, so that the shell does not
 expand them.
 
 The list is DIR/filelist.json, the id, which tells clients that something has
-changed, DIR/id.txt. These two and DIR/.mtlpublish-*.tmp are never listed. Nothing
-is written when there is a file that clients cannot fetch or save.
+changed, DIR/id.txt. DIR/.mtlpublish-cache spares the next build to read files
+that have not changed. None of these is listed, nor is DIR/.mtlpublish-*.tmp.
+No list and no id are written when there is a file that clients cannot fetch or
+save.
 
-Example:
+Examples:
+  mtlpublish build library
   mtlpublish build --lossy --missing 'previews/*' --never '*.psd' library)";
+
+constexpr const char* kVerifyFooter = R"(
+A library is all right when its id and its list are there, clients can read the
+list, every system can hold the listed names, and each file that clients fetch
+is there, of the listed size and content. Problems are printed one a line.
+
+Certificates are checked as CURL_CA_BUNDLE, SSL_CERT_FILE and SSL_CERT_DIR say,
+proxies used as http_proxy, https_proxy and no_proxy do.
+
+Exit status: 0 all right, 1 problems found, 2 wrong usage.
+
+Examples:
+  mtlpublish verify library
+  mtlpublish verify --quick https://materials.example/library)";
+
+constexpr const char* kServeFooter = R"(
+Prints the address on standard output, then a line for each request on standard
+error: method, path, status, bytes, time. GLOB is as in mtlpublish build --help;
+it is matched against the path below DIR.
+
+Examples:
+  mtlpublish serve --port 8080 library
+  mtlpublish serve --delay 500 --fail 'maps/*' --fail id.txt library)";
 
 struct Arguments {
   std::string folder;
   std::vector<std::string> missing;
   std::vector<std::string> never;
   bool lossy = false;
+  bool noCache = false;
+  bool quiet = false;
+  bool verbose = false;
+  std::string library;
+  bool quick = false;
   int port = 0;
+  int delay = 0;
+  std::vector<std::string> fail;
 };
 
 void complain(const std::string& message) {
@@ -72,37 +121,128 @@ std::vector<Glob> parsed(const std::vector<std::string>& patterns) {
   return globs;
 }
 
+std::string filesText(std::size_t count) {
+  return std::to_string(count) + (count == 1 ? " file" : " files");
+}
+
+std::string bytesText(std::uint64_t count) {
+  return quantity::bytesText(static_cast<std::int64_t>(count));
+}
+
+/// The status line of standard error, for people who look at it.
+mtlsync::Console makeConsole(const Arguments& arguments) {
+  constexpr auto kStream = mtlsync::OutputStream::kError;
+  return {std::cerr, {!arguments.quiet && mtlsync::isTerminal(kStream), [] {
+                        return mtlsync::terminalWidth(kStream);
+                      }}};
+}
+
+void printChanges(const mtlpublish::PublishResult& result, bool names) {
+  if (result.isFirst) {
+    std::cout << "First build; clients fetch " << bytesText(result.bytesToFetch) << '\n';
+    return;
+  }
+  if (!result.changes) return;
+  const mtlpublish::ListChanges& changes = *result.changes;
+  const auto printNames = [names](const char* what, const std::vector<std::string>& paths) {
+    if (!names) return;
+    for (const std::string& path : paths)
+      std::cout << what << path << '\n';
+  };
+  printNames("added    ", changes.added);
+  printNames("changed  ", changes.changed);
+  printNames("removed  ", changes.removed);
+  if (!result.isNew) {
+    std::cout << "Nothing has changed since the last build\n";
+    return;
+  }
+  std::cout << changes.added.size() << " added, " << changes.changed.size() << " changed, "
+            << changes.removed.size() << " removed; clients of the last build fetch "
+            << bytesText(result.bytesToFetch) << '\n';
+}
+
 int build(const Arguments& arguments) {
-  const mtlpublish::PublishOptions options{parsed(arguments.missing), parsed(arguments.never),
-                                           arguments.lossy};
-  const auto result = mtlpublish::publish(fs::u8path(arguments.folder), options);
-  for (const std::string& warning : result.warnings)
-    complain("warning: " + warning);
+  mtlpublish::PublishResult result;
+  {
+    mtlsync::Console console = makeConsole(arguments);
+    mtlpublish::PublishOptions options;
+    options.missing = parsed(arguments.missing);
+    options.never = parsed(arguments.never);
+    options.lossy = arguments.lossy;
+    options.cache = !arguments.noCache;
+    options.onProgress = mtlpublish::shownOn(console);
+    result = mtlpublish::publish(fs::u8path(arguments.folder), options);
+  }
+  for (const std::string& warning : result.warnings) {
+    if (!arguments.quiet) complain("warning: " + warning);
+  }
   for (const std::string& problem : result.problems)
     complain(problem);
   if (!result.problems.empty()) return kFailed;
-  std::cout << result.files << (result.files == 1 ? " file, " : " files, ")
-            << quantity::bytesText(static_cast<std::int64_t>(result.bytes)) << ", id "
+  if (arguments.quiet) return kDone;
+  std::cout << filesText(result.files) << ", " << bytesText(result.bytes) << ", id "
             << result.id.substr(0, 8) << "…\n";
+  printChanges(result, arguments.verbose);
   return kDone;
+}
+
+mtlpublish::VerifyResult verified(const Arguments& arguments) {
+  mtlsync::Console console = makeConsole(arguments);
+  const mtlpublish::VerifyOptions options{arguments.quick, mtlpublish::shownOn(console)};
+  if (arguments.library.find("://") == arguments.library.npos) {
+    return mtlpublish::verifyFolder(fs::u8path(arguments.library), options);
+  }
+  library_list::FetchRequest connection;
+  connection.userAgent = "mtlpublish/" MTLPUBLISH_VERSION;
+  connection.trust = library_list::trustStoreOf(mtlsync::environmentVariable);
+  return mtlpublish::verifyAddress(arguments.library, std::move(connection), options);
+}
+
+int verify(const Arguments& arguments) {
+  const mtlpublish::VerifyResult result = verified(arguments);
+  for (const std::string& problem : result.problems)
+    std::cout << problem << '\n';
+  if (!result.problems.empty()) return kFailed;
+  if (arguments.quiet) return kDone;
+  std::cout << filesText(result.files) << ", " << bytesText(result.bytes) << ", ";
+  if (arguments.quick || result.withoutDigest == result.files) {
+    std::cout << "sizes as listed\n";
+  } else {
+    std::cout << "as listed";
+    if (result.withoutDigest > 0) std::cout << " (of " << result.withoutDigest << " only the size)";
+    std::cout << '\n';
+  }
+  return kDone;
+}
+
+/// Clients would find nothing to synchronise with.
+void warnOfUnbuilt(const fs::path& root, const std::string& folder) {
+  for (const char* name : {mtlpublish::kListName, mtlpublish::kStampName}) {
+    std::error_code error;
+    if (fs::exists(root / name, error) || error) continue;
+    complain("warning: " + folder + " has no " + name + "; run mtlpublish build first");
+    return;
+  }
 }
 
 int serve(const Arguments& arguments) {
   std::error_code error;
-  const fs::path root = mtlpublish::canonicalPath(fs::u8path(arguments.folder), error);
-  if (!error && !fs::is_directory(root, error) && !error) {
-    error = std::make_error_code(std::errc::not_a_directory);
-  }
+  const fs::path root = mtlpublish::canonicalFolder(fs::u8path(arguments.folder), error);
   if (error) {
     complain(arguments.folder + ": " + mtlpublish::errorMessage(error));
     return kFailed;
   }
-  mtlpublish::StaticServer server(root);
+  mtlpublish::ServerOptions options;
+  options.delay = std::chrono::milliseconds(arguments.delay);
+  options.fail = parsed(arguments.fail);
+  if (!arguments.quiet) options.log = [](const std::string& line) { std::cerr << line + '\n'; };
+  mtlpublish::StaticServer server(root, std::move(options));
   if (!server.listen(arguments.port)) {
     complain("cannot listen on port " + std::to_string(arguments.port) +
              ": it is in use, or not for you to use");
     return kFailed;
   }
+  if (!arguments.quiet) warnOfUnbuilt(root, arguments.folder);
   // Transfers under way and idle connections need no care.
   mtlpublish::endWhenInterrupted();
   std::cout << "Serving " << arguments.folder << " at " << server.address() << std::endl;
@@ -111,44 +251,76 @@ int serve(const Arguments& arguments) {
   return kFailed;
 }
 
+/// Told when it is left, not in the help.
+CLI::Validator range(int least, int most) {
+  CLI::Validator validator = CLI::Range(least, most);
+  return validator.description("");
+}
+
+void addGlobs(CLI::App* command, const char* name, std::vector<std::string>& patterns,
+              const char* help) {
+  command->add_option(name, patterns, help)
+      ->type_name("GLOB")
+      ->allow_extra_args(false)
+      ->check(CLI::Validator(globProblem, "", "glob"));
+}
+
+CLI::App* addBuild(CLI::App& app, Arguments& arguments) {
+  CLI::App* command =
+      app.add_subcommand("build", "Write the list of the files in DIR, and a new id");
+  command->add_option("DIR", arguments.folder, "Folder to publish")->required()->option_text(" ");
+  addGlobs(command, "--missing", arguments.missing,
+           "Files that clients fetch only if they lack them");
+  addGlobs(command, "--never", arguments.never, "Files that clients never fetch, --missing or not");
+  command->add_flag("--lossy", arguments.lossy, "Clients fetch x.jpeg.tx, where it is, for x.tx");
+  command->add_flag("--no-cache", arguments.noCache, "Read every file again, and keep no cache");
+  command->add_flag("-q,--quiet", arguments.quiet, "Print errors only");
+  command->add_flag("-v,--verbose", arguments.verbose, "Name what was added, changed and removed");
+  command->footer(kBuildFooter);
+  return command;
+}
+
+CLI::App* addVerify(CLI::App& app, Arguments& arguments) {
+  CLI::App* command =
+      app.add_subcommand("verify", "Check the library at URL or in DIR as clients do");
+  command
+      ->add_option("URL|DIR", arguments.library, "Library; a URL begins with http:// or https://")
+      ->required()
+      ->option_text(" ");
+  command->add_flag("--quick", arguments.quick, "Compare sizes only; from a URL, fetch no file");
+  command->add_flag("-q,--quiet", arguments.quiet, "Print problems only");
+  command->footer(kVerifyFooter);
+  return command;
+}
+
+CLI::App* addServe(CLI::App& app, Arguments& arguments) {
+  CLI::App* command =
+      app.add_subcommand("serve", "Serve DIR on this computer alone, for trying out");
+  command->add_option("DIR", arguments.folder, "Folder to serve")->required()->option_text(" ");
+  command->add_option("--port", arguments.port, "Port to listen on; a free one if not given")
+      ->type_name("N")
+      ->check(range(0, 65535));
+  command->add_option("--delay", arguments.delay, "Milliseconds that every answer waits")
+      ->type_name("MS")
+      ->check(range(0, 3'600'000));
+  addGlobs(command, "--fail", arguments.fail, "Files whose requests fail with status 503");
+  command->add_flag("-q,--quiet", arguments.quiet, "Log no requests");
+  command->footer(kServeFooter);
+  return command;
+}
+
 int run(const process::Arguments& given) {
   Arguments arguments;
-  CLI::App app("Publishes a folder as a material library, and serves it for trying out.",
-               "mtlpublish");
+  CLI::App app("Publishes a folder as a material library, checks it and serves it.", "mtlpublish");
   app.allow_windows_style_options(false);
-  app.set_version_flag("--version", "mtlpublish " MTLPUBLISH_VERSION);
+  app.set_version_flag("--version", "mtlpublish " MTLPUBLISH_VERSION, "Print the version and exit");
   app.set_help_flag("-h,--help", "Print this help and exit");
   // None is told apart from an unknown one below.
   app.require_subcommand(0, 1);
-  app.footer("Run mtlpublish COMMAND --help for the options of a command.");
-
-  CLI::App* buildCommand =
-      app.add_subcommand("build", "Write the list of the files in DIR and the library's new id.");
-  buildCommand->add_option("DIR", arguments.folder, "Folder to publish")->required();
-  const CLI::Validator glob(globProblem, "", "glob");
-  buildCommand
-      ->add_option("--missing", arguments.missing,
-                   "Files that clients fetch only when they do not have them")
-      ->type_name("GLOB")
-      ->allow_extra_args(false)
-      ->check(glob);
-  buildCommand
-      ->add_option("--never", arguments.never,
-                   "Files that clients never fetch; overrules --missing")
-      ->type_name("GLOB")
-      ->allow_extra_args(false)
-      ->check(glob);
-  buildCommand->add_flag("--lossy", arguments.lossy,
-                         "Where x.tx and x.jpeg.tx exist, clients fetch x.jpeg.tx for x.tx");
-  buildCommand->footer(kBuildFooter);
-
-  CLI::App* serveCommand =
-      app.add_subcommand("serve", "Serve DIR on this computer alone, until interrupted.");
-  serveCommand->add_option("DIR", arguments.folder, "Folder to serve")->required();
-  serveCommand->add_option("--port", arguments.port, "Port to listen on; 0 picks a free one")
-      ->type_name("N")
-      ->check(CLI::Range(0, 65535))
-      ->capture_default_str();
+  app.footer(kFooter);
+  const CLI::App* buildCommand = addBuild(app, arguments);
+  const CLI::App* verifyCommand = addVerify(app, arguments);
+  const CLI::App* serveCommand = addServe(app, arguments);
 
   try {
     app.parse(given.count(), given.values());
@@ -157,9 +329,13 @@ int run(const process::Arguments& given) {
   } catch (const CLI::ParseError& error) {
     return refuseUsage(error.what());
   }
+  if (arguments.quiet && arguments.verbose) {
+    return refuseUsage("--quiet and --verbose exclude each other");
+  }
   if (buildCommand->parsed()) return build(arguments);
+  if (verifyCommand->parsed()) return verify(arguments);
   if (serveCommand->parsed()) return serve(arguments);
-  return refuseUsage("a command is needed: build or serve");
+  return refuseUsage("a command is needed: build, verify or serve");
 }
 
 }  // namespace

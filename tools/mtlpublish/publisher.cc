@@ -5,9 +5,11 @@
 #include <string_view>
 #include <system_error>
 
-#include "digest/file_digest.h"
 #include "digest/sha256.h"
+#include "mtlpublish/digest_cache.h"
+#include "mtlpublish/digest_files.h"
 #include "mtlpublish/error_message.h"
+#include "mtlpublish/file_content.h"
 #include "mtlpublish/file_list.h"
 #include "mtlpublish/file_name.h"
 #include "mtlpublish/link.h"
@@ -23,11 +25,6 @@ namespace fs = std::filesystem;
 constexpr std::string_view kMapSuffix = ".tx";
 constexpr std::string_view kLossySuffix = ".jpeg.tx";
 
-struct DigestedFile {
-  std::string path;
-  digest::FileDigest digest;
-};
-
 bool endsWith(std::string_view text, std::string_view suffix) {
   return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
 }
@@ -40,9 +37,9 @@ std::string withSuffix(std::string_view text, std::string_view suffix, std::stri
 const DigestedFile* find(const std::vector<DigestedFile>& files, std::string_view path) {
   const auto file = std::lower_bound(files.begin(), files.end(), path,
                                      [](const DigestedFile& candidate, std::string_view wanted) {
-                                       return candidate.path < wanted;
+                                       return candidate.file.path < wanted;
                                      });
-  return file != files.end() && file->path == path ? &*file : nullptr;
+  return file != files.end() && file->file.path == path ? &*file : nullptr;
 }
 
 /// True for x.jpeg.tx beside x.tx, unless x.tx is itself the variant of another map.
@@ -77,8 +74,8 @@ void warnOfIdleGlobs(const char* option, const std::vector<Glob>& globs,
 void refuseEmptyVariants(const std::vector<DigestedFile>& files,
                          std::vector<std::string>& problems) {
   for (const DigestedFile& file : files) {
-    if (file.digest.size == 0 && isLossyVariant(files, file.path)) {
-      problems.push_back(printableName(file.path) + ": a lossy variant that is empty");
+    if (file.state.size == 0 && isLossyVariant(files, file.file.path)) {
+      problems.push_back(printableName(file.file.path) + ": a lossy variant that is empty");
     }
   }
 }
@@ -87,11 +84,15 @@ std::vector<ListEntry> makeEntries(const std::vector<DigestedFile>& files,
                                    const PublishOptions& options) {
   std::vector<ListEntry> entries;
   for (const DigestedFile& file : files) {
-    if (options.lossy && isLossyVariant(files, file.path)) continue;
-    ListEntry entry{file.path, policyOf(file.path, options), file.digest.size, 0};
-    if (options.lossy && endsWith(file.path, kMapSuffix)) {
-      const auto* variant = find(files, withSuffix(file.path, kMapSuffix, kLossySuffix));
-      if (variant != nullptr) entry.jpegSize = variant->digest.size;
+    const std::string& path = file.file.path;
+    if (options.lossy && isLossyVariant(files, path)) continue;
+    ListEntry entry{path, policyOf(path, options), file.state.size, 0, file.sha256};
+    if (options.lossy && endsWith(path, kMapSuffix)) {
+      const auto* variant = find(files, withSuffix(path, kMapSuffix, kLossySuffix));
+      if (variant != nullptr) {
+        entry.jpegSize = variant->state.size;
+        entry.sha256 = variant->sha256;
+      }
     }
     entries.push_back(std::move(entry));
   }
@@ -106,9 +107,9 @@ std::string libraryId(const std::string& list, const std::vector<DigestedFile>& 
   sha256.update(list);
   sha256.update(kEnd);
   for (const DigestedFile& file : files) {
-    sha256.update(file.path);
+    sha256.update(file.file.path);
     sha256.update(kEnd);
-    sha256.update(file.digest.sha256);
+    sha256.update(file.sha256);
     sha256.update(kEnd);
   }
   return sha256.finish();
@@ -118,33 +119,76 @@ std::string writeProblem(const char* name, const std::error_code& error) {
   return std::string(name) + ": cannot be written: " + errorMessage(error);
 }
 
+/// "" when there is none, or it cannot be read.
+std::string contentOf(const fs::path& file) {
+  std::string content;
+  return readContent(file, content) ? std::string() : content;
+}
+
+DigestedFiles digestWithCache(const fs::path& root, std::vector<LibraryFile> files,
+                              const PublishOptions& options, std::vector<std::string>& warnings) {
+  const DigestCache known =
+      options.cache ? DigestCache::parse(contentOf(root / kCacheName)) : DigestCache();
+  DigestedFiles digested = digestFiles(std::move(files), known, options.start, options.onProgress);
+  std::error_code error;
+  if (options.cache) {
+    error = replaceFile(root, kCacheName, digested.cache.text());
+  } else {
+    // What it tells may be what the publisher does not believe any more.
+    fs::remove(root / kCacheName, error);
+  }
+  if (error) {
+    warnings.push_back(writeProblem(kCacheName, error) + "; the next build reads every file again");
+  }
+  return digested;
+}
+
+void compareWithLastBuild(const fs::path& root, const std::vector<ListEntry>& entries,
+                          PublishResult& result) {
+  std::error_code error;
+  result.isNew = contentOf(root / kStampName) != result.id + "\n";
+  result.isFirst = !fs::exists(root / kListName, error) && !error;
+  std::optional<std::vector<ListEntry>> before;
+  if (!result.isFirst) before = parseFileList(contentOf(root / kListName));
+  ListChanges changes = changesBetween(before.value_or(std::vector<ListEntry>()), entries);
+  result.bytesToFetch = result.isNew ? changes.bytesToFetch : 0;
+  if (before) {
+    result.changes = std::move(changes);
+  } else if (!result.isFirst) {
+    result.warnings.push_back(std::string(kListName) +
+                              ": the last build's list cannot be read; what has changed since is "
+                              "not known");
+  }
+}
+
+/// In this order: whoever sees the new id sees the new list.
+void writeLibrary(const fs::path& root, const std::string& list, PublishResult& result) {
+  const std::pair<const char*, std::string> parts[] = {{kListName, list},
+                                                       {kStampName, result.id + "\n"}};
+  for (const auto& [name, content] : parts) {
+    if (const std::error_code error = replaceFile(root, name, content)) {
+      result.problems.push_back(writeProblem(name, error));
+      return;
+    }
+  }
+}
+
 }  // namespace
 
 PublishResult publish(const fs::path& folder, const PublishOptions& options) {
   PublishResult result;
   std::error_code error;
-  const fs::path root = canonicalPath(folder, error);
-  if (!error && !fs::is_directory(root, error) && !error) {
-    error = std::make_error_code(std::errc::not_a_directory);
-  }
+  const fs::path root = canonicalFolder(folder, error);
   if (error) {
     result.problems.push_back(printableName(folder.u8string()) + ": " + errorMessage(error));
     return result;
   }
 
   TreeScan scan = scanTree(root);
+  DigestedFiles digested = digestWithCache(root, std::move(scan.files), options, result.warnings);
+  const std::vector<DigestedFile>& files = digested.files;
   result.problems = std::move(scan.problems);
-  std::vector<DigestedFile> files;
-  for (const LibraryFile& file : scan.files) {
-    DigestedFile digested{file.path, {}};
-    error = digest::digestFile(file.location, digested.digest);
-    if (!error) {
-      files.push_back(std::move(digested));
-    } else {
-      result.problems.push_back(printableName(file.path) +
-                                ": cannot be read: " + errorMessage(error));
-    }
-  }
+  result.problems.insert(result.problems.end(), digested.problems.begin(), digested.problems.end());
   if (options.lossy) refuseEmptyVariants(files, result.problems);
   if (!result.problems.empty()) return result;
 
@@ -154,16 +198,11 @@ PublishResult publish(const fs::path& folder, const PublishOptions& options) {
   const std::string list = fileListText(entries);
   result.id = libraryId(list, files);
   result.files = entries.size();
-  for (const ListEntry& entry : entries) {
-    result.bytes += entry.jpegSize != 0 ? entry.jpegSize : entry.size;
-  }
-  error = replaceFile(root, kListName, list);
-  if (error) {
-    result.problems.push_back(writeProblem(kListName, error));
-    return result;
-  }
-  error = replaceFile(root, kStampName, result.id + "\n");
-  if (error) result.problems.push_back(writeProblem(kStampName, error));
+  for (const ListEntry& entry : entries)
+    result.bytes += entry.fetchedSize();
+  compareWithLastBuild(root, entries, result);
+  result.problems = changedSince(files);
+  if (result.problems.empty()) writeLibrary(root, list, result);
   return result;
 }
 

@@ -2,13 +2,17 @@
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_PUBLISHER_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_PUBLISHER_H_
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "mtlpublish/glob.h"
+#include "mtlpublish/list_changes.h"
+#include "mtlpublish/work_progress.h"
 
 namespace mtlpublish {
 
@@ -20,6 +24,13 @@ struct PublishOptions {
   /// List a map x.tx that has a lossy variant x.jpeg.tx beside it as lossy, and leave
   /// the variant out of the list.
   bool lossy = false;
+  /// Keep what was found out about the files, in a file beside the list, and read only
+  /// those that have changed since. Otherwise every file is read, and that file removed.
+  bool cache = true;
+  /// When the build begins. A file that has changed only just before is read again by the
+  /// next one, since it might change once more and look the same.
+  std::chrono::system_clock::time_point start = std::chrono::system_clock::now();
+  OnProgress onProgress;
 };
 
 struct PublishResult {
@@ -34,11 +45,20 @@ struct PublishResult {
   /// The library's new id, 64 hexadecimal digits: another one exactly when the list, a
   /// path or a content is another one.
   std::string id;
+  /// No list was there before.
+  bool isFirst = false;
+  /// The id was another one before, or there was none.
+  bool isNew = false;
+  /// Since the last build; none when there is no list of one, or it cannot be read.
+  std::optional<ListChanges> changes;
+  /// What a client fetches now that has all of the last build, or nothing before the first.
+  std::uint64_t bytesToFetch = 0;
 };
 
 /// Writes the list of the files in `folder` into it and then, once every client that
 /// sees the new id sees the new list too, the id. Writes nothing when there is a file
-/// that clients cannot fetch or save.
+/// that clients cannot fetch or save, except what spares the next build to read the others
+/// again.
 PublishResult publish(const std::filesystem::path& folder, const PublishOptions& options);
 
 }  // namespace mtlpublish

@@ -7,7 +7,8 @@
 
 namespace mtlpublish {
 
-/// Renames `file` to `target`, replacing what is there in one step. Where a file cannot be
+/// Renames `file` to `target`, in the same folder, replacing what is there in one step, and
+/// has both the content and the name on the disk before it returns. Where a file cannot be
 /// replaced while somebody reads it, waits a moment for the reader to finish.
 std::error_code renameOver(const std::filesystem::path& file, const std::filesystem::path& target);
 

@@ -9,8 +9,9 @@
 namespace mtlpublish {
 
 /// Gives the file `folder`/`name` a new content. A reader sees the old content or the
-/// new one, whole. On an error the old file is as it was, and nothing else is left in
-/// the folder.
+/// new one, whole, and so does one after the power was lost. When there was no error, the
+/// new content is on the disk before anything that is written later. On an error the old
+/// file is as it was, and nothing else is left in the folder.
 std::error_code replaceFile(const std::filesystem::path& folder, std::string_view name,
                             std::string_view content);
 

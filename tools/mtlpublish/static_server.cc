@@ -5,19 +5,26 @@
 #include <httplib.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <fstream>
+#include <mutex>
 #include <optional>
+#include <thread>
 #include <utility>
-#include <vector>
 
 #include "mtlpublish/contained_path.h"
+#include "mtlpublish/file_name.h"
+#include "mtlpublish/file_state.h"
+#include "mtlpublish/http_file.h"
 #include "mtlpublish/socket_options.h"
+#include "mtlpublish/tree_scan.h"
 
 namespace mtlpublish {
 
 namespace {
 
 namespace fs = std::filesystem;
+using std::chrono::steady_clock;
 using HandlerResponse = httplib::Server::HandlerResponse;
 
 constexpr const char* kLoopback = "127.0.0.1";
@@ -29,60 +36,191 @@ constexpr std::time_t kPatienceSeconds = 60;
 constexpr std::size_t kRequestsPerConnection = 1'000'000'000;
 constexpr std::size_t kPiece = 262144;
 
+enum Status {
+  kPartialContent = 206,
+  kNotModified = 304,
+  kRangeNotSatisfiable = 416,
+  kServiceUnavailable = 503
+};
+
+/// What the log tells of the request that a thread is answering.
+struct Answering {
+  steady_clock::time_point start;
+  std::uint64_t sent;
+};
+thread_local Answering answering{};
+
+/// The bytes of a file that are asked for.
+struct Part {
+  std::uint64_t start = 0;
+  std::uint64_t length = 0;
+};
+
 std::string contentType(const fs::path& file) {
   if (file.extension() == ".json") return "application/json";
   if (file.extension() == ".txt") return "text/plain";
   return "application/octet-stream";
 }
 
-/// Sends a file that stays open as long as the response lasts.
+/// Sends a part of a file, which stays open as long as the response lasts.
 class FileBody {
  public:
-  explicit FileBody(std::ifstream file) : file_(std::move(file)), piece_(kPiece) {}
+  FileBody(std::ifstream file, std::uint64_t start)
+      : file_(std::move(file)), start_(start), piece_(kPiece) {}
 
   bool send(std::size_t offset, std::size_t length, httplib::DataSink& sink) {
-    if (!file_.seekg(static_cast<std::streamoff>(offset))) return false;
+    if (!file_.seekg(static_cast<std::streamoff>(start_ + offset))) return false;
     const std::size_t count = std::min(length, piece_.size());
     // A file that has become shorter ends the connection.
     if (!file_.read(piece_.data(), static_cast<std::streamsize>(count))) return false;
-    return sink.write(piece_.data(), count);
+    if (!sink.write(piece_.data(), count)) return false;
+    answering.sent += count;
+    return true;
   }
 
  private:
   std::ifstream file_;
+  std::uint64_t start_;
   std::vector<char> piece_;
 };
 
-HandlerResponse answer(const fs::path& root, const httplib::Request& request,
-                       httplib::Response& response) {
-  if (request.method != "GET" && request.method != "HEAD") return HandlerResponse::Unhandled;
-  const std::optional<fs::path> file = fileWithin(root, request.path);
-  if (!file) return HandlerResponse::Unhandled;
-  std::ifstream stream(*file, std::ios::binary | std::ios::ate);
+/// None when the file has no byte of the range. A bound that was not given is negative.
+std::optional<Part> partOf(const httplib::Range& range, std::uint64_t size) {
+  const auto [first, last] = range;
+  if (first < 0) {
+    const std::uint64_t length = std::min(static_cast<std::uint64_t>(last), size);
+    return length == 0 ? std::nullopt : std::optional(Part{size - length, length});
+  }
+  const auto start = static_cast<std::uint64_t>(first);
+  if (start >= size) return std::nullopt;
+  const std::uint64_t rest = size - start;
+  const bool isBounded = last >= 0;
+  return Part{start,
+              isBounded ? std::min(static_cast<std::uint64_t>(last - first) + 1, rest) : rest};
+}
+
+/// The one range that is to be sent. Several are answered with the whole file, as a server
+/// may do.
+std::optional<httplib::Range> takeRange(const httplib::Request& request, const FileState& state) {
+  // The request is the server's own variable. With ranges in it, the server would cut out
+  // of every body what they ask for, without a look at the body's size.
+  httplib::Ranges ranges;
+  ranges.swap(const_cast<httplib::Request&>(request).ranges);
+  const bool isWanted = request.method == "GET" && ranges.size() == 1 &&
+                        allowsPart(request.get_header_value("If-Range"), state);
+  return isWanted ? std::optional(ranges.front()) : std::nullopt;
+}
+
+void sendPart(const fs::path& file, std::ifstream stream, const Part& part,
+              httplib::Response& response) {
+  if (part.length == 0) {
+    response.set_content("", contentType(file));
+    return;
+  }
+  auto body = std::make_shared<FileBody>(std::move(stream), part.start);
+  response.set_content_provider(
+      static_cast<std::size_t>(part.length), contentType(file),
+      [body](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
+        return body->send(offset, length, sink);
+      });
+}
+
+HandlerResponse answerWithFile(const fs::path& file, const httplib::Request& request,
+                               httplib::Response& response) {
+  FileState state;
+  if (readFileState(file, state)) return HandlerResponse::Unhandled;
+  std::ifstream stream(file, std::ios::binary | std::ios::ate);
   const std::streamoff size = stream ? std::streamoff{stream.tellg()} : -1;
   if (size < 0) return HandlerResponse::Unhandled;
-  if (size == 0) {
-    response.set_content("", contentType(*file));
-  } else {
-    auto body = std::make_shared<FileBody>(std::move(stream));
-    response.set_content_provider(
-        static_cast<std::size_t>(size), contentType(*file),
-        [body](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
-          return body->send(offset, length, sink);
-        });
+  // It may have been replaced meanwhile. A new content under the old tag is only fetched
+  // once too often.
+  state.size = static_cast<std::uint64_t>(size);
+  const std::optional<httplib::Range> range = takeRange(request, state);
+  response.set_header("Accept-Ranges", "bytes");
+  response.set_header("ETag", entityTag(state));
+  response.set_header("Last-Modified", lastModified(state));
+  if (isKnown(request.get_header_value("If-None-Match"),
+              request.get_header_value("If-Modified-Since"), state)) {
+    response.status = kNotModified;
+    return HandlerResponse::Handled;
   }
+  Part part{0, state.size};
+  if (range) {
+    const std::optional<Part> wanted = partOf(*range, state.size);
+    const std::string total = "/" + std::to_string(state.size);
+    if (!wanted) {
+      response.status = kRangeNotSatisfiable;
+      response.set_header("Content-Range", "bytes *" + total);
+      return HandlerResponse::Handled;
+    }
+    part = *wanted;
+    const std::uint64_t last = part.start + part.length - 1;
+    response.status = kPartialContent;
+    response.set_header("Content-Range",
+                        "bytes " + std::to_string(part.start) + "-" + std::to_string(last) + total);
+  }
+  sendPart(file, std::move(stream), part, response);
   return HandlerResponse::Handled;
+}
+
+std::string_view withoutLeadingSlashes(std::string_view path) {
+  path.remove_prefix(std::min(path.find_first_not_of('/'), path.size()));
+  return path;
+}
+
+bool isToFail(const ServerOptions& options, std::string_view path) {
+  return isValidUtf8(path) && std::any_of(options.fail.begin(), options.fail.end(),
+                                          [path](const Glob& glob) { return glob.matches(path); });
+}
+
+HandlerResponse answer(const fs::path& root, const ServerOptions& options,
+                       const httplib::Request& request, httplib::Response& response) {
+  answering = {steady_clock::now(), 0};
+  std::this_thread::sleep_for(options.delay);
+  // The server reads, and refuses, whatever comes with other methods.
+  if (request.method != "GET" && request.method != "HEAD") return HandlerResponse::Unhandled;
+  const std::string_view path = withoutLeadingSlashes(request.path);
+  if (isToFail(options, path)) {
+    response.status = kServiceUnavailable;
+    return HandlerResponse::Handled;
+  }
+  const std::optional<fs::path> file = fileWithin(root, path);
+  const bool isPrivate = file && file->parent_path() == root && isPrivateName(fileName(*file));
+  if (!file || isPrivate) return HandlerResponse::Unhandled;
+  return answerWithFile(*file, request, response);
+}
+
+void completeHeader(httplib::Response& response) {
+  response.set_header(
+      "Date", httpDate(std::chrono::system_clock::to_time_t(std::chrono::system_clock::now())));
+  // It would be the length of the file.
+  if (response.status == kNotModified) response.headers.erase("Content-Length");
+}
+
+std::string logLine(const httplib::Request& request, const httplib::Response& response) {
+  const auto time = steady_clock::now() - answering.start;
+  const bool hasText = request.method != "HEAD" && !response.body.empty();
+  const std::uint64_t bytes = hasText ? response.body.size() : answering.sent;
+  return printableName(request.method + " " + request.target) + " " +
+         std::to_string(response.status) + " " + std::to_string(bytes) + " bytes " +
+         std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(time).count()) +
+         " ms";
 }
 
 }  // namespace
 
 struct StaticServer::State {
+  ServerOptions options;
   httplib::Server server;
+  std::mutex logMutex;
   int port = 0;
 };
 
-StaticServer::StaticServer(const fs::path& root) : state_(std::make_unique<State>()) {
-  httplib::Server& server = state_->server;
+StaticServer::StaticServer(const fs::path& root, ServerOptions options)
+    : state_(std::make_unique<State>()) {
+  State& state = *state_;
+  state.options = std::move(options);
+  httplib::Server& server = state.server;
   server.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
   server.set_keep_alive_max_count(kRequestsPerConnection);
   server.set_keep_alive_timeout(kPatienceSeconds);
@@ -90,9 +228,17 @@ StaticServer::StaticServer(const fs::path& root) : state_(std::make_unique<State
   server.set_tcp_nodelay(true);
   server.set_socket_options(setSocketOptions);
   server.set_pre_routing_handler(
-      [root](const httplib::Request& request, httplib::Response& response) {
-        return answer(root, request, response);
+      [root, &state](const httplib::Request& request, httplib::Response& response) {
+        return answer(root, state.options, request, response);
       });
+  server.set_post_routing_handler([](const httplib::Request& /*request*/,
+                                     httplib::Response& response) { completeHeader(response); });
+  if (!state.options.log) return;
+  server.set_logger([&state](const httplib::Request& request, const httplib::Response& response) {
+    const std::string line = logLine(request, response);
+    const std::lock_guard lock(state.logMutex);
+    state.options.log(line);
+  });
 }
 
 StaticServer::~StaticServer() = default;

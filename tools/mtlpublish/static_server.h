@@ -2,18 +2,35 @@
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_STATIC_SERVER_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_STATIC_SERVER_H_
 
+#include <chrono>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
+
+#include "mtlpublish/glob.h"
 
 namespace mtlpublish {
 
+struct ServerOptions {
+  /// How long every answer waits before it begins.
+  std::chrono::milliseconds delay{0};
+  /// Requests for matching paths fail with status 503.
+  std::vector<Glob> fail;
+  /// Told of each request once it has been answered, in one printable line: method, path,
+  /// status, bytes of the body that were sent, milliseconds. Called on any thread, by one
+  /// at a time; none for no log.
+  std::function<void(const std::string&)> log;
+};
+
 /// Answers GET and HEAD for the regular files below the folder, and 404 to everything
-/// else. Files are read in pieces as they are sent, so their size does not matter.
+/// else. Parts, and files that the client has already, are told apart as any server of
+/// files does. Files are read in pieces as they are sent, so their size does not matter.
 class StaticServer {
  public:
   /// `root` is canonical.
-  explicit StaticServer(const std::filesystem::path& root);
+  StaticServer(const std::filesystem::path& root, ServerOptions options);
   ~StaticServer();
   StaticServer(const StaticServer&) = delete;
   StaticServer& operator=(const StaticServer&) = delete;

@@ -16,10 +16,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool isTemporary(std::string_view name) {
-  return name.size() >= kTemporaryPrefix.size() + kTemporarySuffix.size() &&
-         name.substr(0, kTemporaryPrefix.size()) == kTemporaryPrefix &&
-         name.substr(name.size() - kTemporarySuffix.size()) == kTemporarySuffix;
+/// For names in the library's folder itself.
+bool isWritten(std::string_view name) {
+  return name == kListName || name == kStampName || name == kCacheName;
 }
 
 class Scanner {
@@ -72,13 +71,13 @@ class Scanner {
     const std::string relative = prefix + name;
     std::error_code error;
     if (prefix.empty()) {
-      if (isTemporary(name)) return true;
-      if (name == kListName || name == kStampName) {
+      if (isWritten(name)) {
         if (fs::is_directory(fs::symlink_status(path, error))) {
           addProblem(relative, "a folder where publishing writes a file of that name");
         }
         return true;
       }
+      if (isPrivateName(name)) return true;
     }
     if (const std::string problem = nameProblem(name); !problem.empty()) {
       addProblem(relative, problem);
@@ -109,7 +108,7 @@ class Scanner {
       addProblem(relative, "a symbolic link that leads nowhere: " + errorMessage(error));
     } else if (!liesWithin(target, root_)) {
       addProblem(relative, "a symbolic link that leaves the folder");
-    } else if (target == root_ / kListName || target == root_ / kStampName) {
+    } else if (target.parent_path() == root_ && isWritten(fileName(target))) {
       addProblem(relative, "a symbolic link to a file that publishing writes");
     } else {
       return true;
@@ -132,6 +131,13 @@ class Scanner {
 };
 
 }  // namespace
+
+bool isPrivateName(std::string_view name) {
+  if (name == kCacheName) return true;
+  return name.size() >= kTemporaryPrefix.size() + kTemporarySuffix.size() &&
+         name.substr(0, kTemporaryPrefix.size()) == kTemporaryPrefix &&
+         name.substr(name.size() - kTemporarySuffix.size()) == kTemporarySuffix;
+}
 
 TreeScan scanTree(const fs::path& root) {
   return Scanner(root).run();

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <regex>
+#include <sstream>
 
 #include "support/child_process.h"
 #include "support/regex_matchers.h"
@@ -36,7 +38,7 @@ class CommandLine : public testing::Test {
 TEST_F(CommandLine, RefusesWrongUsageInTwoLines) {
   writeFile(dir_ / "a", "1");
   const std::string folder = dir_ / "";
-  expectUsageError({}, "a command is needed: build or serve");
+  expectUsageError({}, "a command is needed: build, verify or serve");
   expectUsageError({"publish"}, "The following argument was not expected: publish");
   expectUsageError({"build"}, "DIR is required");
   expectUsageError({"build", folder, "--quick"},
@@ -50,6 +52,13 @@ TEST_F(CommandLine, RefusesWrongUsageInTwoLines) {
                    "--port: Value 65536 not in range 0 to 65535");
   expectUsageError({"serve", folder, "--port", "http"},
                    "--port: Value http not in range 0 to 65535");
+  expectUsageError({"serve", folder, "--delay", "-1"},
+                   "--delay: Value -1 not in range 0 to 3600000");
+  expectUsageError({"serve", folder, "--fail", "[a"},
+                   "--fail: pattern '[a' has a '[' without its ']'");
+  expectUsageError({"build", folder, "-q", "-v"}, "--quiet and --verbose exclude each other");
+  expectUsageError({"verify"}, "URL|DIR is required");
+  expectUsageError({"verify", folder, "--json"}, "The following argument was not expected: --json");
   EXPECT_EQ(readTree(folder), (std::map<std::string, std::string>{{"a", "1"}}));
 }
 
@@ -60,23 +69,104 @@ TEST_F(CommandLine, PrintsItsVersion) {
 }
 
 TEST_F(CommandLine, PrintsHelpThatFitsAScreen) {
-  for (const std::vector<std::string>& arguments :
-       {std::vector<std::string>{"--help"}, {"build", "--help"}, {"serve", "-h"}}) {
+  for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--help"},
+                                                    {"build", "--help"},
+                                                    {"verify", "-h"},
+                                                    {"serve", "-h"}}) {
     const ProcessResult result = run(arguments);
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.err, "");
     EXPECT_THAT(result.out, HasSubstr("Usage: mtlpublish"));
-    EXPECT_LE(std::count(result.out.begin(), result.out.end(), '\n'), 30);
+    EXPECT_THAT(result.out, HasSubstr("\nExamples:\n  mtlpublish "));
+    EXPECT_LE(std::count(result.out.begin(), result.out.end(), '\n'), 35);
+    std::istringstream lines(result.out);
+    for (std::string line; std::getline(lines, line);)
+      EXPECT_LE(line.size(), 80U) << line;
   }
 }
 
-TEST_F(CommandLine, BuildPrintsOneLine) {
+TEST_F(CommandLine, BuildTellsWhatIsThereAndWhatHasChanged) {
+  const auto firstLine = [this](const std::string& text) {
+    return text + ", id " + readFile(dir_ / "id.txt").substr(0, 8) + "…\n";
+  };
   writeFile(dir_ / "a", std::string(1500, 'a'));
   writeFile(dir_ / "é b/c", "");
-  const ProcessResult result = run({"build", dir_ / ""});
+  ProcessResult result = run({"build", dir_ / ""});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.err, "");
-  EXPECT_EQ(result.out, "2 files, 1.5 kB, id " + readFile(dir_ / "id.txt").substr(0, 8) + "…\n");
+  EXPECT_EQ(result.out, firstLine("2 files, 1.5 kB") + "First build; clients fetch 1.5 kB\n");
+
+  result = run({"build", dir_ / ""});
+  EXPECT_EQ(result.out,
+            firstLine("2 files, 1.5 kB") + "Nothing has changed since the last build\n");
+
+  writeFile(dir_ / "a", std::string(1500, 'b'));
+  writeFile(dir_ / "new", "12");
+  fs::remove_all(dir_.path() / fs::u8path("é b"));
+  result = run({"build", "--verbose", dir_ / ""});
+  EXPECT_EQ(result.out,
+            firstLine("2 files, 1.5 kB") +
+                "added    new\n"
+                "changed  a\n"
+                "removed  é b/c\n"
+                "1 added, 1 changed, 1 removed; clients of the last build fetch 1.5 kB\n");
+}
+
+TEST_F(CommandLine, BuildGoesOnWithoutALastList) {
+  writeFile(dir_ / "a", "1");
+  writeFile(dir_ / "filelist.json", "[{]\n");
+  const ProcessResult result = run({"build", dir_ / ""});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err,
+            "mtlpublish: warning: filelist.json: the last build's list cannot be read; what has "
+            "changed since is not known\n");
+  EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 1) << result.out;
+}
+
+TEST_F(CommandLine, QuietBuildPrintsErrorsOnly) {
+  writeFile(dir_ / "a", "1");
+  ProcessResult result = run({"build", "-q", "--never", "nothing", dir_ / ""});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.out + result.err, "");
+  result = run({"build", "-q", dir_ / "none"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.err, "mtlpublish: " + dir_ / "none" + ": No such file or directory\n");
+}
+
+TEST_F(CommandLine, VerifyPrintsOneLine) {
+  writeFile(dir_ / "a", std::string(1500, 'a'));
+  run({"build", dir_ / ""});
+  ProcessResult result = run({"verify", dir_ / ""});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.out, "1 file, 1.5 kB, as listed\n");
+  EXPECT_EQ(run({"verify", "--quick", dir_ / ""}).out, "1 file, 1.5 kB, sizes as listed\n");
+  result = run({"verify", "--quiet", dir_ / ""});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.out, "");
+
+  writeFile(dir_ / "filelist.json", R"([{"path":"a"},{"path":"id.txt","download":"never"}])"
+                                    "\n");
+  EXPECT_EQ(run({"verify", dir_ / ""}).out, "1 file, 0 bytes, sizes as listed\n");
+  writeFile(dir_ / "b", "");
+  writeFile(
+      dir_ / "filelist.json",
+      R"([{"path":"a"},{"path":"b","sha256":"e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934c)"
+      R"(a495991b7852b855"}])"
+      "\n");
+  EXPECT_EQ(run({"verify", dir_ / ""}).out, "2 files, 0 bytes, as listed (of 1 only the size)\n");
+}
+
+TEST_F(CommandLine, VerifyPrintsEveryProblem) {
+  writeFile(dir_ / "a", "1");
+  writeFile(dir_ / "b", "2");
+  run({"build", dir_ / ""});
+  writeFile(dir_ / "a", "12");
+  fs::remove(dir_ / "b");
+  const ProcessResult result = run({"verify", "-q", dir_ / ""});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.out, "a: has 2 bytes, the list says 1 byte\nb: is missing\n");
 }
 
 TEST_F(CommandLine, BuildTakesOptionsBeforeAndAfterTheFolder) {
@@ -87,7 +177,8 @@ TEST_F(CommandLine, BuildTakesOptionsBeforeAndAfterTheFolder) {
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.err, "mtlpublish: warning: --never 'nothing' matches no file\n");
   EXPECT_THAT(result.out, StartsWith("4 files, 12 bytes, id "));
-  EXPECT_EQ(readFile(dir_ / "filelist.json"),
+  const std::regex digest("\"sha256\":\"[0-9a-f]{64}\",");
+  EXPECT_EQ(std::regex_replace(readFile(dir_ / "filelist.json"), digest, ""),
             "[\n"
             "{\"download\":\"always\",\"jpegSize\":9,\"path\":\"a.tx\",\"size\":4},\n"
             "{\"download\":\"missing\",\"path\":\"b\",\"size\":1},\n"
@@ -105,18 +196,22 @@ TEST_F(CommandLine, BuildNamesEveryFileThatCannotBePublished) {
   EXPECT_EQ(result.err,
             "mtlpublish: filelist.json: a folder where publishing writes a file of that name\n"
             "mtlpublish: id.txt: a folder where publishing writes a file of that name\n");
-  EXPECT_TRUE(readTree(dir_ / "").empty());
+  EXPECT_EQ(readTree(dir_ / "").size(), 1U) << "the cache";
 }
 
 TEST_F(CommandLine, NamesAFolderThatIsNone) {
   writeFile(dir_ / "file", "");
-  for (const char* command : {"build", "serve"}) {
-    ProcessResult result = run({command, dir_ / "none"});
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.err, "mtlpublish: " + dir_ / "none" + ": No such file or directory\n");
-    result = run({command, dir_ / "file"});
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.err, "mtlpublish: " + dir_ / "file" + ": Not a directory\n");
+  for (const char* command : {"build", "serve", "verify"}) {
+    // What is wrong with a library is what its verification is about.
+    const bool isVerify = command == std::string("verify");
+    const auto expectProblem = [&](const std::string& problem) {
+      const ProcessResult result = run({command, problem.substr(0, problem.rfind(": "))});
+      EXPECT_EQ(result.exitCode, 1);
+      EXPECT_EQ(isVerify ? result.out : result.err,
+                (isVerify ? "" : "mtlpublish: ") + problem + "\n");
+    };
+    expectProblem(dir_ / "none" + ": No such file or directory");
+    expectProblem(dir_ / "file" + ": Not a directory");
   }
 }
 

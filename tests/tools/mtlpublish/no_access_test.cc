@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "mtlpublish/publisher.h"
+#include "mtlpublish/verify.h"
 #include "support/no_access.h"
 #include "tree_scan_fixture.h"
 
@@ -30,7 +31,9 @@ TEST_F(WithoutAccess, FilesCannotBeRead) {
     EXPECT_THAT(publish(root_, {}).problems, ElementsAre("a: cannot be read: Permission denied",
                                                          "c: cannot be read: Permission denied"));
   }
-  EXPECT_EQ(readTree(root_.u8string()).size(), 3U);
+  auto files = readTree(root_.u8string());
+  files.erase(".mtlpublish-cache");
+  EXPECT_EQ(files.size(), 3U);
 }
 
 TEST_F(WithoutAccess, TheListCannotBeWritten) {
@@ -41,8 +44,18 @@ TEST_F(WithoutAccess, TheListCannotBeWritten) {
     EXPECT_THAT(publish(root_, {}).problems,
                 ElementsAre("filelist.json: cannot be written: Permission denied"));
   }
-  EXPECT_EQ(readTree(root_.u8string()),
+  auto files = readTree(root_.u8string());
+  files.erase(".mtlpublish-cache");
+  EXPECT_EQ(files,
             (std::map<std::string, std::string>{{"a", "a"}, {"filelist.json", "filelist.json"}}));
+}
+
+TEST_F(WithoutAccess, AVerifiedFileCannotBeRead) {
+  add("a");
+  publish(root_, {});
+  const NoAccess closed({root_ / "a"});
+  EXPECT_THAT(mtlpublish::verifyFolder(root_, {}).problems,
+              ElementsAre("a: cannot be read: Permission denied"));
 }
 
 }  // namespace

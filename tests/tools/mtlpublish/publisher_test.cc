@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <regex>
 
 #include "support/regex_matchers.h"
 #include "support/temp_dir.h"
@@ -41,7 +42,11 @@ class Publisher : public testing::Test {
     EXPECT_THAT(result.problems, IsEmpty());
     return result.id;
   }
-  std::string list() { return readFile(dir_ / "filelist.json"); }
+  /// Without the digests.
+  std::string list() {
+    static const std::regex kDigest("\"sha256\":\"[0-9a-f]{64}\",");
+    return std::regex_replace(readFile(dir_ / "filelist.json"), kDigest, "");
+  }
 
   TempDir dir_;
 };
@@ -54,15 +59,21 @@ TEST_F(Publisher, WritesTheListAndTheId) {
   EXPECT_THAT(result.warnings, IsEmpty());
   EXPECT_EQ(result.files, 2U);
   EXPECT_EQ(result.bytes, 11U);
-  EXPECT_EQ(list(),
+  EXPECT_EQ(readFile(dir_ / "filelist.json"),
             "[\n"
-            "{\"download\":\"always\",\"path\":\"a b/é.mat\",\"size\":8},\n"
-            "{\"download\":\"always\",\"path\":\"maps/oak.tx\",\"size\":3}\n"
+            "{\"download\":\"always\",\"path\":\"a b/é.mat\",\"sha256\":"
+            "\"40b30b4e8f0d137056ac497e859ea198c1a00db4267d1ade9c458d04024e2981\",\"size\":8},\n"
+            "{\"download\":\"always\",\"path\":\"maps/oak.tx\",\"sha256\":"
+            "\"df877645404747cb797334b8055b51fc081856d44f5f59a4107f3cdd495c7a0e\",\"size\":3}\n"
             "]\n");
   EXPECT_THAT(result.id, MatchesPattern("[0-9a-f]+"));
   EXPECT_EQ(result.id.size(), 64U);
   EXPECT_EQ(readFile(dir_ / "id.txt"), result.id + "\n");
-  EXPECT_EQ(readTree(dir_ / "").size(), 4U) << "nothing else is written";
+  std::vector<std::string> names;
+  for (const auto& file : readTree(dir_ / ""))
+    names.push_back(file.first);
+  EXPECT_THAT(names, ElementsAre(".mtlpublish-cache", "a b/é.mat", "filelist.json", "id.txt",
+                                 "maps/oak.tx"));
 }
 
 TEST_F(Publisher, PublishesAnEmptyFolder) {
@@ -189,6 +200,17 @@ TEST_F(Publisher, LeavesOutTheLossyVariant) {
   EXPECT_EQ(result.bytes, 21U) << "what is fetched: the variant in place of its map";
 }
 
+TEST_F(Publisher, GivesTheDigestOfTheFileThatIsFetched) {
+  add("oak.tx", "large map");
+  add("oak.jpeg.tx", "small");
+  PublishOptions options;
+  options.lossy = true;
+  publish(options);
+  EXPECT_THAT(readFile(dir_ / "filelist.json"),
+              HasSubstr("\"sha256\":"
+                        "\"81db8ebbbbc69c6c6ad4a6aa92b76e0c08af547da236b9e2c9dbe1d8285a8130\""));
+}
+
 TEST_F(Publisher, ListsTheLossyVariantAsAFileUnlessAsked) {
   add("oak.tx", "large map");
   add("oak.jpeg.tx", "small");
@@ -232,18 +254,20 @@ TEST_F(Publisher, RefusesAnEmptyLossyVariant) {
   EXPECT_THAT(publish().problems, IsEmpty());
 }
 
-TEST_F(Publisher, WritesNothingWhenAFileCannotBePublished) {
+TEST_F(Publisher, LeavesTheLibraryAsItWasWhenAFileCannotBePublished) {
   add("a", "1");
   add("id.txt/b", "2");
   const std::string tooLong = std::string(200, 'd') + "/" + std::string(58, 'f');
   add(tooLong, "3");
   add("filelist.json", "the old list");
-  const auto before = readTree(dir_ / "");
+  auto before = readTree(dir_ / "");
   PublishOptions options;
   options.missing = globs({"?"});
   EXPECT_THAT(publish(options).problems,
               ElementsAre(tooLong + ": the path has 259 bytes, no client can hold more than 258",
                           "id.txt: a folder where publishing writes a file of that name"));
+  // What was read need not be read again.
+  before[".mtlpublish-cache"] = readFile(dir_ / ".mtlpublish-cache");
   EXPECT_EQ(readTree(dir_ / ""), before);
 }
 

@@ -3,10 +3,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
+#include <chrono>
+#include <future>
+#include <map>
 #include <memory>
 
 #include "mtlpublish/replace_file.h"
 #include "support/child_process.h"
+#include "support/regex_matchers.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -24,21 +30,35 @@ struct Answer {
   curl_off_t announced = -1;
   /// New connections that were made.
   long connects = 0;
+  /// Names in lower case.
+  std::map<std::string, std::string> headers;
 };
 
 /// Keeps one connection.
 class Client {
  public:
+  using Headers = std::vector<std::string>;
+
   Client() { curl_easy_setopt(curl_.get(), CURLOPT_PATH_AS_IS, 1L); }
 
-  Answer get(const std::string& url) { return request(url); }
-  Answer head(const std::string& url) {
+  Answer get(const std::string& url, const Headers& headers = {}) {
+    curl_easy_setopt(curl_.get(), CURLOPT_HTTPGET, 1L);
+    return request(url, headers);
+  }
+  Answer head(const std::string& url, const Headers& headers = {}) {
     curl_easy_setopt(curl_.get(), CURLOPT_NOBODY, 1L);
-    return request(url);
+    return request(url, headers);
+  }
+  /// With a target that no URL can have.
+  Answer getTarget(const std::string& url, const char* target) {
+    curl_easy_setopt(curl_.get(), CURLOPT_REQUEST_TARGET, target);
+    const Answer answer = get(url);
+    curl_easy_setopt(curl_.get(), CURLOPT_REQUEST_TARGET, nullptr);
+    return answer;
   }
   Answer post(const std::string& url) {
     curl_easy_setopt(curl_.get(), CURLOPT_POSTFIELDS, "body");
-    return request(url);
+    return request(url, {});
   }
 
  private:
@@ -50,17 +70,38 @@ class Client {
     return count;
   }
 
-  Answer request(const std::string& url) {
+  static std::size_t receiveHeader(const char* data, std::size_t /*one*/, std::size_t count,
+                                   void* context) {
+    const std::string line(data, count);
+    const std::size_t colon = line.find(": ");
+    if (colon == line.npos) return count;
+    std::string name = line.substr(0, colon);
+    std::transform(name.begin(), name.end(), name.begin(), [](char c) {
+      return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    });
+    static_cast<Answer*>(context)->headers[name] = line.substr(colon + 2, count - colon - 4);
+    return count;
+  }
+
+  Answer request(const std::string& url, const Headers& headers) {
     Answer answer;
+    curl_slist* list = nullptr;
+    for (const std::string& header : headers)
+      list = curl_slist_append(list, header.c_str());
+    curl_easy_setopt(curl_.get(), CURLOPT_HTTPHEADER, list);
     curl_easy_setopt(curl_.get(), CURLOPT_URL, url.c_str());
     curl_easy_setopt(curl_.get(), CURLOPT_TIMEOUT, 60L);
     curl_easy_setopt(curl_.get(), CURLOPT_NOPROXY, "*");
     curl_easy_setopt(curl_.get(), CURLOPT_WRITEFUNCTION, &receive);
     curl_easy_setopt(curl_.get(), CURLOPT_WRITEDATA, &answer);
+    curl_easy_setopt(curl_.get(), CURLOPT_HEADERFUNCTION, &receiveHeader);
+    curl_easy_setopt(curl_.get(), CURLOPT_HEADERDATA, &answer);
     answer.result = curl_easy_perform(curl_.get());
     curl_easy_getinfo(curl_.get(), CURLINFO_RESPONSE_CODE, &answer.status);
     curl_easy_getinfo(curl_.get(), CURLINFO_NUM_CONNECTS, &answer.connects);
     curl_easy_getinfo(curl_.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &answer.announced);
+    curl_easy_setopt(curl_.get(), CURLOPT_HTTPHEADER, nullptr);
+    curl_slist_free_all(list);
     return answer;
   }
 
@@ -72,16 +113,21 @@ class Client {
 
 class Serve : public testing::Test {
  protected:
-  Serve() { fs::create_directory(dir_.path() / "lib"); }
+  Serve() {
+    fs::create_directory(dir_.path() / "lib");
+    add("filelist.json", "[]\n");
+    add("id.txt", "1\n");
+  }
 
   void add(const std::string& path, const std::string& content) {
     writeFile(dir_ / ("lib/" + path), content);
   }
 
   /// Starts the server; urls begin with what it prints.
-  void start(const std::string& port = "0") {
-    server_ = std::make_unique<ChildProcess>(
-        std::vector<std::string>{MTLPUBLISH, "serve", dir_ / "lib", "--port", port});
+  void start(const std::vector<std::string>& options = {"--quiet"}) {
+    std::vector<std::string> arguments{MTLPUBLISH, "serve", dir_ / "lib"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    server_ = std::make_unique<ChildProcess>(arguments);
     const std::string line = server_->readLine();
     const std::string prefix = "Serving " + dir_ / "lib" + " at ";
     ASSERT_THAT(line, StartsWith(prefix + "http://127.0.0.1:"));
@@ -201,7 +247,7 @@ TEST_F(Serve, SendsLargeFilesWithoutHoldingThem) {
 
 TEST_F(Serve, EndsWellWhenItIsAskedTo) {
   for (const StopRequest& request : stopRequests()) {
-    start();
+    start({});
     server_->ask(request);
     const ProcessResult result = server_->wait();
     EXPECT_EQ(result.exitCode, 0);
@@ -226,8 +272,189 @@ TEST_F(Serve, TakesThePortThatIsAskedFor) {
   const std::string port = url.substr(17, url.size() - 18);
   server_->interrupt();
   server_->wait();
-  start(port);
+  start({"--port", port});
   EXPECT_EQ(url_, url) << "the port is free as soon as its server has ended";
+}
+
+TEST_F(Serve, SendsTheRangeThatIsAskedFor) {
+  add("a", "0123456789");
+  start();
+  Client client;
+  const auto expectPart = [&](const char* range, const char* body, const char* contentRange) {
+    const Answer answer = client.get(url_ + "a", {std::string("Range: bytes=") + range});
+    EXPECT_EQ(answer.result, CURLE_OK) << range;
+    EXPECT_EQ(answer.status, 206) << range;
+    EXPECT_EQ(answer.body, body) << range;
+    EXPECT_EQ(answer.announced, static_cast<curl_off_t>(answer.body.size())) << range;
+    EXPECT_EQ(answer.headers.at("content-range"), contentRange);
+  };
+  expectPart("0-3", "0123", "bytes 0-3/10");
+  expectPart("5-", "56789", "bytes 5-9/10");
+  expectPart("-3", "789", "bytes 7-9/10");
+  expectPart("-30", "0123456789", "bytes 0-9/10");
+  expectPart("9-9", "9", "bytes 9-9/10");
+  expectPart("8-9223372036854775807", "89", "bytes 8-9/10");
+}
+
+TEST_F(Serve, RefusesARangeThatTheFileDoesNotHave) {
+  add("a", "0123456789");
+  add("empty", "");
+  start();
+  Client client;
+  for (const char* range : {"10-", "20-30", "-0"}) {
+    const Answer answer = client.get(url_ + "a", {std::string("Range: bytes=") + range});
+    EXPECT_EQ(answer.result, CURLE_OK) << range;
+    EXPECT_EQ(answer.status, 416) << range;
+    EXPECT_EQ(answer.body, "") << range;
+    EXPECT_EQ(answer.headers.at("content-range"), "bytes */10");
+  }
+  EXPECT_EQ(client.get(url_ + "empty", {"Range: bytes=0-"}).status, 416);
+  EXPECT_EQ(client.get(url_ + "a", {"Range: bytes=5-2"}).status, 416);
+  EXPECT_EQ(client.get(url_ + "a").body, "0123456789") << "the connection is as good as before";
+}
+
+TEST_F(Serve, SendsTheWholeFileForSeveralRanges) {
+  add("a", "0123456789");
+  start();
+  const Answer answer = Client().get(url_ + "a", {"Range: bytes=0-1,4-5"});
+  EXPECT_EQ(answer.status, 200);
+  EXPECT_EQ(answer.body, "0123456789");
+}
+
+TEST_F(Serve, KnowsWhatTheClientHasAlready) {
+  add("a", "12345");
+  start();
+  Client client;
+  const Answer first = client.get(url_ + "a");
+  const std::string tag = first.headers.at("etag");
+  const std::string time = first.headers.at("last-modified");
+  EXPECT_EQ(first.headers.at("accept-ranges"), "bytes");
+  EXPECT_THAT(first.headers.at("date"), testing::EndsWith(" GMT"));
+  for (const std::string& header :
+       {"If-None-Match: " + tag, "If-None-Match: W/" + tag, "If-Modified-Since: " + time}) {
+    Answer answer = client.get(url_ + "a", {header});
+    EXPECT_EQ(answer.status, 304) << header;
+    EXPECT_EQ(answer.body, "");
+    EXPECT_EQ(answer.headers.at("etag"), tag);
+    EXPECT_EQ(answer.headers.count("content-length"), 0U);
+    answer = client.head(url_ + "a", {header});
+    EXPECT_EQ(answer.status, 304) << header;
+  }
+  EXPECT_EQ(client.get(url_ + "a", {"If-None-Match: \"other\"", "If-Modified-Since: " + time}).body,
+            "12345");
+
+  EXPECT_EQ(client.get(url_ + "a", {"Range: bytes=1-2", "If-Range: " + tag}).body, "23");
+  EXPECT_EQ(client.get(url_ + "a", {"Range: bytes=1-2", "If-Range: \"other\""}).body, "12345");
+
+  EXPECT_FALSE(mtlpublish::replaceFile(dir_.path() / "lib", "a", "54321"));
+  const Answer changed = client.get(url_ + "a", {"If-None-Match: " + tag});
+  EXPECT_EQ(changed.status, 200);
+  EXPECT_EQ(changed.body, "54321");
+}
+
+TEST_F(Serve, AnswersHeadAsItWouldGet) {
+  add("a", "12345");
+  start();
+  Client client;
+  const Answer head = client.head(url_ + "a", {"Range: bytes=1-2"});
+  EXPECT_EQ(head.status, 200);
+  EXPECT_EQ(head.announced, 5);
+  const Answer get = client.get(url_ + "a");
+  for (const char* name : {"accept-ranges", "content-type", "etag", "last-modified"})
+    EXPECT_EQ(head.headers.at(name), get.headers.at(name));
+}
+
+TEST_F(Serve, KeepsToItselfWhatBuildingLeaves) {
+  for (const char* name : {".mtlpublish-cache", ".mtlpublish-12.tmp"}) {
+    add(name, "1");
+    add(std::string("a/") + name, "2");
+  }
+  start();
+  for (const std::string name : {".mtlpublish-cache", ".mtlpublish-12.tmp"}) {
+    EXPECT_EQ(Client().get(url_ + name).status, 404);
+    EXPECT_EQ(Client().get(url_ + "a/../" + name).status, 404);
+    EXPECT_EQ(Client().get(url_ + "a/" + name).body, "2") << "a file like any other";
+  }
+}
+
+TEST_F(Serve, LogsEachRequestInALine) {
+  add("a b", "12345");
+  start({});
+  Client client;
+  client.get(url_ + "a%20b");
+  client.head(url_ + "a%20b");
+  client.get(url_ + "a%20b", {"Range: bytes=1-2"});
+  client.get(url_ + "none");
+  client.getTarget(url_, "/a\x1B[2J");
+  // Before it takes the next request, it has told of the last one.
+  client.get(url_ + "none");
+  server_->interrupt();
+  EXPECT_THAT(server_->wait().err, MatchesPattern("GET /a%20b 200 5 bytes [0-9]+ ms\n"
+                                                  "HEAD /a%20b 200 0 bytes [0-9]+ ms\n"
+                                                  "GET /a%20b 206 2 bytes [0-9]+ ms\n"
+                                                  "GET /none 404 0 bytes [0-9]+ ms\n"
+                                                  "GET /a.x1B.2J 404 0 bytes [0-9]+ ms\n"
+                                                  "(GET /none 404 0 bytes [0-9]+ ms\n)?"));
+}
+
+TEST_F(Serve, LogsNothingWhenQuiet) {
+  add("a", "1");
+  start();
+  EXPECT_EQ(Client().get(url_ + "a").status, 200);
+  server_->interrupt();
+  EXPECT_EQ(server_->wait().err, "");
+}
+
+TEST_F(Serve, WaitsBeforeEveryAnswer) {
+  add("a", "1");
+  start({"--quiet", "--delay", "300"});
+  Client client;
+  for (const char* path : {"a", "none"}) {
+    const auto start = std::chrono::steady_clock::now();
+    client.get(url_ + path);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300));
+  }
+}
+
+TEST_F(Serve, EndsAtOnceThoughAnAnswerWaits) {
+  add("a", "1");
+  start({"--delay", "3600000"});
+  auto answer = std::async(std::launch::async, [this] { return Client().get(url_ + "a"); });
+  // Nobody can see that the request has arrived; whether it has makes no difference.
+  answer.wait_for(std::chrono::milliseconds(100));
+  server_->interrupt();
+  EXPECT_EQ(server_->wait().exitCode, 0);
+  EXPECT_NE(answer.get().result, CURLE_OK);
+}
+
+TEST_F(Serve, FailsWhereItIsToldTo) {
+  for (const char* path : {"a.tx", "maps/b.tx", "maps/é"})
+    add(path, "1");
+  start({"--quiet", "--fail", "maps/*", "--fail", "id.txt", "--fail", "x*"});
+  Client client;
+  EXPECT_EQ(client.get(url_ + "a.tx").status, 200);
+  EXPECT_EQ(client.get(url_ + "filelist.json").status, 200);
+  EXPECT_EQ(client.get(url_ + "maps/b.tx").status, 503);
+  EXPECT_EQ(client.get(url_ + "maps/%C3%A9").status, 503);
+  EXPECT_EQ(client.head(url_ + "id.txt").status, 503);
+  EXPECT_EQ(client.get(url_ + "maps/b.tx", {"Range: bytes=0-0"}).status, 503);
+  EXPECT_EQ(client.get(url_ + "xyz").status, 503) << "there or not";
+  EXPECT_EQ(client.get(url_ + "maps/%FF").status, 404);
+}
+
+TEST_F(Serve, WarnsOfAFolderThatIsNoLibraryYet) {
+  fs::remove(dir_ / "lib/id.txt");
+  const auto warning = [this](const std::string& name) {
+    return "mtlpublish: warning: " + dir_ / "lib" + " has no " + name +
+           "; run mtlpublish build first\n";
+  };
+  start({});
+  server_->interrupt();
+  EXPECT_EQ(server_->wait().err, warning("id.txt"));
+  fs::remove(dir_ / "lib/filelist.json");
+  start({});
+  server_->interrupt();
+  EXPECT_EQ(server_->wait().err, warning("filelist.json"));
 }
 
 TEST_F(Serve, RefusesAPortThatIsInUse) {

@@ -1,0 +1,58 @@
+// Work that is shared among threads.
+#include "mtlpublish/parallel_work.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using mtlpublish::workInParallel;
+
+TEST(ParallelWork, DoesEverythingOnceBeforeItReturns) {
+  for (const std::size_t count : {0U, 1U, 2U, 1000U}) {
+    std::vector<std::atomic<int>> done(count);
+    int calls = 0;
+    const auto caller = std::this_thread::get_id();
+    workInParallel(
+        count, [&](std::size_t number) { ++done[number]; },
+        [&] {
+          ++calls;
+          EXPECT_EQ(std::this_thread::get_id(), caller);
+        });
+    for (const std::atomic<int>& times : done)
+      EXPECT_EQ(times, 1);
+    EXPECT_GE(calls, 1);
+  }
+}
+
+TEST(ParallelWork, UsesEveryCore) {
+  if (std::thread::hardware_concurrency() < 2) GTEST_SKIP() << "there is one core";
+  std::atomic<int> running{0};
+  // Ends only when two of them run at once.
+  workInParallel(
+      2,
+      [&](std::size_t /*number*/) {
+        ++running;
+        while (running < 2)
+          std::this_thread::yield();
+      },
+      [] {});
+  EXPECT_EQ(running, 2);
+}
+
+TEST(ParallelWork, TellsWhileItIsUnderWay) {
+  std::atomic<bool> told{false};
+  workInParallel(
+      1,
+      [&](std::size_t /*number*/) {
+        while (!told)
+          std::this_thread::yield();
+      },
+      [&] { told = true; });
+  EXPECT_TRUE(told);
+}
+
+}  // namespace

@@ -1,0 +1,84 @@
+// The program on a terminal, which a console of Windows cannot stand in for: it tells what it
+// shows, not what it was given.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+
+#include "support/child_process.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::EndsWith;
+using testing::StartsWith;
+
+constexpr int kColumns = 40;
+
+/// What the program writes on a terminal.
+std::string textOnTerminal(std::vector<std::string> arguments) {
+  winsize size{};
+  size.ws_row = 24;
+  size.ws_col = kColumns;
+  int end = -1;
+  arguments.insert(arguments.begin(), MTLPUBLISH);
+  std::vector<char*> pointers;
+  for (std::string& argument : arguments)
+    pointers.push_back(argument.data());
+  pointers.push_back(nullptr);
+  const pid_t child = forkpty(&end, nullptr, nullptr, &size);
+  if (child == 0) {
+    setenv("TERM", "xterm", 1);
+    setenv("no_proxy", "*", 1);
+    execv(MTLPUBLISH, pointers.data());
+    _exit(127);
+  }
+  std::string text;
+  std::array<char, 4096> buffer;
+  for (ssize_t count = 0; (count = read(end, buffer.data(), buffer.size())) > 0;)
+    text.append(buffer.data(), static_cast<std::size_t>(count));
+  close(end);
+  waitpid(child, nullptr, 0);
+  return text;
+}
+
+class OnTerminal : public testing::Test {
+ protected:
+  OnTerminal() {
+    writeFile(dir_ / ("maps/" + std::string(100, 'x')), "12345");
+    EXPECT_EQ(runProcess({MTLPUBLISH, "build", dir_ / ""}).exitCode, 0);
+    // Slow enough for the line to be seen.
+    server_ = std::make_unique<ChildProcess>(
+        std::vector<std::string>{MTLPUBLISH, "serve", "-q", "--delay", "300", dir_ / ""});
+    const std::string line = server_->readLine();
+    url_ = line.substr(line.find("http://"));
+  }
+
+  TempDir dir_;
+  std::unique_ptr<ChildProcess> server_;
+  std::string url_;
+};
+
+TEST_F(OnTerminal, ProgressIsALineThatFitsAndGoes) {
+  const std::string text = textOnTerminal({"verify", url_});
+  const std::string drawn = "\r\x1b[K0 of 1 file, 0 bytes of 5 bytes  map...";
+  EXPECT_THAT(text, AllOf(StartsWith(drawn), EndsWith("\r\x1b[K1 file, 5 bytes, as listed\r\n")));
+  EXPECT_EQ(drawn.size() - 4, kColumns - 1) << "the last column stays free";
+}
+
+TEST_F(OnTerminal, QuietShowsNoProgress) {
+  EXPECT_EQ(textOnTerminal({"verify", "--quiet", url_}), "");
+}
+
+TEST_F(OnTerminal, NothingIsDrawnElsewhere) {
+  const ProcessResult result = runProcess({MTLPUBLISH, "verify", url_}, {{"no_proxy", "*"}});
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.out, "1 file, 5 bytes, as listed\n");
+}
+
+}  // namespace

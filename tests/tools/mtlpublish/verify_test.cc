@@ -1,0 +1,237 @@
+// Libraries in a folder and behind a server, seen as clients see them.
+#include "mtlpublish/verify.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "mtlpublish/publisher.h"
+#include "support/scripted_server.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using mtlpublish::VerifyOptions;
+using mtlpublish::VerifyResult;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class VerifyTest : public testing::Test {
+ protected:
+  VerifyTest() {
+    writeFile(dir_ / "a b/é.mat", "material");
+    writeFile(dir_ / "oak.tx", "large map");
+    writeFile(dir_ / "oak.jpeg.tx", "small");
+    writeFile(dir_ / "empty", "");
+    mtlpublish::PublishOptions options;
+    options.lossy = true;
+    EXPECT_THAT(mtlpublish::publish(dir_.path(), options).problems, IsEmpty());
+  }
+
+  TempDir dir_;
+  VerifyOptions options_;
+};
+
+class VerifyFolder : public VerifyTest {
+ protected:
+  VerifyResult verify() { return mtlpublish::verifyFolder(dir_.path(), options_); }
+};
+
+TEST_F(VerifyFolder, FindsNothingWrongWithWhatWasBuilt) {
+  fs::remove(dir_ / "oak.tx");  // Clients fetch its variant.
+  const VerifyResult result = verify();
+  EXPECT_THAT(result.problems, IsEmpty());
+  EXPECT_EQ(result.files, 3U);
+  EXPECT_EQ(result.bytes, 13U);
+  EXPECT_EQ(result.withoutDigest, 0U);
+}
+
+TEST_F(VerifyFolder, NamesEveryFileThatIsNotWhatTheListSays) {
+  fs::remove(dir_ / "oak.jpeg.tx");
+  fs::create_directory(dir_ / "oak.jpeg.tx");
+  writeFile(dir_ / "empty", "1");
+  writeFile(dir_ / "a b/é.mat", "MATERIAL");
+  EXPECT_THAT(verify().problems, ElementsAre("a b/é.mat: has the listed size, but another content",
+                                             "empty: has 1 byte, the list says 0 bytes",
+                                             "oak.jpeg.tx (for oak.tx): is missing"));
+}
+
+TEST_F(VerifyFolder, ComparesSizesAloneWhenAsked) {
+  writeFile(dir_ / "a b/é.mat", "MATERIAL");
+  options_.quick = true;
+  EXPECT_THAT(verify().problems, IsEmpty());
+  writeFile(dir_ / "a b/é.mat", "MAT");
+  EXPECT_THAT(verify().problems, ElementsAre("a b/é.mat: has 3 bytes, the list says 8 bytes"));
+}
+
+TEST_F(VerifyFolder, ComparesSizesAloneWhereTheListHasNoDigest) {
+  writeFile(dir_ / "filelist.json", "[{\"path\":\"empty\",\"size\":0},{\"path\":\"oak.tx\"}]\n");
+  VerifyResult result = verify();
+  EXPECT_THAT(result.problems, IsEmpty());
+  EXPECT_EQ(result.withoutDigest, 2U);
+}
+
+TEST_F(VerifyFolder, WantsTheStampAndTheList) {
+  writeFile(dir_ / "id.txt", "");
+  fs::remove(dir_ / "filelist.json");
+  EXPECT_THAT(verify().problems, ElementsAre("id.txt: is empty", "filelist.json: is missing"));
+  fs::remove(dir_ / "id.txt");
+  writeFile(dir_ / "filelist.json", "[]");
+  EXPECT_THAT(verify().problems,
+              ElementsAre("id.txt: is missing",
+                          "filelist.json: does not end in a line break; clients leave out the "
+                          "last byte"));
+}
+
+TEST_F(VerifyFolder, FindsFilesHoweverTheListWritesTheirPaths) {
+  writeFile(dir_ / "filelist.json",
+            "[{\"path\":\"a b\\\\é.mat\",\"size\":8},{\"path\":\"x/.././/empty\"}]\n");
+  EXPECT_THAT(verify().problems, IsEmpty());
+}
+
+TEST_F(VerifyFolder, ReadsNoFileThatLinksLeadOutside) {
+  writeFile(dir_ / "lib/id.txt", "1");
+  writeFile(dir_ / "lib/filelist.json", "[{\"path\":\"link\"},{\"path\":\"../oak.tx\"}]\n");
+  std::error_code noLinksHere;
+  fs::create_symlink("../oak.tx", dir_.path() / "lib" / "link", noLinksHere);
+  EXPECT_THAT(mtlpublish::verifyFolder(dir_.path() / "lib", options_).problems,
+              ElementsAre("../oak.tx: clients refuse the list: a path leaves the target directory",
+                          "link: is missing"));
+}
+
+TEST_F(VerifyFolder, TellsWhenTheLibraryIsPublishedMeanwhile) {
+  options_.onProgress = [this](const mtlpublish::WorkProgress& progress) {
+    if (progress.filesDone == progress.files) writeFile(dir_ / "id.txt", "2");
+  };
+  EXPECT_THAT(verify().problems, ElementsAre("id.txt: changed meanwhile; verify again"));
+}
+
+class VerifyAddress : public VerifyTest {
+ protected:
+  VerifyAddress() {
+    const std::pair<const char*, const char*> targets[] = {{"/lib/id.txt", "id.txt"},
+                                                           {"/lib/filelist.json", "filelist.json"},
+                                                           {"/lib/a%20b/%C3%A9.mat", "a b/é.mat"},
+                                                           {"/lib/oak.jpeg.tx", "oak.jpeg.tx"},
+                                                           {"/lib/empty", "empty"}};
+    for (const auto& [target, file] : targets)
+      server_.serve(target, readFile(dir_ / file));
+    // Past whatever proxy the environment names.
+    connection_.proxy = "";
+    connection_.userAgent = "tester/1.2";
+  }
+
+  VerifyResult verify() {
+    return mtlpublish::verifyAddress(server_.address() + "/lib/", connection_, options_);
+  }
+
+  ScriptedServer server_;
+  library_list::FetchRequest connection_;
+};
+
+TEST_F(VerifyAddress, FetchesWhatClientsFetch) {
+  std::vector<mtlpublish::WorkProgress> progress;
+  options_.onProgress = [&](const mtlpublish::WorkProgress& now) { progress.push_back(now); };
+  const VerifyResult result = verify();
+  EXPECT_THAT(result.problems, IsEmpty());
+  EXPECT_EQ(result.files, 3U);
+  EXPECT_EQ(result.bytes, 13U);
+  auto lines = server_.requestLines();
+  ASSERT_EQ(lines.size(), 6U);
+  std::sort(lines.begin() + 2, lines.begin() + 5);
+  EXPECT_THAT(lines,
+              ElementsAre("GET /lib/id.txt", "GET /lib/filelist.json", "GET /lib/a%20b/%C3%A9.mat",
+                          "GET /lib/empty", "GET /lib/oak.jpeg.tx", "GET /lib/id.txt"));
+  EXPECT_EQ(server_.requests()[3].header("User-Agent"), "tester/1.2");
+  ASSERT_FALSE(progress.empty());
+  EXPECT_EQ(progress.back().filesDone, 3U);
+  EXPECT_EQ(progress.back().bytesDone, 13U);
+  EXPECT_EQ(progress.back().bytes, 13U);
+}
+
+TEST_F(VerifyAddress, NamesEveryFileThatIsNotWhatTheListSays) {
+  server_.remove("/lib/oak.jpeg.tx");
+  server_.serve("/lib/empty", "1");
+  server_.serve("/lib/a%20b/%C3%A9.mat", "MATERIAL");
+  EXPECT_THAT(
+      verify().problems,
+      ElementsAre("a b/é.mat: has the listed size, but another content",
+                  "empty: cannot be fetched: it is larger than 0 bytes",
+                  "oak.jpeg.tx (for oak.tx): cannot be fetched: unexpected HTTP status 404"));
+}
+
+TEST_F(VerifyAddress, NamesAFileThatIsCutShort) {
+  server_.handle("/lib/oak.jpeg.tx", [](const ServerRequest&, Socket& socket) {
+    socket.send("HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nsm");
+    return false;
+  });
+  server_.serve("/lib/a%20b/%C3%A9.mat", "mat");
+  EXPECT_THAT(
+      verify().problems,
+      ElementsAre("a b/é.mat: has 3 bytes, the list says 8 bytes",
+                  testing::StartsWith("oak.jpeg.tx (for oak.tx): cannot be fetched: transfer "
+                                      "closed")));
+}
+
+TEST_F(VerifyAddress, AsksForSizesAloneWhenQuick) {
+  server_.handle("/lib/empty", [](const ServerRequest& request, Socket& socket) {
+    EXPECT_EQ(request.method, "HEAD");
+    socket.send("HTTP/1.1 200 OK\r\nContent-Length: 7\r\n\r\n");
+    return true;
+  });
+  for (const char* target : {"/lib/oak.jpeg.tx", "/lib/a%20b/%C3%A9.mat"}) {
+    server_.handle(target, [](const ServerRequest& request, Socket& socket) {
+      EXPECT_EQ(request.method, "HEAD");
+      socket.send("HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n");
+      return true;
+    });
+  }
+  options_.quick = true;
+  EXPECT_THAT(verify().problems, ElementsAre("a b/é.mat: has 5 bytes, the list says 8 bytes",
+                                             "empty: has 7 bytes, the list says 0 bytes"));
+}
+
+TEST_F(VerifyAddress, SaysWhatToDoWhenAServerTellsNoSize) {
+  for (const char* target : {"/lib/empty", "/lib/oak.jpeg.tx", "/lib/a%20b/%C3%A9.mat"}) {
+    server_.handle(target, [](const ServerRequest&, Socket& socket) {
+      socket.send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n");
+      return true;
+    });
+  }
+  options_.quick = true;
+  EXPECT_THAT(verify().problems,
+              Contains("empty: the server does not tell its size; verify without --quick"));
+}
+
+TEST_F(VerifyAddress, WantsTheStampAndTheList) {
+  server_.serve("/lib/id.txt", "");
+  server_.remove("/lib/filelist.json");
+  EXPECT_THAT(verify().problems,
+              ElementsAre("id.txt: is empty",
+                          "filelist.json: cannot be fetched: unexpected HTTP status 404"));
+}
+
+TEST_F(VerifyAddress, TellsWhenTheLibraryIsPublishedMeanwhile) {
+  server_.handle("/lib/empty", [this](const ServerRequest&, Socket& socket) {
+    server_.serve("/lib/id.txt", "another");
+    socket.send(ScriptedServer::response(200, ""));
+    return true;
+  });
+  EXPECT_THAT(verify().problems, ElementsAre("id.txt: changed meanwhile; verify again"));
+}
+
+TEST_F(VerifyAddress, SaysWhyThereIsNoConnection) {
+  EXPECT_THAT(mtlpublish::verifyAddress("http://127.0.0.1:1/", connection_, options_).problems,
+              ElementsAre(testing::StartsWith("id.txt: cannot be fetched: "),
+                          testing::StartsWith("filelist.json: cannot be fetched: ")));
+}
+
+TEST_F(VerifyAddress, RefusesOtherProtocols) {
+  EXPECT_THAT(mtlpublish::verifyAddress("ftp://host/lib", connection_, options_).problems,
+              ElementsAre("ftp://host/lib: is no address of http or https"));
+}
+
+}  // namespace

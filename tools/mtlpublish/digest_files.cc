@@ -1,0 +1,103 @@
+// The system is asked about every file; read are those that it tells something new of.
+#include "mtlpublish/digest_files.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <system_error>
+#include <utility>
+
+#include "digest/file_digest.h"
+#include "mtlpublish/error_message.h"
+#include "mtlpublish/file_name.h"
+#include "mtlpublish/parallel_work.h"
+
+namespace mtlpublish {
+
+namespace {
+
+/// A file that has to be read, and what came of it.
+struct Reading {
+  std::size_t number;
+  digest::FileDigest digest{};
+  std::error_code error{};
+};
+
+std::string unreadable(const LibraryFile& file, const std::error_code& error) {
+  return printableName(file.path) + ": cannot be read: " + errorMessage(error);
+}
+
+std::string changedMeanwhile(const LibraryFile& file) {
+  return printableName(file.path) + ": changed during the build; build again once it is complete";
+}
+
+void readAll(const std::vector<DigestedFile>& files, std::vector<Reading>& readings,
+             const OnProgress& onProgress) {
+  std::uint64_t bytes = 0;
+  for (const Reading& reading : readings)
+    bytes += files[reading.number].state.size;
+  WorkCounter counter(readings.size(), bytes);
+  workInParallel(
+      readings.size(),
+      [&](std::size_t number) {
+        Reading& reading = readings[number];
+        const LibraryFile& file = files[reading.number].file;
+        counter.begin(file.path);
+        reading.error = digest::digestFile(file.location, reading.digest, counter.bytesOfFile());
+        counter.endFile();
+      },
+      [&] {
+        if (onProgress) onProgress(counter.progress());
+      });
+}
+
+}  // namespace
+
+DigestedFiles digestFiles(std::vector<LibraryFile> files, const DigestCache& known,
+                          std::chrono::system_clock::time_point start,
+                          const OnProgress& onProgress) {
+  DigestedFiles result;
+  std::vector<Reading> readings;
+  for (LibraryFile& file : files) {
+    DigestedFile digested{std::move(file), {}, {}};
+    if (const auto error = readFileState(digested.file.location, digested.state)) {
+      result.problems.push_back(unreadable(digested.file, error));
+      continue;
+    }
+    digested.sha256 = known.find(digested.file.path, digested.state);
+    if (digested.sha256.empty()) readings.push_back({result.files.size()});
+    result.files.push_back(std::move(digested));
+  }
+  if (!readings.empty()) readAll(result.files, readings, onProgress);
+  for (Reading& reading : readings) {
+    DigestedFile& digested = result.files[reading.number];
+    if (reading.error) {
+      result.problems.push_back(unreadable(digested.file, reading.error));
+    } else if (reading.digest.size != digested.state.size) {
+      result.problems.push_back(changedMeanwhile(digested.file));
+    } else {
+      digested.sha256 = std::move(reading.digest.sha256);
+    }
+  }
+  for (const DigestedFile& digested : result.files) {
+    if (digested.sha256.empty() || mayChangeUnseen(digested.state, start)) continue;
+    // A name with a line break is refused, and no part of any library.
+    if (nameProblem(digested.file.path).empty()) {
+      result.cache.add(digested.file.path, digested.state, digested.sha256);
+    }
+  }
+  return result;
+}
+
+std::vector<std::string> changedSince(const std::vector<DigestedFile>& files) {
+  std::vector<std::string> problems;
+  for (const DigestedFile& digested : files) {
+    FileState now;
+    const std::error_code error = readFileState(digested.file.location, now);
+    // Not the time of the last change of any kind: attributes are no content.
+    now.changed = digested.state.changed;
+    if (error || !(now == digested.state)) problems.push_back(changedMeanwhile(digested.file));
+  }
+  return problems;
+}
+
+}  // namespace mtlpublish

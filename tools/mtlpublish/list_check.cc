@@ -1,0 +1,130 @@
+// Read as clients do, and then looked at with the eyes of every system.
+#include "mtlpublish/list_check.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <map>
+#include <utility>
+
+#include "library_list/list_names.h"
+#include "mtlpublish/file_name.h"
+#include "mtlpublish/fold_case.h"
+#include "mtlpublish/tree_scan.h"
+#include "platform/windows_names.h"
+
+namespace mtlpublish {
+
+namespace {
+
+constexpr std::string_view kSeparators = "/\\";
+constexpr std::string_view kBlanks = " \t\r\n";
+
+/// The text with every line break, and the blanks around it, made one blank.
+std::string oneLine(std::string_view text) {
+  std::string line;
+  while (!text.empty()) {
+    const std::string_view word = text.substr(0, text.find_first_of(kBlanks));
+    if (!line.empty() && !word.empty()) line += ' ';
+    line += word;
+    text.remove_prefix(std::min(word.size() + 1, text.size()));
+  }
+  return line;
+}
+
+/// "" when every client can hold a file of this path.
+std::string pathProblem(std::string_view path) {
+  if (!isValidUtf8(path)) return "the name is not valid UTF-8";
+  if (path.size() >= kUnsavablePathLength) {
+    return "the path has " + std::to_string(path.size()) + " bytes, no client can hold more than " +
+           std::to_string(kUnsavablePathLength - 1);
+  }
+  while (!path.empty()) {
+    const std::string_view name = path.substr(0, path.find_first_of(kSeparators));
+    path.remove_prefix(std::min(name.size() + 1, path.size()));
+    const bool isStep = name.empty() || name == "." || name == "..";
+    if (!isStep && !Platform::isHeldByWindows(name)) {
+      return "Windows cannot hold the name \"" + printableName(name) + "\"";
+    }
+  }
+  return "";
+}
+
+/// Finds files that get in each other's way, on some systems only where case makes no
+/// difference. Folders do not.
+class NameClashes {
+ public:
+  /// "" when the path, in the one way to write it and in UTF-8, is all right so far.
+  std::string add(const std::string& path) {
+    const Key key = keyOf(path);
+    const auto [place, isNew] = taken_.try_emplace(key, Use{path, false});
+    if (!isNew) return clash(place->second, path);
+    for (Key folder = parentOf(key); !folder.empty(); folder = parentOf(folder)) {
+      const auto [above, isNewFolder] = taken_.try_emplace(folder, Use{"", true});
+      if (!above->second.isFolder) return "lies in " + quoted(above->second.path) + ", a file";
+      // Those above it are known, too.
+      if (!isNewFolder) break;
+    }
+    return "";
+  }
+
+ private:
+  using Key = std::u32string;
+  struct Use {
+    std::string path;  // Of a file.
+    bool isFolder;
+  };
+
+  static Key keyOf(const std::string& path) { return foldCase(codePoints(path)); }
+  static Key parentOf(const Key& key) {
+    const std::size_t end = key.rfind(U'/');
+    return end == key.npos ? Key() : key.substr(0, end);
+  }
+  static std::string quoted(const std::string& path) { return '"' + printableName(path) + '"'; }
+  static std::string clash(const Use& use, const std::string& path) {
+    if (use.isFolder) return "is a folder of other files, too";
+    if (use.path != path) {
+      return "differs from " + quoted(use.path) + " only in upper and lower case";
+    }
+    return path == kStampName ? "has the name of the stamp" : "is listed more than once";
+  }
+
+  std::map<Key, Use> taken_{{keyOf(kStampName), {kStampName, false}}};
+};
+
+void checkNames(CheckedList& list) {
+  NameClashes clashes;
+  for (const library_list::ListedFile& file : list.files) {
+    std::string problem = pathProblem(file.path);
+    // What is not UTF-8 has no case.
+    if (isValidUtf8(file.path)) {
+      const std::string clash = clashes.add(library_list::plainPath(file.path));
+      if (problem.empty()) problem = clash;
+    }
+    if (!problem.empty()) list.problems.push_back(printableName(file.path) + ": " + problem);
+  }
+}
+
+}  // namespace
+
+CheckedList checkList(std::string_view text) {
+  CheckedList list;
+  const std::string listName = std::string(kListName) + ": ";
+  std::vector<library_list::RefusedEntry> refused;
+  const std::string refusal = library_list::readList(text, list.files, refused);
+  if (!text.empty() && text.back() != '\n') {
+    list.problems.push_back(listName +
+                            "does not end in a line break; clients leave out the last byte");
+  } else if (!refusal.empty()) {
+    list.problems.push_back(listName + "clients refuse it: " + printableName(oneLine(refusal)));
+  }
+  for (const auto& [path, reason] : refused) {
+    // Some systems refuse such a name for what it means there.
+    const std::string problem = pathProblem(path);
+    list.problems.push_back((path.empty() ? listName : printableName(path) + ": ") +
+                            (problem.empty() ? "clients refuse the list: " + reason : problem));
+  }
+  checkNames(list);
+  return list;
+}
+
+}  // namespace mtlpublish

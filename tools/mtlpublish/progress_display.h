@@ -1,0 +1,16 @@
+// Shows on a terminal how far the work has come.
+#ifndef MTLLIB_TOOLS_MTLPUBLISH_PROGRESS_DISPLAY_H_
+#define MTLLIB_TOOLS_MTLPUBLISH_PROGRESS_DISPLAY_H_
+
+#include "mtlpublish/work_progress.h"
+#include "mtlsync/console.h"
+
+namespace mtlpublish {
+
+/// Draws the progress in the status line of `console`, which must outlive the result, at
+/// most ten times a second; nothing unless on a terminal.
+OnProgress shownOn(mtlsync::Console& console);
+
+}  // namespace mtlpublish
+
+#endif  // MTLLIB_TOOLS_MTLPUBLISH_PROGRESS_DISPLAY_H_

@@ -1,0 +1,269 @@
+// The stamp, the list, every file, and the stamp again: a library that is published anew
+// meanwhile shows problems that it does not have.
+#include "mtlpublish/verify.h"
+
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "digest/file_digest.h"
+#include "digest/sha256.h"
+#include "library_list/downloads.h"
+#include "library_list/list_names.h"
+#include "mtlpublish/contained_path.h"
+#include "mtlpublish/error_message.h"
+#include "mtlpublish/file_content.h"
+#include "mtlpublish/file_name.h"
+#include "mtlpublish/link.h"
+#include "mtlpublish/list_check.h"
+#include "mtlpublish/parallel_work.h"
+#include "mtlpublish/tree_scan.h"
+
+namespace mtlpublish {
+
+namespace {
+
+namespace fs = std::filesystem;
+using library_list::ListedFile;
+
+/// What a file was found to be.
+struct Found {
+  /// Why nothing was found out; "" when something was.
+  std::string problem;
+  std::optional<std::uint64_t> size;
+  /// "" when the content was not looked at.
+  std::string sha256;
+};
+
+struct Text {
+  std::string content;
+  std::string problem;
+};
+
+/// Where a library lies.
+class Source {
+ public:
+  Source() = default;
+  virtual ~Source() = default;
+  Source(const Source&) = delete;
+  Source& operator=(const Source&) = delete;
+
+  /// The content of a small file.
+  virtual Text read(const std::string& name) = 0;
+
+  /// What every one of the files is, in their order.
+  virtual std::vector<Found> find(const std::vector<ListedFile>& files, bool quick,
+                                  WorkCounter& counter, const std::function<void()>& meanwhile) = 0;
+};
+
+std::string unreadable(const std::error_code& error) {
+  return "cannot be read: " + errorMessage(error);
+}
+
+class Folder : public Source {
+ public:
+  explicit Folder(fs::path root) : root_(std::move(root)) {}
+
+  Text read(const std::string& name) override {
+    const std::optional<fs::path> file = fileWithin(root_, name);
+    if (!file) return {"", "is missing"};
+    Text text;
+    if (const auto error = readContent(*file, text.content)) text.problem = unreadable(error);
+    return text;
+  }
+
+  std::vector<Found> find(const std::vector<ListedFile>& files, bool quick, WorkCounter& counter,
+                          const std::function<void()>& meanwhile) override {
+    std::vector<Found> found(files.size());
+    workInParallel(
+        files.size(),
+        [&](std::size_t number) {
+          counter.begin(files[number].remotePath);
+          found[number] = findOne(files[number], quick, counter);
+          counter.endFile();
+        },
+        meanwhile);
+    return found;
+  }
+
+ private:
+  Found findOne(const ListedFile& listed, bool quick, WorkCounter& counter) const {
+    const std::optional<fs::path> file =
+        fileWithin(root_, library_list::plainPath(listed.remotePath));
+    if (!file) return {"is missing", {}, ""};
+    std::error_code error;
+    digest::FileDigest content;
+    if (quick || listed.sha256.empty()) {
+      content.size = fs::file_size(*file, error);
+    } else {
+      error = digest::digestFile(*file, content, counter.bytesOfFile());
+    }
+    if (error) return {unreadable(error), {}, ""};
+    return {"", content.size, content.sha256};
+  }
+
+  fs::path root_;
+};
+
+class Server : public Source {
+ public:
+  Server(std::string address, library_list::FetchRequest connection)
+      : address_(std::move(address)), connection_(std::move(connection)) {}
+
+  Text read(const std::string& name) override {
+    library_list::FetchRequest request = connection_;
+    request.url = library_list::fileUrl(address_, name);
+    library_list::FetchResult result = library_list::fetchList(request);
+    if (result.outcome == library_list::FetchResult::Outcome::kFetched) {
+      return {std::move(result.text), ""};
+    }
+    return {"", unfetched(result.problem)};
+  }
+
+  std::vector<Found> find(const std::vector<ListedFile>& files, bool quick, WorkCounter& counter,
+                          const std::function<void()>& meanwhile) override {
+    std::vector<Found> found(files.size());
+    std::size_t next = 0;
+    const std::string problem = library_list::runDownloads(
+        connection_,
+        [&]() -> std::optional<library_list::Download> {
+          if (next == files.size()) return std::nullopt;
+          const std::size_t number = next++;
+          counter.begin(files[number].remotePath);
+          return download(files[number], quick, found[number], counter);
+        },
+        meanwhile);
+    if (!problem.empty()) {
+      for (Found& file : found) {
+        if (file.problem.empty() && !file.size) file.problem = unfetched(problem);
+      }
+    }
+    return found;
+  }
+
+ private:
+  static std::string unfetched(const std::string& problem) {
+    return "cannot be fetched: " + printableName(problem);
+  }
+
+  library_list::Download download(const ListedFile& file, bool quick, Found& found,
+                                  WorkCounter& counter) const {
+    library_list::Download download;
+    download.url = library_list::fileUrl(address_, file.remotePath);
+    download.headOnly = quick;
+    download.largestSize = file.size.value_or(connection_.largestSize);
+    auto sha256 = std::make_shared<digest::Sha256>();
+    auto size = std::make_shared<std::uint64_t>(0);
+    download.onBytes = [sha256, size, &counter](std::string_view bytes) {
+      sha256->update(bytes);
+      *size += bytes.size();
+      counter.addBytes(bytes.size());
+    };
+    download.onEnd = [sha256, size, quick, &found, &counter](const library_list::DownloadEnd& end) {
+      counter.endFile();
+      if (!end.problem.empty()) {
+        found.problem = unfetched(end.problem);
+      } else if (!quick) {
+        found.size = *size;
+        found.sha256 = sha256->finish();
+      } else if (end.announcedSize >= 0) {
+        found.size = static_cast<std::uint64_t>(end.announcedSize);
+      } else {
+        found.problem = "the server does not tell its size; verify without --quick";
+      }
+    };
+    return download;
+  }
+
+  std::string address_;
+  library_list::FetchRequest connection_;
+};
+
+std::string bytesOf(std::uint64_t count) {
+  return std::to_string(count) + (count == 1 ? " byte" : " bytes");
+}
+
+/// "" when the file is what the list says.
+std::string difference(const ListedFile& listed, const Found& found) {
+  if (!found.problem.empty()) return found.problem;
+  if (listed.size && found.size && static_cast<std::uint64_t>(*listed.size) != *found.size) {
+    return "has " + bytesOf(*found.size) + ", the list says " +
+           bytesOf(static_cast<std::uint64_t>(*listed.size));
+  }
+  const bool isOther =
+      !listed.sha256.empty() && !found.sha256.empty() && listed.sha256 != found.sha256;
+  return isOther ? "has the listed size, but another content" : "";
+}
+
+std::string nameOf(const ListedFile& file) {
+  std::string name = printableName(file.remotePath);
+  if (file.remotePath != file.path) name += " (for " + printableName(file.path) + ")";
+  return name;
+}
+
+Text readStamp(Source& source) {
+  Text stamp = source.read(kStampName);
+  if (stamp.problem.empty() && stamp.content.empty()) stamp.problem = "is empty";
+  return stamp;
+}
+
+VerifyResult verify(Source& source, const VerifyOptions& options) {
+  VerifyResult result;
+  const auto addProblem = [&result](const std::string& name, const std::string& problem) {
+    if (!problem.empty()) result.problems.push_back(name + ": " + problem);
+  };
+  const Text stamp = readStamp(source);
+  addProblem(kStampName, stamp.problem);
+  const Text text = source.read(kListName);
+  addProblem(kListName, text.problem);
+  if (!text.problem.empty()) return result;
+
+  CheckedList list = checkList(text.content);
+  result.problems.insert(result.problems.end(), list.problems.begin(), list.problems.end());
+  result.files = list.files.size();
+  for (const ListedFile& file : list.files) {
+    result.bytes += static_cast<std::uint64_t>(file.size.value_or(0));
+    if (file.sha256.empty()) ++result.withoutDigest;
+  }
+  WorkCounter counter(result.files, options.quick ? 0 : result.bytes);
+  const std::vector<Found> found = source.find(list.files, options.quick, counter, [&] {
+    if (options.onProgress) options.onProgress(counter.progress());
+  });
+  for (std::size_t i = 0; i < list.files.size(); ++i)
+    addProblem(nameOf(list.files[i]), difference(list.files[i], found[i]));
+  if (stamp.problem.empty() && readStamp(source).content != stamp.content) {
+    addProblem(kStampName, "changed meanwhile; verify again");
+  }
+  return result;
+}
+
+VerifyResult failed(const std::string& problem) {
+  VerifyResult result;
+  result.problems.push_back(problem);
+  return result;
+}
+
+}  // namespace
+
+VerifyResult verifyFolder(const fs::path& folder, const VerifyOptions& options) {
+  std::error_code error;
+  const fs::path root = canonicalFolder(folder, error);
+  if (error) return failed(printableName(folder.u8string()) + ": " + errorMessage(error));
+  Folder source(root);
+  return verify(source, options);
+}
+
+VerifyResult verifyAddress(const std::string& address, library_list::FetchRequest connection,
+                           const VerifyOptions& options) {
+  // The server tells "//" from "/".
+  const std::string base = address.substr(0, address.find_last_not_of('/') + 1);
+  if (library_list::fileUrl(base, kListName).empty()) {
+    return failed(printableName(address) + ": is no address of http or https");
+  }
+  Server source(base, std::move(connection));
+  return verify(source, options);
+}
+
+}  // namespace mtlpublish

@@ -1,0 +1,40 @@
+// Looks at a published library as its clients will.
+#ifndef MTLLIB_TOOLS_MTLPUBLISH_VERIFY_H_
+#define MTLLIB_TOOLS_MTLPUBLISH_VERIFY_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "library_list/list_fetch.h"
+#include "mtlpublish/work_progress.h"
+
+namespace mtlpublish {
+
+struct VerifyOptions {
+  /// Compare sizes alone; from a server, no file is fetched then.
+  bool quick = false;
+  OnProgress onProgress;
+};
+
+struct VerifyResult {
+  /// "NAME: what is wrong", one line each, printable, in the order of the list.
+  std::vector<std::string> problems;
+  /// The number of files that clients fetch, and their bytes as listed.
+  std::size_t files = 0;
+  std::uint64_t bytes = 0;
+  /// Files whose content was not compared, since the list has no digest of it.
+  std::size_t withoutDigest = 0;
+};
+
+VerifyResult verifyFolder(const std::filesystem::path& folder, const VerifyOptions& options);
+
+/// The library at an address of http or https. `connection` tells all but the URLs.
+VerifyResult verifyAddress(const std::string& address, library_list::FetchRequest connection,
+                           const VerifyOptions& options);
+
+}  // namespace mtlpublish
+
+#endif  // MTLLIB_TOOLS_MTLPUBLISH_VERIFY_H_
