@@ -17,6 +17,11 @@ bool isControl(char character) {
   return byte < 0x20 || byte == 0x7F;
 }
 
+/// The controls that terminals know beyond ASCII's: U+0080 to U+009F.
+bool isLongControl(std::string_view sequence) {
+  return sequence.size() == 2 && byteAt(sequence, 0) == 0xC2 && byteAt(sequence, 1) < 0xA0;
+}
+
 /// The length of the valid sequence at `position`; 0 when there is none.
 std::size_t validSequenceLength(std::string_view text, std::size_t position) {
   const unsigned lead = byteAt(text, position);
@@ -131,7 +136,7 @@ std::string printableName(std::string_view name) {
   std::size_t position = 0;
   while (position < name.size()) {
     const std::size_t length = validSequenceLength(name, position);
-    if (length == 0 || isControl(name[position])) {
+    if (length == 0 || isControl(name[position]) || isLongControl(name.substr(position, length))) {
       text += "\\x";
       text += kDigits[byteAt(name, position) >> 4U];
       text += kDigits[byteAt(name, position) & 15U];

@@ -1,14 +1,17 @@
 // mtlpublish: the publisher's side of a material library.
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <filesystem>
 #include <iostream>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "mtlpublish/error_message.h"
+#include "mtlpublish/file_name.h"
 #include "mtlpublish/glob.h"
 #include "mtlpublish/interrupt.h"
 #include "mtlpublish/link.h"
@@ -147,7 +150,7 @@ void printChanges(const mtlpublish::PublishResult& result, bool names) {
   const auto printNames = [names](const char* what, const std::vector<std::string>& paths) {
     if (!names) return;
     for (const std::string& path : paths)
-      std::cout << what << path << '\n';
+      std::cout << what << mtlpublish::printableName(path) << '\n';
   };
   printNames("added    ", changes.added);
   printNames("changed  ", changes.changed);

@@ -47,6 +47,9 @@ TEST(FileName, SaysWhyClientsCannotHoldIt) {
 
 TEST(FileName, IsPrintedWithoutHarmToATerminal) {
   EXPECT_EQ(printableName("maps/é\x1B[2J\xFF\xC3"), "maps/é\\x1B[2J\\xFF\\xC3");
+  EXPECT_EQ(printableName("\xC2\x9B"
+                          "2J\xC2\xA0"),
+            "\\xC2\\x9B2J\xC2\xA0");
 }
 
 }  // namespace
