@@ -20,11 +20,11 @@
 #include "mtlpublish/static_server.h"
 #include "mtlpublish/tree_scan.h"
 #include "mtlpublish/verify.h"
-#include "mtlsync/console.h"
-#include "mtlsync/system.h"
 #include "process/arguments.h"
 #include "process/standard_streams.h"
+#include "process/system.h"
 #include "quantity/quantity_text.h"
+#include "terminal/console.h"
 
 namespace {
 
@@ -133,10 +133,10 @@ std::string bytesText(std::uint64_t count) {
 }
 
 /// The status line of standard error, for people who look at it.
-mtlsync::Console makeConsole(const Arguments& arguments) {
-  constexpr auto kStream = mtlsync::OutputStream::kError;
-  return {std::cerr, {!arguments.quiet && mtlsync::isTerminal(kStream), [] {
-                        return mtlsync::terminalWidth(kStream);
+terminal::Console makeConsole(const Arguments& arguments) {
+  constexpr auto kStream = process::OutputStream::kError;
+  return {std::cerr, {!arguments.quiet && process::isTerminal(kStream), [] {
+                        return process::terminalWidth(kStream);
                       }}};
 }
 
@@ -167,7 +167,7 @@ void printChanges(const mtlpublish::PublishResult& result, bool names) {
 int build(const Arguments& arguments) {
   mtlpublish::PublishResult result;
   {
-    mtlsync::Console console = makeConsole(arguments);
+    terminal::Console console = makeConsole(arguments);
     mtlpublish::PublishOptions options;
     options.missing = parsed(arguments.missing);
     options.never = parsed(arguments.never);
@@ -190,14 +190,14 @@ int build(const Arguments& arguments) {
 }
 
 mtlpublish::VerifyResult verified(const Arguments& arguments) {
-  mtlsync::Console console = makeConsole(arguments);
+  terminal::Console console = makeConsole(arguments);
   const mtlpublish::VerifyOptions options{arguments.quick, mtlpublish::shownOn(console)};
   if (arguments.library.find("://") == arguments.library.npos) {
     return mtlpublish::verifyFolder(fs::u8path(arguments.library), options);
   }
   library_list::FetchRequest connection;
   connection.userAgent = "mtlpublish/" MTLPUBLISH_VERSION;
-  connection.trust = library_list::trustStoreOf(mtlsync::environmentVariable);
+  connection.trust = library_list::trustStoreOf(process::environmentVariable);
   return mtlpublish::verifyAddress(arguments.library, std::move(connection), options);
 }
 

@@ -3,13 +3,13 @@
 #define MTLLIB_TOOLS_MTLPUBLISH_PROGRESS_DISPLAY_H_
 
 #include "mtlpublish/work_progress.h"
-#include "mtlsync/console.h"
+#include "terminal/console.h"
 
 namespace mtlpublish {
 
 /// Draws the progress in the status line of `console`, which must outlive the result, at
 /// most ten times a second; nothing unless on a terminal.
-OnProgress shownOn(mtlsync::Console& console);
+OnProgress shownOn(terminal::Console& console);
 
 }  // namespace mtlpublish
 

@@ -11,7 +11,7 @@
 #include "digest/file_digest.h"
 #include "library_list/list_fetch.h"
 #include "library_list/list_names.h"
-#include "mtlsync/system.h"
+#include "process/system.h"
 
 namespace mtlsync {
 
@@ -125,7 +125,7 @@ bool fetchFiles(const Options& options, SyncObserver& observer, std::vector<List
   }
   request.userAgent = "mtlsync/" MTLSYNC_VERSION;
   request.proxy = proxyOf(options);
-  request.trust = library_list::trustStoreOf(environmentVariable);
+  request.trust = library_list::trustStoreOf(process::environmentVariable);
   // The limits of the run hold here, too.
   request.stop = [&](std::int64_t received) { return !observer.listReceived(received); };
   observer.progressText("Getting file list");

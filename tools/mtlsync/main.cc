@@ -4,9 +4,9 @@
 
 #include "mtlsync/options.h"
 #include "mtlsync/sync_run.h"
-#include "mtlsync/system.h"
 #include "process/arguments.h"
 #include "process/standard_streams.h"
+#include "process/system.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ int run(const process::Arguments& arguments) {
     case CommandLine::Outcome::kRun:
       break;
   }
-  mtlsync::catchStopSignals();
+  process::catchStopSignals();
   return mtlsync::runSync(line.options);
 }
 
@@ -33,7 +33,7 @@ int run(const process::Arguments& arguments) {
 int main(int argc, char** argv) {
   try {
     const process::StandardStreams streams;
-    mtlsync::surviveBrokenPipes();
+    process::surviveBrokenPipes();
     const int status = run(process::Arguments(argc, argv));
     if (std::cout.flush()) return status;
     std::cerr << "mtlsync: error: could not write to standard output\n";

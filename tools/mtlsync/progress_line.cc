@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <vector>
 
-#include "mtlsync/display_width.h"
 #include "quantity/quantity_text.h"
+#include "terminal/display_width.h"
 
 namespace mtlsync {
 
@@ -110,7 +110,7 @@ std::string arranged(const Layout& layout, const Progress& progress, int columns
     if (part == kBar) barStart = text.size();
     text += piece;
   }
-  const int spare = columns - displayWidth(text);
+  const int spare = columns - terminal::displayWidth(text);
   if (barStart == std::string::npos || spare <= 0) return text;
   const int width = std::min(kNarrowestBar + spare, kWidestBar);
   return text.replace(barStart, kNarrowestBar, bar(progress, width));
@@ -121,9 +121,9 @@ std::string firstThatFits(const Layouts& layouts, const Progress& progress, int 
   std::string text;
   for (const Layout& layout : layouts) {
     text = arranged(layout, progress, columns);
-    if (displayWidth(text) <= columns) return text;
+    if (terminal::displayWidth(text) <= columns) return text;
   }
-  return elided(text, columns);
+  return terminal::elided(text, columns);
 }
 
 /// The parts with the file behind them; "" when there is no room for a file.
@@ -131,8 +131,8 @@ template <typename Layouts>
 std::string firstWithRoomForFile(const Layouts& layouts, const Progress& progress, int columns) {
   for (const Layout& layout : layouts) {
     const std::string text = arranged(layout, progress, 0) + kGap;
-    const int room = columns - displayWidth(text);
-    if (room >= kShortestFile) return text + elidedFront(progress.file, room);
+    const int room = columns - terminal::displayWidth(text);
+    if (room >= kShortestFile) return text + terminal::elidedFront(progress.file, room);
   }
   return "";
 }

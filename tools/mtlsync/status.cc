@@ -10,11 +10,11 @@
 #include <system_error>
 #include <utility>
 
-#include "mtlsync/display_width.h"
 #include "mtlsync/hints.h"
 #include "mtlsync/local_copy.h"
 #include "mtlsync/printable.h"
 #include "quantity/quantity_text.h"
+#include "terminal/display_width.h"
 
 namespace mtlsync {
 
@@ -163,7 +163,7 @@ ExitStatus tellStatus(const Options& options, const SyncObserver::Outputs& outpu
     outputs.events->status(status.stamp, universalTimeText(status.since), status.files,
                            status.bytes);
   } else if (options.verbosity != Verbosity::kQuiet) {
-    outputs.results.printLine("Stamp: " + elided(status.stamp, kStampColumns));
+    outputs.results.printLine("Stamp: " + terminal::elided(status.stamp, kStampColumns));
     outputs.results.printLine("Since: " + localTimeText(status.since));
     outputs.results.printLine("Files: " + std::to_string(status.files));
     outputs.results.printLine("Size:  " + quantity::bytesText(status.bytes));

@@ -109,7 +109,8 @@ void SyncObserver::error(const ErrorEntries& entries) {
   const bool detailed = verbosity_ == Verbosity::kVerbose;
   // Whoever stopped the run knows why it ended.
   if (!detailed && isEnding() && isAbort(entries)) return;
-  std::string opening = "mtlsync: " + outputs_.messages.coloured(Tone::kError, "error:") + " ";
+  std::string opening =
+      "mtlsync: " + outputs_.messages.coloured(terminal::Tone::kError, "error:") + " ";
   for (const std::string& line : errorLines(entries, detailed)) {
     outputs_.messages.printLine(opening + line);
     opening.clear();
@@ -156,8 +157,8 @@ void SyncObserver::tell(const char* event, const mtlhost::Message& message) {
 
 void SyncObserver::printWarning(const std::string& text) {
   if (verbosity_ == Verbosity::kQuiet) return;
-  outputs_.messages.printLine("mtlsync: " + outputs_.messages.coloured(Tone::kWarning, "warning:") +
-                              " " + text);
+  outputs_.messages.printLine(
+      "mtlsync: " + outputs_.messages.coloured(terminal::Tone::kWarning, "warning:") + " " + text);
 }
 
 // Every name between the first quotation mark and the last is the file's.

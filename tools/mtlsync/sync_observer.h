@@ -7,12 +7,12 @@
 #include <string>
 
 #include "mtlhost/observer.h"
-#include "mtlsync/console.h"
 #include "mtlsync/error_text.h"
 #include "mtlsync/json_events.h"
 #include "mtlsync/options.h"
 #include "mtlsync/progress_display.h"
 #include "mtlsync/size_limits.h"
+#include "terminal/console.h"
 
 namespace mtlsync {
 
@@ -33,10 +33,10 @@ struct RunRecord {
 class SyncObserver final : public mtlhost::Observer {
  public:
   struct Outputs {
-    Console& messages;          ///< Failures, warnings, progress.
-    Console& results;           ///< What was asked for.
-    ProgressDisplay* progress;  ///< May be null.
-    JsonEvents* events;         ///< May be null.
+    terminal::Console& messages;  ///< Failures, warnings, progress.
+    terminal::Console& results;   ///< What was asked for.
+    ProgressDisplay* progress;    ///< May be null.
+    JsonEvents* events;           ///< May be null.
   };
 
   /// `stop` is asked whether to end the run; beyond the limits it ends, too.

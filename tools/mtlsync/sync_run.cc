@@ -8,7 +8,6 @@
 
 #include "mtlhost/library.h"
 #include "mtlhost/system.h"
-#include "mtlsync/console.h"
 #include "mtlsync/hints.h"
 #include "mtlsync/json_events.h"
 #include "mtlsync/local_copy.h"
@@ -18,8 +17,9 @@
 #include "mtlsync/repair.h"
 #include "mtlsync/status.h"
 #include "mtlsync/sync_observer.h"
-#include "mtlsync/system.h"
 #include "mtlsync/verify.h"
+#include "process/system.h"
+#include "terminal/console.h"
 
 namespace mtlsync {
 
@@ -43,7 +43,7 @@ mtlhost::Result synchronise(const Options& options, SyncObserver& observer, Erro
   // Only now: nothing is removed for a run that cannot begin.
   if (options.mode == Mode::kRepair && !prepareRepair(options, observer, problem)) return {};
   // The library asks whether to stop only while something is transferred.
-  if (stopRequested()) library->cancel();
+  if (process::stopRequested()) library->cancel();
   if (options.mode == Mode::kVerify) return verifyCopy(options, *library, observer, problem);
   return options.mode == Mode::kCheck ? library->check() : library->run();
 }
@@ -61,18 +61,19 @@ void explainFailure(const mtlhost::Result& result, const Options& options, SyncO
 
 /// The two streams, and what is known about where they lead.
 struct Consoles {
-  static Console::Screen screenOf(OutputStream stream) {
+  static terminal::Console::Screen screenOf(process::OutputStream stream) {
     const bool isOnTerminal = isTerminal(stream);
-    return {isOnTerminal, [stream] { return terminalWidth(stream); },
-            isOnTerminal && environmentVariable("NO_COLOR").empty()};
+    return {isOnTerminal, [stream] { return process::terminalWidth(stream); },
+            isOnTerminal && process::environmentVariable("NO_COLOR").empty()};
   }
 
-  Console messages{std::cerr, screenOf(OutputStream::kError)};
-  Console results{std::cout, screenOf(OutputStream::kOut)};
+  terminal::Console messages{std::cerr, screenOf(process::OutputStream::kError)};
+  terminal::Console results{std::cout, screenOf(process::OutputStream::kOut)};
 };
 
 /// What to do next, where that can be told.
-void advise(Outcome outcome, const RunRecord& record, const Options& options, Console& messages) {
+void advise(Outcome outcome, const RunRecord& record, const Options& options,
+            terminal::Console& messages) {
   const std::string hint =
       outcome == Outcome::kDifferent
           ? '"' + commandWith("--repair", options) + "\" fetches what is missing or wrong."
@@ -82,14 +83,15 @@ void advise(Outcome outcome, const RunRecord& record, const Options& options, Co
 }
 
 void tellResult(Outcome outcome, const mtlhost::Result& result, const RunRecord& record,
-                double seconds, const Options& options, Console& results, JsonEvents& events) {
+                double seconds, const Options& options, terminal::Console& results,
+                JsonEvents& events) {
   if (options.json) {
     const std::int64_t files = options.mode == Mode::kVerify ? record.compared : record.files;
     events.result(result.code, nameOf(outcome), files, record.bytes);
   } else if (options.verbosity != Verbosity::kQuiet) {
     const auto [word, rest] = closingLine(outcome, record, seconds);
     if (word.empty() && rest.empty()) return;
-    results.printLine((word.empty() ? "" : results.coloured(Tone::kDone, word)) + rest);
+    results.printLine((word.empty() ? "" : results.coloured(terminal::Tone::kDone, word)) + rest);
   }
 }
 
@@ -101,13 +103,13 @@ ExitStatus runSync(Options options) {
   JsonEvents events(std::cout);
   JsonEvents* const json = options.json ? &events : nullptr;
   if (options.mode == Mode::kStatus) {
-    return tellStatus(options, {to.messages, to.results, nullptr, json}, stopRequested);
+    return tellStatus(options, {to.messages, to.results, nullptr, json}, process::stopRequested);
   }
   ProgressDisplay progress(to.messages);
   const bool showProgress =
       options.verbosity != Verbosity::kQuiet && (!options.json || to.messages.isTerminal());
   SyncObserver observer({to.messages, to.results, showProgress ? &progress : nullptr, json},
-                        options.verbosity, options.limits, stopRequested);
+                        options.verbosity, options.limits, process::stopRequested);
 
   const Clock::time_point start = Clock::now();
   ErrorEntries problem;
@@ -117,7 +119,7 @@ ExitStatus runSync(Options options) {
 
   if (!problem.empty()) observer.error(asOwn(problem));
   const RunRecord& record = observer.record();
-  const Outcome outcome = outcomeOf(result.code, stopRequested(), options, record);
+  const Outcome outcome = outcomeOf(result.code, process::stopRequested(), options, record);
   if (outcome == Outcome::kFailed) explainFailure(result, options, observer);
   tellResult(outcome, result, record, elapsed.count(), options, to.results, events);
   advise(outcome, record, options, to.messages);

@@ -20,7 +20,7 @@ TEST(ProgressText, TellsFilesBytesAndTheFile) {
 TEST(ProgressDisplay, DrawsNowAndThenCutToTheWidth) {
   std::ostringstream stream;
   {
-    mtlsync::Console console(stream, {true, [] { return 30; }});
+    terminal::Console console(stream, {true, [] { return 30; }});
     const auto show = shownOn(console);
     const WorkProgress progress{1, 2, 3, 4, std::string(200, 'x')};
     show(progress);
@@ -34,7 +34,7 @@ TEST(ProgressDisplay, DrawsNowAndThenCutToTheWidth) {
 
 TEST(ProgressDisplay, IsForTerminals) {
   std::ostringstream stream;
-  mtlsync::Console console(stream, {false, nullptr});
+  terminal::Console console(stream, {false, nullptr});
   EXPECT_FALSE(shownOn(console));
 }
 

@@ -39,7 +39,7 @@ class StatusTest : public testing::Test {
   mtlsync::ExitStatus tellHere() {
     mtlsync::Options options;
     options.directory = dir_ / "copy";
-    mtlsync::Console console(printed_, {});
+    terminal::Console console(printed_, {});
     return mtlsync::tellStatus(options, {console, console, nullptr, nullptr},
                                [this] { return stop_; });
   }

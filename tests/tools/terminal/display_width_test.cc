@@ -1,9 +1,9 @@
 // What texts take on a terminal, and how they are cut.
-#include "mtlsync/display_width.h"
+#include "terminal/display_width.h"
 
 #include <gtest/gtest.h>
 
-namespace mtlsync {
+namespace terminal {
 namespace {
 
 TEST(DisplayWidth, CountsColumnsNotBytes) {
@@ -69,4 +69,4 @@ TEST(ElidedFront, FitsEveryWidth) {
 }
 
 }  // namespace
-}  // namespace mtlsync
+}  // namespace terminal

@@ -1,11 +1,11 @@
 // How many columns of a terminal a text takes.
-#ifndef MTLLIB_TOOLS_MTLSYNC_DISPLAY_WIDTH_H_
-#define MTLLIB_TOOLS_MTLSYNC_DISPLAY_WIDTH_H_
+#ifndef MTLLIB_TOOLS_TERMINAL_DISPLAY_WIDTH_H_
+#define MTLLIB_TOOLS_TERMINAL_DISPLAY_WIDTH_H_
 
 #include <string>
 #include <string_view>
 
-namespace mtlsync {
+namespace terminal {
 
 /// The columns of a text in valid UTF-8 without control characters. Terminals differ; it may
 /// be more than one of them takes, hardly ever less.
@@ -17,6 +17,6 @@ std::string elided(std::string_view text, int columns);
 /// The same, with the end of the text kept and "..." in front: of a path the file's name.
 std::string elidedFront(std::string_view text, int columns);
 
-}  // namespace mtlsync
+}  // namespace terminal
 
-#endif  // MTLLIB_TOOLS_MTLSYNC_DISPLAY_WIDTH_H_
+#endif  // MTLLIB_TOOLS_TERMINAL_DISPLAY_WIDTH_H_

@@ -1,12 +1,12 @@
 // A terminal has a status line, redrawn below the messages; a pipe only has lines.
-#include "mtlsync/console.h"
+#include "terminal/console.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "mtlsync/display_width.h"
+#include "terminal/display_width.h"
 
-namespace mtlsync {
+namespace terminal {
 
 namespace {
 
@@ -68,4 +68,4 @@ void Console::write(const std::string& text) {
   stream_ << text << std::flush;
 }
 
-}  // namespace mtlsync
+}  // namespace terminal

@@ -1,7 +1,7 @@
 // Letters of East Asia and pictures take two columns, combining marks none. What only some
 // terminals draw wide counts as wide, and rare marks as letters: a line that is a little too
 // short does no harm, one that wraps does.
-#include "mtlsync/display_width.h"
+#include "terminal/display_width.h"
 
 #include <algorithm>
 #include <array>
@@ -10,7 +10,7 @@
 
 #include "mtlhost/utf8.h"
 
-namespace mtlsync {
+namespace terminal {
 
 namespace {
 
@@ -100,4 +100,4 @@ std::string elidedFront(std::string_view text, int columns) {
   return elided(kEllipsis, columns) + std::string(text);
 }
 
-}  // namespace mtlsync
+}  // namespace terminal

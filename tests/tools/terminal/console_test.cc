@@ -1,11 +1,11 @@
 // Messages and the status line, on a terminal and in a pipe.
-#include "mtlsync/console.h"
+#include "terminal/console.h"
 
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-namespace mtlsync {
+namespace terminal {
 namespace {
 
 class TerminalConsole : public testing::Test {
@@ -93,4 +93,4 @@ TEST(ConsoleColours, AreThereOnlyWhereWanted) {
 }
 
 }  // namespace
-}  // namespace mtlsync
+}  // namespace terminal

@@ -1,10 +1,10 @@
-// What mtlsync needs of the operating system. One source file a system.
-#ifndef MTLLIB_TOOLS_MTLSYNC_SYSTEM_H_
-#define MTLLIB_TOOLS_MTLSYNC_SYSTEM_H_
+// What the programs need of the operating system. One source file a system.
+#ifndef MTLLIB_TOOLS_PROCESS_SYSTEM_H_
+#define MTLLIB_TOOLS_PROCESS_SYSTEM_H_
 
 #include <string>
 
-namespace mtlsync {
+namespace process {
 
 enum class OutputStream { kOut, kError };
 
@@ -28,6 +28,6 @@ bool stopRequested();
 /// Makes writing to a pipe that nobody reads an ordinary failure.
 void surviveBrokenPipes();
 
-}  // namespace mtlsync
+}  // namespace process
 
-#endif  // MTLLIB_TOOLS_MTLSYNC_SYSTEM_H_
+#endif  // MTLLIB_TOOLS_PROCESS_SYSTEM_H_

@@ -1,12 +1,12 @@
 // The Windows side.
 #include <atomic>
 
-#include "mtlsync/system.h"
 #include "platform/win32.h"
 #include "platform/windows/wide_text.h"
 #include "process/standard_streams.h"
+#include "process/system.h"
 
-namespace mtlsync {
+namespace process {
 
 namespace {
 
@@ -22,7 +22,7 @@ HANDLE handleOf(OutputStream stream) {
 BOOL WINAPI noteStop(DWORD event) {
   const bool isSecond = stopNoted.exchange(true);
   if (isSecond) {
-    process::StandardStreams::restore();
+    StandardStreams::restore();
     TerminateProcess(GetCurrentProcess(), STATUS_CONTROL_C_EXIT);
   }
   if (event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT) return TRUE;
@@ -65,4 +65,4 @@ bool stopRequested() {
 
 void surviveBrokenPipes() {}
 
-}  // namespace mtlsync
+}  // namespace process

@@ -1,13 +1,13 @@
 // Where messages and progress go.
-#ifndef MTLLIB_TOOLS_MTLSYNC_CONSOLE_H_
-#define MTLLIB_TOOLS_MTLSYNC_CONSOLE_H_
+#ifndef MTLLIB_TOOLS_TERMINAL_CONSOLE_H_
+#define MTLLIB_TOOLS_TERMINAL_CONSOLE_H_
 
 #include <functional>
 #include <ostream>
 #include <string>
 #include <string_view>
 
-namespace mtlsync {
+namespace terminal {
 
 /// Colours are few: one for each kind of ending.
 enum class Tone { kError, kWarning, kDone };
@@ -53,6 +53,6 @@ class Console {
   bool hasStatus_ = false;
 };
 
-}  // namespace mtlsync
+}  // namespace terminal
 
-#endif  // MTLLIB_TOOLS_MTLSYNC_CONSOLE_H_
+#endif  // MTLLIB_TOOLS_TERMINAL_CONSOLE_H_

@@ -8,9 +8,9 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "mtlsync/system.h"
+#include "process/system.h"
 
-namespace mtlsync {
+namespace process {
 
 namespace {
 
@@ -71,4 +71,4 @@ void surviveBrokenPipes() {
   std::signal(SIGPIPE, SIG_IGN);
 }
 
-}  // namespace mtlsync
+}  // namespace process
