@@ -19,7 +19,6 @@ using mtlpublish::PublishResult;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 std::vector<Glob> globs(const std::vector<std::string>& patterns) {
   std::vector<Glob> result;

@@ -52,7 +52,7 @@ class Client {
   /// With a target that no URL can have.
   Answer getTarget(const std::string& url, const char* target) {
     curl_easy_setopt(curl_.get(), CURLOPT_REQUEST_TARGET, target);
-    const Answer answer = get(url);
+    Answer answer = get(url);
     curl_easy_setopt(curl_.get(), CURLOPT_REQUEST_TARGET, nullptr);
     return answer;
   }

@@ -28,6 +28,7 @@ std::string textOnTerminal(std::vector<std::string> arguments) {
   int end = -1;
   arguments.insert(arguments.begin(), MTLPUBLISH);
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments)
     pointers.push_back(argument.data());
   pointers.push_back(nullptr);
