@@ -5,34 +5,19 @@
 #include <atomic>
 #include <cstdint>
 #include <exception>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
 #include "event_stream.h"
 #include "module.h"
+#include "mtlhost/folder_name.h"
 
 namespace mtlhost {
 
 namespace {
 
-namespace fs = std::filesystem;
-
 /// A handle that the module made, and its own function to release it.
 template <typename Handle>
 using Owned = std::unique_ptr<Handle, void (*)(Handle*)>;
-
-/// The module takes no relative folder that lies above the current one.
-std::string withoutClimbing(const std::string& folder) {
-  try {
-    const fs::path path = fs::u8path(folder).lexically_normal();
-    if (path.empty() || *path.begin() != "..") return folder;
-    return fs::absolute(path).lexically_normal().u8string();
-  } catch (const std::system_error&) {
-    // Not a name that this system can have: the module will say so.
-    return folder;
-  }
-}
 
 DownloaderSettings recordOf(const Settings& settings) {
   DownloaderSettings record;

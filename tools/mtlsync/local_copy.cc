@@ -6,14 +6,6 @@
 
 namespace mtlsync {
 
-std::string usableFolder(const std::string& folder) {
-  if (!library_list::localName(folder, "x").empty()) return folder;
-  std::error_code error;
-  const std::filesystem::path path =
-      std::filesystem::absolute(std::filesystem::u8path(folder), error);
-  return error ? folder : path.lexically_normal().generic_u8string();
-}
-
 LocalFile localFile(const Options& options, const std::string& name) {
   return {name, std::filesystem::u8path(library_list::localName(options.directory, name))};
 }

@@ -16,10 +16,6 @@ struct LocalFile {
   std::filesystem::path path;
 };
 
-/// The folder by a name that the library can use: not by one that climbs from the current
-/// folder.
-std::string usableFolder(const std::string& folder);
-
 /// Throws std::system_error for a name that this system cannot have.
 LocalFile localFile(const Options& options, const std::string& name);
 

@@ -6,11 +6,11 @@
 #include <iostream>
 #include <string>
 
+#include "mtlhost/folder_name.h"
 #include "mtlhost/library.h"
 #include "mtlhost/system.h"
 #include "mtlsync/hints.h"
 #include "mtlsync/json_events.h"
-#include "mtlsync/local_copy.h"
 #include "mtlsync/module_search.h"
 #include "mtlsync/outcome.h"
 #include "mtlsync/progress_display.h"
@@ -98,7 +98,7 @@ void tellResult(Outcome outcome, const mtlhost::Result& result, const RunRecord&
 }  // namespace
 
 ExitStatus runSync(Options options) {
-  options.directory = usableFolder(options.directory);
+  options.directory = mtlhost::withoutClimbing(options.directory);
   Consoles to;
   JsonEvents events(std::cout);
   JsonEvents* const json = options.json ? &events : nullptr;
