@@ -88,8 +88,8 @@ signal.signal(signal.SIGALRM, signal.default_int_handler)
 library = mtllib.Library(sys.argv[1], sys.argv[2], proxy=None)
 interrupts = 0
 for number in range(150):
-    signal.setitimer(signal.ITIMER_REAL, 0.0001 + number * 0.00005)
     try:
+        signal.setitimer(signal.ITIMER_REAL, 0.0001 + number * 0.00005)
         library.sync()
         signal.setitimer(signal.ITIMER_REAL, 0)
     except KeyboardInterrupt:
