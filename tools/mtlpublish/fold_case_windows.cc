@@ -10,9 +10,10 @@ std::u32string foldCase(std::u32string text) {
   for (char32_t& character : text) {
     // What takes two units is left as it is.
     if (character >= kFirstPair) continue;
-    auto unit = static_cast<wchar_t>(character);
-    CharLowerBuffW(&unit, 1);
-    character = unit;
+    const auto unit = static_cast<wchar_t>(character);
+    wchar_t lower = unit;
+    LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_LOWERCASE, &unit, 1, &lower, 1, nullptr, nullptr, 0);
+    character = lower;
   }
   return text;
 }
