@@ -16,9 +16,9 @@ int main(int argc, char** argv) {
   Shown shown;
   mtlhost::Errors errors;
   auto library = mtlhost::Library::open(settings, shown, errors);
-  if (!library) return 2;
-  errors = library->run().errors;
+  if (library) errors = library->run().errors;
   for (const mtlhost::Error& error : errors)
     std::cout << error.message << '\n';
+  if (!library) return 2;
   return errors.empty() ? 0 : 1;
 }

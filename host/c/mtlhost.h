@@ -110,7 +110,7 @@ typedef struct mtlhost_options {
   const char* module_file;      /**< The module; none: the one beside this library. */
   const char* remote_address;   /**< "https://..."; none: the module's default. */
   const char* target_directory; /**< Folder of the local copy, made if missing. Required. */
-  const char* sub_path;         /**< Sub-path of the library, percent-encoded. */
+  const char* sub_path;         /**< Sub-path of the library: letters, digits, "-._~/". */
   int32_t proxy_mode;           /**< MTLHOST_PROXY_... */
   const char* proxy_address;    /**< "proxy.example:3128" */
   mtlhost_callback callback;    /**< May be NULL. */

@@ -38,7 +38,8 @@ struct DownloaderSettings {
   /// Optional sub-path of the library. The stamp is then kept in and fetched from
   /// subPath/id.txt (behind the remote path), and the list is requested from
   /// "/" + subPath + remote path + "/filelist.json" (in front of it), as it stands:
-  /// a sub-path with spaces or other special characters must be percent-encoded.
+  /// use letters, digits and "-._~/" alone, as others are encoded for the one request and not
+  /// for the other.
   QUtils::CharString subPath;
 };
 

@@ -60,7 +60,7 @@ class Library:
 
         url: the address of the remote library.
         directory: the folder of the local copy, made if missing.
-        sub_path: a sub-path of the remote library, percent-encoded.
+        sub_path: a sub-path of the remote library, of letters, digits and "-._~/".
         proxy: the system's, None for none, or the address of an HTTP proxy.
         module: the plug-in to load, when not the one that comes with the package.
         """

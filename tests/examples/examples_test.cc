@@ -26,8 +26,8 @@ TEST_F(KitHost, TellsWhyItFailed) {
   expectNoStamp();
 }
 
-TEST_F(KitHost, RefusesWhatIsNoModule) {
-  EXPECT_EQ(run(command("kit_host", NO_MODULE), 2), "");
+TEST_F(KitHost, TellsWhyItRefusesWhatIsNoModule) {
+  EXPECT_THAT(run(command("kit_host", NO_MODULE), 2), StartsWith("Could not use the module \""));
 }
 
 using ProgressHost = Example;

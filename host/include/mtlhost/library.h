@@ -29,7 +29,7 @@ struct Settings {
   std::string remoteAddress;
   /// The folder of the local copy, made if missing.
   std::string targetDirectory;
-  /// A sub-path of the library, percent-encoded; "" for none.
+  /// A sub-path of the library, of letters, digits and "-._~/"; "" for none.
   std::string subPath;
   /// Which proxy to use.
   ProxyMode proxyMode = PROXY_MODE_SYSTEM;
