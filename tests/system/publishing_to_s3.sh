@@ -104,6 +104,22 @@ curl -s --noproxy '*' "$store/materials/library/id.txt" | cmp - "$folder/id-2"
 echo "What was removed goes when asked, and only what is published counts"
 expect 1 publish-to-s3 --clean "$folder/library" store:materials/library
 make_generation 2
+mv "$folder/library/maps/oak 1.tx" "$folder/oak 1.tx"
+expect 1 publish-to-s3 --clean "$folder/library" store:materials/library
+expect_text "maps/oak 1.tx: is missing"
+mv "$folder/oak 1.tx" "$folder/library/maps/oak 1.tx"
+mkdir "$folder/failing"
+cat >"$folder/failing/rclone" <<EOF
+#!/bin/sh
+[ "\$1" != lsf ] || exit 3
+exec $(command -v rclone) "\$@"
+EOF
+chmod +x "$folder/failing/rclone"
+(
+  PATH=$folder/failing:$PATH
+  expect 3 publish-to-s3 --clean "$folder/library" store:materials/library
+)
+expect 0 mtlpublish verify "$cdn"
 expect 0 publish-to-s3 --clean "$folder/library" store:materials/library
 rclone check --checksum --exclude '/.mtlpublish-*' "$folder/library" store:materials/library 2>"$folder/err" ||
   fail "$(cat "$folder/err")"
