@@ -48,7 +48,7 @@ struct Answering {
   steady_clock::time_point start;
   std::uint64_t sent;
 };
-thread_local Answering answering{};
+thread_local std::optional<Answering> answering;
 
 /// The bytes of a file that are asked for.
 struct Part {
@@ -74,7 +74,7 @@ class FileBody {
     // A file that has become shorter ends the connection.
     if (!file_.read(piece_.data(), static_cast<std::streamsize>(count))) return false;
     if (!sink.write(piece_.data(), count)) return false;
-    answering.sent += count;
+    answering->sent += count;
     return true;
   }
 
@@ -175,7 +175,7 @@ bool isToFail(const ServerOptions& options, std::string_view path) {
 
 HandlerResponse answer(const fs::path& root, const ServerOptions& options,
                        const httplib::Request& request, httplib::Response& response) {
-  answering = {steady_clock::now(), 0};
+  answering = Answering{steady_clock::now(), 0};
   std::this_thread::sleep_for(options.delay);
   // The server reads, and refuses, whatever comes with other methods.
   if (request.method != "GET" && request.method != "HEAD") return HandlerResponse::Unhandled;
@@ -198,12 +198,15 @@ void completeHeader(httplib::Response& response) {
 }
 
 std::string logLine(const httplib::Request& request, const httplib::Response& response) {
-  const auto time = steady_clock::now() - answering.start;
+  const auto now = steady_clock::now();
+  // A request that is refused at once was never answered, but the thread's last one was.
+  const Answering answered = std::exchange(answering, std::nullopt).value_or(Answering{now, 0});
   const bool hasText = request.method != "HEAD" && !response.body.empty();
-  const std::uint64_t bytes = hasText ? response.body.size() : answering.sent;
+  const std::uint64_t bytes = hasText ? response.body.size() : answered.sent;
   return printableName(request.method + " " + request.target) + " " +
          std::to_string(response.status) + " " + std::to_string(bytes) + " bytes " +
-         std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(time).count()) +
+         std::to_string(
+             std::chrono::duration_cast<std::chrono::milliseconds>(now - answered.start).count()) +
          " ms";
 }
 

@@ -397,6 +397,20 @@ TEST_F(Serve, LogsEachRequestInALine) {
                                                   "(GET /none 404 0 bytes [0-9]+ ms\n)?"));
 }
 
+TEST_F(Serve, LogsNoBytesOfTheRequestBeforeOneThatIsRefusedAtOnce) {
+  add("a", "12345");
+  start({});
+  Client client;
+  client.get(url_ + "a");
+  client.get(url_ + "a", {"Range: bytes=5-2"});
+  // Before it takes the next request, it has told of the last one.
+  client.get(url_ + "a");
+  server_->interrupt();
+  EXPECT_THAT(server_->wait().err, MatchesPattern("GET /a 200 5 bytes [0-9]+ ms\n"
+                                                  "GET /a 416 0 bytes 0 ms\n"
+                                                  "(GET /a 200 5 bytes [0-9]+ ms\n)?"));
+}
+
 TEST_F(Serve, LogsNothingWhenQuiet) {
   add("a", "1");
   start();
