@@ -346,7 +346,10 @@ int run(const process::Arguments& given) {
 int main(int argc, char** argv) {
   try {
     const process::StandardStreams streams;
-    return run(process::Arguments(argc, argv));
+    const int status = run(process::Arguments(argc, argv));
+    if (std::cout.flush()) return status;
+    complain("could not write to standard output");
+    return status == kDone ? kFailed : status;
   } catch (const std::exception& error) {
     complain(error.what());
     return kFailed;

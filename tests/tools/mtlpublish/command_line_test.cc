@@ -199,6 +199,17 @@ TEST_F(CommandLine, BuildNamesEveryFileThatCannotBePublished) {
   EXPECT_EQ(readTree(dir_ / "").size(), 1U) << "the cache";
 }
 
+TEST_F(CommandLine, ReportsALostOutput) {
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"--help"}, {"build", dir_ / ""}, {"verify", dir_ / ""}}) {
+    std::vector<std::string> command{MTLPUBLISH};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    const ProcessResult result = ChildProcess(command, {}, ChildProcess::Output::kRefused).wait();
+    EXPECT_EQ(result.exitCode, 1) << arguments.front();
+    EXPECT_EQ(result.err, "mtlpublish: could not write to standard output\n");
+  }
+}
+
 TEST_F(CommandLine, NamesAFolderThatIsNone) {
   writeFile(dir_ / "file", "");
   for (const char* command : {"build", "serve", "verify"}) {
