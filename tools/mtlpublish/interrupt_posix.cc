@@ -12,11 +12,19 @@ void end(int /*signal*/) {
   std::_Exit(0);
 }
 
+void endAt(int signal) {
+  struct sigaction action {};
+  if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) return;
+  action = {};
+  action.sa_handler = end;
+  sigaction(signal, &action, nullptr);
+}
+
 }  // namespace
 
 void endWhenInterrupted() {
-  std::signal(SIGINT, end);
-  std::signal(SIGTERM, end);
+  endAt(SIGINT);
+  endAt(SIGTERM);
 }
 
 }  // namespace mtlpublish
