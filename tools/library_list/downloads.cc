@@ -56,6 +56,7 @@ class Slot {
     if (status != 0 && status != kStatusOk) {
       result.problem = statusText(status);
     } else if (isTooLarge_) {
+      result.isTooLarge = true;
       result.problem = tooLargeText(download_.largestSize);
     } else if (code != CURLE_OK) {
       result.problem = errorText_[0] != '\0' ? errorText_.data() : curl_easy_strerror(code);

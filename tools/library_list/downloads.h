@@ -16,6 +16,8 @@ namespace library_list {
 struct DownloadEnd {
   /// Why the file was not fetched, in words; "" when it was.
   std::string problem;
+  /// The body was larger than the largest size.
+  bool isTooLarge = false;
   /// What the server says the file has, in bytes; negative when it does not say.
   std::int64_t announcedSize = -1;
 };

@@ -5,7 +5,7 @@
 namespace mtlpublish {
 
 /// From now on an interrupt or a request to terminate ends the program at once, with the
-/// exit status 0.
+/// exit status 0. A signal that was ignored stays so.
 void endWhenInterrupted();
 
 }  // namespace mtlpublish

@@ -62,6 +62,14 @@ std::string unreadable(const std::error_code& error) {
   return "cannot be read: " + errorMessage(error);
 }
 
+std::string bytesOf(std::uint64_t count) {
+  return std::to_string(count) + (count == 1 ? " byte" : " bytes");
+}
+
+std::string otherSize(const std::string& size, std::int64_t listedSize) {
+  return "has " + size + ", the list says " + bytesOf(static_cast<std::uint64_t>(listedSize));
+}
+
 class Folder : public Source {
  public:
   explicit Folder(fs::path root) : root_(std::move(root)) {}
@@ -161,9 +169,13 @@ class Server : public Source {
       *size += bytes.size();
       counter.addBytes(bytes.size());
     };
-    download.onEnd = [sha256, size, quick, &found, &counter](const library_list::DownloadEnd& end) {
+    download.onEnd = [sha256, size, quick, &file, &found,
+                      &counter](const library_list::DownloadEnd& end) {
       counter.endFile();
-      if (!end.problem.empty()) {
+      if (end.isTooLarge && file.size) {
+        found.problem =
+            otherSize("more than " + bytesOf(static_cast<std::uint64_t>(*file.size)), *file.size);
+      } else if (!end.problem.empty()) {
         found.problem = unfetched(end.problem);
       } else if (!quick) {
         found.size = *size;
@@ -181,16 +193,11 @@ class Server : public Source {
   library_list::FetchRequest connection_;
 };
 
-std::string bytesOf(std::uint64_t count) {
-  return std::to_string(count) + (count == 1 ? " byte" : " bytes");
-}
-
 /// "" when the file is what the list says.
 std::string difference(const ListedFile& listed, const Found& found) {
   if (!found.problem.empty()) return found.problem;
   if (listed.size && found.size && static_cast<std::uint64_t>(*listed.size) != *found.size) {
-    return "has " + bytesOf(*found.size) + ", the list says " +
-           bytesOf(static_cast<std::uint64_t>(*listed.size));
+    return otherSize(bytesOf(*found.size), *listed.size);
   }
   const bool isOther =
       !listed.sha256.empty() && !found.sha256.empty() && listed.sha256 != found.sha256;

@@ -159,7 +159,7 @@ TEST_F(VerifyAddress, NamesEveryFileThatIsNotWhatTheListSays) {
   EXPECT_THAT(
       verify().problems,
       ElementsAre("a b/é.mat: has the listed size, but another content",
-                  "empty: cannot be fetched: it is larger than 0 bytes",
+                  "empty: has more than 0 bytes, the list says 0 bytes",
                   "oak.jpeg.tx (for oak.tx): cannot be fetched: unexpected HTTP status 404"));
 }
 
