@@ -260,6 +260,16 @@ CLI::Validator range(int least, int most) {
   return validator.description("");
 }
 
+void addPlace(CLI::App* command, const char* name, std::string& place, const char* help) {
+  const auto emptiness = [](const std::string& text) {
+    return std::string(text.empty() ? "must not be empty" : "");
+  };
+  command->add_option(name, place, help)
+      ->required()
+      ->option_text(" ")
+      ->check(CLI::Validator(emptiness, "", "place"));
+}
+
 void addGlobs(CLI::App* command, const char* name, std::vector<std::string>& patterns,
               const char* help) {
   command->add_option(name, patterns, help)
@@ -271,7 +281,7 @@ void addGlobs(CLI::App* command, const char* name, std::vector<std::string>& pat
 CLI::App* addBuild(CLI::App& app, Arguments& arguments) {
   CLI::App* command =
       app.add_subcommand("build", "Write the list of the files in DIR, and a new id");
-  command->add_option("DIR", arguments.folder, "Folder to publish")->required()->option_text(" ");
+  addPlace(command, "DIR", arguments.folder, "Folder to publish");
   addGlobs(command, "--missing", arguments.missing,
            "Files that clients fetch only if they lack them");
   addGlobs(command, "--never", arguments.never, "Files that clients never fetch, --missing or not");
@@ -286,10 +296,7 @@ CLI::App* addBuild(CLI::App& app, Arguments& arguments) {
 CLI::App* addVerify(CLI::App& app, Arguments& arguments) {
   CLI::App* command =
       app.add_subcommand("verify", "Check the library at URL or in DIR as clients do");
-  command
-      ->add_option("URL|DIR", arguments.library, "Library; a URL begins with http:// or https://")
-      ->required()
-      ->option_text(" ");
+  addPlace(command, "URL|DIR", arguments.library, "Library; a URL begins with http:// or https://");
   command->add_flag("--quick", arguments.quick, "Compare sizes only; from a URL, fetch no file");
   command->add_flag("-q,--quiet", arguments.quiet, "Print problems only");
   command->footer(kVerifyFooter);
@@ -299,7 +306,7 @@ CLI::App* addVerify(CLI::App& app, Arguments& arguments) {
 CLI::App* addServe(CLI::App& app, Arguments& arguments) {
   CLI::App* command =
       app.add_subcommand("serve", "Serve DIR on this computer alone, for trying out");
-  command->add_option("DIR", arguments.folder, "Folder to serve")->required()->option_text(" ");
+  addPlace(command, "DIR", arguments.folder, "Folder to serve");
   command->add_option("--port", arguments.port, "Port to listen on; a free one if not given")
       ->type_name("N")
       ->check(range(0, 65535));

@@ -246,6 +246,13 @@ VerifyResult verify(Source& source, const VerifyOptions& options) {
   return result;
 }
 
+bool hasUserName(std::string_view address) {
+  constexpr std::string_view kSchemeEnd = "://";
+  const std::size_t scheme = address.find(kSchemeEnd);
+  if (scheme != address.npos) address.remove_prefix(scheme + kSchemeEnd.size());
+  return address.substr(0, address.find_first_of("/?#")).find('@') != address.npos;
+}
+
 VerifyResult failed(const std::string& problem) {
   VerifyResult result;
   result.problems.push_back(problem);
@@ -266,6 +273,10 @@ VerifyResult verifyAddress(const std::string& address, library_list::FetchReques
                            const VerifyOptions& options) {
   // The server tells "//" from "/".
   const std::string base = address.substr(0, address.find_last_not_of('/') + 1);
+  if (hasUserName(base)) {
+    // It may come with a password, which is not to be shown.
+    return failed("the address: one with a user name is not taken");
+  }
   if (library_list::fileUrl(base, kListName).empty()) {
     return failed(printableName(address) + ": is no address of http or https");
   }

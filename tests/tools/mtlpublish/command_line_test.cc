@@ -41,6 +41,9 @@ TEST_F(CommandLine, RefusesWrongUsageInTwoLines) {
   expectUsageError({}, "a command is needed: build, verify or serve");
   expectUsageError({"publish"}, "The following argument was not expected: publish");
   expectUsageError({"build"}, "DIR is required");
+  expectUsageError({"build", ""}, "DIR: must not be empty");
+  expectUsageError({"serve", ""}, "DIR: must not be empty");
+  expectUsageError({"verify", ""}, "URL|DIR: must not be empty");
   expectUsageError({"build", folder, "--quick"},
                    "The following argument was not expected: --quick");
   expectUsageError({"build", folder, "other"}, "The following argument was not expected: other");
