@@ -201,20 +201,31 @@ mtlpublish::VerifyResult verified(const Arguments& arguments) {
   return mtlpublish::verifyAddress(arguments.library, std::move(connection), options);
 }
 
+/// What of the files is as the list says.
+std::string agreementText(const mtlpublish::VerifyResult& result, bool quick) {
+  if (result.files == 0) return "as listed";
+  const bool isOfSizes = quick || result.withoutDigest == result.files;
+  std::string exceptions;
+  if (!isOfSizes && result.withoutDigest > result.withoutSize) {
+    const std::size_t count = result.withoutDigest - result.withoutSize;
+    exceptions = "of " + std::to_string(count) + " only the size";
+  }
+  if (result.withoutSize > 0) {
+    exceptions +=
+        (exceptions.empty() ? "" : ", ") + std::to_string(result.withoutSize) + " without a size";
+  }
+  return (isOfSizes ? "sizes as listed" : "as listed") +
+         (exceptions.empty() ? "" : " (" + exceptions + ")");
+}
+
 int verify(const Arguments& arguments) {
   const mtlpublish::VerifyResult result = verified(arguments);
   for (const std::string& problem : result.problems)
     std::cout << problem << '\n';
   if (!result.problems.empty()) return kFailed;
   if (arguments.quiet) return kDone;
-  std::cout << filesText(result.files) << ", " << bytesText(result.bytes) << ", ";
-  if (arguments.quick || result.withoutDigest == result.files) {
-    std::cout << "sizes as listed\n";
-  } else {
-    std::cout << "as listed";
-    if (result.withoutDigest > 0) std::cout << " (of " << result.withoutDigest << " only the size)";
-    std::cout << '\n';
-  }
+  std::cout << filesText(result.files) << ", " << bytesText(result.bytes) << ", "
+            << agreementText(result, arguments.quick) << '\n';
   return kDone;
 }
 

@@ -233,6 +233,7 @@ VerifyResult verify(Source& source, const VerifyOptions& options) {
   for (const ListedFile& file : list.files) {
     result.bytes += static_cast<std::uint64_t>(file.size.value_or(0));
     if (file.sha256.empty()) ++result.withoutDigest;
+    if (!file.size && (options.quick || file.sha256.empty())) ++result.withoutSize;
   }
   WorkCounter counter(result.files, options.quick ? 0 : result.bytes);
   const std::vector<Found> found = source.find(list.files, options.quick, counter, [&] {

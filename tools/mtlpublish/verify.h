@@ -27,6 +27,9 @@ struct VerifyResult {
   std::uint64_t bytes = 0;
   /// Files whose content was not compared, since the list has no digest of it.
   std::size_t withoutDigest = 0;
+  /// Files of which nothing was compared, since the list has neither a size nor, when
+  /// contents are compared, a digest.
+  std::size_t withoutSize = 0;
 };
 
 VerifyResult verifyFolder(const std::filesystem::path& folder, const VerifyOptions& options);

@@ -147,17 +147,29 @@ TEST_F(CommandLine, VerifyPrintsOneLine) {
   result = run({"verify", "--quiet", dir_ / ""});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.out, "");
+}
 
-  writeFile(dir_ / "filelist.json", R"([{"path":"a"},{"path":"id.txt","download":"never"}])"
-                                    "\n");
-  EXPECT_EQ(run({"verify", dir_ / ""}).out, "1 file, 0 bytes, sizes as listed\n");
+TEST_F(CommandLine, VerifyTellsWhatTheListDoesNotSay) {
+  const auto expectSummary = [this](const std::string& list, const std::string& summary,
+                                    const std::string& quickSummary) {
+    writeFile(dir_ / "filelist.json", list + "\n");
+    EXPECT_EQ(run({"verify", dir_ / ""}).out, summary + "\n");
+    EXPECT_EQ(run({"verify", "--quick", dir_ / ""}).out, quickSummary + "\n");
+  };
+  const std::string digested =
+      R"({"path":"b","sha256":"e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"})";
+  writeFile(dir_ / "id.txt", "1");
+  writeFile(dir_ / "a", "1");
   writeFile(dir_ / "b", "");
-  writeFile(
-      dir_ / "filelist.json",
-      R"([{"path":"a"},{"path":"b","sha256":"e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934c)"
-      R"(a495991b7852b855"}])"
-      "\n");
-  EXPECT_EQ(run({"verify", dir_ / ""}).out, "2 files, 0 bytes, as listed (of 1 only the size)\n");
+  writeFile(dir_ / "c", "12");
+  expectSummary("[]", "0 files, 0 bytes, as listed", "0 files, 0 bytes, as listed");
+  expectSummary(R"([{"path":"a","size":1},{"path":"id.txt","download":"never"}])",
+                "1 file, 1 byte, sizes as listed", "1 file, 1 byte, sizes as listed");
+  expectSummary(R"([{"path":"a"}])", "1 file, 0 bytes, sizes as listed (1 without a size)",
+                "1 file, 0 bytes, sizes as listed (1 without a size)");
+  expectSummary(R"([{"path":"a"},{"path":"c","size":2},)" + digested + "]",
+                "3 files, 2 bytes, as listed (of 1 only the size, 1 without a size)",
+                "3 files, 2 bytes, sizes as listed (2 without a size)");
 }
 
 TEST_F(CommandLine, VerifyPrintsEveryProblem) {
