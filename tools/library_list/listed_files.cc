@@ -4,6 +4,8 @@
 #include <json/reader.h>
 #include <json/value.h>
 
+#include <algorithm>
+
 #include "library_list/list_names.h"
 
 namespace library_list {
@@ -41,35 +43,52 @@ std::string lossyVariantOf(const std::string& map) {
   return map.substr(0, map.size() - kMapExtension.size()) + ".jpeg.tx";
 }
 
-/// Adds the entry to one of them, or to none when clients pass it over.
-void addEntry(const Json::Value& entry, std::vector<ListedFile>& files,
-              std::vector<RefusedEntry>& refused) {
-  if (!entry.isObject()) return refused.push_back({"", "an entry is no object"});
+bool isKnownPolicy(const Json::Value& policy) {
+  return policy == "always" || policy == "missing" || policy == "never";
+}
+
+/// Adds the entry to the files, or not when clients refuse it or pass it over.
+void addEntry(std::size_t number, const Json::Value& entry, std::vector<ListedFile>& files,
+              std::vector<ListProblem>& problems) {
+  std::string path;
+  const auto add = [&](const char* reason, bool isRefused) {
+    problems.push_back({number, path, reason, isRefused});
+  };
+  if (!entry.isObject()) return add("an entry is no object", true);
   // Up to a zero byte.
-  const std::string path = entry["path"].isString() ? entry["path"].asCString() : "";
+  if (entry["path"].isString()) path = entry["path"].asCString();
+  if (path.empty()) add("has no \"path\"", false);
+  if (entry.isMember("download") && !isKnownPolicy(entry["download"])) {
+    add("its \"download\" is not always, missing or never", false);
+  }
+  const std::string sha256 = sha256Member(entry);
+  if (entry.isMember("sha256") && sha256.empty()) {
+    add("its \"sha256\" is not 64 lower-case hexadecimal digits", false);
+  }
   if (path.empty() || !isFetched(entry)) return;
-  if (!staysBelow(path)) return refused.push_back({path, "a path leaves the target directory"});
+  if (!staysBelow(path)) return add("a path leaves the target directory", true);
   const std::optional<std::int64_t> lossySize = sizeMember(entry, "jpegSize");
   const bool isLossy = lossySize.value_or(0) > 0;
   if (isLossy && !isMap(path)) {
-    return refused.push_back({path, "a lossy map does not end in \".tx\""});
+    return add("a lossy map does not end in \".tx\"", true);
   }
   files.push_back({path, isLossy ? lossySize : sizeMember(entry, "size"),
-                   isLossy ? lossyVariantOf(path) : path, sha256Member(entry)});
+                   isLossy ? lossyVariantOf(path) : path, sha256});
 }
 
 }  // namespace
 
 std::string readList(std::string_view text, std::vector<ListedFile>& files) {
-  std::vector<RefusedEntry> refused;
-  std::string problem = readList(text, files, refused);
-  if (!problem.empty() || refused.empty()) return problem;
-  const auto& [path, reason] = refused.front();
-  return path.empty() ? reason : reason + ": \"" + path + "\"";
+  std::vector<ListProblem> problems;
+  std::string problem = readList(text, files, problems);
+  const auto refused = std::find_if(problems.begin(), problems.end(),
+                                    [](const ListProblem& one) { return one.isRefused; });
+  if (!problem.empty() || refused == problems.end()) return problem;
+  return refused->path.empty() ? refused->reason : refused->reason + ": \"" + refused->path + "\"";
 }
 
 std::string readList(std::string_view text, std::vector<ListedFile>& files,
-                     std::vector<RefusedEntry>& refused) {
+                     std::vector<ListProblem>& problems) {
   if (text.empty()) return "it is empty";
   try {
     Json::Reader reader;
@@ -77,8 +96,10 @@ std::string readList(std::string_view text, std::vector<ListedFile>& files,
     if (!reader.parse(text.data(), text.data() + text.size() - 1, root, false)) {
       return "it is no JSON: " + reader.getFormattedErrorMessages();
     }
+    if (!root.isArray()) problems.push_back({0, "", "is no array", false});
+    std::size_t number = 0;
     for (const Json::Value& entry : root)
-      addEntry(entry, files, refused);
+      addEntry(++number, entry, files, problems);
   } catch (const Json::Exception& exception) {
     return exception.what();
   }

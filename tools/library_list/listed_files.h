@@ -2,6 +2,7 @@
 #ifndef MTLLIB_TOOLS_LIBRARY_LIST_LISTED_FILES_H_
 #define MTLLIB_TOOLS_LIBRARY_LIST_LISTED_FILES_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -17,19 +18,22 @@ struct ListedFile {
   std::string sha256{};  ///< Of the file that clients keep, 64 lower-case digits; "" for none.
 };
 
-/// An entry that clients refuse, and the whole list with it.
-struct RefusedEntry {
-  std::string path;  ///< "" when it has none.
-  std::string reason;
+/// What is wrong with an entry, or with the list.
+struct ListProblem {
+  std::size_t number = 0;  ///< Of the entry, from 1; 0 for the list itself.
+  std::string path{};      ///< Of the entry; "" when it has none.
+  std::string reason{};
+  bool isRefused = false;  ///< Clients refuse the whole list for it; others they pass over.
 };
 
 /// Reads the text of a list, whose last byte is not part of the JSON, and adds the files
 /// that clients fetch to `files`. Empty, or why clients would refuse the list.
 std::string readList(std::string_view text, std::vector<ListedFile>& files);
 
-/// The same, but goes on after an entry that clients would refuse, and adds it to `refused`.
+/// The same, but goes on after an entry that clients would refuse, and adds to `problems`
+/// whatever is not as a publisher would have written it.
 std::string readList(std::string_view text, std::vector<ListedFile>& files,
-                     std::vector<RefusedEntry>& refused);
+                     std::vector<ListProblem>& problems);
 
 }  // namespace library_list
 

@@ -104,25 +104,32 @@ void checkNames(CheckedList& list) {
   }
 }
 
+std::string problemLine(const library_list::ListProblem& problem) {
+  std::string name = problem.path.empty() ? kListName : printableName(problem.path);
+  if (problem.path.empty() && problem.number > 0) {
+    name += ": entry " + std::to_string(problem.number);
+  }
+  if (!problem.isRefused) return name + ": " + problem.reason;
+  // Some systems refuse such a name for what it means there.
+  const std::string ofPath = pathProblem(problem.path);
+  return name + ": " + (ofPath.empty() ? "clients refuse the list: " + problem.reason : ofPath);
+}
+
 }  // namespace
 
 CheckedList checkList(std::string_view text) {
   CheckedList list;
   const std::string listName = std::string(kListName) + ": ";
-  std::vector<library_list::RefusedEntry> refused;
-  const std::string refusal = library_list::readList(text, list.files, refused);
+  std::vector<library_list::ListProblem> problems;
+  const std::string refusal = library_list::readList(text, list.files, problems);
   if (!text.empty() && text.back() != '\n') {
     list.problems.push_back(listName +
                             "does not end in a line break; clients leave out the last byte");
   } else if (!refusal.empty()) {
     list.problems.push_back(listName + "clients refuse it: " + printableName(oneLine(refusal)));
   }
-  for (const auto& [path, reason] : refused) {
-    // Some systems refuse such a name for what it means there.
-    const std::string problem = pathProblem(path);
-    list.problems.push_back((path.empty() ? listName : printableName(path) + ": ") +
-                            (problem.empty() ? "clients refuse the list: " + reason : problem));
-  }
+  for (const library_list::ListProblem& problem : problems)
+    list.problems.push_back(problemLine(problem));
   checkNames(list);
   return list;
 }

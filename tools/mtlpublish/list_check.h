@@ -14,7 +14,8 @@ struct CheckedList {
   /// What clients fetch, as far as the list can be read.
   std::vector<library_list::ListedFile> files;
   /// "NAME: what is wrong", one line each, printable: what makes clients refuse the list,
-  /// names that some client cannot hold, and names that get in each other's way.
+  /// what they pass over though it was hardly meant so, names that some client cannot hold,
+  /// and names that get in each other's way.
   std::vector<std::string> problems;
 };
 

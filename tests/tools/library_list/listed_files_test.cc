@@ -113,17 +113,33 @@ TEST(ReadList, RefusesWhatClientsRefuse) {
 
 TEST(ReadList, GoesOnAfterWhatClientsRefuseWhenAsked) {
   std::vector<ListedFile> files;
-  std::vector<RefusedEntry> refused;
-  EXPECT_EQ(readList("[7,{\"path\":\"a\"},{\"path\":\"../x\"},{\"path\":\"b\"}]\n", files, refused),
-            "");
+  std::vector<ListProblem> problems;
+  EXPECT_EQ(
+      readList("[7,{\"path\":\"a\"},{\"path\":\"../x\"},{\"path\":\"b\"}]\n", files, problems), "");
   ASSERT_EQ(files.size(), 2U);
   EXPECT_EQ(files[1].path, "b");
-  ASSERT_EQ(refused.size(), 2U);
-  EXPECT_EQ(refused[0].path, "");
-  EXPECT_EQ(refused[0].reason, "an entry is no object");
-  EXPECT_EQ(refused[1].path, "../x");
-  EXPECT_EQ(refused[1].reason, "a path leaves the target directory");
-  EXPECT_THAT(readList("[", files, refused), HasSubstr("it is no JSON: "));
+  ASSERT_EQ(problems.size(), 2U);
+  EXPECT_EQ(problems[0].number, 1U);
+  EXPECT_EQ(problems[0].path, "");
+  EXPECT_EQ(problems[0].reason, "an entry is no object");
+  EXPECT_EQ(problems[1].number, 3U);
+  EXPECT_EQ(problems[1].path, "../x");
+  EXPECT_EQ(problems[1].reason, "a path leaves the target directory");
+  EXPECT_TRUE(problems[0].isRefused && problems[1].isRefused);
+  EXPECT_THAT(readList("[", files, problems), HasSubstr("it is no JSON: "));
+}
+
+TEST(ReadList, TakesAListForWhatItIsToClientsThoughItHasOtherProblems) {
+  std::vector<ListedFile> files;
+  std::vector<ListProblem> problems;
+  EXPECT_EQ(readList("{\"x\":{\"path\":\"a\",\"download\":7}}\n", files, problems), "");
+  EXPECT_EQ(files.size(), 1U);
+  ASSERT_EQ(problems.size(), 2U);
+  EXPECT_EQ(problems[0].number, 0U);
+  EXPECT_EQ(problems[0].reason, "is no array");
+  EXPECT_EQ(problems[1].path, "a");
+  EXPECT_FALSE(problems[0].isRefused || problems[1].isRefused);
+  EXPECT_EQ(problemWith("{\"x\":{\"path\":\"a\",\"download\":7}}\n"), "");
 }
 
 TEST(ReadList, IgnoresBadPathsThatNobodyFetches) {

@@ -27,7 +27,7 @@ TEST(ListCheck, FindsNothingWrongWithAGoodList) {
   const auto list = checkList(
       "[{\"path\":\"a b/é木 50%+#.tx\",\"jpegSize\":3},\n"
       "{\"path\":\"a b/c\",\"size\":1},{\"path\":\"A B/d\"},\n"
-      "{\"path\":\"con\",\"download\":\"never\"},{\"size\":2}]\n");
+      "{\"path\":\"con\",\"download\":\"never\"}]\n");
   EXPECT_THAT(list.problems, IsEmpty());
   ASSERT_EQ(list.files.size(), 3U);
   EXPECT_EQ(list.files[0].remotePath, "a b/é木 50%+#.jpeg.tx");
@@ -53,9 +53,25 @@ TEST(ListCheck, SaysInOneLineWhatClientsCannotRead) {
 TEST(ListCheck, NamesEveryEntryThatClientsRefuse) {
   EXPECT_THAT(
       problemsOf("[1,{\"path\":\"../a\"},{\"path\":\"ok\"},{\"path\":\"a.png\",\"jpegSize\":1}]\n"),
-      ElementsAre("filelist.json: clients refuse the list: an entry is no object",
+      ElementsAre("filelist.json: entry 1: clients refuse the list: an entry is no object",
                   "../a: clients refuse the list: a path leaves the target directory",
                   "a.png: clients refuse the list: a lossy map does not end in \".tx\""));
+}
+
+TEST(ListCheck, NamesWhatClientsPassOver) {
+  const std::string digest(64, 'a');
+  EXPECT_THAT(
+      problemsOf(R"([{"path":"a","download":"Always"},{"path":"b","download":7},
+                     {"path":"c","sha256":"aa"},{"path":"d","sha256":")" +
+                 digest + R"("},{"size":2},{"path":""},{"path":7,"download":"never"}])" + "\n"),
+      ElementsAre("a: its \"download\" is not always, missing or never",
+                  "b: its \"download\" is not always, missing or never",
+                  "c: its \"sha256\" is not 64 lower-case hexadecimal digits",
+                  "filelist.json: entry 5: has no \"path\"",
+                  "filelist.json: entry 6: has no \"path\"",
+                  "filelist.json: entry 7: has no \"path\""));
+  for (const char* list : {"null\n", "{}\n"})
+    EXPECT_THAT(problemsOf(list), ElementsAre("filelist.json: is no array"));
 }
 
 TEST(ListCheck, NamesPathsThatSomeClientsCannotHold) {
