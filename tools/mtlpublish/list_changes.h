@@ -19,6 +19,8 @@ struct ListChanges {
   /// What a client fetches that has all of the list before, once it sees the new
   /// id: every file but those that it fetches only when it does not have them, and has.
   std::uint64_t bytesToFetch = 0;
+
+  bool isEmpty() const { return added.empty() && changed.empty() && removed.empty(); }
 };
 
 /// Both lists are sorted by path.

@@ -145,6 +145,11 @@ void printChanges(const mtlpublish::PublishResult& result, bool names) {
     std::cout << "First build; clients fetch " << bytesText(result.bytesToFetch) << '\n';
     return;
   }
+  if (!result.isNew) {
+    std::cout << "Nothing has changed since the last build"
+              << (result.isListRestored ? "; its list had, and is restored\n" : "\n");
+    return;
+  }
   if (!result.changes) return;
   const mtlpublish::ListChanges& changes = *result.changes;
   const auto printNames = [names](const char* what, const std::vector<std::string>& paths) {
@@ -155,13 +160,14 @@ void printChanges(const mtlpublish::PublishResult& result, bool names) {
   printNames("added    ", changes.added);
   printNames("changed  ", changes.changed);
   printNames("removed  ", changes.removed);
-  if (!result.isNew) {
-    std::cout << "Nothing has changed since the last build\n";
-    return;
+  if (changes.isEmpty()) {
+    // The original of a lossy map has, or there was no id.
+    std::cout << "The id is new, though the list shows no change";
+  } else {
+    std::cout << changes.added.size() << " added, " << changes.changed.size() << " changed, "
+              << changes.removed.size() << " removed";
   }
-  std::cout << changes.added.size() << " added, " << changes.changed.size() << " changed, "
-            << changes.removed.size() << " removed; clients of the last build fetch "
-            << bytesText(result.bytesToFetch) << '\n';
+  std::cout << "; clients of the last build fetch " << bytesText(result.bytesToFetch) << '\n';
 }
 
 int build(const Arguments& arguments) {

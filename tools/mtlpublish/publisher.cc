@@ -144,14 +144,20 @@ DigestedFiles digestWithCache(const fs::path& root, std::vector<LibraryFile> fil
 }
 
 void compareWithLastBuild(const fs::path& root, const std::vector<ListEntry>& entries,
-                          PublishResult& result) {
-  std::error_code error;
+                          const std::string& list, PublishResult& result) {
+  const std::string lastList = contentOf(root / kListName);
   result.isNew = contentOf(root / kStampName) != result.id + "\n";
+  if (!result.isNew) {
+    result.isListRestored = lastList != list;
+    result.changes.emplace();
+    return;
+  }
+  std::error_code error;
   result.isFirst = !fs::exists(root / kListName, error) && !error;
   std::optional<std::vector<ListEntry>> before;
-  if (!result.isFirst) before = parseFileList(contentOf(root / kListName));
+  if (!result.isFirst) before = parseFileList(lastList);
   ListChanges changes = changesBetween(before.value_or(std::vector<ListEntry>()), entries);
-  result.bytesToFetch = result.isNew ? changes.bytesToFetch : 0;
+  result.bytesToFetch = changes.bytesToFetch;
   if (before) {
     result.changes = std::move(changes);
   } else if (!result.isFirst) {
@@ -200,7 +206,7 @@ PublishResult publish(const fs::path& folder, const PublishOptions& options) {
   result.files = entries.size();
   for (const ListEntry& entry : entries)
     result.bytes += entry.fetchedSize();
-  compareWithLastBuild(root, entries, result);
+  compareWithLastBuild(root, entries, list, result);
   result.problems = changedSince(files);
   if (result.problems.empty()) writeLibrary(root, list, result);
   return result;

@@ -45,10 +45,12 @@ struct PublishResult {
   /// The library's new id, 64 hexadecimal digits: another one exactly when the list, a
   /// path or a content is another one.
   std::string id;
-  /// No list was there before.
+  /// Neither this id nor any list was there before.
   bool isFirst = false;
   /// The id was another one before, or there was none.
   bool isNew = false;
+  /// The id is that of the last build, but its list was changed or removed since.
+  bool isListRestored = false;
   /// Since the last build; none when there is no list of one, or it cannot be read.
   std::optional<ListChanges> changes;
   /// What a client fetches now that has all of the last build, or nothing before the first.

@@ -115,6 +115,39 @@ TEST_F(CommandLine, BuildTellsWhatIsThereAndWhatHasChanged) {
                 "1 added, 1 changed, 1 removed; clients of the last build fetch 1.5 kB\n");
 }
 
+TEST_F(CommandLine, BuildRestoresAListThatWasDamaged) {
+  writeFile(dir_ / "a", "1");
+  run({"build", dir_ / ""});
+  const std::string list = readFile(dir_ / "filelist.json");
+  const std::string firstLine =
+      "1 file, 1 byte, id " + readFile(dir_ / "id.txt").substr(0, 8) + "…\n";
+  for (const std::string damaged : {"[]\n", "[{]\n", ""}) {
+    if (damaged.empty()) {
+      fs::remove(dir_ / "filelist.json");
+    } else {
+      writeFile(dir_ / "filelist.json", damaged);
+    }
+    const ProcessResult result = run({"build", "-v", dir_ / ""});
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, firstLine +
+                              "Nothing has changed since the last build; its list had, "
+                              "and is restored\n");
+    EXPECT_EQ(readFile(dir_ / "filelist.json"), list);
+  }
+}
+
+TEST_F(CommandLine, BuildSaysThatTheIdAloneIsNew) {
+  writeFile(dir_ / "oak.tx", "one");
+  writeFile(dir_ / "oak.jpeg.tx", "12");
+  run({"build", "--lossy", dir_ / ""});
+  writeFile(dir_ / "oak.tx", "two");
+  const ProcessResult result = run({"build", "--no-cache", "--lossy", "-v", dir_ / ""});
+  EXPECT_EQ(result.out,
+            "1 file, 2 bytes, id " + readFile(dir_ / "id.txt").substr(0, 8) +
+                "…\nThe id is new, though the list shows no change; clients of the last build "
+                "fetch 2 bytes\n");
+}
+
 TEST_F(CommandLine, BuildGoesOnWithoutALastList) {
   writeFile(dir_ / "a", "1");
   writeFile(dir_ / "filelist.json", "[{]\n");
