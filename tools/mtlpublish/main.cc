@@ -45,16 +45,16 @@ Examples:
   mtlpublish verify http://127.0.0.1:8080/)";
 
 constexpr const char* kBuildFooter = R"(
-GLOB: * stands for any characters, ? for one, [a-z] for one of these and [!a-z]
-for any other. A pattern without '/' matches the file's name, with '/' the whole
-path below DIR; * matches '/' too. Quote patterns, so that the shell does not
-expand them.
+GLOB, in options that may be repeated: * stands for any characters, ? for one,
+[a-z] for one of these and [!a-z] for any other. A pattern without '/' matches
+the file's name, with '/' the whole path below DIR; * matches '/' too. Quote
+patterns, so that the shell does not expand them.
 
 The list is DIR/filelist.json, the id, which tells clients that something has
 changed, DIR/id.txt. DIR/.mtlpublish-cache spares the next build to read files
 that have not changed. None of these is listed, nor is DIR/.mtlpublish-*.tmp.
 No list and no id are written when there is a file that clients cannot fetch or
-save.
+save. Only one build at a time may run on a folder.
 
 Examples:
   mtlpublish build library
@@ -291,6 +291,7 @@ void addGlobs(CLI::App* command, const char* name, std::vector<std::string>& pat
               const char* help) {
   command->add_option(name, patterns, help)
       ->type_name("GLOB")
+      ->option_text("GLOB")  // Without dots, as if more than one might follow.
       ->allow_extra_args(false)
       ->check(CLI::Validator(globProblem, "", "glob"));
 }

@@ -14,6 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 class CommandLine : public testing::Test {
@@ -81,6 +82,7 @@ TEST_F(CommandLine, PrintsHelpThatFitsAScreen) {
     EXPECT_EQ(result.err, "");
     EXPECT_THAT(result.out, HasSubstr("Usage: mtlpublish"));
     EXPECT_THAT(result.out, HasSubstr("\nExamples:\n  mtlpublish "));
+    EXPECT_THAT(result.out, Not(HasSubstr("..."))) << "one value follows an option";
     EXPECT_LE(std::count(result.out.begin(), result.out.end(), '\n'), 35);
     std::istringstream lines(result.out);
     for (std::string line; std::getline(lines, line);)
