@@ -1,8 +1,10 @@
 // All that can be refused is found before anything is removed; then the stamp goes first,
-// so that a repair that is cut short is made good by any later run.
+// so that a repair that is cut short is made good by any later run. Where nothing differs it
+// stays, so that nothing is fetched.
 #include "mtlsync/repair.h"
 
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 
 #include "mtlsync/comparison.h"
@@ -16,10 +18,15 @@ namespace {
 namespace fs = std::filesystem;
 using library_list::ListedFile;
 
-/// Finds the files whose size or content is wrong. Links and folders in their place are only
-/// told of.
-bool findDamaged(const Options& options, const std::vector<ListedFile>& files,
-                 SyncObserver& observer, std::vector<LocalFile>& damaged, ErrorEntries& problem) {
+/// What a run can make good.
+struct Damage {
+  std::vector<LocalFile> wrong;  ///< Of another size or content.
+  bool isMissing = false;        ///< Whether any file is.
+};
+
+/// Links and folders in the place of files are only told of.
+bool findDamage(const Options& options, const std::vector<ListedFile>& files,
+                SyncObserver& observer, Damage& damage, ErrorEntries& problem) {
   using Kind = Difference::Kind;
   return compareCopy(options, files, observer, [&](const Difference& difference) {
     const LocalFile& file = difference.file;
@@ -31,8 +38,10 @@ bool findDamaged(const Options& options, const std::vector<ListedFile>& files,
     if (difference.kind == Kind::kIrregular) {
       observer.survived(
           ownError('"' + printableLine(file.name) + "\" is not a regular file; left as it is"));
-    } else if (difference.kind != Kind::kMissing) {
-      damaged.push_back(file);
+    } else if (difference.kind == Kind::kMissing) {
+      damage.isMissing = true;
+    } else {
+      damage.wrong.push_back(file);
     }
     return true;
   });
@@ -58,16 +67,23 @@ bool isRemovable(const LocalFile& stamp, ErrorEntries& problem) {
   return false;
 }
 
+/// Whether a run would find anything in it.
+bool isReadable(const LocalFile& stamp) {
+  std::ifstream stream(stamp.path, std::ios::binary);
+  return stream.peek() != std::ifstream::traits_type::eof();
+}
+
 }  // namespace
 
 bool removeDamaged(const Options& options, const std::vector<ListedFile>& files,
                    SyncObserver& observer, ErrorEntries& problem) {
   try {
     const LocalFile stamp = stampFile(options);
-    std::vector<LocalFile> damaged;
-    if (!findDamaged(options, files, observer, damaged, problem)) return false;
+    Damage damage;
+    if (!findDamage(options, files, observer, damage, problem)) return false;
+    if (damage.wrong.empty() && !damage.isMissing && isReadable(stamp)) return true;
     if (!isRemovable(stamp, problem) || !removeFile(stamp, observer, problem)) return false;
-    for (const LocalFile& file : damaged) {
+    for (const LocalFile& file : damage.wrong) {
       if (!removeFile(file, observer, problem)) return false;
     }
     return true;

@@ -12,9 +12,9 @@
 namespace mtlsync {
 
 /// Fetches the library's list and removes the local files that differ from it in size or
-/// content, and the local stamp, so that the run that follows fetches whatever is missing.
-/// False when it must not follow, for a reason that is in `problem` or known to the
-/// observer.
+/// content and, when any file differs or is missing, the local stamp, so that the run that
+/// follows fetches whatever is missing. False when it must not follow, for a reason that is in
+/// `problem` or known to the observer.
 bool prepareRepair(const Options& options, SyncObserver& observer, ErrorEntries& problem);
 
 /// The part of the above that needs no network.
