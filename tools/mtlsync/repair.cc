@@ -36,8 +36,7 @@ bool findDamage(const Options& options, const std::vector<ListedFile>& files,
       return false;
     }
     if (difference.kind == Kind::kIrregular) {
-      observer.survived(
-          ownError('"' + printableLine(file.name) + "\" is not a regular file; left as it is"));
+      observer.leftAsItIs(file.name);
     } else if (difference.kind == Kind::kMissing) {
       damage.isMissing = true;
     } else {
@@ -98,6 +97,16 @@ bool prepareRepair(const Options& options, SyncObserver& observer, ErrorEntries&
   std::vector<ListedFile> files;
   return fetchFiles(options, observer, files, problem) &&
          removeDamaged(options, files, observer, problem);
+}
+
+std::string leftText(const RunRecord& record) {
+  const std::string first = '"' + printableLine(record.firstLeft) + '"';
+  if (record.leftAsTheyAre == 1) {
+    return "1 listed file is not a regular file, " + first + ": remove it and repair again";
+  }
+  return std::to_string(record.leftAsTheyAre) +
+         " listed files are not regular files, the first of them " + first +
+         ": remove them and repair again";
 }
 
 }  // namespace mtlsync

@@ -2,6 +2,7 @@
 #ifndef MTLLIB_TOOLS_MTLSYNC_REPAIR_H_
 #define MTLLIB_TOOLS_MTLSYNC_REPAIR_H_
 
+#include <string>
 #include <vector>
 
 #include "library_list/listed_files.h"
@@ -20,6 +21,9 @@ bool prepareRepair(const Options& options, SyncObserver& observer, ErrorEntries&
 /// The part of the above that needs no network.
 bool removeDamaged(const Options& options, const std::vector<library_list::ListedFile>& files,
                    SyncObserver& observer, ErrorEntries& problem);
+
+/// What a repair that left something as it is ends with.
+std::string leftText(const RunRecord& record);
 
 }  // namespace mtlsync
 

@@ -32,6 +32,11 @@ void SyncObserver::showRemoved(const std::string& path) {
   outputs_.messages.printLine("Removed \"" + printableLine(path) + "\"");
 }
 
+void SyncObserver::leftAsItIs(const std::string& path) {
+  if (record_.leftAsTheyAre++ == 0) record_.firstLeft = path;
+  survived(ownError('"' + printableLine(path) + "\" is not a regular file; left as it is"));
+}
+
 void SyncObserver::difference(const std::string& path, const std::string& kind,
                               const std::string& text) {
   ++record_.differences;

@@ -20,8 +20,10 @@ namespace mtlsync {
 struct RunRecord {
   std::int64_t files = 0;  ///< Downloads that were begun.
   std::int64_t bytes = 0;
-  std::int64_t compared = 0;     ///< Listed files that were compared with the local copy.
-  std::int64_t differences = 0;  ///< That were told.
+  std::int64_t compared = 0;       ///< Listed files that were compared with the local copy.
+  std::int64_t differences = 0;    ///< That were told.
+  std::int64_t leftAsTheyAre = 0;  ///< Differences that were found to be none of ours to mend.
+  std::string firstLeft;
   bool stampsMatched = false;
   bool warned = false;        ///< Told by the library as the end of a run may be.
   ErrorEntries failure;       ///< The last one told.
@@ -45,6 +47,9 @@ class SyncObserver final : public mtlhost::Observer {
 
   /// Tells that a file of the local copy was removed.
   void showRemoved(const std::string& path);
+
+  /// Tells that what stands in a listed file's place is no regular file, and stays.
+  void leftAsItIs(const std::string& path);
 
   /// Tells that a file of the local copy is not as the library has it: in a word for
   /// programs, and in words that follow the path for people.

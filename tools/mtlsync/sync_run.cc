@@ -45,7 +45,13 @@ mtlhost::Result synchronise(const Options& options, SyncObserver& observer, Erro
   // The library asks whether to stop only while something is transferred.
   if (process::stopRequested()) library->cancel();
   if (options.mode == Mode::kVerify) return verifyCopy(options, *library, observer, problem);
-  return options.mode == Mode::kCheck ? library->check() : library->run();
+  if (options.mode == Mode::kCheck) return library->check();
+  mtlhost::Result result = library->run();
+  if (result.code >= 0 && observer.record().leftAsTheyAre > 0) {
+    problem = {ownError(leftText(observer.record()))};
+    result.code = -1;
+  }
+  return result;
 }
 
 /// No run fails without a word.

@@ -232,6 +232,26 @@ TEST_F(RepairTest, FetchesAFileAgainThatIsDamagedWithinItsSize) {
   EXPECT_EQ(copyTree(), (Tree{{"id.txt", "stamp 1"}, {"b.txt", "abc"}, {"mine.txt", "kept"}}));
 }
 
+TEST_F(RepairTest, FailsWhenSomethingStaysWrong) {
+  makeDamagedCopy();
+  fs::create_directories(fs::u8path(copy("b.txt")));
+  ProcessResult result = run({"--repair", "-q"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err,
+            "mtlsync: error: 1 listed file is not a regular file, \"b.txt\": remove it and repair "
+            "again\n");
+  EXPECT_EQ(readFile(copy("maps/a.tx")), "whole");
+  fs::remove(fs::u8path(copy("maps/a.tx")));
+  fs::create_directories(fs::u8path(copy("maps/a.tx")));
+  result = run({"--repair", "--json"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_THAT(result.out, HasSubstr("2 listed files are not regular files, the first of them "
+                                    "\\\"maps/a.tx\\\": remove them and repair again"));
+  EXPECT_THAT(result.out, HasSubstr("\"code\":-1,\"event\":\"result\",\"files\":0,"
+                                    "\"status\":\"failed\"}\n"));
+}
+
 TEST_F(RepairTest, PrintsNothingWhenQuiet) {
   makeDamagedCopy();
   const ProcessResult result = run({"--repair", "-q"});
