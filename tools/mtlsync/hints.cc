@@ -60,7 +60,25 @@ std::string connectionHint(std::uint32_t reason) {
   }
 }
 
-std::string httpStatusHint(int status) {
+/// Whether the stamp or the list was refused, which every library has. A file's failure may
+/// consist of the cause alone.
+bool isOfStampOrList(const ErrorEntries& errors) {
+  static const std::string kOwnTag = ownError("").tag;
+  return std::any_of(errors.begin(), errors.end(), [](const ErrorEntry& entry) {
+    return entry.tag == kOwnTag || entry.tag == "DownloaderImpl::readRemoteIdFile" ||
+           entry.tag == "DownloaderImpl::downloadListFile";
+  });
+}
+
+std::string lackingFileHint(const Options& options) {
+  const std::string fact = "The library lacks a file that it lists";
+  if (!options.subPath.empty()) return fact + ": tell its publisher.";
+  return printableLine(fact + "; \"mtlpublish verify " + shellWord(options.url) +
+                       "\" names it: tell its publisher.");
+}
+
+/// For a status that refuses what every library has; "" for all others.
+std::string refusalHint(int status) {
   switch (status) {
     case 301:
     case 302:
@@ -72,11 +90,18 @@ std::string httpStatusHint(int status) {
       return "The server lets nobody in here: check the address, or ask who runs the server.";
     case 404:
       return "Check the address: where a library is, there are id.txt and filelist.json.";
-    case 407:
-      return "The proxy asks for a password, which cannot be given; --no-proxy does without.";
     default:
-      return status >= 500 ? "The server is in trouble: run it again later." : "";
+      return "";
   }
+}
+
+std::string httpStatusHint(int status, const ErrorEntries& errors, const Options& options) {
+  const std::string refusal = refusalHint(status);
+  if (!refusal.empty()) return isOfStampOrList(errors) ? refusal : lackingFileHint(options);
+  if (status == 407) {
+    return "The proxy asks for a password, which cannot be given; --no-proxy does without.";
+  }
+  return status >= 500 ? "The server is in trouble: run it again later." : "";
 }
 
 std::string saveHint(const ErrorEntries& errors, const Options& options) {
@@ -96,6 +121,12 @@ std::string commandWith(const std::string& option, const Options& options) {
   std::string text = "mtlsync ";
   if (!option.empty()) text += option + ' ';
   if (!options.subPath.empty()) text += "--sub-path " + shellWord(options.subPath) + ' ';
+  if (options.proxyMode == PROXY_MODE_EXPLICIT) {
+    text += "--proxy " + shellWord(options.proxyAddress) + ' ';
+  }
+  if (options.proxyMode == PROXY_MODE_DISABLED) text += "--no-proxy ";
+  const auto looksLikeAnOption = [](const std::string& name) { return name.rfind('-', 0) == 0; };
+  if (looksLikeAnOption(options.url) || looksLikeAnOption(directory)) text += "-- ";
   text += options.url.empty() ? "URL" : shellWord(options.url);
   return printableLine(text + ' ' + shellWord(directory));
 }
@@ -107,7 +138,7 @@ std::string hintFor(const ErrorEntries& errors, const Options& options) {
     return connectionHint(*reason);
   }
   if (const std::optional<int> status = httpStatusOf(errors.back())) {
-    return httpStatusHint(*status);
+    return httpStatusHint(*status, errors, options);
   }
   if (isCausedBy(errors, {kAccessDenied, kWriteProtected})) {
     return printableLine("Check that you may write in \"" + options.directory + "\".");

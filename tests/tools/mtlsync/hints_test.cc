@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 namespace mtlsync {
 namespace {
 
@@ -21,8 +23,10 @@ class HintTest : public testing::Test {
         options_);
   }
   std::string hintForMessage(const std::string& message) const {
-    return hintFor({{"a", -1, "Could not download remote stamp file"}, {"b", -1, message}},
-                   options_);
+    return hintFor(
+        {{"DownloaderImpl::readRemoteIdFile", -1, "Could not download remote stamp file"},
+         {"b", -1, message}},
+        options_);
   }
   std::string hintForSave(int code) const {
     return hintFor({{"DownloaderImpl::saveFile", -1, "Could not create file"}, {"b", code, "c"}},
@@ -79,6 +83,24 @@ TEST_F(HintTest, ExplainsWhatAServerAnswers) {
             "The server is in trouble: run it again later.");
 }
 
+TEST_F(HintTest, TellsAFileThatIsNotThereFromALibraryThatIsNot) {
+  for (const char* status : {"301", "302", "307", "308", "401", "403", "404"}) {
+    const ErrorEntry cause{"HttpDldDone::expectStatus", -1,
+                           "Unexpected HTTP status (" + std::string(status) + ")"};
+    const std::string hint =
+        "The library lacks a file that it lists; \"mtlpublish verify https://a.example/lib\" names "
+        "it: tell its publisher.";
+    EXPECT_EQ(hintFor({cause}, options_), hint);
+    EXPECT_EQ(hintFor({{"DownloaderImpl::downloadFiles", -1, "Requesting..."}, cause}, options_),
+              hint);
+    for (const char* tag : {"DownloaderImpl::downloadListFile", "mtlsync"})
+      EXPECT_NE(hintFor({{tag, -1, "Could not..."}, cause}, options_), hint);
+  }
+  options_.subPath = "beta";
+  EXPECT_EQ(hintFor({{"a", -1, "Unexpected HTTP status (404)"}}, options_),
+            "The library lacks a file that it lists: tell its publisher.");
+}
+
 TEST_F(HintTest, SaysWhereOneMustBeAbleToWrite) {
   EXPECT_EQ(
       hintFor({{"a", -1, "Create download directory failed"}, {"b", 5, "(5) Denied."}}, options_),
@@ -102,6 +124,28 @@ TEST(CommandWith, QuotesWhatAShellWouldNotTakeAsItStands) {
   EXPECT_EQ(commandWith("--repair", options),
             "mtlsync --repair --sub-path \"b c\" \"http://a/?x&y\" "
             "\"C:/my \\\"\\$HOME\\` dir/\"");
+}
+
+TEST(CommandWith, KeepsTheProxy) {
+  Options options;
+  options.url = "http://a";
+  options.directory = "m";
+  options.proxyMode = PROXY_MODE_DISABLED;
+  EXPECT_EQ(commandWith("--repair", options), "mtlsync --repair --no-proxy http://a m");
+  options.proxyMode = PROXY_MODE_EXPLICIT;
+  options.proxyAddress = "p q:80";
+  EXPECT_EQ(commandWith("", options), "mtlsync --proxy \"p q:80\" http://a m");
+}
+
+TEST(CommandWith, PutsWhatLooksLikeAnOptionBehindThem) {
+  Options options;
+  options.url = "http://a";
+  options.directory = "-m";
+  EXPECT_EQ(commandWith("--repair", options), "mtlsync --repair -- http://a -m");
+  const std::array<const char*, 5> words{"mtlsync", "--repair", "--", "http://a", "-m"};
+  const CommandLine line = parseCommandLine(words.size(), words.data());
+  EXPECT_EQ(line.options.url, "http://a");
+  EXPECT_EQ(line.options.directory, "-m");
 }
 
 TEST(CommandWith, LeavesAnUnknownAddressToTheUser) {

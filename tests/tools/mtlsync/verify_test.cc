@@ -70,7 +70,7 @@ TEST_F(VerifyTest, TellsAProblemALine) {
   EXPECT_EQ(result.out,
             "a.tx: has the wrong content\n"
             "maps/b.tx: has 1 byte instead of 4\n");
-  EXPECT_EQ(result.err, "\"mtlsync --repair " + url() + " " + (dir_ / "copy") +
+  EXPECT_EQ(result.err, "\"mtlsync --repair --no-proxy " + url() + " " + (dir_ / "copy") +
                             "\" fetches what is missing or wrong.\n");
   EXPECT_THAT(verify({}).out, HasSubstr("\n2 problems in 2 listed files.\n"));
 }
