@@ -6,12 +6,16 @@
 
 #include "mtlsync/error_text.h"
 #include "mtlsync/options.h"
+#include "mtlsync/sync_observer.h"
 
 namespace mtlsync {
 
 /// The command that does something else with the same library and copy, for a shell of
 /// either system: "mtlsync --repair URL DIR" for the option "--repair".
 std::string commandWith(const std::string& option, const Options& options);
+
+/// One line for whoever learnt of differences: what mends them.
+std::string hintForDifferences(const RunRecord& record, const Options& options);
 
 /// One line for whoever met the failure; "" when there is nothing to add.
 std::string hintFor(const ErrorEntries& errors, const Options& options);

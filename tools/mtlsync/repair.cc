@@ -50,11 +50,13 @@ bool removeFile(const LocalFile& file, SyncObserver& observer, ErrorEntries& pro
   std::error_code error;
   if (fs::remove(file.path, error)) {
     observer.showRemoved(file.name);
-  } else if (error) {
-    problem = {ownError("Could not remove \"" + file.path.u8string() + "\""),
-               ownError(reasonText(error))};
+    return true;
   }
-  return !error;
+  // Where the copy's folder is a file, the run says it better.
+  if (!error || error == std::errc::not_a_directory) return true;
+  problem = {ownError("Could not remove \"" + file.path.u8string() + "\""),
+             ownError(reasonText(error))};
+  return false;
 }
 
 // Something that is no file would stay, and the run would take the copy for complete.

@@ -40,6 +40,8 @@ void SyncObserver::leftAsItIs(const std::string& path) {
 void SyncObserver::difference(const std::string& path, const std::string& kind,
                               const std::string& text) {
   ++record_.differences;
+  record_.foundIrregular = record_.foundIrregular || kind == "irregular";
+  record_.foundUnreadable = record_.foundUnreadable || kind == "unreadable";
   if (JsonEvents* to = events()) return to->difference(path, kind, text);
   outputs_.messages.hideStatus();
   outputs_.results.printLine(printableLine(path) + ": " + printableLine(text));

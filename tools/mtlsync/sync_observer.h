@@ -22,6 +22,8 @@ struct RunRecord {
   std::int64_t bytes = 0;
   std::int64_t compared = 0;       ///< Listed files that were compared with the local copy.
   std::int64_t differences = 0;    ///< That were told.
+  bool foundIrregular = false;     ///< A difference that only the user can mend.
+  bool foundUnreadable = false;    ///< The same.
   std::int64_t leftAsTheyAre = 0;  ///< Differences that were found to be none of ours to mend.
   std::string firstLeft;
   bool stampsMatched = false;

@@ -80,10 +80,8 @@ struct Consoles {
 /// What to do next, where that can be told.
 void advise(Outcome outcome, const RunRecord& record, const Options& options,
             terminal::Console& messages) {
-  const std::string hint =
-      outcome == Outcome::kDifferent
-          ? '"' + commandWith("--repair", options) + "\" fetches what is missing or wrong."
-          : hintFor(record.failure, options);
+  const std::string hint = outcome == Outcome::kDifferent ? hintForDifferences(record, options)
+                                                          : hintFor(record.failure, options);
   if (!hint.empty()) messages.printLine(hint);
   if (outcome == Outcome::kInterrupted) messages.printLine("mtlsync: interrupted");
 }

@@ -5,12 +5,15 @@
 #include <system_error>
 #include <vector>
 
+#include "digest/file_digest.h"
 #include "mtlsync/comparison.h"
 #include "mtlsync/local_copy.h"
 
 namespace mtlsync {
 
 namespace {
+
+namespace fs = std::filesystem;
 
 /// The name that programs know the difference by.
 const char* nameOf(Difference::Kind kind) {
@@ -29,22 +32,42 @@ const char* nameOf(Difference::Kind kind) {
   return "";
 }
 
-void tellStamp(const LocalFile& stamp, SyncObserver& observer) {
+bool isFileInPlaceOfFolder(const Options& options) {
   std::error_code error;
-  if (std::filesystem::exists(stamp.path, error)) {
-    observer.difference(stamp.name, "stamp", "is not the library's, which has changed since");
-  } else {
-    observer.difference(stamp.name, "missing", "is missing: no run has been completed");
+  const fs::file_status status = fs::status(fs::u8path(options.directory), error);
+  return fs::exists(status) && !fs::is_directory(status);
+}
+
+/// The library does not tell why the stamp is not its own.
+void tellStamp(const LocalFile& stamp, SyncObserver& observer) {
+  using Kind = Difference::Kind;
+  const auto tell = [&](Kind kind, const std::string& text) {
+    observer.difference(stamp.name, nameOf(kind), text);
+  };
+  std::error_code error;
+  const fs::file_status status = fs::status(stamp.path, error);
+  if (!fs::status_known(status)) {
+    return tell(Kind::kUnreadable, "cannot be looked at: " + reasonText(error));
   }
+  if (!fs::exists(status)) return tell(Kind::kMissing, "is missing: no run has been completed");
+  if (!fs::is_regular_file(status)) return tell(Kind::kIrregular, "is not a regular file");
+  digest::FileDigest digest;
+  error = digest::digestFile(stamp.path, digest);
+  if (error) return tell(Kind::kUnreadable, "cannot be read: " + reasonText(error));
+  observer.difference(stamp.name, "stamp", "is not the library's, which has changed since");
 }
 
 }  // namespace
 
 mtlhost::Result verifyCopy(const Options& options, mtlhost::Library& library,
                            SyncObserver& observer, ErrorEntries& problem) {
-  mtlhost::Result result = library.check();
-  if (result.code < 0) return result;
   try {
+    if (isFileInPlaceOfFolder(options)) {
+      problem = {ownError('"' + options.directory + "\" is not a folder")};
+      return {};
+    }
+    mtlhost::Result result = library.check();
+    if (result.code < 0) return result;
     if (result.code > 0) tellStamp(stampFile(options), observer);
     std::vector<library_list::ListedFile> files;
     const auto tell = [&](const Difference& difference) {
@@ -55,13 +78,13 @@ mtlhost::Result verifyCopy(const Options& options, mtlhost::Library& library,
         !compareCopy(options, files, observer, tell)) {
       return {};
     }
+    result.code = observer.record().differences > 0 ? 1 : 0;
+    return result;
   } catch (const std::system_error& error) {
     // A name that this system cannot have.
     problem = {ownError("Could not look for the listed files"), ownError(error.what())};
     return {};
   }
-  result.code = observer.record().differences > 0 ? 1 : 0;
-  return result;
 }
 
 }  // namespace mtlsync

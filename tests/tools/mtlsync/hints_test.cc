@@ -126,6 +126,20 @@ TEST(CommandWith, QuotesWhatAShellWouldNotTakeAsItStands) {
             "\"C:/my \\\"\\$HOME\\` dir/\"");
 }
 
+TEST_F(HintTest, TellsFirstWhatARepairLeaves) {
+  const std::string command =
+      "\"mtlsync --repair https://a.example/lib /data/m\" fetches what is missing or wrong.";
+  RunRecord record;
+  EXPECT_EQ(hintForDifferences(record, options_), command);
+  record.foundIrregular = true;
+  EXPECT_EQ(hintForDifferences(record, options_),
+            "Once what is not a regular file is removed, " + command);
+  record.foundUnreadable = true;
+  EXPECT_EQ(
+      hintForDifferences(record, options_),
+      "Once what is not a regular file is removed and what cannot be read is readable, " + command);
+}
+
 TEST(CommandWith, KeepsTheProxy) {
   Options options;
   options.url = "http://a";

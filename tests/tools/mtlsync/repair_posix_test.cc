@@ -1,6 +1,7 @@
 // Local copies that tests can make on POSIX only: with links, and with folders that cannot
 // be written.
 #include "repair_fixture.h"
+#include "support/child_process.h"
 #include "support/unprivileged.h"
 
 namespace {
@@ -44,6 +45,22 @@ TEST_F(RemoveDamagedTest, EndsAtAFileThatCannotBeRemoved) {
   EXPECT_EQ(problem_[0].message, "Could not remove \"" + copy("maps/a") + "\"");
   EXPECT_EQ(problem_[1].message, "Permission denied");
   EXPECT_EQ(printed_.str(), "");
+}
+
+TEST(VerifyClosedFolder, TellsWhyTheStampCannotBeLookedAt) {
+  const TempDir dir;
+  writeFile(dir / "copy/id.txt", "stamp");
+  fs::permissions(dir / "copy", fs::perms::none);
+  ProcessResult result;
+  {
+    const Unprivileged user;
+    // The comparison of the files, without a library, fails.
+    result =
+        runProcess({MTLSYNC, "-q", "--module", MTLSYNC_FAKE_MODULE, "--verify", "ok", dir / "copy"},
+                   {{"ASAN_OPTIONS", "detect_leaks=0"}});
+  }
+  fs::permissions(dir / "copy", fs::perms::owner_all);
+  EXPECT_EQ(result.out, "id.txt: cannot be looked at: Permission denied\n");
 }
 
 TEST_F(RemoveDamagedTest, RemovesNothingWhereItCannotLook) {

@@ -252,6 +252,14 @@ TEST_F(RepairTest, FailsWhenSomethingStaysWrong) {
                                     "\"status\":\"failed\"}\n"));
 }
 
+TEST_F(RepairTest, SaysThatAFileStandsInTheFoldersPlace) {
+  writeFile(dir_ / "copy", "mine");
+  const ProcessResult result = run({"--repair", "-q"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_THAT(result.err, HasSubstr("already exists, but is not a valid directory"));
+  EXPECT_EQ(readFile(dir_ / "copy"), "mine");
+}
+
 TEST_F(RepairTest, PrintsNothingWhenQuiet) {
   makeDamagedCopy();
   const ProcessResult result = run({"--repair", "-q"});

@@ -4,6 +4,7 @@
 
 #include "repair_fixture.h"
 #include "support/child_process.h"
+#include "support/no_access.h"
 #include "support/scripted_server.h"
 
 namespace {
@@ -93,6 +94,34 @@ TEST_F(VerifyTest, FindsAnotherStampAndAMissingOne) {
   result = verify();
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_EQ(result.out, "id.txt: is missing: no run has been completed\n");
+}
+
+TEST_F(VerifyTest, TellsWhyTheStampCannotBeRead) {
+  const NoAccess none({fs::u8path(copy("id.txt"))});
+  const ProcessResult result = runProcess(command({"-q"}), {{"ASAN_OPTIONS", "detect_leaks=0"}});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.out, "id.txt: cannot be read: Permission denied\n");
+  EXPECT_EQ(result.err, "Once what cannot be read is readable, \"mtlsync --repair --no-proxy " +
+                            url() + " " + (dir_ / "copy") +
+                            "\" fetches what is missing or wrong.\n");
+}
+
+TEST_F(VerifyTest, FindsAStampThatIsNoFile) {
+  fs::remove(fs::u8path(copy("id.txt")));
+  fs::create_directory(fs::u8path(copy("id.txt")));
+  const ProcessResult result = verify();
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.out, "id.txt: is not a regular file\n");
+  EXPECT_THAT(result.err, HasSubstr("Once what is not a regular file is removed, \"mtlsync "));
+}
+
+TEST_F(VerifyTest, SaysThatAFileStandsInTheFoldersPlace) {
+  fs::remove_all(fs::u8path(dir_ / "copy"));
+  writeFile(dir_ / "copy", "mine");
+  const ProcessResult result = runProcess(command({"-q"}));
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, "mtlsync: error: \"" + (dir_ / "copy") + "\" is not a folder\n");
 }
 
 TEST_F(VerifyTest, MakesNoFolder) {
