@@ -12,6 +12,7 @@
 
 #include "mtlsync/hints.h"
 #include "mtlsync/local_copy.h"
+#include "mtlsync/outcome.h"
 #include "mtlsync/printable.h"
 #include "quantity/quantity_text.h"
 #include "terminal/display_width.h"
@@ -25,7 +26,7 @@ namespace fs = std::filesystem;
 /// A line with it fits a usual terminal.
 constexpr int kStampColumns = 72;
 
-/// How far the first line of a stamp is looked for.
+/// How far the first line of a stamp that is not blank is looked for.
 constexpr std::streamsize kStampBytes = 4096;
 
 /// In seconds since 1970. C++17 has no other way from the one clock to the other.
@@ -38,9 +39,17 @@ std::int64_t secondsOf(fs::file_time_type time) {
   return floor<seconds>(milli).count();
 }
 
-bool readFirstLine(const fs::path& path, std::string& line, std::error_code& error) {
+/// "" when all lines are blank.
+std::string firstLineOf(const std::string& text) {
+  const std::size_t begin = text.find_first_not_of(" \t\r\n");
+  if (begin == text.npos) return "";
+  const std::size_t end = text.find_first_of("\r\n", begin);
+  return printableLine(text.substr(begin, end - begin));
+}
+
+bool readStart(const fs::path& path, std::string& text, std::error_code& error) {
   errno = 0;
-  std::string text(static_cast<std::size_t>(kStampBytes), '\0');
+  text.resize(static_cast<std::size_t>(kStampBytes));
   std::ifstream stream(path, std::ios::binary);
   if (stream) stream.read(text.data(), kStampBytes);
   if (!stream && !stream.eof()) {
@@ -48,7 +57,6 @@ bool readFirstLine(const fs::path& path, std::string& line, std::error_code& err
     return false;
   }
   text.resize(static_cast<std::size_t>(stream.gcount()));
-  line = printableLine(text.substr(0, text.find_first_of("\r\n")));
   return true;
 }
 
@@ -68,9 +76,11 @@ StatusResult readStamp(const LocalFile& stamp, CopyStatus& status, ErrorEntries&
   if (!fs::exists(kind)) return noCopy("there is no stamp " + name);
   if (!fs::is_regular_file(kind)) return noCopy("the stamp " + name + " is not a regular file");
   const fs::file_time_type time = fs::last_write_time(stamp.path, error);
-  if (error || !readFirstLine(stamp.path, status.stamp, error)) return unreadable(error);
+  std::string text;
+  if (error || !readStart(stamp.path, text, error)) return unreadable(error);
+  status.stamp = firstLineOf(text);
   status.since = secondsOf(time);
-  return status.stamp.empty() ? noCopy("the stamp " + name + " is empty") : StatusResult::kRead;
+  return text.empty() ? noCopy("the stamp " + name + " is empty") : StatusResult::kRead;
 }
 
 class Counter {
@@ -147,6 +157,7 @@ ExitStatus tellStatus(const Options& options, const SyncObserver::Outputs& outpu
   ErrorEntries problem;
   const StatusResult result = readStatus(options, stop, status, problem);
   if (result == StatusResult::kStopped) {
+    if (outputs.events != nullptr) outputs.events->result(-1, nameOf(Outcome::kInterrupted), 0, 0);
     outputs.messages.printLine("mtlsync: interrupted");
     return kExitInterrupted;
   }

@@ -16,7 +16,7 @@ namespace mtlsync {
 
 /// A local copy as its folder shows it.
 struct CopyStatus {
-  std::string stamp;       ///< The first line of the stamp; never empty.
+  std::string stamp;       ///< Its first line that is not blank, printable; "" without one.
   std::int64_t since = 0;  ///< When the stamp was written, in seconds since 1970.
   std::int64_t files = 0;  ///< Regular files in the folder of the stamp, but for the stamp.
   std::int64_t bytes = 0;  ///< Their sizes.

@@ -36,11 +36,11 @@ class StatusTest : public testing::Test {
   }
 
   /// The same in this process, which NoAccess keeps from files.
-  mtlsync::ExitStatus tellHere() {
+  mtlsync::ExitStatus tellHere(mtlsync::JsonEvents* events = nullptr) {
     mtlsync::Options options;
     options.directory = dir_ / "copy";
     terminal::Console console(printed_, {});
-    return mtlsync::tellStatus(options, {console, console, nullptr, nullptr},
+    return mtlsync::tellStatus(options, {console, console, nullptr, events},
                                [this] { return stop_; });
   }
 
@@ -97,6 +97,15 @@ TEST_F(StatusTest, ShortensALongStampAndPrintsItHarmlessly) {
   EXPECT_THAT(status().out, HasSubstr("Stamp: \\x1B[31m" + std::string(61, 'x') + "...\n"));
 }
 
+TEST_F(StatusTest, TellsTheFirstLineThatIsNotBlank) {
+  writeFile(copy("id.txt"), "\n \t\r\n abc\ndef\n");
+  EXPECT_THAT(status().out, StartsWith("Stamp: abc\n"));
+  writeFile(copy("id.txt"), "\n");
+  const ProcessResult blank = status();
+  EXPECT_EQ(blank.exitCode, 0);
+  EXPECT_THAT(blank.out, StartsWith("Stamp: \n"));
+}
+
 TEST_F(StatusTest, SaysWhatToDoWhereThereIsNoStamp) {
   const auto failure = [this](const std::string& reason) {
     const ProcessResult result = status({"-q"});
@@ -147,6 +156,17 @@ TEST_F(StatusTest, CanBeStopped) {
   stop_ = true;
   EXPECT_EQ(tellHere(), mtlsync::kExitInterrupted);
   EXPECT_EQ(printed_.str(), "mtlsync: interrupted\n");
+}
+
+TEST_F(StatusTest, TellsProgramsThatItWasStopped) {
+  writeFile(copy("id.txt"), "stamp");
+  stop_ = true;
+  std::ostringstream lines;
+  mtlsync::JsonEvents events(lines);
+  EXPECT_EQ(tellHere(&events), mtlsync::kExitInterrupted);
+  EXPECT_EQ(lines.str(),
+            "{\"bytes\":0,\"code\":-1,\"event\":\"result\",\"files\":0,"
+            "\"status\":\"interrupted\"}\n");
 }
 
 TEST_F(StatusTest, TellsMomentsInUniversalTime) {
