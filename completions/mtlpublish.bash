@@ -3,6 +3,9 @@ _mtlpublish() {
   local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
   local command='' options='-h --help' i
   COMPREPLY=()
+  # Of --option=value bash makes three words.
+  if [[ $word == = ]]; then word=''; fi
+  if [[ $previous == = ]]; then previous=${COMP_WORDS[COMP_CWORD - 2]}; fi
   for ((i = 1; i < COMP_CWORD; ++i)); do
     case ${COMP_WORDS[i]} in
       build | verify | serve)

@@ -2,6 +2,9 @@
 _mtlsync() {
   local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
   COMPREPLY=()
+  # Of --option=value bash makes three words.
+  if [[ $word == = ]]; then word=''; fi
+  if [[ $previous == = ]]; then previous=${COMP_WORDS[COMP_CWORD - 2]}; fi
   case $previous in
     --module)
       mapfile -t COMPREPLY < <(compgen -f -- "$word")

@@ -64,5 +64,11 @@ expect_same "bash, folder" materials "$(in_bash mtlsync http://a m)"
 expect_same "fish, folder" materials/ "$(in_fish mtlsync http://a m)"
 expect_same "bash, file" "$(printf 'materials\nmaterials.txt')" "$(in_bash mtlsync --module m)"
 expect_same "fish, file" "$(printf 'materials.txt\nmaterials/')" "$(in_fish mtlsync --module m)"
+expect_same "bash, file behind =" "$(printf 'materials\nmaterials.txt')" \
+  "$(in_bash mtlsync --module = m)"
+expect_same "bash, file, nothing behind =" "$(printf 'materials\nmaterials.txt')" \
+  "$(in_bash mtlsync --module =)"
+expect_same "bash, size behind =" "" "$(in_bash mtlsync --max-file-size = m)"
+expect_same "bash, port behind =" "" "$(in_bash mtlpublish serve --port = m)"
 expect_same "bash, size" "" "$(in_bash mtlsync --max-file-size '')"
 zsh -n "$source"/completions/_*
