@@ -8,9 +8,11 @@
 /// be read as their permissions say, and not written. Does nothing for other users.
 class Unprivileged {
  public:
-  Unprivileged() : changed_(geteuid() == 0 && seteuid(kNobody) == 0) {}
+  // Both identities: a program that is started with two different ones is in secure mode,
+  // where a sanitizer does not obey the environment.
+  Unprivileged() : changed_(geteuid() == 0 && setresuid(kNobody, kNobody, 0) == 0) {}
   ~Unprivileged() {
-    if (changed_ && seteuid(0) != 0) _exit(1);
+    if (changed_ && setresuid(0, 0, 0) != 0) _exit(1);
   }
   Unprivileged(const Unprivileged&) = delete;
   Unprivileged& operator=(const Unprivileged&) = delete;
