@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "header_fields.h"
 
 namespace {
@@ -40,6 +42,27 @@ TEST(Headers, RefusesWhatWouldChangeTheRequest) {
   EXPECT_EQ(headers.internalSet("", -1, "1", -1, 1, nullptr), 0);
   EXPECT_EQ(headers.internalSet(nullptr, -1, "1", -1, 1, nullptr), 0);
   EXPECT_TRUE(headers.fields().list.empty());
+}
+
+TEST(Headers, HoldsEveryByteInAValueButControls) {
+  for (int byte = 0; byte < 256; ++byte) {
+    const char value[] = {'a', static_cast<char>(byte), 'b'};
+    const bool control = (byte < 0x20 && byte != '\t') || byte == 0x7F;
+    Headers headers;
+    EXPECT_EQ(headers.internalSet("A", -1, value, 3, 1, nullptr) == 0, control) << byte;
+  }
+}
+
+TEST(Headers, HoldsOnlyLettersDigitsAndFifteenSignsInAName) {
+  const std::string signs = "!#$%&'*+-.^_`|~";
+  for (int byte = 0; byte < 256; ++byte) {
+    const char name[] = {'a', static_cast<char>(byte), 'b'};
+    const bool plain = (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z') ||
+                       (byte >= 'a' && byte <= 'z') ||
+                       signs.find(static_cast<char>(byte)) != std::string::npos;
+    Headers headers;
+    EXPECT_EQ(headers.internalSet(name, 3, "1", -1, 1, nullptr) != 0, plain) << byte;
+  }
 }
 
 }  // namespace

@@ -1,5 +1,8 @@
 // Requests through an HTTP proxy; the scripted server plays the proxy.
+#include <gmock/gmock.h>
+
 #include <cstdlib>
+#include <list>
 #include <string>
 #include <vector>
 
@@ -9,6 +12,30 @@
 namespace {
 
 using namespace Krell::Networking;  // NOLINT: the constants under test
+
+/// A variable of the environment with a value of the test's. Afterwards it has the one that
+/// it had before, or an empty one, which is the same as none to who reads it here.
+class EnvironmentVariable {
+ public:
+  EnvironmentVariable(const char* name, const std::string& value) : name_(name) {
+    const char* before = std::getenv(name);
+    if (before != nullptr) before_ = before;
+    set(value);
+  }
+  ~EnvironmentVariable() { set(before_); }
+  EnvironmentVariable(const EnvironmentVariable&) = delete;
+  EnvironmentVariable& operator=(const EnvironmentVariable&) = delete;
+
+ private:
+  void set(const std::string& value) {
+    // putenv keeps the pointer for as long as the program runs.
+    static std::list<std::string>& assignments = *new std::list<std::string>;
+    putenv(assignments.emplace_back(name_ + "=" + value).data());
+  }
+
+  std::string name_;
+  std::string before_;
+};
 
 class ProxyTest : public PoolFixture {
  protected:
@@ -38,7 +65,9 @@ TEST_F(ProxyTest, TlsRequestsAskForATunnelWithoutThePoolsHeaders) {
   get("/file", received);
   EXPECT_EQ(proxy_.requestLines(), std::vector<std::string>{"CONNECT library.invalid:8080"});
   EXPECT_EQ(proxy_.requests().at(0).header("User-Agent"), "");
-  EXPECT_EQ(received.reason, CONNECTION_ERROR_PROXY);
+  EXPECT_EQ(received.reason, 4U);
+  EXPECT_FALSE(received.systemNumber);
+  EXPECT_EQ(received.underlying, 56);
   EXPECT_EQ(received.status, 0U);
 }
 
@@ -50,8 +79,9 @@ TEST_F(ProxyTest, AProxyThatIsNotThereIsReportedAsSuch) {
   pool_.setProxyServer(err, "127.0.0.1", port);
   Received received;
   get("/file", received);
-  EXPECT_EQ(received.reason, CONNECTION_ERROR_PROXY);
+  EXPECT_EQ(received.reason, 4U);
   EXPECT_TRUE(received.systemNumber);
+  EXPECT_THAT(received.underlying, testing::AnyOf(111, 10061));
 }
 
 TEST_F(ProxyTest, AProxyNameThatDoesNotExistIsReportedAsSuch) {
@@ -59,7 +89,18 @@ TEST_F(ProxyTest, AProxyNameThatDoesNotExistIsReportedAsSuch) {
   pool_.setProxyServer(err, "nothing.invalid", 80);
   Received received;
   get("/file", received);
-  EXPECT_EQ(received.reason, CONNECTION_ERROR_PROXY);
+  EXPECT_EQ(received.reason, 4U);
+  EXPECT_FALSE(received.systemNumber);
+  EXPECT_EQ(received.underlying, 5);
+}
+
+TEST_F(ProxyTest, AHostWithAnUnderscoreIsNamedToTheProxy) {
+  Krell::Err err;
+  ASSERT_NE(pool_.setServer(err, "my_library.invalid", 8080, nullptr), 0);
+  proxy_.serve("http://my_library.invalid:8080/file", "through the proxy");
+  Received received;
+  get("/file", received);
+  EXPECT_EQ(received.body, "through the proxy");
 }
 
 TEST_F(ProxyTest, RefusesInvalidProxies) {
@@ -68,15 +109,31 @@ TEST_F(ProxyTest, RefusesInvalidProxies) {
   EXPECT_STREQ(err.chain.head->message, "Invalid proxy \"a b\", port 80");
 }
 
-TEST_F(ProxyTest, ADirectPoolIgnoresTheEnvironment) {
+TEST_F(ProxyTest, ADirectPoolIgnoresTheProxyInTheEnvironment) {
   ScriptedServer server;
   server.serve("/file", "direct");
-  ASSERT_EQ(putenv(const_cast<char*>("http_proxy=http://127.0.0.1:9")), 0);
+  const EnvironmentVariable lower("http_proxy", proxy_.address());
+  const EnvironmentVariable all("ALL_PROXY", proxy_.address());
   configure("127.0.0.1", server.port());
   Received received;
   get("/file", received);
   EXPECT_EQ(received.body, "direct");
   EXPECT_TRUE(proxy_.requests().empty());
+}
+
+TEST_F(ProxyTest, APoolWithAProxyIgnoresTheExceptionsInTheEnvironment) {
+  ScriptedServer server;
+  server.serve("/file", "direct");
+  proxy_.serve(server.address() + "/file", "through the proxy");
+  configure("127.0.0.1", server.port());
+  Krell::Err err;
+  pool_.setProxyServer(err, "127.0.0.1", proxy_.port());
+  const EnvironmentVariable lower("no_proxy", "127.0.0.1");
+  const EnvironmentVariable upper("NO_PROXY", "*");
+  Received received;
+  get("/file", received);
+  EXPECT_EQ(received.body, "through the proxy");
+  EXPECT_TRUE(server.requests().empty());
 }
 
 }  // namespace

@@ -72,6 +72,10 @@ TEST_F(SlowResolverTest, AnAbortDoesNotWaitForTheResolver) {
   EXPECT_EQ(received.errorCalls, 0);
 }
 
+TEST_F(SlowResolverTest, TheHostIsAskedTenTimesASecondMeanwhile) {
+  expectToBeAskedTenTimesASecond();
+}
+
 TEST_F(SlowResolverTest, DestroyDoesNotWaitForTheResolver) {
   Received received;
   startResolving(received);

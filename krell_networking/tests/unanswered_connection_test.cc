@@ -63,6 +63,10 @@ class UnansweredConnection : public PoolFixture {
   FullListener listener_;
 };
 
+TEST_F(UnansweredConnection, LetsTheHostBeAskedTenTimesASecond) {
+  expectToBeAskedTenTimesASecond();
+}
+
 TEST_F(UnansweredConnection, IsAbortedAtOnce) {
   Received received;
   const int index = start("/file", received);
