@@ -1,5 +1,7 @@
 // Servers over TLS that are not who they should be, or speak a protocol that nobody should.
 // POSIX only: the test's server is OpenSSL's, which is not built for Windows here.
+#include <openssl/bio.h>
+
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -17,6 +19,31 @@ constexpr const char* kRefused = "Connection error: reason=13 extraF=0 underlyin
 constexpr const char* kNoTls = "Connection error: reason=3 extraF=0 underlying=35";
 constexpr const char* kAuthority = "Test authority";
 constexpr const char* kLocal = "DNS:localhost,IP:127.0.0.1";
+
+/// Makes OpenSSL allow every protocol and cipher that it has, as some administrator may
+/// have: that must not matter. Read once in a process, so it is there before main().
+class EverythingAllowed {
+ public:
+  EverythingAllowed() {
+    writeFile(directory_ / "openssl.cnf",
+              "openssl_conf = all\n[all]\nssl_conf = ssl\n[ssl]\nsystem_default = defaults\n"
+              "[defaults]\nMinProtocol = TLSv1\nCipherString = ALL:@SECLEVEL=0\n");
+    setenv("OPENSSL_CONF", (directory_ / "openssl.cnf").c_str(), 1);
+  }
+
+ private:
+  TempDir directory_;
+};
+const EverythingAllowed everythingAllowed;
+
+/// The protocol that OpenSSL's own client speaks with `server`, 0 when they find none.
+int protocolWith(const TlsServer& server) {
+  const OpenSsl<SSL_CTX> context(SSL_CTX_new(TLS_client_method()));
+  const OpenSsl<SSL> connection(SSL_new(context.get()));
+  BIO* transport = BIO_new_connect(("127.0.0.1:" + std::to_string(server.port())).c_str());
+  SSL_set_bio(connection.get(), transport, transport);
+  return SSL_connect(connection.get()) == 1 ? SSL_version(connection.get()) : 0;
+}
 
 // The trust store is read from the environment when a host starts the network.
 class TrustedAuthority {
@@ -96,6 +123,13 @@ TEST_F(UntrustedServer, WithACertificateThatNoAuthorityIssuedIsRefused) {
   // A server's certificate must not vouch for others.
   const Identity server = serverIdentity(kLocal, -1, 30);
   expectRefused(makeServerIdentity(&server, kLocal, -1, 30), kRefused);
+}
+
+TEST_F(UntrustedServer, ThatSpeaksAnOldProtocolIsNotRefusedBySettingsOfOpenSsl) {
+  for (const int version : {TLS1_VERSION, TLS1_1_VERSION}) {
+    const TlsServer server(serverIdentity(kLocal, -1, 30), version);
+    EXPECT_EQ(protocolWith(server), version) << "the tests below would hold without our doing";
+  }
 }
 
 TEST_F(UntrustedServer, ThatSpeaksTls10IsRefused) {
