@@ -5,8 +5,8 @@
 #include <string>
 #include <system_error>
 
-#include "mtlpublish/file_name.h"
 #include "mtlpublish/link.h"
+#include "rules/utf8.h"
 
 namespace mtlpublish {
 
@@ -18,7 +18,7 @@ bool liesWithin(const fs::path& path, const fs::path& folder) {
 }
 
 std::optional<fs::path> fileWithin(const fs::path& root, std::string_view name) {
-  if (!isValidUtf8(name)) return std::nullopt;
+  if (!mtlrules::isValidUtf8(name)) return std::nullopt;
   if (name.find('\\') != name.npos || name.find('\0') != name.npos) return std::nullopt;
   name.remove_prefix(std::min(name.find_first_not_of('/'), name.size()));
   const fs::path relative = fs::u8path(name);

@@ -10,6 +10,7 @@
 #include "mtlpublish/error_message.h"
 #include "mtlpublish/file_name.h"
 #include "mtlpublish/parallel_work.h"
+#include "rules/printable.h"
 
 namespace mtlpublish {
 
@@ -23,11 +24,12 @@ struct Reading {
 };
 
 std::string unreadable(const LibraryFile& file, const std::error_code& error) {
-  return printableName(file.path) + ": cannot be read: " + errorMessage(error);
+  return mtlrules::printable(file.path) + ": cannot be read: " + errorMessage(error);
 }
 
 std::string changedMeanwhile(const LibraryFile& file) {
-  return printableName(file.path) + ": changed during the build; build again once it is complete";
+  return mtlrules::printable(file.path) +
+         ": changed during the build; build again once it is complete";
 }
 
 void readAll(const std::vector<DigestedFile>& files, std::vector<Reading>& readings,

@@ -13,24 +13,12 @@ namespace mtlpublish {
 /// separator, this is the first length that leaves no room for a target folder.
 constexpr std::size_t kUnsavablePathLength = 259;
 
-bool isValidUtf8(std::string_view text);
-
-/// The byte length of the code point that starts at `text[position]`. `text` is valid
-/// UTF-8.
-std::size_t codePointLength(std::string_view text, std::size_t position);
-
-/// The code points of `text`, which is valid UTF-8.
-std::u32string codePoints(std::string_view text);
-
 /// The last component of `path` in UTF-8; bytes that are not UTF-8 are kept as they are.
 std::string fileName(const std::filesystem::path& path);
 
 /// Why no client can hold a file or folder of this name, in words that follow
 /// "NAME: "; empty when every client can.
 std::string nameProblem(std::string_view name);
-
-/// The name with bytes that a terminal must not be given written as \xHH.
-std::string printableName(std::string_view name);
 
 }  // namespace mtlpublish
 

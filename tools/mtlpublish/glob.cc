@@ -1,11 +1,10 @@
 // Parsed once into pieces; matched with a single point of return, so that no
 // pattern takes long.
 #include "mtlpublish/glob.h"
+#include "rules/utf8.h"
 
 #include <algorithm>
 #include <array>
-
-#include "mtlpublish/file_name.h"
 
 namespace mtlpublish {
 
@@ -14,14 +13,14 @@ std::optional<Glob> Glob::parse(std::string_view pattern, std::string& problem) 
     problem = "is empty";
     return std::nullopt;
   }
-  if (!isValidUtf8(pattern)) {
+  if (!mtlrules::isValidUtf8(pattern)) {
     problem = "is not valid UTF-8";
     return std::nullopt;
   }
   Glob glob;
   glob.text_ = pattern;
   glob.wholePath_ = pattern.find('/') != pattern.npos;
-  const std::u32string characters = codePoints(pattern);
+  const std::u32string characters = mtlrules::codePoints(pattern);
   for (std::size_t i = 0; i < characters.size(); ++i) {
     Token token{Kind::kOneOf, {}};
     if (characters[i] == U'*') {
@@ -72,7 +71,7 @@ bool Glob::accepts(const Token& token, char32_t character) {
 
 bool Glob::matches(std::string_view path) const {
   if (!wholePath_) path.remove_prefix(path.rfind('/') + 1);
-  const std::u32string text = codePoints(path);
+  const std::u32string text = mtlrules::codePoints(path);
   std::size_t token = 0;
   std::size_t position = 0;
   // Where to go on when what follows the last '*' does not match: that '*' takes one

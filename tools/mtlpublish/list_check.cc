@@ -11,29 +11,18 @@
 #include "mtlpublish/fold_case.h"
 #include "mtlpublish/tree_scan.h"
 #include "platform/windows_names.h"
+#include "rules/printable.h"
+#include "rules/utf8.h"
 
 namespace mtlpublish {
 
 namespace {
 
 constexpr std::string_view kSeparators = "/\\";
-constexpr std::string_view kBlanks = " \t\r\n";
-
-/// The text with every line break, and the blanks around it, made one blank.
-std::string oneLine(std::string_view text) {
-  std::string line;
-  while (!text.empty()) {
-    const std::string_view word = text.substr(0, text.find_first_of(kBlanks));
-    if (!line.empty() && !word.empty()) line += ' ';
-    line += word;
-    text.remove_prefix(std::min(word.size() + 1, text.size()));
-  }
-  return line;
-}
 
 /// "" when every client can hold a file of this path.
 std::string pathProblem(std::string_view path) {
-  if (!isValidUtf8(path)) return "the name is not valid UTF-8";
+  if (!mtlrules::isValidUtf8(path)) return "the name is not valid UTF-8";
   if (path.size() >= kUnsavablePathLength) {
     return "the path has " + std::to_string(path.size()) + " bytes, no client can hold more than " +
            std::to_string(kUnsavablePathLength - 1);
@@ -43,7 +32,7 @@ std::string pathProblem(std::string_view path) {
     path.remove_prefix(std::min(name.size() + 1, path.size()));
     const bool isStep = name.empty() || name == "." || name == "..";
     if (!isStep && !Platform::isHeldByWindows(name)) {
-      return "Windows cannot hold the name \"" + printableName(name) + "\"";
+      return "Windows cannot hold the name \"" + mtlrules::printable(name) + "\"";
     }
   }
   return "";
@@ -74,12 +63,14 @@ class NameClashes {
     bool isFolder;
   };
 
-  static Key keyOf(const std::string& path) { return foldCase(codePoints(path)); }
+  static Key keyOf(const std::string& path) { return foldCase(mtlrules::codePoints(path)); }
   static Key parentOf(const Key& key) {
     const std::size_t end = key.rfind(U'/');
     return end == key.npos ? Key() : key.substr(0, end);
   }
-  static std::string quoted(const std::string& path) { return '"' + printableName(path) + '"'; }
+  static std::string quoted(const std::string& path) {
+    return '"' + mtlrules::printable(path) + '"';
+  }
   static std::string clash(const Use& use, const std::string& path) {
     if (use.isFolder) return "is a folder of other files, too";
     if (use.path != path) {
@@ -96,16 +87,16 @@ void checkNames(CheckedList& list) {
   for (const library_list::ListedFile& file : list.files) {
     std::string problem = pathProblem(file.path);
     // What is not UTF-8 has no case.
-    if (isValidUtf8(file.path)) {
+    if (mtlrules::isValidUtf8(file.path)) {
       const std::string clash = clashes.add(library_list::plainPath(file.path));
       if (problem.empty()) problem = clash;
     }
-    if (!problem.empty()) list.problems.push_back(printableName(file.path) + ": " + problem);
+    if (!problem.empty()) list.problems.push_back(mtlrules::printable(file.path) + ": " + problem);
   }
 }
 
 std::string problemLine(const library_list::ListProblem& problem) {
-  std::string name = problem.path.empty() ? kListName : printableName(problem.path);
+  std::string name = problem.path.empty() ? kListName : mtlrules::printable(problem.path);
   if (problem.path.empty() && problem.number > 0) {
     name += ": entry " + std::to_string(problem.number);
   }
@@ -126,7 +117,7 @@ CheckedList checkList(std::string_view text) {
     list.problems.push_back(listName +
                             "does not end in a line break; clients leave out the last byte");
   } else if (!refusal.empty()) {
-    list.problems.push_back(listName + "clients refuse it: " + printableName(oneLine(refusal)));
+    list.problems.push_back(listName + "clients refuse it: " + mtlrules::printableLine(refusal));
   }
   for (const library_list::ListProblem& problem : problems)
     list.problems.push_back(problemLine(problem));

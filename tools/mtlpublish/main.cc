@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "mtlpublish/error_message.h"
-#include "mtlpublish/file_name.h"
 #include "mtlpublish/glob.h"
 #include "mtlpublish/interrupt.h"
 #include "mtlpublish/link.h"
@@ -24,6 +23,7 @@
 #include "process/standard_streams.h"
 #include "process/system.h"
 #include "quantity/quantity_text.h"
+#include "rules/printable.h"
 #include "terminal/console.h"
 
 namespace {
@@ -155,7 +155,7 @@ void printChanges(const mtlpublish::PublishResult& result, bool names) {
   const auto printNames = [names](const char* what, const std::vector<std::string>& paths) {
     if (!names) return;
     for (const std::string& path : paths)
-      std::cout << what << mtlpublish::printableName(path) << '\n';
+      std::cout << what << mtlrules::printable(path) << '\n';
   };
   printNames("added    ", changes.added);
   printNames("changed  ", changes.changed);

@@ -11,10 +11,10 @@
 #include "mtlpublish/error_message.h"
 #include "mtlpublish/file_content.h"
 #include "mtlpublish/file_list.h"
-#include "mtlpublish/file_name.h"
 #include "mtlpublish/link.h"
 #include "mtlpublish/replace_file.h"
 #include "mtlpublish/tree_scan.h"
+#include "rules/printable.h"
 
 namespace mtlpublish {
 
@@ -75,7 +75,7 @@ void refuseEmptyVariants(const std::vector<DigestedFile>& files,
                          std::vector<std::string>& problems) {
   for (const DigestedFile& file : files) {
     if (file.state.size == 0 && isLossyVariant(files, file.file.path)) {
-      problems.push_back(printableName(file.file.path) + ": a lossy variant that is empty");
+      problems.push_back(mtlrules::printable(file.file.path) + ": a lossy variant that is empty");
     }
   }
 }
@@ -186,7 +186,7 @@ PublishResult publish(const fs::path& folder, const PublishOptions& options) {
   std::error_code error;
   const fs::path root = canonicalFolder(folder, error);
   if (error) {
-    result.problems.push_back(printableName(folder.u8string()) + ": " + errorMessage(error));
+    result.problems.push_back(mtlrules::printable(folder.u8string()) + ": " + errorMessage(error));
     return result;
   }
 

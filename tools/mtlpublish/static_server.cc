@@ -18,6 +18,8 @@
 #include "mtlpublish/http_file.h"
 #include "mtlpublish/socket_options.h"
 #include "mtlpublish/tree_scan.h"
+#include "rules/printable.h"
+#include "rules/utf8.h"
 
 namespace mtlpublish {
 
@@ -169,8 +171,9 @@ std::string_view withoutLeadingSlashes(std::string_view path) {
 }
 
 bool isToFail(const ServerOptions& options, std::string_view path) {
-  return isValidUtf8(path) && std::any_of(options.fail.begin(), options.fail.end(),
-                                          [path](const Glob& glob) { return glob.matches(path); });
+  return mtlrules::isValidUtf8(path) &&
+         std::any_of(options.fail.begin(), options.fail.end(),
+                     [path](const Glob& glob) { return glob.matches(path); });
 }
 
 HandlerResponse answer(const fs::path& root, const ServerOptions& options,
@@ -203,7 +206,7 @@ std::string logLine(const httplib::Request& request, const httplib::Response& re
   const Answering answered = std::exchange(answering, std::nullopt).value_or(Answering{now, 0});
   const bool hasText = request.method != "HEAD" && !response.body.empty();
   const std::uint64_t bytes = hasText ? response.body.size() : answered.sent;
-  return printableName(request.method + " " + request.target) + " " +
+  return mtlrules::printable(request.method + " " + request.target) + " " +
          std::to_string(response.status) + " " + std::to_string(bytes) + " bytes " +
          std::to_string(
              std::chrono::duration_cast<std::chrono::milliseconds>(now - answered.start).count()) +

@@ -9,6 +9,7 @@
 #include "mtlpublish/error_message.h"
 #include "mtlpublish/file_name.h"
 #include "mtlpublish/link.h"
+#include "rules/printable.h"
 
 namespace mtlpublish {
 
@@ -119,7 +120,7 @@ class Scanner {
   void addProblem(std::string_view relative, const std::string& problem) {
     if (!relative.empty() && relative.back() == '/') relative.remove_suffix(1);
     const std::string name = relative.empty() ? root_.u8string() : std::string(relative);
-    result_.problems.push_back(printableName(name) + ": " + problem);
+    result_.problems.push_back(mtlrules::printable(name) + ": " + problem);
   }
 
   const fs::path& root_;

@@ -15,11 +15,11 @@
 #include "mtlpublish/contained_path.h"
 #include "mtlpublish/error_message.h"
 #include "mtlpublish/file_content.h"
-#include "mtlpublish/file_name.h"
 #include "mtlpublish/link.h"
 #include "mtlpublish/list_check.h"
 #include "mtlpublish/parallel_work.h"
 #include "mtlpublish/tree_scan.h"
+#include "rules/printable.h"
 
 namespace mtlpublish {
 
@@ -153,7 +153,7 @@ class Server : public Source {
 
  private:
   static std::string unfetched(const std::string& problem) {
-    return "cannot be fetched: " + printableName(problem);
+    return "cannot be fetched: " + mtlrules::printable(problem);
   }
 
   library_list::Download download(const ListedFile& file, bool quick, Found& found,
@@ -205,8 +205,8 @@ std::string difference(const ListedFile& listed, const Found& found) {
 }
 
 std::string nameOf(const ListedFile& file) {
-  std::string name = printableName(file.remotePath);
-  if (file.remotePath != file.path) name += " (for " + printableName(file.path) + ")";
+  std::string name = mtlrules::printable(file.remotePath);
+  if (file.remotePath != file.path) name += " (for " + mtlrules::printable(file.path) + ")";
   return name;
 }
 
@@ -265,7 +265,7 @@ VerifyResult failed(const std::string& problem) {
 VerifyResult verifyFolder(const fs::path& folder, const VerifyOptions& options) {
   std::error_code error;
   const fs::path root = canonicalFolder(folder, error);
-  if (error) return failed(printableName(folder.u8string()) + ": " + errorMessage(error));
+  if (error) return failed(mtlrules::printable(folder.u8string()) + ": " + errorMessage(error));
   Folder source(root);
   return verify(source, options);
 }
@@ -279,7 +279,7 @@ VerifyResult verifyAddress(const std::string& address, library_list::FetchReques
     return failed("the address: one with a user name is not taken");
   }
   if (library_list::fileUrl(base, kListName).empty()) {
-    return failed(printableName(address) + ": is no address of http or https");
+    return failed(mtlrules::printable(address) + ": is no address of http or https");
   }
   Server source(base, std::move(connection));
   return verify(source, options);

@@ -1,8 +1,8 @@
 // The name comes last: it is what a narrow terminal can do without.
 #include "mtlpublish/work_progress.h"
 
-#include "mtlpublish/file_name.h"
 #include "quantity/quantity_text.h"
+#include "rules/printable.h"
 
 namespace mtlpublish {
 
@@ -12,7 +12,7 @@ std::string progressText(const WorkProgress& progress) {
   };
   return std::to_string(progress.filesDone) + " of " + std::to_string(progress.files) +
          (progress.files == 1 ? " file, " : " files, ") + bytesText(progress.bytesDone) + " of " +
-         bytesText(progress.bytes) + "  " + printableName(progress.file);
+         bytesText(progress.bytes) + "  " + mtlrules::printable(progress.file);
 }
 
 }  // namespace mtlpublish

@@ -7,7 +7,7 @@
 
 #include "mtlhost/system.h"
 #include "mtllib/transfer_progress.h"
-#include "mtlsync/printable.h"
+#include "rules/printable.h"
 
 namespace mtlsync {
 
@@ -40,13 +40,13 @@ std::optional<ConnectionNumbers> connectionNumbersOf(const ErrorEntry& entry) {
 
 std::string entryText(const ErrorEntry& entry, bool detailed) {
   const std::string code = std::to_string(entry.code);
-  std::string text = printableLine(entry.message);
+  std::string text = mtlrules::printableLine(entry.message);
   if (text.empty()) text = "error " + code;
   const std::string explanation = explanationOf(entry);
   if (!explanation.empty()) text += " (" + explanation + ")";
   if (!detailed) return text;
-  return text + " [" + (entry.tag.empty() ? "" : printableLine(entry.tag) + ", ") + "code " + code +
-         "]";
+  return text + " [" + (entry.tag.empty() ? "" : mtlrules::printableLine(entry.tag) + ", ") +
+         "code " + code + "]";
 }
 
 }  // namespace

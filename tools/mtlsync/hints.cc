@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "mtllib/transfer_progress.h"
-#include "mtlsync/printable.h"
+#include "rules/printable.h"
 
 namespace mtlsync {
 
@@ -73,8 +73,8 @@ bool isOfStampOrList(const ErrorEntries& errors) {
 std::string lackingFileHint(const Options& options) {
   const std::string fact = "The library lacks a file that it lists";
   if (!options.subPath.empty()) return fact + ": tell its publisher.";
-  return printableLine(fact + "; \"mtlpublish verify " + shellWord(options.url) +
-                       "\" names it: tell its publisher.");
+  return mtlrules::printableLine(fact + "; \"mtlpublish verify " + shellWord(options.url) +
+                                 "\" names it: tell its publisher.");
 }
 
 /// For a status that refuses what every library has; "" for all others.
@@ -128,7 +128,7 @@ std::string commandWith(const std::string& option, const Options& options) {
   const auto looksLikeAnOption = [](const std::string& name) { return name.rfind('-', 0) == 0; };
   if (looksLikeAnOption(options.url) || looksLikeAnOption(directory)) text += "-- ";
   text += options.url.empty() ? "URL" : shellWord(options.url);
-  return printableLine(text + ' ' + shellWord(directory));
+  return mtlrules::printableLine(text + ' ' + shellWord(directory));
 }
 
 std::string hintForDifferences(const RunRecord& record, const Options& options) {
@@ -152,7 +152,7 @@ std::string hintFor(const ErrorEntries& errors, const Options& options) {
     return httpStatusHint(*status, errors, options);
   }
   if (isCausedBy(errors, {kAccessDenied, kWriteProtected})) {
-    return printableLine("Check that you may write in \"" + options.directory + "\".");
+    return mtlrules::printableLine("Check that you may write in \"" + options.directory + "\".");
   }
   return "";
 }

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "mtlsync/printable.h"
+#include "rules/printable.h"
 
 namespace mtlsync {
 
@@ -144,7 +144,7 @@ std::string takeNames(const Typed& typed, Options& options) {
 }
 
 CommandLine wrongUsage(const std::string& problem) {
-  return {CommandLine::Outcome::kWrongUsage, {}, printableLine(problem)};
+  return {CommandLine::Outcome::kWrongUsage, {}, mtlrules::printableLine(problem)};
 }
 
 }  // namespace

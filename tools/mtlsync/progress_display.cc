@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "mtlhost/progress.h"
-#include "mtlsync/printable.h"
+#include "rules/printable.h"
 
 namespace mtlsync {
 
@@ -23,7 +23,7 @@ ProgressDisplay::ProgressDisplay(terminal::Console& console, Clock now)
 
 void ProgressDisplay::setText(const std::string& text) {
   const mtlhost::Caption caption = mtlhost::parseCaption(text);
-  const std::string phase = printableLine(caption.phase);
+  const std::string phase = mtlrules::printableLine(caption.phase);
   if (phase != progress_.phase) beginPhase(phase);
   captionBytes_ = caption.megabytesDone * kBytesPerMegabyte;
   progress_.totalMegabytes = caption.megabytesTotal;
@@ -50,7 +50,7 @@ void ProgressDisplay::update(std::int64_t totalBytes) {
 }
 
 void ProgressDisplay::setFile(const std::string& name) {
-  if (showsFiles()) progress_.file = printableLine(name);
+  if (showsFiles()) progress_.file = mtlrules::printableLine(name);
 }
 
 void ProgressDisplay::endPhase() {

@@ -13,8 +13,8 @@
 #include "mtlsync/hints.h"
 #include "mtlsync/local_copy.h"
 #include "mtlsync/outcome.h"
-#include "mtlsync/printable.h"
 #include "quantity/quantity_text.h"
+#include "rules/printable.h"
 #include "terminal/display_width.h"
 
 namespace mtlsync {
@@ -44,7 +44,7 @@ std::string firstLineOf(const std::string& text) {
   const std::size_t begin = text.find_first_not_of(" \t\r\n");
   if (begin == text.npos) return "";
   const std::size_t end = text.find_first_of("\r\n", begin);
-  return printableLine(text.substr(begin, end - begin));
+  return mtlrules::printableLine(text.substr(begin, end - begin));
 }
 
 bool readStart(const fs::path& path, std::string& text, std::error_code& error) {

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <utility>
 
-#include "mtlsync/printable.h"
+#include "rules/printable.h"
 
 namespace mtlsync {
 
@@ -29,12 +29,13 @@ void SyncObserver::showRemoved(const std::string& path) {
   // Whoever reads the events has been told.
   const bool told = outputs_.events != nullptr && verbosity_ != Verbosity::kVerbose;
   if (told || verbosity_ == Verbosity::kQuiet) return;
-  outputs_.messages.printLine("Removed \"" + printableLine(path) + "\"");
+  outputs_.messages.printLine("Removed \"" + mtlrules::printableLine(path) + "\"");
 }
 
 void SyncObserver::leftAsItIs(const std::string& path) {
   if (record_.leftAsTheyAre++ == 0) record_.firstLeft = path;
-  survived(ownError('"' + printableLine(path) + "\" is not a regular file; left as it is"));
+  survived(
+      ownError('"' + mtlrules::printableLine(path) + "\" is not a regular file; left as it is"));
 }
 
 void SyncObserver::difference(const std::string& path, const std::string& kind,
@@ -44,7 +45,7 @@ void SyncObserver::difference(const std::string& path, const std::string& kind,
   record_.foundUnreadable = record_.foundUnreadable || kind == "unreadable";
   if (JsonEvents* to = events()) return to->difference(path, kind, text);
   outputs_.messages.hideStatus();
-  outputs_.results.printLine(printableLine(path) + ": " + printableLine(text));
+  outputs_.results.printLine(mtlrules::printableLine(path) + ": " + mtlrules::printableLine(text));
 }
 
 bool SyncObserver::listReceived(std::int64_t bytes) {
@@ -102,7 +103,7 @@ void SyncObserver::info(const mtlhost::Message& message) {
 void SyncObserver::warning(const std::string& text) {
   record_.warned = true;
   if (JsonEvents* to = events()) to->text("warning", text);
-  printWarning(printableLine(text));
+  printWarning(mtlrules::printableLine(text));
 }
 
 void SyncObserver::survived(const ErrorEntry& entry) {
@@ -159,7 +160,7 @@ void SyncObserver::tell(const char* event, const mtlhost::Message& message) {
   if (!prints && outputs_.events == nullptr) return;
   const std::string text = message.text();
   if (JsonEvents* to = events()) to->text(event, text);
-  if (prints) outputs_.messages.printLine(printableLine(text));
+  if (prints) outputs_.messages.printLine(mtlrules::printableLine(text));
 }
 
 void SyncObserver::printWarning(const std::string& text) {

@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "mtlhost/utf8.h"
+#include "rules/utf8.h"
 
 namespace terminal {
 
@@ -48,17 +48,11 @@ int columnsOf(std::uint32_t character) {
   return isIn(kWide, character) ? 2 : 1;
 }
 
-/// What `text`, which is not empty, begins with; a byte that is no UTF-8 counts as one.
-mtlhost::Utf8Character firstOf(std::string_view text) {
-  const mtlhost::Utf8Character first = mtlhost::firstCharacter(text);
-  return first.length > 0 ? first : mtlhost::Utf8Character{0xFFFD, 1};
-}
-
 /// How many bytes from the start of `text` take at most so many columns.
 std::size_t bytesThatFit(std::string_view text, int columns) {
   std::size_t bytes = 0;
   while (bytes < text.size()) {
-    const mtlhost::Utf8Character next = firstOf(text.substr(bytes));
+    const mtlrules::Utf8Character next = mtlrules::firstCharacter(text.substr(bytes));
     columns -= columnsOf(next.value);
     if (columns < 0) break;
     bytes += next.length;
@@ -75,7 +69,7 @@ int roomBesideEllipsis(int columns) {
 int displayWidth(std::string_view text) {
   int columns = 0;
   while (!text.empty()) {
-    const mtlhost::Utf8Character next = firstOf(text);
+    const mtlrules::Utf8Character next = mtlrules::firstCharacter(text);
     columns += columnsOf(next.value);
     text.remove_prefix(next.length);
   }
@@ -93,7 +87,7 @@ std::string elidedFront(std::string_view text, int columns) {
   const int width = displayWidth(text);
   if (width <= columns) return std::string(text);
   for (int excess = width - std::max(roomBesideEllipsis(columns), 0); excess > 0;) {
-    const mtlhost::Utf8Character first = firstOf(text);
+    const mtlrules::Utf8Character first = mtlrules::firstCharacter(text);
     excess -= columnsOf(first.value);
     text.remove_prefix(first.length);
   }

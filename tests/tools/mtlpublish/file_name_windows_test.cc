@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "mtlpublish/file_name.h"
+#include "rules/utf8.h"
 
 namespace {
 
@@ -12,7 +13,7 @@ TEST(FileName, KeepsHalfASurrogatePairAsBytesThatAreNotUtf8) {
   EXPECT_EQ(fileName(name),
             "a\xED\xA0\xBC"
             "b\xED\xBC\xB3");
-  EXPECT_FALSE(mtlpublish::isValidUtf8(fileName(name)));
+  EXPECT_FALSE(mtlrules::isValidUtf8(fileName(name)));
 }
 
 }  // namespace

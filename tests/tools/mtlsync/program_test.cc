@@ -208,7 +208,7 @@ TEST(Program, PrintsMessagesOfAnyLength) {
 
 TEST(Program, PrintsHostileNamesHarmlessly) {
   EXPECT_EQ(run({"-v", "hostile", "dir"}).err,
-            "Downloading file \"\xEF\xBF\xBD\\x1B]0;owned\\x07 .tx\" (1 bytes)\n");
+            "Downloading file \"\\xFF\\x1B]0;owned\\x07 .tx\" (1 bytes)\n");
   const std::vector<Json::Value> events = readLines(run({"--json", "hostile", "dir"}).out);
   ASSERT_EQ(events.size(), 2U);
   EXPECT_EQ(events[0]["text"].asString(),

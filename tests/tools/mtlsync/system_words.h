@@ -4,22 +4,22 @@
 
 #include <string>
 
-#include "mtlsync/printable.h"
+#include "rules/printable.h"
 #include "support/system_text.h"
 
 /// Of the numbers 111 and 104, which mean something else on Windows.
 inline std::string refusedText() {
-  return mtlsync::printableLine(systemText(111, "Connection refused"));
+  return mtlrules::printableLine(systemText(111, "Connection refused"));
 }
 inline std::string resetText() {
-  return mtlsync::printableLine(systemText(104, "Connection reset by peer"));
+  return mtlrules::printableLine(systemText(104, "Connection reset by peer"));
 }
 
 /// Why a library could not be loaded that does not exist.
 inline std::string missingText(const std::string& file) {
   const std::string reason =
       systemText(126, "cannot open shared object file: No such file or directory");
-  return file + ": " + mtlsync::printableLine(reason);
+  return file + ": " + mtlrules::printableLine(reason);
 }
 
 #endif  // MTLLIB_TESTS_TOOLS_MTLSYNC_SYSTEM_WORDS_H_

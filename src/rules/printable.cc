@@ -1,0 +1,77 @@
+// Bytes are shown, not code points, so that nothing is lost of what is not UTF-8.
+#include "rules/printable.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+#include "rules/utf8.h"
+
+namespace mtlrules {
+
+namespace {
+
+struct Range {
+  std::uint32_t first;
+  std::uint32_t last;
+};
+constexpr std::array<Range, 7> kHidden{{{0x0000, 0x001F},
+                                        {0x007F, 0x009F},
+                                        {0x061C, 0x061C},
+                                        {0x200E, 0x200F},
+                                        {0x2028, 0x2029},
+                                        {0x202A, 0x202E},
+                                        {0x2066, 0x2069}}};
+
+bool isHidden(const Utf8Character& character) {
+  return !character.isValid || std::any_of(kHidden.begin(), kHidden.end(), [&](const Range& range) {
+    return range.first <= character.value && character.value <= range.last;
+  });
+}
+
+void appendEscaped(std::string& result, std::string_view bytes) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    result += {'\\', 'x', kDigits[byte >> 4U], kDigits[byte & 0xFU]};
+  }
+}
+
+// `text` is not empty; takes its first character.
+void takeCharacter(std::string_view& text, std::string& result) {
+  const Utf8Character first = firstCharacter(text);
+  const std::string_view bytes = text.substr(0, first.length);
+  if (isHidden(first)) {
+    appendEscaped(result, bytes);
+  } else {
+    result += bytes;
+  }
+  text.remove_prefix(first.length);
+}
+
+}  // namespace
+
+std::string printable(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  while (!text.empty())
+    takeCharacter(text, result);
+  return result;
+}
+
+std::string printableLine(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r\n";
+  std::string result;
+  result.reserve(text.size());
+  while (true) {
+    const std::size_t count = std::min(text.find_first_not_of(kBlanks), text.size());
+    const std::string_view blanks = text.substr(0, count);
+    text.remove_prefix(count);
+    if (text.empty()) return result;
+    const bool isBroken = blanks.find_first_not_of(' ') != blanks.npos;
+    if (!result.empty()) result += isBroken ? " " : blanks;
+    takeCharacter(text, result);
+  }
+}
+
+}  // namespace mtlrules
