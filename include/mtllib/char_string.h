@@ -249,10 +249,13 @@ class CharString {
     buffer_ = fresh;
   }
 
+  // A record without data gets an empty text.
   void resizeInPlace(std::int64_t size) {
+    const bool hadText = buffer_->data != nullptr;
     void* resized = buffer_->reallocFn(buffer_->data, static_cast<std::size_t>(size));
     if (resized == nullptr) buffer_->freeFn(buffer_->data);
     buffer_->data = static_cast<char*>(resized);
+    if (resized != nullptr && !hadText) buffer_->data[0] = '\0';
   }
 
   CharStringBuffer* buffer_ = nullptr;

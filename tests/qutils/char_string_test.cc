@@ -48,7 +48,9 @@ class ForeignModule {
       EXPECT_EQ(live.erase(block), 1U) << "a block of another module";
       block = static_cast<char*>(block) - kOffset;
     }
+    const bool isNew = block == nullptr;
     auto* whole = static_cast<char*>(std::realloc(block, size + kOffset));
+    if (isNew) std::memset(whole, 'x', size + kOffset);
     char* fresh = whole + kOffset;
     live.insert(fresh);
     lastSize = size;
@@ -460,6 +462,20 @@ TEST(CharString, UnsharingGivesItARecordOfItsOwn) {
   first.data()[0] = 'x';
   EXPECT_STREQ(first.text(), "xbc");
   EXPECT_STREQ(second.text(), "abc");
+}
+
+TEST(CharString, UnsharingARecordWithoutDataGivesItAnEmptyText) {
+  ForeignModule::reset();
+  {
+    CharString text = ForeignModule::makeText("ab");
+    ForeignModule::failing = true;
+    text.assign("abcdef");
+    ForeignModule::failing = false;
+    text.unshare();
+    ASSERT_NE(text.data(), nullptr);
+    EXPECT_EQ(text.data()[0], '\0');
+  }
+  EXPECT_THAT(ForeignModule::live, testing::IsEmpty());
 }
 
 TEST(CharString, SharersMayBeCopiedAndReleasedOnDifferentThreads) {
