@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "mtllib/transfer_progress.h"
+#include "process/system.h"
 #include "rules/printable.h"
 
 namespace mtlsync {
@@ -36,6 +37,14 @@ bool isCausedBy(const ErrorEntries& errors, std::initializer_list<int> codes) {
   return std::find(codes.begin(), codes.end(), errors.back().code) != codes.end();
 }
 
+std::string certificateHint() {
+  const std::string hint = "Check the address and this computer's clock; ";
+  // Where this one is set, the other has no effect.
+  return process::environmentVariable("CURL_CA_BUNDLE").empty()
+             ? hint + "SSL_CERT_FILE can name more authorities to trust."
+             : hint + "the file that CURL_CA_BUNDLE names must have the server's authority.";
+}
+
 std::string connectionHint(std::uint32_t reason) {
   using namespace Krell::Networking;  // NOLINT(google-build-using-namespace)
   switch (reason) {
@@ -48,8 +57,7 @@ std::string connectionHint(std::uint32_t reason) {
     case CONNECTION_ERROR_PROXY:
       return "Check the proxy; --proxy names another one, --no-proxy does without.";
     case CONNECTION_ERROR_CERTIFICATE:
-      return "Check the address and this computer's clock; SSL_CERT_FILE can name more "
-             "authorities to trust.";
+      return certificateHint();
     case CONNECTION_ERROR_SEND:
     case CONNECTION_ERROR_RECEIVE:
     case CONNECTION_ERROR_TRUNCATED:

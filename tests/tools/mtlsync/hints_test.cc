@@ -45,9 +45,6 @@ TEST_F(HintTest, SaysWhatToCheckWhenThereIsNoConnection) {
             "Check the address: perhaps the server speaks http only, or an old TLS.");
   EXPECT_EQ(hintForReason(4),
             "Check the proxy; --proxy names another one, --no-proxy does without.");
-  EXPECT_EQ(hintForReason(13),
-            "Check the address and this computer's clock; SSL_CERT_FILE can name more "
-            "authorities to trust.");
 }
 
 TEST_F(HintTest, SaysThatABrokenTransferCanBeTriedAgain) {

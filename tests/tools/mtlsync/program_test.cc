@@ -15,13 +15,15 @@
 namespace {
 
 namespace fs = std::filesystem;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-ProcessResult run(const std::vector<std::string>& arguments, const std::string& situation = "") {
+ProcessResult run(const std::vector<std::string>& arguments, const std::string& situation = "",
+                  const std::string& trustBundle = "") {
   std::vector<std::string> all{MTLSYNC, "--module", MTLSYNC_FAKE_MODULE};
   all.insert(all.end(), arguments.begin(), arguments.end());
-  return runProcess(all, {{"MTLSYNC_FAKE", situation}});
+  return runProcess(all, {{"MTLSYNC_FAKE", situation}, {"CURL_CA_BUNDLE", trustBundle}});
 }
 
 const std::string kRefusedHint =
@@ -90,6 +92,12 @@ TEST(Program, PrintsTheErrorChain) {
             "certificate could not be verified)\n"
             "Check the address and this computer's clock; SSL_CERT_FILE can name more authorities "
             "to trust.\n");
+}
+
+TEST(Program, NamesTheVariableThatChoosesTheTrustStore) {
+  EXPECT_THAT(run({"certificate", "dir"}, "", "bundle.pem").err,
+              EndsWith("Check the address and this computer's clock; the file that CURL_CA_BUNDLE "
+                       "names must have the server's authority.\n"));
 }
 
 TEST(Program, NamesTheRepairAfterAFailedSave) {
