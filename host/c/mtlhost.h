@@ -108,7 +108,8 @@ typedef struct mtlhost_options {
                                      zero, fields that this version does not know are not
                                      looked at. */
   const char* module_file;      /**< The module; none: the one beside this library. */
-  const char* remote_address;   /**< "https://..."; none: the module's default. */
+  const char* remote_address;   /**< "https://..."; none: the module's default. Slashes at
+                                     its end do not count. */
   const char* target_directory; /**< Folder of the local copy, made if missing. Required. */
   const char* sub_path;         /**< Sub-path of the library: letters, digits, "-._~/". */
   int32_t proxy_mode;           /**< MTLHOST_PROXY_... */

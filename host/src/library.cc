@@ -5,11 +5,13 @@
 #include <atomic>
 #include <cstdint>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "event_stream.h"
 #include "module.h"
 #include "mtlhost/folder_name.h"
+#include "rules/address.h"
 
 namespace mtlhost {
 
@@ -19,13 +21,20 @@ namespace {
 template <typename Handle>
 using Owned = std::unique_ptr<Handle, void (*)(Handle*)>;
 
+/// A CharString alone would become empty when memory runs out, which is another setting.
+QUtils::CharString charStringOf(const std::string& text) {
+  QUtils::CharString copy(text.c_str());
+  if (copy.empty() && !text.empty()) throw std::bad_alloc();
+  return copy;
+}
+
 DownloaderSettings recordOf(const Settings& settings) {
   DownloaderSettings record;
-  record.remoteAddress = settings.remoteAddress.c_str();
+  record.remoteAddress = charStringOf(mtlrules::withoutTrailingSlashes(settings.remoteAddress));
   record.proxyMode = settings.proxyMode;
-  record.proxyAddress = settings.proxyAddress.c_str();
-  record.targetDirectory = withoutClimbing(settings.targetDirectory).c_str();
-  record.subPath = settings.subPath.c_str();
+  record.proxyAddress = charStringOf(settings.proxyAddress);
+  record.targetDirectory = charStringOf(withoutClimbing(settings.targetDirectory));
+  record.subPath = charStringOf(settings.subPath);
   return record;
 }
 

@@ -23,8 +23,10 @@ enum ProxyMode : std::int32_t {
 /// in force for its life; targetDirectory and subPath are read anew on every run.
 struct DownloaderSettings {
   /// Base address of the remote library: "http://" or "https://", host, optional
-  /// port, path. Without a scheme, http. When empty, createDownloader() stores the
-  /// default address here, so that the host sees what will be used.
+  /// port, path. Without a scheme, http. Give no path that is a slash alone: below
+  /// "http://host/" the library asks for "//id.txt", which servers may tell from "/id.txt". When
+  /// empty, createDownloader() stores the default address here, so that the host sees what will be
+  /// used.
   QUtils::CharString remoteAddress;
   /// One of ProxyMode.
   std::int32_t proxyMode = PROXY_MODE_SYSTEM;

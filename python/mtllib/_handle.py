@@ -115,8 +115,7 @@ def _open(library: ctypes.CDLL, settings: Settings, callback: object) -> int:
     options = c.OptionsRecord(
         size=ctypes.sizeof(c.OptionsRecord),
         module_file=None if settings.module is None else _c_path(settings.module),
-        # The library puts a slash behind it, and a server may tell "//" from "/".
-        remote_address=_c_text(settings.url.rstrip("/")),
+        remote_address=_c_text(settings.url),
         target_directory=_c_path(settings.directory),
         sub_path=_c_text(settings.sub_path),
         proxy_mode=c.PROXY_SYSTEM,

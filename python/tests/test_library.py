@@ -45,9 +45,9 @@ def test_a_second_sync_finds_nothing_to_do(
 def test_a_slash_at_the_end_of_the_address_does_not_count(
     server: ScriptedServer, open_library: Opener
 ) -> None:
-    server.publish({})
-    open_library(server.url + "/").check()
-    assert server.requests == ["/lib/id.txt"]
+    server.serve("/id.txt", b"v1\n")
+    open_library(server.address + "/").check()
+    assert server.requests == ["/id.txt"]
 
 
 def test_the_sub_path_is_part_of_the_requests(

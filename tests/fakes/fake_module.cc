@@ -265,8 +265,9 @@ int play(DownloaderImpl* downloader) {
 
 DownloaderImpl* createDownloader(HostCallback* callback, DownloaderSettings* settings) {
   if (isSituation("no downloader")) return nullptr;
+  auto* downloader = new DownloaderImpl{callback, settings};
   ++downloaders;
-  return new DownloaderImpl{callback, settings};
+  return downloader;
 }
 
 void destroyDownloader(DownloaderImpl* downloader) {
@@ -286,8 +287,9 @@ std::int32_t checkForUpdate(DownloaderImpl* downloader) {
 
 NetworkContext* createNetworkContext() {
   if (isSituation("no context")) return nullptr;
+  auto* context = new NetworkContext{isSituation("broken context") ? -5 : 0};
   ++contexts;
-  return new NetworkContext{isSituation("broken context") ? -5 : 0};
+  return context;
 }
 
 void destroyNetworkContext(NetworkContext* context) {

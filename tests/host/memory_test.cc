@@ -31,6 +31,25 @@ TEST(Memory, NothingIsLeft) {
   }
 }
 
+TEST(Memory, NoSettingIsLostWhenItRunsOut) {
+  Observer observer;
+  Settings settings;
+  settings.moduleFile = FAKE_MODULE;
+  settings.remoteAddress = "ok";
+  failEachAllocation([&](FailingAllocation& failing) {
+    Errors problem;
+    std::optional<Library> library;
+    failing.arm();
+    try {
+      library = Library::open(settings, observer, problem);
+    } catch (const std::bad_alloc&) {
+    }
+    failing.disarm();
+    if (!library) return;
+    EXPECT_EQ(library->run().status, Result::Status::kDone);
+  });
+}
+
 TEST(Memory, NothingIsLeftOfAnException) {
   struct : Observer {
     void warning(const std::string& text) override { throw text; }

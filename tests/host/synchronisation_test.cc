@@ -106,6 +106,15 @@ TEST_F(SynchronisationTest, ChecksThenRunsThenIsUpToDate) {
                                      "progress: Downloading files 1000 3/3"}));
 }
 
+TEST_F(SynchronisationTest, TakesASlashBehindAHost) {
+  server_.serve("/id.txt", "v1");
+  Settings settings = settingsFor(directory_ / "target");
+  settings.remoteAddress = server_.address() + "/";
+  Errors problem;
+  EXPECT_EQ(Library::open(settings, observer_, problem)->check().status, Status::kUpdateAvailable);
+  EXPECT_EQ(server_.requestLines(), std::vector<std::string>{"GET /id.txt"});
+}
+
 TEST_F(SynchronisationTest, TellsTheChainNewestFirst) {
   server_.remove("/lib/id.txt");
   const Result result = open(observer_).run();

@@ -19,6 +19,7 @@
 #include "mtlpublish/list_check.h"
 #include "mtlpublish/parallel_work.h"
 #include "mtlpublish/tree_scan.h"
+#include "rules/address.h"
 #include "rules/printable.h"
 
 namespace mtlpublish {
@@ -117,8 +118,8 @@ class Folder : public Source {
 
 class Server : public Source {
  public:
-  Server(std::string address, library_list::FetchRequest connection)
-      : address_(std::move(address)), connection_(std::move(connection)) {}
+  Server(const std::string& address, library_list::FetchRequest connection)
+      : address_(mtlrules::withoutTrailingSlashes(address)), connection_(std::move(connection)) {}
 
   Text read(const std::string& name) override {
     library_list::FetchRequest request = connection_;

@@ -12,6 +12,7 @@
 #include "library_list/list_fetch.h"
 #include "library_list/list_names.h"
 #include "process/system.h"
+#include "rules/address.h"
 
 namespace mtlsync {
 
@@ -118,7 +119,8 @@ class Comparison {
 bool fetchFiles(const Options& options, SyncObserver& observer, std::vector<ListedFile>& files,
                 ErrorEntries& problem) {
   library_list::FetchRequest request;
-  request.url = library_list::listUrl(options.url, options.subPath);
+  request.url =
+      library_list::listUrl(mtlrules::withoutTrailingSlashes(options.url), options.subPath);
   if (request.url.empty()) {
     problem = {ownError("Could not use the address \"" + options.url + "\"")};
     return false;

@@ -96,16 +96,6 @@ void declareSettings(CLI::App& app, Options& options, Typed& typed) {
       ->check(notEmpty());
 }
 
-// The library puts a slash behind the address, and a server may tell "//" from "/".
-std::string withoutTrailingSlashes(std::string url) {
-  const auto endsWith = [&](const std::string& end) {
-    return url.size() >= end.size() && url.compare(url.size() - end.size(), end.size(), end) == 0;
-  };
-  while (endsWith("/") && !endsWith("://"))
-    url.pop_back();
-  return url;
-}
-
 /// The modes that were asked for, by their options.
 std::vector<std::pair<std::string, Mode>> modesOf(const Typed& typed) {
   std::vector<std::pair<std::string, Mode>> modes;
@@ -185,7 +175,6 @@ CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
   std::string problem = contradictionIn(typed, options);
   if (problem.empty()) problem = takeNames(typed, options);
   if (!problem.empty()) return wrongUsage(problem);
-  options.url = withoutTrailingSlashes(options.url);
   options.limits = {*parseSize(typed.maxFileSize), *parseSize(typed.maxTotalSize)};
   if (const auto modes = modesOf(typed); !modes.empty()) options.mode = modes.front().second;
   if (typed.noProxy) options.proxyMode = PROXY_MODE_DISABLED;

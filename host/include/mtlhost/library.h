@@ -25,7 +25,8 @@ namespace mtlhost {
 
 /// What to synchronise, from where, to where. All texts are UTF-8.
 struct Settings {
-  /// "https://materials.example/library"; the library's own default when empty.
+  /// "https://materials.example/library"; the library's own default when empty. Slashes at
+  /// its end do not count.
   std::string remoteAddress;
   /// The folder of the local copy, made if missing.
   std::string targetDirectory;

@@ -152,6 +152,13 @@ TEST_F(VerifyAddress, FetchesWhatClientsFetch) {
   EXPECT_EQ(progress.back().bytes, 13U);
 }
 
+TEST_F(VerifyAddress, TakesASlashBehindAHost) {
+  server_.serve("/id.txt", "stamp");
+  server_.serve("/filelist.json", "[]\n");
+  EXPECT_THAT(mtlpublish::verifyAddress(server_.address() + "/", connection_, options_).problems,
+              IsEmpty());
+}
+
 TEST_F(VerifyAddress, NamesEveryFileThatIsNotWhatTheListSays) {
   server_.remove("/lib/oak.jpeg.tx");
   server_.serve("/lib/empty", "1");

@@ -96,12 +96,6 @@ TEST(CommandLineOptions, EndAtADoubleDash) {
   EXPECT_EQ(options.verbosity, Verbosity::kNormal);
 }
 
-TEST(CommandLineOptions, TakeTheUrlWithoutTrailingSlashes) {
-  EXPECT_EQ(accepted({"http://a/", "d"}).url, "http://a");
-  EXPECT_EQ(accepted({"http://a/b//", "d"}).url, "http://a/b");
-  EXPECT_EQ(accepted({"http://", "d"}).url, "http://");
-}
-
 TEST(CommandLineOptions, TakeNamesAsTheyStand) {
   const Options options = accepted({"[a,b]", "/dir with \"quotes\"", "--sub-path", ""});
   EXPECT_EQ(options.url, "[a,b]");

@@ -63,6 +63,17 @@ TEST_F(VerifyTest, FindsNothingWrongWithAWholeCopy) {
   EXPECT_EQ(quiet.out + quiet.err, "");
 }
 
+TEST_F(VerifyTest, TakesASlashBehindAHost) {
+  server_.serve("/id.txt", "stamp 1");
+  server_.serve("/filelist.json", "[]\n");
+  const ProcessResult result =
+      runProcess({MTLSYNC, "--module", MTLSYNC_REAL_MODULE, "--no-proxy", "-q", "--verify",
+                  server_.address() + "/", dir_ / "copy"});
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(server_.requestLines(),
+            (std::vector<std::string>{"GET /id.txt", "GET /filelist.json"}));
+}
+
 TEST_F(VerifyTest, TellsAProblemALine) {
   writeFile(copy("a.tx"), "abd");
   writeFile(copy("maps/b.tx"), "t");
