@@ -15,7 +15,7 @@ _mtlpublish() {
     esac
   done
   case $previous in
-    --missing | --never | --fail | --port | --delay)
+    --missing | --never | --fail | --port | --delay | --host-name)
       return
       ;;
   esac
@@ -23,7 +23,7 @@ _mtlpublish() {
     '') options+=' --version' ;;
     build) options+=' --missing --never --lossy --no-cache -q --quiet -v --verbose' ;;
     verify) options+=' --quick -q --quiet' ;;
-    serve) options+=' --port --delay --fail -q --quiet' ;;
+    serve) options+=' --port --delay --fail --host-name -q --quiet' ;;
   esac
   if [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")

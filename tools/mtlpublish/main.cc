@@ -12,6 +12,7 @@
 
 #include "mtlpublish/error_message.h"
 #include "mtlpublish/glob.h"
+#include "mtlpublish/host_field.h"
 #include "mtlpublish/interrupt.h"
 #include "mtlpublish/link.h"
 #include "mtlpublish/progress_display.h"
@@ -79,6 +80,10 @@ Prints the address on standard output, then a line for each request on standard
 error: method, path, status, bytes, time. GLOB is as in mtlpublish build --help;
 it is matched against the path below DIR.
 
+Only requests for an IP address or for localhost are answered, so that no web
+page can read the library through a name of its own. Where clients reach the
+server by another name, through a tunnel, say, give that with --host-name.
+
 Examples:
   mtlpublish serve --port 8080 library
   mtlpublish serve --delay 500 --fail 'maps/*' --fail id.txt library)";
@@ -96,6 +101,7 @@ struct Arguments {
   int port = 0;
   int delay = 0;
   std::vector<std::string> fail;
+  std::vector<std::string> hostNames;
 };
 
 void complain(const std::string& message) {
@@ -112,6 +118,10 @@ std::string globProblem(const std::string& pattern) {
   std::string problem;
   if (Glob::parse(pattern, problem)) return {};
   return "pattern '" + pattern + "' " + problem;
+}
+
+std::string hostNameProblem(const std::string& name) {
+  return mtlpublish::isHostName(name) ? "" : "'" + name + "' is not the name of a host";
 }
 
 /// Every pattern has passed globProblem.
@@ -255,6 +265,7 @@ int serve(const Arguments& arguments) {
   mtlpublish::ServerOptions options;
   options.delay = std::chrono::milliseconds(arguments.delay);
   options.fail = parsed(arguments.fail);
+  options.hostNames = arguments.hostNames;
   if (!arguments.quiet) options.log = [](const std::string& line) { std::cerr << line + '\n'; };
   mtlpublish::StaticServer server(root, std::move(options));
   if (!server.listen(arguments.port)) {
@@ -332,6 +343,11 @@ CLI::App* addServe(CLI::App& app, Arguments& arguments) {
       ->type_name("MS")
       ->check(range(0, 3'600'000));
   addGlobs(command, "--fail", arguments.fail, "Files whose requests fail with status 503");
+  command->add_option("--host-name", arguments.hostNames, "Answer requests for this host, too")
+      ->type_name("NAME")
+      ->option_text("NAME")
+      ->allow_extra_args(false)
+      ->check(CLI::Validator(hostNameProblem, "", "host name"));
   command->add_flag("-q,--quiet", arguments.quiet, "Log no requests");
   command->footer(kServeFooter);
   return command;

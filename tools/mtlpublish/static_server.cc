@@ -5,6 +5,7 @@
 #include <httplib.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <fstream>
 #include <mutex>
@@ -12,9 +13,11 @@
 #include <thread>
 #include <utility>
 
+#include "mtlpublish/connection.h"
 #include "mtlpublish/contained_path.h"
 #include "mtlpublish/file_name.h"
 #include "mtlpublish/file_state.h"
+#include "mtlpublish/host_field.h"
 #include "mtlpublish/http_file.h"
 #include "mtlpublish/socket_options.h"
 #include "mtlpublish/tree_scan.h"
@@ -32,16 +35,18 @@ using HandlerResponse = httplib::Server::HandlerResponse;
 constexpr const char* kLoopback = "127.0.0.1";
 // A connection keeps a thread while it is open, and a client holds five of them.
 constexpr std::size_t kThreads = 64;
-// How long a client may leave a connection unused, or a transfer at a standstill.
-constexpr std::time_t kPatienceSeconds = 60;
-// A client may fetch its whole library over one connection.
-constexpr std::size_t kRequestsPerConnection = 1'000'000'000;
 constexpr std::size_t kPiece = 262144;
+constexpr const char* kNoBody = "A request must have no body.\n";
 
 enum Status {
   kPartialContent = 206,
   kNotModified = 304,
+  kBadRequest = 400,
+  kNotFound = 404,
+  kPayloadTooLarge = 413,
+  kUriTooLong = 414,
   kRangeNotSatisfiable = 416,
+  kMisdirectedRequest = 421,
   kServiceUnavailable = 503
 };
 
@@ -51,6 +56,9 @@ struct Answering {
   std::uint64_t sent;
 };
 thread_local std::optional<Answering> answering;
+
+/// Whether the thread's connection ends with the answer that it was given last.
+thread_local bool isLastAnswer = false;
 
 /// The bytes of a file that are asked for.
 struct Part {
@@ -176,12 +184,39 @@ bool isToFail(const ServerOptions& options, std::string_view path) {
                      [path](const Glob& glob) { return glob.matches(path); });
 }
 
+bool hasBody(const httplib::Request& request) {
+  const auto [first, last] = request.headers.equal_range("Content-Length");
+  return request.has_header("Transfer-Encoding") ||
+         std::any_of(first, last, [](const auto& field) { return field.second != "0"; });
+}
+
+HandlerResponse refuse(int status, const char* reason, httplib::Response& response) {
+  response.status = status;
+  response.set_content(reason, "text/plain");
+  return HandlerResponse::Handled;
+}
+
 HandlerResponse answer(const fs::path& root, const ServerOptions& options,
                        const httplib::Request& request, httplib::Response& response) {
   answering = Answering{steady_clock::now(), 0};
+  if (hasBody(request)) {
+    return refuse(kPayloadTooLarge, kNoBody, response);
+  }
+  if (request.get_header_value_count("Host") > 1) {
+    return refuse(kBadRequest, "A request must have one Host field.\n", response);
+  }
+  if (!isOwnHost(request.get_header_value("Host"), options.hostNames)) {
+    return refuse(kMisdirectedRequest,
+                  "This server answers to IP addresses and to localhost. Names must be given to "
+                  "mtlpublish serve with --host-name.\n",
+                  response);
+  }
   std::this_thread::sleep_for(options.delay);
-  // The server reads, and refuses, whatever comes with other methods.
-  if (request.method != "GET" && request.method != "HEAD") return HandlerResponse::Unhandled;
+  // The server would read what comes with other methods.
+  if (request.method != "GET" && request.method != "HEAD") {
+    response.status = kNotFound;
+    return HandlerResponse::Handled;
+  }
   const std::string_view path = withoutLeadingSlashes(request.path);
   if (isToFail(options, path)) {
     response.status = kServiceUnavailable;
@@ -193,7 +228,17 @@ HandlerResponse answer(const fs::path& root, const ServerOptions& options,
   return answerWithFile(*file, request, response);
 }
 
-void completeHeader(httplib::Response& response) {
+/// True when the client may have sent more than was read.
+bool isRestUnknown(const httplib::Request& request, const httplib::Response& response) {
+  return response.status == kBadRequest || response.status == kUriTooLong || hasBody(request);
+}
+
+void completeHeader(const httplib::Request& request, httplib::Response& response) {
+  isLastAnswer = isRestUnknown(request, response);
+  if (isLastAnswer) response.headers.erase("Connection");
+  if (isLastAnswer) response.set_header("Connection", "close");
+  // Nobody has promised how long a connection is kept.
+  response.headers.erase("Keep-Alive");
   response.set_header(
       "Date", httpDate(std::chrono::system_clock::to_time_t(std::chrono::system_clock::now())));
   // It would be the length of the file.
@@ -213,11 +258,56 @@ std::string logLine(const httplib::Request& request, const httplib::Response& re
          " ms";
 }
 
+/// Answers the requests of a connection on one of its threads.
+class ConnectionServer : public httplib::Server {
+ public:
+  ConnectionServer() {
+    new_task_queue = [this] { return new Threads(*this); };
+  }
+
+  /// More connections may come at once than the five that the library lets wait to be
+  /// accepted; the others would try again after a second.
+  void acceptCrowds() { ::listen(svr_sock_, SOMAXCONN); }
+
+ private:
+  /// Knows how many connections wait for a thread.
+  class Threads : public httplib::ThreadPool {
+   public:
+    explicit Threads(ConnectionServer& server) : ThreadPool(kThreads), server_(server) {}
+
+    void enqueue(std::function<void()> work) override {
+      ++server_.waiting_;
+      ThreadPool::enqueue([&server = server_, work = std::move(work)] {
+        --server.waiting_;
+        work();
+      });
+    }
+
+   private:
+    ConnectionServer& server_;
+  };
+
+  bool process_and_close_socket(socket_t socket) override {
+    Connection connection(socket, [this] { return waiting_ > 0; });
+    while (connection.awaitRequest()) {
+      bool isClosed = false;
+      isLastAnswer = false;
+      if (!process_request(connection, false, isClosed, nullptr) || isClosed) return false;
+      if (!isLastAnswer) continue;
+      connection.linger();
+      return false;
+    }
+    return true;
+  }
+
+  std::atomic<std::size_t> waiting_{0};
+};
+
 }  // namespace
 
 struct StaticServer::State {
   ServerOptions options;
-  httplib::Server server;
+  ConnectionServer server;
   std::mutex logMutex;
   int port = 0;
 };
@@ -227,18 +317,18 @@ StaticServer::StaticServer(const fs::path& root, ServerOptions options)
   State& state = *state_;
   state.options = std::move(options);
   httplib::Server& server = state.server;
-  server.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
-  server.set_keep_alive_max_count(kRequestsPerConnection);
-  server.set_keep_alive_timeout(kPatienceSeconds);
-  server.set_write_timeout(kPatienceSeconds);
   server.set_tcp_nodelay(true);
   server.set_socket_options(setSocketOptions);
   server.set_pre_routing_handler(
       [root, &state](const httplib::Request& request, httplib::Response& response) {
         return answer(root, state.options, request, response);
       });
-  server.set_post_routing_handler([](const httplib::Request& /*request*/,
-                                     httplib::Response& response) { completeHeader(response); });
+  server.set_post_routing_handler(completeHeader);
+  server.set_expect_100_continue_handler(
+      [](const httplib::Request& /*request*/, httplib::Response& response) {
+        refuse(kPayloadTooLarge, kNoBody, response);
+        return response.status;
+      });
   if (!state.options.log) return;
   server.set_logger([&state](const httplib::Request& request, const httplib::Response& response) {
     const std::string line = logLine(request, response);
@@ -250,13 +340,15 @@ StaticServer::StaticServer(const fs::path& root, ServerOptions options)
 StaticServer::~StaticServer() = default;
 
 bool StaticServer::listen(int port) {
-  httplib::Server& server = state_->server;
+  ConnectionServer& server = state_->server;
   if (port == 0) {
     state_->port = server.bind_to_any_port(kLoopback);
   } else {
     state_->port = server.bind_to_port(kLoopback, port) ? port : -1;
   }
-  return state_->port > 0;
+  if (state_->port <= 0) return false;
+  server.acceptCrowds();
+  return true;
 }
 
 std::string StaticServer::address() const {

@@ -18,6 +18,8 @@ struct ServerOptions {
   std::chrono::milliseconds delay{0};
   /// Requests for matching paths fail with status 503.
   std::vector<Glob> fail;
+  /// Names that requests may be for, beside localhost and IP addresses.
+  std::vector<std::string> hostNames;
   /// Told of each request once it has been answered, in one printable line: method, path,
   /// status, bytes of the body that were sent, milliseconds. Called on any thread, by one
   /// at a time; none for no log.
@@ -25,8 +27,9 @@ struct ServerOptions {
 };
 
 /// Answers GET and HEAD for the regular files below the folder, and 404 to everything
-/// else. Parts, and files that the client has already, are told apart as any server of
-/// files does. Files are read in pieces as they are sent, so their size does not matter.
+/// else; requests for another host, and requests with a body, are refused. Parts, and files that
+/// the client has already, are told apart as any server of files does. Files are read in pieces as
+/// they are sent, so their size does not matter.
 class StaticServer {
  public:
   /// `root` is canonical.

@@ -60,6 +60,8 @@ TEST_F(CommandLine, RefusesWrongUsageInTwoLines) {
                    "--delay: Value -1 not in range 0 to 3600000");
   expectUsageError({"serve", folder, "--fail", "[a"},
                    "--fail: pattern '[a' has a '[' without its ']'");
+  expectUsageError({"serve", folder, "--host-name", "maps:80"},
+                   "--host-name: 'maps:80' is not the name of a host");
   expectUsageError({"build", folder, "-q", "-v"}, "--quiet and --verbose exclude each other");
   expectUsageError({"verify"}, "URL|DIR is required");
   expectUsageError({"verify", folder, "--json"}, "The following argument was not expected: --json");
