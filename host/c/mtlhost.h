@@ -23,6 +23,10 @@
  * called by others meanwhile. Several objects may be used at once, each by a thread of its
  * own; two must not share a target directory.
  *
+ * Processes: a library object belongs to the process that opened it. In a forked one,
+ * mtlhost_check() and mtlhost_sync() fail at once, and mtlhost_close() leaves everything to
+ * the other process; a library object of its own can be opened.
+ *
  * Versions: records begin with their size, and grow only at the end. Functions, constants
  * and fields are added, never changed. */
 #ifndef MTLHOST_H

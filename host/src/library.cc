@@ -12,6 +12,7 @@
 #include "module.h"
 #include "mtlhost/folder_name.h"
 #include "rules/address.h"
+#include "system_calls.h"
 
 namespace mtlhost {
 
@@ -66,7 +67,9 @@ struct Library::Impl {
   const DownloaderInterface& table() const { return module.table(); }
   bool isUsable(Errors& problem) const;
   Result call(Entry entry);
+  bool isForked() const { return processId() != process; }
 
+  const std::int64_t process = processId();
   Module module;
   Owned<NetworkContext> context;
   DownloaderSettings record;
@@ -89,6 +92,9 @@ bool Library::Impl::isUsable(Errors& problem) const {
 }
 
 Result Library::Impl::call(Entry entry) {
+  if (isForked()) {
+    return {Result::Status::kFailed, -1, {ownError("the library was opened in another process")}};
+  }
   if (busy.exchange(true)) return {Result::Status::kBusy, -1, {}};
   // However it ends: the module may run out of memory.
   struct End {
@@ -108,7 +114,12 @@ Result Library::Impl::call(Entry entry) {
   return {statusOf(code, told.stopped), code, code < 0 ? explanationOf(code, told) : Errors()};
 }
 
-Library::Library(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+// The threads that the module would wait for stayed in the process that was forked.
+void Library::Close::operator()(Impl* impl) const {
+  if (!impl->isForked()) delete impl;
+}
+
+Library::Library(std::unique_ptr<Impl, Close> impl) : impl_(std::move(impl)) {}
 Library::Library(Library&& other) noexcept = default;
 Library& Library::operator=(Library&& other) noexcept = default;
 Library::~Library() = default;
@@ -117,7 +128,7 @@ std::optional<Library> Library::open(const Settings& settings, Observer& observe
                                      Errors& problem) {
   std::optional<Module> module = Module::load(settings.moduleFile, problem);
   if (!module) return std::nullopt;
-  auto impl = std::make_unique<Impl>(std::move(*module), settings, observer);
+  std::unique_ptr<Impl, Close> impl(new Impl(std::move(*module), settings, observer));
   if (!impl->isUsable(problem)) return std::nullopt;
   return Library(std::move(impl));
 }

@@ -8,7 +8,7 @@
 
 #include "mtlhost/error.h"
 #include "mtllib/downloader_interface.h"
-#include "shared_library.h"
+#include "system_calls.h"
 
 namespace mtlhost {
 

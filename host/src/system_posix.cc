@@ -1,13 +1,15 @@
 // The POSIX side.
 #include <dlfcn.h>
 #include <link.h>
+#include <unistd.h>
 
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
 
 #include "mtlhost/system.h"
-#include "shared_library.h"
+#include "system_calls.h"
 
 namespace mtlhost {
 
@@ -40,6 +42,10 @@ std::string ownFolder() {
                                          ? std::filesystem::read_symlink("/proc/self/exe", error)
                                          : std::filesystem::absolute(map->l_name, error);
   return file.parent_path().string();
+}
+
+std::int64_t processId() {
+  return getpid();
 }
 
 std::string systemErrorText(int number) {

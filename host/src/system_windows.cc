@@ -1,12 +1,13 @@
 // The Windows side.
 #include <array>
+#include <cstdint>
 #include <filesystem>
 #include <string_view>
 
 #include "mtlhost/system.h"
 #include "platform/win32.h"
 #include "platform/windows/wide_text.h"
-#include "shared_library.h"
+#include "system_calls.h"
 
 namespace mtlhost {
 
@@ -53,6 +54,10 @@ std::string ownFolder() {
   const DWORD length = GetModuleFileNameW(self, name.data(), static_cast<DWORD>(name.size()));
   name.resize(length);
   return Platform::utf8Of(std::filesystem::path(name).parent_path().wstring());
+}
+
+std::int64_t processId() {
+  return GetCurrentProcessId();
 }
 
 std::string systemErrorText(int number) {

@@ -8,7 +8,7 @@ import threading
 from typing import Callable, List, Optional, Union
 
 from mtllib import _c_interface as c
-from mtllib._errors import Error, ErrorEntry, LoadError, chain_text
+from mtllib._errors import ErrorEntry, LoadError, chain_text
 from mtllib._events import Event, EventKind, Progress
 from mtllib._loading import interface
 from mtllib._settings import Path, Settings, SystemProxy
@@ -58,7 +58,6 @@ class Handle:
         """Raises LoadError; ValueError when there is no directory."""
         self._pointer: Optional[int] = None
         self._lock = threading.RLock()
-        self._process = os.getpid()
         self._library = interface()
         self._receiver = _Receiver(self._library)
         self._callback = c.Callback(self._receiver.receive)
@@ -73,8 +72,7 @@ class Handle:
         """Frees everything; only while neither `check` nor `sync` runs."""
         with self._lock:
             pointer, self._pointer = self._pointer, None
-        # The threads that it would wait for stayed in the process that was forked.
-        if pointer is not None and self._process == os.getpid():
+        if pointer is not None:
             self._library.mtlhost_close(pointer)
 
     def check(self, listener: Listener) -> int:
@@ -96,8 +94,6 @@ class Handle:
                 self._library.mtlhost_cancel(self._pointer)
 
     def _call(self, function: Callable[[Optional[int]], int], listener: Listener) -> int:
-        if self._process != os.getpid():
-            raise Error("the library was opened in another process")
         self._receiver.listener = listener
         self._receiver.failure = None
         try:

@@ -63,6 +63,10 @@ struct Result {
 /// Threads: any thread may use it, one at a time; cancel() may be called by others
 /// meanwhile. Several of them may run at once, each on a thread of its own; two must not
 /// share a target directory. It is neither moved nor destroyed while used.
+///
+/// Processes: it belongs to the one that opened it. In a forked one, check() and run() fail at
+/// once, the destructor leaves everything to the other process, and a library of its own can
+/// be opened.
 class Library {
  public:
   /// Loads the module and starts its networking. Empty, with the reason in `problem`, when
@@ -92,9 +96,12 @@ class Library {
 
  private:
   struct Impl;
-  explicit Library(std::unique_ptr<Impl> impl);
+  struct Close {
+    void operator()(Impl* impl) const;
+  };
+  explicit Library(std::unique_ptr<Impl, Close> impl);
 
-  std::unique_ptr<Impl> impl_;
+  std::unique_ptr<Impl, Close> impl_;
 };
 
 }  // namespace mtlhost

@@ -1,7 +1,9 @@
-// A library loaded at run time. One source file a system.
-#ifndef MTLLIB_HOST_SRC_SHARED_LIBRARY_H_
-#define MTLLIB_HOST_SRC_SHARED_LIBRARY_H_
+// What the kit itself asks of the system: libraries loaded at run time, and which process it
+// is in. One source file a system.
+#ifndef MTLLIB_HOST_SRC_SYSTEM_CALLS_H_
+#define MTLLIB_HOST_SRC_SYSTEM_CALLS_H_
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -26,6 +28,9 @@ class SharedLibrary {
   std::unique_ptr<void, Unload> handle_;
 };
 
+/// The number of this process, which another one has after a fork.
+std::int64_t processId();
+
 }  // namespace mtlhost
 
-#endif  // MTLLIB_HOST_SRC_SHARED_LIBRARY_H_
+#endif  // MTLLIB_HOST_SRC_SYSTEM_CALLS_H_
