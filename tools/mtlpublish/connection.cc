@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "mtlpublish/socket_options.h"
+#include "mtlpublish/system.h"
 
 namespace mtlpublish {
 

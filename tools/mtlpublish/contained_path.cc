@@ -3,14 +3,21 @@
 
 #include <algorithm>
 #include <string>
-#include <system_error>
 
-#include "mtlpublish/link.h"
+#include "mtlpublish/system.h"
 #include "rules/utf8.h"
 
 namespace mtlpublish {
 
 namespace fs = std::filesystem;
+
+fs::path canonicalFolder(const fs::path& path, std::error_code& error) {
+  fs::path folder = canonicalPath(path, error);
+  if (!error && !fs::is_directory(folder, error) && !error) {
+    error = std::make_error_code(std::errc::not_a_directory);
+  }
+  return folder;
+}
 
 bool liesWithin(const fs::path& path, const fs::path& folder) {
   return std::mismatch(folder.begin(), folder.end(), path.begin(), path.end()).first ==

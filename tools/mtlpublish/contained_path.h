@@ -1,12 +1,17 @@
-// Which paths lie within a folder.
+// Folders without links in their paths, and which paths lie within one.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_CONTAINED_PATH_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_CONTAINED_PATH_H_
 
 #include <filesystem>
 #include <optional>
 #include <string_view>
+#include <system_error>
 
 namespace mtlpublish {
+
+/// The canonical path of a folder (see canonicalPath()); an error when `path` is something
+/// else.
+std::filesystem::path canonicalFolder(const std::filesystem::path& path, std::error_code& error);
 
 /// True when `path` is `folder` or lies below it. Both are canonical.
 bool liesWithin(const std::filesystem::path& path, const std::filesystem::path& folder);

@@ -14,7 +14,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "digest/sha256.h"
+#include "common/sha256.h"
 
 namespace mtlpublish {
 
@@ -25,7 +25,7 @@ constexpr std::size_t kDigits = 64;
 constexpr std::size_t kEndLength = kDigits + 1;
 
 std::string endOf(std::string_view text) {
-  digest::Sha256 sha256;
+  common::Sha256 sha256;
   sha256.update(text);
   return sha256.finish() + "\n";
 }

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "mtlpublish/file_state.h"
+#include "mtlpublish/system.h"
 
 namespace mtlpublish {
 

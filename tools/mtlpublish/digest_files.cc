@@ -6,7 +6,7 @@
 #include <system_error>
 #include <utility>
 
-#include "digest/file_digest.h"
+#include "common/file_digest.h"
 #include "mtlpublish/error_message.h"
 #include "mtlpublish/file_name.h"
 #include "mtlpublish/parallel_work.h"
@@ -19,7 +19,7 @@ namespace {
 /// A file that has to be read, and what came of it.
 struct Reading {
   std::size_t number;
-  digest::FileDigest digest{};
+  common::FileDigest digest{};
   std::error_code error{};
 };
 
@@ -44,7 +44,7 @@ void readAll(const std::vector<DigestedFile>& files, std::vector<Reading>& readi
         Reading& reading = readings[number];
         const LibraryFile& file = files[reading.number].file;
         counter.begin(file.path);
-        reading.error = digest::digestFile(file.location, reading.digest, counter.bytesOfFile());
+        reading.error = common::digestFile(file.location, reading.digest, counter.bytesOfFile());
         counter.endFile();
       },
       [&] {

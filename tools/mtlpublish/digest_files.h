@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "mtlpublish/digest_cache.h"
-#include "mtlpublish/file_state.h"
+#include "mtlpublish/system.h"
 #include "mtlpublish/tree_scan.h"
 #include "mtlpublish/work_progress.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "mtlpublish/file_state.h"
+#include "mtlpublish/system.h"
 
 namespace mtlpublish {
 

@@ -8,7 +8,7 @@
 
 #include "library_list/list_names.h"
 #include "mtlpublish/file_name.h"
-#include "mtlpublish/fold_case.h"
+#include "mtlpublish/system.h"
 #include "mtlpublish/tree_scan.h"
 #include "platform/windows_names.h"
 #include "rules/printable.h"

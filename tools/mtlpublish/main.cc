@@ -10,22 +10,20 @@
 #include <utility>
 #include <vector>
 
+#include "common/console.h"
+#include "common/quantity_text.h"
+#include "common/system.h"
+#include "mtlpublish/contained_path.h"
 #include "mtlpublish/error_message.h"
 #include "mtlpublish/glob.h"
 #include "mtlpublish/host_field.h"
-#include "mtlpublish/interrupt.h"
-#include "mtlpublish/link.h"
 #include "mtlpublish/progress_display.h"
 #include "mtlpublish/publisher.h"
 #include "mtlpublish/static_server.h"
+#include "mtlpublish/system.h"
 #include "mtlpublish/tree_scan.h"
 #include "mtlpublish/verify.h"
-#include "process/arguments.h"
-#include "process/standard_streams.h"
-#include "process/system.h"
-#include "quantity/quantity_text.h"
 #include "rules/printable.h"
-#include "terminal/console.h"
 
 namespace {
 
@@ -139,14 +137,14 @@ std::string filesText(std::size_t count) {
 }
 
 std::string bytesText(std::uint64_t count) {
-  return quantity::bytesText(static_cast<std::int64_t>(count));
+  return common::bytesText(static_cast<std::int64_t>(count));
 }
 
 /// The status line of standard error, for people who look at it.
-terminal::Console makeConsole(const Arguments& arguments) {
-  constexpr auto kStream = process::OutputStream::kError;
-  return {std::cerr, {!arguments.quiet && process::isTerminal(kStream), [] {
-                        return process::terminalWidth(kStream);
+common::Console makeConsole(const Arguments& arguments) {
+  constexpr auto kStream = common::OutputStream::kError;
+  return {std::cerr, {!arguments.quiet && common::isTerminal(kStream), [] {
+                        return common::terminalWidth(kStream);
                       }}};
 }
 
@@ -183,7 +181,7 @@ void printChanges(const mtlpublish::PublishResult& result, bool names) {
 int build(const Arguments& arguments) {
   mtlpublish::PublishResult result;
   {
-    terminal::Console console = makeConsole(arguments);
+    common::Console console = makeConsole(arguments);
     mtlpublish::PublishOptions options;
     options.missing = parsed(arguments.missing);
     options.never = parsed(arguments.never);
@@ -206,14 +204,14 @@ int build(const Arguments& arguments) {
 }
 
 mtlpublish::VerifyResult verified(const Arguments& arguments) {
-  terminal::Console console = makeConsole(arguments);
+  common::Console console = makeConsole(arguments);
   const mtlpublish::VerifyOptions options{arguments.quick, mtlpublish::shownOn(console)};
   if (arguments.library.find("://") == arguments.library.npos) {
     return mtlpublish::verifyFolder(fs::u8path(arguments.library), options);
   }
   library_list::FetchRequest connection;
   connection.userAgent = "mtlpublish/" MTLPUBLISH_VERSION;
-  connection.trust = library_list::trustStoreOf(process::environmentVariable);
+  connection.trust = library_list::trustStoreOf(common::environmentVariable);
   return mtlpublish::verifyAddress(arguments.library, std::move(connection), options);
 }
 
@@ -353,7 +351,7 @@ CLI::App* addServe(CLI::App& app, Arguments& arguments) {
   return command;
 }
 
-int run(const process::Arguments& given) {
+int run(const common::Arguments& given) {
   Arguments arguments;
   CLI::App app("Publishes a folder as a material library, checks it and serves it.", "mtlpublish");
   app.allow_windows_style_options(false);
@@ -386,8 +384,8 @@ int run(const process::Arguments& given) {
 
 int main(int argc, char** argv) {
   try {
-    const process::StandardStreams streams;
-    const int status = run(process::Arguments(argc, argv));
+    const common::StandardStreams streams;
+    const int status = run(common::Arguments(argc, argv));
     if (std::cout.flush()) return status;
     complain("could not write to standard output");
     return status == kDone ? kFailed : status;

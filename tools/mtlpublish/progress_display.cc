@@ -11,7 +11,7 @@ constexpr std::chrono::milliseconds kInterval{100};
 
 }  // namespace
 
-OnProgress shownOn(terminal::Console& console) {
+OnProgress shownOn(common::Console& console) {
   using Clock = std::chrono::steady_clock;
   if (!console.isTerminal()) return {};
   return [&console, lastDrawn = Clock::now()](const WorkProgress& progress) mutable {

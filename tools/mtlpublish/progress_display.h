@@ -2,14 +2,14 @@
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_PROGRESS_DISPLAY_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_PROGRESS_DISPLAY_H_
 
+#include "common/console.h"
 #include "mtlpublish/work_progress.h"
-#include "terminal/console.h"
 
 namespace mtlpublish {
 
 /// Draws the progress in the status line of `console`, which must outlive the result, at
 /// most ten times a second; nothing unless on a terminal.
-OnProgress shownOn(terminal::Console& console);
+OnProgress shownOn(common::Console& console);
 
 }  // namespace mtlpublish
 

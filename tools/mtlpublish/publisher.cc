@@ -5,13 +5,13 @@
 #include <string_view>
 #include <system_error>
 
-#include "digest/sha256.h"
+#include "common/sha256.h"
+#include "mtlpublish/contained_path.h"
 #include "mtlpublish/digest_cache.h"
 #include "mtlpublish/digest_files.h"
 #include "mtlpublish/error_message.h"
 #include "mtlpublish/file_content.h"
 #include "mtlpublish/file_list.h"
-#include "mtlpublish/link.h"
 #include "mtlpublish/replace_file.h"
 #include "mtlpublish/tree_scan.h"
 #include "rules/printable.h"
@@ -103,7 +103,7 @@ std::vector<ListEntry> makeEntries(const std::vector<DigestedFile>& files,
 /// two libraries give the same bytes.
 std::string libraryId(const std::string& list, const std::vector<DigestedFile>& files) {
   constexpr std::string_view kEnd("\0", 1);
-  digest::Sha256 sha256;
+  common::Sha256 sha256;
   sha256.update(list);
   sha256.update(kEnd);
   for (const DigestedFile& file : files) {

@@ -6,7 +6,7 @@
 #include <random>
 #include <string>
 
-#include "mtlpublish/rename_over.h"
+#include "mtlpublish/system.h"
 #include "mtlpublish/tree_scan.h"
 
 namespace mtlpublish {

@@ -8,7 +8,7 @@
 #include "mtlpublish/contained_path.h"
 #include "mtlpublish/error_message.h"
 #include "mtlpublish/file_name.h"
-#include "mtlpublish/link.h"
+#include "mtlpublish/system.h"
 #include "rules/printable.h"
 
 namespace mtlpublish {

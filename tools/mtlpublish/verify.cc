@@ -8,14 +8,13 @@
 #include <system_error>
 #include <utility>
 
-#include "digest/file_digest.h"
-#include "digest/sha256.h"
+#include "common/file_digest.h"
+#include "common/sha256.h"
 #include "library_list/downloads.h"
 #include "library_list/list_names.h"
 #include "mtlpublish/contained_path.h"
 #include "mtlpublish/error_message.h"
 #include "mtlpublish/file_content.h"
-#include "mtlpublish/link.h"
 #include "mtlpublish/list_check.h"
 #include "mtlpublish/parallel_work.h"
 #include "mtlpublish/tree_scan.h"
@@ -103,11 +102,11 @@ class Folder : public Source {
         fileWithin(root_, library_list::plainPath(listed.remotePath));
     if (!file) return {"is missing", {}, ""};
     std::error_code error;
-    digest::FileDigest content;
+    common::FileDigest content;
     if (quick || listed.sha256.empty()) {
       content.size = fs::file_size(*file, error);
     } else {
-      error = digest::digestFile(*file, content, counter.bytesOfFile());
+      error = common::digestFile(*file, content, counter.bytesOfFile());
     }
     if (error) return {unreadable(error), {}, ""};
     return {"", content.size, content.sha256};
@@ -163,7 +162,7 @@ class Server : public Source {
     download.url = library_list::fileUrl(address_, file.remotePath);
     download.headOnly = quick;
     download.largestSize = file.size.value_or(connection_.largestSize);
-    auto sha256 = std::make_shared<digest::Sha256>();
+    auto sha256 = std::make_shared<common::Sha256>();
     auto size = std::make_shared<std::uint64_t>(0);
     download.onBytes = [sha256, size, &counter](std::string_view bytes) {
       sha256->update(bytes);

@@ -8,10 +8,10 @@
 #include <limits>
 #include <optional>
 
-#include "digest/file_digest.h"
+#include "common/file_digest.h"
+#include "common/system.h"
 #include "library_list/list_fetch.h"
 #include "library_list/list_names.h"
-#include "process/system.h"
 #include "rules/address.h"
 
 namespace mtlsync {
@@ -87,8 +87,8 @@ class Comparison {
 
   bool compareContent(const ListedFile& listed, const LocalFile& file,
                       const fs::file_status& status) {
-    digest::FileDigest digest;
-    const std::error_code error = digest::digestFile(file.path, digest, [&](std::uint64_t bytes) {
+    common::FileDigest digest;
+    const std::error_code error = common::digestFile(file.path, digest, [&](std::uint64_t bytes) {
       return observer_.comparing(listed.path, bytesBefore_ + static_cast<std::int64_t>(bytes));
     });
     if (error == std::errc::operation_canceled) return false;
@@ -127,7 +127,7 @@ bool fetchFiles(const Options& options, SyncObserver& observer, std::vector<List
   }
   request.userAgent = "mtlsync/" MTLSYNC_VERSION;
   request.proxy = proxyOf(options);
-  request.trust = library_list::trustStoreOf(process::environmentVariable);
+  request.trust = library_list::trustStoreOf(common::environmentVariable);
   // The limits of the run hold here, too.
   request.stop = [&](std::int64_t received) { return !observer.listReceived(received); };
   observer.progressText("Getting file list");

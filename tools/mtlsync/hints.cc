@@ -6,8 +6,8 @@
 #include <initializer_list>
 #include <optional>
 
+#include "common/system.h"
 #include "mtllib/transfer_progress.h"
-#include "process/system.h"
 #include "rules/printable.h"
 
 namespace mtlsync {
@@ -40,7 +40,7 @@ bool isCausedBy(const ErrorEntries& errors, std::initializer_list<int> codes) {
 std::string certificateHint() {
   const std::string hint = "Check the address and this computer's clock; ";
   // Where this one is set, the other has no effect.
-  return process::environmentVariable("CURL_CA_BUNDLE").empty()
+  return common::environmentVariable("CURL_CA_BUNDLE").empty()
              ? hint + "SSL_CERT_FILE can name more authorities to trust."
              : hint + "the file that CURL_CA_BUNDLE names must have the server's authority.";
 }

@@ -2,17 +2,15 @@
 #include <exception>
 #include <iostream>
 
+#include "common/system.h"
 #include "mtlsync/options.h"
 #include "mtlsync/sync_run.h"
-#include "process/arguments.h"
-#include "process/standard_streams.h"
-#include "process/system.h"
 
 namespace {
 
 using mtlsync::CommandLine;
 
-int run(const process::Arguments& arguments) {
+int run(const common::Arguments& arguments) {
   const CommandLine line = mtlsync::parseCommandLine(arguments.count(), arguments.values());
   switch (line.outcome) {
     case CommandLine::Outcome::kWrongUsage:
@@ -24,7 +22,7 @@ int run(const process::Arguments& arguments) {
     case CommandLine::Outcome::kRun:
       break;
   }
-  process::catchStopSignals();
+  common::catchStopSignals();
   return mtlsync::runSync(line.options);
 }
 
@@ -32,9 +30,9 @@ int run(const process::Arguments& arguments) {
 
 int main(int argc, char** argv) {
   try {
-    const process::StandardStreams streams;
-    process::surviveBrokenPipes();
-    const int status = run(process::Arguments(argc, argv));
+    const common::StandardStreams streams;
+    common::surviveBrokenPipes();
+    const int status = run(common::Arguments(argc, argv));
     if (std::cout.flush()) return status;
     std::cerr << "mtlsync: error: could not write to standard output\n";
     return status == mtlsync::kExitDone || status == mtlsync::kExitUpdateAvailable

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "quantity/quantity_text.h"
+#include "common/quantity_text.h"
 
 namespace mtlsync {
 
@@ -68,8 +68,8 @@ ClosingLine closingLine(Outcome outcome, const RunRecord& record, double seconds
   switch (outcome) {
     case Outcome::kUpdated:
       return {"Updated:", ' ' + countText(record.files, "file, ", "files, ") +
-                              quantity::bytesText(record.bytes) + " in " +
-                              quantity::durationText(seconds) + '.'};
+                              common::bytesText(record.bytes) + " in " +
+                              common::durationText(seconds) + '.'};
     case Outcome::kUpToDate:
       return {"Up to date.", ""};
     case Outcome::kUpdateAvailable:

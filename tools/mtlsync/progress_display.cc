@@ -18,7 +18,7 @@ constexpr std::int64_t kBytesPerMegabyte = 1000000;
 
 }  // namespace
 
-ProgressDisplay::ProgressDisplay(terminal::Console& console, Clock now)
+ProgressDisplay::ProgressDisplay(common::Console& console, Clock now)
     : console_(console), now_(std::move(now)) {}
 
 void ProgressDisplay::setText(const std::string& text) {

@@ -7,9 +7,9 @@
 #include <functional>
 #include <string>
 
+#include "common/console.h"
 #include "mtlsync/progress_line.h"
 #include "mtlsync/rate_meter.h"
-#include "terminal/console.h"
 
 namespace mtlsync {
 
@@ -22,7 +22,7 @@ class ProgressDisplay {
   using Clock = std::function<TimePoint()>;
 
   /// The console must outlive the display.
-  explicit ProgressDisplay(terminal::Console& console, Clock now = std::chrono::steady_clock::now);
+  explicit ProgressDisplay(common::Console& console, Clock now = std::chrono::steady_clock::now);
 
   /// The caption of the phase, perhaps with megabytes; a new one begins a new phase.
   void setText(const std::string& text);
@@ -50,7 +50,7 @@ class ProgressDisplay {
   void printNote();
   void draw();
 
-  terminal::Console& console_;
+  common::Console& console_;
   Clock now_;
   Progress progress_;
   RateMeter meter_;

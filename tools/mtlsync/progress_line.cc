@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <vector>
 
-#include "quantity/quantity_text.h"
-#include "terminal/display_width.h"
+#include "common/display_width.h"
+#include "common/quantity_text.h"
 
 namespace mtlsync {
 
@@ -58,7 +58,7 @@ std::string megabytesText(std::int64_t bytes) {
 
 // The total is in whole megabytes, rounded down; the amount stops there too.
 std::string amountText(const Progress& progress, const char* separator) {
-  if (progress.totalMegabytes <= 0) return quantity::bytesText(progress.bytes);
+  if (progress.totalMegabytes <= 0) return common::bytesText(progress.bytes);
   const std::int64_t total = progress.totalMegabytes * kBytesPerWholeMegabyte;
   return megabytesText(std::min(progress.bytes, total)) + separator +
          std::to_string(progress.totalMegabytes) + " MB";
@@ -89,11 +89,10 @@ std::string partText(Part part, const Progress& progress) {
       return amountText(progress, " / ");
     case kRate:
       return progress.bytesPerSecond > 0
-                 ? quantity::bytesText(static_cast<std::int64_t>(progress.bytesPerSecond)) + "/s"
+                 ? common::bytesText(static_cast<std::int64_t>(progress.bytesPerSecond)) + "/s"
                  : "";
     case kTimeLeft:
-      return progress.secondsLeft >= 0 ? quantity::countdownText(progress.secondsLeft) + " left"
-                                       : "";
+      return progress.secondsLeft >= 0 ? common::countdownText(progress.secondsLeft) + " left" : "";
   }
   return "";
 }
@@ -110,7 +109,7 @@ std::string arranged(const Layout& layout, const Progress& progress, int columns
     if (part == kBar) barStart = text.size();
     text += piece;
   }
-  const int spare = columns - terminal::displayWidth(text);
+  const int spare = columns - common::displayWidth(text);
   if (barStart == std::string::npos || spare <= 0) return text;
   const int width = std::min(kNarrowestBar + spare, kWidestBar);
   return text.replace(barStart, kNarrowestBar, bar(progress, width));
@@ -121,9 +120,9 @@ std::string firstThatFits(const Layouts& layouts, const Progress& progress, int 
   std::string text;
   for (const Layout& layout : layouts) {
     text = arranged(layout, progress, columns);
-    if (terminal::displayWidth(text) <= columns) return text;
+    if (common::displayWidth(text) <= columns) return text;
   }
-  return terminal::elided(text, columns);
+  return common::elided(text, columns);
 }
 
 /// The parts with the file behind them; "" when there is no room for a file.
@@ -131,8 +130,8 @@ template <typename Layouts>
 std::string firstWithRoomForFile(const Layouts& layouts, const Progress& progress, int columns) {
   for (const Layout& layout : layouts) {
     const std::string text = arranged(layout, progress, 0) + kGap;
-    const int room = columns - terminal::displayWidth(text);
-    if (room >= kShortestFile) return text + terminal::elidedFront(progress.file, room);
+    const int room = columns - common::displayWidth(text);
+    if (room >= kShortestFile) return text + common::elidedFront(progress.file, room);
   }
   return "";
 }

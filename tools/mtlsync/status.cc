@@ -10,12 +10,12 @@
 #include <system_error>
 #include <utility>
 
+#include "common/display_width.h"
+#include "common/quantity_text.h"
 #include "mtlsync/hints.h"
 #include "mtlsync/local_copy.h"
 #include "mtlsync/outcome.h"
-#include "quantity/quantity_text.h"
 #include "rules/printable.h"
-#include "terminal/display_width.h"
 
 namespace mtlsync {
 
@@ -174,10 +174,10 @@ ExitStatus tellStatus(const Options& options, const SyncObserver::Outputs& outpu
     outputs.events->status(status.stamp, universalTimeText(status.since), status.files,
                            status.bytes);
   } else if (options.verbosity != Verbosity::kQuiet) {
-    outputs.results.printLine("Stamp: " + terminal::elided(status.stamp, kStampColumns));
+    outputs.results.printLine("Stamp: " + common::elided(status.stamp, kStampColumns));
     outputs.results.printLine("Since: " + localTimeText(status.since));
     outputs.results.printLine("Files: " + std::to_string(status.files));
-    outputs.results.printLine("Size:  " + quantity::bytesText(status.bytes));
+    outputs.results.printLine("Size:  " + common::bytesText(status.bytes));
   }
   return kExitDone;
 }

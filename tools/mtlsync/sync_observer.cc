@@ -118,7 +118,7 @@ void SyncObserver::error(const ErrorEntries& entries) {
   // Whoever stopped the run knows why it ended.
   if (!detailed && isEnding() && isAbort(entries)) return;
   std::string opening =
-      "mtlsync: " + outputs_.messages.coloured(terminal::Tone::kError, "error:") + " ";
+      "mtlsync: " + outputs_.messages.coloured(common::Tone::kError, "error:") + " ";
   for (const std::string& line : errorLines(entries, detailed)) {
     outputs_.messages.printLine(opening + line);
     opening.clear();
@@ -166,7 +166,7 @@ void SyncObserver::tell(const char* event, const mtlhost::Message& message) {
 void SyncObserver::printWarning(const std::string& text) {
   if (verbosity_ == Verbosity::kQuiet) return;
   outputs_.messages.printLine(
-      "mtlsync: " + outputs_.messages.coloured(terminal::Tone::kWarning, "warning:") + " " + text);
+      "mtlsync: " + outputs_.messages.coloured(common::Tone::kWarning, "warning:") + " " + text);
 }
 
 // Every name between the first quotation mark and the last is the file's.

@@ -6,13 +6,13 @@
 #include <functional>
 #include <string>
 
+#include "common/console.h"
 #include "mtlhost/observer.h"
 #include "mtlsync/error_text.h"
 #include "mtlsync/json_events.h"
 #include "mtlsync/options.h"
 #include "mtlsync/progress_display.h"
 #include "mtlsync/size_limits.h"
-#include "terminal/console.h"
 
 namespace mtlsync {
 
@@ -37,10 +37,10 @@ struct RunRecord {
 class SyncObserver final : public mtlhost::Observer {
  public:
   struct Outputs {
-    terminal::Console& messages;  ///< Failures, warnings, progress.
-    terminal::Console& results;   ///< What was asked for.
-    ProgressDisplay* progress;    ///< May be null.
-    JsonEvents* events;           ///< May be null.
+    common::Console& messages;  ///< Failures, warnings, progress.
+    common::Console& results;   ///< What was asked for.
+    ProgressDisplay* progress;  ///< May be null.
+    JsonEvents* events;         ///< May be null.
   };
 
   /// `stop` is asked whether to end the run; beyond the limits it ends, too.

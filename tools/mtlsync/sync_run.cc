@@ -6,6 +6,8 @@
 #include <iostream>
 #include <string>
 
+#include "common/console.h"
+#include "common/system.h"
 #include "mtlhost/folder_name.h"
 #include "mtlhost/library.h"
 #include "mtlhost/system.h"
@@ -18,8 +20,6 @@
 #include "mtlsync/status.h"
 #include "mtlsync/sync_observer.h"
 #include "mtlsync/verify.h"
-#include "process/system.h"
-#include "terminal/console.h"
 
 namespace mtlsync {
 
@@ -43,7 +43,7 @@ mtlhost::Result synchronise(const Options& options, SyncObserver& observer, Erro
   // Only now: nothing is removed for a run that cannot begin.
   if (options.mode == Mode::kRepair && !prepareRepair(options, observer, problem)) return {};
   // The library asks whether to stop only while something is transferred.
-  if (process::stopRequested()) library->cancel();
+  if (common::stopRequested()) library->cancel();
   if (options.mode == Mode::kVerify) return verifyCopy(options, *library, observer, problem);
   if (options.mode == Mode::kCheck) return library->check();
   mtlhost::Result result = library->run();
@@ -67,19 +67,19 @@ void explainFailure(const mtlhost::Result& result, const Options& options, SyncO
 
 /// The two streams, and what is known about where they lead.
 struct Consoles {
-  static terminal::Console::Screen screenOf(process::OutputStream stream) {
+  static common::Console::Screen screenOf(common::OutputStream stream) {
     const bool isOnTerminal = isTerminal(stream);
-    return {isOnTerminal, [stream] { return process::terminalWidth(stream); },
-            isOnTerminal && process::environmentVariable("NO_COLOR").empty()};
+    return {isOnTerminal, [stream] { return common::terminalWidth(stream); },
+            isOnTerminal && common::environmentVariable("NO_COLOR").empty()};
   }
 
-  terminal::Console messages{std::cerr, screenOf(process::OutputStream::kError)};
-  terminal::Console results{std::cout, screenOf(process::OutputStream::kOut)};
+  common::Console messages{std::cerr, screenOf(common::OutputStream::kError)};
+  common::Console results{std::cout, screenOf(common::OutputStream::kOut)};
 };
 
 /// What to do next, where that can be told.
 void advise(Outcome outcome, const RunRecord& record, const Options& options,
-            terminal::Console& messages) {
+            common::Console& messages) {
   const std::string hint = outcome == Outcome::kDifferent ? hintForDifferences(record, options)
                                                           : hintFor(record.failure, options);
   if (!hint.empty()) messages.printLine(hint);
@@ -87,7 +87,7 @@ void advise(Outcome outcome, const RunRecord& record, const Options& options,
 }
 
 void tellResult(Outcome outcome, const mtlhost::Result& result, const RunRecord& record,
-                double seconds, const Options& options, terminal::Console& results,
+                double seconds, const Options& options, common::Console& results,
                 JsonEvents& events) {
   if (options.json) {
     const std::int64_t files = options.mode == Mode::kVerify ? record.compared : record.files;
@@ -95,7 +95,7 @@ void tellResult(Outcome outcome, const mtlhost::Result& result, const RunRecord&
   } else if (options.verbosity != Verbosity::kQuiet) {
     const auto [word, rest] = closingLine(outcome, record, seconds);
     if (word.empty() && rest.empty()) return;
-    results.printLine((word.empty() ? "" : results.coloured(terminal::Tone::kDone, word)) + rest);
+    results.printLine((word.empty() ? "" : results.coloured(common::Tone::kDone, word)) + rest);
   }
 }
 
@@ -107,13 +107,13 @@ ExitStatus runSync(Options options) {
   JsonEvents events(std::cout);
   JsonEvents* const json = options.json ? &events : nullptr;
   if (options.mode == Mode::kStatus) {
-    return tellStatus(options, {to.messages, to.results, nullptr, json}, process::stopRequested);
+    return tellStatus(options, {to.messages, to.results, nullptr, json}, common::stopRequested);
   }
   ProgressDisplay progress(to.messages);
   const bool showProgress =
       options.verbosity != Verbosity::kQuiet && (!options.json || to.messages.isTerminal());
   SyncObserver observer({to.messages, to.results, showProgress ? &progress : nullptr, json},
-                        options.verbosity, options.limits, process::stopRequested);
+                        options.verbosity, options.limits, common::stopRequested);
 
   const Clock::time_point start = Clock::now();
   ErrorEntries problem;
@@ -123,7 +123,7 @@ ExitStatus runSync(Options options) {
 
   if (!problem.empty()) observer.error(asOwn(problem));
   const RunRecord& record = observer.record();
-  const Outcome outcome = outcomeOf(result.code, process::stopRequested(), options, record);
+  const Outcome outcome = outcomeOf(result.code, common::stopRequested(), options, record);
   if (outcome == Outcome::kFailed) explainFailure(result, options, observer);
   tellResult(outcome, result, record, elapsed.count(), options, to.results, events);
   advise(outcome, record, options, to.messages);

@@ -5,7 +5,7 @@
 #include <system_error>
 #include <vector>
 
-#include "digest/file_digest.h"
+#include "common/file_digest.h"
 #include "mtlsync/comparison.h"
 #include "mtlsync/local_copy.h"
 
@@ -51,8 +51,8 @@ void tellStamp(const LocalFile& stamp, SyncObserver& observer) {
   }
   if (!fs::exists(status)) return tell(Kind::kMissing, "is missing: no run has been completed");
   if (!fs::is_regular_file(status)) return tell(Kind::kIrregular, "is not a regular file");
-  digest::FileDigest digest;
-  error = digest::digestFile(stamp.path, digest);
+  common::FileDigest digest;
+  error = common::digestFile(stamp.path, digest);
   if (error) return tell(Kind::kUnreadable, "cannot be read: " + reasonText(error));
   observer.difference(stamp.name, "stamp", "is not the library's, which has changed since");
 }

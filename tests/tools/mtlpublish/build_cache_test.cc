@@ -5,8 +5,8 @@
 #include <chrono>
 #include <optional>
 
-#include "mtlpublish/file_state.h"
 #include "mtlpublish/publisher.h"
+#include "mtlpublish/system.h"
 #include "support/temp_dir.h"
 
 namespace {

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "mtlpublish/link.h"
+#include "mtlpublish/system.h"
 #include "support/temp_dir.h"
 
 namespace {

@@ -20,7 +20,7 @@ TEST(ProgressText, TellsFilesBytesAndTheFile) {
 TEST(ProgressDisplay, DrawsNowAndThenCutToTheWidth) {
   std::ostringstream stream;
   {
-    terminal::Console console(stream, {true, [] { return 30; }});
+    common::Console console(stream, {true, [] { return 30; }});
     const auto show = shownOn(console);
     const WorkProgress progress{1, 2, 3, 4, std::string(200, 'x')};
     show(progress);
@@ -34,7 +34,7 @@ TEST(ProgressDisplay, DrawsNowAndThenCutToTheWidth) {
 
 TEST(ProgressDisplay, IsForTerminals) {
   std::ostringstream stream;
-  terminal::Console console(stream, {false, nullptr});
+  common::Console console(stream, {false, nullptr});
   EXPECT_FALSE(shownOn(console));
 }
 

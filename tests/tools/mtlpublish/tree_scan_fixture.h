@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "mtlpublish/link.h"
+#include "mtlpublish/system.h"
 #include "mtlpublish/tree_scan.h"
 #include "support/temp_dir.h"
 

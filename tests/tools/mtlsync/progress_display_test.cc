@@ -26,8 +26,8 @@ class ProgressDisplayTest : public testing::TestWithParam<int> {
   int width_ = 80;
   ProgressDisplay::TimePoint now_;
   std::ostringstream stream_;
-  terminal::Console pipe_{stream_, {}};
-  terminal::Console terminal_{stream_, {true, [this] { return width_; }}};
+  common::Console pipe_{stream_, {}};
+  common::Console terminal_{stream_, {true, [this] { return width_; }}};
   ProgressDisplay inPipe_{pipe_, [this] { return now_; }};
   ProgressDisplay onTerminal_{terminal_, [this] { return now_; }};
 };

@@ -5,7 +5,7 @@
 
 #include <limits>
 
-#include "terminal/display_width.h"
+#include "common/display_width.h"
 
 namespace mtlsync {
 namespace {
@@ -85,7 +85,7 @@ TEST(ProgressLine, FitsEveryWidth) {
       progress.permille = permille;
       EXPECT_LE(progressLine(progress, columns).size(), static_cast<std::size_t>(columns));
       progress.file = "木材/\xF0\x9F\x8C\xB3/a long name of a file";
-      EXPECT_LE(terminal::displayWidth(progressLine(progress, columns)), columns);
+      EXPECT_LE(common::displayWidth(progressLine(progress, columns)), columns);
     }
     EXPECT_LE(progressLine(huge, columns).size(), static_cast<std::size_t>(columns));
   }

@@ -30,7 +30,7 @@ class RemoveDamagedTest : public testing::Test {
   mtlsync::Options options_;
   bool stop_ = false;
   std::ostringstream printed_;
-  terminal::Console messages_{printed_, {}};
+  common::Console messages_{printed_, {}};
   mtlsync::SyncObserver observer_{
       {messages_, messages_, nullptr, nullptr}, mtlsync::Verbosity::kNormal, {}, [this] {
         return stop_;

@@ -39,7 +39,7 @@ class StatusTest : public testing::Test {
   mtlsync::ExitStatus tellHere(mtlsync::JsonEvents* events = nullptr) {
     mtlsync::Options options;
     options.directory = dir_ / "copy";
-    terminal::Console console(printed_, {});
+    common::Console console(printed_, {});
     return mtlsync::tellStatus(options, {console, console, nullptr, events},
                                [this] { return stop_; });
   }

@@ -31,7 +31,7 @@ class SyncObserverTest : public testing::Test {
   bool stop_ = false;
   ProgressDisplay::TimePoint now_;
   std::ostringstream stream_;
-  terminal::Console messages_{stream_, {}};
+  common::Console messages_{stream_, {}};
   ProgressDisplay progress_{messages_};
 };
 
@@ -48,7 +48,7 @@ TEST_F(SyncObserverTest, CountsFilesAndBytes) {
 }
 
 TEST_F(SyncObserverTest, ShowsTheFileThatWasBegunLast) {
-  terminal::Console terminal(stream_, {true, [] { return 120; }});
+  common::Console terminal(stream_, {true, [] { return 120; }});
   ProgressDisplay progress(terminal, [this] { return now_; });
   SyncObserver observer({terminal, terminal, &progress, nullptr}, Verbosity::kNormal, {},
                         [] { return false; });
@@ -99,7 +99,7 @@ TEST_F(SyncObserverTest, CountsWhatArrivedBeforeTheListToo) {
 }
 
 TEST_F(SyncObserverTest, ColoursTheKindOfAMessage) {
-  terminal::Console colourful(stream_, {true, [] { return 80; }, true});
+  common::Console colourful(stream_, {true, [] { return 80; }, true});
   SyncObserver observer({colourful, colourful, nullptr, nullptr}, Verbosity::kNormal, {},
                         [] { return false; });
   observer.warning("careful");

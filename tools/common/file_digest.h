@@ -1,0 +1,27 @@
+// The size and the SHA-256 of a file's content.
+#ifndef MTLLIB_TOOLS_COMMON_FILE_DIGEST_H_
+#define MTLLIB_TOOLS_COMMON_FILE_DIGEST_H_
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <system_error>
+
+namespace common {
+
+struct FileDigest {
+  /// The number of bytes that were digested.
+  std::uint64_t size = 0;
+  /// 64 hexadecimal digits.
+  std::string sha256;
+};
+
+/// Reads the file once, in pieces. After each, `goOn` is asked, with the bytes so far; when
+/// it answers false, the error is operation_canceled.
+std::error_code digestFile(const std::filesystem::path& file, FileDigest& digest,
+                           const std::function<bool(std::uint64_t)>& goOn = {});
+
+}  // namespace common
+
+#endif  // MTLLIB_TOOLS_COMMON_FILE_DIGEST_H_

@@ -1,0 +1,81 @@
+// What mtlpublish needs of the operating system beyond the standard library: the state of a
+// file, links, replacing, names without case, interrupts and sockets. One source file a system.
+#ifndef MTLLIB_TOOLS_MTLPUBLISH_SYSTEM_H_
+#define MTLLIB_TOOLS_MTLPUBLISH_SYSTEM_H_
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <system_error>
+
+namespace mtlpublish {
+
+/// Times are in nanoseconds since 1970, UTC, as exact as the file system keeps them.
+struct FileState {
+  std::uint64_t size = 0;
+  /// When the content was last written; whoever may write the file may set it to anything.
+  std::int64_t modified = 0;
+  /// When anything about the file last changed; only the system sets it. 0 where the file
+  /// system does not keep it.
+  std::int64_t changed = 0;
+  /// Tells the file from others on its volume.
+  std::uint64_t id = 0;
+};
+
+inline bool operator==(const FileState& a, const FileState& b) {
+  return a.size == b.size && a.modified == b.modified && a.changed == b.changed && a.id == b.id;
+}
+
+/// Follows symbolic links.
+std::error_code readFileState(const std::filesystem::path& file, FileState& state);
+
+/// True when `path` itself is a symbolic link, or a mount point that Windows takes for a
+/// kind of link.
+bool isLink(const std::filesystem::path& path);
+
+/// The absolute path of what `path` stands for, which exists: without links, "." and
+/// "..", and with the names as they are on the disk.
+std::filesystem::path canonicalPath(const std::filesystem::path& path, std::error_code& error);
+
+/// Renames `file` to `target`, in the same folder, replacing what is there in one step, and
+/// has both the content and the name on the disk before it returns. Where a file cannot be
+/// replaced while somebody reads it, waits a moment for the reader to finish.
+std::error_code renameOver(const std::filesystem::path& file, const std::filesystem::path& target);
+
+/// The code points in lower case, each for itself, by the system's own tables.
+std::u32string foldCase(std::u32string text);
+
+/// From now on an interrupt or a request to terminate ends the program at once, with the
+/// exit status 0. A signal that was ignored stays so.
+void endWhenInterrupted();
+
+/// A socket by the system's number for it.
+using Socket = std::uintptr_t;
+
+/// For a server's socket before it takes its port: two servers never share a port, and a port
+/// is free again as soon as its server has ended.
+void setSocketOptions(Socket socket);
+
+/// For a connection that was accepted, before the following are used.
+void setUpConnection(Socket socket);
+
+/// Receives what comes first within the time: the number of bytes, 0 when none came, -1
+/// when none will.
+std::ptrdiff_t receiveWithin(std::chrono::milliseconds time, Socket socket, char* data,
+                             std::size_t size);
+
+/// Sends what the socket takes within the time: the number of bytes, 0 when it took none,
+/// -1 when it will take none.
+std::ptrdiff_t sendWithin(std::chrono::milliseconds time, Socket socket, const char* data,
+                          std::size_t size);
+
+/// The other side sees the end of what is sent, and can go on sending.
+void endSending(Socket socket);
+
+void closeSocket(Socket socket);
+
+}  // namespace mtlpublish
+
+#endif  // MTLLIB_TOOLS_MTLPUBLISH_SYSTEM_H_

@@ -1,0 +1,150 @@
+// The POSIX side.
+#include "mtlpublish/system.h"
+
+#include <fcntl.h>
+#include <locale.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <wctype.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+
+namespace mtlpublish {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Unsigned, since a file system may hold times that do not fit.
+std::int64_t nanosecondsOf(const timespec& time) {
+  constexpr std::uint64_t kPerSecond = 1'000'000'000;
+  return static_cast<std::int64_t>(static_cast<std::uint64_t>(time.tv_sec) * kPerSecond +
+                                   static_cast<std::uint64_t>(time.tv_nsec));
+}
+
+/// Waits until the file, or the names in the folder, are on the disk.
+std::error_code flush(const fs::path& path) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return {errno, std::generic_category()};
+  std::error_code error;
+  if (fsync(descriptor) != 0) error = {errno, std::generic_category()};
+  close(descriptor);
+  return error;
+}
+
+// Letters belong to a locale, whatever the user's is.
+locale_t utf8Locale() {
+  const locale_t found = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  // That one always exists, and knows the letters of English.
+  return found != nullptr ? found : newlocale(LC_CTYPE_MASK, "C", nullptr);
+}
+
+// Any thread may be the one that is interrupted. AddressSanitizer looks at its stack before a
+// call that does not return, and complains when the thread is only just starting.
+[[gnu::no_sanitize_address]] void end(int /*signal*/) {
+  std::_Exit(0);
+}
+
+void endAt(int signal) {
+  struct sigaction action {};
+  if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) return;
+  action = {};
+  action.sa_handler = end;
+  sigaction(signal, &action, nullptr);
+}
+
+int numberOf(Socket socket) {
+  return static_cast<int>(socket);
+}
+
+bool isReady(Socket socket, short event, std::chrono::milliseconds time) {
+  pollfd wait{numberOf(socket), event, 0};
+  return poll(&wait, 1, static_cast<int>(time.count())) > 0;
+}
+
+/// Whether a call has failed for this moment only.
+bool isToBeRepeated() {
+  return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
+}
+
+}  // namespace
+
+std::error_code readFileState(const fs::path& file, FileState& state) {
+  struct stat status {};
+  if (stat(file.c_str(), &status) != 0) return {errno, std::generic_category()};
+  state = {static_cast<std::uint64_t>(status.st_size), nanosecondsOf(status.st_mtim),
+           nanosecondsOf(status.st_ctim), static_cast<std::uint64_t>(status.st_ino)};
+  return {};
+}
+
+bool isLink(const fs::path& path) {
+  std::error_code error;
+  return fs::is_symlink(fs::symlink_status(path, error));
+}
+
+fs::path canonicalPath(const fs::path& path, std::error_code& error) {
+  return fs::canonical(path, error);
+}
+
+// Readers keep the old file. A system may put names on the disk before contents, and one name
+// before another that was made earlier. Without the first flush, a power loss could leave an empty
+// list; without the second, the new id beside the old list.
+std::error_code renameOver(const fs::path& file, const fs::path& target) {
+  std::error_code error = flush(file);
+  if (!error) fs::rename(file, target, error);
+  // Some file systems cannot do that to a folder; the new name is there all the same.
+  if (!error) static_cast<void>(flush(target.parent_path()));
+  return error;
+}
+
+std::u32string foldCase(std::u32string text) {
+  static const locale_t locale = utf8Locale();
+  for (char32_t& character : text)
+    character = static_cast<char32_t>(towlower_l(static_cast<wint_t>(character), locale));
+  return text;
+}
+
+void endWhenInterrupted() {
+  endAt(SIGINT);
+  endAt(SIGTERM);
+}
+
+// Connections that linger keep a port otherwise.
+void setSocketOptions(Socket socket) {
+  const int yes = 1;
+  setsockopt(numberOf(socket), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
+}
+
+void setUpConnection(Socket socket) {
+  fcntl(numberOf(socket), F_SETFL, fcntl(numberOf(socket), F_GETFL) | O_NONBLOCK);
+}
+
+std::ptrdiff_t receiveWithin(std::chrono::milliseconds time, Socket socket, char* data,
+                             std::size_t size) {
+  if (!isReady(socket, POLLIN, time)) return 0;
+  const ssize_t count = recv(numberOf(socket), data, size, 0);
+  if (count > 0) return count;
+  return count < 0 && isToBeRepeated() ? 0 : -1;
+}
+
+std::ptrdiff_t sendWithin(std::chrono::milliseconds time, Socket socket, const char* data,
+                          std::size_t size) {
+  if (!isReady(socket, POLLOUT, time)) return 0;
+  const ssize_t count = send(numberOf(socket), data, size, MSG_NOSIGNAL);
+  if (count >= 0) return count;
+  return isToBeRepeated() ? 0 : -1;
+}
+
+void endSending(Socket socket) {
+  shutdown(numberOf(socket), SHUT_WR);
+}
+
+void closeSocket(Socket socket) {
+  close(numberOf(socket));
+}
+
+}  // namespace mtlpublish
