@@ -13,10 +13,11 @@ namespace {
 using WideView = std::basic_string_view<WCHAR>;
 using WideString = std::basic_string<WCHAR>;
 
-// Appends the value of the variable `name`; false when there is none.
+// Appends the value of the variable `name`; false when there is none, and in a set-user-id
+// program: whoever started it has no say in what it trusts.
 bool appendVariable(const WideString& name, WideString& result) {
   const QUtils::Utf8Text converted = QUtils::duplicateAsUtf8(name.c_str());
-  const char* value = converted != nullptr ? std::getenv(converted.get()) : nullptr;
+  const char* value = converted != nullptr ? secure_getenv(converted.get()) : nullptr;
   const QUtils::WideText wideValue = QUtils::duplicateAsWide(value);
   if (wideValue == nullptr) return false;
   result += wideValue.get();

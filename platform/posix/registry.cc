@@ -56,8 +56,9 @@ void setText(Key& key, const WideString& name, const std::string& text) {
 }
 
 void fillFromEnvironment(Key& key) {
+  // Nor does whoever started a set-user-id program choose its proxy.
   const posix::InternetSettings settings =
-      posix::internetSettingsFromEnvironment([](const char* name) { return std::getenv(name); });
+      posix::internetSettingsFromEnvironment([](const char* name) { return secure_getenv(name); });
   const DWORD enable = settings.proxyEnable;
   key.values[u"ProxyEnable"] = {REG_DWORD,
                                 {reinterpret_cast<const char*>(&enable), sizeof(enable)}};
