@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstdio>
 
 #include "rules/utf8.h"
 
@@ -56,6 +57,25 @@ std::string printable(std::string_view text) {
   result.reserve(text.size());
   while (!text.empty())
     takeCharacter(text, result);
+  return result;
+}
+
+// All of them have four digits, and stand within texts, where controls of ASCII are escaped
+// already.
+std::string printableJson(std::string_view json) {
+  std::string result;
+  result.reserve(json.size());
+  while (!json.empty()) {
+    const Utf8Character first = firstCharacter(json);
+    if (isHidden(first)) {
+      std::array<char, 8> escaped{};
+      std::snprintf(escaped.data(), escaped.size(), "\\u%04x", static_cast<unsigned>(first.value));
+      result += escaped.data();
+    } else {
+      result += json.substr(0, first.length);
+    }
+    json.remove_prefix(first.length);
+  }
   return result;
 }
 

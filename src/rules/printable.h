@@ -20,6 +20,10 @@ std::string printable(std::string_view text);
 /// blanks around them, made one blank.
 std::string printableLine(std::string_view text);
 
+/// `json`, which is valid JSON, with the same characters written as \uXXXX, which leaves its
+/// meaning as it is.
+std::string printableJson(std::string_view json);
+
 }  // namespace mtlrules
 
 #endif  // MTLLIB_RULES_PRINTABLE_H_

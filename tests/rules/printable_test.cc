@@ -57,5 +57,11 @@ TEST(PrintableLine, IsPrintable) {
             "b");
 }
 
+TEST(PrintableJson, MeansTheSame) {
+  EXPECT_EQ(printableJson("{\"path\":\"é 木 \\n\"}"), "{\"path\":\"é 木 \\n\"}");
+  EXPECT_EQ(printableJson("\"\u009B2J\u007F\u202E\u2028\""), R"("\u009b2J\u007f\u202e\u2028")");
+  EXPECT_EQ(printableJson("\"\xFF\""), R"("\ufffd")");
+}
+
 }  // namespace
 }  // namespace mtlrules

@@ -103,7 +103,7 @@ struct Arguments {
 };
 
 void complain(const std::string& message) {
-  std::cerr << "mtlpublish: " << message << '\n';
+  std::cerr << "mtlpublish: " + mtlrules::printableLine(message) + '\n';
 }
 
 int refuseUsage(const std::string& message) {
@@ -274,7 +274,8 @@ int serve(const Arguments& arguments) {
   if (!arguments.quiet) warnOfUnbuilt(root, arguments.folder);
   // Transfers under way and idle connections need no care.
   mtlpublish::endWhenInterrupted();
-  std::cout << "Serving " << arguments.folder << " at " << server.address() << std::endl;
+  std::cout << "Serving " << mtlrules::printable(arguments.folder) << " at " << server.address()
+            << std::endl;
   server.run();
   complain("can accept no more connections");
   return kFailed;

@@ -4,6 +4,7 @@
 #include <json/json.h>
 
 #include "mtlhost/utf8.h"
+#include "rules/printable.h"
 
 namespace mtlsync {
 
@@ -22,7 +23,8 @@ void writeLine(std::ostream& stream, const Json::Value& object) {
     builder["emitUTF8"] = true;
     return builder;
   }();
-  stream << Json::writeString(kOneLine, object) + '\n' << std::flush;
+  // Somebody may look at the output itself.
+  stream << mtlrules::printableJson(Json::writeString(kOneLine, object)) + '\n' << std::flush;
 }
 
 }  // namespace

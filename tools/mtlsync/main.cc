@@ -5,6 +5,7 @@
 #include "common/system.h"
 #include "mtlsync/options.h"
 #include "mtlsync/sync_run.h"
+#include "rules/printable.h"
 
 namespace {
 
@@ -39,7 +40,7 @@ int main(int argc, char** argv) {
                ? mtlsync::kExitFailed
                : status;
   } catch (const std::exception& error) {
-    std::cerr << "mtlsync: error: " << error.what() << '\n';
+    std::cerr << "mtlsync: error: " + mtlrules::printableLine(error.what()) + '\n';
     return mtlsync::kExitFailed;
   }
 }

@@ -9,7 +9,6 @@
 
 #include "mtlsync/comparison.h"
 #include "mtlsync/local_copy.h"
-#include "rules/printable.h"
 
 namespace mtlsync {
 
@@ -102,7 +101,7 @@ bool prepareRepair(const Options& options, SyncObserver& observer, ErrorEntries&
 }
 
 std::string leftText(const RunRecord& record) {
-  const std::string first = '"' + mtlrules::printableLine(record.firstLeft) + '"';
+  const std::string first = '"' + record.firstLeft + '"';
   if (record.leftAsTheyAre == 1) {
     return "1 listed file is not a regular file, " + first + ": remove it and repair again";
   }

@@ -34,8 +34,7 @@ void SyncObserver::showRemoved(const std::string& path) {
 
 void SyncObserver::leftAsItIs(const std::string& path) {
   if (record_.leftAsTheyAre++ == 0) record_.firstLeft = path;
-  survived(
-      ownError('"' + mtlrules::printableLine(path) + "\" is not a regular file; left as it is"));
+  survived(ownError('"' + path + "\" is not a regular file; left as it is"));
 }
 
 void SyncObserver::difference(const std::string& path, const std::string& kind,

@@ -278,4 +278,12 @@ TEST_F(CommandLine, NamesAFolderThatIsNone) {
   }
 }
 
+TEST_F(CommandLine, PrintsHostileNamesHarmlessly) {
+  for (const char* command : {"build", "serve", "verify"}) {
+    const ProcessResult result = run({command, "no\x1B[2J\u009B2J\u202E"});
+    EXPECT_THAT(result.out + result.err, HasSubstr(R"(no\x1B[2J\xC2\x9B2J\xE2\x80\xAE: )"));
+  }
+  EXPECT_THAT(run({"\x1B[2J\n\u202E"}).err, HasSubstr(R"( \x1B[2J \xE2\x80\xAE)"));
+}
+
 }  // namespace

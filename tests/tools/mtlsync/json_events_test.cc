@@ -34,6 +34,35 @@ class JsonEventsTest : public testing::Test {
   JsonEvents events_{stream_};
 };
 
+// ESC, and CSI in one character; a mark that turns the text around; a separator of lines.
+constexpr const char* kHostile = "\x1B[2J\u009B2J\u202Etxt\u2028";
+
+TEST_F(JsonEventsTest, GivesATerminalNoCommandsAndProgramsTheWholeText) {
+  const std::string escaped = R"(\u001b[2J\u009b2J\u202etxt\u2028)";
+  const auto expectEscaped = [&](std::size_t times) {
+    const std::string line = written();
+    std::size_t count = 0;
+    for (std::size_t at = 0; (at = line.find(escaped, at)) != line.npos; ++at)
+      ++count;
+    EXPECT_EQ(count, times) << line;
+    EXPECT_EQ(line.find_first_of("\x1B\xC2\xE2"), line.npos) << line;
+  };
+  events_.text("warning", kHostile);
+  expectEscaped(1);
+  events_.taggedError(kHostile, 1, kHostile);
+  expectEscaped(2);
+  events_.removed(kHostile);
+  expectEscaped(1);
+  events_.difference(kHostile, "missing", kHostile);
+  expectEscaped(2);
+  events_.status(kHostile, "", 0, 0);
+  expectEscaped(1);
+  events_.error({{kHostile, 1, kHostile}});
+  expectEscaped(2);
+  events_.removed(kHostile);
+  EXPECT_EQ(read()["path"], kHostile);
+}
+
 TEST_F(JsonEventsTest, WritesAnObjectALine) {
   events_.simple("beginProgress");
   EXPECT_EQ(written(), "{\"event\":\"beginProgress\"}\n");

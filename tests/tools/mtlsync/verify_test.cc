@@ -157,8 +157,9 @@ TEST_F(VerifyTest, FailsWithoutALibraryOrList) {
 }
 
 TEST_F(VerifyTest, PrintsHostileNamesHarmlessly) {
-  server_.serve("/lib/filelist.json", "[{\"path\":\"\\u001b[31m\\n.tx\"}]\n");
-  EXPECT_EQ(verify().out, "\\x1B[31m .tx: is missing\n");
+  server_.serve("/lib/filelist.json",
+                "[{\"path\":\"\\u001b[31m\\n\\u202e.tx\"},{\"path\":\"\\u009b31m\"}]\n");
+  EXPECT_EQ(verify().out, "\\x1B[31m \\xE2\\x80\\xAE.tx: is missing\n\\xC2\\x9B31m: is missing\n");
 }
 
 TEST_F(VerifyTest, TellsProgramsMore) {
