@@ -17,6 +17,10 @@
 /// must not be used by two. Create the first and destroy the last network context
 /// while no downloader runs.
 ///
+/// Unloading: the module stays in memory until the process ends, even when the host unloads
+/// it (dlclose, FreeLibrary). Settings that it filled in and copies of error chains can be
+/// used and released afterwards. Handles are destroyed before.
+///
 /// Errors: a null handle gives -1 or does nothing. No exception leaves an entry, but
 /// for std::bad_alloc when memory runs out.
 #ifndef MTLLIB_DOWNLOADER_INTERFACE_H_

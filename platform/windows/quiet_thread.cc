@@ -3,26 +3,14 @@
 
 #include <utility>
 
-#include "platform/win32.h"
+#include "platform/stay_loaded.h"
 
 namespace Platform {
 
-namespace {
-
-// From here on this module stays in memory until the process ends: a thread that
-// libcurl has left behind in the system's resolver may still return into it after the
-// host freed the library.
-void pinModule() {
-  static const int anchor = 0;
-  HMODULE module = nullptr;
-  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
-                     reinterpret_cast<LPCWSTR>(&anchor), &module);
-}
-
-}  // namespace
-
 std::thread startQuietThread(std::function<void()> body) {
-  pinModule();
+  // A thread that libcurl has left behind in the system's resolver may still return into the
+  // library after the host freed it.
+  stayLoaded();
   return std::thread(std::move(body));
 }
 

@@ -5,6 +5,7 @@
 
 #include "mtllib/allocation.h"
 #include "net/context.h"
+#include "platform/stay_loaded.h"
 #include "plugin/downloader.h"
 #include "plugin/error_chain.h"
 #include "qutils/mem_stream.h"
@@ -28,6 +29,8 @@ extern "C" {
 DownloaderImpl* createDownloader(HostCallback* callback, DownloaderSettings* settings) {
   void* block = QUtils::qmalloc(sizeof(DownloaderImpl));
   if (block == nullptr) return nullptr;
+  // From here on the host gets texts and errors that point into the module.
+  Platform::stayLoaded();
   if (settings->remoteAddress.empty()) settings->remoteAddress = kDefaultRemoteAddress;
   return new (block) DownloaderImpl{nullptr, {}, callback, settings};
 }

@@ -5,7 +5,7 @@
 #include "mtllib/host_callback.h"
 
 /// Listens to nothing and goes on.
-class SilentCallback final : public HostCallback {
+class SilentCallback : public HostCallback {
  public:
   void setProgressRange(int) override {}
   void setProgressValue(int) override {}
