@@ -14,6 +14,7 @@ from mtllib._errors import Cancelled, Error, ErrorEntry, LoadError, SyncError
 from mtllib._events import Event, Progress, Result
 from mtllib._library import Library
 from mtllib._loading import version
+from mtllib._printable import printable
 from mtllib._settings import SYSTEM_PROXY, SystemProxy
 
 __all__ = [
@@ -28,5 +29,6 @@ __all__ = [
     "Result",
     "SyncError",
     "SystemProxy",
+    "printable",
     "version",
 ]

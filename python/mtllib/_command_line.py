@@ -7,11 +7,12 @@ import signal
 import sys
 from typing import List, Optional
 
-from mtllib._display import ProgressDisplay, printable
+from mtllib._display import ProgressDisplay
 from mtllib._errors import ChainError, Error
 from mtllib._events import Event, Result
 from mtllib._library import Library
 from mtllib._loading import version
+from mtllib._printable import printable
 from mtllib._settings import SYSTEM_PROXY, Proxy
 
 _DONE = 0

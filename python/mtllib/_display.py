@@ -7,16 +7,11 @@ import time
 from typing import TextIO
 
 from mtllib._events import Progress
+from mtllib._printable import printable
 
 _CLEAR_LINE = "\r\x1b[K"
 _REDRAW_SECONDS = 0.1
 _PERMILLE_PER_NOTE = 100
-
-
-def printable(text: str) -> str:
-    """The text as one line that leaves a terminal alone: a server may have written it."""
-    line = " ".join(text.split())
-    return "".join(x if x.isprintable() else ascii(x)[1:-1] for x in line)
 
 
 class ProgressDisplay:

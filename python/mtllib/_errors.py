@@ -5,6 +5,8 @@ from __future__ import annotations
 from dataclasses import dataclass
 from typing import List, Sequence
 
+from mtllib._printable import printable
+
 
 @dataclass(frozen=True)
 class ErrorEntry:
@@ -15,10 +17,11 @@ class ErrorEntry:
     code: int
     """-1 for the library's own checks, else a system error code in the Windows numbering."""
     message: str
-    """What happened."""
+    """What happened, as the library says it. Names that a server chose may stand in it:
+    the text of the entry, `str(entry)`, is printable."""
 
     def __str__(self) -> str:
-        return self.message or f"error {self.code}"
+        return printable(self.message) or f"error {self.code}"
 
 
 class Error(Exception):
@@ -50,4 +53,4 @@ class LoadError(ChainError):
 
 def chain_text(chain: Sequence[ErrorEntry]) -> str:
     """The chain in one line: "what failed, because: why"."""
-    return ", because: ".join(str(entry).strip() for entry in chain)
+    return ", because: ".join(map(str, chain))

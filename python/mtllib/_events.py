@@ -39,6 +39,8 @@ class Event:
     """"stage": what is done now. "info": worth knowing when something goes wrong.
     "warning": a failure that the run survives. "error": the one that ends it."""
     text: str
+    """As the library says it. Names that a server chose may stand in it: `mtllib.printable`
+    makes it fit to be shown."""
     chain: Tuple[ErrorEntry, ...] = ()
     """What failed, and after it its causes; of errors, and of some warnings."""
 

@@ -2,7 +2,7 @@
 
 Stages, one or two a file, are DEBUG; the few lines of information of a run INFO; warnings
 WARNING; the failure that ends a run ERROR, unless somebody cancelled it, who knows: then it
-is INFO. Progress is not logged.
+is INFO. Progress is not logged. What is logged is one line, and printable.
 """
 
 from __future__ import annotations
@@ -11,6 +11,7 @@ import logging
 
 from mtllib._errors import chain_text
 from mtllib._events import Event
+from mtllib._printable import printable
 
 _LEVELS = {
     "stage": logging.DEBUG,
@@ -29,4 +30,4 @@ def log(event: Event, cancelled: bool) -> None:
     level = _LEVELS[event.kind]
     if cancelled and event.kind == "error":
         level = logging.INFO
-    _logger.log(level, "%s", chain_text(event.chain) or event.text.strip())
+    _logger.log(level, "%s", chain_text(event.chain) or printable(event.text))

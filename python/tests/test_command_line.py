@@ -77,12 +77,23 @@ def test_a_warning_is_told(server: ScriptedServer, copy: pathlib.Path) -> None:
 def test_a_path_of_a_server_leaves_the_terminal_alone(
     server: ScriptedServer, copy: pathlib.Path
 ) -> None:
-    server.publish({"../\x1b[2J": b""})
+    server.publish({"../\x1b[2J\u202e": b""})
     process = _run("-q", "--no-proxy", server.url, str(copy))
     assert process.returncode == 1
     assert process.stderr == (
-        'mtllib: error: Path leaves the target directory: "../\\x1b[2J"\n'
+        'mtllib: error: Path leaves the target directory: "../\\x1b[2J\\u202e"\n'
     )
+
+
+def test_a_warning_leaves_the_terminal_alone(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.publish({})
+    process = _run("--check", "--proxy", "x\x1b[2J\u202e://127.0.0.1:1", server.url, str(copy))
+    assert "mtllib: warning: " in process.stderr
+    assert "\\x1b[2J\\u202e" in process.stderr
+    assert "\x1b" not in process.stderr
+    assert "\u202e" not in process.stderr
 
 
 def test_a_proxy_is_asked(server: ScriptedServer, copy: pathlib.Path) -> None:

@@ -26,6 +26,18 @@ def test_a_failure_has_its_chain(library: mtllib.Library) -> None:
     )
 
 
+def test_the_text_of_a_failure_is_printable(
+    server: ScriptedServer, library: mtllib.Library
+) -> None:
+    server.publish({"../\x1b[2J\n\u202e": b""})
+    with pytest.raises(mtllib.SyncError) as caught:
+        library.sync()
+    message = 'Path leaves the target directory: "../\\x1b[2J \\u202e"'
+    assert str(caught.value) == message
+    assert str(caught.value.chain[-1]) == message
+    assert caught.value.chain[-1].message.endswith('"../\x1b[2J\n\u202e"'), "as it is"
+
+
 def test_a_failed_check_raises_the_same(library: mtllib.Library) -> None:
     with pytest.raises(mtllib.SyncError, match="Could not download remote stamp file"):
         library.check()

@@ -48,6 +48,24 @@ def test_a_failure_is_an_error_with_its_causes(
     ]
 
 
+def test_names_of_a_server_add_no_lines_and_give_no_commands(
+    server: ScriptedServer, library: mtllib.Library, caplog: pytest.LogCaptureFixture
+) -> None:
+    caplog.set_level(logging.DEBUG, "mtllib")
+    name = "a\nERROR forged\x1b[2J\x9b2J\u202e"
+    server.publish({name: b"1", "../" + name: b""})
+    with pytest.raises(mtllib.SyncError):
+        library.sync()
+    server.publish({name: b"1"})
+    server.serve("/lib/a%0AERROR%20forged%1B%5B2J%C2%9B2J%E2%80%AE", b"1")
+    library.sync()
+    messages = [record[2] for record in caplog.record_tuples]
+    escaped = '"a ERROR forged\\x1b[2J\\x9b2J\\u202e"'
+    assert f"Downloading file {escaped} (1 bytes)" in messages
+    assert f'Path leaves the target directory: "../{escaped[1:]}' in messages
+    assert all(message.isprintable() for message in messages)
+
+
 def test_the_end_of_a_cancelled_run_is_information(
     server: ScriptedServer, open_library: Opener, caplog: pytest.LogCaptureFixture
 ) -> None:

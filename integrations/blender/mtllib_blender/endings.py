@@ -47,7 +47,7 @@ def cancelled() -> Message:
 
 def failed(error: Exception) -> Message:
     """With the whole chain, what failed first, and with what to do."""
-    reason = " ".join(str(error).split()).rstrip(".")
+    reason = mtllib.printable(str(error)).rstrip(".")
     return message.error(reason, _advice(error))
 
 

@@ -64,7 +64,7 @@ class Work:
 
     def _note(self, event: mtllib.Event) -> None:
         if event.kind == "warning":
-            self._warnings.append(" ".join(event.text.split()))
+            self._warnings.append(mtllib.printable(event.text))
 
 
 def _proxy_of(settings: Settings) -> Union[mtllib.SystemProxy, str, None]:

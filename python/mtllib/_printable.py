@@ -1,0 +1,15 @@
+"""Texts made fit to be shown: a server, which cannot be trusted, chooses names in them."""
+
+from __future__ import annotations
+
+import re
+
+_BREAKS = re.compile(r"[ \t\r\n]*[\t\r\n][ \t\r\n]*")
+
+
+def printable(text: str) -> str:
+    """The text as one line that is fit for a terminal, a log or a dialogue: line breaks and
+    tabs become blanks, and what would give a terminal commands, or change the direction of
+    the text around it, is escaped, as "\\x1b" and "\\u202e"."""
+    line = _BREAKS.sub(" ", text.strip(" \t\r\n"))
+    return "".join(x if x.isprintable() else ascii(x)[1:-1] for x in line)
