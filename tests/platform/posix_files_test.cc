@@ -25,6 +25,7 @@
 #include "qutils/file_system.h"
 #include "qutils/system_error.h"
 #include "qutils/utf.h"
+#include "support/failing_files.h"
 #include "support/temp_dir.h"
 #include "support/unprivileged.h"
 
@@ -265,6 +266,22 @@ TEST_F(PosixFiles, AFullDiskGives112AndCountsWhatWasWritten) {
   EXPECT_EQ(GetLastError(), 112U);
   EXPECT_EQ(written, 0U);
   CloseHandle(file);
+}
+
+TEST_F(PosixFiles, WhatTheSystemDoesByHalvesIsDoneWhole) {
+  FailingFiles::mostBytes = 3;
+  HANDLE file = openFile(name_, kReadWrite, CREATE_NEW);
+  DWORD count = 0;
+  EXPECT_EQ(WriteFile(file, "abcdefghij", 10, &count, nullptr), TRUE);
+  EXPECT_EQ(count, 10U);
+  EXPECT_EQ(SetFilePointer(file, 0, nullptr, FILE_BEGIN), 0U);
+  std::string bytes(12, '-');
+  EXPECT_EQ(ReadFile(file, bytes.data(), 7, &count, nullptr), TRUE);
+  CloseHandle(file);
+  FailingFiles::reset();
+  EXPECT_EQ(count, 7U);
+  EXPECT_EQ(bytes, "abcdefg-----");
+  EXPECT_EQ(readFile(name_), "abcdefghij");
 }
 
 TEST_F(PosixFiles, WithoutPermissionAccessIsDenied) {

@@ -1,6 +1,7 @@
 // The linker's --wrap makes a call of read one of __wrap_read, and so on.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "support/failing_files.h"
@@ -14,13 +15,17 @@ ssize_t __real_write(int descriptor, const void* bytes, std::size_t size);
 int __real_close(int descriptor);
 
 ssize_t __wrap_read(int descriptor, void* bytes, std::size_t size) {
-  if (!FailingFiles::reads) return __real_read(descriptor, bytes, size);
+  if (!FailingFiles::reads) {
+    return __real_read(descriptor, bytes, std::min(size, FailingFiles::mostBytes));
+  }
   errno = EIO;
   return -1;
 }
 
 ssize_t __wrap_write(int descriptor, const void* bytes, std::size_t size) {
-  if (!FailingFiles::writes) return __real_write(descriptor, bytes, size);
+  if (!FailingFiles::writes) {
+    return __real_write(descriptor, bytes, std::min(size, FailingFiles::mostBytes));
+  }
   errno = ENOSPC;
   return -1;
 }
