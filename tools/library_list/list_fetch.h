@@ -2,6 +2,7 @@
 #ifndef MTLLIB_TOOLS_LIBRARY_LIST_LIST_FETCH_H_
 #define MTLLIB_TOOLS_LIBRARY_LIST_LIST_FETCH_H_
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -26,6 +27,10 @@ struct FetchRequest {
   std::optional<std::string> proxy;
   TrustStore trust;
   std::int64_t largestSize = 1073741824;  ///< 1 GiB, beyond which clients read no list.
+  /// How long a connection may take to be made, TLS and proxy included.
+  std::chrono::milliseconds connectLimit{30000};
+  /// How long no byte may arrive.
+  std::chrono::seconds stallLimit{60};
   /// Asked again and again, with the bytes so far, whether to stop.
   std::function<bool(std::int64_t)> stop;
 };

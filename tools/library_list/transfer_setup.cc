@@ -5,8 +5,6 @@ namespace library_list {
 
 namespace {
 
-constexpr long kConnectSeconds = 30;
-constexpr long kStallSeconds = 60;
 constexpr long kProxyPort = 80;
 
 void setSecurity(Setter& set, const TrustStore& trust) {
@@ -37,9 +35,9 @@ void setUp(Setter& set, const FetchRequest& request) {
   set(CURLOPT_USERAGENT, request.userAgent.c_str());
   setSecurity(set, request.trust);
   setProxy(set, request.proxy);
-  set(CURLOPT_CONNECTTIMEOUT, kConnectSeconds);
+  set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(request.connectLimit.count()));
   set(CURLOPT_LOW_SPEED_LIMIT, 1L);
-  set(CURLOPT_LOW_SPEED_TIME, kStallSeconds);
+  set(CURLOPT_LOW_SPEED_TIME, static_cast<long>(request.stallLimit.count()));
   set(CURLOPT_NOSIGNAL, 1L);
   set(CURLOPT_QUICK_EXIT, 1L);
 }

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <map>
 
 #include "support/scripted_server.h"
@@ -33,6 +34,12 @@ class ListFetchTest : public testing::Test {
     return result.problem;
   }
 
+  /// Lets a test fail that would never end.
+  static void stopAfterAWhile(FetchRequest& request) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(40);
+    request.stop = [end](std::int64_t) { return std::chrono::steady_clock::now() > end; };
+  }
+
   ScriptedServer server_;
 };
 
@@ -52,6 +59,36 @@ TEST_F(ListFetchTest, TakesStatus200Only) {
     server_.serveStatus("/l", status, "[]\n");
     EXPECT_EQ(problemWith(requestFor("/l")), "unexpected HTTP status " + std::to_string(status));
   }
+}
+
+TEST(FetchLimits, AreThoseOfThePlugIn) {
+  EXPECT_EQ(FetchRequest().connectLimit, std::chrono::seconds(30));
+  EXPECT_EQ(FetchRequest().stallLimit, std::chrono::seconds(60));
+}
+
+TEST_F(ListFetchTest, GivesUpAServerThatStandsStill) {
+  FetchRequest request = requestFor("/l");
+  request.stallLimit = std::chrono::seconds(1);
+  stopAfterAWhile(request);
+  for (const char* answer : {"", "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n[]"}) {
+    server_.handle("/l", [answer](const ServerRequest&, Socket& socket) {
+      socket.send(answer);
+      char byte = 0;
+      socket.receive(&byte, 1);  // Until the client has given up.
+      return false;
+    });
+    EXPECT_THAT(problemWith(request), HasSubstr("Less than 1 bytes/sec")) << answer;
+  }
+}
+
+TEST_F(ListFetchTest, GivesUpAConnectionThatIsNotMade) {
+  const Socket silent = Socket::listenOnLoopback();
+  FetchRequest request;
+  request.url = "https://127.0.0.1:" + std::to_string(silent.port()) + "/l";
+  request.proxy = "";
+  request.connectLimit = std::chrono::milliseconds(300);
+  stopAfterAWhile(request);
+  EXPECT_THAT(problemWith(request), testing::AnyOf(HasSubstr("timed out"), HasSubstr("timeout")));
 }
 
 TEST_F(ListFetchTest, FollowsNoRedirect) {
