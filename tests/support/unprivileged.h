@@ -2,24 +2,21 @@
 #ifndef MTLLIB_TESTS_SUPPORT_UNPRIVILEGED_H_
 #define MTLLIB_TESTS_SUPPORT_UNPRIVILEGED_H_
 
-#include <unistd.h>
+#include <memory>
 
-/// While it lives, root's rights are put aside: the files of the test's directories can
-/// be read as their permissions say, and not written. Does nothing for other users.
+/// While it lives, root's calling thread, and what it starts, has no more rights than an
+/// ordinary user in whose folder the test programs lie: they can be run, and the files of
+/// the test's directories opened as their permissions say. Does nothing for other users.
 class Unprivileged {
  public:
-  // Both identities: a program that is started with two different ones is in secure mode,
-  // where a sanitizer does not obey the environment.
-  Unprivileged() : changed_(geteuid() == 0 && setresuid(kNobody, kNobody, 0) == 0) {}
-  ~Unprivileged() {
-    if (changed_ && setresuid(0, 0, 0) != 0) _exit(1);
-  }
+  Unprivileged();
+  ~Unprivileged();
   Unprivileged(const Unprivileged&) = delete;
   Unprivileged& operator=(const Unprivileged&) = delete;
 
  private:
-  static constexpr uid_t kNobody = 65534;
-  bool changed_;
+  struct State;
+  std::unique_ptr<State> state_;
 };
 
 #endif  // MTLLIB_TESTS_SUPPORT_UNPRIVILEGED_H_
