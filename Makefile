@@ -3,10 +3,13 @@
   format clean deps wheel test-python blender-addon test-blender packages test-packages \
   windows-package
 
+# More options for CMake, for example CMAKE_OPTIONS="-D MTLLIB_WERROR=ON".
+CMAKE_OPTIONS ?=
+
 all: release
 
 release:
-	cmake --preset release
+	cmake --preset release $(CMAKE_OPTIONS)
 	cmake --build --preset release
 
 deps:
@@ -19,7 +22,7 @@ test: deps
 windows:
 	scripts/install-deps --windows
 	deps=$$(scripts/build-windows-deps) && \
-	  cmake --fresh --preset windows -D MTLLIB_WINDOWS_DEPS="$$deps"
+	  cmake --fresh --preset windows -D MTLLIB_WINDOWS_DEPS="$$deps" $(CMAKE_OPTIONS)
 	cmake --build --preset windows
 
 windows-package: windows
@@ -35,7 +38,7 @@ test-windows: windows
 packages: export SOURCE_DATE_EPOCH = $(shell git log -1 --format=%ct)
 packages:
 	scripts/install-deps --packages
-	cmake --preset packages
+	cmake --preset packages $(CMAKE_OPTIONS)
 	cmake --build --preset packages
 	cpack --preset packages -B debs
 	mkdir -p dist
@@ -48,7 +51,7 @@ test-packages: packages
 # The Python package, with the libraries in it.
 wheel:
 	scripts/install-deps --python
-	cmake --preset release
+	cmake --preset release $(CMAKE_OPTIONS)
 	cmake --build --preset release --target mtllib mtlhost
 	rm -f dist/*.whl
 	scripts/build-wheel build/release dist
@@ -77,7 +80,7 @@ test-publishing: deps
 
 fuzz:
 	scripts/install-deps --fuzz
-	cmake --preset fuzz
+	cmake --preset fuzz $(CMAKE_OPTIONS)
 	cmake --build --preset fuzz
 	scripts/fuzz $(FUZZ_SECONDS)
 
@@ -112,7 +115,7 @@ demo: deps
 
 coverage:
 	scripts/install-deps --coverage
-	cmake --preset coverage
+	cmake --preset coverage $(CMAKE_OPTIONS)
 	cmake --build --preset coverage
 	scripts/coverage
 
@@ -124,19 +127,19 @@ mutate:
 BENCH_OPTIONS = --document docs/performance.md
 bench:
 	scripts/install-deps --bench
-	cmake --preset bench
+	cmake --preset bench $(CMAKE_OPTIONS)
 	cmake --build --preset bench --target mtlsync mtllib mtlpublish delay_line bench_micro
 	python3 bench/compare --programs build/bench/bin $(BENCH_OPTIONS)
 
 bench-micro:
 	scripts/install-deps --bench
-	cmake --preset bench
+	cmake --preset bench $(CMAKE_OPTIONS)
 	cmake --build --preset bench --target bench_micro
 	build/bench/bin/bench_micro
 
 lint:
 	scripts/install-deps --lint
-	cmake --preset release
+	cmake --preset release $(CMAKE_OPTIONS)
 	scripts/lint
 
 format:
