@@ -129,7 +129,9 @@ def _interrupt(_signal: int, _frame: object) -> None:
 
 def main(arguments: Optional[List[str]] = None) -> int:
     """Runs the program and returns its exit status; wrong usage raises SystemExit."""
-    signal.signal(signal.SIGTERM, _interrupt)
+    # As Python does with SIGINT: who started the program may have had it ignored.
+    if signal.getsignal(signal.SIGTERM) != signal.SIG_IGN:
+        signal.signal(signal.SIGTERM, _interrupt)
     try:
         return _Program(_parser().parse_args(arguments)).run()
     except KeyboardInterrupt:

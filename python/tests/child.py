@@ -6,7 +6,7 @@ import os
 import pathlib
 import subprocess
 import sys
-from typing import IO, Optional
+from typing import IO, Dict, Optional
 
 import mtllib
 
@@ -25,19 +25,23 @@ print(len(os.listdir("/proc/self/task")) == 1)
 """Code that prints True when no thread is left but the one that runs it."""
 
 
+def environment() -> Dict[str, str]:
+    """For a Python with the tests' package."""
+    return dict(os.environ, PYTHONPATH=str(_PACKAGE_FOLDER), PYTHONFAULTHANDLER="1")
+
+
 def start(
     *arguments: str,
     stderr: Optional[int] = subprocess.PIPE,
     stdout: Optional[int] = subprocess.PIPE,
 ) -> "subprocess.Popen[str]":
     """The tests' own Python, with the same package."""
-    environment = dict(os.environ, PYTHONPATH=str(_PACKAGE_FOLDER), PYTHONFAULTHANDLER="1")
     return subprocess.Popen(
         [sys.executable, *arguments],
         stdout=stdout,
         stderr=stderr,
         text=True,
-        env=environment,
+        env=environment(),
     )
 
 

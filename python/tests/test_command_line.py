@@ -7,6 +7,7 @@ import pathlib
 import re
 import signal
 import subprocess
+import sys
 import time
 
 import pytest
@@ -153,6 +154,22 @@ def test_an_output_that_nobody_reads_is_a_failure(
     _, errors = process.communicate(timeout=child.LONGEST_RUN_SECONDS)
     assert process.returncode == 1
     assert errors.endswith("\nmtllib: error: [Errno 32] Broken pipe\n")
+
+
+def test_ignored_signals_stay_ignored(server: ScriptedServer, copy: pathlib.Path) -> None:
+    server.hold("/lib/id.txt")
+    script = "trap '' INT TERM HUP; exec \"$0\" \"$@\""
+    arguments = [sys.executable, "-m", "mtllib", "-q", "--no-proxy", server.url, str(copy)]
+    process = subprocess.Popen(["sh", "-c", script, *arguments], env=child.environment())
+    server.wait_for("/lib/id.txt")
+    ignored = re.search(
+        r"SigIgn:\s*([0-9a-f]+)", pathlib.Path(f"/proc/{process.pid}/status").read_text()
+    )
+    process.kill()
+    process.wait()
+    assert ignored is not None
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        assert int(ignored[1], 16) >> (number - 1) & 1, number
 
 
 def test_a_terminal_has_a_line_that_is_redrawn_and_removed(

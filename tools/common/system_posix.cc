@@ -24,11 +24,15 @@ int descriptorOf(OutputStream stream) {
   return stream == OutputStream::kOut ? STDOUT_FILENO : STDERR_FILENO;
 }
 
-// Whichever of them comes next is the second.
+// Whichever of those that are caught comes next is the second.
 void noteStop(int /*signal*/) {
+  for (const int signal : kStopSignals) {
+    struct sigaction action {};
+    if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler == noteStop) {
+      std::signal(signal, SIG_DFL);
+    }
+  }
   stopNoted = true;
-  for (const int signal : kStopSignals)
-    std::signal(signal, SIG_DFL);
 }
 
 }  // namespace
