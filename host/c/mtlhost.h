@@ -111,7 +111,8 @@ typedef struct mtlhost_options {
   size_t size;                  /**< sizeof(mtlhost_options): fields that lie beyond count as
                                      zero, fields that this version does not know are not
                                      looked at. */
-  const char* module_file;      /**< The module; none: the one beside this library. */
+  const char* module_file;      /**< The module; none: the one beside this library, or
+                                     else the one that the system's loader finds. */
   const char* remote_address;   /**< "https://..."; none: the module's default. Slashes at
                                      its end do not count. */
   const char* target_directory; /**< Folder of the local copy, made if missing. Required. */

@@ -12,16 +12,25 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A bare name would be searched for in the system's folders.
-std::string withFolder(const std::string& file) {
+/// What the system's loader is given: it searches for a bare name, and for no other.
+std::string fileToLoad(const std::string& file) {
   try {
-    const fs::path path =
-        file.empty() ? fs::u8path(ownFolder()) / moduleFileName() : fs::absolute(fs::u8path(file));
-    return fs::path(path).make_preferred().u8string();
+    if (!file.empty()) return fs::absolute(fs::u8path(file)).make_preferred().u8string();
+    const std::string folder = ownFolder();
+    fs::path beside = fs::u8path(folder) / moduleFileName();
+    std::error_code error;
+    const bool isBeside = !folder.empty() && fs::exists(beside, error);
+    return isBeside ? beside.make_preferred().u8string() : moduleFileName();
   } catch (const std::system_error&) {
     // Not a name that this system can have: it will say so.
     return file;
   }
+}
+
+std::string openingOf(const std::string& chosen, bool isFound) {
+  if (isFound) return "Could not use the module \"" + chosen + '"';
+  return "Could not find the module \"" + chosen + "\" in \"" + ownFolder() +
+         "\" or where the system looks; moduleFile names it";
 }
 
 }  // namespace
@@ -35,14 +44,15 @@ Error ownError(std::string message) {
 }
 
 std::optional<Module> Module::load(const std::string& file, Errors& problem) {
-  const std::string chosen = withFolder(file);
+  const std::string chosen = fileToLoad(file);
+  std::string reason;
+  SharedLibrary library(chosen, reason);
+  const bool isSearched = chosen == moduleFileName();
   const auto refuse = [&](const std::string& cause) {
-    problem = {ownError("Could not use the module \"" + chosen + '"'), ownError(cause)};
+    problem = {ownError(openingOf(chosen, library.isLoaded() || !isSearched)), ownError(cause)};
     return std::nullopt;
   };
 
-  std::string reason;
-  SharedLibrary library(chosen, reason);
   if (!library.isLoaded()) return refuse(reason);
   const auto init = reinterpret_cast<InitDownloaderInterfaceFunction>(
       library.symbol(INIT_DOWNLOADER_INTERFACE_NAME));

@@ -18,8 +18,8 @@ Error ownError(std::string message);
 /// Unloaded by the destructor; whatever the table handed out must have gone back before.
 class Module {
  public:
-  /// Loads `file`, or without one the module in ownFolder(). Empty, with the reason in
-  /// `problem`, when it cannot be used.
+  /// Loads `file`; without one the module in ownFolder(), or else the one that the system's
+  /// loader finds. Empty, with the reason in `problem`, when it cannot be used.
   static std::optional<Module> load(const std::string& file, Errors& problem);
 
   const DownloaderInterface& table() const { return table_; }

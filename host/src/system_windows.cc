@@ -13,9 +13,15 @@ namespace mtlhost {
 
 namespace {
 
+/// A file of a bare name may lie anywhere.
+bool isBareName(const std::wstring& file) {
+  return file.find(L'\\') == file.npos;
+}
+
 std::string loadProblem(const std::string& file, const std::wstring& wide, DWORD code) {
   // The same code for the file itself and for one that it imports.
-  if (code == ERROR_MOD_NOT_FOUND && GetFileAttributesW(wide.c_str()) != INVALID_FILE_ATTRIBUTES) {
+  if (code == ERROR_MOD_NOT_FOUND && !isBareName(wide) &&
+      GetFileAttributesW(wide.c_str()) != INVALID_FILE_ATTRIBUTES) {
     return file + ": a library that it needs could not be found";
   }
   std::string text = systemErrorText(static_cast<int>(code));
@@ -31,8 +37,8 @@ SharedLibrary::SharedLibrary(const std::string& file, std::string& problem) {
   const std::wstring wide =
       std::filesystem::path(Platform::wideOf(file)).make_preferred().wstring();
   // What it imports lies beside it or belongs to the system: other folders are not asked.
-  handle_.reset(LoadLibraryExW(
-      wide.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS));
+  const DWORD besideIt = isBareName(wide) ? 0 : LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR;
+  handle_.reset(LoadLibraryExW(wide.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS | besideIt));
   if (handle_ == nullptr) problem = loadProblem(file, wide, GetLastError());
 }
 

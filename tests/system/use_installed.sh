@@ -23,15 +23,26 @@ module=$(cat "$folder/build/module")
 "$folder/build/cpp_host" "$module" "$address" "$folder/cpp"
 "$folder/build/c_host" "" "$address" "$folder/c"
 
-# And those that are built with pkg-config.
+# And those that are built with nothing but pkg-config, whose libraries and module the system's
+# loader finds.
 export PKG_CONFIG_PATH="$libraries/pkgconfig"
-[ "$(pkg-config --modversion mtllib)" = "$version" ]
-# shellcheck disable=SC2046  # options, not one word
-"$3" -std=c++17 "$1/tests/system/downstream/linking_host.cc" -o "$folder/host" \
-  $(pkg-config --cflags --libs mtllib)
-LD_LIBRARY_PATH=$libraries "$folder/host" "$address" "$folder/pc"
+[ "$prefix" = /usr ] || export LD_LIBRARY_PATH="$libraries"
+build_pc_host() {  # PACKAGE PROGRAM [OPTION...] SOURCE
+  package=$1
+  program=$2
+  shift 2
+  [ "$(pkg-config --modversion "$package")" = "$version" ]
+  # shellcheck disable=SC2046  # options, not one word
+  "$compiler" "$@" -x none -o "$program" $(pkg-config --cflags --libs "$package")
+}
+build_pc_host mtllib "$folder/linking" -std=c++17 "$1/tests/system/downstream/linking_host.cc"
+build_pc_host mtllib-host "$folder/kit" -std=c++17 "$folder/hosts/cpp_host.cc"
+build_pc_host mtlhost "$folder/interface" -std=c11 -x c "$folder/hosts/c_host.c"
+"$folder/linking" "$address" "$folder/pc"
+"$folder/kit" "" "$address" "$folder/pc_kit"
+"$folder/interface" "" "$address" "$folder/pc_interface"
 "$folder/build/loading_host" "$(pkg-config --variable module mtllib)" "$address" "$folder/pc_loaded"
 
-for copy in loaded linked cpp c pc pc_loaded; do
+for copy in loaded linked cpp c pc pc_kit pc_interface pc_loaded; do
   expect_copy "$folder/$copy"
 done

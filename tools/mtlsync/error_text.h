@@ -17,7 +17,7 @@ using ErrorEntries = mtlhost::Errors;
 /// An entry for a failure of our own.
 ErrorEntry ownError(std::string message);
 
-/// With our tag in place of the kit's.
+/// With our tag and option in place of the kit's tag and setting.
 ErrorEntries asOwn(ErrorEntries entries);
 
 /// What a ConnectionErrorReason means; "" for numbers that are none.

@@ -25,7 +25,7 @@ struct Options {
   std::string subPath;
   ProxyMode proxyMode = PROXY_MODE_SYSTEM;
   std::string proxyAddress;
-  std::string moduleFile;  ///< "" looks for it in the usual places.
+  std::string moduleFile;  ///< "" leaves it to the kit.
   Verbosity verbosity = Verbosity::kNormal;
   SizeLimits limits;
   Mode mode = Mode::kSync;

@@ -10,10 +10,8 @@
 #include "common/system.h"
 #include "mtlhost/folder_name.h"
 #include "mtlhost/library.h"
-#include "mtlhost/system.h"
 #include "mtlsync/hints.h"
 #include "mtlsync/json_events.h"
-#include "mtlsync/module_search.h"
 #include "mtlsync/outcome.h"
 #include "mtlsync/progress_display.h"
 #include "mtlsync/repair.h"
@@ -27,18 +25,12 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-std::string moduleFileOf(const Options& options, ErrorEntries& problem) {
-  if (!options.moduleFile.empty()) return options.moduleFile;
-  return firstExisting(moduleCandidates(mtlhost::ownFolder()), problem);
-}
-
 /// The result of using the module; a failure, with `problem`, when it did not get that far.
 mtlhost::Result synchronise(const Options& options, SyncObserver& observer, ErrorEntries& problem) {
-  const std::string module = moduleFileOf(options, problem);
-  if (module.empty()) return {};
-  auto library = mtlhost::Library::open({options.url, options.directory, options.subPath,
-                                         options.proxyMode, options.proxyAddress, module},
-                                        observer, problem);
+  auto library =
+      mtlhost::Library::open({options.url, options.directory, options.subPath, options.proxyMode,
+                              options.proxyAddress, options.moduleFile},
+                             observer, problem);
   if (!library) return {};
   // Only now: nothing is removed for a run that cannot begin.
   if (options.mode == Mode::kRepair && !prepareRepair(options, observer, problem)) return {};

@@ -36,7 +36,8 @@ struct Settings {
   ProxyMode proxyMode = PROXY_MODE_SYSTEM;
   /// "proxy.example:3128", with PROXY_MODE_EXPLICIT.
   std::string proxyAddress;
-  /// The module to load. When empty, the one in ownFolder().
+  /// The module to load. When empty, the one in ownFolder(), or else the one that the system's
+  /// loader finds under the name moduleFileName().
   std::string moduleFile;
 };
 
