@@ -73,7 +73,7 @@ class PoolFixture : public testing::Test {
     return index;
   }
 
-  void wait(int index) { pool_.client(index).waitForRequestCompletion(nullptr); }
+  void wait(int index) { EXPECT_NE(pool_.client(index).waitForRequestCompletion(nullptr), 0); }
 
   void get(const char* path, Received& received) { wait(start(path, received)); }
 

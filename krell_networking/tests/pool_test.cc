@@ -381,6 +381,11 @@ TEST_F(HttpClientPoolTest, RefusesOtherKindsOfRequests) {
   EXPECT_STREQ(err.chain.head->message, "Unsupported kind of request");
 }
 
+TEST_F(HttpClientPoolTest, WaitsForNoOtherRequestThanTheClients) {
+  auto* id = reinterpret_cast<ReqIDGeneralType*>(this);
+  EXPECT_EQ(pool_.client(0).waitForRequestCompletion(id), 0);
+}
+
 TEST_F(HttpClientPoolTest, ReportsAPortThatNobodyListensOn) {
   Socket closed = Socket::listenOnLoopback();
   const int port = closed.port();

@@ -105,6 +105,22 @@ TEST_F(ProgressTrackerTest, TakesAnyRange) {
   EXPECT_EQ(news(), "Downloading files 500 0/-1");
 }
 
+TEST_F(ProgressTrackerTest, TakesARangeOfOne) {
+  tracker_.setText("Downloading files");
+  tracker_.setRange(1);
+  tracker_.setValue(1);
+  EXPECT_EQ(news(), "Downloading files 1000 0/-1");
+}
+
+TEST_F(ProgressTrackerTest, CountsAMegabyteOnceItIsWhole) {
+  tracker_.setText("Downloading files");
+  news();
+  tracker_.setBytes(999999);
+  EXPECT_EQ(news(), "");
+  tracker_.setBytes(1000000);
+  EXPECT_EQ(news(), "Downloading files -1 1/-1");
+}
+
 TEST_F(ProgressTrackerTest, ForgetsAPhaseThatHasEnded) {
   tracker_.setText("Accessing stamp");
   news();

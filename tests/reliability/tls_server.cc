@@ -13,7 +13,25 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "support/temp_dir.h"
+
 namespace {
+
+/// Makes OpenSSL allow every protocol and cipher that it has, as some administrator may
+/// have: that must not matter. Read once in a process, so it is there before main().
+class EverythingAllowed {
+ public:
+  EverythingAllowed() {
+    writeFile(directory_ / "openssl.cnf",
+              "openssl_conf = all\n[all]\nssl_conf = ssl\n[ssl]\nsystem_default = defaults\n"
+              "[defaults]\nMinProtocol = TLSv1\nCipherString = ALL:@SECLEVEL=0\n");
+    setenv("OPENSSL_CONF", (directory_ / "openssl.cnf").c_str(), 1);
+  }
+
+ private:
+  TempDir directory_;
+};
+const EverythingAllowed everythingAllowed;
 
 constexpr long kSecondsADay = 24L * 60 * 60;
 

@@ -1,5 +1,5 @@
 // A TLS server on loopback with whatever certificate a test asks for, and the authority
-// that vouches for it.
+// that vouches for it. In a program that has one, OpenSSL allows all that it can do.
 #ifndef MTLLIB_TESTS_RELIABILITY_TLS_SERVER_H_
 #define MTLLIB_TESTS_RELIABILITY_TLS_SERVER_H_
 

@@ -20,22 +20,6 @@ constexpr const char* kNoTls = "Connection error: reason=3 extraF=0 underlying=3
 constexpr const char* kAuthority = "Test authority";
 constexpr const char* kLocal = "DNS:localhost,IP:127.0.0.1";
 
-/// Makes OpenSSL allow every protocol and cipher that it has, as some administrator may
-/// have: that must not matter. Read once in a process, so it is there before main().
-class EverythingAllowed {
- public:
-  EverythingAllowed() {
-    writeFile(directory_ / "openssl.cnf",
-              "openssl_conf = all\n[all]\nssl_conf = ssl\n[ssl]\nsystem_default = defaults\n"
-              "[defaults]\nMinProtocol = TLSv1\nCipherString = ALL:@SECLEVEL=0\n");
-    setenv("OPENSSL_CONF", (directory_ / "openssl.cnf").c_str(), 1);
-  }
-
- private:
-  TempDir directory_;
-};
-const EverythingAllowed everythingAllowed;
-
 /// The protocol that OpenSSL's own client speaks with `server`, 0 when they find none.
 int protocolWith(const TlsServer& server) {
   const OpenSsl<SSL_CTX> context(SSL_CTX_new(TLS_client_method()));

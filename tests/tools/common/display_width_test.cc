@@ -3,6 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
 namespace common {
 namespace {
 
@@ -16,6 +21,52 @@ TEST(DisplayWidth, KnowsWideCharacters) {
   EXPECT_EQ(displayWidth("木材.tx"), 7);
   EXPECT_EQ(displayWidth("ｱカ한"), 5);
   EXPECT_EQ(displayWidth("\xF0\x9F\x8C\xB3"), 2);
+}
+
+/// In UTF-8, of a character beyond ASCII.
+std::string utf8(std::uint32_t character) {
+  const auto trailing = [&](int shift) {
+    return static_cast<char>(0x80U | (character >> shift & 0x3FU));
+  };
+  if (character < 0x800) return {static_cast<char>(0xC0U | character >> 6U), trailing(0)};
+  if (character < 0x10000) {
+    return {static_cast<char>(0xE0U | character >> 12U), trailing(6), trailing(0)};
+  }
+  return {static_cast<char>(0xF0U | character >> 18U), trailing(12), trailing(6), trailing(0)};
+}
+
+/// The first and last character of a block, all of one width.
+using Block = std::pair<std::uint32_t, std::uint32_t>;
+
+void expectBlocksOfWidth(const std::vector<Block>& blocks, int width) {
+  for (const auto& [first, last] : blocks) {
+    EXPECT_EQ(displayWidth(utf8(first - 1)), 1) << std::hex << first;
+    EXPECT_EQ(displayWidth(utf8(first)), width) << std::hex << first;
+    EXPECT_EQ(displayWidth(utf8(last)), width) << std::hex << last;
+    EXPECT_EQ(displayWidth(utf8(last + 1)), 1) << std::hex << last;
+  }
+}
+
+TEST(DisplayWidth, KnowsWhereWideCharactersBeginAndEnd) {
+  expectBlocksOfWidth({{0x1100, 0x115F},
+                       {0x231A, 0x23FF},
+                       {0x25FD, 0x27BF},
+                       {0x2B1B, 0x2B55},
+                       {0x2E80, 0xA4CF},
+                       {0xA960, 0xA97F},
+                       {0xAC00, 0xD7A3},
+                       {0xF900, 0xFAFF},
+                       {0xFF00, 0xFF60},
+                       {0xFFE0, 0xFFE6},
+                       {0x16FE0, 0x3FFFD}},
+                      2);
+  // Marks without a width stand in front of this one.
+  EXPECT_EQ(displayWidth(utf8(0xFE10) + utf8(0xFE6F) + utf8(0xFE70)), 5);
+}
+
+TEST(DisplayWidth, KnowsWhereMarksBeginAndEnd) {
+  expectBlocksOfWidth({{0x0300, 0x036F}, {0x1AB0, 0x1AFF}, {0x20D0, 0x20FF}}, 0);
+  EXPECT_EQ(displayWidth(utf8(0xFDFF) + utf8(0xFE00) + utf8(0xFE0F)), 1);
 }
 
 TEST(DisplayWidth, KnowsMarksThatTakeNoColumn) {

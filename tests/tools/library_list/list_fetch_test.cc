@@ -162,6 +162,16 @@ TEST_F(ListFetchTest, AsksAProxyOfThatName) {
   EXPECT_EQ(fetchList(request).text, "[]\n");
 }
 
+TEST_F(ListFetchTest, AsksAProxyWithoutAPortAtPort80) {
+  FetchRequest request = requestFor("/l");
+  request.proxy = "127.0.0.1";
+  const std::string problem = problemWith(request);
+  if (problem.find("ailed to connect") == std::string::npos) {
+    GTEST_SKIP() << "Somebody listens there: " << problem;
+  }
+  EXPECT_THAT(problem, HasSubstr(" port 80 "));
+}
+
 TEST(TrustStoreOf, PrefersTheBundle) {
   const auto storeWith = [](std::map<std::string, std::string> variables) {
     const TrustStore trust = trustStoreOf([&](const char* name) { return variables[name]; });
