@@ -50,3 +50,36 @@ def test_progress_leaves_the_last_column_free(
     stream = _Terminal()
     ProgressDisplay(stream).show(Progress("0123456789"))
     assert stream.getvalue() == _CLEAR_LINE + shown
+
+
+def test_progress_is_drawn_ten_times_a_second_at_most(monkeypatch: pytest.MonkeyPatch) -> None:
+    monkeypatch.setenv("COLUMNS", "80")
+    now = 1000.0
+    monkeypatch.setattr("time.monotonic", lambda: now)
+    stream = _Terminal()
+    display = ProgressDisplay(stream)
+    for now in (1000.0, 1000.0625, 1000.125, 1000.1875):
+        display.show(Progress(str(now)))
+    display.hide()
+    display.hide()
+    display.show(Progress("again"))
+    drawn = [f"{_CLEAR_LINE}1000.0", f"{_CLEAR_LINE}1000.125", _CLEAR_LINE, f"{_CLEAR_LINE}again"]
+    assert stream.getvalue() == "".join(drawn)
+
+
+def test_elsewhere_a_phase_has_a_line_for_its_begin_and_for_each_tenth() -> None:
+    stream = io.StringIO()
+    display = ProgressDisplay(stream)
+    for permille in (None, 0, 99, 100, 199, 200, 1000):
+        display.show(Progress("First", permille))
+    display.show(Progress("Second", 50))
+    display.show(Progress("Second", 100))
+    display.hide()
+    assert stream.getvalue().splitlines() == [
+        "First",
+        "First: 10 %",
+        "First: 20 %",
+        "First: 100 %",
+        "Second",
+        "Second: 10 %",
+    ]
