@@ -6,6 +6,7 @@ set -eu
 . "$1/tests/system/nginx.sh"
 bin=$2
 target=$folder/disk/copy
+. "$1/tests/system/write_points.sh"
 
 mkdir -p "$folder/library/maps" "$folder/disk"
 head -c 300000 /dev/urandom >"$folder/library/large"
@@ -108,9 +109,13 @@ expect_repair
 
 # A target that is removed in the middle comes back with what is saved from then on.
 begin_anew
-synchronise &
-client=$!
-rm -rf "$target"
-wait $client || true
-rm -rf "$target"
-expect_repair
+points=$(count_points "$bin/mtlsync" -q --no-proxy "http://127.0.0.1:$http_port/lib" "$target")
+for point in 1 2 $((RANDOM % points + 1)) $((RANDOM % points + 1)) $((points - 2)); do
+  begin_anew
+  stop_at $point "$bin/mtlsync" -q --no-proxy "http://127.0.0.1:$http_port/lib" "$target"
+  rm -rf "$target"
+  kill -CONT $client
+  wait $client || true
+  rm -rf "$target"
+  expect_repair
+done

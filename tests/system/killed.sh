@@ -1,12 +1,14 @@
 #!/bin/bash
 # A client, or its server, that is killed at any moment of a run: the new stamp stands only
-# where every file is complete, and the next run makes everything good. KILL_POINTS (40)
+# where every file is complete, and the next run makes everything good. KILL_POINTS (20)
 # says how often each; a thorough run takes 200.
 # usage: killed.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/nginx.sh"
 bin=$2
-points=${KILL_POINTS:-40}
+target=$folder/copy
+. "$1/tests/system/write_points.sh"
+kills=${KILL_POINTS:-20}
 
 mkdir "$folder/library"
 for ((i = 0; i < 300; i++)); do
@@ -15,68 +17,58 @@ for ((i = 0; i < 300; i++)); do
 done
 "$bin/mtlpublish" build "$folder/library" >/dev/null
 
-synchronise() {
-  "$bin/mtlsync" -q --no-proxy "http://127.0.0.1:$http_port/lib" "$folder/copy" 2>/dev/null
-}
-
-milliseconds() {
-  echo $(($(date +%s%N) / 1000000))
+url() {
+  echo "http://127.0.0.1:$http_port/lib"
 }
 
 begin_anew() {
-  rm -rf "$folder/copy"
-  mkdir "$folder/copy"
-  [ $((RANDOM % 2)) -eq 0 ] || echo old >"$folder/copy/id.txt"
+  rm -rf "$target"
+  mkdir "$target"
+  [ $((RANDOM % 2)) -eq 0 ] || echo old >"$target/id.txt"
 }
 
-expect_no_false_stamp() {
-  if cmp -s "$folder/library/id.txt" "$folder/copy/id.txt"; then
-    expect_same_tree "$folder/library" "$folder/copy"
-    complete=$((complete + 1))
-  fi
+expect_no_new_stamp() {
+  ! cmp -s "$folder/library/id.txt" "$target/id.txt" || fail "point $point: the stamp is new"
 }
 
 expect_repair() {
-  synchronise || fail "the next run fails"
-  expect_same_tree "$folder/library" "$folder/copy"
-}
-
-# somewhere: waits for a random part of what a run takes, and a little longer at most.
-somewhere() {
-  sleep "$(printf '0.%03d' $((RANDOM % (duration * 6 / 5 + 1))))"
+  "$bin/mtlsync" -q --no-proxy "$(url)" "$target" || fail "point $point: the next run fails"
+  expect_same_tree "$folder/library" "$target"
 }
 
 make_certificates
 start_nginx "$folder/library"
 begin_anew
-start=$(milliseconds)
-synchronise
-duration=$(($(milliseconds) - start))
-[ "$duration" -lt 800 ] || duration=800
+points=$(count_points "$bin/mtlsync" -q --no-proxy "$(url)" "$target")
+# Each file is made and written, and the stamp at last.
+[ "$points" -ge 602 ] || fail "only $points changes"
 
-complete=0
-for ((point = 0; point < points; point++)); do
+# The last two are those of the stamp.
+for ((i = 0; i < kills; i++)); do
+  point=$((i < 2 ? points - i : RANDOM % points + 1))
   begin_anew
-  synchronise 2>/dev/null &
-  client=$!
-  somewhere
-  pkill -9 -P $client mtlsync 2>/dev/null || true
-  wait $client 2>/dev/null || true
-  expect_no_false_stamp
+  kill_at $point "$bin/mtlsync" -q --no-proxy "$(url)" "$target"
+  expect_no_new_stamp
   expect_repair
 done
-echo "$points clients killed, $complete of them after the end"
+echo "$kills clients killed, each at one of $points changes"
 
-complete=0
-for ((point = 0; point < points; point++)); do
+# What is on its way when the server ends may still arrive; with the last files that is all.
+failed=0
+for ((i = 0; i < kills; i++)); do
+  point=$((RANDOM % points + 1))
   begin_anew
-  synchronise 2>/dev/null &
-  client=$!
-  somewhere
+  stop_at $point "$bin/mtlsync" -q --no-proxy "$(url)" "$target"
   stop_nginx
-  wait $client || true
-  expect_no_false_stamp
+  kill -CONT $client
+  if wait $client; then
+    expect_same_tree "$folder/library" "$target"
+  else
+    failed=$((failed + 1))
+    expect_no_new_stamp
+  fi
   start_nginx "$folder/library"
   expect_repair
 done
-echo "$points servers killed, $complete of them after the end"
+echo "$kills servers killed, each at one of $points changes, which ended $failed runs"
+[ $((failed * 4)) -ge $((kills * 3)) ] || fail "too few runs noticed that the server was killed"
