@@ -209,6 +209,10 @@ std::vector<Fault> allFaults() {
 
 }  // namespace
 
+bool Fault::waitsForALimit() const {
+  return std::string_view(cause) == kTimeout;
+}
+
 const std::vector<Fault>& faults() {
   static const std::vector<Fault> all = allFaults();
   return all;

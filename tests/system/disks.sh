@@ -116,6 +116,8 @@ for point in 1 2 $((RANDOM % points + 1)) $((RANDOM % points + 1)) $((points - 2
   rm -rf "$target"
   kill -CONT $client
   wait $client || true
+  # The second change writes the first file; the next one is saved into a new folder.
+  [ "$point" -ne 2 ] || [ -d "$target" ] || fail "nothing was saved after change $point"
   rm -rf "$target"
   expect_repair
 done

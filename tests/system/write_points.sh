@@ -18,7 +18,8 @@ count_points() {
 # kill_at POINT COMMAND...
 kill_at() {
   status=0
-  "${with_points[@]}" WRITE_POINTS_AT="$1" "${@:2}" 2>"$folder/err" || status=$?
+  # The group takes the shell's own words of it, too.
+  { "${with_points[@]}" WRITE_POINTS_AT="$1" "${@:2}" || status=$?; } 2>"$folder/err"
   [ $status -eq 137 ] || fail "not killed at change $1, but ended with status $status"
 }
 
