@@ -3,18 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "ssl_configuration.h"
+#include "support/environment_variable.h"
 
 namespace {
 
 using namespace Krell::Networking;  // NOLINT: the names under test
-
-void setEnvironment(const char* assignment) {
-  // putenv keeps the pointer; the texts are literals.
-  putenv(const_cast<char*>(assignment));
-}
 
 TEST(NetworkingContext, IsThereBetweenTheFirstStartAndTheLastStop) {
   EXPECT_EQ(getKrellNetworkingContext()->clientSsl, nullptr);
@@ -59,23 +53,20 @@ TEST(NetworkingContext, RefusesAnotherInterfaceVersion) {
 
 TEST(TrustStore, ComesFromTheEnvironmentAsCurlsUsersKnowIt) {
   QUtils::CharString error;
-  setEnvironment("CURL_CA_BUNDLE=");
-  setEnvironment("SSL_CERT_FILE=/file.pem");
-  setEnvironment("SSL_CERT_DIR=/directory");
+  const EnvironmentVariable noBundle("CURL_CA_BUNDLE", "");
+  const EnvironmentVariable file("SSL_CERT_FILE", "/file.pem");
+  const EnvironmentVariable directory("SSL_CERT_DIR", "/directory");
   NetworkingContextInitializerRAII initializer;
   initializer.initializeDefault("$$temp", error);
   EXPECT_EQ(getKrellNetworkingContext()->clientSsl->caFile, "/file.pem");
   EXPECT_EQ(getKrellNetworkingContext()->clientSsl->caDirectory, "/directory");
   initializer.deinitialize(1);
 
-  setEnvironment("CURL_CA_BUNDLE=/bundle.pem");
+  const EnvironmentVariable bundle("CURL_CA_BUNDLE", "/bundle.pem");
   initializer.initializeDefault("$$temp", error);
   EXPECT_EQ(getKrellNetworkingContext()->clientSsl->caFile, "/bundle.pem");
   EXPECT_EQ(getKrellNetworkingContext()->clientSsl->caDirectory, "");
   initializer.deinitialize(1);
-  for (const char* name : {"SSL_CERT_FILE=", "SSL_CERT_DIR=", "CURL_CA_BUNDLE="}) {
-    setEnvironment(name);
-  }
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "mtllib/transfer_progress.h"
 #include "pool_fixture.h"
 #include "support/scripted_server.h"
+#include "support/unknown_host.h"
 #include "transfer_engine.h"
 
 namespace {
@@ -399,7 +400,7 @@ TEST_F(HttpClientPoolTest, ReportsAPortThatNobodyListensOn) {
 }
 
 TEST_F(HttpClientPoolTest, ReportsANameThatDoesNotExist) {
-  configure("nothing.invalid", 80);
+  configure(kUnknownHost.c_str(), 80);
   Received received;
   get("/file", received);
   EXPECT_EQ(received.reason, 1U);

@@ -1,41 +1,17 @@
 // Requests through an HTTP proxy; the scripted server plays the proxy.
 #include <gmock/gmock.h>
 
-#include <cstdlib>
-#include <list>
 #include <string>
 #include <vector>
 
 #include "pool_fixture.h"
+#include "support/environment_variable.h"
 #include "support/scripted_server.h"
+#include "support/unknown_host.h"
 
 namespace {
 
 using namespace Krell::Networking;  // NOLINT: the constants under test
-
-/// A variable of the environment with a value of the test's. Afterwards it has the one that
-/// it had before, or an empty one, which is the same as none to who reads it here.
-class EnvironmentVariable {
- public:
-  EnvironmentVariable(const char* name, const std::string& value) : name_(name) {
-    const char* before = std::getenv(name);
-    if (before != nullptr) before_ = before;
-    set(value);
-  }
-  ~EnvironmentVariable() { set(before_); }
-  EnvironmentVariable(const EnvironmentVariable&) = delete;
-  EnvironmentVariable& operator=(const EnvironmentVariable&) = delete;
-
- private:
-  void set(const std::string& value) {
-    // putenv keeps the pointer for as long as the program runs.
-    static std::list<std::string>& assignments = *new std::list<std::string>;
-    putenv(assignments.emplace_back(name_ + "=" + value).data());
-  }
-
-  std::string name_;
-  std::string before_;
-};
 
 class ProxyTest : public PoolFixture {
  protected:
@@ -86,7 +62,7 @@ TEST_F(ProxyTest, AProxyThatIsNotThereIsReportedAsSuch) {
 
 TEST_F(ProxyTest, AProxyNameThatDoesNotExistIsReportedAsSuch) {
   Krell::Err err;
-  pool_.setProxyServer(err, "nothing.invalid", 80);
+  pool_.setProxyServer(err, kUnknownHost.c_str(), 80);
   Received received;
   get("/file", received);
   EXPECT_EQ(received.reason, 4U);

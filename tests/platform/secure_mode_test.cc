@@ -10,6 +10,7 @@
 
 #include "platform/win32.h"
 #include "qutils/system_proxy.h"
+#include "support/environment_variable.h"
 
 namespace {
 
@@ -31,8 +32,8 @@ void runInSecureMode(const char* test) {
 TEST(SecureMode, ReadsNoVariablesOfTheEnvironment) {
   if (getauxval(AT_SECURE) == 0) {
     if (geteuid() != 0) GTEST_SKIP() << "needs root, who has two identities to give";
-    setenv("http_proxy", "proxy.lan:3128", 1);
-    setenv("CURL_CA_BUNDLE", "bundle.pem", 1);
+    const EnvironmentVariable proxy("http_proxy", "proxy.lan:3128");
+    const EnvironmentVariable bundle("CURL_CA_BUNDLE", "bundle.pem");
     runInSecureMode("SecureMode.ReadsNoVariablesOfTheEnvironment");
     return;
   }

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "support/environment_variable.h"
 #include "system/system_fixture.h"
 #include "tls_server.h"
 
@@ -32,17 +33,15 @@ int protocolWith(const TlsServer& server) {
 // The trust store is read from the environment when a host starts the network.
 class TrustedAuthority {
  public:
-  TrustedAuthority() {
-    writeCertificate(identity_, directory_ / "authority.pem");
-    setenv("CURL_CA_BUNDLE", (directory_ / "authority.pem").c_str(), 1);
-    unsetenv("SSL_CERT_FILE");
-    unsetenv("SSL_CERT_DIR");
-  }
+  TrustedAuthority() { writeCertificate(identity_, directory_ / "authority.pem"); }
   const Identity& identity() const { return identity_; }
 
  private:
   TempDir directory_;
   Identity identity_ = makeAuthority(kAuthority);
+  EnvironmentVariable bundle_{"CURL_CA_BUNDLE", directory_ / "authority.pem"};
+  EnvironmentVariable noFile_{"SSL_CERT_FILE", ""};
+  EnvironmentVariable noFolder_{"SSL_CERT_DIR", ""};
 };
 
 class UntrustedServer : private TrustedAuthority, public SystemTest {
@@ -132,17 +131,14 @@ class TrustedFolder {
     std::snprintf(hash.data(), hash.size(), "%08lx.0",
                   X509_subject_name_hash(identity_.certificate.get()));
     writeCertificate(identity_, directory_ / hash.data());
-    unsetenv("CURL_CA_BUNDLE");
-    unsetenv("SSL_CERT_FILE");
-    setenv("SSL_CERT_DIR", directory_.path().c_str(), 1);
   }
-  ~TrustedFolder() { unsetenv("SSL_CERT_DIR"); }
-  TrustedFolder(const TrustedFolder&) = delete;
-  TrustedFolder& operator=(const TrustedFolder&) = delete;
 
  protected:
   TempDir directory_;
   Identity identity_ = makeAuthority(kAuthority);
+  EnvironmentVariable noBundle_{"CURL_CA_BUNDLE", ""};
+  EnvironmentVariable noFile_{"SSL_CERT_FILE", ""};
+  EnvironmentVariable folder_{"SSL_CERT_DIR", directory_.path().string()};
 };
 
 class ServerOfAnAuthorityInAFolder : public TrustedFolder, public SystemTest {};

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "support/unknown_host.h"
 #include "system_fixture.h"
 
 namespace {
@@ -565,7 +566,7 @@ TEST_F(Failure, APortThatNobodyListensOnIsReported) {
 }
 
 TEST_F(Failure, ANameThatDoesNotExistIsReported) {
-  settings_.remoteAddress = "http://nothing.invalid/lib";
+  settings_.remoteAddress = ("http://" + kUnknownHost + "/lib").c_str();
   expectFailure(
       "[DownloaderImpl::readRemoteIdFile] -1: Could not download remote stamp file | "
       "[HttpGetter::responseErrorCb] -1: Connection error: reason=1 extraF=0 underlying=6");

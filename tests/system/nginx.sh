@@ -4,6 +4,9 @@
 folder=$(mktemp -d)
 nginx_pid=
 
+# A part of a name has at most 63 characters: of one with more no server is asked.
+unknown_host=$(printf 'n%.0s' $(seq 64)).invalid
+
 stop_nginx() {
   [ -n "$nginx_pid" ] || return 0
   kill -9 "$nginx_pid" $(pgrep -P "$nginx_pid") 2>/dev/null || true

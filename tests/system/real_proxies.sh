@@ -104,6 +104,6 @@ echo "A proxy that is not there is told"
 stop_proxy
 expect 1 mtlsync --proxy "$proxy" "$http" "$folder/none"
 expect_text "Connection error: reason=4"
-expect 1 mtlsync --proxy nothing.invalid "$http" "$folder/none"
+expect 1 mtlsync --proxy "$unknown_host" "$http" "$folder/none"
 expect_text "Connection error: reason=4"
 [ -z "$(ls -A "$folder/none")" ] || fail "files from nowhere"

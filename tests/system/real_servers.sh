@@ -50,7 +50,7 @@ expect 1 env CURL_CA_BUNDLE="$folder/ca.pem" \
 expect_text "certificate"
 
 echo "Every other failure is told, and leaves nothing behind"
-expect 1 mtlsync --no-proxy http://nothing.invalid/lib "$folder/none"
+expect 1 mtlsync --no-proxy "http://$unknown_host/lib" "$folder/none"
 expect_text "Could not download remote stamp file"
 expect 1 mtlsync --no-proxy http://127.0.0.1:1/lib "$folder/none"
 expect_text "Could not download remote stamp file"
