@@ -1,10 +1,13 @@
 // The same on the kit. usage: kit_host MODULE URL DIRECTORY
 #include <mtlhost/library.h>
+#include <mtlhost/utf8.h>
 
 #include <iostream>
 
 struct Shown final : mtlhost::Observer {
-  void progressText(const std::string& caption) override { std::cout << caption << '\n'; }
+  void progressText(const std::string& caption) override {
+    std::cout << mtlhost::printableLine(caption) << '\n';
+  }
 };
 
 int main(int argc, char** argv) {
@@ -18,7 +21,7 @@ int main(int argc, char** argv) {
   auto library = mtlhost::Library::open(settings, shown, errors);
   if (library) errors = library->run().errors;
   for (const mtlhost::Error& error : errors)
-    std::cout << error.message << '\n';
+    std::cout << mtlhost::printableLine(error.message) << '\n';
   if (!library) return 2;
   return errors.empty() ? 0 : 1;
 }

@@ -5,10 +5,18 @@
 #include <cstdio>
 
 using namespace Krell::Networking;
+
+// Messages hold names that the server chose, which could give a terminal commands.
+static void print(const char* text) {
+  for (; *text != '\0'; ++text)
+    std::printf(*text >= ' ' && *text <= '~' ? "%c" : "\\x%02X", static_cast<unsigned char>(*text));
+  std::puts("");
+}
+
 struct Callback final : HostCallback {
   void setProgressRange(int) override {}
   void setProgressValue(int) override {}
-  void setProgressText(const char* text) override { std::puts(text); }
+  void setProgressText(const char* text) override { print(text); }
   int isAborted(ReqTokenGeneralType*, TransferProgress*, Response*) override { return 0; }
   void beginProgress() override {}
   void endProgress() override {}
@@ -16,7 +24,7 @@ struct Callback final : HostCallback {
   void logTaggedError(const char*, int, const char*, ...) override {}
   void reportError(ErrorChain* chain) override {
     for (ErrorRecord* error = chain->head; error != nullptr; error = error->next)
-      std::puts(error->message);
+      print(error->message);
   }
   void logWarning(const char*, ...) override {}
   void logInfo(const char*, ...) override {}

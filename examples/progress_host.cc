@@ -19,6 +19,18 @@ using Krell::Networking::TransferProgress;
 
 std::atomic<bool> cancelled{false};
 
+// Messages hold names that the server chose, which could give a terminal commands.
+std::string printable(const std::string& text) {
+  std::string result;
+  for (const char c : text) {
+    char escaped[8];
+    std::snprintf(escaped, sizeof(escaped), c >= ' ' && c <= '~' ? "%c" : "\\x%02X",
+                  static_cast<unsigned char>(c));
+    result += escaped;
+  }
+  return result;
+}
+
 std::string filledIn(const char* format, std::va_list arguments) {
   std::va_list again;
   va_copy(again, arguments);
@@ -28,7 +40,7 @@ std::string filledIn(const char* format, std::va_list arguments) {
   std::string text(static_cast<std::size_t>(length) + 1, '\0');
   std::vsnprintf(text.data(), text.size(), format, arguments);
   text.pop_back();
-  return text;
+  return printable(text);
 }
 
 /// Progress and isAborted() come on a thread of the library, the rest on the one that called
@@ -48,7 +60,7 @@ class ProgressDialog final : public HostCallback {
 
   void setProgressText(const char* caption) override {
     const std::lock_guard<std::mutex> lock(mutex_);
-    caption_ = caption;
+    caption_ = printable(caption);
     draw();
   }
 
@@ -110,7 +122,7 @@ class ProgressDialog final : public HostCallback {
       cause = cause->next;
     std::string text = failure_.head->message;
     if (cause != failure_.head) text += std::string(": ") + cause->message;
-    return text;
+    return printable(text);
   }
 
  private:

@@ -2,6 +2,7 @@
 // worker thread, and the main thread looks at it ten times a second and decides when it has
 // had enough. usage: threaded_host MODULE URL DIRECTORY SECONDS
 #include <mtlhost/library.h>
+#include <mtlhost/utf8.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -40,7 +41,7 @@ mtlhost::Result runWithin(std::chrono::seconds limit, mtlhost::Library& library,
       std::async(std::launch::async, [&library] { return library.run(); });
   const auto deadline = steady_clock::now() + limit;
   while (result.wait_for(std::chrono::milliseconds(100)) != std::future_status::ready) {
-    std::cout << progress.get().text << std::endl;
+    std::cout << mtlhost::printableLine(progress.get().text) << std::endl;
     if (steady_clock::now() >= deadline) library.cancel();
   }
   return result.get();
@@ -60,7 +61,7 @@ int main(int argc, char** argv) {
   auto library = mtlhost::Library::open(settings, progress, problem);
   if (!library) {
     for (const mtlhost::Error& error : problem)
-      std::cout << error.message << '\n';
+      std::cout << mtlhost::printableLine(error.message) << '\n';
     return 2;
   }
   const mtlhost::Result result =
@@ -74,6 +75,6 @@ int main(int argc, char** argv) {
     return 3;
   }
   for (const mtlhost::Error& error : result.errors)
-    std::cout << error.message << '\n';
+    std::cout << mtlhost::printableLine(error.message) << '\n';
   return 1;
 }

@@ -1,6 +1,7 @@
 // The C functions: what the kit does, behind a border that no exception crosses.
 #include "mtlhost.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -11,6 +12,7 @@
 #include "error_list.h"
 #include "event_forwarder.h"
 #include "mtlhost/library.h"
+#include "mtlhost/utf8.h"
 
 struct mtlhost_library {
   mtlhost_library(mtlhost_callback callback, void* user) : events(callback, user) {}
@@ -146,6 +148,20 @@ void mtlhost_cancel(mtlhost_library* library) {
 
 const mtlhost_error* mtlhost_last_error(const mtlhost_library* library) {
   return library != nullptr ? library->lastError.get() : nullptr;
+}
+
+std::size_t mtlhost_printable(const char* text, char* buffer, std::size_t size) {
+  const std::string line = mtlhost::printableLine(text != nullptr ? text : "");
+  const auto continuesCharacter = [&](std::size_t at) {
+    return at < line.size() && (static_cast<unsigned char>(line[at]) & 0xC0U) == 0x80;
+  };
+  if (size > 0) {
+    std::size_t length = std::min(line.size(), size - 1);
+    while (continuesCharacter(length))
+      --length;
+    buffer[line.copy(buffer, length)] = '\0';
+  }
+  return line.size() + 1;
 }
 
 const char* mtlhost_version(void) {

@@ -169,6 +169,14 @@ MTLHOST_API const mtlhost_error* mtlhost_error_next(const mtlhost_error* error);
 /** Gives back the chain that mtlhost_open() stored. NULL is ignored. */
 MTLHOST_API void mtlhost_free_error(mtlhost_error* error);
 
+/** Writes `text` to `buffer`, which has `size` bytes, as one line that is fit for a terminal, a
+ * log or a dialogue: line breaks and tabs become blanks, and bytes that are not UTF-8, give a
+ * terminal commands or change the direction of the text around them are written as \xHH.
+ * Events and errors hold names that a server chose. The line is cut between two characters
+ * where it does not fit, and ends in a zero unless `size` is 0. Returns the bytes that the
+ * whole line needs, the zero included. */
+MTLHOST_API size_t mtlhost_printable(const char* text, char* buffer, size_t size);
+
 /** Of this library: "MAJOR.MINOR.PATCH". */
 MTLHOST_API const char* mtlhost_version(void);
 

@@ -1,12 +1,17 @@
-// The rule is the project's own; its headers are not installed.
+// The rules are the project's own; their headers are not installed.
 #include "mtlhost/utf8.h"
 
+#include "rules/printable.h"
 #include "rules/utf8.h"
 
 namespace mtlhost {
 
 std::string validUtf8(std::string_view text) {
   return mtlrules::validUtf8(text);
+}
+
+std::string printableLine(std::string_view text) {
+  return mtlrules::printableLine(text);
 }
 
 }  // namespace mtlhost

@@ -152,6 +152,7 @@ void printCInterface() {
   MTLLIB_FUNCTION(mtlhost_error_message);
   MTLLIB_FUNCTION(mtlhost_error_next);
   MTLLIB_FUNCTION(mtlhost_free_error);
+  MTLLIB_FUNCTION(mtlhost_printable);
   MTLLIB_FUNCTION(mtlhost_version);
   MTLLIB_VALUE(MTLHOST_OK);
   MTLLIB_VALUE(MTLHOST_UPDATE_AVAILABLE);

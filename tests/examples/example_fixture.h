@@ -46,7 +46,20 @@ class Example : public testing::Test {
     EXPECT_EQ(readFile(directory_ / "target/maps/oak.tx"), std::string(2000000, 'x'));
   }
 
+  /// Lists a name that would give a terminal commands and forge lines.
+  void serveHostileName() { server_.serve("/lib/filelist.json", kHostileList); }
+
+  /// What is told of it is the same, but for what one escapes and another replaces.
+  static void expectHarmless(const std::string& out) {
+    EXPECT_NE(out.find("Path leaves the target directory: \"../\\x1B[2J"), out.npos) << out;
+    for (const char* bytes : {"\x1B", "\u009B", "\u202E", "\nforged"})
+      EXPECT_EQ(out.find(bytes), out.npos) << out;
+  }
+
   void expectNoStamp() const { EXPECT_EQ(readTree(directory_ / "target").count("id.txt"), 0U); }
+
+  static constexpr const char* kHostileList =
+      "[{\"path\":\"../\\u001b[2J\\u009b2J\\u202e\\nforged\"}]\n";
 
   TempDir directory_;
   ScriptedServer server_;

@@ -10,6 +10,15 @@ using testing::StartsWith;
 
 namespace {
 
+TEST_F(Example, ShowsNamesOfTheServerHarmlessly) {
+  serveHostileName();
+  expectHarmless(run(command("kit_host"), 1));
+  expectHarmless(run(command("progress_host"), 1));
+  std::vector<std::string> threaded = command("threaded_host");
+  threaded.emplace_back("1000");
+  expectHarmless(run(threaded, 1));
+}
+
 using KitHost = Example;
 
 TEST_F(KitHost, BringsTheCopyUpToDate) {

@@ -25,6 +25,11 @@ TEST_F(MinimalHost, TellsWhyItFailed) {
   expectNoStamp();
 }
 
+TEST_F(MinimalHost, ShowsNamesOfTheServerHarmlessly) {
+  serveHostileName();
+  expectHarmless(run(command("minimal_host"), 1));
+}
+
 TEST_F(MinimalHost, RefusesWhatIsNoModule) {
   EXPECT_EQ(run(command("minimal_host", NO_MODULE), 2), "");
 }

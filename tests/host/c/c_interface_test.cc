@@ -212,6 +212,24 @@ TEST_F(CInterface, TellsNothingButUtf8) {
   EXPECT_EQ(texts_, Lines{"Downloading file \"\xEF\xBF\xBD\x1B]0;owned\x07\n.tx\" (1 bytes)"});
 }
 
+TEST(CInterfacePrintable, IsALineFitForATerminal) {
+  char line[64];
+  EXPECT_EQ(mtlhost_printable("a\x1B[2J\n\u202E", line, sizeof(line)), 22U);
+  EXPECT_STREQ(line, R"(a\x1B[2J \xE2\x80\xAE)");
+  EXPECT_EQ(mtlhost_printable(nullptr, line, sizeof(line)), 1U);
+  EXPECT_STREQ(line, "");
+}
+
+TEST(CInterfacePrintable, IsCutBetweenCharacters) {
+  char line[64];
+  for (const auto& [size, expected] :
+       std::map<std::size_t, const char*>{{5, "木a"}, {4, "木"}, {3, ""}, {1, ""}}) {
+    EXPECT_EQ(mtlhost_printable("木ab", line, size), 6U);
+    EXPECT_STREQ(line, expected) << size;
+  }
+  EXPECT_EQ(mtlhost_printable("木ab", nullptr, 0), 6U);
+}
+
 TEST_F(CInterface, TellsMessagesOfAnyLength) {
   mtlhost_sync(open("long"));
   EXPECT_EQ(texts_, Lines{"<" + std::string(100000, 'x') + ">"});
