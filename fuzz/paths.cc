@@ -1,13 +1,12 @@
 // Library paths: what stays below a directory by its text does so when it is resolved, and
 // percent-encoding loses nothing.
-#include "catalogue/paths.h"
-
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string>
 
 #include "host.h"
+#include "rules/own_names.h"
+#include "rules/path.h"
 
 namespace {
 
@@ -33,20 +32,22 @@ std::string decoded(const std::string& text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(bytes), size);
   const char* path = text.c_str();
-  require(decoded(percentEncodePath(path).text()) == path);
-
-  const QUtils::CharString canonical = canonicalisePath(path);
-  require(std::strchr(canonical.text(), '/') == nullptr);
+  require(decoded(mtlrules::percentEncoded(path)) == path);
+  require(mtlrules::canonicalPath(path).find('\\') == std::string::npos);
+  require(mtlrules::plainPath(path).empty() != mtlrules::staysBelow(path, false));
+  mtlrules::isOwnName("id.txt/x", path);
 
   Host host;
   host.settings.targetDirectory = "/some/target";
   host.downloader.remotePath = "/lib";
   const std::string local = host.downloader.makeFullPath(path, PathSide::kLocal).text();
   const std::string remote = host.downloader.makeFullPath(path, PathSide::kRemote).text();
-  if (!staysBelow(path)) return 0;
+  if (!mtlrules::staysBelow(path, false)) return 0;
   const std::string below = "/some/target/";
   require(local.compare(0, below.size(), below) == 0 && local.size() > below.size());
   require(("/" + local + "/").find("/../") == std::string::npos);
   require(decoded(remote) == "/lib/" + local.substr(below.size()));
+  require(local.substr(below.size()) == mtlrules::plainPath(path));
+  require(mtlrules::isOwnName(path, "") == mtlrules::isOwnName(mtlrules::plainPath(path), ""));
   return 0;
 }

@@ -1,15 +1,16 @@
-// Names that a system does not take for a file of that name.
+// Whose rules for the names of files hold on this system.
 #ifndef MTLLIB_PLATFORM_FILE_NAMES_H_
 #define MTLLIB_PLATFORM_FILE_NAMES_H_
 
-#include <string_view>
-
 namespace Platform {
 
-/// Whether `name`, one component of a path and neither "." nor "..", is kept as a file or
-/// folder of the folder it stands in, whatever it is called. On Windows some names mean
-/// devices, streams of other files, or nothing; elsewhere none does.
-bool isOrdinaryName(std::string_view name);
+/// Whether the names of files are those of Windows, some of which mean devices, streams of
+/// other files, or nothing. Elsewhere every name is a file's.
+#ifdef _WIN32
+inline constexpr bool kHasWindowsNames = true;
+#else
+inline constexpr bool kHasWindowsNames = false;
+#endif
 
 }  // namespace Platform
 

@@ -9,8 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "catalogue/paths.h"
+#include "plugin/downloader.h"
 #include "qutils/mem_stream.h"
+#include "qutils/stream_content.h"
 
 using BodyStream = QUtils::PMemStreamGrowStep<16384>;
 

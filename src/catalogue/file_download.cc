@@ -4,13 +4,13 @@
 #include <limits>
 
 #include "catalogue/list_file.h"
-#include "catalogue/paths.h"
 #include "http/http_getter.h"
 #include "plugin/downloader.h"
 #include "plugin/error_chain.h"
 #include "qutils/file_stream.h"
 #include "qutils/file_system.h"
 #include "qutils/mem_stream.h"
+#include "qutils/stream_content.h"
 
 using QUtils::CharString;
 using QUtils::PFileStream;

@@ -9,12 +9,16 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 
-#include "catalogue/paths.h"
+#include "platform/file_names.h"
 #include "plugin/error_chain.h"
 #include "qutils/file_system.h"
+#include "qutils/whole_text.h"
+#include "rules/list_entry.h"
+#include "rules/path.h"
 
 namespace {
 
@@ -29,13 +33,14 @@ std::int64_t integerMember(const Json::Value& element, const char* key) {
 bool isSelected(const DownloaderImpl& downloader, const Json::Value& element, const char* path,
                 ErrorChain& error) {
   const Json::Value& member = element["download"];
-  const std::string policy = member.isString() ? member.asString() : "always";
-  if (policy != "always" && policy != "missing") return false;
-  if (!staysBelow(path)) {
+  const mtlrules::DownloadPolicy policy =
+      mtlrules::policyOf(member.isString() ? std::optional(member.asString()) : std::nullopt);
+  if (policy == mtlrules::DownloadPolicy::kNever) return false;
+  if (!mtlrules::staysBelow(path, Platform::kHasWindowsNames)) {
     setError(error, kParseListTag, -1, "Path leaves the target directory: \"%s\"", path);
     return false;
   }
-  return policy == "always" ||
+  return policy == mtlrules::DownloadPolicy::kAlways ||
          !QUtils::pathExists(downloader.makeFullPath(path, PathSide::kLocal).text());
 }
 
@@ -48,7 +53,7 @@ void addEntry(const DownloaderImpl& downloader, const Json::Value& element,
   const Json::Value& member = element["path"];
   const char* listed = member.isString() ? member.asCString() : "";
   if (*listed == '\0' || !isSelected(downloader, element, listed, error)) return;
-  const QUtils::CharString path = toCharString(listed);
+  const QUtils::CharString path = QUtils::wholeText(listed);
   list.resizeList(list.count + 1, false);
   DownloaderImpl::ListFile::init(list.entries[static_cast<std::size_t>(list.count - 1)], error,
                                  path, integerMember(element, "size"),

@@ -2,24 +2,25 @@
 #include "catalogue/list_file.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "catalogue/list_entries.h"
-#include "catalogue/paths.h"
 #include "http/http_getter.h"
 #include "mtllib/allocation.h"
 #include "plugin/error_chain.h"
 #include "qutils/utf.h"
+#include "qutils/whole_text.h"
+#include "rules/address.h"
+#include "rules/list_entry.h"
 
 using QUtils::CharString;
 using QUtils::PStream;
 
 namespace {
 
-constexpr const char* kListName = "filelist.json";
 constexpr const char* kDownloadTag = "DownloaderImpl::downloadListFile";
 constexpr std::int64_t kLargestList = 1073741824;
 constexpr std::int64_t kBufferStep = 100;
@@ -43,9 +44,7 @@ int DownloaderImpl::downloadListFile(PStream& list) {
   HttpDldDone done;
   ErrorChain error = httpGetter->waitAvailable(client, hadCompletion, done);
   if (!error) {
-    std::string path = makeFullPath(kListName, PathSide::kRemote).text();
-    // In front of the remote path, as it stands; the stamp has it behind.
-    if (!settings->subPath.empty()) path.insert(0, std::string("/") + settings->subPath.text());
+    const std::string path = mtlrules::listUrlPath(remotePath.text(), settings->subPath.text());
     error = httpGetter->issueRequest(client, path.c_str(), &list, 0, 0);
   }
   if (error) {
@@ -109,19 +108,18 @@ void DownloaderImpl::ListFile::makeRoom() {
 
 void DownloaderImpl::ListFile::init(ListFileEntry& entry, ErrorChain& error, const CharString& path,
                                     std::int64_t size, std::int64_t lossySize) {
-  constexpr const char* kMapExtension = ".tx";
   releaseErrorChain(error);
   entry.localName = path;
   entry.remoteName = path;
   entry.size = size;
   if (lossySize <= 0) return;
   entry.size = lossySize;
-  const std::size_t stem = path.length() - std::min(path.length(), std::strlen(kMapExtension));
-  if (std::strcmp(path.text() + stem, kMapExtension) != 0) {
+  const std::optional<std::string> variant = mtlrules::lossyVariantOf(path.text());
+  if (!variant) {
     setError(error, "DownloaderImpl::ListFile::init", -1,
              "Unexpected extension for lossy compressed map (expected \".tx\", got \"%s\"",
              path.text());
     return;
   }
-  entry.remoteName = toCharString(std::string(path.text(), stem) + ".jpeg.tx");
+  entry.remoteName = QUtils::wholeText(*variant);
 }

@@ -1,22 +1,18 @@
 // The stamp: opaque bytes that change whenever the library does. Fetched and compared
 // first, written last.
-#include <cstring>
-#include <string>
+#include <cstdint>
 
-#include "catalogue/paths.h"
 #include "http/http_getter.h"
 #include "plugin/downloader.h"
 #include "plugin/error_chain.h"
 #include "qutils/file_stream.h"
+#include "qutils/stream_content.h"
 
 using QUtils::CharString;
 using QUtils::PFileStream;
 using QUtils::PStream;
 
 namespace {
-
-constexpr const char* kStampName = "id.txt";
-constexpr std::int32_t kCompareChunk = 16384;
 
 // Fetches one file into `stamp`. Returns what went wrong, with the cause in `error`;
 // null when nothing did.
@@ -40,15 +36,6 @@ const char* fetchStamp(HttpGetter& getter, HostCallback& callback, const Downloa
 }
 
 }  // namespace
-
-CharString DownloaderImpl::stampPath(PathSide side) const {
-  // A std::string says when memory runs out; a CharString that lost the sub-path would
-  // name another stamp.
-  std::string name = settings->subPath.text();
-  if (!name.empty()) name += '/';
-  name += kStampName;
-  return makeFullPath(name.c_str(), side);
-}
 
 int DownloaderImpl::readRemoteIdFile(PStream& stamp) {
   callback->logStage("Downloading remote stamp file");
@@ -75,24 +62,6 @@ int DownloaderImpl::readRemoteIdFile(PStream& stamp) {
   }
   callback->logStage("Local and remote stamp files are different.");
   return 1;
-}
-
-int compareStreams(ErrorChain& error, PStream& a, PStream& b) {
-  if (error || a.GetSize() != b.GetSize()) return -1;
-  error = a.Seek(0);
-  if (!error) error = b.Seek(0);
-  char bytesOfA[kCompareChunk];
-  char bytesOfB[kCompareChunk];
-  while (!error) {
-    std::uint32_t countOfA = 0;
-    std::uint32_t countOfB = 0;
-    error = a.Read(bytesOfA, kCompareChunk, countOfA);
-    if (!error) error = b.Read(bytesOfB, kCompareChunk, countOfB);
-    if (error || countOfA != countOfB) return -1;
-    if (countOfA == 0) return 0;
-    if (std::memcmp(bytesOfA, bytesOfB, countOfA) != 0) return -1;
-  }
-  return -1;
 }
 
 int DownloaderImpl::writeLocalStamp(PStream& stamp) {

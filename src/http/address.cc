@@ -1,49 +1,45 @@
-// scheme "://" host [":" port] [path], every piece but the host optional.
+// The text is split by the rules; host and port by the networking library.
 #include "http/address.h"
 
-#include <cctype>
-#include <cstring>
 #include <new>
+#include <string_view>
 
 #include "net/context.h"
-
-using QUtils::CharString;
+#include "qutils/whole_text.h"
+#include "rules/address.h"
 
 namespace {
 
-Address::Kind kindOf(const CharString& scheme) {
-  if (scheme == "http") return Address::kHttp;
-  if (scheme == "https") return Address::kHttps;
+Address::Kind kindOf(mtlrules::AddressParts::Scheme scheme) {
+  switch (scheme) {
+    case mtlrules::AddressParts::Scheme::kHttp:
+      return Address::kHttp;
+    case mtlrules::AddressParts::Scheme::kHttps:
+      return Address::kHttps;
+    case mtlrules::AddressParts::Scheme::kOther:
+      break;
+  }
   return Address::kUnknown;
+}
+
+// These name no host, and leave it empty.
+bool beginsWithoutHost(std::string_view server) {
+  return server.front() == ':' || server.substr(0, 2) == "[]";
 }
 
 }  // namespace
 
-CharString lowerCaseCopy(const CharString& text) {
-  CharString copy(text);
-  copy.unshare();
-  char* bytes = copy.data();
-  for (std::size_t i = copy.length(); i > 0; --i) {
-    bytes[i - 1] = static_cast<char>(std::tolower(static_cast<unsigned char>(bytes[i - 1])));
-  }
-  return copy;
-}
-
 Address splitAddress(const char* text) {
+  const mtlrules::AddressParts parts = mtlrules::splitAddress(text);
   Address address;
-  const char* rest = text;
-  if (const char* separator = std::strstr(text, "://")) {
-    CharString scheme;
-    scheme.assign(text, separator - text);
-    address.kind = kindOf(lowerCaseCopy(scheme));
-    rest = separator + std::strlen("://");
-  }
-  const char* hostEnd = rest + std::strcspn(rest, "/");
-  address.path = *hostEnd != '\0' ? hostEnd : nullptr;
+  address.kind = kindOf(parts.scheme);
   // Without its path the address is that of another library.
-  if (*hostEnd != '\0' && address.path.empty()) throw std::bad_alloc();
-  if (hostEnd != rest) {
-    Krell::Networking::parseServerWithPort(rest, hostEnd, address.host, address.port);
-  }
+  address.path = QUtils::wholeText(parts.path);
+  if (parts.server.empty()) return address;
+  const char* server = parts.server.data();
+  Krell::Networking::parseServerWithPort(server, server + parts.server.size(), address.host,
+                                         address.port);
+  // Without its host a proxy is none.
+  if (address.host.empty() && !beginsWithoutHost(parts.server)) throw std::bad_alloc();
   return address;
 }

@@ -14,9 +14,7 @@ struct Address {
   QUtils::CharString path;  ///< From the first '/' on; empty when there is none.
 };
 
+/// Throws std::bad_alloc when memory runs out: without one of its texts an address is another.
 Address splitAddress(const char* text);
-
-/// A copy with every byte replaced by its tolower value.
-QUtils::CharString lowerCaseCopy(const QUtils::CharString& text);
 
 #endif  // MTLLIB_HTTP_ADDRESS_H_

@@ -14,6 +14,9 @@
 /// Which side a path is made for.
 enum class PathSide { kLocal, kRemote };
 
+/// The chunk size of every file that is written.
+constexpr std::int32_t kSaveChunkSize = 32768;
+
 /// A downloader. A qmalloc block made by createDownloader and ended by
 /// destroyDownloader; used by one thread at a time.
 ///
@@ -65,8 +68,5 @@ struct DownloaderImpl {
   HostCallback* callback;         ///< The host's.
   DownloaderSettings* settings;   ///< The host's.
 };
-
-/// Compares two streams byte for byte: 0 equal, -1 different or failed.
-int compareStreams(ErrorChain& error, QUtils::PStream& a, QUtils::PStream& b);
 
 #endif  // MTLLIB_PLUGIN_DOWNLOADER_H_

@@ -9,12 +9,12 @@
 #include <string>
 
 #include "catalogue/list_file.h"
-#include "catalogue/paths.h"
 #include "fakes/fake_networking.h"
 #include "fakes/recording_callback.h"
 #include "fakes/silent_callback.h"
 #include "plugin/downloader.h"
 #include "qutils/mem_stream.h"
+#include "qutils/stream_content.h"
 #include "support/counting_allocator.h"
 #include "support/temp_dir.h"
 

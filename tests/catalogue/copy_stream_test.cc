@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include "catalogue/paths.h"
 #include "catalogue/stub_stream.h"
 #include "fakes/downloader_fixture.h"
+#include "qutils/stream_content.h"
 
 using testing::Each;
 using testing::ElementsAre;

@@ -10,6 +10,7 @@
 
 #include "catalogue/stub_stream.h"
 #include "fakes/downloader_fixture.h"
+#include "qutils/stream_content.h"
 
 using Krell::Networking::ConnectionError;
 using QUtils::PMemStream;

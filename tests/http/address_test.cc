@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-using QUtils::CharString;
-
 namespace {
 
 void expectAddress(const char* text, Address::Kind kind, const char* host, int port,
@@ -65,25 +63,6 @@ TEST(SplitAddress, LeavesAnEmptyHostUnparsed) {
   expectAddress("http:///lib", Address::kHttp, "", -1, "/lib");
   expectAddress("http://", Address::kHttp, "", -1, "");
   expectAddress("//h/lib", Address::kHttp, "", -1, "//h/lib");
-}
-
-TEST(LowerCaseCopy, ReplacesEveryByteByItsLowerCase) {
-  EXPECT_STREQ(lowerCaseCopy("HtTpS-09").text(), "https-09");
-  EXPECT_STREQ(lowerCaseCopy("").text(), "");
-  EXPECT_STREQ(lowerCaseCopy(CharString()).text(), "");
-}
-
-TEST(LowerCaseCopy, LeavesTheOriginalAndItsSharersAlone) {
-  const CharString original("HTTP");
-  CharString sharer;
-  sharer = original;
-  EXPECT_STREQ(lowerCaseCopy(original).text(), "http");
-  EXPECT_STREQ(original.text(), "HTTP");
-  EXPECT_STREQ(sharer.text(), "HTTP");
-}
-
-TEST(LowerCaseCopy, SurvivesBytesAbove127) {
-  EXPECT_STREQ(lowerCaseCopy("A\xC3\x89\xFF").text(), "a\xC3\x89\xFF");
 }
 
 }  // namespace

@@ -1,4 +1,6 @@
-// Whatever the plug-in would refuse is refused here, too: no run could follow.
+// Whatever the plug-in would refuse is refused here, too: no run could follow. What it would
+// write over the client's own files is passed over: to compare that with the list, or to put it
+// right, would never come to an end.
 #include "library_list/listed_files.h"
 
 #include <json/reader.h>
@@ -6,13 +8,14 @@
 
 #include <algorithm>
 
-#include "library_list/list_names.h"
+#include "platform/file_names.h"
+#include "rules/list_entry.h"
+#include "rules/own_names.h"
+#include "rules/path.h"
 
 namespace library_list {
 
 namespace {
-
-constexpr std::string_view kMapExtension = ".tx";
 
 std::optional<std::int64_t> sizeMember(const Json::Value& entry, const char* key) {
   const Json::Value& member = entry[key];
@@ -29,27 +32,21 @@ std::string sha256Member(const Json::Value& entry) {
   return isDigest ? digits : "";
 }
 
+std::optional<std::string> textOf(const Json::Value& member) {
+  return member.isString() ? std::optional(member.asString()) : std::nullopt;
+}
+
 bool isFetched(const Json::Value& entry) {
-  const Json::Value& policy = entry["download"];
-  return !policy.isString() || policy.asString() == "always" || policy.asString() == "missing";
+  return mtlrules::policyOf(textOf(entry["download"])) != mtlrules::DownloadPolicy::kNever;
 }
 
-bool isMap(const std::string& path) {
-  return path.size() >= kMapExtension.size() &&
-         path.compare(path.size() - kMapExtension.size(), path.npos, kMapExtension) == 0;
-}
-
-std::string lossyVariantOf(const std::string& map) {
-  return map.substr(0, map.size() - kMapExtension.size()) + ".jpeg.tx";
-}
-
-bool isKnownPolicy(const Json::Value& policy) {
-  return policy == "always" || policy == "missing" || policy == "never";
+bool isKnownPolicy(const Json::Value& member) {
+  return mtlrules::policyNamed(textOf(member).value_or("")).has_value();
 }
 
 /// Adds the entry to the files, or not when clients refuse it or pass it over.
-void addEntry(std::size_t number, const Json::Value& entry, std::vector<ListedFile>& files,
-              std::vector<ListProblem>& problems) {
+void addEntry(std::size_t number, const Json::Value& entry, std::string_view subPath,
+              std::vector<ListedFile>& files, std::vector<ListProblem>& problems) {
   std::string path;
   const auto add = [&](const char* reason, bool isRefused) {
     problems.push_back({number, path, reason, isRefused});
@@ -66,29 +63,34 @@ void addEntry(std::size_t number, const Json::Value& entry, std::vector<ListedFi
     add("its \"sha256\" is not 64 lower-case hexadecimal digits", false);
   }
   if (path.empty() || !isFetched(entry)) return;
-  if (!staysBelow(path)) return add("a path leaves the target directory", true);
+  if (!mtlrules::staysBelow(path, Platform::kHasWindowsNames)) {
+    return add("a path leaves the target directory", true);
+  }
   const std::optional<std::int64_t> lossySize = sizeMember(entry, "jpegSize");
   const bool isLossy = lossySize.value_or(0) > 0;
-  if (isLossy && !isMap(path)) {
-    return add("a lossy map does not end in \".tx\"", true);
+  const std::optional<std::string> variant = mtlrules::lossyVariantOf(path);
+  if (isLossy && !variant) return add("a lossy map does not end in \".tx\"", true);
+  if (mtlrules::isOwnName(path, subPath)) {
+    return add("has a name that clients keep for their own files", false);
   }
-  files.push_back({path, isLossy ? lossySize : sizeMember(entry, "size"),
-                   isLossy ? lossyVariantOf(path) : path, sha256});
+  files.push_back(
+      {path, isLossy ? lossySize : sizeMember(entry, "size"), isLossy ? *variant : path, sha256});
 }
 
 }  // namespace
 
-std::string readList(std::string_view text, std::vector<ListedFile>& files) {
+std::string readList(std::string_view text, std::string_view subPath,
+                     std::vector<ListedFile>& files) {
   std::vector<ListProblem> problems;
-  std::string problem = readList(text, files, problems);
+  std::string problem = readList(text, subPath, files, problems);
   const auto refused = std::find_if(problems.begin(), problems.end(),
                                     [](const ListProblem& one) { return one.isRefused; });
   if (!problem.empty() || refused == problems.end()) return problem;
   return refused->path.empty() ? refused->reason : refused->reason + ": \"" + refused->path + "\"";
 }
 
-std::string readList(std::string_view text, std::vector<ListedFile>& files,
-                     std::vector<ListProblem>& problems) {
+std::string readList(std::string_view text, std::string_view subPath,
+                     std::vector<ListedFile>& files, std::vector<ListProblem>& problems) {
   if (text.empty()) return "it is empty";
   try {
     Json::Reader reader;
@@ -99,7 +101,7 @@ std::string readList(std::string_view text, std::vector<ListedFile>& files,
     if (!root.isArray()) problems.push_back({0, "", "is no array", false});
     std::size_t number = 0;
     for (const Json::Value& entry : root)
-      addEntry(++number, entry, files, problems);
+      addEntry(++number, entry, subPath, files, problems);
   } catch (const Json::Exception& exception) {
     return exception.what();
   }

@@ -27,13 +27,15 @@ struct ListProblem {
 };
 
 /// Reads the text of a list, whose last byte is not part of the JSON, and adds the files
-/// that clients fetch to `files`. Empty, or why clients would refuse the list.
-std::string readList(std::string_view text, std::vector<ListedFile>& files);
+/// that clients fetch to `files`, but for those in the place of what a client with this sub-path
+/// writes itself (mtlrules::isOwnName). Empty, or why clients would refuse the list.
+std::string readList(std::string_view text, std::string_view subPath,
+                     std::vector<ListedFile>& files);
 
 /// The same, but goes on after an entry that clients would refuse, and adds to `problems`
 /// whatever is not as a publisher would have written it.
-std::string readList(std::string_view text, std::vector<ListedFile>& files,
-                     std::vector<ListProblem>& problems);
+std::string readList(std::string_view text, std::string_view subPath,
+                     std::vector<ListedFile>& files, std::vector<ListProblem>& problems);
 
 }  // namespace library_list
 

@@ -6,30 +6,17 @@
 #include <json/writer.h>
 
 #include <algorithm>
-#include <array>
 #include <memory>
 #include <sstream>
-#include <utility>
 
 namespace mtlpublish {
 
 namespace {
 
-constexpr std::array<std::pair<DownloadPolicy, const char*>, 3> kPolicyNames{
-    {{DownloadPolicy::kAlways, "always"},
-     {DownloadPolicy::kMissing, "missing"},
-     {DownloadPolicy::kNever, "never"}}};
-
-const char* nameOf(DownloadPolicy policy) {
-  return std::find_if(kPolicyNames.begin(), kPolicyNames.end(),
-                      [policy](const auto& pair) { return pair.first == policy; })
-      ->second;
-}
-
 Json::Value jsonOf(const ListEntry& entry) {
   Json::Value value(Json::objectValue);
   value["path"] = entry.path;
-  value["download"] = nameOf(entry.policy);
+  value["download"] = mtlrules::wordFor(entry.policy);
   value["size"] = Json::UInt64{entry.size};
   if (entry.jpegSize != 0) value["jpegSize"] = Json::UInt64{entry.jpegSize};
   if (!entry.sha256.empty()) value["sha256"] = entry.sha256;
@@ -38,14 +25,12 @@ Json::Value jsonOf(const ListEntry& entry) {
 
 bool readEntry(const Json::Value& value, ListEntry& entry) {
   if (!value.isObject() || !value["path"].isString() || !value["size"].isUInt64()) return false;
-  const Json::Value policy = value.get("download", "");
-  const auto* const known =
-      std::find_if(kPolicyNames.begin(), kPolicyNames.end(),
-                   [&policy](const auto& pair) { return policy == pair.second; });
+  const Json::Value word = value.get("download", "");
+  const auto policy = mtlrules::policyNamed(word.isString() ? word.asString() : "");
   const Json::Value jpegSize = value.get("jpegSize", 0);
   const Json::Value sha256 = value.get("sha256", "");
-  if (known == kPolicyNames.end() || !jpegSize.isUInt64() || !sha256.isString()) return false;
-  entry = {value["path"].asString(), known->first, value["size"].asUInt64(), jpegSize.asUInt64(),
+  if (!policy || !jpegSize.isUInt64() || !sha256.isString()) return false;
+  entry = {value["path"].asString(), *policy, value["size"].asUInt64(), jpegSize.asUInt64(),
            sha256.asString()};
   return true;
 }

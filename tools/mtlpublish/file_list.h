@@ -8,14 +8,11 @@
 #include <string_view>
 #include <vector>
 
+#include "rules/list_entry.h"
+
 namespace mtlpublish {
 
-/// When a client fetches a file.
-enum class DownloadPolicy {
-  kAlways,   ///< every time that the library has changed
-  kMissing,  ///< only when it does not have the file
-  kNever,
-};
+using mtlrules::DownloadPolicy;
 
 struct ListEntry {
   std::string path;

@@ -6,22 +6,14 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "rules/ascii.h"
+
 namespace mtlpublish {
 
 namespace {
 
-char lowerCase(char character) {
-  return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
-                                              : character;
-}
-
 bool isDigit(char character) {
   return character >= '0' && character <= '9';
-}
-
-bool isSameName(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char x, char y) { return lowerCase(x) == lowerCase(y); });
 }
 
 /// Four numbers of one byte.
@@ -54,7 +46,7 @@ std::string_view hostOf(std::string_view field) {
 
 bool isHostName(std::string_view text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [](char character) {
-    const char lower = lowerCase(character);
+    const char lower = mtlrules::asciiLower(character);
     return (lower >= 'a' && lower <= 'z') || isDigit(lower) || lower == '-' || lower == '.' ||
            lower == '_';
   });
@@ -63,9 +55,9 @@ bool isHostName(std::string_view text) {
 bool isOwnHost(std::string_view field, const std::vector<std::string>& names) {
   const std::string_view host = hostOf(field);
   if (host.size() > 2 && host.front() == '[' && host.back() == ']') return true;
-  return isIpv4Address(host) || isSameName(host, "localhost") ||
+  return isIpv4Address(host) || mtlrules::equalsIgnoringCase(host, "localhost") ||
          std::any_of(names.begin(), names.end(), [host](const std::string& name) {
-           return isHostName(host) && isSameName(host, hostOf(name));
+           return isHostName(host) && mtlrules::equalsIgnoringCase(host, hostOf(name));
          });
 }
 

@@ -6,19 +6,17 @@
 #include <map>
 #include <utility>
 
-#include "library_list/list_names.h"
 #include "mtlpublish/file_name.h"
 #include "mtlpublish/system.h"
-#include "mtlpublish/tree_scan.h"
-#include "platform/windows_names.h"
+#include "rules/list_entry.h"
+#include "rules/path.h"
 #include "rules/printable.h"
 #include "rules/utf8.h"
+#include "rules/windows_names.h"
 
 namespace mtlpublish {
 
 namespace {
-
-constexpr std::string_view kSeparators = "/\\";
 
 /// "" when every client can hold a file of this path.
 std::string pathProblem(std::string_view path) {
@@ -27,11 +25,9 @@ std::string pathProblem(std::string_view path) {
     return "the path has " + std::to_string(path.size()) + " bytes, no client can hold more than " +
            std::to_string(kUnsavablePathLength - 1);
   }
-  while (!path.empty()) {
-    const std::string_view name = path.substr(0, path.find_first_of(kSeparators));
-    path.remove_prefix(std::min(name.size() + 1, path.size()));
-    const bool isStep = name.empty() || name == "." || name == "..";
-    if (!isStep && !Platform::isHeldByWindows(name)) {
+  for (const std::string_view name : mtlrules::namesOf(path)) {
+    const bool isStep = name == "." || name == "..";
+    if (!isStep && !mtlrules::isHeldByWindows(name)) {
       return "Windows cannot hold the name \"" + mtlrules::printable(name) + "\"";
     }
   }
@@ -76,10 +72,10 @@ class NameClashes {
     if (use.path != path) {
       return "differs from " + quoted(use.path) + " only in upper and lower case";
     }
-    return path == kStampName ? "has the name of the stamp" : "is listed more than once";
+    return "is listed more than once";
   }
 
-  std::map<Key, Use> taken_{{keyOf(kStampName), {kStampName, false}}};
+  std::map<Key, Use> taken_;
 };
 
 void checkNames(CheckedList& list) {
@@ -88,7 +84,7 @@ void checkNames(CheckedList& list) {
     std::string problem = pathProblem(file.path);
     // What is not UTF-8 has no case.
     if (mtlrules::isValidUtf8(file.path)) {
-      const std::string clash = clashes.add(library_list::plainPath(file.path));
+      const std::string clash = clashes.add(mtlrules::plainPath(file.path));
       if (problem.empty()) problem = clash;
     }
     if (!problem.empty()) list.problems.push_back(mtlrules::printable(file.path) + ": " + problem);
@@ -96,7 +92,7 @@ void checkNames(CheckedList& list) {
 }
 
 std::string problemLine(const library_list::ListProblem& problem) {
-  std::string name = problem.path.empty() ? kListName : mtlrules::printable(problem.path);
+  std::string name = problem.path.empty() ? mtlrules::kListName : mtlrules::printable(problem.path);
   if (problem.path.empty() && problem.number > 0) {
     name += ": entry " + std::to_string(problem.number);
   }
@@ -110,9 +106,9 @@ std::string problemLine(const library_list::ListProblem& problem) {
 
 CheckedList checkList(std::string_view text) {
   CheckedList list;
-  const std::string listName = std::string(kListName) + ": ";
+  const std::string listName = std::string(mtlrules::kListName) + ": ";
   std::vector<library_list::ListProblem> problems;
-  const std::string refusal = library_list::readList(text, list.files, problems);
+  const std::string refusal = library_list::readList(text, "", list.files, problems);
   if (!text.empty() && text.back() != '\n') {
     list.problems.push_back(listName +
                             "does not end in a line break; clients leave out the last byte");

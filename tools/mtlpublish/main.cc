@@ -23,6 +23,8 @@
 #include "mtlpublish/system.h"
 #include "mtlpublish/tree_scan.h"
 #include "mtlpublish/verify.h"
+#include "rules/list_entry.h"
+#include "rules/own_names.h"
 #include "rules/printable.h"
 
 namespace {
@@ -245,7 +247,7 @@ int verify(const Arguments& arguments) {
 
 /// Clients would find nothing to synchronise with.
 void warnOfUnbuilt(const fs::path& root, const std::string& folder) {
-  for (const char* name : {mtlpublish::kListName, mtlpublish::kStampName}) {
+  for (const char* name : {mtlrules::kListName, mtlrules::kStampName}) {
     std::error_code error;
     if (fs::exists(root / name, error) || error) continue;
     complain("warning: " + folder + " has no " + name + "; run mtlpublish build first");

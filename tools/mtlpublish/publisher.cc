@@ -2,6 +2,7 @@
 #include "mtlpublish/publisher.h"
 
 #include <algorithm>
+#include <optional>
 #include <string_view>
 #include <system_error>
 
@@ -14,6 +15,8 @@
 #include "mtlpublish/file_list.h"
 #include "mtlpublish/replace_file.h"
 #include "mtlpublish/tree_scan.h"
+#include "rules/list_entry.h"
+#include "rules/own_names.h"
 #include "rules/printable.h"
 
 namespace mtlpublish {
@@ -21,17 +24,6 @@ namespace mtlpublish {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr std::string_view kMapSuffix = ".tx";
-constexpr std::string_view kLossySuffix = ".jpeg.tx";
-
-bool endsWith(std::string_view text, std::string_view suffix) {
-  return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
-}
-
-std::string withSuffix(std::string_view text, std::string_view suffix, std::string_view other) {
-  return std::string(text.substr(0, text.size() - suffix.size())).append(other);
-}
 
 /// `files` is sorted by path.
 const DigestedFile* find(const std::vector<DigestedFile>& files, std::string_view path) {
@@ -44,9 +36,8 @@ const DigestedFile* find(const std::vector<DigestedFile>& files, std::string_vie
 
 /// True for x.jpeg.tx beside x.tx, unless x.tx is itself the variant of another map.
 bool isLossyVariant(const std::vector<DigestedFile>& files, std::string_view path) {
-  if (!endsWith(path, kLossySuffix)) return false;
-  const std::string map = withSuffix(path, kLossySuffix, kMapSuffix);
-  return find(files, map) != nullptr && !isLossyVariant(files, map);
+  const std::optional<std::string> map = mtlrules::mapOfVariant(path);
+  return map && find(files, *map) != nullptr && !isLossyVariant(files, *map);
 }
 
 bool anyMatches(const std::vector<Glob>& globs, std::string_view path) {
@@ -87,8 +78,9 @@ std::vector<ListEntry> makeEntries(const std::vector<DigestedFile>& files,
     const std::string& path = file.file.path;
     if (options.lossy && isLossyVariant(files, path)) continue;
     ListEntry entry{path, policyOf(path, options), file.state.size, 0, file.sha256};
-    if (options.lossy && endsWith(path, kMapSuffix)) {
-      const auto* variant = find(files, withSuffix(path, kMapSuffix, kLossySuffix));
+    const auto variantName = mtlrules::lossyVariantOf(path);
+    if (options.lossy && variantName) {
+      const DigestedFile* variant = find(files, *variantName);
       if (variant != nullptr) {
         entry.jpegSize = variant->state.size;
         entry.sha256 = variant->sha256;
@@ -145,15 +137,15 @@ DigestedFiles digestWithCache(const fs::path& root, std::vector<LibraryFile> fil
 
 void compareWithLastBuild(const fs::path& root, const std::vector<ListEntry>& entries,
                           const std::string& list, PublishResult& result) {
-  const std::string lastList = contentOf(root / kListName);
-  result.isNew = contentOf(root / kStampName) != result.id + "\n";
+  const std::string lastList = contentOf(root / mtlrules::kListName);
+  result.isNew = contentOf(root / mtlrules::kStampName) != result.id + "\n";
   if (!result.isNew) {
     result.isListRestored = lastList != list;
     result.changes.emplace();
     return;
   }
   std::error_code error;
-  result.isFirst = !fs::exists(root / kListName, error) && !error;
+  result.isFirst = !fs::exists(root / mtlrules::kListName, error) && !error;
   std::optional<std::vector<ListEntry>> before;
   if (!result.isFirst) before = parseFileList(lastList);
   ListChanges changes = changesBetween(before.value_or(std::vector<ListEntry>()), entries);
@@ -161,7 +153,7 @@ void compareWithLastBuild(const fs::path& root, const std::vector<ListEntry>& en
   if (before) {
     result.changes = std::move(changes);
   } else if (!result.isFirst) {
-    result.warnings.push_back(std::string(kListName) +
+    result.warnings.push_back(std::string(mtlrules::kListName) +
                               ": the last build's list cannot be read; what has changed since is "
                               "not known");
   }
@@ -169,8 +161,8 @@ void compareWithLastBuild(const fs::path& root, const std::vector<ListEntry>& en
 
 /// In this order: whoever sees the new id sees the new list.
 void writeLibrary(const fs::path& root, const std::string& list, PublishResult& result) {
-  const std::pair<const char*, std::string> parts[] = {{kListName, list},
-                                                       {kStampName, result.id + "\n"}};
+  const std::pair<const char*, std::string> parts[] = {{mtlrules::kListName, list},
+                                                       {mtlrules::kStampName, result.id + "\n"}};
   for (const auto& [name, content] : parts) {
     if (const std::error_code error = replaceFile(root, name, content)) {
       result.problems.push_back(writeProblem(name, error));

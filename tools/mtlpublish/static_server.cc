@@ -222,7 +222,7 @@ HandlerResponse answer(const fs::path& root, const ServerOptions& options,
     return HandlerResponse::Handled;
   }
   const std::optional<fs::path> file = fileWithin(root, path);
-  const bool isPrivate = file && file->parent_path() == root && isPrivateName(fileName(*file));
+  const bool isPrivate = file && isPrivateName(fileName(*file->lexically_relative(root).begin()));
   if (!file || isPrivate) return HandlerResponse::Unhandled;
   return answerWithFile(*file, request, response);
 }

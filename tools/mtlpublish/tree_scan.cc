@@ -9,6 +9,8 @@
 #include "mtlpublish/error_message.h"
 #include "mtlpublish/file_name.h"
 #include "mtlpublish/system.h"
+#include "rules/list_entry.h"
+#include "rules/own_names.h"
 #include "rules/printable.h"
 
 namespace mtlpublish {
@@ -19,7 +21,7 @@ namespace fs = std::filesystem;
 
 /// For names in the library's folder itself.
 bool isWritten(std::string_view name) {
-  return name == kListName || name == kStampName || name == kCacheName;
+  return name == mtlrules::kListName || name == mtlrules::kStampName || name == kCacheName;
 }
 
 class Scanner {
@@ -79,6 +81,10 @@ class Scanner {
         return true;
       }
       if (isPrivateName(name)) return true;
+      if (mtlrules::isOwnName(name, "")) {
+        addProblem(relative, "clients keep the name for their own files");
+        return true;
+      }
     }
     if (const std::string problem = nameProblem(name); !problem.empty()) {
       addProblem(relative, problem);
@@ -134,7 +140,7 @@ class Scanner {
 }  // namespace
 
 bool isPrivateName(std::string_view name) {
-  if (name == kCacheName) return true;
+  if (name == kCacheName || name == mtlrules::kStateFolderName) return true;
   return name.size() >= kTemporaryPrefix.size() + kTemporarySuffix.size() &&
          name.substr(0, kTemporaryPrefix.size()) == kTemporaryPrefix &&
          name.substr(name.size() - kTemporarySuffix.size()) == kTemporarySuffix;

@@ -9,17 +9,14 @@
 
 namespace mtlpublish {
 
-/// What publishing writes into the library's folder; never part of the library.
-inline constexpr const char* kListName = "filelist.json";
-inline constexpr const char* kStampName = "id.txt";
-/// What a build keeps there for the next one.
+/// What a build keeps in the library's folder for the next one.
 inline constexpr const char* kCacheName = ".mtlpublish-cache";
 /// How the names of files begin and end that are being written.
 inline constexpr std::string_view kTemporaryPrefix = ".mtlpublish-";
 inline constexpr std::string_view kTemporarySuffix = ".tmp";
 
-/// True for the names of files of the library's folder that are mtlpublish's own business:
-/// neither listed nor served.
+/// True for what stands in the library's folder and is the business of mtlpublish, or of the
+/// client when the folder is a local copy itself: neither listed nor served.
 bool isPrivateName(std::string_view name);
 
 struct LibraryFile {

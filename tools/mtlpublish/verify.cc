@@ -11,7 +11,6 @@
 #include "common/file_digest.h"
 #include "common/sha256.h"
 #include "library_list/downloads.h"
-#include "library_list/list_names.h"
 #include "mtlpublish/contained_path.h"
 #include "mtlpublish/error_message.h"
 #include "mtlpublish/file_content.h"
@@ -19,6 +18,9 @@
 #include "mtlpublish/parallel_work.h"
 #include "mtlpublish/tree_scan.h"
 #include "rules/address.h"
+#include "rules/list_entry.h"
+#include "rules/own_names.h"
+#include "rules/path.h"
 #include "rules/printable.h"
 
 namespace mtlpublish {
@@ -98,8 +100,7 @@ class Folder : public Source {
 
  private:
   Found findOne(const ListedFile& listed, bool quick, WorkCounter& counter) const {
-    const std::optional<fs::path> file =
-        fileWithin(root_, library_list::plainPath(listed.remotePath));
+    const std::optional<fs::path> file = fileWithin(root_, mtlrules::plainPath(listed.remotePath));
     if (!file) return {"is missing", {}, ""};
     std::error_code error;
     common::FileDigest content;
@@ -117,12 +118,12 @@ class Folder : public Source {
 
 class Server : public Source {
  public:
-  Server(const std::string& address, library_list::FetchRequest connection)
-      : address_(mtlrules::withoutTrailingSlashes(address)), connection_(std::move(connection)) {}
+  Server(std::string address, library_list::FetchRequest connection)
+      : address_(std::move(address)), connection_(std::move(connection)) {}
 
   Text read(const std::string& name) override {
     library_list::FetchRequest request = connection_;
-    request.url = library_list::fileUrl(address_, name);
+    request.url = mtlrules::fileUrl(address_, name);
     library_list::FetchResult result = library_list::fetchList(request);
     if (result.outcome == library_list::FetchResult::Outcome::kFetched) {
       return {std::move(result.text), ""};
@@ -159,7 +160,7 @@ class Server : public Source {
   library_list::Download download(const ListedFile& file, bool quick, Found& found,
                                   WorkCounter& counter) const {
     library_list::Download download;
-    download.url = library_list::fileUrl(address_, file.remotePath);
+    download.url = mtlrules::fileUrl(address_, file.remotePath);
     download.headOnly = quick;
     download.largestSize = file.size.value_or(connection_.largestSize);
     auto sha256 = std::make_shared<common::Sha256>();
@@ -211,7 +212,7 @@ std::string nameOf(const ListedFile& file) {
 }
 
 Text readStamp(Source& source) {
-  Text stamp = source.read(kStampName);
+  Text stamp = source.read(mtlrules::kStampName);
   if (stamp.problem.empty() && stamp.content.empty()) stamp.problem = "is empty";
   return stamp;
 }
@@ -222,9 +223,9 @@ VerifyResult verify(Source& source, const VerifyOptions& options) {
     if (!problem.empty()) result.problems.push_back(name + ": " + problem);
   };
   const Text stamp = readStamp(source);
-  addProblem(kStampName, stamp.problem);
-  const Text text = source.read(kListName);
-  addProblem(kListName, text.problem);
+  addProblem(mtlrules::kStampName, stamp.problem);
+  const Text text = source.read(mtlrules::kListName);
+  addProblem(mtlrules::kListName, text.problem);
   if (!text.problem.empty()) return result;
 
   CheckedList list = checkList(text.content);
@@ -242,16 +243,9 @@ VerifyResult verify(Source& source, const VerifyOptions& options) {
   for (std::size_t i = 0; i < list.files.size(); ++i)
     addProblem(nameOf(list.files[i]), difference(list.files[i], found[i]));
   if (stamp.problem.empty() && readStamp(source).content != stamp.content) {
-    addProblem(kStampName, "changed meanwhile; verify again");
+    addProblem(mtlrules::kStampName, "changed meanwhile; verify again");
   }
   return result;
-}
-
-bool hasUserName(std::string_view address) {
-  constexpr std::string_view kSchemeEnd = "://";
-  const std::size_t scheme = address.find(kSchemeEnd);
-  if (scheme != address.npos) address.remove_prefix(scheme + kSchemeEnd.size());
-  return address.substr(0, address.find_first_of("/?#")).find('@') != address.npos;
 }
 
 VerifyResult failed(const std::string& problem) {
@@ -272,13 +266,12 @@ VerifyResult verifyFolder(const fs::path& folder, const VerifyOptions& options) 
 
 VerifyResult verifyAddress(const std::string& address, library_list::FetchRequest connection,
                            const VerifyOptions& options) {
-  // The server tells "//" from "/".
-  const std::string base = address.substr(0, address.find_last_not_of('/') + 1);
-  if (hasUserName(base)) {
+  const std::string base = mtlrules::withoutTrailingSlashes(address);
+  if (mtlrules::hasUserName(base)) {
     // It may come with a password, which is not to be shown.
     return failed("the address: one with a user name is not taken");
   }
-  if (library_list::fileUrl(base, kListName).empty()) {
+  if (mtlrules::fileUrl(base, mtlrules::kListName).empty()) {
     return failed(mtlrules::printable(address) + ": is no address of http or https");
   }
   Server source(base, std::move(connection));

@@ -11,7 +11,6 @@
 #include "common/file_digest.h"
 #include "common/system.h"
 #include "library_list/list_fetch.h"
-#include "library_list/list_names.h"
 #include "rules/address.h"
 
 namespace mtlsync {
@@ -119,8 +118,7 @@ class Comparison {
 bool fetchFiles(const Options& options, SyncObserver& observer, std::vector<ListedFile>& files,
                 ErrorEntries& problem) {
   library_list::FetchRequest request;
-  request.url =
-      library_list::listUrl(mtlrules::withoutTrailingSlashes(options.url), options.subPath);
+  request.url = mtlrules::listUrl(mtlrules::withoutTrailingSlashes(options.url), options.subPath);
   if (request.url.empty()) {
     problem = {ownError("Could not use the address \"" + options.url + "\"")};
     return false;
@@ -139,7 +137,7 @@ bool fetchFiles(const Options& options, SyncObserver& observer, std::vector<List
     problem = {ownError("Could not fetch" + list), ownError(result.problem)};
     return false;
   }
-  const std::string refusal = library_list::readList(result.text, files);
+  const std::string refusal = library_list::readList(result.text, options.subPath, files);
   if (!refusal.empty()) problem = {ownError("Could not use" + list), ownError(refusal)};
   return refusal.empty();
 }

@@ -1,17 +1,18 @@
 // The stamp lies below the sub-path; the list names the other files as they are.
 #include "mtlsync/local_copy.h"
 
-#include "library_list/list_names.h"
 #include "mtlhost/system.h"
+#include "rules/own_names.h"
+#include "rules/path.h"
 
 namespace mtlsync {
 
 LocalFile localFile(const Options& options, const std::string& name) {
-  return {name, std::filesystem::u8path(library_list::localName(options.directory, name))};
+  return {name, std::filesystem::u8path(mtlrules::joinedPath(options.directory, name))};
 }
 
 LocalFile stampFile(const Options& options) {
-  return localFile(options, options.subPath.empty() ? "id.txt" : options.subPath + "/id.txt");
+  return localFile(options, mtlrules::stampName(options.subPath));
 }
 
 std::string reasonText(const std::error_code& error) {

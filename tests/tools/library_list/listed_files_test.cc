@@ -20,7 +20,7 @@ constexpr std::int64_t kNone = -1;
 /// Path and size of each file of a list that is accepted.
 Files filesOf(const std::string& text) {
   std::vector<ListedFile> files;
-  EXPECT_EQ(readList(text, files), "");
+  EXPECT_EQ(readList(text, "", files), "");
   Files pairs;
   for (const ListedFile& file : files)
     pairs.emplace_back(file.path, file.size.value_or(kNone));
@@ -29,7 +29,7 @@ Files filesOf(const std::string& text) {
 
 std::string problemWith(const std::string& text) {
   std::vector<ListedFile> files;
-  return readList(text, files);
+  return readList(text, "", files);
 }
 
 TEST(ReadList, TakesWhatClientsFetch) {
@@ -59,7 +59,7 @@ TEST(ReadList, TellsWhatIsFetchedForALossyMap) {
   std::vector<ListedFile> files;
   EXPECT_EQ(readList(R"([{"path":"a/b.tx","size":9,"jpegSize":5},{"path":"c.tx","size":9}]
 )",
-                     files),
+                     "", files),
             "");
   ASSERT_EQ(files.size(), 2U);
   EXPECT_EQ(files[0].remotePath, "a/b.jpeg.tx");
@@ -73,7 +73,7 @@ TEST(ReadList, TakesDigestsThatAreSome) {
                          R"("},{"path":"b","sha256":"aa"},{"path":"c","sha256":7},{"path":"d"},)" +
                          R"({"path":"e","sha256":")" + std::string(64, 'g') + R"("}]
 )",
-                     files),
+                     "", files),
             "");
   ASSERT_EQ(files.size(), 5U);
   EXPECT_EQ(files[0].sha256, digest);
@@ -115,7 +115,8 @@ TEST(ReadList, GoesOnAfterWhatClientsRefuseWhenAsked) {
   std::vector<ListedFile> files;
   std::vector<ListProblem> problems;
   EXPECT_EQ(
-      readList("[7,{\"path\":\"a\"},{\"path\":\"../x\"},{\"path\":\"b\"}]\n", files, problems), "");
+      readList("[7,{\"path\":\"a\"},{\"path\":\"../x\"},{\"path\":\"b\"}]\n", "", files, problems),
+      "");
   ASSERT_EQ(files.size(), 2U);
   EXPECT_EQ(files[1].path, "b");
   ASSERT_EQ(problems.size(), 2U);
@@ -126,13 +127,13 @@ TEST(ReadList, GoesOnAfterWhatClientsRefuseWhenAsked) {
   EXPECT_EQ(problems[1].path, "../x");
   EXPECT_EQ(problems[1].reason, "a path leaves the target directory");
   EXPECT_TRUE(problems[0].isRefused && problems[1].isRefused);
-  EXPECT_THAT(readList("[", files, problems), HasSubstr("it is no JSON: "));
+  EXPECT_THAT(readList("[", "", files, problems), HasSubstr("it is no JSON: "));
 }
 
 TEST(ReadList, TakesAListForWhatItIsToClientsThoughItHasOtherProblems) {
   std::vector<ListedFile> files;
   std::vector<ListProblem> problems;
-  EXPECT_EQ(readList("{\"x\":{\"path\":\"a\",\"download\":7}}\n", files, problems), "");
+  EXPECT_EQ(readList("{\"x\":{\"path\":\"a\",\"download\":7}}\n", "", files, problems), "");
   EXPECT_EQ(files.size(), 1U);
   ASSERT_EQ(problems.size(), 2U);
   EXPECT_EQ(problems[0].number, 0U);
@@ -140,6 +141,32 @@ TEST(ReadList, TakesAListForWhatItIsToClientsThoughItHasOtherProblems) {
   EXPECT_EQ(problems[1].path, "a");
   EXPECT_FALSE(problems[0].isRefused || problems[1].isRefused);
   EXPECT_EQ(problemWith("{\"x\":{\"path\":\"a\",\"download\":7}}\n"), "");
+}
+
+TEST(ReadList, PassesOverWhatClientsWriteThemselves) {
+  EXPECT_THAT(filesOf(R"([{"path":"id.txt","size":1},{"path":"a/id.txt","size":2},
+                          {"path":"ID.TXT ","size":3},{"path":"id.txt/x","size":4},
+                          {"path":".mtllib/state","size":5},{"path":"beta/id.txt","size":6}]
+)"),
+              ElementsAre(Pair("a/id.txt", 2), Pair("beta/id.txt", 6)));
+  std::vector<ListedFile> files;
+  EXPECT_EQ(readList(R"([{"path":"id.txt"},{"path":"a/id.txt"},{"path":"beta/id.txt/x"}]
+)",
+                     "beta", files),
+            "");
+  ASSERT_EQ(files.size(), 1U);
+  EXPECT_EQ(files[0].path, "a/id.txt");
+}
+
+TEST(ReadList, SaysWhatClientsWriteThemselves) {
+  std::vector<ListedFile> files;
+  std::vector<ListProblem> problems;
+  EXPECT_EQ(readList("[{\"path\":\"a\"},{\"path\":\"id.txt/x\"}]\n", "", files, problems), "");
+  ASSERT_EQ(problems.size(), 1U);
+  EXPECT_EQ(problems[0].number, 2U);
+  EXPECT_EQ(problems[0].path, "id.txt/x");
+  EXPECT_EQ(problems[0].reason, "has a name that clients keep for their own files");
+  EXPECT_FALSE(problems[0].isRefused);
 }
 
 TEST(ReadList, IgnoresBadPathsThatNobodyFetches) {

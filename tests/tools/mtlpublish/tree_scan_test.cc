@@ -37,18 +37,34 @@ TEST_F(TreeScan, LeavesOutWhatPublishingWrites) {
   EXPECT_THAT(paths(), IsEmpty());
 }
 
+TEST_F(TreeScan, LeavesOutWhatAClientKeptInItsCopy) {
+  add(".mtllib/state");
+  add(".mtllib/stage/maps/oak.tx");
+  EXPECT_THAT(paths(), IsEmpty());
+}
+
 TEST_F(TreeScan, TakesFilesOfSuchNamesInFoldersBelow) {
-  for (const char* path : {"a/filelist.json", "a/id.txt", "a/.mtlpublish-12.tmp", "id.txt.tmp"}) {
+  for (const char* path :
+       {"a/filelist.json", "a/id.txt", "a/.mtlpublish-12.tmp", "a/.mtllib/x", "id.txt.tmp"}) {
     add(path);
   }
-  EXPECT_THAT(paths(),
-              ElementsAre("a/.mtlpublish-12.tmp", "a/filelist.json", "a/id.txt", "id.txt.tmp"));
+  EXPECT_THAT(paths(), ElementsAre("a/.mtllib/x", "a/.mtlpublish-12.tmp", "a/filelist.json",
+                                   "a/id.txt", "id.txt.tmp"));
 }
 
 TEST_F(TreeScan, RefusesAFolderWherePublishingWritesAFile) {
   fs::create_directory(root_ / "id.txt");
   EXPECT_THAT(problems(),
               ElementsAre("id.txt: a folder where publishing writes a file of that name"));
+}
+
+TEST_F(TreeScan, RefusesNamesThatClientsTakeForTheirOwn) {
+  add(".MtlLib/x");
+  add("MTLLIB~1");
+  add("Id.Txt");
+  EXPECT_THAT(problems(), ElementsAre(".MtlLib: clients keep the name for their own files",
+                                      "Id.Txt: clients keep the name for their own files",
+                                      "MTLLIB~1: clients keep the name for their own files"));
 }
 
 TEST_F(TreeScan, TakesAPathJustShortEnough) {

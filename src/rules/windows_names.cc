@@ -1,29 +1,22 @@
 // Which names Windows takes for something else: see "Naming Files, Paths, and Namespaces"
-// in the documentation of Win32. Text only, so that it can be tested anywhere.
-#include "platform/windows_names.h"
+// in the documentation of Win32.
+#include "rules/windows_names.h"
 
 #include <algorithm>
 #include <cstddef>
 
-namespace Platform {
+#include "rules/ascii.h"
+
+namespace mtlrules {
 
 namespace {
-
-char upperCase(char c) {
-  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
-
-bool equalsUpperCase(std::string_view text, std::string_view upper) {
-  return std::equal(text.begin(), text.end(), upper.begin(), upper.end(),
-                    [](char a, char b) { return upperCase(a) == b; });
-}
 
 // COM and LPT end in a digit; the superscript ones count, too.
 bool isPort(std::string_view stem) {
   if (stem.size() < 4) return false;
   const std::string_view kind = stem.substr(0, 3);
   const std::string_view number = stem.substr(3);
-  if (!equalsUpperCase(kind, "COM") && !equalsUpperCase(kind, "LPT")) return false;
+  if (!equalsIgnoringCase(kind, "COM") && !equalsIgnoringCase(kind, "LPT")) return false;
   return (number.size() == 1 && number[0] >= '0' && number[0] <= '9') || number == "\u00B9" ||
          number == "\u00B2" || number == "\u00B3";
 }
@@ -32,9 +25,9 @@ bool isPort(std::string_view stem) {
 bool isDevice(std::string_view name) {
   std::string_view stem = name.substr(0, name.find('.'));
   stem = stem.substr(0, stem.find_last_not_of(' ') + 1);
-  return isPort(stem) || equalsUpperCase(stem, "CON") || equalsUpperCase(stem, "PRN") ||
-         equalsUpperCase(stem, "AUX") || equalsUpperCase(stem, "NUL") ||
-         equalsUpperCase(stem, "CONIN$") || equalsUpperCase(stem, "CONOUT$");
+  return isPort(stem) || equalsIgnoringCase(stem, "CON") || equalsIgnoringCase(stem, "PRN") ||
+         equalsIgnoringCase(stem, "AUX") || equalsIgnoringCase(stem, "NUL") ||
+         equalsIgnoringCase(stem, "CONIN$") || equalsIgnoringCase(stem, "CONOUT$");
 }
 
 }  // namespace
@@ -55,4 +48,4 @@ bool isHeldByWindows(std::string_view name) {
   return !isCut && std::none_of(name.begin(), name.end(), isForbidden) && isOrdinaryOnWindows(name);
 }
 
-}  // namespace Platform
+}  // namespace mtlrules

@@ -2,12 +2,12 @@
 // is tested wherever the tests run.
 #include <gtest/gtest.h>
 
-#include "platform/windows_names.h"
+#include "rules/windows_names.h"
 
 namespace {
 
-using Platform::isHeldByWindows;
-using Platform::isOrdinaryOnWindows;
+using mtlrules::isHeldByWindows;
+using mtlrules::isOrdinaryOnWindows;
 
 TEST(WindowsNames, OfDevicesAreNoFiles) {
   for (const char* name :

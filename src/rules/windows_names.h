@@ -1,10 +1,10 @@
-// The names that Windows can and cannot hold, told on any system.
-#ifndef MTLLIB_PLATFORM_WINDOWS_NAMES_H_
-#define MTLLIB_PLATFORM_WINDOWS_NAMES_H_
+// The names that Windows can and cannot hold; the rule is the same text on any system.
+#ifndef MTLLIB_RULES_WINDOWS_NAMES_H_
+#define MTLLIB_RULES_WINDOWS_NAMES_H_
 
 #include <string_view>
 
-namespace Platform {
+namespace mtlrules {
 
 /// Whether Windows takes `name`, one component of a path and neither "." nor "..", for a
 /// file or folder of the folder it stands in.
@@ -14,6 +14,6 @@ bool isOrdinaryOnWindows(std::string_view name);
 /// from the end it drops some.
 bool isHeldByWindows(std::string_view name);
 
-}  // namespace Platform
+}  // namespace mtlrules
 
-#endif  // MTLLIB_PLATFORM_WINDOWS_NAMES_H_
+#endif  // MTLLIB_RULES_WINDOWS_NAMES_H_

@@ -1,0 +1,120 @@
+// Paths are resolved name by name.
+#include "rules/path.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "rules/windows_names.h"
+
+namespace mtlrules {
+
+namespace {
+
+constexpr std::string_view kSeparators = "/\\";
+
+// Calls `take` with each name in order.
+template <typename Take>
+void forEachName(std::string_view path, Take take) {
+  while (true) {
+    path.remove_prefix(std::min(path.find_first_not_of(kSeparators), path.size()));
+    if (path.empty()) return;
+    const std::size_t end = std::min(path.find_first_of(kSeparators), path.size());
+    take(path.substr(0, end));
+    path.remove_prefix(end);
+  }
+}
+
+// What stands in front of the first name. More than two leading separators count as two.
+std::string_view leadOf(std::string_view path) {
+  const std::size_t separators = std::min(path.find_first_not_of(kSeparators), path.size());
+  return std::string_view("//").substr(0, separators);
+}
+
+std::string joined(const std::vector<std::string_view>& names, std::string_view lead = "") {
+  std::string text(lead);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (i > 0) text += '/';
+    text += names[i];
+  }
+  return text;
+}
+
+bool isUnreserved(char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' ||
+         c == '.' || c == '_' || c == '~' || c == '/';
+}
+
+}  // namespace
+
+std::vector<std::string_view> namesOf(std::string_view path) {
+  std::vector<std::string_view> names;
+  forEachName(path, [&](std::string_view name) { names.push_back(name); });
+  return names;
+}
+
+std::string canonicalPath(std::string_view path) {
+  const std::string_view lead = leadOf(path);
+  std::vector<std::string_view> kept;
+  forEachName(path, [&](std::string_view name) {
+    // A dot directly behind a single leading separator is an ordinary one.
+    const bool isFirst = kept.empty() && lead != "/";
+    if (name == "." && !isFirst) return;
+    if (name == ".." && !kept.empty() && kept.back() != "..") {
+      kept.pop_back();
+    } else {
+      kept.push_back(name);
+    }
+  });
+  if (kept.empty() && lead.size() < 2) return {};
+  return joined(kept, lead);
+}
+
+std::string joinedPath(std::string_view base, std::string_view relative) {
+  std::string path(base);
+  path = canonicalPath(path.append("/").append(relative));
+  if (path == ".." || path.compare(0, 3, "../") == 0) return {};
+  return path;
+}
+
+std::string plainPath(std::string_view path) {
+  std::vector<std::string_view> kept;
+  bool hasLeft = false;
+  forEachName(path, [&](std::string_view name) {
+    if (name == ".") return;
+    if (name != "..") return kept.push_back(name);
+    hasLeft = hasLeft || kept.empty();
+    if (!kept.empty()) kept.pop_back();
+  });
+  return hasLeft ? std::string() : joined(kept);
+}
+
+bool staysBelow(std::string_view path, bool onWindows) {
+  std::ptrdiff_t depth = 0;
+  bool hasLeft = false;
+  forEachName(path, [&](std::string_view name) {
+    if (name == ".") return;
+    const bool isUp = name == "..";
+    depth += isUp ? -1 : 1;
+    hasLeft = hasLeft || depth < 0 || (!isUp && onWindows && !isOrdinaryOnWindows(name));
+  });
+  return !hasLeft && depth > 0;
+}
+
+std::string percentEncoded(std::string_view path) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string encoded;
+  encoded.reserve(path.size() * 3);
+  for (const char c : path) {
+    if (isUnreserved(c)) {
+      encoded += c;
+      continue;
+    }
+    const auto byte = static_cast<unsigned char>(c);
+    encoded += '%';
+    encoded += kDigits[byte >> 4U];
+    encoded += kDigits[byte & 0xFU];
+  }
+  return encoded;
+}
+
+}  // namespace mtlrules
