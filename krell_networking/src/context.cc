@@ -5,6 +5,7 @@
 #include <curl/curl.h>
 
 #include <mutex>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -29,14 +30,19 @@ DefaultContext& defaultContext() {
   return context;
 }
 
-// As UTF-8 on every system, which libcurl expects; empty when there is no such variable.
+// As UTF-8 on every system, which libcurl expects; empty when there is no such variable. Throws
+// std::bad_alloc when memory runs out: without its name another trust store would be used.
 std::string environment(const std::string& name) {
   const std::string reference = "%" + name + "%";
   const QUtils::WideText wide = QUtils::duplicateAsWide(reference.c_str());
   const DWORD size = wide != nullptr ? ExpandEnvironmentStringsW(wide.get(), nullptr, 0) : 0;
   std::vector<WCHAR> value(size + 1);
-  if (size < 1 || ExpandEnvironmentStringsW(wide.get(), value.data(), size) > size) return {};
+  const DWORD needed =
+      size > 0 ? ExpandEnvironmentStringsW(wide.get(), value.data(), size) : DWORD{0};
+  if (needed < 1) throw std::bad_alloc();
+  if (needed > size) return {};
   std::string text = QUtils::wideToCharString(value.data()).text();
+  if (text.empty() && value.front() != 0) throw std::bad_alloc();
   return text != reference ? text : std::string();
 }
 
@@ -67,7 +73,13 @@ krbool NetworkingContextInitializerRAII::initializeDefault(const char* /*name*/,
       error = curl_easy_strerror(code);
       return 0;
     }
-    state.ssl = sslConfigurationFromEnvironment();
+    try {
+      state.ssl = sslConfigurationFromEnvironment();
+    } catch (const std::bad_alloc&) {
+      curl_global_cleanup();
+      error = "Out of memory";
+      return 0;
+    }
     state.published.clientSsl = &state.ssl;
   }
   ++state.references;

@@ -17,9 +17,11 @@ using WideString = std::basic_string<WCHAR>;
 // program: whoever started it has no say in what it trusts.
 bool appendVariable(const WideString& name, WideString& result) {
   const QUtils::Utf8Text converted = QUtils::duplicateAsUtf8(name.c_str());
-  const char* value = converted != nullptr ? secure_getenv(converted.get()) : nullptr;
+  if (converted == nullptr) throw std::bad_alloc();
+  const char* value = secure_getenv(converted.get());
+  if (value == nullptr) return false;
   const QUtils::WideText wideValue = QUtils::duplicateAsWide(value);
-  if (wideValue == nullptr) return false;
+  if (wideValue == nullptr) throw std::bad_alloc();
   result += wideValue.get();
   return true;
 }

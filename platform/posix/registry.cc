@@ -89,7 +89,10 @@ std::shared_ptr<Key> walk(std::shared_ptr<Key> key, WideView path, IfMissing ifM
     }
     key = found->second;
   }
-  if (const auto fill = std::exchange(key->fill, nullptr)) fill(*key);
+  if (key->fill != nullptr) {
+    key->fill(*key);
+    key->fill = nullptr;  // Not before: where memory runs out, the next call fills it.
+  }
   return key;
 }
 

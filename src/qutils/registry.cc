@@ -143,15 +143,15 @@ int registryValueToDword(const RegistryValue& value, std::uint32_t& out) {
 int registryValueToString(const RegistryValue& value, CharString& out) {
   if (!isText(value.type)) return 1;
   if (value.data == nullptr || value.size == 0) return 2;
-  const auto* text = reinterpret_cast<LPCWSTR>(value.data.get());
-  if (value.type == REG_SZ) {
-    out = wideToCharString(text);
-    return 0;
+  auto text = reinterpret_cast<LPCWSTR>(value.data.get());
+  WideText expanded;
+  if (value.type == REG_EXPAND_SZ) {
+    expanded = expandEnvironment(text);
+    if (expanded == nullptr) return 3;
+    text = expanded.get();
   }
-  const WideText expanded = expandEnvironment(text);
-  if (expanded == nullptr) return 3;
-  out = wideToCharString(expanded.get());
-  return 0;
+  out = wideToCharString(text);
+  return out.empty() && *text != 0 ? 3 : 0;
 }
 
 }  // namespace QUtils

@@ -57,7 +57,8 @@ ErrorChain readRegistryValue(const RegistryKey& key, const char* valueName, Regi
 int registryValueToDword(const RegistryValue& value, std::uint32_t& out);
 
 /// Takes the text, in UTF-8, with environment variables expanded if it is REG_EXPAND_SZ: 0;
-/// 1 when the value is no text, 2 when it holds no data, 3 when the expansion failed.
+/// 1 when the value is no text, 2 when it holds no data, 3 when the expansion failed or memory
+/// ran out.
 int registryValueToString(const RegistryValue& value, CharString& out);
 
 }  // namespace QUtils

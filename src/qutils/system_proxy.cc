@@ -5,9 +5,14 @@
 #include <cctype>
 #include <cstring>
 #include <mutex>
+#include <new>
+#include <string>
 #include <string_view>
 
+#include "platform/win32.h"
+#include "plugin/error_chain.h"
 #include "qutils/registry.h"
+#include "qutils/whole_text.h"
 
 namespace QUtils {
 namespace {
@@ -23,10 +28,10 @@ struct Cache {
   SystemProxySettings settings;
 };
 
-CharString copyOf(std::string_view text) {
-  CharString copy;
-  copy.assign(text.data(), static_cast<std::int64_t>(text.size()));
-  return copy;
+// A setting that is lost with the memory is not one that was never made: without a text of its
+// own the proxy would be another, or none.
+void expectMemory(const ErrorChain& error) {
+  if (error && errorCode(error, 0) == ERROR_NOT_ENOUGH_MEMORY) throw std::bad_alloc();
 }
 
 void append(std::vector<CharString>& list, const CharString& entry) {
@@ -59,7 +64,7 @@ CharString* entryOf(SystemProxySettings& settings, std::string_view scheme) {
 
 // The address may bring a scheme of its own: it stays, behind this one.
 CharString proxyAddress(const CharString& address) {
-  return CharString("http://") + address;
+  return wholeText(std::string("http://") + address.text());
 }
 
 void takeServer(const CharString& server, SystemProxySettings& settings) {
@@ -75,7 +80,7 @@ void takeServer(const CharString& server, SystemProxySettings& settings) {
     const std::size_t equalSign = token.find('=');
     if (equalSign == std::string_view::npos || equalSign + 1 == token.size()) return;
     CharString* entry = entryOf(settings, token.substr(0, equalSign));
-    if (entry != nullptr) *entry = proxyAddress(copyOf(token.substr(equalSign + 1)));
+    if (entry != nullptr) *entry = proxyAddress(wholeText(token.substr(equalSign + 1)));
   });
 }
 
@@ -83,14 +88,17 @@ void takeOverride(const CharString& text, SystemProxySettings& settings) {
   if (text.empty()) return;
   settings.bypassText = text;
   forEachToken(text.text(),
-               [&](std::string_view token) { append(settings.bypassList, copyOf(token)); });
+               [&](std::string_view token) { append(settings.bypassList, wholeText(token)); });
 }
 
 // Empty when there is no such text.
 CharString readText(const RegistryKey& key, const char* name) {
   RegistryValue value;
   CharString text;
-  if (!readRegistryValue(key, name, value)) registryValueToString(value, text);
+  const ErrorChain error = readRegistryValue(key, name, value);
+  expectMemory(error);
+  constexpr int kLost = 3;
+  if (!error && registryValueToString(value, text) == kLost) throw std::bad_alloc();
   return text;
 }
 
@@ -107,10 +115,14 @@ ErrorChain load(SystemProxySettings& settings) {
   clear(settings);
   RegistryKey key;
   if (ErrorChain error = key.open(RegistryKey(HKEY_CURRENT_USER), kInternetSettings, REGKEY_READ)) {
+    expectMemory(error);
     return error;
   }
   RegistryValue enable;
-  if (ErrorChain error = readRegistryValue(key, "ProxyEnable", enable)) return error;
+  if (ErrorChain error = readRegistryValue(key, "ProxyEnable", enable)) {
+    expectMemory(error);
+    return error;
+  }
   std::uint32_t number = 0;
   if (registryValueToDword(enable, number) != 0 || number == 0) return {};
   settings.enabled = 1;
@@ -137,8 +149,10 @@ ErrorChain readSystemProxySettings(SystemProxySettings& out, bool force) {
   const std::lock_guard<std::mutex> lock(cache.mutex);
   ErrorChain error;
   if (!cache.loaded || force) {
-    cache.loaded = true;  // a failure is not tried again unless forced
+    // A failure is not tried again unless forced; where memory ran out, there was none.
+    cache.loaded = false;
     error = load(cache.settings);
+    cache.loaded = true;
   }
   copyInto(out, cache.settings);
   return error;
