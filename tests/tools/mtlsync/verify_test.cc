@@ -96,6 +96,20 @@ TEST_F(VerifyTest, FindsWhatIsMissingOrNoFile) {
             "maps/b.tx: is missing\n");
 }
 
+TEST_F(VerifyTest, PassesOverWhatIsListedInThePlaceOfItsOwnFiles) {
+  const std::string list =
+      "[{\"path\":\"id.txt\",\"size\":99},{\"path\":\"Id.txt./x\"},{\"path\":\".mtllib/state\"},"
+      "{\"path\":\"beta/id.txt\",\"size\":99},{\"path\":\"a.tx\",\"size\":3}]\n";
+  server_.serve("/lib/beta/id.txt", "stamp 2");
+  server_.serve("/beta/lib/filelist.json", list);
+  writeFile(copy("beta/id.txt"), "stamp 2");
+  const ProcessResult result = verify({"--sub-path", "beta"});
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(result.out, "As listed: 1 file.\n");
+  server_.serve("/lib/filelist.json", list);
+  EXPECT_EQ(verify().out, "beta/id.txt: has 7 bytes instead of 99\n") << "another client's stamp";
+}
+
 TEST_F(VerifyTest, FindsAnotherStampAndAMissingOne) {
   writeFile(copy("id.txt"), "stamp 0");
   ProcessResult result = verify();
