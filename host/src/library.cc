@@ -5,13 +5,18 @@
 #include <atomic>
 #include <cstdint>
 #include <exception>
+#include <filesystem>
 #include <new>
+#include <system_error>
 #include <utility>
 
 #include "event_stream.h"
 #include "module.h"
 #include "mtlhost/folder_name.h"
+#include "mtlhost/system.h"
+#include "platform/file_names.h"
 #include "rules/address.h"
+#include "rules/path.h"
 #include "system_calls.h"
 
 namespace mtlhost {
@@ -45,6 +50,28 @@ Result::Status statusOf(int code, bool stopped) {
   return stopped ? Result::Status::kCancelled : Result::Status::kFailed;
 }
 
+/// The module makes the target directory, but writes the stamp of a sub-path into a folder in it
+/// that it expects to be there. Empty, or why that folder could not be made.
+Errors makeStampFolder(const DownloaderSettings& settings) {
+  namespace fs = std::filesystem;
+  const std::string subPath = settings.subPath.text();
+  if (!mtlrules::staysBelow(subPath, Platform::kHasWindowsNames)) return {};
+  std::error_code error;
+  try {
+    const fs::path target = fs::u8path(settings.targetDirectory.text());
+    const fs::path folder = (target / fs::u8path(mtlrules::plainPath(subPath))).make_preferred();
+    fs::create_directories(folder, error);
+    std::error_code ignored;
+    // Why there is no target directory, the module says itself.
+    if (!error || !fs::is_directory(target, ignored)) return {};
+    return {ownError("Could not make the folder \"" + folder.u8string() + '"'),
+            ownError(systemErrorText(error))};
+  } catch (const std::system_error&) {
+    // Not a name that this system can have: the module says that too.
+    return {};
+  }
+}
+
 /// No call fails without a word.
 Errors explanationOf(int code, const CallRecord& record) {
   if (!record.errors.empty()) return record.errors;
@@ -66,7 +93,8 @@ struct Library::Impl {
 
   const DownloaderInterface& table() const { return module.table(); }
   bool isUsable(Errors& problem) const;
-  Result call(Entry entry);
+  /// Asks the module, once `prepare` has found no failure.
+  Result call(Entry entry, Errors (*prepare)(const DownloaderSettings& settings));
   bool isForked() const { return processId() != process; }
 
   const std::int64_t process = processId();
@@ -91,7 +119,7 @@ bool Library::Impl::isUsable(Errors& problem) const {
   return code == 0 && downloader != nullptr;
 }
 
-Result Library::Impl::call(Entry entry) {
+Result Library::Impl::call(Entry entry, Errors (*prepare)(const DownloaderSettings& settings)) {
   if (isForked()) {
     return {Result::Status::kFailed, -1, {ownError("the library was opened in another process")}};
   }
@@ -107,6 +135,9 @@ Result Library::Impl::call(Entry entry) {
 
   if (events.isCancelled()) {
     return {Result::Status::kCancelled, -1, {ownError("cancelled before it began")}};
+  }
+  if (Errors problem = prepare(record); !problem.empty()) {
+    return {Result::Status::kFailed, -1, std::move(problem)};
   }
   const int code = entry(downloader.get());
   const CallRecord told = events.finish();
@@ -134,11 +165,11 @@ std::optional<Library> Library::open(const Settings& settings, Observer& observe
 }
 
 Result Library::check() {
-  return impl_->call(impl_->table().checkForUpdate);
+  return impl_->call(impl_->table().checkForUpdate, [](const auto&) { return Errors(); });
 }
 
 Result Library::run() {
-  return impl_->call(impl_->table().runDownload);
+  return impl_->call(impl_->table().runDownload, makeStampFolder);
 }
 
 void Library::cancel() noexcept {

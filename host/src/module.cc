@@ -39,6 +39,11 @@ std::string moduleFileName() {
   return MTLHOST_MODULE_FILE_NAME;
 }
 
+std::string systemErrorText(const std::error_code& error) {
+  return error.category() == std::system_category() ? systemErrorText(error.value())
+                                                    : error.message();
+}
+
 Error ownError(std::string message) {
   return {"mtlhost", -1, std::move(message)};
 }

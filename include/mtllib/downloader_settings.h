@@ -41,7 +41,8 @@ struct DownloaderSettings {
   /// subPath/id.txt (behind the remote path), and the list is requested from
   /// "/" + subPath + remote path + "/filelist.json" (in front of it), as it stands:
   /// use letters, digits and "-._~/" alone, as others are encoded for the one request and not
-  /// for the other.
+  /// for the other. The folder subPath in targetDirectory is the host's to make: without it, a
+  /// run fails at its end, when it cannot write the stamp.
   QUtils::CharString subPath;
 };
 

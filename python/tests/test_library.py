@@ -58,6 +58,17 @@ def test_the_sub_path_is_part_of_the_requests(
         assert library.check() is True
 
 
+def test_a_sub_path_comes_into_a_fresh_folder(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.serve("/lib/wood/id.txt", b"v1\n")
+    server.serve("/wood/lib/filelist.json", b"[]\n")
+    with mtllib.Library(server.url, copy, sub_path="wood", proxy=None) as library:
+        assert library.sync() == mtllib.Result(updated=True, files=0, skipped_events=0)
+        assert library.check() is False
+    assert (copy / "wood" / "id.txt").read_bytes() == b"v1\n"
+
+
 def test_an_explicit_proxy_is_asked(server: ScriptedServer, copy: pathlib.Path) -> None:
     server.serve("http://materials.example:80/lib/id.txt", b"v1\n")
     url = "http://materials.example/lib"

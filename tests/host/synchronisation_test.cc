@@ -43,6 +43,19 @@ class SynchronisationTest : public testing::Test {
     return Library::open(settingsFor(directory_ / target), observer, problem).value();
   }
 
+  /// The library of a sub-path, whose list the module asks for elsewhere than for its stamp.
+  void publishBeta() {
+    server_.serve("/lib/beta/x/id.txt", "v2");
+    for (const char* list : {"/beta/x/lib/filelist.json", "//beta/x/lib/filelist.json"})
+      server_.serve(list, "[]\n");
+  }
+  Library openBeta(const std::string& target, const std::string& subPath) {
+    Settings settings = settingsFor(directory_ / target);
+    settings.subPath = subPath;
+    Errors problem;
+    return Library::open(settings, observer_, problem).value();
+  }
+
   /// Runs in `folder`, with a target directory that is relative to it.
   Result runIn(const std::string& folder, const std::string& target) {
     const auto before = std::filesystem::current_path();
@@ -113,6 +126,52 @@ TEST_F(SynchronisationTest, TakesASlashBehindAHost) {
   Errors problem;
   EXPECT_EQ(Library::open(settings, observer_, problem)->check().status, Status::kUpdateAvailable);
   EXPECT_EQ(server_.requestLines(), std::vector<std::string>{"GET /id.txt"});
+}
+
+TEST_F(SynchronisationTest, BringsASubPathIntoAFreshTarget) {
+  publishBeta();
+  Library library = openBeta("ziel é", "beta/x");
+  EXPECT_EQ(library.run().status, Status::kDone);
+  EXPECT_EQ(readFile(directory_ / "ziel é/beta/x/id.txt"), "v2");
+  server_.forgetRequests();
+  EXPECT_EQ(library.run().status, Status::kDone);
+  EXPECT_EQ(server_.requestLines(), std::vector<std::string>{"GET /lib/beta/x/id.txt"});
+}
+
+TEST_F(SynchronisationTest, MakesNoFolderForACheck) {
+  publishBeta();
+  EXPECT_EQ(openBeta("target", "beta/x").check().status, Status::kUpdateAvailable);
+  EXPECT_FALSE(std::filesystem::exists(directory_ / "target"));
+}
+
+TEST_F(SynchronisationTest, MakesNoFolderOutsideOfTheTarget) {
+  for (const char* subPath : {"../beta/x", "/../beta/x", "a/../../beta/x", "..\\beta\\x"}) {
+    openBeta("target", subPath).run();
+    EXPECT_FALSE(std::filesystem::exists(directory_ / "beta")) << subPath;
+  }
+  publishBeta();
+  EXPECT_EQ(openBeta("target", "/beta/x").run().status, Status::kDone);
+  EXPECT_EQ(readFile(directory_ / "target/beta/x/id.txt"), "v2");
+}
+
+TEST_F(SynchronisationTest, TellsWhyAFolderOfTheSubPathCannotBeMade) {
+  publishBeta();
+  writeFile(directory_ / "target/beta", "no folder");
+  const Result result = openBeta("target", "beta/x").run();
+  EXPECT_EQ(result.status, Status::kFailed);
+  ASSERT_EQ(result.errors.size(), 2U);
+  const std::string folder =
+      std::filesystem::u8path(directory_ / "target/beta/x").make_preferred().u8string();
+  EXPECT_EQ(result.errors[0].message, "Could not make the folder \"" + folder + '"');
+  EXPECT_FALSE(result.errors[1].message.empty());
+  EXPECT_TRUE(server_.requests().empty());
+}
+
+TEST_F(SynchronisationTest, LeavesItToTheModuleToSayWhyThereIsNoTarget) {
+  writeFile(directory_ / "target", "no folder");
+  const Result result = openBeta("target", "beta/x").run();
+  EXPECT_EQ(result.status, Status::kFailed);
+  EXPECT_EQ(result.errors.front().message, "Create download directory failed");
 }
 
 TEST_F(SynchronisationTest, TellsTheChainNewestFirst) {

@@ -11,6 +11,7 @@
 #include "common/file_digest.h"
 #include "common/system.h"
 #include "library_list/list_fetch.h"
+#include "mtlhost/system.h"
 #include "rules/address.h"
 
 namespace mtlsync {
@@ -71,7 +72,8 @@ class Comparison {
     std::error_code error;
     const fs::file_status status = fs::symlink_status(file.path, error);
     if (status.type() == fs::file_type::none) {
-      return found_({Kind::kUnreadable, file, "cannot be looked at: " + reasonText(error), error});
+      return found_({Kind::kUnreadable, file,
+                     "cannot be looked at: " + mtlhost::systemErrorText(error), error});
     }
     if (!fs::exists(status)) return found_({Kind::kMissing, file, "is missing"});
     if (!fs::is_regular_file(file.path, error)) return tellIrregular(file);
@@ -92,7 +94,8 @@ class Comparison {
     });
     if (error == std::errc::operation_canceled) return false;
     if (error) {
-      return found_({Kind::kUnreadable, file, "cannot be read: " + reasonText(error), error});
+      return found_(
+          {Kind::kUnreadable, file, "cannot be read: " + mtlhost::systemErrorText(error), error});
     }
     if (digest.sha256 == listed.sha256) return true;
     return tell(status, {Kind::kContent, file, "has the wrong content"});

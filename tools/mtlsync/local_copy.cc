@@ -1,7 +1,6 @@
 // The stamp lies below the sub-path; the list names the other files as they are.
 #include "mtlsync/local_copy.h"
 
-#include "mtlhost/system.h"
 #include "rules/own_names.h"
 #include "rules/path.h"
 
@@ -13,11 +12,6 @@ LocalFile localFile(const Options& options, const std::string& name) {
 
 LocalFile stampFile(const Options& options) {
   return localFile(options, mtlrules::stampName(options.subPath));
-}
-
-std::string reasonText(const std::error_code& error) {
-  return error.category() == std::system_category() ? mtlhost::systemErrorText(error.value())
-                                                    : error.message();
 }
 
 }  // namespace mtlsync

@@ -4,7 +4,6 @@
 
 #include <filesystem>
 #include <string>
-#include <system_error>
 
 #include "mtlsync/options.h"
 
@@ -21,9 +20,6 @@ LocalFile localFile(const Options& options, const std::string& name);
 
 /// The stamp, which an ordinary run writes last.
 LocalFile stampFile(const Options& options);
-
-/// The system's words for a failure.
-std::string reasonText(const std::error_code& error);
 
 }  // namespace mtlsync
 

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <system_error>
 
+#include "mtlhost/system.h"
 #include "mtlsync/comparison.h"
 #include "mtlsync/local_copy.h"
 
@@ -31,7 +32,7 @@ bool findDamage(const Options& options, const std::vector<ListedFile>& files,
     const LocalFile& file = difference.file;
     if (difference.kind == Kind::kUnreadable) {
       problem = {ownError("Could not look at \"" + file.path.u8string() + "\""),
-                 ownError(reasonText(difference.error))};
+                 ownError(mtlhost::systemErrorText(difference.error))};
       return false;
     }
     if (difference.kind == Kind::kIrregular) {
@@ -54,7 +55,7 @@ bool removeFile(const LocalFile& file, SyncObserver& observer, ErrorEntries& pro
   // Where the copy's folder is a file, the run says it better.
   if (!error || error == std::errc::not_a_directory) return true;
   problem = {ownError("Could not remove \"" + file.path.u8string() + "\""),
-             ownError(reasonText(error))};
+             ownError(mtlhost::systemErrorText(error))};
   return false;
 }
 

@@ -12,6 +12,7 @@
 
 #include "common/display_width.h"
 #include "common/quantity_text.h"
+#include "mtlhost/system.h"
 #include "mtlsync/hints.h"
 #include "mtlsync/local_copy.h"
 #include "mtlsync/outcome.h"
@@ -67,7 +68,8 @@ StatusResult readStamp(const LocalFile& stamp, CopyStatus& status, ErrorEntries&
     return StatusResult::kNoStamp;
   };
   const auto unreadable = [&](const std::error_code& error) {
-    problem = {ownError("Could not read the stamp " + name), ownError(reasonText(error))};
+    problem = {ownError("Could not read the stamp " + name),
+               ownError(mtlhost::systemErrorText(error))};
     return StatusResult::kUnreadable;
   };
   std::error_code error;
@@ -124,7 +126,7 @@ class Counter {
   void note(const fs::path& path, const std::error_code& error) {
     if (!error) return;
     status_.unread.push_back("not counted: \"" + path.generic_u8string() +
-                             "\": " + reasonText(error));
+                             "\": " + mtlhost::systemErrorText(error));
   }
 
   const std::function<bool()>& stop_;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "common/file_digest.h"
+#include "mtlhost/system.h"
 #include "mtlsync/comparison.h"
 #include "mtlsync/local_copy.h"
 
@@ -47,13 +48,13 @@ void tellStamp(const LocalFile& stamp, SyncObserver& observer) {
   std::error_code error;
   const fs::file_status status = fs::status(stamp.path, error);
   if (!fs::status_known(status)) {
-    return tell(Kind::kUnreadable, "cannot be looked at: " + reasonText(error));
+    return tell(Kind::kUnreadable, "cannot be looked at: " + mtlhost::systemErrorText(error));
   }
   if (!fs::exists(status)) return tell(Kind::kMissing, "is missing: no run has been completed");
   if (!fs::is_regular_file(status)) return tell(Kind::kIrregular, "is not a regular file");
   common::FileDigest digest;
   error = common::digestFile(stamp.path, digest);
-  if (error) return tell(Kind::kUnreadable, "cannot be read: " + reasonText(error));
+  if (error) return tell(Kind::kUnreadable, "cannot be read: " + mtlhost::systemErrorText(error));
   observer.difference(stamp.name, "stamp", "is not the library's, which has changed since");
 }
 

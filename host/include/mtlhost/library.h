@@ -30,7 +30,8 @@ struct Settings {
   std::string remoteAddress;
   /// The folder of the local copy, made if missing.
   std::string targetDirectory;
-  /// A sub-path of the library, of letters, digits and "-._~/"; "" for none.
+  /// A sub-path of the library, of letters, digits and "-._~/"; "" for none. A run makes the
+  /// folder of that name in the target directory, where the stamp is kept.
   std::string subPath;
   /// Which proxy to use.
   ProxyMode proxyMode = PROXY_MODE_SYSTEM;

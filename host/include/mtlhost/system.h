@@ -4,6 +4,7 @@
 #define MTLLIB_HOST_SYSTEM_H_
 
 #include <string>
+#include <system_error>
 
 namespace mtlhost {
 
@@ -17,6 +18,9 @@ std::string ownFolder();
 /// The system's words for one of its error numbers, such as the "underlying" one of a
 /// connection error.
 std::string systemErrorText(int number);
+
+/// The same for an error of the standard library.
+std::string systemErrorText(const std::error_code& error);
 
 }  // namespace mtlhost
 

@@ -13,6 +13,8 @@
 
 #include "fake_module_control.h"
 #include "mtlhost.h"
+#include "support/scripted_server.h"
+#include "support/temp_dir.h"
 
 namespace {
 
@@ -143,7 +145,6 @@ TEST_F(CInterface, LeavesNoErrorWhenItOpens) {
 TEST_F(CInterface, TakesFieldsBeyondASmallerSizeForZero) {
   options_.size = offsetof(mtlhost_options, proxy_address);
   options_.proxy_mode = MTLHOST_PROXY_NONE;
-  options_.sub_path = "sub";
   options_.proxy_address = reinterpret_cast<const char*>(1);
   EXPECT_EQ(mtlhost_sync(open("everything")), MTLHOST_FAILED);
   EXPECT_TRUE(texts_.empty()) << "the callback lies beyond";
@@ -179,6 +180,9 @@ TEST_F(CInterface, LooksAtNothingBeyondItsOwnFields) {
 }
 
 TEST_F(CInterface, HandsItsOptionsOn) {
+  const TempDir folder;
+  const std::string target = folder.path().u8string();
+  options_.target_directory = target.c_str();
   options_.sub_path = "sub";
   options_.proxy_address = "p:1";
   const auto settingsWith = [&](int mode) {
@@ -186,10 +190,31 @@ TEST_F(CInterface, HandsItsOptionsOn) {
     mtlhost_sync(open("settings"));
     return texts_.back();
   };
-  EXPECT_EQ(settingsWith(0), "dir|sub|0|p:1");
-  EXPECT_EQ(settingsWith(MTLHOST_PROXY_SYSTEM), "dir|sub|0|p:1");
-  EXPECT_EQ(settingsWith(MTLHOST_PROXY_EXPLICIT), "dir|sub|2|p:1");
-  EXPECT_EQ(settingsWith(MTLHOST_PROXY_NONE), "dir|sub|3|p:1");
+  EXPECT_EQ(settingsWith(0), target + "|sub|0|p:1");
+  EXPECT_EQ(settingsWith(MTLHOST_PROXY_SYSTEM), target + "|sub|0|p:1");
+  EXPECT_EQ(settingsWith(MTLHOST_PROXY_EXPLICIT), target + "|sub|2|p:1");
+  EXPECT_EQ(settingsWith(MTLHOST_PROXY_NONE), target + "|sub|3|p:1");
+}
+
+TEST(CSubPath, ComesIntoAFreshTarget) {
+  const TempDir directory;
+  ScriptedServer server;
+  server.serve("/beta/id.txt", "v1");
+  server.serve("/beta/filelist.json", "[]\n");
+  const std::string address = server.address();
+  const std::string target = directory / "target";
+  mtlhost_options options{};
+  options.size = sizeof(options);
+  options.module_file = MTLLIB_MODULE;
+  options.remote_address = address.c_str();
+  options.target_directory = target.c_str();
+  options.sub_path = "beta";
+  options.proxy_mode = MTLHOST_PROXY_NONE;
+  mtlhost_library* library = nullptr;
+  ASSERT_EQ(mtlhost_open(&options, &library, nullptr), MTLHOST_OK);
+  EXPECT_EQ(mtlhost_sync(library), MTLHOST_OK);
+  mtlhost_close(library);
+  EXPECT_EQ(readFile(directory / "target/beta/id.txt"), "v1");
 }
 
 TEST_F(CInterface, KeepsCopiesOfTheOptions) {

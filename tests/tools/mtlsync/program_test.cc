@@ -101,15 +101,16 @@ TEST(Program, NamesTheVariableThatChoosesTheTrustStore) {
 }
 
 TEST(Program, NamesTheRepairAfterAFailedSave) {
+  const TempDir dir;
+  const std::string target = dir / "my dir";
   for (const char* verbosity : {"--json", "-q"}) {
-    const ProcessResult result = run({verbosity, "full-disk", "my dir", "--sub-path", "beta"});
+    const ProcessResult result = run({verbosity, "full-disk", target, "--sub-path", "beta"});
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(
-        result.err,
-        "mtlsync: error: Could not create file \"a.tx\"\n"
-        "  because: (112) Disk full\n"
-        "Once there is room on the disk, \"mtlsync --repair --sub-path beta full-disk \"my dir\"\" "
-        "fetches whatever is missing or cut.\n");
+    EXPECT_EQ(result.err,
+              "mtlsync: error: Could not create file \"a.tx\"\n"
+              "  because: (112) Disk full\n"
+              "Once there is room on the disk, \"mtlsync --repair --sub-path beta full-disk \"" +
+                  target + "\"\" fetches whatever is missing or cut.\n");
   }
 }
 
@@ -203,7 +204,7 @@ TEST(Program, NeverFailsWithoutAWord) {
 
 TEST(Program, HandsItsOptionsToTheLibrary) {
   EXPECT_EQ(run({"-v", "settings", "some dir"}).err, "some dir||0|\n");
-  EXPECT_EQ(run({"-v", "settings", "d", "--sub-path", "a%20b"}).err, "d|a%20b|0|\n");
+  EXPECT_EQ(run({"--check", "-v", "settings", "d", "--sub-path", "a%20b"}).err, "d|a%20b|0|\n");
   EXPECT_EQ(run({"-v", "settings", "d", "--proxy", "p:1"}).err, "d||2|p:1\n");
   EXPECT_EQ(run({"-v", "settings", "d", "--no-proxy"}).err, "d||3|\n");
 }
@@ -406,7 +407,7 @@ TEST(Program, TakesAFolderThatClimbs) {
 TEST(Program, TakesNamesInAnyScript) {
   EXPECT_EQ(run({"-v", "settings", "é 木 \xF0\x9F\x8C\xB3 кириллица"}).err,
             "é 木 \xF0\x9F\x8C\xB3 кириллица||0|\n");
-  EXPECT_EQ(run({"-v", "settings", "\"a\\\" b\\", "--sub-path", "*.tx"}).err,
+  EXPECT_EQ(run({"--check", "-v", "settings", "\"a\\\" b\\", "--sub-path", "*.tx"}).err,
             "\"a\\\" b\\|*.tx|0|\n");
 }
 

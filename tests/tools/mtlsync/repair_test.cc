@@ -287,6 +287,20 @@ TEST_F(RepairTest, HasTheListsSubPathInFrontAndTheStampsBehind) {
   EXPECT_EQ(copyTree(), (Tree{{"beta/a", "A"}, {"beta/id.txt", "stamp b"}}));
 }
 
+TEST_F(RepairTest, BringsASubPathIntoAFreshFolder) {
+  server_.serve("/beta/lib/filelist.json", "[{\"path\":\"beta/a\",\"size\":1}]\n");
+  server_.serve("/lib/beta/id.txt", "stamp b");
+  server_.serve("/lib/beta/a", "A");
+  for (const std::vector<std::string>& options :
+       {std::vector<std::string>{}, std::vector<std::string>{"--repair"}}) {
+    fs::remove_all(fs::u8path(dir_ / "copy"));
+    std::vector<std::string> all = options;
+    all.insert(all.end(), {"--sub-path", "beta"});
+    EXPECT_EQ(run(all).exitCode, 0);
+    EXPECT_EQ(copyTree(), (Tree{{"beta/a", "A"}, {"beta/id.txt", "stamp b"}}));
+  }
+}
+
 TEST_F(RepairTest, RemovesNothingWithoutAUsableList) {
   makeDamagedCopy();
   const std::string list = " the list \"" + url() + "/filelist.json\"\n  because: ";
