@@ -493,7 +493,7 @@ bool holdsTornPair(const std::string& bytes) {
   return false;
 }
 
-TEST(Utf, AnyBytesComeBackUnlessTheyHoldATornPair) {
+TEST(Utf, GeneratedBytesComeBackUnlessTheyHoldATornPair) {
   std::mt19937 random(20240614);  // NOLINT: the same texts every time
   int torn = 0;
   WCHAR wide[128];
@@ -518,7 +518,7 @@ bool isOrdinary(const Units& units) {
   return true;
 }
 
-TEST(Utf, OrdinaryUnitsComeBack) {
+TEST(Utf, GeneratedUnitsComeBack) {
   std::mt19937 random(20240615);  // NOLINT: the same texts every time
   int ordinary = 0;
   char bytes[128];
