@@ -38,7 +38,7 @@ bool isProxy(const QUtils::CharString& address) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  static const HKEY key = settingsKey();
+  static HKEY key = settingsKey();
   const std::string input(reinterpret_cast<const char*>(bytes), size);
   const std::size_t end = std::min(input.find('\n'), size);
   setText(key, "ProxyServer", input.substr(0, end), size % 2 == 0 ? REG_SZ : REG_EXPAND_SZ);

@@ -52,7 +52,7 @@ class RawServer {
   std::string nextPiece() {
     const std::lock_guard<std::mutex> lock(mutex_);
     const std::size_t end = std::min(input_.find('\x1E', at_), input_.size());
-    const std::string piece = input_.substr(at_, end - at_);
+    std::string piece = input_.substr(at_, end - at_);
     at_ = std::min(end + 1, input_.size());
     return piece;
   }
