@@ -110,7 +110,8 @@ terminal:
 	scripts/record-terminal build/release/bin docs/terminal.svg
 
 demo: deps
-	$(MAKE) release
+	cmake --preset release $(CMAKE_OPTIONS)
+	cmake --build --preset release --target mtlsync mtlpublish mtllib
 	scripts/demo build/release/bin
 
 coverage:
@@ -125,22 +126,33 @@ mutate:
 
 # A quarter of an hour; with BENCH_OPTIONS="--quick" a minute, and the document stays as it is.
 BENCH_OPTIONS = --document docs/performance.md
-bench:
+bench: bench-programs
 	scripts/install-deps --bench
-	cmake --preset bench $(CMAKE_OPTIONS)
-	cmake --build --preset bench --target mtlsync mtllib mtlpublish delay_line bench_micro
 	python3 bench/compare --programs build/bench/bin $(BENCH_OPTIONS)
 
-bench-micro:
-	scripts/install-deps --bench
+# Built only.
+.PHONY: bench-programs
+bench-programs:
+	scripts/install-deps --bench-programs
 	cmake --preset bench $(CMAKE_OPTIONS)
-	cmake --build --preset bench --target bench_micro
+	cmake --build --preset bench
+
+bench-micro: bench-programs
 	build/bench/bin/bench_micro
 
+# clang-tidy reads the headers that all tests share as clang precompiled them.
 lint:
 	scripts/install-deps --lint
-	cmake --preset release $(CMAKE_OPTIONS)
+	cmake --preset lint
+	cmake --build --preset lint
 	scripts/lint
+
+# By hand: clang's analyzer.
+.PHONY: analyze
+analyze:
+	scripts/install-deps --lint
+	cmake --preset lint
+	scripts/lint --analyze
 
 format:
 	scripts/install-deps --lint
