@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
@@ -28,6 +29,10 @@ bool isHidden(const Utf8Character& character) {
   return !character.isValid || std::any_of(kHidden.begin(), kHidden.end(), [&](const Range& range) {
     return range.first <= character.value && character.value <= range.last;
   });
+}
+
+bool isBlank(char c) {
+  return c == ' ' || c == '\t' || c == '\r' || c == '\n';
 }
 
 void appendEscaped(std::string& result, std::string_view bytes) {
@@ -80,13 +85,12 @@ std::string printableJson(std::string_view json) {
 }
 
 std::string printableLine(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t\r\n";
   std::string result;
   result.reserve(text.size());
   while (true) {
-    const std::size_t count = std::min(text.find_first_not_of(kBlanks), text.size());
-    const std::string_view blanks = text.substr(0, count);
-    text.remove_prefix(count);
+    const auto* const end = std::find_if_not(text.begin(), text.end(), isBlank);
+    const std::string_view blanks = text.substr(0, static_cast<std::size_t>(end - text.begin()));
+    text.remove_prefix(blanks.size());
     if (text.empty()) return result;
     const bool isBroken = blanks.find_first_not_of(' ') != blanks.npos;
     if (!result.empty()) result += isBroken ? " " : blanks;
