@@ -133,10 +133,12 @@ std::ptrdiff_t receiveWithin(std::chrono::milliseconds time, Socket socket, char
 
 std::ptrdiff_t sendWithin(std::chrono::milliseconds time, Socket socket, const char* data,
                           std::size_t size) {
-  if (!isReady(socket, POLLOUT, time)) return 0;
   const ssize_t count = send(numberOf(socket), data, size, MSG_NOSIGNAL);
   if (count >= 0) return count;
-  return isToBeRepeated() ? 0 : -1;
+  if (!isToBeRepeated()) return -1;
+  // Asked only now: the socket mostly has room.
+  isReady(socket, POLLOUT, time);
+  return 0;
 }
 
 void endSending(Socket socket) {

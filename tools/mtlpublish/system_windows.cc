@@ -182,10 +182,12 @@ std::ptrdiff_t receiveWithin(std::chrono::milliseconds time, Socket socket, char
 
 std::ptrdiff_t sendWithin(std::chrono::milliseconds time, Socket socket, const char* data,
                           std::size_t size) {
-  if (!isReady(socket, POLLWRNORM, time)) return 0;
   const int count = send(socket, data, sizeOfPiece(size), 0);
   if (count >= 0) return count;
-  return isToBeRepeated() ? 0 : -1;
+  if (!isToBeRepeated()) return -1;
+  // Asked only now: the socket mostly has room.
+  isReady(socket, POLLWRNORM, time);
+  return 0;
 }
 
 void endSending(Socket socket) {
