@@ -7,6 +7,7 @@
 
 #include "host.h"
 #include "http/http_getter.h"
+#include "http/proxy_choice.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(bytes), size);
@@ -18,7 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   host.settings.proxyAddress = text.c_str();
   QUtils::CharString proxy;
   int port = 80;
-  host.downloader.getHttpProxyForAddr("host.example", proxy, port);
+  getHttpProxyForAddr(host.settings, host.callback, "host.example", proxy, port);
 
   // Setting up a getter connects to nothing.
   host.settings.proxyMode = PROXY_MODE_DISABLED;

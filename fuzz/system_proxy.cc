@@ -7,26 +7,27 @@
 #include <string>
 
 #include "host.h"
+#include "http/proxy_choice.h"
+#include "platform/utf.h"
 #include "platform/win32.h"
-#include "qutils/utf.h"
 
 namespace {
 
 HKEY settingsKey() {
-  const QUtils::WideText path =
-      QUtils::duplicateAsWide("SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Internet Settings");
+  const Platform::WideText path =
+      Platform::duplicateAsWide("SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Internet Settings");
   HKEY key = nullptr;
   RegCreateKeyExW(HKEY_CURRENT_USER, path.get(), 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr);
-  const QUtils::WideText name = QUtils::duplicateAsWide("ProxyEnable");
+  const Platform::WideText name = Platform::duplicateAsWide("ProxyEnable");
   const DWORD one = 1;
   RegSetValueExW(key, name.get(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&one), sizeof(one));
   return key;
 }
 
 void setText(HKEY key, const char* valueName, const std::string& text, DWORD type) {
-  const QUtils::WideText name = QUtils::duplicateAsWide(valueName);
-  const std::size_t units = QUtils::utf8ToWide(text.c_str(), nullptr, 0);
-  const QUtils::WideText wide = QUtils::duplicateAsWide(text.c_str());
+  const Platform::WideText name = Platform::duplicateAsWide(valueName);
+  const std::size_t units = Platform::utf8ToWide(text.c_str(), nullptr, 0);
+  const Platform::WideText wide = Platform::duplicateAsWide(text.c_str());
   RegSetValueExW(key, name.get(), 0, type, reinterpret_cast<const BYTE*>(wide.get()),
                  static_cast<DWORD>(units * sizeof(WCHAR)));
 }
@@ -55,6 +56,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   host.settings.proxyMode = PROXY_MODE_SYSTEM;
   QUtils::CharString proxy;
   int port = 80;
-  host.downloader.getHttpProxyForAddr("host.example", proxy, port);
+  getHttpProxyForAddr(host.settings, host.callback, "host.example", proxy, port);
   return 0;
 }

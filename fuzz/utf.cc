@@ -1,5 +1,5 @@
 // File names: no byte is lost on the way to the system's UTF-16 and back.
-#include "qutils/utf.h"
+#include "platform/utf.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -11,8 +11,8 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(bytes), size);
-  const QUtils::WideText wide = QUtils::duplicateAsWide(text.c_str());
-  const QUtils::Utf8Text back = QUtils::duplicateAsUtf8(wide.get());
+  const Platform::WideText wide = Platform::duplicateAsWide(text.c_str());
+  const Platform::Utf8Text back = Platform::duplicateAsUtf8(wide.get());
   // Halves of surrogate pairs, encoded one by one, come back as the code point they make.
   const bool hasHalves = text.find('\xED') != std::string::npos;
   require(hasHalves || std::strcmp(back.get(), text.c_str()) == 0);
@@ -22,11 +22,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   std::memcpy(units.data(), bytes, units.size() * 2);
   std::vector<WCHAR> any(units.begin(), units.end());
   any.push_back(0);
-  QUtils::duplicateAsUtf8(any.data());
+  Platform::duplicateAsUtf8(any.data());
 
   // Too little room never means more than was given.
   WCHAR few[3] = {0, 0, 0x7777};
-  QUtils::utf8ToWide(text.c_str(), few, 2);
+  Platform::utf8ToWide(text.c_str(), few, 2);
   require(few[2] == 0x7777);
   return 0;
 }

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/utf.h"
 #include "platform/win32.h"
-#include "qutils/utf.h"
 #include "ssl_configuration.h"
 
 namespace Krell {
@@ -34,14 +34,14 @@ DefaultContext& defaultContext() {
 // std::bad_alloc when memory runs out: without its name another trust store would be used.
 std::string environment(const std::string& name) {
   const std::string reference = "%" + name + "%";
-  const QUtils::WideText wide = QUtils::duplicateAsWide(reference.c_str());
+  const Platform::WideText wide = Platform::duplicateAsWide(reference.c_str());
   const DWORD size = wide != nullptr ? ExpandEnvironmentStringsW(wide.get(), nullptr, 0) : 0;
   std::vector<WCHAR> value(size + 1);
   const DWORD needed =
       size > 0 ? ExpandEnvironmentStringsW(wide.get(), value.data(), size) : DWORD{0};
   if (needed < 1) throw std::bad_alloc();
   if (needed > size) return {};
-  std::string text = QUtils::wideToCharString(value.data()).text();
+  std::string text = Platform::wideToCharString(value.data()).text();
   if (text.empty() && value.front() != 0) throw std::bad_alloc();
   return text != reference ? text : std::string();
 }

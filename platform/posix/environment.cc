@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/utf.h"
 #include "platform/win32.h"
-#include "qutils/utf.h"
 
 namespace {
 
@@ -16,11 +16,11 @@ using WideString = std::basic_string<WCHAR>;
 // Appends the value of the variable `name`; false when there is none, and in a set-user-id
 // program: whoever started it has no say in what it trusts.
 bool appendVariable(const WideString& name, WideString& result) {
-  const QUtils::Utf8Text converted = QUtils::duplicateAsUtf8(name.c_str());
+  const Platform::Utf8Text converted = Platform::duplicateAsUtf8(name.c_str());
   if (converted == nullptr) throw std::bad_alloc();
   const char* value = secure_getenv(converted.get());
   if (value == nullptr) return false;
-  const QUtils::WideText wideValue = QUtils::duplicateAsWide(value);
+  const Platform::WideText wideValue = Platform::duplicateAsWide(value);
   if (wideValue == nullptr) throw std::bad_alloc();
   result += wideValue.get();
   return true;

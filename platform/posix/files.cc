@@ -13,8 +13,8 @@
 #include <string>
 
 #include "platform/posix/errors.h"
+#include "platform/utf.h"
 #include "platform/win32.h"
-#include "qutils/utf.h"
 
 namespace {
 
@@ -58,7 +58,7 @@ class Name {
       error_ = ERROR_PATH_NOT_FOUND;
     } else if (hasForgedByte(name)) {
       error_ = ERROR_INVALID_NAME;
-    } else if (const QUtils::Utf8Text converted = QUtils::duplicateAsUtf8(name)) {
+    } else if (const Platform::Utf8Text converted = Platform::duplicateAsUtf8(name)) {
       path_ = converted.get();
       std::replace(path_.begin(), path_.end(), '\\', '/');
     } else {

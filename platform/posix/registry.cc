@@ -11,8 +11,8 @@
 #include <utility>
 
 #include "platform/posix/proxy_environment.h"
+#include "platform/utf.h"
 #include "platform/win32.h"
-#include "qutils/utf.h"
 
 namespace {
 
@@ -49,7 +49,7 @@ struct Key {
 };
 
 void setText(Key& key, const WideString& name, const std::string& text) {
-  const QUtils::WideText wide = QUtils::duplicateAsWide(text.c_str());
+  const Platform::WideText wide = Platform::duplicateAsWide(text.c_str());
   if (wide == nullptr) throw std::bad_alloc();
   const std::size_t size = (WideView(wide.get()).size() + 1) * sizeof(WCHAR);
   key.values[name] = {REG_SZ, {reinterpret_cast<const char*>(wide.get()), size}};

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <limits>
 
+#include "catalogue/library_copy.h"
 #include "catalogue/list_file.h"
 #include "http/http_getter.h"
-#include "plugin/downloader.h"
 #include "plugin/error_chain.h"
 #include "qutils/file_stream.h"
 #include "qutils/file_system.h"
@@ -35,14 +35,14 @@ std::int64_t addSaturated(std::int64_t a, std::int64_t b) {
 /// The downloads of one run: the body of the transfer on client k goes into stream k.
 class FileBatch {
  public:
-  FileBatch(DownloaderImpl& downloader, const DownloaderImpl::ListFile& list)
-      : downloader_(downloader), list_(list), callback_(*downloader.callback) {}
+  FileBatch(LibraryCopy& copy, const LibraryCopy::ListFile& list)
+      : copy_(copy), list_(list), callback_(*copy.callback) {}
 
   // Only an exception leaves requests behind; their streams must not go before them.
   ~FileBatch() {
     if (drained_) return;
-    destroyHttpGetter(downloader_.httpGetter, true);
-    downloader_.httpGetter = nullptr;
+    destroyHttpGetter(copy_.httpGetter, true);
+    copy_.httpGetter = nullptr;
   }
   FileBatch(const FileBatch&) = delete;
   FileBatch& operator=(const FileBatch&) = delete;
@@ -86,7 +86,7 @@ class FileBatch {
       if (!error_) {
         done.expectStatus();
         error_ = done.error;
-        if (!error_) downloader_.saveFile(error_, entryOf(done).localName, body);
+        if (!error_) copy_.saveFile(error_, entryOf(done).localName, body);
       }
       stream(client).Reset(true);
     }
@@ -109,18 +109,18 @@ class FileBatch {
       return false;
     }
     callback_.logStage("Saving file \"%s\"", finished.localName.text());
-    downloader_.saveFile(error_, finished.localName, stream(client));
+    copy_.saveFile(error_, finished.localName, stream(client));
     stream(client).Reset(false);
     return true;
   }
 
   void request(std::int32_t i, int client) {
-    const CharString path = downloader_.makeFullPath(entry(i).remoteName.text(), PathSide::kRemote);
+    const CharString path = copy_.makeFullPath(entry(i).remoteName.text(), PathSide::kRemote);
     error_ = getter().issueRequest(client, path.text(), &stream(client),
                                    static_cast<std::uint32_t>(i), entry(i).size);
   }
 
-  HttpGetter& getter() { return *downloader_.httpGetter; }
+  HttpGetter& getter() { return *copy_.httpGetter; }
   BodyStream& stream(int client) { return streams_[client]; }
   const ListFileEntry& entry(std::int32_t i) const {
     return list_.entries[static_cast<std::size_t>(i)];
@@ -128,8 +128,8 @@ class FileBatch {
   // The tag of a request is the index of its entry.
   const ListFileEntry& entryOf(const HttpDldDone& done) const { return list_.entries[done.tag]; }
 
-  DownloaderImpl& downloader_;
-  const DownloaderImpl::ListFile& list_;
+  LibraryCopy& copy_;
+  const LibraryCopy::ListFile& list_;
   HostCallback& callback_;
   ErrorChain error_;
   bool drained_ = false;
@@ -152,7 +152,7 @@ void copyBody(ErrorChain& error, PStream& file, PStream& body) {
 
 }  // namespace
 
-int DownloaderImpl::downloadFiles(const ListFile& list) {
+int LibraryCopy::downloadFiles(const ListFile& list) {
   FileBatch batch(*this, list);
   batch.begin();
   batch.requestAll();
@@ -162,7 +162,7 @@ int DownloaderImpl::downloadFiles(const ListFile& list) {
   return batch.error() ? -1 : 0;
 }
 
-void DownloaderImpl::saveFile(ErrorChain& error, const CharString& localName, PStream& body) {
+void LibraryCopy::saveFile(ErrorChain& error, const CharString& localName, PStream& body) {
   const CharString path = makeFullPath(localName.text(), PathSide::kLocal);
   error = QUtils::createParentPath(path.text());
   if (error) {

@@ -30,7 +30,7 @@ std::int64_t integerMember(const Json::Value& element, const char* key) {
 }
 
 // Whether the entry is to be fetched; sets `error` for one that must not be.
-bool isSelected(const DownloaderImpl& downloader, const Json::Value& element, const char* path,
+bool isSelected(const LibraryCopy& copy, const Json::Value& element, const char* path,
                 ErrorChain& error) {
   const Json::Value& member = element["download"];
   const mtlrules::DownloadPolicy policy =
@@ -41,23 +41,22 @@ bool isSelected(const DownloaderImpl& downloader, const Json::Value& element, co
     return false;
   }
   return policy == mtlrules::DownloadPolicy::kAlways ||
-         !QUtils::pathExists(downloader.makeFullPath(path, PathSide::kLocal).text());
+         !QUtils::pathExists(copy.makeFullPath(path, PathSide::kLocal).text());
 }
 
-void addEntry(const DownloaderImpl& downloader, const Json::Value& element,
-              DownloaderImpl::ListFile& list, ErrorChain& error) {
+void addEntry(const LibraryCopy& copy, const Json::Value& element, LibraryCopy::ListFile& list,
+              ErrorChain& error) {
   if (!element.isObject()) {
     setError(error, kParseListTag, -1, "Parsing json file list failed (object expceted)");
     return;
   }
   const Json::Value& member = element["path"];
   const char* listed = member.isString() ? member.asCString() : "";
-  if (*listed == '\0' || !isSelected(downloader, element, listed, error)) return;
+  if (*listed == '\0' || !isSelected(copy, element, listed, error)) return;
   const QUtils::CharString path = QUtils::wholeText(listed);
   list.resizeList(list.count + 1, false);
-  DownloaderImpl::ListFile::init(list.entries[static_cast<std::size_t>(list.count - 1)], error,
-                                 path, integerMember(element, "size"),
-                                 integerMember(element, "jpegSize"));
+  LibraryCopy::ListFile::init(list.entries[static_cast<std::size_t>(list.count - 1)], error, path,
+                              integerMember(element, "size"), integerMember(element, "jpegSize"));
 }
 
 // A text that is taken piece by piece, whatever white space there is between the pieces.
@@ -134,15 +133,14 @@ bool takeEachObject(std::string_view array, Take take) {
 
 }  // namespace
 
-bool selectOneByOne(const DownloaderImpl& downloader, std::string_view text,
-                    DownloaderImpl::ListFile& list) {
+bool selectOneByOne(const LibraryCopy& copy, std::string_view text, LibraryCopy::ListFile& list) {
   if (list.capacity > 0) return false;
-  DownloaderImpl::ListFile selected;
+  LibraryCopy::ListFile selected;
   selected.growStep = list.growStep;
   try {
     const bool isComplete = takeEachObject(text, [&](const Json::Value& element) {
       ErrorChain error;
-      addEntry(downloader, element, selected, error);
+      addEntry(copy, element, selected, error);
       return !error;
     });
     if (isComplete) list = std::move(selected);
@@ -152,8 +150,8 @@ bool selectOneByOne(const DownloaderImpl& downloader, std::string_view text,
   }
 }
 
-void selectFromWhole(const DownloaderImpl& downloader, std::string_view text,
-                     DownloaderImpl::ListFile& list, ErrorChain& error) {
+void selectFromWhole(const LibraryCopy& copy, std::string_view text, LibraryCopy::ListFile& list,
+                     ErrorChain& error) {
   try {
     Json::Reader reader;
     Json::Value root;
@@ -164,7 +162,7 @@ void selectFromWhole(const DownloaderImpl& downloader, std::string_view text,
       return;
     }
     for (const Json::Value& element : root) {
-      addEntry(downloader, element, list, error);
+      addEntry(copy, element, list, error);
       if (error) return;
     }
   } catch (const Json::Exception& exception) {
@@ -173,7 +171,7 @@ void selectFromWhole(const DownloaderImpl& downloader, std::string_view text,
   }
 }
 
-void selectEntries(const DownloaderImpl& downloader, std::string_view text,
-                   DownloaderImpl::ListFile& list, ErrorChain& error) {
-  if (!selectOneByOne(downloader, text, list)) selectFromWhole(downloader, text, list, error);
+void selectEntries(const LibraryCopy& copy, std::string_view text, LibraryCopy::ListFile& list,
+                   ErrorChain& error) {
+  if (!selectOneByOne(copy, text, list)) selectFromWhole(copy, text, list, error);
 }

@@ -10,8 +10,8 @@
 #include "catalogue/list_entries.h"
 #include "http/http_getter.h"
 #include "mtllib/allocation.h"
+#include "platform/utf.h"
 #include "plugin/error_chain.h"
-#include "qutils/utf.h"
 #include "qutils/whole_text.h"
 #include "rules/address.h"
 #include "rules/list_entry.h"
@@ -26,9 +26,9 @@ constexpr std::int64_t kLargestList = 1073741824;
 constexpr std::int64_t kBufferStep = 100;
 
 // A new text of `size` bytes read from the stream; null, with `error` set, on failure.
-QUtils::Utf8Text readText(PStream& stream, std::int64_t size, ErrorChain& error) {
+Platform::Utf8Text readText(PStream& stream, std::int64_t size, ErrorChain& error) {
   const std::int64_t capacity = (size / kBufferStep + 1) * kBufferStep;
-  QUtils::Utf8Text text(static_cast<char*>(QUtils::qmalloc(static_cast<std::size_t>(capacity))));
+  Platform::Utf8Text text(static_cast<char*>(QUtils::qmalloc(static_cast<std::size_t>(capacity))));
   if (text != nullptr) error = stream.ReadBuffer(text.get(), static_cast<std::uint32_t>(size));
   if (text != nullptr && !error) return text;
   pushError(error, kParseListTag, -1, "Reading json file list failed");
@@ -37,7 +37,7 @@ QUtils::Utf8Text readText(PStream& stream, std::int64_t size, ErrorChain& error)
 
 }  // namespace
 
-int DownloaderImpl::downloadListFile(PStream& list) {
+int LibraryCopy::downloadListFile(PStream& list) {
   httpGetter->beginBatch(0, "Getting file list");
   int client = -1;
   std::uint32_t hadCompletion = 0;
@@ -61,7 +61,7 @@ int DownloaderImpl::downloadListFile(PStream& list) {
   return -1;
 }
 
-int DownloaderImpl::parseListFile(PStream& stream, ListFile& list) {
+int LibraryCopy::parseListFile(PStream& stream, ListFile& list) {
   stream.Seek(0);
   const std::int64_t size = stream.GetSize();
   if (size < 1 || size > kLargestList) {
@@ -70,7 +70,7 @@ int DownloaderImpl::parseListFile(PStream& stream, ListFile& list) {
     return -1;
   }
   ErrorChain error;
-  if (const QUtils::Utf8Text text = readText(stream, size, error)) {
+  if (const Platform::Utf8Text text = readText(stream, size, error)) {
     // Without the last byte: a list ends with one that is not part of the JSON text, a newline
     // as a rule.
     selectEntries(*this, {text.get(), static_cast<std::size_t>(size - 1)}, list, error);
@@ -80,7 +80,7 @@ int DownloaderImpl::parseListFile(PStream& stream, ListFile& list) {
   return -1;
 }
 
-void DownloaderImpl::ListFile::resizeList(std::int32_t newCount, bool exact) {
+void LibraryCopy::ListFile::resizeList(std::int32_t newCount, bool exact) {
   if (newCount > capacity) {
     if (!exact && growStep >= 1) {
       capacity = newCount + (growStep - newCount % growStep);
@@ -96,7 +96,7 @@ void DownloaderImpl::ListFile::resizeList(std::int32_t newCount, bool exact) {
 }
 
 // Grows by doubling: moving every entry at each of many small steps takes for ever.
-void DownloaderImpl::ListFile::makeRoom() {
+void LibraryCopy::ListFile::makeRoom() {
   if (capacity <= room) return;
   constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
   const std::int32_t grownRoom = room <= kMost / 2 ? std::max(capacity, room * 2) : kMost;
@@ -106,8 +106,8 @@ void DownloaderImpl::ListFile::makeRoom() {
   room = grownRoom;
 }
 
-void DownloaderImpl::ListFile::init(ListFileEntry& entry, ErrorChain& error, const CharString& path,
-                                    std::int64_t size, std::int64_t lossySize) {
+void LibraryCopy::ListFile::init(ListFileEntry& entry, ErrorChain& error, const CharString& path,
+                                 std::int64_t size, std::int64_t lossySize) {
   releaseErrorChain(error);
   entry.localName = path;
   entry.remoteName = path;

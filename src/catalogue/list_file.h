@@ -1,13 +1,13 @@
-// DownloaderImpl::ListFile: the files that one run must fetch.
+// LibraryCopy::ListFile: the files that one run must fetch.
 #ifndef MTLLIB_CATALOGUE_LIST_FILE_H_
 #define MTLLIB_CATALOGUE_LIST_FILE_H_
 
 #include <cstdint>
 #include <memory>
 
+#include "catalogue/library_copy.h"
 #include "mtllib/char_string.h"
 #include "mtllib/error_chain.h"
-#include "plugin/downloader.h"
 
 /// One file to fetch.
 struct ListFileEntry {
@@ -17,7 +17,7 @@ struct ListFileEntry {
 };
 
 /// The selected entries, in the order of the list. A local of one run.
-struct DownloaderImpl::ListFile {
+struct LibraryCopy::ListFile {
   std::int32_t count = 0;
   std::int32_t growStep = 100;  ///< The array grows to the next multiple of it.
   std::int32_t capacity = 0;

@@ -1,7 +1,7 @@
 // Where the files of a library lie, on the server and in the local copy.
 #include <string>
 
-#include "plugin/downloader.h"
+#include "catalogue/library_copy.h"
 #include "qutils/whole_text.h"
 #include "rules/address.h"
 #include "rules/own_names.h"
@@ -10,13 +10,13 @@
 using QUtils::CharString;
 using QUtils::wholeText;
 
-CharString DownloaderImpl::makeFullPath(const char* relative, PathSide side) const {
+CharString LibraryCopy::makeFullPath(const char* relative, PathSide side) const {
   const char* below = relative != nullptr ? relative : "";
   return wholeText(side == PathSide::kRemote
                        ? mtlrules::urlPath(remotePath.text(), below)
                        : mtlrules::joinedPath(settings->targetDirectory.text(), below));
 }
 
-CharString DownloaderImpl::stampPath(PathSide side) const {
+CharString LibraryCopy::stampPath(PathSide side) const {
   return makeFullPath(mtlrules::stampName(settings->subPath.text()).c_str(), side);
 }

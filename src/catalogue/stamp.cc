@@ -2,8 +2,8 @@
 // first, written last.
 #include <cstdint>
 
+#include "catalogue/library_copy.h"
 #include "http/http_getter.h"
-#include "plugin/downloader.h"
 #include "plugin/error_chain.h"
 #include "qutils/file_stream.h"
 #include "qutils/stream_content.h"
@@ -16,14 +16,14 @@ namespace {
 
 // Fetches one file into `stamp`. Returns what went wrong, with the cause in `error`;
 // null when nothing did.
-const char* fetchStamp(HttpGetter& getter, HostCallback& callback, const DownloaderImpl& downloader,
+const char* fetchStamp(HttpGetter& getter, HostCallback& callback, const LibraryCopy& copy,
                        PStream& stamp, ErrorChain& error) {
   int client = -1;
   std::uint32_t hadCompletion = 0;
   HttpDldDone done;
   error = getter.waitAvailable(client, hadCompletion, done);
   if (!error) {
-    const CharString path = downloader.stampPath(PathSide::kRemote);
+    const CharString path = copy.stampPath(PathSide::kRemote);
     error = getter.issueRequest(client, path.text(), &stamp, 0, 0);
   }
   if (error) return "Could not download remote stamp file (request failed).";
@@ -37,7 +37,7 @@ const char* fetchStamp(HttpGetter& getter, HostCallback& callback, const Downloa
 
 }  // namespace
 
-int DownloaderImpl::readRemoteIdFile(PStream& stamp) {
+int LibraryCopy::readRemoteIdFile(PStream& stamp) {
   callback->logStage("Downloading remote stamp file");
   httpGetter->beginBatch(0, "Accessing stamp");
   ErrorChain error;
@@ -64,7 +64,7 @@ int DownloaderImpl::readRemoteIdFile(PStream& stamp) {
   return 1;
 }
 
-int DownloaderImpl::writeLocalStamp(PStream& stamp) {
+int LibraryCopy::writeLocalStamp(PStream& stamp) {
   PFileStream local;
   ErrorChain error =
       local.Create(stampPath(PathSide::kLocal).text(), QUtils::PFS_MODE_CREATE_ALWAYS);

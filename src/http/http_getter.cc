@@ -5,8 +5,8 @@
 #include <new>
 
 #include "http/address.h"
+#include "http/proxy_choice.h"
 #include "mtllib/allocation.h"
-#include "plugin/downloader.h"
 #include "plugin/error_chain.h"
 
 using Krell::Networking::getKrellNetworkingContext;
@@ -65,21 +65,21 @@ void destroyHttpGetter(HttpGetter* getter, bool freeMemory) {
   if (freeMemory) QUtils::qfree(getter);
 }
 
-int DownloaderImpl::initHttpGetter() {
-  if (httpGetter != nullptr) return 0;
+HttpGetter* makeHttpGetter(DownloaderSettings& settings, HostCallback& callback,
+                           CharString& remotePath) {
   void* block = QUtils::qmalloc(sizeof(HttpGetter));
   if (block == nullptr) {
     ErrorChain chain = makeError(kInitTag, -1, "Out of memory");
-    callback->reportError(&chain);
-    return -1;
+    callback.reportError(&chain);
+    return nullptr;
   }
-  // Kept only when complete: the next run would take what it finds for a working getter.
+  // Handed out only when complete: the next run would take it for a working getter.
   const auto destroy = [](HttpGetter* getter) { destroyHttpGetter(getter, true); };
-  std::unique_ptr<HttpGetter, decltype(destroy)> getter(new (block) HttpGetter(callback), destroy);
+  std::unique_ptr<HttpGetter, decltype(destroy)> getter(new (block) HttpGetter(&callback), destroy);
   getter->pool.initialize(kHttpClientCount);
 
   ErrorChain chain;
-  Address server = splitAddress(settings->remoteAddress.text());
+  Address server = splitAddress(settings.remoteAddress.text());
   if (!server.path.empty()) remotePath = server.path;
   if (server.kind == Address::kUnknown) {
     pushError(chain, kInitTag, -1, "Unkown addressing scheme");
@@ -87,16 +87,13 @@ int DownloaderImpl::initHttpGetter() {
     if (server.port < 0) server.port = defaultPort(server.kind);
     CharString proxyHost;
     int proxyPort = 80;
-    getHttpProxyForAddr(server.host.text(), proxyHost, proxyPort);
+    getHttpProxyForAddr(settings, callback, server.host.text(), proxyHost, proxyPort);
     configurePool(*getter, server, proxyHost, proxyPort, chain);
   }
-  if (!chain) {
-    httpGetter = getter.release();
-    return 0;
-  }
+  if (!chain) return getter.release();
 
   pushError(chain, kInitTag, -1, "Could not use download URL \"%s\"",
-            settings->remoteAddress.text());
-  callback->reportError(&chain);
-  return -1;
+            settings.remoteAddress.text());
+  callback.reportError(&chain);
+  return nullptr;
 }

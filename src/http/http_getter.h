@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "mtllib/char_string.h"
+#include "mtllib/downloader_settings.h"
 #include "mtllib/error_chain.h"
 #include "mtllib/host_callback.h"
 #include "net/http_client.h"
@@ -42,7 +43,7 @@ struct HttpDldDone {
 };
 
 /// Fetches over a pool of clients that share one server. A qmalloc block made by
-/// DownloaderImpl::initHttpGetter and ended by destroyHttpGetter().
+/// makeHttpGetter() and ended by destroyHttpGetter().
 struct HttpGetter {
   explicit HttpGetter(HostCallback* hostCallback);
 
@@ -90,6 +91,12 @@ struct HttpGetter {
   Krell::Networking::HttpClient::Callbacks callbacks;
   Krell::Networking::HttpClientPool pool;
 };
+
+/// Makes a getter for the remote address of the settings, through the proxy that they choose,
+/// and sets `remotePath` to the path part of that address, unless it has none. Null after a
+/// failure, which the callback was told.
+HttpGetter* makeHttpGetter(DownloaderSettings& settings, HostCallback& callback,
+                           QUtils::CharString& remotePath);
 
 /// Ends the pool, whose callbacks are then over, and destroys the getter; frees its
 /// memory too when `freeMemory`.

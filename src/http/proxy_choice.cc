@@ -1,9 +1,10 @@
-// Which proxy, if any, the pool connects through.
+// A failure to read the system's settings is silent: it is as if no proxy were set.
+#include "http/proxy_choice.h"
+
 #include <algorithm>
 
 #include "http/address.h"
 #include "http/wildcard_match.h"
-#include "plugin/downloader.h"
 #include "qutils/system_proxy.h"
 
 using QUtils::CharString;
@@ -20,7 +21,6 @@ CharString explicitProxy(const DownloaderSettings& settings, HostCallback& callb
   return settings.proxyAddress;
 }
 
-// A failure to read the settings is silent: it is as if no proxy were set.
 CharString systemProxy(const char* host, HostCallback& callback) {
   callback.logInfo("Using system proxy settings.");
   QUtils::SystemProxySettings system;
@@ -48,21 +48,22 @@ CharString chosenProxy(const DownloaderSettings& settings, const char* host,
 
 }  // namespace
 
-void DownloaderImpl::getHttpProxyForAddr(const char* host, CharString& proxyHost, int& proxyPort) {
+void getHttpProxyForAddr(const DownloaderSettings& settings, HostCallback& callback,
+                         const char* host, CharString& proxyHost, int& proxyPort) {
   proxyPort = kDefaultProxyPort;
   proxyHost.release();
 
-  const CharString text = chosenProxy(*settings, host, *callback);
+  const CharString text = chosenProxy(settings, host, callback);
   if (text.empty()) return;
   const Address proxy = splitAddress(text.text());
   if (proxy.kind != Address::kHttp) {
-    callback->logTaggedError(
+    callback.logTaggedError(
         kTag, -1,
         "Unkown addressing scheme of the http proxy address \"%s\". Using direct connection.",
         text.text());
   } else if (!proxy.path.empty()) {
-    callback->logTaggedError(kTag, -1, "Ivalid http proxy address \"%s\". Using direct connection.",
-                             text.text());
+    callback.logTaggedError(kTag, -1, "Ivalid http proxy address \"%s\". Using direct connection.",
+                            text.text());
   } else {
     proxyHost = proxy.host;
     if (proxy.port >= 0) proxyPort = proxy.port;

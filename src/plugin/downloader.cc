@@ -3,6 +3,7 @@
 #include "plugin/downloader.h"
 
 #include "catalogue/list_file.h"
+#include "http/http_getter.h"
 #include "plugin/error_chain.h"
 #include "qutils/file_system.h"
 #include "qutils/mem_stream.h"
@@ -46,4 +47,9 @@ int DownloaderImpl::download() {
     if (result < 0) return result;
   }
   return writeLocalStamp(stamp);
+}
+
+int DownloaderImpl::initHttpGetter() {
+  if (httpGetter == nullptr) httpGetter = makeHttpGetter(*settings, *callback, remotePath);
+  return httpGetter != nullptr ? 0 : -1;
 }

@@ -3,6 +3,7 @@
 
 #include <new>
 
+#include "http/http_getter.h"
 #include "mtllib/allocation.h"
 #include "net/context.h"
 #include "platform/stay_loaded.h"
@@ -32,7 +33,7 @@ DownloaderImpl* createDownloader(HostCallback* callback, DownloaderSettings* set
   // From here on the host gets texts and errors that point into the module.
   Platform::stayLoaded();
   if (settings->remoteAddress.empty()) settings->remoteAddress = kDefaultRemoteAddress;
-  return new (block) DownloaderImpl{nullptr, {}, callback, settings};
+  return new (block) DownloaderImpl{{nullptr, {}, callback, settings}};
 }
 
 void destroyDownloader(DownloaderImpl* downloader) {

@@ -2,20 +2,11 @@
 #ifndef MTLLIB_PLUGIN_ERROR_CHAIN_H_
 #define MTLLIB_PLUGIN_ERROR_CHAIN_H_
 
-#include <cstdarg>
 #include <cstdint>
 
 #include "mtllib/char_string.h"
 #include "mtllib/error_chain.h"
-
-#if defined(__MINGW32__) && !defined(__clang__)
-// Without the prefix this compiler would check by the rules of an old C runtime.
-#define MTLLIB_PRINTF(text, first) __attribute__((format(gnu_printf, text, first)))
-#elif defined(__GNUC__)
-#define MTLLIB_PRINTF(text, first) __attribute__((format(printf, text, first)))
-#else
-#define MTLLIB_PRINTF(text, first)
-#endif
+#include "qutils/text_builder.h"
 
 /// Stores a new one-record chain in `out`, whose previous content is overwritten
 /// without being released: meant for an empty chain. A null `format` gives an empty
@@ -41,13 +32,5 @@ void formatErrorChain(const ErrorChain& chain, char* buffer, std::int32_t size);
 
 /// The same text without a limit; "No error" for an empty chain.
 QUtils::CharString errorChainToString(const ErrorChain& chain);
-
-/// vsnprintf into `size` bytes: the number of characters written, -1 when the output
-/// did not fit, 0 with nothing written for a size below 1. The last byte of the area
-/// is always left zero.
-std::int32_t boundedFormat(char* buffer, std::int32_t size, const char* format, ...)
-    MTLLIB_PRINTF(3, 4);
-std::int32_t boundedFormatV(char* buffer, std::int32_t size, const char* format,
-                            std::va_list arguments) MTLLIB_PRINTF(3, 0);
 
 #endif  // MTLLIB_PLUGIN_ERROR_CHAIN_H_

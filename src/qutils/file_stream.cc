@@ -42,10 +42,10 @@ Halves movePointer(HANDLE handle, std::int64_t offset, DWORD method) {
   return {low, static_cast<DWORD>(high)};
 }
 
-Utf8Text duplicate(const char* text) {
+Platform::Utf8Text duplicate(const char* text) {
   if (text == nullptr) return nullptr;
   const std::size_t size = std::strlen(text) + 1;
-  Utf8Text copy(static_cast<char*>(qmalloc(size)));
+  Platform::Utf8Text copy(static_cast<char*>(qmalloc(size)));
   if (copy != nullptr) std::memcpy(copy.get(), text, size);
   return copy;
 }
@@ -97,7 +97,7 @@ ErrorChain PFileStream::openHandle(const char* tag, std::uint32_t desiredAccess,
                                    std::uint32_t sharing, std::uint32_t disposition,
                                    std::uint32_t openMode) {
   if (fileName == nullptr || fileName[0] == '\0') return makeError(tag, -1, "Empty file name");
-  const WideText name = duplicateAsWide(fileName.get());
+  const Platform::WideText name = Platform::duplicateAsWide(fileName.get());
   handle = CreateFileW(name.get(), desiredAccess, sharing, nullptr, disposition,
                        fileFlags(openMode), nullptr);
   if (handle == INVALID_HANDLE_VALUE) {
@@ -202,7 +202,7 @@ int PFileStream::IsOpened() {
 
 std::int64_t PFileStream::GetFileSizeByName(const char* name) {
   WIN32_FIND_DATAW data;
-  HANDLE search = FindFirstFileW(duplicateAsWide(name).get(), &data);
+  HANDLE search = FindFirstFileW(Platform::duplicateAsWide(name).get(), &data);
   if (search == INVALID_HANDLE_VALUE) return -1;
   FindClose(search);
   return static_cast<std::int64_t>(std::uint64_t{data.nFileSizeHigh} << 32 | data.nFileSizeLow);

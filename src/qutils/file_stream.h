@@ -4,9 +4,9 @@
 
 #include <cstdint>
 
+#include "platform/utf.h"
 #include "platform/win32.h"
 #include "qutils/stream.h"
-#include "qutils/utf.h"
 
 namespace QUtils {
 
@@ -63,7 +63,7 @@ class PFileStream : public PStream {
   ErrorChain seekFrom(const char* tag, std::int64_t offset, DWORD method);
 
   std::int32_t openCount = 0;
-  Utf8Text fileName;
+  Platform::Utf8Text fileName;
   std::uint32_t access = GENERIC_READ | GENERIC_WRITE;
   std::uint32_t shareMode = FILE_SHARE_READ;
   std::uint32_t mode = PFS_MODE_OPEN_ALWAYS;

@@ -6,9 +6,9 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/utf.h"
 #include "plugin/error_chain.h"
 #include "qutils/system_error.h"
-#include "qutils/utf.h"
 
 namespace QUtils {
 namespace {
@@ -20,10 +20,10 @@ constexpr std::size_t kPathBufferSize = 1024;
 class System final : public DirectoryCalls {
  public:
   DWORD attributes(const char* path) override {
-    return GetFileAttributesW(duplicateAsWide(path).get());
+    return GetFileAttributesW(Platform::duplicateAsWide(path).get());
   }
   DWORD create(const char* path) override {
-    const WideText name = duplicateAsWide(path);
+    const Platform::WideText name = Platform::duplicateAsWide(path);
     return CreateDirectoryW(name.get(), nullptr) != FALSE ? ERROR_SUCCESS : GetLastError();
   }
 };

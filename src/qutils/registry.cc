@@ -42,7 +42,7 @@ void terminate(BYTE* text, std::size_t size, std::size_t room) {
 // not fit, which is an error of the system.
 DWORD readData(HKEY key, LPCWSTR name, DWORD expectedSize, RegistryValue& value) {
   const std::size_t room = std::size_t{expectedSize} + sizeof(WCHAR) + 1;
-  std::unique_ptr<BYTE[], FreeWithQfree> data(static_cast<BYTE*>(qmalloc(room)));
+  std::unique_ptr<BYTE[], Platform::FreeWithQfree> data(static_cast<BYTE*>(qmalloc(room)));
   if (data == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
   DWORD type = REG_NONE;
   DWORD size = expectedSize;
@@ -62,10 +62,10 @@ DWORD readData(HKEY key, LPCWSTR name, DWORD expectedSize, RegistryValue& value)
   return ERROR_SUCCESS;
 }
 
-WideText expandEnvironment(LPCWSTR text) {
+Platform::WideText expandEnvironment(LPCWSTR text) {
   const DWORD size = ExpandEnvironmentStringsW(text, nullptr, 0);
   if (size < 1) return nullptr;
-  WideText expanded(static_cast<WCHAR*>(qmalloc(std::size_t{size} * sizeof(WCHAR))));
+  Platform::WideText expanded(static_cast<WCHAR*>(qmalloc(std::size_t{size} * sizeof(WCHAR))));
   if (expanded == nullptr) return nullptr;
   // A variable that changed in between gives a text that is no longer as long.
   const DWORD needed = ExpandEnvironmentStringsW(text, expanded.get(), size);
@@ -84,7 +84,7 @@ ErrorChain RegistryKey::open(const RegistryKey& baseKey, const char* subKeyPath,
                      "Can not open a key with invalid base key (not opened or is not predefined)");
   }
   close();
-  const WideText path = duplicateAsWide(subKeyPath);
+  const Platform::WideText path = Platform::duplicateAsWide(subKeyPath);
   HKEY opened = nullptr;
   const auto status = path == nullptr
                           ? DWORD{ERROR_NOT_ENOUGH_MEMORY}
@@ -114,7 +114,7 @@ void RegistryKey::close() {
 ErrorChain readRegistryValue(const RegistryKey& key, const char* valueName, RegistryValue& value) {
   if ((key.openFlags & REGKEY_READ) == 0) return makeError(kReadTag, -1, "Invalid registry key");
   const char* shownName = valueName != nullptr ? valueName : "";
-  const WideText name = duplicateAsWide(shownName);
+  const Platform::WideText name = Platform::duplicateAsWide(shownName);
   DWORD type = REG_NONE;
   DWORD size = 0;
   auto status = name == nullptr ? DWORD{ERROR_NOT_ENOUGH_MEMORY}
@@ -144,13 +144,13 @@ int registryValueToString(const RegistryValue& value, CharString& out) {
   if (!isText(value.type)) return 1;
   if (value.data == nullptr || value.size == 0) return 2;
   auto text = reinterpret_cast<LPCWSTR>(value.data.get());
-  WideText expanded;
+  Platform::WideText expanded;
   if (value.type == REG_EXPAND_SZ) {
     expanded = expandEnvironment(text);
     if (expanded == nullptr) return 3;
     text = expanded.get();
   }
-  out = wideToCharString(text);
+  out = Platform::wideToCharString(text);
   return out.empty() && *text != 0 ? 3 : 0;
 }
 

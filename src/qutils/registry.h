@@ -7,8 +7,8 @@
 
 #include "mtllib/char_string.h"
 #include "mtllib/error_chain.h"
+#include "platform/utf.h"
 #include "platform/win32.h"
-#include "qutils/utf.h"
 
 namespace QUtils {
 
@@ -46,7 +46,7 @@ struct RegistryValue {
   std::uint32_t size = 0;    ///< Bytes of data, as the system counts them.
   std::uint64_t number = 0;  ///< The data of REG_DWORD and REG_QWORD.
   /// The data of all other types; texts have a zero unit behind it in any case.
-  std::unique_ptr<BYTE[], FreeWithQfree> data;
+  std::unique_ptr<BYTE[], Platform::FreeWithQfree> data;
 };
 
 /// Reads the value `valueName` (UTF-8) of a key opened with REGKEY_READ. `value` is left

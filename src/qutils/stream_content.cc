@@ -6,8 +6,8 @@
 #include <memory>
 
 #include "mtllib/allocation.h"
+#include "platform/utf.h"
 #include "plugin/error_chain.h"
-#include "qutils/utf.h"
 
 using QUtils::PStream;
 
@@ -25,7 +25,7 @@ void copyStream(ErrorChain& error, PStream& destination, PStream& source, std::i
   bytesWritten = 0;
   if (size < 1) return;
   const std::int32_t chunk = chunkSize < 1 ? kDefaultChunk : std::min(chunkSize, kLargestChunk);
-  const std::unique_ptr<void, QUtils::FreeWithQfree> buffer(
+  const std::unique_ptr<void, Platform::FreeWithQfree> buffer(
       QUtils::qmalloc(static_cast<std::size_t>(chunk)));
   if (buffer == nullptr) {
     setError(error, "copyStream", -1, "Out of memory");

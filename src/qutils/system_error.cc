@@ -2,8 +2,8 @@
 // that a log can be read by whoever is asked for help.
 #include "qutils/system_error.h"
 
+#include "platform/utf.h"
 #include "qutils/text_builder.h"
-#include "qutils/utf.h"
 
 namespace QUtils {
 namespace {
@@ -15,7 +15,8 @@ void appendSystemMessage(TextBuilder& text, DWORD code) {
   FormatMessageW(
       FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
       nullptr, code, kEnglishUnitedStates, reinterpret_cast<LPWSTR>(&message), 0, nullptr);
-  if (const Utf8Text converted = duplicateAsUtf8(message)) text.append(converted.get());
+  if (const Platform::Utf8Text converted = Platform::duplicateAsUtf8(message))
+    text.append(converted.get());
   LocalFree(message);
 }
 

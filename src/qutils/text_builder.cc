@@ -6,6 +6,22 @@
 #include <cstdio>
 #include <cstring>
 
+std::int32_t boundedFormat(char* buffer, std::int32_t size, const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const std::int32_t count = boundedFormatV(buffer, size, format, arguments);
+  va_end(arguments);
+  return count;
+}
+
+std::int32_t boundedFormatV(char* buffer, std::int32_t size, const char* format,
+                            std::va_list arguments) {
+  if (size < 1) return 0;
+  const int count = std::vsnprintf(buffer, static_cast<std::size_t>(size), format, arguments);
+  buffer[size - 1] = '\0';
+  return count < 0 || count >= size ? -1 : count;
+}
+
 namespace QUtils {
 
 TextBuilder::TextBuilder(std::uint64_t granularity, float growthFactor)

@@ -1,4 +1,5 @@
-// TextBuilder: builds longer texts piece by piece and releases them into a CharString.
+// TextBuilder, which builds longer texts piece by piece and releases them into a CharString,
+// and formatting into a fixed area.
 #ifndef MTLLIB_QUTILS_TEXT_BUILDER_H_
 #define MTLLIB_QUTILS_TEXT_BUILDER_H_
 
@@ -7,7 +8,23 @@
 #include <cstdint>
 
 #include "mtllib/char_string.h"
-#include "plugin/error_chain.h"
+
+#if defined(__MINGW32__) && !defined(__clang__)
+// Without the prefix this compiler would check by the rules of an old C runtime.
+#define MTLLIB_PRINTF(text, first) __attribute__((format(gnu_printf, text, first)))
+#elif defined(__GNUC__)
+#define MTLLIB_PRINTF(text, first) __attribute__((format(printf, text, first)))
+#else
+#define MTLLIB_PRINTF(text, first)
+#endif
+
+/// vsnprintf into `size` bytes: the number of characters written, -1 when the output
+/// did not fit, 0 with nothing written for a size below 1. The last byte of the area
+/// is always left zero.
+std::int32_t boundedFormat(char* buffer, std::int32_t size, const char* format, ...)
+    MTLLIB_PRINTF(3, 4);
+std::int32_t boundedFormatV(char* buffer, std::int32_t size, const char* format,
+                            std::va_list arguments) MTLLIB_PRINTF(3, 0);
 
 namespace QUtils {
 

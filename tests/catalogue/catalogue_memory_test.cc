@@ -12,6 +12,7 @@
 #include "fakes/fake_networking.h"
 #include "fakes/recording_callback.h"
 #include "fakes/silent_callback.h"
+#include "http/http_getter.h"
 #include "plugin/downloader.h"
 #include "qutils/mem_stream.h"
 #include "qutils/stream_content.h"

@@ -58,7 +58,7 @@ class ListEntries : public DownloaderFixture {
     EXPECT_THAT(callback.calls(), IsEmpty()) << text;
   }
 
-  using Select = void (*)(const DownloaderImpl&, std::string_view, DownloaderImpl::ListFile&,
+  using Select = void (*)(const LibraryCopy&, std::string_view, DownloaderImpl::ListFile&,
                           ErrorChain&);
 
   /// The list that comes of the text, and the error.

@@ -11,6 +11,7 @@
 #include "catalogue/list_file.h"
 #include "fakes/fake_networking.h"
 #include "fakes/recording_callback.h"
+#include "http/http_getter.h"
 #include "plugin/downloader.h"
 #include "qutils/mem_stream.h"
 #include "support/temp_dir.h"

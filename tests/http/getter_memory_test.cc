@@ -8,6 +8,8 @@
 #include "fakes/recording_callback.h"
 #include "fakes/silent_callback.h"
 #include "http/address.h"
+#include "http/http_getter.h"
+#include "http/proxy_choice.h"
 #include "plugin/downloader.h"
 #include "qutils/system_proxy.h"
 #include "support/counting_allocator.h"
@@ -119,7 +121,7 @@ class SystemProxyMemory : public testing::Test {
   }
 
   void expectChoice(const char* host, const char* proxy, int port) {
-    downloader.getHttpProxyForAddr(host, proxyHost, proxyPort);
+    getHttpProxyForAddr(settings, callback, host, proxyHost, proxyPort);
     EXPECT_STREQ(proxyHost.text(), proxy);
     EXPECT_EQ(proxyPort, port);
   }

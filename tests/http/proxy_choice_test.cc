@@ -5,6 +5,7 @@
 #include <string>
 
 #include "fakes/recording_callback.h"
+#include "http/proxy_choice.h"
 #include "plugin/downloader.h"
 
 using QUtils::CharString;
@@ -17,7 +18,7 @@ class ProxyChoice : public testing::Test {
   void choose(std::int32_t mode, const char* address) {
     settings.proxyMode = mode;
     settings.proxyAddress = address;
-    downloader.getHttpProxyForAddr("files.example", host, port);
+    getHttpProxyForAddr(settings, callback, "files.example", host, port);
   }
   void chooseExplicit(const char* address) { choose(PROXY_MODE_EXPLICIT, address); }
 

@@ -10,6 +10,7 @@
 #include "fakes/fake_networking.h"
 #include "fakes/recording_callback.h"
 #include "http/http_getter.h"
+#include "http/proxy_choice.h"
 #include "plugin/downloader.h"
 #include "qutils/system_proxy.h"
 #include "support/test_registry_key.h"
@@ -39,7 +40,7 @@ class SystemProxyChoice : public testing::Test {
     callback.clear();
     proxyHost = "left.over";
     proxyPort = 12345;
-    downloader.getHttpProxyForAddr(host, proxyHost, proxyPort);
+    getHttpProxyForAddr(settings, callback, host, proxyHost, proxyPort);
   }
 
   void expectDirect() const {
@@ -248,7 +249,7 @@ TEST_F(SystemProxyChoice, KeepsTheSettingsThatWereReadFirst) {
   DownloaderImpl downloader{nullptr, {}, &callback, &settings};
   CharString host("left.over");
   int port = 12345;
-  downloader.getHttpProxyForAddr("files.example", host, port);
+  getHttpProxyForAddr(settings, callback, "files.example", host, port);
   for (const std::string& line : callback.transcript())
     std::fprintf(stderr, "<%s>", line.c_str());
   std::fprintf(stderr, "<host \"%s\", port %d>\n", host.text(), port);

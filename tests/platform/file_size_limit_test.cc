@@ -6,8 +6,8 @@
 #include <csignal>
 #include <string>
 
+#include "platform/utf.h"
 #include "platform/win32.h"
-#include "qutils/utf.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -18,7 +18,7 @@ class FileSizeLimit : public testing::Test {
     getrlimit(RLIMIT_FSIZE, &before_);
     const rlimit small{4096, before_.rlim_max};
     setrlimit(RLIMIT_FSIZE, &small);
-    const QUtils::WideText name = QUtils::duplicateAsWide((directory_ / "file").c_str());
+    const Platform::WideText name = Platform::duplicateAsWide((directory_ / "file").c_str());
     file_ = CreateFileW(name.get(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
   }
   ~FileSizeLimit() override {

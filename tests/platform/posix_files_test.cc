@@ -19,19 +19,19 @@
 #include <vector>
 
 #include "platform/posix/errors.h"
+#include "platform/utf.h"
 #include "platform/win32.h"
 #include "plugin/error_chain.h"
 #include "qutils/file_stream.h"
 #include "qutils/file_system.h"
 #include "qutils/system_error.h"
-#include "qutils/utf.h"
 #include "support/failing_files.h"
 #include "support/temp_dir.h"
 #include "support/unprivileged.h"
 
 namespace {
 
-using QUtils::duplicateAsWide;
+using Platform::duplicateAsWide;
 using QUtils::PFileStream;
 using QUtils::systemErrorText;
 

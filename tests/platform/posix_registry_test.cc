@@ -9,13 +9,13 @@
 #include <thread>
 #include <vector>
 
+#include "platform/utf.h"
 #include "platform/win32.h"
 #include "qutils/system_proxy.h"
-#include "qutils/utf.h"
 
 namespace {
 
-using QUtils::duplicateAsUtf8;
+using Platform::duplicateAsUtf8;
 
 constexpr LPCWSTR kInternetSettings =
     u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";

@@ -10,10 +10,10 @@
 
 #include "mtllib/allocation.h"
 #include "mtllib/char_string.h"
+#include "platform/utf.h"
 #include "plugin/error_chain.h"
 #include "qutils/mem_stream.h"
 #include "qutils/text_builder.h"
-#include "qutils/utf.h"
 
 namespace {
 
@@ -418,9 +418,9 @@ TEST_F(MemStreamBlocks, AreNeitherMadeNorFreedForBytesThatHavePlace) {
 }
 
 TEST_F(ConvertedBlocks, AreAsLargeAsTheTextAndItsTerminator) {
-  const QUtils::WideText wide = QUtils::duplicateAsWide("oak\xC3\xA9");
+  const Platform::WideText wide = Platform::duplicateAsWide("oak\xC3\xA9");
   EXPECT_THAT(calls(), ElementsAre("malloc 10"));
-  const QUtils::Utf8Text back = QUtils::duplicateAsUtf8(wide.get());
+  const Platform::Utf8Text back = Platform::duplicateAsUtf8(wide.get());
   EXPECT_THAT(calls(), ElementsAre("malloc 6"));
 }
 

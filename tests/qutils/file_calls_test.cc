@@ -8,11 +8,11 @@
 #include <utility>
 #include <vector>
 
+#include "platform/utf.h"
 #include "platform/win32.h"
 #include "plugin/error_chain.h"
 #include "qutils/file_stream.h"
 #include "qutils/system_error.h"
-#include "qutils/utf.h"
 
 namespace {
 
@@ -56,7 +56,7 @@ HANDLE answerHandle() {
 
 HANDLE recordedCreateFile(LPCWSTR name, DWORD access, DWORD shareMode, const void* security,
                           DWORD disposition, DWORD flagsAndAttributes, HANDLE templateFile) {
-  played.calls.push_back(std::string("CreateFile ") + QUtils::duplicateAsUtf8(name).get());
+  played.calls.push_back(std::string("CreateFile ") + Platform::duplicateAsUtf8(name).get());
   note("access %llx share %llx security %llx disposition %llu flags %llx template %llx", access,
        shareMode, number(security), disposition, flagsAndAttributes, number(templateFile));
   return answerHandle();
@@ -109,7 +109,7 @@ BOOL recordedCloseHandle(HANDLE file) {
 }
 
 HANDLE recordedFindFirstFile(LPCWSTR name, WIN32_FIND_DATAW* data) {
-  played.calls.push_back(std::string("FindFirstFile ") + QUtils::duplicateAsUtf8(name).get());
+  played.calls.push_back(std::string("FindFirstFile ") + Platform::duplicateAsUtf8(name).get());
   data->nFileSizeLow = played.low;
   data->nFileSizeHigh = played.high;
   return answerHandle();

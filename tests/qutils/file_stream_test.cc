@@ -7,9 +7,9 @@
 #include <filesystem>
 #include <string>
 
+#include "platform/utf.h"
 #include "plugin/error_chain.h"
 #include "qutils/system_error.h"
-#include "qutils/utf.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -445,7 +445,7 @@ TEST_F(FileStream, TruncateCutsAtThePosition) {
 TEST_F(FileStream, TruncateOfAFileOpenForReadingFails) {
   writeFile(name_, "abcdef");
   // The code differs between systems; ours must be the one at hand.
-  HANDLE file = CreateFileW(QUtils::duplicateAsWide(name_.c_str()).get(), GENERIC_READ,
+  HANDLE file = CreateFileW(Platform::duplicateAsWide(name_.c_str()).get(), GENERIC_READ,
                             FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
   EXPECT_EQ(SetEndOfFile(file), FALSE);
   const DWORD code = GetLastError();

@@ -109,7 +109,7 @@ TEST_F(RegistryKeyOpen, OpensForReadingAndWriting) {
   ASSERT_EQ(textOf(key.open(root_, path_.c_str(), REGKEY_READ | REGKEY_WRITE)), "No error");
   EXPECT_EQ(key.openFlags, 3U);
   const DWORD number = 5;
-  EXPECT_EQ(RegSetValueExW(key.hkey, QUtils::duplicateAsWide("Value").get(), 0, REG_DWORD,
+  EXPECT_EQ(RegSetValueExW(key.hkey, Platform::duplicateAsWide("Value").get(), 0, REG_DWORD,
                            reinterpret_cast<const BYTE*>(&number), sizeof(number)),
             0);
   EXPECT_EQ(textOf(readRegistryValue(key, "Value", value_)), "No error");
@@ -117,7 +117,7 @@ TEST_F(RegistryKeyOpen, OpensForReadingAndWriting) {
 
 TEST_F(RegistryKeyOpen, AKeyOpenedForReadingCannotBeWritten) {
   const DWORD number = 5;
-  EXPECT_EQ(RegSetValueExW(key_.hkey, QUtils::duplicateAsWide("Value").get(), 0, REG_DWORD,
+  EXPECT_EQ(RegSetValueExW(key_.hkey, Platform::duplicateAsWide("Value").get(), 0, REG_DWORD,
                            reinterpret_cast<const BYTE*>(&number), sizeof(number)),
             5);
 }
@@ -125,13 +125,13 @@ TEST_F(RegistryKeyOpen, AKeyOpenedForReadingCannotBeWritten) {
 TEST_F(RegistryKeyOpen, AKeyOpenedForWritingCannotBeRead) {
   RegistryKey key;
   ASSERT_EQ(textOf(key.open(root_, path_.c_str(), REGKEY_WRITE)), "No error");
-  const QUtils::WideText name = QUtils::duplicateAsWide("Value");
+  const Platform::WideText name = Platform::duplicateAsWide("Value");
   EXPECT_EQ(
       RegSetValueExW(key.hkey, name.get(), 0, REG_BINARY, reinterpret_cast<const BYTE*>("a"), 1),
       0);
   EXPECT_EQ(RegQueryValueExW(key.hkey, name.get(), nullptr, nullptr, nullptr, nullptr), 5);
   HKEY child = nullptr;
-  EXPECT_EQ(RegCreateKeyExW(key.hkey, QUtils::duplicateAsWide("child").get(), 0, nullptr,
+  EXPECT_EQ(RegCreateKeyExW(key.hkey, Platform::duplicateAsWide("child").get(), 0, nullptr,
                             REG_OPTION_NON_VOLATILE, KEY_READ, nullptr, &child, nullptr),
             0);
   RegCloseKey(child);

@@ -10,12 +10,12 @@
 #include <string>
 #include <vector>
 
+#include "platform/utf.h"
 #include "platform/win32.h"
 #include "plugin/error_chain.h"
 #include "qutils/registry.h"
 #include "qutils/system_error.h"
 #include "qutils/system_proxy.h"
-#include "qutils/utf.h"
 
 namespace {
 
@@ -64,7 +64,7 @@ std::uint32_t number(HKEY key) {
 }
 
 std::string utf8(LPCWSTR text) {
-  return QUtils::duplicateAsUtf8(text).get();
+  return Platform::duplicateAsUtf8(text).get();
 }
 
 template <typename Entry>

@@ -1,5 +1,5 @@
 // Conversion between UTF-8 and UTF-16, which loses no byte.
-#include "qutils/utf.h"
+#include "platform/utf.h"
 
 #include <gmock/gmock.h>
 
@@ -13,15 +13,15 @@
 
 namespace {
 
-using QUtils::utf8ToWide;
-using QUtils::wideToUtf8;
+using Platform::utf8ToWide;
+using Platform::wideToUtf8;
 using testing::ElementsAre;
 using Units = std::vector<unsigned>;
 
 Units toWide(const std::string& text) {
-  const std::size_t length = utf8ToWide(text.c_str(), nullptr, 0);
+  const std::size_t length = Platform::utf8ToWide(text.c_str(), nullptr, 0);
   std::vector<WCHAR> units(length + 1, WCHAR{0x7F});
-  EXPECT_EQ(utf8ToWide(text.c_str(), units.data(), units.size()), length);
+  EXPECT_EQ(Platform::utf8ToWide(text.c_str(), units.data(), units.size()), length);
   EXPECT_EQ(units.back(), 0) << "not terminated";
   return {units.begin(), units.end() - 1};
 }
@@ -36,9 +36,9 @@ std::vector<WCHAR> terminated(const Units& units) {
 
 std::string toUtf8(const Units& units) {
   const std::vector<WCHAR> text = terminated(units);
-  const std::size_t length = wideToUtf8(text.data(), nullptr, 0);
+  const std::size_t length = Platform::wideToUtf8(text.data(), nullptr, 0);
   std::string bytes(length + 1, '\x7F');
-  EXPECT_EQ(wideToUtf8(text.data(), bytes.data(), bytes.size()), length);
+  EXPECT_EQ(Platform::wideToUtf8(text.data(), bytes.data(), bytes.size()), length);
   EXPECT_EQ(bytes.back(), '\0') << "not terminated";
   bytes.pop_back();
   return bytes;
@@ -145,12 +145,12 @@ TEST(Utf8ToWide, EscapesTheLongFormsThatUtf8NoLongerHas) {
 }
 
 TEST(Utf8ToWide, OnlyCountsWithoutABuffer) {
-  EXPECT_EQ(utf8ToWide("a\xE2\x82\xAC\xF0\x9F\x98\x80", nullptr, 1), 4U);
+  EXPECT_EQ(Platform::utf8ToWide("a\xE2\x82\xAC\xF0\x9F\x98\x80", nullptr, 1), 4U);
 }
 
 TEST(Utf8ToWide, EscapesTheBytesForWhichThereIsRoom) {
   WCHAR out[4] = {1, 1, 1, 1};
-  EXPECT_EQ(utf8ToWide("\xE2\x82", out, 3), 2U);
+  EXPECT_EQ(Platform::utf8ToWide("\xE2\x82", out, 3), 2U);
   EXPECT_EQ(out[0], 0xDBC0);
   EXPECT_EQ(out[1], 0xDCE2);
   EXPECT_EQ(out[2], 0);
@@ -159,7 +159,7 @@ TEST(Utf8ToWide, EscapesTheBytesForWhichThereIsRoom) {
 
 TEST(Utf8ToWide, StopsWhereItsBufferEnds) {
   WCHAR out[3] = {1, 1, 1};
-  EXPECT_EQ(utf8ToWide("abc", out, 2), 2U);
+  EXPECT_EQ(Platform::utf8ToWide("abc", out, 2), 2U);
   EXPECT_EQ(out[0], 'a');
   EXPECT_EQ(out[1], 'b');
   EXPECT_EQ(out[2], 1);
@@ -167,7 +167,7 @@ TEST(Utf8ToWide, StopsWhereItsBufferEnds) {
 
 TEST(Utf8ToWide, DoesNotSplitASurrogatePair) {
   WCHAR out[3] = {1, 1, 1};
-  EXPECT_EQ(utf8ToWide("a\xF0\x9F\x98\x80", out, 2), 1U);
+  EXPECT_EQ(Platform::utf8ToWide("a\xF0\x9F\x98\x80", out, 2), 1U);
   EXPECT_EQ(out[0], 'a');
   EXPECT_EQ(out[1], 0);
   EXPECT_EQ(out[2], 1);
@@ -175,7 +175,7 @@ TEST(Utf8ToWide, DoesNotSplitASurrogatePair) {
 
 TEST(Utf8ToWide, WritesNothingIntoABufferOfNoUnits) {
   WCHAR out[1] = {1};
-  EXPECT_EQ(utf8ToWide("abc", out, 0), 0U);
+  EXPECT_EQ(Platform::utf8ToWide("abc", out, 0), 0U);
   EXPECT_EQ(out[0], 1);
 }
 
@@ -221,23 +221,23 @@ TEST(WideToUtf8, RestoresEscapedBytes) {
 
 TEST(WideToUtf8, StopsWhereItsBufferEnds) {
   char out[3] = {'x', 'x', 'x'};
-  EXPECT_EQ(wideToUtf8(terminated({'a', 'b', 'c'}).data(), out, 2), 2U);
+  EXPECT_EQ(Platform::wideToUtf8(terminated({'a', 'b', 'c'}).data(), out, 2), 2U);
   EXPECT_EQ(std::string(out, 3), "abx");
 }
 
 TEST(WideToUtf8, DoesNotSplitASequence) {
   char out[4] = {'x', 'x', 'x', 'x'};
-  EXPECT_EQ(wideToUtf8(terminated({'a', 0x20AC}).data(), out, 3), 1U);
+  EXPECT_EQ(Platform::wideToUtf8(terminated({'a', 0x20AC}).data(), out, 3), 1U);
   EXPECT_EQ(std::string(out, 4), std::string("a\0xx", 4));
 }
 
 TEST(WideToUtf8, OnlyCountsWithoutABuffer) {
-  EXPECT_EQ(wideToUtf8(terminated({'a', 0x20AC}).data(), nullptr, 1), 4U);
+  EXPECT_EQ(Platform::wideToUtf8(terminated({'a', 0x20AC}).data(), nullptr, 1), 4U);
 }
 
 TEST(WideToUtf8, WritesNothingIntoABufferOfNoBytes) {
   char out[1] = {'x'};
-  EXPECT_EQ(wideToUtf8(terminated({'a'}).data(), out, 0), 0U);
+  EXPECT_EQ(Platform::wideToUtf8(terminated({'a'}).data(), out, 0), 0U);
   EXPECT_EQ(out[0], 'x');
 }
 
@@ -262,18 +262,18 @@ TEST(Utf, TwoHalvesOfAPairThatWereEncodedApartComeBackJoined) {
 }
 
 TEST(Utf, DuplicatesHoldTheConvertedText) {
-  const QUtils::WideText wide = QUtils::duplicateAsWide("a\xE2\x82\xAC");
+  const Platform::WideText wide = Platform::duplicateAsWide("a\xE2\x82\xAC");
   EXPECT_EQ(wide[0], 'a');
   EXPECT_EQ(wide[1], 0x20AC);
   EXPECT_EQ(wide[2], 0);
-  EXPECT_STREQ(QUtils::duplicateAsUtf8(wide.get()).get(), "a\xE2\x82\xAC");
-  EXPECT_STREQ(QUtils::wideToCharString(wide.get()).text(), "a\xE2\x82\xAC");
+  EXPECT_STREQ(Platform::duplicateAsUtf8(wide.get()).get(), "a\xE2\x82\xAC");
+  EXPECT_STREQ(Platform::wideToCharString(wide.get()).text(), "a\xE2\x82\xAC");
 }
 
 TEST(Utf, DuplicatesOfNullAreNull) {
-  EXPECT_EQ(QUtils::duplicateAsWide(nullptr), nullptr);
-  EXPECT_EQ(QUtils::duplicateAsUtf8(nullptr), nullptr);
-  EXPECT_EQ(QUtils::wideToCharString(nullptr).buffer(), nullptr);
+  EXPECT_EQ(Platform::duplicateAsWide(nullptr), nullptr);
+  EXPECT_EQ(Platform::duplicateAsUtf8(nullptr), nullptr);
+  EXPECT_EQ(Platform::wideToCharString(nullptr).buffer(), nullptr);
 }
 
 // The rules once more, the plain way, on texts made of what the rules speak of.
@@ -452,9 +452,9 @@ TEST(Utf8ToWide, AgreesWithThePlainConversionOfGeneratedTexts) {
     const std::size_t capacity = random() % (expected.text.size() + 2);
     const std::size_t length = expected.cut(capacity);
     out.assign(capacity + 1, kUntouched);
-    ASSERT_EQ(utf8ToWide(bytes.c_str(), nullptr, 0), expected.text.size())
+    ASSERT_EQ(Platform::utf8ToWide(bytes.c_str(), nullptr, 0), expected.text.size())
         << testing::PrintToString(bytes);
-    ASSERT_EQ(utf8ToWide(bytes.c_str(), out.data(), capacity), length)
+    ASSERT_EQ(Platform::utf8ToWide(bytes.c_str(), out.data(), capacity), length)
         << testing::PrintToString(bytes) << ", " << capacity;
     ASSERT_TRUE(holds(out, capacity, expected.text, length, kUntouched))
         << testing::PrintToString(bytes) << ", " << capacity;
@@ -472,9 +472,9 @@ TEST(WideToUtf8, AgreesWithThePlainConversionOfGeneratedTexts) {
     const std::size_t capacity = random() % (expected.text.size() + 2);
     const std::size_t length = expected.cut(capacity);
     out.assign(capacity + 1, kUntouched);
-    ASSERT_EQ(wideToUtf8(text.data(), nullptr, 0), expected.text.size())
+    ASSERT_EQ(Platform::wideToUtf8(text.data(), nullptr, 0), expected.text.size())
         << testing::PrintToString(units);
-    ASSERT_EQ(wideToUtf8(text.data(), out.data(), capacity), length)
+    ASSERT_EQ(Platform::wideToUtf8(text.data(), out.data(), capacity), length)
         << testing::PrintToString(units) << ", " << capacity;
     ASSERT_TRUE(holds(out, capacity, expected.text, length, kUntouched))
         << testing::PrintToString(units) << ", " << capacity;
@@ -500,15 +500,15 @@ TEST(Utf, GeneratedBytesComeBackUnlessTheyHoldATornPair) {
   char back[128];
   for (int i = 0; i < kTexts; ++i) {
     const std::string bytes = generateBytes(random);
-    utf8ToWide(bytes.c_str(), wide, std::size(wide));
-    wideToUtf8(wide, back, std::size(back));
+    Platform::utf8ToWide(bytes.c_str(), wide, std::size(wide));
+    Platform::wideToUtf8(wide, back, std::size(back));
     ASSERT_EQ(back != bytes, holdsTornPair(bytes)) << testing::PrintToString(bytes);
     if (back != bytes) ++torn;
   }
   EXPECT_GT(torn, 1000);
 }
 
-// Whether the units are what utf8ToWide makes of well-formed text: no escape, and no low
+// Whether the units are what Platform::utf8ToWide makes of well-formed text: no escape, and no low
 // surrogate behind another.
 bool isOrdinary(const Units& units) {
   for (std::size_t i = 0; i + 1 < units.size(); ++i) {
@@ -528,8 +528,8 @@ TEST(Utf, GeneratedUnitsComeBack) {
     if (!isOrdinary(units)) continue;
     ++ordinary;
     const std::vector<WCHAR> text = terminated(units);
-    wideToUtf8(text.data(), bytes, std::size(bytes));
-    utf8ToWide(bytes, back, std::size(back));
+    Platform::wideToUtf8(text.data(), bytes, std::size(bytes));
+    Platform::utf8ToWide(bytes, back, std::size(back));
     ASSERT_TRUE(std::equal(text.begin(), text.end(), back)) << testing::PrintToString(units);
   }
   EXPECT_GT(ordinary, 100000);

@@ -1,7 +1,7 @@
 // Conversion between the library's UTF-8 and the UTF-16 of the system calls, both
 // ways, losing no byte.
-#ifndef MTLLIB_QUTILS_UTF_H_
-#define MTLLIB_QUTILS_UTF_H_
+#ifndef MTLLIB_PLATFORM_UTF_H_
+#define MTLLIB_PLATFORM_UTF_H_
 
 #include <cstddef>
 #include <memory>
@@ -10,7 +10,7 @@
 #include "mtllib/char_string.h"
 #include "platform/win32.h"
 
-namespace QUtils {
+namespace Platform {
 
 /// Converts zero-terminated UTF-8 to at most `capacity` UTF-16 units, terminator
 /// included when room remains, and returns the number of units without it; a null
@@ -24,7 +24,7 @@ std::size_t utf8ToWide(const char* text, WCHAR* out, std::size_t capacity);
 std::size_t wideToUtf8(const WCHAR* text, char* out, std::size_t capacity);
 
 struct FreeWithQfree {
-  void operator()(void* block) const { qfree(block); }
+  void operator()(void* block) const { QUtils::qfree(block); }
 };
 using WideText = std::unique_ptr<WCHAR[], FreeWithQfree>;
 using Utf8Text = std::unique_ptr<char[], FreeWithQfree>;
@@ -32,8 +32,8 @@ using Utf8Text = std::unique_ptr<char[], FreeWithQfree>;
 /// Converted copies of exactly the needed size; null for null or when memory runs out.
 WideText duplicateAsWide(const char* text);
 Utf8Text duplicateAsUtf8(const WCHAR* text);
-CharString wideToCharString(const WCHAR* text);
+QUtils::CharString wideToCharString(const WCHAR* text);
 
-}  // namespace QUtils
+}  // namespace Platform
 
-#endif  // MTLLIB_QUTILS_UTF_H_
+#endif  // MTLLIB_PLATFORM_UTF_H_

@@ -1,11 +1,11 @@
 // Bytes that are no UTF-8 travel through UTF-16 as code points 0x100000 + byte, so that
 // a name that came from the system finds its way back unchanged.
-#include "qutils/utf.h"
+#include "platform/utf.h"
 
 #include <algorithm>
 #include <cstdint>
 
-namespace QUtils {
+namespace Platform {
 namespace {
 
 constexpr std::uint32_t kEscapeFirst = 0x100000;
@@ -133,7 +133,7 @@ std::size_t wideToUtf8(const WCHAR* text, char* out, std::size_t capacity) {
 WideText duplicateAsWide(const char* text) {
   if (text == nullptr) return nullptr;
   const std::size_t size = utf8ToWide(text, nullptr, 0) + 1;
-  WideText copy(static_cast<WCHAR*>(qmalloc(size * sizeof(WCHAR))));
+  WideText copy(static_cast<WCHAR*>(QUtils::qmalloc(size * sizeof(WCHAR))));
   if (copy != nullptr) utf8ToWide(text, copy.get(), size);
   return copy;
 }
@@ -141,17 +141,17 @@ WideText duplicateAsWide(const char* text) {
 Utf8Text duplicateAsUtf8(const WCHAR* text) {
   if (text == nullptr) return nullptr;
   const std::size_t size = wideToUtf8(text, nullptr, 0) + 1;
-  Utf8Text copy(static_cast<char*>(qmalloc(size)));
+  Utf8Text copy(static_cast<char*>(QUtils::qmalloc(size)));
   if (copy != nullptr) wideToUtf8(text, copy.get(), size);
   return copy;
 }
 
-CharString wideToCharString(const WCHAR* text) {
+QUtils::CharString wideToCharString(const WCHAR* text) {
   if (text == nullptr) return {};
   const std::size_t size = wideToUtf8(text, nullptr, 0) + 1;
-  CharString copy = CharString::withSize(static_cast<std::int64_t>(size));
+  QUtils::CharString copy = QUtils::CharString::withSize(static_cast<std::int64_t>(size));
   if (copy.data() != nullptr) wideToUtf8(text, copy.data(), size);
   return copy;
 }
 
-}  // namespace QUtils
+}  // namespace Platform
