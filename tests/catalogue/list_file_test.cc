@@ -18,7 +18,6 @@ using Krell::Networking::ConnectionError;
 using QUtils::CharString;
 using QUtils::PMemStream;
 using testing::ElementsAre;
-using testing::EndsWith;
 using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
