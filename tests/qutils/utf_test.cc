@@ -13,8 +13,6 @@
 
 namespace {
 
-using Platform::utf8ToWide;
-using Platform::wideToUtf8;
 using testing::ElementsAre;
 using Units = std::vector<unsigned>;
 
