@@ -95,7 +95,7 @@ void LibraryCopy::ListFile::resizeList(std::int32_t newCount, bool exact) {
   count = newCount;
 }
 
-// Grows by doubling: moving every entry at each of many small steps takes for ever.
+// Grows by doubling: moving every entry at each of many small steps takes forever.
 void LibraryCopy::ListFile::makeRoom() {
   if (capacity <= room) return;
   constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();

@@ -19,7 +19,8 @@ struct ListFileEntry {
 /// The selected entries, in the order of the list. A local of one run.
 struct LibraryCopy::ListFile {
   std::int32_t count = 0;
-  std::int32_t growStep = 100;  ///< The array grows to the next multiple of it.
+  // Counts and growth are those of the contract; `room` is what was allocated.
+  std::int32_t growStep = 100;  ///< The capacity grows to the next multiple of it.
   std::int32_t capacity = 0;
   std::unique_ptr<ListFileEntry[]> entries;  ///< Null while `capacity` is 0.
   std::int32_t room = 0;                     ///< What `entries` holds in fact, `capacity` at least.

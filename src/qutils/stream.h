@@ -13,7 +13,8 @@ namespace QUtils {
 /// A byte stream. Fallible operations return an ErrorChain, empty on success.
 ///
 /// The order of the virtual operations is fixed: streams are handed across the border
-/// to the networking library. A stream is used by one thread at a time.
+/// to the networking library. The texts with a length in front are part of that contract;
+/// nothing here writes any. A stream is used by one thread at a time.
 class PStream {
  public:
   PStream() = default;
