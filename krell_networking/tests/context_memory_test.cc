@@ -22,6 +22,10 @@ TEST(ContextMemory, ATrustStoreIsNotLost) {
   setEnvironment("CURL_CA_BUNDLE=");
   setEnvironment("SSL_CERT_FILE=/a folder of certificates/file.pem");
   setEnvironment("SSL_CERT_DIR=/a folder of certificates");
+  NetworkingContextInitializerRAII first;
+  QUtils::CharString none;
+  // Windows' threads allocate a lock when it is first taken.
+  first.deinitialize(first.initializeDefault("$$temp", none));
   const int failures = failEachAllocation([](FailingAllocation& failing) {
     NetworkingContextInitializerRAII initializer;
     QUtils::CharString error;

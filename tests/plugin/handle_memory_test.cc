@@ -383,7 +383,7 @@ TEST(RunMemory, ARunThatFindsNoneFailsAndCanBeRepeated) {
 }
 
 TEST(RunMemory, ALongRunThatFindsNoneFailsAndCanBeRepeated) {
-  expectFailedRunsToBeRepeatable(kMoreFilesThanClients, 11);
+  expectFailedRunsToBeRepeatable(kMoreFilesThanClients, 9);
 }
 
 // A getter that was stored before it was complete would be taken for a complete one.
