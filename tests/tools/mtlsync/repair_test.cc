@@ -17,7 +17,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using mtlsync::ErrorEntries;
-using mtlsync::Options;
 using testing::Contains;
 using testing::HasSubstr;
 
