@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import os
 import pathlib
+import signal
 from typing import Callable, Iterator, Optional
 
 import pytest
@@ -15,6 +16,9 @@ from server_fixtures import copy, server
 
 # The server is on this computer: a proxy would not find it.
 os.environ["no_proxy"] = os.environ["NO_PROXY"] = "127.0.0.1"
+
+# Programs inherit what is ignored here, as it is in the background of a script's shell.
+signal.signal(signal.SIGINT, signal.default_int_handler)
 
 Opener = Callable[..., mtllib.Library]
 
