@@ -56,9 +56,10 @@ bool tunnelRefused(CURL* easy) {
   return status != 0 && status / 100 != 2;
 }
 
-int systemNumber(CURL* easy, ConnectionErrorReason reason) {
-  if (reason != CONNECTION_ERROR_CONNECT && reason != CONNECTION_ERROR_SEND &&
-      reason != CONNECTION_ERROR_RECEIVE) {
+int systemNumber(CURL* easy, CURLcode code) {
+  // The others may find one that an earlier attempt has left.
+  if (code != CURLE_COULDNT_CONNECT && code != CURLE_INTERFACE_FAILED && code != CURLE_SEND_ERROR &&
+      code != CURLE_RECV_ERROR) {
     return 0;
   }
   long number = 0;
@@ -70,13 +71,19 @@ int systemNumber(CURL* easy, ConnectionErrorReason reason) {
 
 ConnectionError describeFailure(CURL* easy, CURLcode code, bool viaProxy) {
   ConnectionErrorReason reason = reasonOf(code);
-  const int number = systemNumber(easy, reason);
+  const int number = systemNumber(easy, code);
   if (viaProxy && (reason == CONNECTION_ERROR_CONNECT || tunnelRefused(easy))) {
     reason = CONNECTION_ERROR_PROXY;
   }
   const auto word = static_cast<std::uint32_t>(reason);
   if (number != 0) return {word | CONNECTION_ERROR_SYSTEM_NUMBER, number};
   return {word, static_cast<std::int32_t>(code)};
+}
+
+ConnectionError describeBrokenRule(HttpRule rule) {
+  const bool limit = rule >= HTTP_RULE_HEADER_SIZE;
+  const std::uint32_t reason = limit ? CONNECTION_ERROR_LIMIT : CONNECTION_ERROR_PROTOCOL;
+  return {reason | CONNECTION_ERROR_RULE_NUMBER, rule};
 }
 
 }  // namespace Networking

@@ -1,4 +1,4 @@
-// Translating libcurl's failures into the library's own enumeration.
+// Translating failures, libcurl's and those of an answer, into the library's own enumeration.
 #ifndef KRELL_NETWORKING_CONNECTION_ERROR_H_
 #define KRELL_NETWORKING_CONNECTION_ERROR_H_
 
@@ -9,8 +9,11 @@
 namespace Krell {
 namespace Networking {
 
-/// Describes the failure `code` of the transfer that `easy` ran, through a proxy or not.
+/// Describes the failure `code` of the connection that `easy` made, through a proxy or not.
 ConnectionError describeFailure(CURL* easy, CURLcode code, bool viaProxy);
+
+/// Describes an answer that broke `rule`.
+ConnectionError describeBrokenRule(HttpRule rule);
 
 }  // namespace Networking
 }  // namespace Krell

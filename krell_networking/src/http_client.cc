@@ -19,6 +19,17 @@ krbool HttpClient::request(Err& err, const char* path, unsigned method, ReqToken
   return engine_->start(index_, path, token, err.chain) ? 1 : 0;
 }
 
+krbool HttpClient::request(Err& err, const RequestOptions& options) {
+  const bool badRange = options.firstByte < 0
+                            ? options.lastByte >= 0
+                            : options.lastByte >= 0 && options.lastByte < options.firstByte;
+  if ((options.method != kGet && options.method != kHead) || badRange) {
+    setError(err.chain, "HttpClient::request", -1, "Unsupported kind of request");
+    return 0;
+  }
+  return engine_->start(index_, options, err.chain) ? 1 : 0;
+}
+
 krbool HttpClient::waitForRequestCompletion(ReqIDGeneralType* id) {
   if (id != nullptr) return 0;
   engine_->waitFinished(index_);
@@ -117,6 +128,25 @@ krbool HttpClientPool::setHeaders(Err& err, Headers& headers, krbool append) {
   auto& list = to->configuration().headers.list;
   if (append == 0) list.clear();
   list.insert(list.end(), headers.fields().list.begin(), headers.fields().list.end());
+  return 1;
+}
+
+krbool HttpClientPool::setCompletionCallback(Err& err, HttpClient::CompletionCallback callback) {
+  TransferEngine* to = engine(err, "HttpClientPool::setCompletionCallback");
+  if (to == nullptr) return 0;
+  to->configuration().onComplete = callback;
+  return 1;
+}
+
+krbool HttpClientPool::setRateLimit(Err& err, std::int64_t bytesPerSecond) {
+  constexpr const char* kTag = "HttpClientPool::setRateLimit";
+  TransferEngine* to = engine(err, kTag);
+  if (to == nullptr) return 0;
+  if (bytesPerSecond < 0) {
+    pushError(err.chain, kTag, -1, "Invalid rate");
+    return 0;
+  }
+  to->configuration().bytesPerSecond = bytesPerSecond;
   return 1;
 }
 

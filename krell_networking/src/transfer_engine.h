@@ -1,133 +1,166 @@
-// TransferEngine: the one thread behind a pool, which drives libcurl for all clients.
+// TransferEngine: the one thread behind a pool, which runs the exchanges of all clients.
 #ifndef KRELL_NETWORKING_TRANSFER_ENGINE_H_
 #define KRELL_NETWORKING_TRANSFER_ENGINE_H_
 
-#include <curl/curl.h>
-
-#include <chrono>
+#include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "answer.h"
+#include "connection.h"
 #include "evbuffer.h"
 #include "header_fields.h"
 #include "net/http_client.h"
-#include "ssl_configuration.h"
+#include "pace.h"
+#include "request_text.h"
 #include "transfer_limits.h"
 
 namespace Krell {
 namespace Networking {
 
 /// How the clients of a pool connect; complete before the first request.
-struct TransferConfiguration {
-  std::string host;
-  int port = 0;
-  bool tls = false;
-  ClientSSLConfiguration ssl;
-  std::string proxyHost;  ///< Empty connects directly.
-  int proxyPort = 0;
+struct TransferConfiguration : Peer {
   HeaderFields headers;
   HttpClient::Callbacks callbacks{};
+  HttpClient::CompletionCallback onComplete = nullptr;
   void* userPointer = nullptr;
+  std::int64_t bytesPerSecond = 0;  ///< 0 for no limit.
   TransferLimits limits = transferLimits();
 };
 
 /// Runs the requests of a fixed number of clients on a thread of its own, started with
-/// the first request. All connections are kept in one cache, so that a client uses
-/// whichever is idle; never more than one a client.
+/// the first request. A request takes whichever connection is idle; there is never more than
+/// one a client. All of them are opened with the second request.
 ///
 /// Hand-over: what callbacks wrote is visible to whoever was told, by waitAvailable() or
 /// waitFinished(), that the client is idle. Both sides take the mutex.
-class TransferEngine {
+class TransferEngine : private Connection::Watch {
  public:
   explicit TransferEngine(HttpClient* clients, int count);
-  ~TransferEngine();
+  ~TransferEngine() override;
   TransferEngine(const TransferEngine&) = delete;
   TransferEngine& operator=(const TransferEngine&) = delete;
 
   TransferConfiguration& configuration() { return configuration_; }
 
-  /// Queues a GET on an idle client; the reason in `error` when it cannot.
+  /// Queues a request on an idle client; the reason in `error` when it cannot.
+  bool start(int index, const HttpClient::RequestOptions& options, ErrorChain& error);
   bool start(int index, const char* path, ReqTokenGeneralType* token, ErrorChain& error);
   void waitFinished(int index);
   /// The index of a client that may be used, -1 when the engine is stopping.
   int waitAvailable();
 
  private:
+  static constexpr std::size_t kBufferSize = 256UL * 1024;
+  /// Received for one request before the others are looked at: more is on its way.
+  static constexpr std::size_t kManyBytes = kBufferSize / 4;
+
   enum class State { kIdle, kRunning, kFinished };
-  using Clock = std::chrono::steady_clock;
+  struct Link;
 
-  struct EasyCleanup {
-    void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
-  };
-  struct MultiCleanup {
-    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
-  };
-  struct UrlCleanup {
-    void operator()(CURLU* url) const { curl_url_cleanup(url); }
-  };
-  struct ListCleanup {
-    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
-  };
-
-  /// One client's transfer. `state` and `finishedAs` are guarded by the mutex; the rest
+  /// One client's request. `state` and `finishedAs` are guarded by the mutex; the rest
   /// belongs to the engine's thread while the client runs and to the caller otherwise.
-  struct Transfer {
+  struct Transfer : Answer::Reader {
+    void onStatus(int status) override;
+    bool onBody(const char* bytes, std::size_t size) override;
+
     TransferEngine* engine = nullptr;
     HttpClient* client = nullptr;
     State state = State::kIdle;
     std::uint64_t finishedAs = 0;
-    std::unique_ptr<CURL, EasyCleanup> easy;
+
     ReqTokenGeneralType* token = nullptr;
+    std::string request;
+    bool toHead = false;
+    std::int64_t mostBodyBytes = -1;
+
     bool active = false;
-    bool statusReported = false;
-    bool headerComplete = false;
+    bool completing = false;
+    bool begun = false;     ///< A byte of the answer has arrived.
+    bool mayRetry = false;  ///< The connection is older than the request.
+    Link* link = nullptr;
+    std::size_t sent = 0;
+    Answer answer;
+    Pace pace;
     TransferProgress progress{};
     Evbuffer data{};
     std::uint64_t startedAs = 0;
     Clock::time_point lastCallback;
   };
 
-  /// A socket in use.
-  struct Socket {
-    curl_socket_t handle;
-    Transfer* transfer;
+  /// One connection and whose it is.
+  struct Link {
+    Link(CURLM* multi, Connection::Watch& watch) : connection(multi, watch) {}
+
+    Connection connection;
+    Transfer* user = nullptr;
+    bool mayHaveMore = false;  ///< Received but not taken from TLS yet.
+    Clock::time_point deadline;
   };
 
-  bool prepare(Transfer& transfer, const char* path);
-  bool configurePrototype();
-  bool buildHeaderList();
-  bool launchThread();
+  bool checkStart(const Transfer& transfer, const HttpClient::RequestOptions& options,
+                  ErrorChain& error);
+  bool launch();
   int pickAvailable() const;
 
+  // On the engine's thread.
   void run();
-  bool fallAsleep();
   bool takeRequests();
-  void serveTransfers();
-  void collectFinished();
-  void callIdleClients();
-  void finish(Transfer& transfer, CURLcode code);
-  bool deliver(Transfer& transfer, const char* bytes, std::size_t size);
-  void reportStatus(Transfer& transfer);
+  void begin(Transfer& transfer);
+  void attach(Transfer& transfer);
+  void use(Link& link, Transfer& transfer);
+  void openFor(Transfer& transfer);
+  bool open(Link& link);
+  void openOthers();
+  void connectOpening();
+  void finishConnecting(Link& link, CURLcode outcome);
+  bool mayGoOn(const Connection& connection) override;
 
-  static int onSocket(CURL* easy, curl_socket_t handle, int what, void* engine, void* ofSocket);
-  static std::size_t onHeader(char* bytes, std::size_t unit, std::size_t count, void* transfer);
-  static std::size_t onBody(char* bytes, std::size_t unit, std::size_t count, void* transfer);
+  void wait();
+  bool fallAsleep();
+  bool isServedNow(const Link& link) const;
+  void serve();
+  std::size_t serve(Link& link);
+  void send(Transfer& transfer);
+  std::size_t receive(Transfer& transfer);
+  void takeResult(Transfer& transfer, Answer::Result result, bool nothingLeft);
+  void takeEnd(Transfer& transfer);
+  bool isQuiet(Link& link);
+
+  void askHosts();
+  void endSlow();
+  bool deliver(Transfer& transfer, const char* bytes, std::size_t size);
+  void breakOff(Transfer& transfer, CURLcode code);
+  void fail(Transfer& transfer, const ConnectionError& error);
+  void drop(Transfer& transfer);
+  void finish(Transfer& transfer);
+
+  /// The one whose thread this is.
+  static thread_local const TransferEngine* ofThisThread_;
 
   TransferConfiguration configuration_;
   std::vector<Transfer> transfers_;
-  std::unique_ptr<curl_slist, ListCleanup> headerList_;
-  std::unique_ptr<CURLU, UrlCleanup> url_;
-  std::unique_ptr<CURL, EasyCleanup> prototype_;  ///< Configured; never in flight.
-  // Of the engine's thread alone; the multi handle tells of sockets to its end.
-  std::vector<Socket> sockets_;  ///< Those of the oldest transfer first.
-  std::vector<Socket> served_;
+  RequestText requestText_;
+  EasyHandle connector_;
+  std::unique_ptr<char[]> buffer_;
+  MultiHandle multi_;
+
+  // Of the engine's thread alone.
+  std::deque<Link> links_;  ///< They go before the multi handle.
+  std::vector<Transfer*> taken_;
+  std::vector<curl_waitfd> polled_;
+  std::vector<Link*> served_;
   std::uint64_t startedCount_ = 0;
-  std::unique_ptr<CURLM, MultiCleanup> multi_;
+  Clock::time_point now_;
+  Clock::time_point lastFullRound_;
+  RateLimit rate_;
   std::thread thread_;
 
   std::mutex mutex_;
@@ -136,7 +169,7 @@ class TransferEngine {
   std::uint64_t finishedCount_ = 0;
   int waiting_ = 0;
   bool asleep_ = false;
-  bool stopping_ = false;
+  std::atomic<bool> stopping_{false};  ///< Written under the mutex.
 };
 
 }  // namespace Networking

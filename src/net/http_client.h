@@ -24,7 +24,7 @@ struct IP;
 struct ConnectionError {
   /// Low 12 bits: ConnectionErrorReason. Upper 20: ConnectionErrorFlags.
   std::uint32_t code;
-  /// An operating system's error number or a CURLcode, as the flags say.
+  /// An operating system's error number, an HttpRule or a CURLcode, as the flags say.
   std::int32_t underlying;
 };
 
@@ -71,7 +71,31 @@ class HttpClient {
     kSerialized = 64  ///< The caller relies on callbacks that never overlap.
   };
 
-  enum Method : unsigned { kGet = 1 };
+  enum Method : unsigned {
+    kGet = 1,
+    kHead = 2  ///< For requests with RequestOptions alone.
+  };
+
+  /// What a request may ask for beside a path.
+  struct RequestOptions {
+    /// Sent as it stands: begins with '/', holds neither spaces nor control characters.
+    const char* path = nullptr;
+    Method method = kGet;
+    ReqTokenGeneralType* token = nullptr;  ///< Handed to the callbacks.
+    std::int64_t firstByte = -1;           ///< Of the range asked for; -1 for the whole.
+    std::int64_t lastByte = -1;            ///< -1 for the last one there is.
+    /// Sent after those of the pool; read before request() returns.
+    const Headers* fields = nullptr;
+    /// A longer body is a CONNECTION_ERROR_LIMIT, of which not a byte more than these is
+    /// delivered, and none when its length says so; -1 for any length.
+    std::int64_t mostBodyBytes = -1;
+  };
+
+  /// Called on the library's thread when a request has finished and its other callbacks have
+  /// returned. It may start the client's next request, which then needs no other thread;
+  /// unless it does, the client is idle when it returns. It must not throw, wait for
+  /// clients, or destroy the pool.
+  using CompletionCallback = void (*)(CallbackContext* context, ReqTokenGeneralType* token);
 
   /// Starts a GET of `path`, which is sent as it stands: it must begin with '/' and hold
   /// neither spaces nor control characters. `token` is handed to the callbacks. `body`
@@ -79,6 +103,10 @@ class HttpClient {
   /// started.
   KRELL_EXPORT krbool request(Err& err, const char* path, unsigned method,
                               ReqTokenGeneralType* token, Buffer* body, ReqIDGeneralType** id);
+
+  /// Starts a request that asks for more than a path. Returns 0, with the reason in `err`,
+  /// when nothing was started.
+  KRELL_EXPORT krbool request(Err& err, const RequestOptions& options);
 
   /// Waits until the client's request has finished and its callbacks have returned,
   /// whose writes are then visible to the caller. `id` must be null.
@@ -110,6 +138,13 @@ class HttpClientPool {
   /// Sends a copy of the fields with every request; with `append` beside those set
   /// before, else instead of them.
   KRELL_EXPORT krbool setHeaders(Err& err, Headers& headers, krbool append);
+
+  /// Tells `callback` of every request that has finished; null for nobody. It gets the user
+  /// pointer of setCallbacks().
+  KRELL_EXPORT krbool setCompletionCallback(Err& err, HttpClient::CompletionCallback callback);
+  /// Receives at most so many bytes a second for all clients together, headers included; 0
+  /// for no limit.
+  KRELL_EXPORT krbool setRateLimit(Err& err, std::int64_t bytesPerSecond);
 
   /// Blocks until a client is idle: its request finished, its callbacks returned, and
   /// their writes visible to the caller. Hands out the lowest client that holds no

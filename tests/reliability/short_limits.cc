@@ -20,10 +20,9 @@ namespace Krell {
 namespace Networking {
 
 TransferLimits transferLimits() {
-  TransferLimits limits{};
+  TransferLimits limits;
   limits.connectMilliseconds = limitSeconds * 1000L;
   limits.stallSeconds = limitSeconds;
-  limits.callbackInterval = std::chrono::milliseconds(40);
   return limits;
 }
 
