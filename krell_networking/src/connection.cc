@@ -136,8 +136,8 @@ bool Connection::tunnelRefused() const {
 }
 
 ConnectionError Connection::describe(CURLcode code, const Peer& peer) const {
-  // A tunnel that the proxy would not open is a receive error to libcurl.
-  if (refused_) code = CURLE_RECV_ERROR;
+  // To libcurl, a tunnel that the proxy would not open is a receive error.
+  if (refused_) return {CONNECTION_ERROR_PROXY, CURLE_RECV_ERROR};
   if (peer.speaksToProxy() && code == CURLE_COULDNT_RESOLVE_HOST) {
     code = CURLE_COULDNT_RESOLVE_PROXY;
   }

@@ -25,6 +25,7 @@ struct Received {
   std::atomic<int> abortAfter{-1};  ///< Abort once there were so many data calls.
   int errorCalls = 0;
   std::uint32_t reason = 0;
+  std::uint32_t flags = 0;
   bool systemNumber = false;
   int underlying = 0;
 };
@@ -73,6 +74,17 @@ class PoolFixture : public testing::Test {
     return index;
   }
 
+  /// The same, of a request that asks for more than a path.
+  int start(Client::RequestOptions options, Received& received) {
+    int index = -1;
+    Client* client = pool_.waitAvailable(&index);
+    EXPECT_NE(client, nullptr);
+    options.token = token(received);
+    Krell::Err err;
+    EXPECT_NE(client->request(err, options), 0) << err.chain.head->message;
+    return index;
+  }
+
   void wait(int index) { EXPECT_NE(pool_.client(index).waitForRequestCompletion(nullptr), 0); }
 
   void get(const char* path, Received& received) { wait(start(path, received)); }
@@ -95,17 +107,17 @@ class PoolFixture : public testing::Test {
     EXPECT_EQ(received.errorCalls, 0);
   }
 
+  using Token = Krell::Networking::ReqTokenGeneralType;
+  using Context = Krell::Networking::CallbackContext;
+
   Pool pool_;
   std::atomic<int> inCallback_{0};
   std::atomic<bool> overlapped_{false};
 
- private:
-  using Token = Krell::Networking::ReqTokenGeneralType;
-  using Context = Krell::Networking::CallbackContext;
-
   static Token* token(Received& received) { return reinterpret_cast<Token*>(&received); }
   static Received& of(Token* token) { return *reinterpret_cast<Received*>(token); }
 
+ private:
   static void onSent(Context*, Token*) {}
   static void onStatus(Context*, Token* token, const std::uint32_t* status) {
     of(token).status = *status;
@@ -135,6 +147,7 @@ class PoolFixture : public testing::Test {
     Received& received = of(token);
     ++received.errorCalls;
     received.reason = error->code & 0xFFF;
+    received.flags = error->code & ~0xFFFU;
     received.systemNumber = (error->code & Krell::Networking::CONNECTION_ERROR_SYSTEM_NUMBER) != 0;
     received.underlying = error->underlying;
   }

@@ -1,7 +1,9 @@
 // Requests through an HTTP proxy; the scripted server plays the proxy.
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "pool_fixture.h"
@@ -68,6 +70,63 @@ TEST_F(ProxyTest, AProxyNameThatDoesNotExistIsReportedAsSuch) {
   EXPECT_EQ(received.reason, 4U);
   EXPECT_FALSE(received.systemNumber);
   EXPECT_EQ(received.underlying, 5);
+}
+
+/// A proxy that answers a request for a tunnel with `begin`, and with `piece` again and again
+/// for as long as somebody listens.
+class EndlessProxyTest : public ProxyTest {
+ protected:
+  void answerWithoutEnd(const std::string& begin, const std::string& piece,
+                        std::chrono::milliseconds pause = {}) {
+    Krell::Err err;
+    pool_.setSSLContext(err, getKrellNetworkingContext()->clientSsl);
+    proxy_.handle("library.invalid:8080", [=](const ServerRequest&, Socket& socket) {
+      bool taken = socket.send(begin);
+      while (taken) {
+        std::this_thread::sleep_for(pause);
+        taken = socket.send(piece);
+      }
+      return false;
+    });
+  }
+};
+
+TEST_F(EndlessProxyTest, EndsARefusalThatDoesNotEnd) {
+  for (const char* length :
+       {"Content-Length: 1000000000000000\r\n", "Transfer-Encoding: chunked\r\n", ""}) {
+    answerWithoutEnd("HTTP/1.1 407 No\r\nProxy-Authenticate: Basic realm=\"x\"\r\n" +
+                         std::string(length) + "\r\n",
+                     "10000\r\n" + std::string(65536, 'x') + "\r\n");
+    Received received;
+    get("/file", received);
+    EXPECT_EQ(received.reason, CONNECTION_ERROR_PROXY);
+    EXPECT_EQ(received.underlying, 56);
+  }
+}
+
+TEST_F(EndlessProxyTest, EndsAHeaderThatDoesNotEnd) {
+  answerWithoutEnd("HTTP/1.1 200 OK\r\n", "X: " + std::string(1000, 'x') + "\r\n");
+  Received received;
+  get("/file", received);
+  EXPECT_EQ(received.reason, CONNECTION_ERROR_PROXY);
+}
+
+TEST_F(EndlessProxyTest, IsLeftWhenTheHostAborts) {
+  answerWithoutEnd("HTTP/1.1 200 ", "x", std::chrono::milliseconds(5));
+  Received received;
+  received.abortAfter = 5;
+  get("/file", received);
+  EXPECT_EQ(received.errorCalls, 0);
+}
+
+TEST_F(EndlessProxyTest, DoesNotHoldUpTheEndOfThePool) {
+  answerWithoutEnd("HTTP/1.1 200 OK\r\nX: ", "x", std::chrono::milliseconds(5));
+  Received received;
+  start("/file", received);
+  while (received.dataCalls < 3)
+    std::this_thread::yield();
+  pool_.destroy();
+  EXPECT_EQ(received.errorCalls, 1);
 }
 
 TEST_F(ProxyTest, AHostWithAnUnderscoreIsNamedToTheProxy) {
