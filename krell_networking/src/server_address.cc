@@ -37,13 +37,28 @@ bool isIpv6Byte(char c) {
   return isDigit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f') || c == ':' || c == '.';
 }
 
+// Whether `text` has the form of an IPv6 address; whether it is one is the resolver's verdict.
+bool isIpv6Form(std::string_view text) {
+  constexpr std::size_t kMostGroupDigits = 4;
+  if (!std::all_of(text.begin(), text.end(), isIpv6Byte)) return false;
+  if (std::count(text.begin(), text.end(), ':') < 2) return false;
+  std::size_t begin = 0;
+  while (begin < text.size()) {
+    const std::string_view group = text.substr(begin, text.find(':', begin) - begin);
+    const bool dotted = group.find('.') != std::string_view::npos;
+    if (group.size() > kMostGroupDigits && !dotted) return false;
+    begin += group.size() + 1;
+  }
+  return true;
+}
+
 }  // namespace
 
 bool isHostName(const char* host) {
   const std::string_view text(host);
   if (text.empty()) return false;
-  const bool ipv6 = text.find(':') != std::string_view::npos;
-  return std::all_of(text.begin(), text.end(), ipv6 ? isIpv6Byte : isHostByte);
+  if (text.find(':') != std::string_view::npos) return isIpv6Form(text);
+  return std::all_of(text.begin(), text.end(), isHostByte);
 }
 
 bool isPort(int port) {

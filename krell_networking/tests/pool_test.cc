@@ -440,7 +440,9 @@ TEST_F(HttpClientPoolTest, SpeaksTlsOnlyToATlsServer) {
 }
 
 TEST_F(HttpClientPoolTest, RefusesInvalidServers) {
-  for (const char* host : {"", "a b", "user@h", "h/x", "h?x", "h#x", "h:80x", "a\r\nb"}) {
+  for (const char* host :
+       {"", "a b", "user@h", "h/x", "h?x", "h#x", "h:80x", "a\r\nb", "a:b", "a:99999",
+        "127.0.0.1:99999", "127.0.0.1:80", "::99999", ":", "a::b:c0ffe"}) {
     Krell::Err err;
     EXPECT_EQ(pool_.setServer(err, host, 80, nullptr), 0);
     EXPECT_EQ(std::string(err.chain.head->message),

@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "support/temp_dir.h"
 
@@ -88,8 +89,8 @@ void writeCertificate(const Identity& identity, const std::string& fileName) {
   std::fclose(file);
 }
 
-TlsServer::TlsServer(const Identity& identity, int newestVersion)
-    : context_(SSL_CTX_new(TLS_server_method())) {
+TlsServer::TlsServer(const Identity& identity, int newestVersion, TlsReply reply)
+    : context_(SSL_CTX_new(TLS_server_method())), reply_(std::move(reply)) {
   // Old protocols are only there when everything weak is allowed.
   SSL_CTX_set_cipher_list(context_.get(), "ALL:@SECLEVEL=0");
   SSL_CTX_set_min_proto_version(context_.get(), TLS1_VERSION);
@@ -132,9 +133,8 @@ void TlsServer::serve() {
     if (SSL_accept(connection.get()) == 1 &&
         SSL_read(connection.get(), request, sizeof(request)) > 0) {
       ++requestCount_;
-      constexpr char kReply[] = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nnew";
-      SSL_write(connection.get(), kReply, sizeof(kReply) - 1);
-      SSL_shutdown(connection.get());
+      SSL_write(connection.get(), reply_.bytes.data(), static_cast<int>(reply_.bytes.size()));
+      if (reply_.closeNotify) SSL_shutdown(connection.get());
     }
     close(descriptor);
   }

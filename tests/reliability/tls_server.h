@@ -36,11 +36,17 @@ Identity makeServerIdentity(const Identity* issuer, const char* names, int first
 
 void writeCertificate(const Identity& identity, const std::string& fileName);
 
-/// Answers every request with status 200 and the body "new".
+/// What a server answers to each request, before it ends the connection.
+struct TlsReply {
+  std::string bytes = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nnew";
+  /// Announces the end, as nobody between client and server can.
+  bool closeNotify = true;
+};
+
 class TlsServer {
  public:
   /// `newestVersion` is the newest protocol it speaks, such as TLS1_3_VERSION.
-  TlsServer(const Identity& identity, int newestVersion);
+  TlsServer(const Identity& identity, int newestVersion, TlsReply reply = {});
   ~TlsServer();
   TlsServer(const TlsServer&) = delete;
   TlsServer& operator=(const TlsServer&) = delete;
@@ -53,6 +59,7 @@ class TlsServer {
   void serve();
 
   OpenSsl<SSL_CTX> context_;
+  TlsReply reply_;
   int listener_ = -1;
   std::uint16_t port_ = 0;
   std::atomic<bool> stopping_{false};

@@ -123,6 +123,40 @@ TEST_F(UntrustedServer, ThatSpeaksTls11IsRefused) {
   expectRefused(serverIdentity(kLocal, -1, 30), kNoTls, TLS1_1_VERSION);
 }
 
+/// A trusted server whose connection somebody between may cut.
+class CutConnection : public UntrustedServer {
+ protected:
+  int checkReply(const std::string& bytes, bool closeNotify) {
+    const Identity identity = serverIdentity(kLocal, -1, 30);
+    const TlsServer server(identity, version_, TlsReply{bytes, closeNotify});
+    return checkAt(server);
+  }
+
+  int version_ = TLS1_3_VERSION;
+};
+
+TEST_F(CutConnection, IsNoEndOfABodyWithoutLength) {
+  for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+    version_ = version;
+    callback_.clear();
+    EXPECT_EQ(checkReply("HTTP/1.1 200 OK\r\n\r\nne", false), -1);
+    EXPECT_THAT(callback_.errors(),
+                ElementsAre(HasSubstr("Connection error: reason=7 extraF=0 underlying=18")));
+  }
+}
+
+TEST_F(CutConnection, DoesNotMatterBehindABodyWithLength) {
+  EXPECT_EQ(checkReply("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nold", false), 0);
+}
+
+TEST_F(CutConnection, IsToldFromAnEndThatTheServerAnnounces) {
+  for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+    version_ = version;
+    EXPECT_EQ(checkReply("HTTP/1.1 200 OK\r\n\r\nold", true), 0);
+    EXPECT_EQ(checkReply("HTTP/1.1 200 OK\r\n\r\nnew", true), 1);
+  }
+}
+
 // The other way to name authorities: a folder of them, each file called by its hash.
 class TrustedFolder {
  public:

@@ -577,6 +577,10 @@ TEST_F(Failure, MalformedAddressesAreReportedWithoutANetwork) {
       {"ftp://h:21/x", "[DownloaderImpl::initHttpGetter] -1: Unkown addressing scheme"},
       {"http://", "[HttpClientPool::setServer] -1: Invalid server \"\", port 80"},
       {"http://h:x/lib", "[HttpClientPool::setServer] -1: Invalid server \"h:x\", port 80"},
+      {"http://127.0.0.1:99999/lib",
+       "[HttpClientPool::setServer] -1: Invalid server \"127.0.0.1:99999\", port 80"},
+      {"http://a:b", "[HttpClientPool::setServer] -1: Invalid server \"a:b\", port 80"},
+      {"https://a:99999", "[HttpClientPool::setServer] -1: Invalid server \"a:99999\", port 443"},
       {"https://u@h/lib", "[HttpClientPool::setServer] -1: Invalid server \"u@h\", port 443"},
       {"http://h:0/", "[HttpClientPool::setServer] -1: Invalid server \"h\", port 0"}};
   for (const auto& [address, cause] : causes) {
