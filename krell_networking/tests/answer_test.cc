@@ -1,12 +1,12 @@
 // What is taken for an answer and what is not, wherever the bytes are cut into pieces.
-#include "answer.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <ostream>
 #include <string>
 #include <string_view>
+
+#include "answer_reading.h"
 
 namespace {
 
@@ -22,64 +22,6 @@ std::string repeated(std::string_view piece, int count) {
   for (int i = 0; i < count; ++i)
     text += piece;
   return text;
-}
-
-/// What became of an answer.
-struct Outcome : Answer::Reader {
-  void onStatus(int code) override { status = code; }
-  bool onBody(const char* bytes, std::size_t size) override {
-    body.append(bytes, size);
-    return true;
-  }
-  bool operator==(const Outcome& other) const {
-    return result == other.result && rule == other.rule && status == other.status &&
-           body == other.body && unread == other.unread && kept == other.kept;
-  }
-
-  Result result = Result::kMore;
-  HttpRule rule{};
-  int status = 0;
-  std::string body;
-  std::size_t unread = 0;  ///< Bytes behind the answer.
-  bool kept = false;       ///< Whether the connection may be used again.
-};
-
-std::ostream& operator<<(std::ostream& stream, const Outcome& outcome) {
-  return stream << "result " << static_cast<int>(outcome.result) << ", rule " << outcome.rule
-                << ", status " << outcome.status << ", body \"" << outcome.body << "\", unread "
-                << outcome.unread << ", kept " << outcome.kept;
-}
-
-struct Reading {
-  bool toHead = false;
-  bool wholly = true;
-  std::int64_t mostBodyBytes = -1;
-};
-
-/// Reads `text` in pieces: the first one of `first` bytes, the others of `step`; then the
-/// connection ends.
-Outcome readInPieces(std::string_view text, const Reading& reading, std::size_t first,
-                     std::size_t step) {
-  Outcome outcome;
-  Answer answer;
-  answer.begin(AnswerLimits{}, reading.toHead, reading.mostBodyBytes);
-  std::size_t place = 0;
-  std::size_t size = first;
-  while (place < text.size() && outcome.result == Result::kMore) {
-    // In memory of its own, so that sanitizers see what is read beyond it.
-    const std::string piece(text.substr(place, size));
-    const char* at = piece.data();
-    outcome.result = answer.take(&at, piece.data() + piece.size(), outcome);
-    place += static_cast<std::size_t>(at - piece.data());
-    size = step;
-  }
-  if (outcome.result == Result::kMore) outcome.result = answer.takeEnd(reading.wholly);
-  if (outcome.result == Result::kBroken) outcome.rule = answer.broken();
-  if (outcome.result == Result::kComplete) {
-    outcome.unread = text.size() - place;
-    outcome.kept = answer.keepsConnection();
-  }
-  return outcome;
 }
 
 /// Reads `text` at once, and makes sure that it is the same in two pieces, cut anywhere, and

@@ -6,7 +6,9 @@ set(MTLLIB_MAINTAINER "The mtllib authors <packages@mtllib.example>" CACHE STRIN
   "Who answers for Debian's packages")
 
 file(READ ${PROJECT_SOURCE_DIR}/LICENSE licences)
-file(WRITE ${generated}/copyright ${licences})
+file(READ ${MTLLIB_LLHTTP_LICENCE} llhttp)
+file(WRITE ${generated}/copyright
+  "${licences}\nThe networking library carries code of llhttp:\n\n${llhttp}")
 file(READ ${MTLLIB_CLI11_LICENCE} cli11)
 file(WRITE ${generated}/copyright-tools "${licences}\nThe programs carry code of CLI11:\n\n${cli11}")
 

@@ -42,6 +42,40 @@ std::optional<ConnectionNumbers> connectionNumbersOf(const ErrorEntry& entry) {
   return count == 3 ? std::optional(numbers) : std::nullopt;
 }
 
+// "" for what breaks no rule.
+const char* brokenRuleText(const ConnectionNumbers& numbers) {
+  using namespace Krell::Networking;  // NOLINT(google-build-using-namespace)
+  if (numbers.flags != CONNECTION_ERROR_RULE_NUMBER) return "";
+  switch (numbers.underlying) {
+    case HTTP_RULE_STATUS_LINE:
+      return "it does not begin as HTTP/1 does";
+    case HTTP_RULE_FORBIDDEN_BYTE:
+      return "its header has a zero byte or a lone carriage return";
+    case HTTP_RULE_FIELD:
+      return "a line of its header is no field";
+    case HTTP_RULE_LENGTH:
+      return "its length is not one plain number";
+    case HTTP_RULE_CODING:
+      return "its transfer coding is another than chunked";
+    case HTTP_RULE_CHUNK:
+      return "its chunks do not follow one another";
+    case HTTP_RULE_UPGRADE:
+      return "it changes to another protocol";
+    case HTTP_RULE_HEADER_SIZE:
+      return "its header has more than 300 KiB";
+    case HTTP_RULE_FIELD_COUNT:
+      return "its header has more than 1,000 fields";
+    case HTTP_RULE_CHUNK_EXTENSIONS:
+      return "its chunks have more than 16 KiB of extensions";
+    case HTTP_RULE_INTERIM_ANSWERS:
+      return "more than 32 interim answers came before it";
+    case HTTP_RULE_BODY_SIZE:
+      return "its body is longer than allowed";
+    default:
+      return "";
+  }
+}
+
 std::string entryText(const ErrorEntry& entry, bool detailed) {
   const std::string code = std::to_string(entry.code);
   std::string text = mtlrules::printableLine(entry.message);
@@ -101,6 +135,8 @@ std::string connectionReasonText(std::uint32_t reason) {
       return "no closer reason known";
     case CONNECTION_ERROR_CERTIFICATE:
       return "the server's certificate could not be verified";
+    case CONNECTION_ERROR_LIMIT:
+      return "the answer is larger than what is taken";
     default:
       return "";
   }
@@ -127,7 +163,10 @@ std::string explanationOf(const ErrorEntry& entry) {
   if ((numbers->flags & Krell::Networking::CONNECTION_ERROR_SYSTEM_NUMBER) != 0) {
     text += (text.empty() ? "" : ": ") + mtlhost::systemErrorText(numbers->underlying);
   }
-  return text;
+  const bool ofAnswer = numbers->reason == Krell::Networking::CONNECTION_ERROR_PROTOCOL ||
+                        numbers->reason == Krell::Networking::CONNECTION_ERROR_LIMIT;
+  const std::string rule = ofAnswer ? brokenRuleText(*numbers) : "";
+  return rule.empty() ? text : text + ": " + rule;
 }
 
 bool isAbort(const ErrorEntries& entries) {

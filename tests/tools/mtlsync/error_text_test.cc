@@ -66,13 +66,37 @@ TEST(ConnectionReasonText, NamesEveryReason) {
   EXPECT_EQ(connectionReasonText(11), "out of memory");
   EXPECT_EQ(connectionReasonText(12), "no closer reason known");
   EXPECT_EQ(connectionReasonText(13), "the server's certificate could not be verified");
-  EXPECT_EQ(connectionReasonText(14), "");
+  EXPECT_EQ(connectionReasonText(14), "the answer is larger than what is taken");
+  EXPECT_EQ(connectionReasonText(15), "");
 }
 
 TEST(ExplanationOf, AddsTheSystemsWordsToASystemNumber) {
   EXPECT_EQ(explanationOf(connectionError("reason=2 extraF=1000 underlying=111")),
             "no connection to the server: " + refusedText());
   EXPECT_EQ(explanationOf(connectionError("reason=77 extraF=1000 underlying=104")), resetText());
+}
+
+TEST(ExplanationOf, AddsTheRuleThatAnAnswerBroke) {
+  const auto explained = [](int reason, int rule) {
+    return explanationOf(connectionError(
+        ("reason=" + std::to_string(reason) + " extraF=2000 underlying=" + std::to_string(rule))
+            .c_str()));
+  };
+  const std::string invalid = "the answer is not valid HTTP";
+  EXPECT_EQ(explained(10, 1), invalid + ": it does not begin as HTTP/1 does");
+  EXPECT_EQ(explained(10, 2), invalid + ": its header has a zero byte or a lone carriage return");
+  EXPECT_EQ(explained(10, 3), invalid + ": a line of its header is no field");
+  EXPECT_EQ(explained(10, 4), invalid + ": its length is not one plain number");
+  EXPECT_EQ(explained(10, 5), invalid + ": its transfer coding is another than chunked");
+  EXPECT_EQ(explained(10, 6), invalid + ": its chunks do not follow one another");
+  EXPECT_EQ(explained(10, 7), invalid + ": it changes to another protocol");
+  EXPECT_EQ(explained(10, 13), invalid);
+  const std::string large = "the answer is larger than what is taken";
+  EXPECT_EQ(explained(14, 8), large + ": its header has more than 300 KiB");
+  EXPECT_EQ(explained(14, 9), large + ": its header has more than 1,000 fields");
+  EXPECT_EQ(explained(14, 10), large + ": its chunks have more than 16 KiB of extensions");
+  EXPECT_EQ(explained(14, 11), large + ": more than 32 interim answers came before it");
+  EXPECT_EQ(explained(14, 12), large + ": its body is longer than allowed");
 }
 
 TEST(ExplanationOf, LeavesOtherNumbersAlone) {
