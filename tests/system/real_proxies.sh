@@ -107,3 +107,48 @@ expect_text "Connection error: reason=4"
 expect 1 mtlsync --proxy "$unknown_host" "$http" "$folder/none"
 expect_text "Connection error: reason=4"
 [ -z "$(ls -A "$folder/none")" ] || fail "files from nowhere"
+
+# start_squid: on $proxy_port. It keeps nothing, and logs what it was asked for.
+start_squid() {
+  stop_proxy
+  mkdir -p "$folder/squid"
+  cat >"$folder/squid.conf" <<END
+http_port 127.0.0.1:$proxy_port
+http_access allow localhost
+cache deny all
+cache_mem 0 MB
+access_log stdio:$folder/proxy.log
+cache_log $folder/squid/cache.log
+cache_store_log none
+coredump_dir $folder/squid
+pid_filename $folder/squid/pid
+netdb_filename none
+visible_hostname localhost
+shutdown_lifetime 0
+END
+  # As root it becomes another user, who must be able to write here.
+  chmod 755 "$folder"
+  : >"$folder/proxy.log"
+  chmod -R a+rwX "$folder/squid" "$folder/proxy.log"
+  squid -N -f "$folder/squid.conf" >"$folder/squid/out" 2>&1 &
+  proxy_pid=$!
+  for _ in $(seq 100); do
+    if curl -s --noproxy '*' -o /dev/null "http://127.0.0.1:$proxy_port/"; then
+      : >"$folder/proxy.log"
+      return 0
+    fi
+    kill -0 "$proxy_pid" 2>/dev/null || break
+    sleep 0.1
+  done
+  cat "$folder/squid/out" >&2
+  fail "squid does not start"
+}
+
+echo "Another make of proxy is spoken to alike"
+start_squid
+expect 0 mtlsync --proxy "$proxy" "$http" "$folder/copy8"
+expect_same_tree "$folder/library" "$folder/copy8"
+expect_logged "GET $http/elm%20tree.mat"
+expect 0 mtlsync --proxy "$proxy" "$https" "$folder/copy9"
+expect_same_tree "$folder/library" "$folder/copy9"
+expect_logged "CONNECT localhost:$https_port"
