@@ -14,6 +14,7 @@ import tempfile
 
 from limits import measure_limits
 from matching import measure_matching_stamps
+from picture import draw
 from report import print_tables, write_document
 from results import Results
 from scale import measure_lists
@@ -35,7 +36,8 @@ def parse_arguments():
                         default=pathlib.Path("/dev/shm"), help="where to work; a disk would be "
                         "measured with the tools (default: /dev/shm, which is in memory)")
     parser.add_argument("--document", type=pathlib.Path, metavar="FILE",
-                        help="the document to write the results to")
+                        help="the document to write the results to; their picture goes "
+                        "beside it")
     return parser.parse_args()
 
 
@@ -78,6 +80,7 @@ def main():
     print_tables(results, sys.stdout)
     if arguments.document:
         write_document(results, arguments.document)
+        arguments.document.with_suffix(".svg").write_text(draw(results))
 
 
 if __name__ == "__main__":

@@ -17,17 +17,18 @@ def table(head, rows):
     return "\n".join("| " + " | ".join(line) + " |" for line in lines)
 
 
-def ratio_table(results):
-    """Each figure of ours as a part of the best peer's, and what is aimed at."""
-    aims = {file_set.name: (*file_set.aims, None) for file_set in results.sets}
+def ratio_table(results, with_aims):
+    """Each figure of ours as a part of the best peer's, and what is aimed at, if asked for."""
+    aims = {file_set.name: file_set.aims for file_set in results.sets}
 
     def cell(row, figure, aim):
         text = f"{results.ratio(row, figure):.2f} ({results.best_peer(row, figure)})"
-        return text + (f", aim {aim:.1f}" if aim else "")
+        return text + (f", aim {aim:.2f}" if aim and with_aims else "")
 
     return table(["set", "wall time", "CPU time", "peak memory"],
                  [[" ".join(row), *(cell(row, figure, aim)
-                                    for figure, aim in zip(FIGURES, aims[row[0]]))]
+                                    for figure, aim in zip(
+                                        FIGURES, (*aims[row[0]].get(row[1], (None, None)), None)))]
                   for row in results.rows()])
 
 
@@ -87,7 +88,7 @@ def list_table(results):
 
 def print_tables(results, stream):
     print(f"mtlsync to the best peer, medians of {results.rounds}:\n", file=stream)
-    print(ratio_table(results), file=stream)
+    print(ratio_table(results, with_aims=True), file=stream)
     print("\nWall time, CPU time, peak memory:\n", file=stream)
     print(median_table(results), file=stream)
     print("\n" + "\n".join(limit_lines(results)), file=stream)
@@ -118,6 +119,6 @@ def versions():
 def write_document(results, file):
     file.write_text(TEMPLATE.read_text().format(
         date=datetime.date.today().isoformat(), machine=machine(), versions=versions(),
-        rounds=results.rounds, ratios=ratio_table(results), medians=median_table(results),
+        rounds=results.rounds, ratios=ratio_table(results, with_aims=False), medians=median_table(results),
         limits="\n".join(limit_lines(results)), memory="\n".join(memory_lines(results)),
         lists=list_table(results)))
