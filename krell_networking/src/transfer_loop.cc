@@ -130,10 +130,13 @@ void TransferEngine::connectOpening() {
   now_ = Clock::now();
   while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &count)) {
     if (message->msg != CURLMSG_DONE) continue;
+    // The message goes with its handle.
+    const CURL* const handle = message->easy_handle;
     const CURLcode outcome = message->data.result;
-    for (Link& link : links_) {
-      if (link.connection.handle() == message->easy_handle) finishConnecting(link, outcome);
-    }
+    const auto link = std::find_if(links_.begin(), links_.end(), [&](const Link& one) {
+      return one.connection.handle() == handle;
+    });
+    if (link != links_.end()) finishConnecting(*link, outcome);
   }
   for (Link& link : links_) {
     if (connecting(link) && now_ >= link.deadline) finishConnecting(link, CURLE_OPERATION_TIMEDOUT);
@@ -379,7 +382,7 @@ bool TransferEngine::deliver(Transfer& transfer, const char* bytes, std::size_t 
 // request was on its way: then it is sent once more, on a new one.
 void TransferEngine::breakOff(Transfer& transfer, CURLcode code) {
   Link* const link = transfer.link;
-  const bool again = transfer.mayRetry && !transfer.begun && !stopping_ &&
+  const bool again = link != nullptr && transfer.mayRetry && !transfer.begun && !stopping_ &&
                      (code != CURLE_OPERATION_TIMEDOUT || link->connection.isConnecting());
   if (again) {
     link->connection.close();
