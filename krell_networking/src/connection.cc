@@ -11,7 +11,7 @@ namespace Networking {
 namespace {
 
 // Of a proxy's answer to CONNECT.
-constexpr long kMostTunnelHeaderBytes = 300 * 1024;
+constexpr long kMostTunnelHeaderBytes = 300L * 1024;
 
 class Options {
  public:

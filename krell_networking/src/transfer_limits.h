@@ -10,11 +10,11 @@ namespace Networking {
 
 /// Of one answer: its interim answers and its trailers count with it.
 struct AnswerLimits {
-  std::int64_t headerBytes = 300 * 1024;
+  std::int64_t headerBytes = std::int64_t{300} * 1024;
   int headerFields = 1000;
   int interimAnswers = 32;
   /// Of all chunks of a body together.
-  std::int64_t chunkExtensionBytes = 16 * 1024;
+  std::int64_t chunkExtensionBytes = std::int64_t{16} * 1024;
 };
 
 struct TransferLimits {
