@@ -138,7 +138,7 @@ krbool HttpClientPool::setCompletionCallback(Err& err, HttpClient::CompletionCal
   return 1;
 }
 
-krbool HttpClientPool::setRateLimit(Err& err, std::int64_t bytesPerSecond) {
+krbool HttpClientPool::setRateLimit(Err& err, long long bytesPerSecond) {
   constexpr const char* kTag = "HttpClientPool::setRateLimit";
   TransferEngine* to = engine(err, kTag);
   if (to == nullptr) return 0;

@@ -144,7 +144,8 @@ class HttpClientPool {
   KRELL_EXPORT krbool setCompletionCallback(Err& err, HttpClient::CompletionCallback callback);
   /// Receives at most so many bytes a second for all clients together, headers included; 0
   /// for no limit.
-  KRELL_EXPORT krbool setRateLimit(Err& err, std::int64_t bytesPerSecond);
+  // Not std::int64_t, whose mangled name differs between systems.
+  KRELL_EXPORT krbool setRateLimit(Err& err, long long bytesPerSecond);
 
   /// Blocks until a client is idle: its request finished, its callbacks returned, and
   /// their writes visible to the caller. Hands out the lowest client that holds no
