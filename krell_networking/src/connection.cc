@@ -56,7 +56,7 @@ void setSecurity(Options& options, const ClientSSLConfiguration& ssl) {
   // Schannel reads no such folders; then the authorities in it are just not trusted.
   if (!ssl.caDirectory.empty()) options.setIfKnown(CURLOPT_CAPATH, ssl.caDirectory.c_str());
   // A revoked certificate is refused; that a private authority publishes no list of them,
-  // which Schannel alone looks for, is no reason to refuse.
+  // which Schannel alone looks for, is not a reason to refuse.
   options.set(CURLOPT_SSL_OPTIONS, static_cast<long>(CURLSSLOPT_REVOKE_BEST_EFFORT));
 }
 

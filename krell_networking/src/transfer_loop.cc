@@ -73,7 +73,7 @@ void TransferEngine::begin(Transfer& transfer) {
 void TransferEngine::attach(Transfer& transfer) {
   for (Link& link : links_) {
     if (!link.connection.isOpen() || link.user != nullptr) continue;
-    // Whatever it says now is no answer to this request.
+    // Whatever it says now is not an answer to this request.
     if (!isQuiet(link)) continue;
     transfer.mayRetry = true;
     return use(link, transfer);
@@ -396,7 +396,7 @@ void TransferEngine::breakOff(Transfer& transfer, CURLcode code) {
 
 void TransferEngine::fail(Transfer& transfer, const ConnectionError& error) {
   CallbackContext context{transfer.client, configuration_.userPointer};
-  // What the callback aborted itself is no news to it.
+  // What the callback aborted itself is not news to it.
   if (transfer.progress.abort == 0 && configuration_.callbacks.onError != nullptr) {
     configuration_.callbacks.onError(&context, &error, transfer.token);
   }

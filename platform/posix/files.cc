@@ -40,7 +40,7 @@ int toDescriptor(HANDLE handle) {
   return static_cast<int>(reinterpret_cast<std::uintptr_t>(handle)) - 1;
 }
 
-// A byte of a name that is no UTF-8 arrives as a code point of its own and is 0x80 or
+// A byte of a name that is not UTF-8 arrives as a code point of its own and is 0x80 or
 // above. Lower ones are not bytes but forgeries: a slash or a terminator that whoever
 // checked the name did not see.
 bool hasForgedByte(LPCWSTR name) {

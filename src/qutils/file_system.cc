@@ -35,7 +35,7 @@ std::size_t findStart(const char* path, std::size_t length) {
   if (length >= 3 && path[1] == ':' && path[2] == '\\') {
     start = 2;
   } else if (length >= 3 && path[0] == '\\' && path[1] == '\\') {
-    start = 2;  // the server's name, which is no directory
+    start = 2;  // the server's name, which is not a directory
     while (start < length - 1 && path[start] != '\\')
       ++start;
   }

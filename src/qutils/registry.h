@@ -53,11 +53,11 @@ struct RegistryValue {
 /// alone on failure.
 ErrorChain readRegistryValue(const RegistryKey& key, const char* valueName, RegistryValue& value);
 
-/// 0, or 1 when the value is no REG_DWORD.
+/// 0, or 1 when the value is not a REG_DWORD.
 int registryValueToDword(const RegistryValue& value, std::uint32_t& out);
 
 /// Takes the text, in UTF-8, with environment variables expanded if it is REG_EXPAND_SZ: 0;
-/// 1 when the value is no text, 2 when it holds no data, 3 when the expansion failed or memory
+/// 1 when the value is not text, 2 when it holds no data, 3 when the expansion failed or memory
 /// ran out.
 int registryValueToString(const RegistryValue& value, CharString& out);
 

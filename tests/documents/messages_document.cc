@@ -45,7 +45,7 @@ std::map<std::string, std::string> explanationsIn(const std::string& table) {
   return explanations;
 }
 
-/// What goes over the wire is no text for people.
+/// What goes over the wire is not text for people.
 bool isOfProtocol(const std::string& file) {
   return file == "answer_head.cc" || file == "request_text.cc";
 }

@@ -148,7 +148,7 @@ TEST_F(SystemProxyMemory, TheChoiceIsTheSameOrNone) {
 
 TEST_F(SystemProxyMemory, TheSettingsAreReadWholeOrNotAtAll) {
   settings.proxyMode = PROXY_MODE_SYSTEM;
-  // What the cache keeps is no leak.
+  // What the cache keeps is not a leak.
   int succeeding = 0;
   for (bool failed = true; failed; ++succeeding) {
     FailingAllocation failing(succeeding);

@@ -23,7 +23,7 @@ std::optional<std::int64_t> sizeMember(const Json::Value& entry, const char* key
   return member.asInt64();
 }
 
-// Nobody can compare with what is no digest.
+// Nobody can compare with what is not a digest.
 std::string sha256Member(const Json::Value& entry) {
   const Json::Value& member = entry["sha256"];
   std::string digits = member.isString() ? member.asString() : "";
@@ -51,7 +51,7 @@ void addEntry(std::size_t number, const Json::Value& entry, std::string_view sub
   const auto add = [&](const char* reason, bool isRefused) {
     problems.push_back({number, path, reason, isRefused});
   };
-  if (!entry.isObject()) return add("an entry is no object", true);
+  if (!entry.isObject()) return add("an entry is not an object", true);
   // Up to a zero byte.
   if (entry["path"].isString()) path = entry["path"].asCString();
   if (path.empty()) add("has no \"path\"", false);
@@ -96,9 +96,9 @@ std::string readList(std::string_view text, std::string_view subPath,
     Json::Reader reader;
     Json::Value root;
     if (!reader.parse(text.data(), text.data() + text.size() - 1, root, false)) {
-      return "it is no JSON: " + reader.getFormattedErrorMessages();
+      return "it is not JSON: " + reader.getFormattedErrorMessages();
     }
-    if (!root.isArray()) problems.push_back({0, "", "is no array", false});
+    if (!root.isArray()) problems.push_back({0, "", "is not an array", false});
     std::size_t number = 0;
     for (const Json::Value& entry : root)
       addEntry(++number, entry, subPath, files, problems);

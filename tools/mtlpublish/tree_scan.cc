@@ -1,4 +1,4 @@
-// Every problem is collected, so that a publisher can mend them all at once.
+// Every problem is collected, so that a publisher can fix them all at once.
 #include "mtlpublish/tree_scan.h"
 
 #include <algorithm>

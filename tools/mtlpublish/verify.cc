@@ -272,7 +272,7 @@ VerifyResult verifyAddress(const std::string& address, library_list::FetchReques
     return failed("the address: one with a user name is not taken");
   }
   if (mtlrules::fileUrl(base, mtlrules::kListName).empty()) {
-    return failed(mtlrules::printable(address) + ": is no address of http or https");
+    return failed(mtlrules::printable(address) + ": is not an address of http or https");
   }
   Server source(base, std::move(connection));
   return verify(source, options);

@@ -1,4 +1,4 @@
-// How the local copy differs from the library's list, for those who tell and those who mend.
+// How the local copy differs from the library's list, for those who tell and those who fix.
 #ifndef MTLLIB_TOOLS_MTLSYNC_COMPARISON_H_
 #define MTLLIB_TOOLS_MTLSYNC_COMPARISON_H_
 

@@ -52,7 +52,7 @@ const char* brokenRuleText(const ConnectionNumbers& numbers) {
     case HTTP_RULE_FORBIDDEN_BYTE:
       return "its header has a zero byte or a lone carriage return";
     case HTTP_RULE_FIELD:
-      return "a line of its header is no field";
+      return "a line of its header is not a field";
     case HTTP_RULE_LENGTH:
       return "its length is not one plain number";
     case HTTP_RULE_CODING:

@@ -14,7 +14,7 @@ namespace mtlsync {
 /// either system: "mtlsync --repair URL DIR" for the option "--repair".
 std::string commandWith(const std::string& option, const Options& options);
 
-/// One line for whoever learnt of differences: what mends them.
+/// One line for whoever learnt of differences: what fixes them.
 std::string hintForDifferences(const RunRecord& record, const Options& options);
 
 /// One line for whoever met the failure; "" when there is nothing to add.

@@ -59,7 +59,7 @@ bool removeFile(const LocalFile& file, SyncObserver& observer, ErrorEntries& pro
   return false;
 }
 
-// Something that is no file would stay, and the run would take the copy for complete.
+// Something that is not a file would stay, and the run would take the copy for complete.
 bool isRemovable(const LocalFile& stamp, ErrorEntries& problem) {
   std::error_code error;
   const fs::file_status status = fs::symlink_status(stamp.path, error);

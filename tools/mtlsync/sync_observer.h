@@ -22,9 +22,9 @@ struct RunRecord {
   std::int64_t bytes = 0;
   std::int64_t compared = 0;       ///< Listed files that were compared with the local copy.
   std::int64_t differences = 0;    ///< That were told.
-  bool foundIrregular = false;     ///< A difference that only the user can mend.
+  bool foundIrregular = false;     ///< A difference that only the user can fix.
   bool foundUnreadable = false;    ///< The same.
-  std::int64_t leftAsTheyAre = 0;  ///< Differences that were found to be none of ours to mend.
+  std::int64_t leftAsTheyAre = 0;  ///< Differences that were found to be none of ours to fix.
   std::string firstLeft;
   bool stampsMatched = false;
   bool warned = false;        ///< Told by the library as the end of a run may be.
@@ -50,7 +50,7 @@ class SyncObserver final : public mtlhost::Observer {
   /// Tells that a file of the local copy was removed.
   void showRemoved(const std::string& path);
 
-  /// Tells that what stands in a listed file's place is no regular file, and stays.
+  /// Tells that what stands in a listed file's place is not a regular file, and stays.
   void leftAsItIs(const std::string& path);
 
   /// Tells that a file of the local copy is not as the library has it: in a word for

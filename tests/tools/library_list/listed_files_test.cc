@@ -97,13 +97,13 @@ TEST(ReadList, SkipsEntriesWithoutAPath) {
 
 TEST(ReadList, DropsTheLastByteBeforeParsing) {
   EXPECT_THAT(filesOf("[]x"), IsEmpty());
-  EXPECT_THAT(problemWith("[]"), HasSubstr("it is no JSON: "));
+  EXPECT_THAT(problemWith("[]"), HasSubstr("it is not JSON: "));
   EXPECT_EQ(problemWith(""), "it is empty");
 }
 
 TEST(ReadList, RefusesWhatClientsRefuse) {
-  EXPECT_THAT(problemWith("[{\"path\":\"a\"},]\n"), HasSubstr("it is no JSON: "));
-  EXPECT_EQ(problemWith("[{\"path\":\"a\"},7]\n"), "an entry is no object");
+  EXPECT_THAT(problemWith("[{\"path\":\"a\"},]\n"), HasSubstr("it is not JSON: "));
+  EXPECT_EQ(problemWith("[{\"path\":\"a\"},7]\n"), "an entry is not an object");
   EXPECT_EQ(problemWith("[{\"path\":\"../x\"}]\n"), "a path leaves the target directory: \"../x\"");
   EXPECT_EQ(problemWith("[{\"path\":\"a.png\",\"jpegSize\":5}]\n"),
             "a lossy map does not end in \".tx\": \"a.png\"");
@@ -122,12 +122,12 @@ TEST(ReadList, GoesOnAfterWhatClientsRefuseWhenAsked) {
   ASSERT_EQ(problems.size(), 2U);
   EXPECT_EQ(problems[0].number, 1U);
   EXPECT_EQ(problems[0].path, "");
-  EXPECT_EQ(problems[0].reason, "an entry is no object");
+  EXPECT_EQ(problems[0].reason, "an entry is not an object");
   EXPECT_EQ(problems[1].number, 3U);
   EXPECT_EQ(problems[1].path, "../x");
   EXPECT_EQ(problems[1].reason, "a path leaves the target directory");
   EXPECT_TRUE(problems[0].isRefused && problems[1].isRefused);
-  EXPECT_THAT(readList("[", "", files, problems), HasSubstr("it is no JSON: "));
+  EXPECT_THAT(readList("[", "", files, problems), HasSubstr("it is not JSON: "));
 }
 
 TEST(ReadList, TakesAListForWhatItIsToClientsThoughItHasOtherProblems) {
@@ -137,7 +137,7 @@ TEST(ReadList, TakesAListForWhatItIsToClientsThoughItHasOtherProblems) {
   EXPECT_EQ(files.size(), 1U);
   ASSERT_EQ(problems.size(), 2U);
   EXPECT_EQ(problems[0].number, 0U);
-  EXPECT_EQ(problems[0].reason, "is no array");
+  EXPECT_EQ(problems[0].reason, "is not an array");
   EXPECT_EQ(problems[1].path, "a");
   EXPECT_FALSE(problems[0].isRefused || problems[1].isRefused);
   EXPECT_EQ(problemWith("{\"x\":{\"path\":\"a\",\"download\":7}}\n"), "");

@@ -44,7 +44,7 @@ TEST(ListCheck, WantsALineBreakAtTheEnd) {
 TEST(ListCheck, SaysInOneLineWhatClientsCannotRead) {
   EXPECT_THAT(problemsOf(""), ElementsAre("filelist.json: clients refuse it: it is empty"));
   EXPECT_THAT(problemsOf("[{]\n"),
-              ElementsAre("filelist.json: clients refuse it: it is no JSON: * Line 1, Column 3 "
+              ElementsAre("filelist.json: clients refuse it: it is not JSON: * Line 1, Column 3 "
                           "Missing '}' or object member name"));
   EXPECT_THAT(problemsOf(std::string(100'000, '[') + "\n"),
               ElementsAre(StartsWith("filelist.json: clients refuse it: ")));
@@ -53,7 +53,7 @@ TEST(ListCheck, SaysInOneLineWhatClientsCannotRead) {
 TEST(ListCheck, NamesEveryEntryThatClientsRefuse) {
   EXPECT_THAT(
       problemsOf("[1,{\"path\":\"../a\"},{\"path\":\"ok\"},{\"path\":\"a.png\",\"jpegSize\":1}]\n"),
-      ElementsAre("filelist.json: entry 1: clients refuse the list: an entry is no object",
+      ElementsAre("filelist.json: entry 1: clients refuse the list: an entry is not an object",
                   "../a: clients refuse the list: a path leaves the target directory",
                   "a.png: clients refuse the list: a lossy map does not end in \".tx\""));
 }
@@ -71,7 +71,7 @@ TEST(ListCheck, NamesWhatClientsPassOver) {
                   "filelist.json: entry 6: has no \"path\"",
                   "filelist.json: entry 7: has no \"path\""));
   for (const char* list : {"null\n", "{}\n"})
-    EXPECT_THAT(problemsOf(list), ElementsAre("filelist.json: is no array"));
+    EXPECT_THAT(problemsOf(list), ElementsAre("filelist.json: is not an array"));
 }
 
 TEST(ListCheck, NamesPathsThatSomeClientsCannotHold) {

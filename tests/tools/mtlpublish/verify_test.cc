@@ -238,7 +238,7 @@ TEST_F(VerifyAddress, SaysWhyThereIsNoConnection) {
 
 TEST_F(VerifyAddress, RefusesOtherProtocols) {
   EXPECT_THAT(mtlpublish::verifyAddress("ftp://host/lib", connection_, options_).problems,
-              ElementsAre("ftp://host/lib: is no address of http or https"));
+              ElementsAre("ftp://host/lib: is not an address of http or https"));
 }
 
 TEST_F(VerifyAddress, RefusesUserNamesWithoutShowingPasswords) {

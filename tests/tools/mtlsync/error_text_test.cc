@@ -85,7 +85,7 @@ TEST(ExplanationOf, AddsTheRuleThatAnAnswerBroke) {
   const std::string invalid = "the answer is not valid HTTP";
   EXPECT_EQ(explained(10, 1), invalid + ": it does not begin as HTTP/1 does");
   EXPECT_EQ(explained(10, 2), invalid + ": its header has a zero byte or a lone carriage return");
-  EXPECT_EQ(explained(10, 3), invalid + ": a line of its header is no field");
+  EXPECT_EQ(explained(10, 3), invalid + ": a line of its header is not a field");
   EXPECT_EQ(explained(10, 4), invalid + ": its length is not one plain number");
   EXPECT_EQ(explained(10, 5), invalid + ": its transfer coding is another than chunked");
   EXPECT_EQ(explained(10, 6), invalid + ": its chunks do not follow one another");

@@ -365,7 +365,7 @@ TEST_F(LoneProgram, TellsWhereItLookedForTheModule) {
 TEST_F(LoneProgram, TakesTheModuleBesideItself) {
   fs::copy_file(MTLSYNC_FAKE_MODULE, folder_ / module_);
   EXPECT_EQ(run().exitCode, 0);
-  writeFile((folder_ / module_).u8string(), "is no module, and no other is taken instead");
+  writeFile((folder_ / module_).u8string(), "is not a module, and no other is taken instead");
   EXPECT_THAT(run({{"LD_LIBRARY_PATH", fs::path(MTLSYNC).parent_path().u8string()}}).err,
               HasSubstr((folder_ / module_).u8string()));
 }

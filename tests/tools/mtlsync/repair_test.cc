@@ -314,7 +314,7 @@ TEST_F(RepairTest, RemovesNothingWithoutAUsableList) {
   EXPECT_EQ(
       errorWith("[{\"path\":\"maps/a.tx\",\"size\":5},{\"path\":\"../x\"}]\n"),
       "mtlsync: error: Could not use" + list + "a path leaves the target directory: \"../x\"\n");
-  EXPECT_THAT(errorWith("[{]\n"), HasSubstr("it is no JSON: * Line 1"));
+  EXPECT_THAT(errorWith("[{]\n"), HasSubstr("it is not JSON: * Line 1"));
   server_.remove("/lib/filelist.json");
   EXPECT_EQ(run({"--repair", "-q"}).err,
             "mtlsync: error: Could not fetch" + list +

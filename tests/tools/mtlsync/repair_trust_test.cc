@@ -24,8 +24,9 @@ TEST(RepairTrust, FollowsTheEnvironment) {
   EXPECT_THAT(errorWith({{"CURL_CA_BUNDLE", ""}, {"SSL_CERT_FILE", ""}, {"SSL_CERT_DIR", ""}}),
               HasSubstr("Could not fetch the list"));
   EXPECT_EQ(server.requestCount(), 0);
-  // What the server has is no list, but it was asked.
-  EXPECT_THAT(errorWith({{"CURL_CA_BUNDLE", dir / "authority.pem"}}), HasSubstr("it is no JSON: "));
+  // What the server has is not a list, but it was asked.
+  EXPECT_THAT(errorWith({{"CURL_CA_BUNDLE", dir / "authority.pem"}}),
+              HasSubstr("it is not JSON: "));
 }
 
 }  // namespace
