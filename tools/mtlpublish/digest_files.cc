@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "common/file_digest.h"
-#include "mtlpublish/error_message.h"
 #include "mtlpublish/file_name.h"
 #include "mtlpublish/parallel_work.h"
+#include "mtlpublish/whole_file.h"
 #include "rules/printable.h"
 
 namespace mtlpublish {

@@ -6,9 +6,9 @@
 #include <system_error>
 
 #include "mtlpublish/contained_path.h"
-#include "mtlpublish/error_message.h"
 #include "mtlpublish/file_name.h"
 #include "mtlpublish/system.h"
+#include "mtlpublish/whole_file.h"
 #include "rules/list_entry.h"
 #include "rules/own_names.h"
 #include "rules/printable.h"

@@ -1,4 +1,4 @@
-// How far a long piece of work has come.
+// How far a long piece of work has come, and the line that shows it on a terminal.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_WORK_PROGRESS_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_WORK_PROGRESS_H_
 
@@ -7,6 +7,8 @@
 #include <functional>
 #include <mutex>
 #include <string>
+
+#include "common/console.h"
 
 namespace mtlpublish {
 
@@ -63,6 +65,10 @@ class WorkCounter {
 
 /// "12 of 340 files, 1.2 MB of 3.4 GB  maps/oak.tx", fit for a terminal.
 std::string progressText(const WorkProgress& progress);
+
+/// Draws the progress in the status line of `console`, which must outlive the result, at
+/// most ten times a second; nothing unless on a terminal.
+OnProgress shownOn(common::Console& console);
 
 }  // namespace mtlpublish
 

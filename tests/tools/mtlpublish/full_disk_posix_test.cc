@@ -6,7 +6,7 @@
 #include <csignal>
 
 #include "mtlpublish/publisher.h"
-#include "mtlpublish/replace_file.h"
+#include "mtlpublish/whole_file.h"
 #include "support/temp_dir.h"
 
 namespace {

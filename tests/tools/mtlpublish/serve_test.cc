@@ -5,7 +5,7 @@
 #include <chrono>
 #include <future>
 
-#include "mtlpublish/replace_file.h"
+#include "mtlpublish/whole_file.h"
 #include "serve_fixture.h"
 #include "support/regex_matchers.h"
 

@@ -11,7 +11,7 @@
 #include <csignal>
 #include <cstdio>
 
-#include "mtlpublish/replace_file.h"
+#include "mtlpublish/whole_file.h"
 #include "support/signal_masks.h"
 
 namespace {

@@ -1,12 +1,16 @@
-// Writes files that are being read by others.
-#ifndef MTLLIB_TOOLS_MTLPUBLISH_REPLACE_FILE_H_
-#define MTLLIB_TOOLS_MTLPUBLISH_REPLACE_FILE_H_
+// Whole files: read into memory, replaced at once, and what the system says when it cannot.
+#ifndef MTLLIB_TOOLS_MTLPUBLISH_WHOLE_FILE_H_
+#define MTLLIB_TOOLS_MTLPUBLISH_WHOLE_FILE_H_
 
 #include <filesystem>
+#include <string>
 #include <string_view>
 #include <system_error>
 
 namespace mtlpublish {
+
+/// Reads the file; on an error `content` holds what came before.
+std::error_code readContent(const std::filesystem::path& file, std::string& content);
 
 /// Gives the file `folder`/`name` a new content. A reader sees the old content or the
 /// new one, whole, and so does one after the power was lost. When there was no error, the
@@ -15,6 +19,9 @@ namespace mtlpublish {
 std::error_code replaceFile(const std::filesystem::path& folder, std::string_view name,
                             std::string_view content);
 
+/// What the error means, for the most common ones in the same words on every system.
+std::string errorMessage(const std::error_code& error);
+
 }  // namespace mtlpublish
 
-#endif  // MTLLIB_TOOLS_MTLPUBLISH_REPLACE_FILE_H_
+#endif  // MTLLIB_TOOLS_MTLPUBLISH_WHOLE_FILE_H_

@@ -1,5 +1,5 @@
 // The line that shows how far the work has come.
-#include "mtlpublish/progress_display.h"
+#include "mtlpublish/work_progress.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,9 @@
-// A temporary file beside the old one, renamed over it when it is complete.
-#include "mtlpublish/replace_file.h"
+#include "mtlpublish/whole_file.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <fstream>
+#include <memory>
 #include <random>
 #include <string>
 
@@ -34,8 +35,27 @@ std::error_code writeFile(const fs::path& file, std::string_view content) {
 
 }  // namespace
 
+std::error_code readContent(const fs::path& file, std::string& content) {
+  constexpr std::size_t kPiece = 65536;
+  const auto lastError = [] {
+    return std::error_code(errno != 0 ? errno : EIO, std::generic_category());
+  };
+  // Iterators would throw when the system refuses to read.
+  content.clear();
+  errno = 0;
+  std::ifstream stream(file, std::ios::binary);
+  if (!stream) return lastError();
+  const std::unique_ptr<char[]> piece(new char[kPiece]);
+  while (stream) {
+    stream.read(piece.get(), static_cast<std::streamsize>(kPiece));
+    content.append(piece.get(), static_cast<std::size_t>(stream.gcount()));
+  }
+  return stream.bad() ? lastError() : std::error_code();
+}
+
 std::error_code replaceFile(const fs::path& folder, std::string_view name,
                             std::string_view content) {
+  // A temporary file beside the old one is renamed over it when it is complete.
   const fs::path temporary = temporaryIn(folder);
   std::error_code error = writeFile(temporary, content);
   if (!error) error = renameOver(temporary, folder / fs::u8path(name));
@@ -44,6 +64,12 @@ std::error_code replaceFile(const fs::path& folder, std::string_view name,
     fs::remove(temporary, ignored);
   }
   return error;
+}
+
+std::string errorMessage(const std::error_code& error) {
+  // Portable errors have portable texts.
+  const std::error_condition condition = error.default_error_condition();
+  return condition.category() == std::generic_category() ? condition.message() : error.message();
 }
 
 }  // namespace mtlpublish

@@ -1,5 +1,5 @@
 // Replacing a file in one step.
-#include "mtlpublish/replace_file.h"
+#include "mtlpublish/whole_file.h"
 
 #include <gtest/gtest.h>
 
