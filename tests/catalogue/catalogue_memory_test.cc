@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <new>
 #include <string>
 
 #include "catalogue/list_file.h"
@@ -48,21 +47,6 @@ class Catalogue {
   DownloaderSettings settings;
   DownloaderImpl downloader{nullptr, {}, &callback, &settings};
 };
-
-// Whether `use()` completed, with an allocation failing as told.
-template <typename Use>
-bool completes(FailingAllocation& failing, Use use) {
-  bool complete = false;
-  failing.arm();
-  try {
-    use();
-    complete = true;
-  } catch (const std::bad_alloc&) {
-    EXPECT_TRUE(failing.happened());
-  }
-  failing.disarm();
-  return complete;
-}
 
 TEST(CatalogueMemory, MakesTheWholePathOrNone) {
   for (const PathSide side : {PathSide::kLocal, PathSide::kRemote}) {

@@ -70,21 +70,6 @@ TEST_F(GetterMemory, NothingIsLeftOfASetupThatRunsOut) {
   EXPECT_GT(failures, 5);
 }
 
-// Whether `use()` completed, with an allocation failing as told.
-template <typename Use>
-bool completes(FailingAllocation& failing, Use use) {
-  bool complete = false;
-  failing.arm();
-  try {
-    use();
-    complete = true;
-  } catch (const std::bad_alloc&) {
-    EXPECT_TRUE(failing.happened());
-  }
-  failing.disarm();
-  return complete;
-}
-
 TEST(AddressMemory, ItIsTakenApartWholeOrNotAtAll) {
   for (const char* text : {"HTTPS://h:444/lib", "proxy.lan:3128", "[::1]:80/x", "ftp://h", ":80"}) {
     const Address whole = splitAddress(text);

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <new>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -334,13 +333,7 @@ int failEachAllocationOf(Entry entry, Verify verify, std::size_t fileCount, int 
         Library library(fileCount);
         DownloaderImpl* downloader = table.createDownloader(&callback, &library.settings);
         int result = -1;
-        failing.arm();
-        try {
-          result = entry(table, downloader);
-        } catch (const std::bad_alloc&) {
-          EXPECT_TRUE(failing.happened());
-        }
-        failing.disarm();
+        completes(failing, [&] { result = entry(table, downloader); });
         verify(table, downloader, library, result);
         table.destroyDownloader(downloader);
       },

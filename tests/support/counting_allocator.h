@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <new>
 #include <vector>
 
 /// Counts from its construction on, on all threads. One at a time.
@@ -88,6 +89,21 @@ class FailingAllocation {
   static inline std::atomic<bool> happened_{false};
   static inline std::atomic<int> paused_{0};
 };
+
+/// Whether `use()` completed, with an allocation failing as told.
+template <typename Use>
+bool completes(FailingAllocation& failing, Use use) {
+  bool complete = false;
+  failing.arm();
+  try {
+    use();
+    complete = true;
+  } catch (const std::bad_alloc&) {
+    EXPECT_TRUE(failing.happened());
+  }
+  failing.disarm();
+  return complete;
+}
 
 /// Calls `run(failing)` again and again with the first, the second, ... allocation after
 /// `failing.arm()` failing, or with every `step`th only, until one call meets no failure.
