@@ -42,7 +42,7 @@ Answer::Result Answer::takeEnd(bool wholly) const {
 }
 
 Answer::Result Answer::takeHead(const char** at, const char* end, Reader& reader) {
-  switch (head_.take(at, end)) {
+  switch (head_.take(at, end, reader.wantsFields() ? &reader : nullptr)) {
     case AnswerHead::Result::kMore:
       return Result::kMore;
     case AnswerHead::Result::kBroken:

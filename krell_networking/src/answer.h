@@ -18,9 +18,10 @@ namespace Networking {
 class Answer {
  public:
   /// Whoever is told of an answer; nothing is kept of the bytes.
-  class Reader {
+  class Reader : public AnswerHead::FieldReader {
    public:
-    virtual ~Reader() = default;
+    virtual bool wantsFields() const { return false; }
+    void onField(const char* /*name*/, const char* /*value*/) override {}
     /// The status of the answer proper, before its body.
     virtual void onStatus(int status) = 0;
     /// False ends the answer as stopped.

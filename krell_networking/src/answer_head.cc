@@ -18,6 +18,8 @@ constexpr std::string_view kStatusLineBegin = "HTTP/1.# ###";
 // Longer than the names and values that matter.
 constexpr std::size_t kKeptNameBytes = 32;
 constexpr std::size_t kKeptValueBytes = 64;
+// Of other fields, for those who want them.
+constexpr std::size_t kReportedValueBytes = 1024;
 
 bool isDigit(char c) {
   return c >= '0' && c <= '9';
@@ -93,6 +95,7 @@ void AnswerHead::beginSection() {
   lastWasCr_ = false;
   field_ = Field::kOther;
   name_.clear();
+  value_.clear();
   llhttp_init(&parser_, HTTP_RESPONSE, &settings());
   // Of HTTP/1.x every x is good, and a length in the trailers means nothing.
   parser_.lenient_flags = LENIENT_HEADERS | LENIENT_VERSION;
@@ -100,7 +103,8 @@ void AnswerHead::beginSection() {
   parser_.data = this;
 }
 
-AnswerHead::Result AnswerHead::take(const char** at, const char* end) {
+AnswerHead::Result AnswerHead::take(const char** at, const char* end, FieldReader* fields) {
+  reader_ = fields;
   const char* const begin = *at;
   if (begin == end) return Result::kMore;
   if (!inTrailers_ && !takeStatusLine(begin, end)) return breaks(HTTP_RULE_STATUS_LINE);
@@ -204,7 +208,6 @@ int AnswerHead::onFieldEnd(llhttp_t* parser) {
   head.field_ = name == "content-length"      ? Field::kLength
                 : name == "transfer-encoding" ? Field::kCoding
                                               : Field::kOther;
-  head.name_.clear();
   head.value_.clear();
   // The same length twice is lawful, but not to llhttp.
   if (head.field_ == Field::kLength) {
@@ -216,12 +219,16 @@ int AnswerHead::onFieldEnd(llhttp_t* parser) {
 
 int AnswerHead::onValuePart(llhttp_t* parser, const char* bytes, std::size_t size) {
   auto& head = *static_cast<AnswerHead*>(parser->data);
-  if (head.field_ != Field::kOther) appendLowerCase(head.value_, bytes, size, kKeptValueBytes);
+  if (head.field_ == Field::kOther && head.reader_ == nullptr) return 0;
+  const std::size_t most = head.field_ == Field::kOther ? kReportedValueBytes : kKeptValueBytes;
+  head.value_.append(bytes, std::min(size, most - head.value_.size()));
   return 0;
 }
 
 int AnswerHead::onValueEnd(llhttp_t* parser) {
   auto& head = *static_cast<AnswerHead*>(parser->data);
+  head.report();
+  head.name_.clear();
   if (head.inTrailers_) return 0;
   if (head.field_ == Field::kLength && !head.takeLength()) {
     head.broken_ = HTTP_RULE_LENGTH;
@@ -232,6 +239,15 @@ int AnswerHead::onValueEnd(llhttp_t* parser) {
     return -1;
   }
   return 0;
+}
+
+void AnswerHead::report() {
+  constexpr int kFirstFinal = 200;
+  if (reader_ == nullptr || inTrailers_ || parser_.status_code < kFirstFinal) return;
+  const std::string name(trimmed(name_));
+  const std::string value(trimmed(value_));
+  if (name_.size() == kKeptNameBytes || value_.size() == kReportedValueBytes) return;
+  reader_->onField(name.c_str(), value.c_str());
 }
 
 bool AnswerHead::takeLength() {
@@ -251,7 +267,10 @@ bool AnswerHead::takeLength() {
 }
 
 bool AnswerHead::takeCoding() {
-  if (chunked_ || trimmed(value_) != "chunked") return false;
+  const std::string_view coding = trimmed(value_);
+  std::string name;
+  appendLowerCase(name, coding.data(), coding.size(), kKeptValueBytes);
+  if (chunked_ || name != "chunked") return false;
   chunked_ = true;
   return true;
 }

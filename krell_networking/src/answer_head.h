@@ -36,10 +36,18 @@ class AnswerHead {
   /// The same answer goes on with its trailers.
   void beginTrailers();
 
+  /// Whoever wants the fields of the answer proper: HttpClient::FieldCallback says which.
+  class FieldReader {
+   public:
+    virtual ~FieldReader() = default;
+    virtual void onField(const char* name, const char* value) = 0;
+  };
+
   enum class Result { kMore, kComplete, kBroken };
 
   /// Takes bytes from `*at` on, not beyond the end of the head, and moves `*at` behind them.
-  Result take(const char** at, const char* end);
+  /// `fields` may be null, and is the same for all bytes of a head.
+  Result take(const char** at, const char* end, FieldReader* fields = nullptr);
 
   /// The rule that was broken.
   HttpRule broken() const { return broken_; }
@@ -67,6 +75,7 @@ class AnswerHead {
   bool hasForbiddenByte(const char* begin, const char* end);
   bool takeLength();
   bool takeCoding();
+  void report();
   HttpRule ruleOf(llhttp_errno_t error) const;
   Result breaks(HttpRule rule);
 
@@ -86,6 +95,7 @@ class AnswerHead {
   bool fieldsBegun_ = false;
   bool lastWasCr_ = false;
   Field field_ = Field::kOther;
+  FieldReader* reader_ = nullptr;
   std::string name_;
   std::string value_;
   std::int64_t length_ = -1;

@@ -43,5 +43,10 @@ krbool Response::getResponseData(Buffer& buffer) {
   return 1;
 }
 
+Response::Bytes Response::takeBytes() {
+  const Evbuffer* const taken = std::exchange(data, nullptr);
+  return taken != nullptr ? Bytes{taken->bytes, taken->size} : Bytes{nullptr, 0};
+}
+
 }  // namespace Networking
 }  // namespace Krell

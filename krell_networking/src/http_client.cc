@@ -138,6 +138,13 @@ krbool HttpClientPool::setCompletionCallback(Err& err, HttpClient::CompletionCal
   return 1;
 }
 
+krbool HttpClientPool::setFieldCallback(Err& err, HttpClient::FieldCallback callback) {
+  TransferEngine* to = engine(err, "HttpClientPool::setFieldCallback");
+  if (to == nullptr) return 0;
+  to->configuration().onField = callback;
+  return 1;
+}
+
 krbool HttpClientPool::setRateLimit(Err& err, long long bytesPerSecond) {
   constexpr const char* kTag = "HttpClientPool::setRateLimit";
   TransferEngine* to = engine(err, kTag);

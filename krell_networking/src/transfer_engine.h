@@ -30,6 +30,7 @@ struct TransferConfiguration : Peer {
   HeaderFields headers;
   HttpClient::Callbacks callbacks{};
   HttpClient::CompletionCallback onComplete = nullptr;
+  HttpClient::FieldCallback onField = nullptr;
   void* userPointer = nullptr;
   std::int64_t bytesPerSecond = 0;  ///< 0 for no limit.
   TransferLimits limits = transferLimits();
@@ -68,6 +69,8 @@ class TransferEngine : private Connection::Watch {
   /// One client's request. `state` and `finishedAs` are guarded by the mutex; the rest
   /// belongs to the engine's thread while the client runs and to the caller otherwise.
   struct Transfer : Answer::Reader {
+    bool wantsFields() const override { return engine->configuration_.onField != nullptr; }
+    void onField(const char* name, const char* value) override;
     void onStatus(int status) override;
     bool onBody(const char* bytes, std::size_t size) override;
 

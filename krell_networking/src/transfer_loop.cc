@@ -352,6 +352,11 @@ void TransferEngine::endSlow() {
   }
 }
 
+void TransferEngine::Transfer::onField(const char* name, const char* value) {
+  CallbackContext context{client, engine->configuration_.userPointer};
+  engine->configuration_.onField(&context, token, name, value);
+}
+
 void TransferEngine::Transfer::onStatus(int code) {
   const auto status = static_cast<std::uint32_t>(code);
   const TransferConfiguration& to = engine->configuration_;

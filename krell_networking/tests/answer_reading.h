@@ -15,6 +15,10 @@
 struct Outcome : Krell::Networking::Answer::Reader {
   using Result = Krell::Networking::Answer::Result;
 
+  bool wantsFields() const override { return true; }
+  void onField(const char* name, const char* value) override {
+    fields.append(name).append("=").append(value).append("\n");
+  }
   void onStatus(int code) override { status = code; }
   bool onBody(const char* bytes, std::size_t size) override {
     body.append(bytes, size);
@@ -22,12 +26,14 @@ struct Outcome : Krell::Networking::Answer::Reader {
   }
   bool operator==(const Outcome& other) const {
     return result == other.result && rule == other.rule && status == other.status &&
-           body == other.body && unread == other.unread && kept == other.kept;
+           (status == 0 || fields == other.fields) && body == other.body &&
+           unread == other.unread && kept == other.kept;
   }
 
   Result result = Result::kMore;
   Krell::Networking::HttpRule rule{};
   int status = 0;
+  std::string fields;  ///< "name=value", one a line.
   std::string body;
   std::size_t unread = 0;  ///< Bytes behind the answer.
   bool kept = false;       ///< Whether the connection may be used again.
@@ -35,8 +41,8 @@ struct Outcome : Krell::Networking::Answer::Reader {
 
 inline std::ostream& operator<<(std::ostream& stream, const Outcome& outcome) {
   return stream << "result " << static_cast<int>(outcome.result) << ", rule " << outcome.rule
-                << ", status " << outcome.status << ", body \"" << outcome.body << "\", unread "
-                << outcome.unread << ", kept " << outcome.kept;
+                << ", status " << outcome.status << ", fields \"" << outcome.fields << "\", body \""
+                << outcome.body << "\", unread " << outcome.unread << ", kept " << outcome.kept;
 }
 
 struct Reading {

@@ -178,6 +178,19 @@ TEST(AnswerTest, MayFoldItsLines) {
   EXPECT_EQ(bodyOf(kOk + "X: y\r\n z\r\n\tz\r\nContent-Length:\r\n 7\r\n\r\ncontent"), "content");
 }
 
+TEST(AnswerTest, GivesItsFieldsToWhoeverWantsThem) {
+  const std::string value(1023, 'v');
+  const std::string name(31, 'n');
+  EXPECT_EQ(read("HTTP/1.1 103 Early Hints\r\nLink: early\r\n\r\n"
+                 "HTTP/1.1 206 Partial Content\r\nETag:  \"aB\" \r\nX-Empty:\r\n"
+                 "Retry-After: 120\r\nTransfer-Encoding: Chunked\r\nLong: " +
+                 value + "\r\nLonger: " + value + "v\r\n" + name + ": 1\r\n" + name +
+                 "n: 2\r\n\r\n0\r\nTrailer: late\r\n\r\n")
+                .fields,
+            "etag=\"aB\"\nx-empty=\nretry-after=120\ntransfer-encoding=Chunked\nlong=" + value +
+                "\n" + name + "=1\n");
+}
+
 TEST(AnswerTest, IsTakenAsItIsCoded) {
   EXPECT_EQ(bodyOf(kOk + "Content-Encoding: gzip\r\nContent-Length: 3\r\n\r\nabc"), "abc");
 }

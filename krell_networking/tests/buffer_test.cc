@@ -105,6 +105,15 @@ TEST_F(BufferTest, TakesTheBytesOfAResponseOnce) {
   EXPECT_EQ(contentOf(stream), "abc");
 }
 
+TEST_F(BufferTest, ABodysBytesCanBeTakenWhereTheyAre) {
+  bytes_ = Evbuffer{"abc", 3};
+  response_.data = &bytes_;
+  const auto taken = response_.takeBytes();
+  EXPECT_EQ(taken.data, bytes_.bytes);
+  EXPECT_EQ(taken.size, 3U);
+  EXPECT_EQ(response_.takeBytes().size, 0U);
+}
+
 TEST_F(BufferTest, ReplacesWhatTheBufferHeld) {
   Evbuffer old{"old", 3};
   Buffer buffer;

@@ -242,6 +242,24 @@ TEST_F(ExchangeTest, FieldsOfARequestAreOfThatOneAlone) {
   EXPECT_EQ(server_.requests().at(1).header("If-Range"), "");
 }
 
+TEST_F(ExchangeTest, FieldsOfAnAnswerAreGivenBeforeItsStatus) {
+  answer("/file", "HTTP/1.1 503 Busy\r\nRetry-After: 7\r\nContent-Length: 0\r\n\r\n");
+  Krell::Err err;
+  ASSERT_NE(pool_.setFieldCallback(
+                err,
+                [](Context* context, Token* token, const char* name, const char* value) {
+                  Received& received = of(token);
+                  EXPECT_NE(context->userPointer, nullptr);
+                  EXPECT_EQ(received.statusCalls, 0);
+                  received.body.append(name).append("=").append(value).append("\n");
+                }),
+            0);
+  Received received;
+  get("/file", received);
+  EXPECT_EQ(received.body, "retry-after=7\ncontent-length=0\n");
+  EXPECT_EQ(received.status, 503U);
+}
+
 TEST_F(ExchangeTest, ABodyIsHeldToItsLimitByTheByte) {
   answer("/announced", ScriptedServer::response(200, "12345678"));
   server_.handle("/unannounced", [](const ServerRequest&, Socket& socket) {

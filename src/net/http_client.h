@@ -42,6 +42,13 @@ class Response {
   /// Moves the bytes that arrived since the last call into `buffer`.
   KRELL_EXPORT krbool getResponseData(Buffer& buffer);
 
+  struct Bytes {
+    const char* data;
+    std::size_t size;
+  };
+  /// The same bytes without a buffer: they stay where they are until the callback returns.
+  KRELL_EXPORT Bytes takeBytes();
+
   Evbuffer* data = nullptr;
 };
 
@@ -97,6 +104,13 @@ class HttpClient {
   /// clients, or destroy the pool.
   using CompletionCallback = void (*)(CallbackContext* context, ReqTokenGeneralType* token);
 
+  /// Called on the library's thread for each field in the header of an answer, before
+  /// onStatus: the name in lower case, the value without spaces around it. Interim answers
+  /// and trailers are left out, and names of more than 31 and values of more than 1,023 bytes.
+  /// It must not throw.
+  using FieldCallback = void (*)(CallbackContext* context, ReqTokenGeneralType* token,
+                                 const char* name, const char* value);
+
   /// Starts a GET of `path`, which is sent as it stands: it must begin with '/' and hold
   /// neither spaces nor control characters. `token` is handed to the callbacks. `body`
   /// and `id` must be null. Returns 0, with the reason in `err`, when nothing was
@@ -142,6 +156,9 @@ class HttpClientPool {
   /// Tells `callback` of every request that has finished; null for nobody. It gets the user
   /// pointer of setCallbacks().
   KRELL_EXPORT krbool setCompletionCallback(Err& err, HttpClient::CompletionCallback callback);
+  /// Gives `callback` the fields of all answers; null for nobody, as at first. It gets the
+  /// user pointer of setCallbacks().
+  KRELL_EXPORT krbool setFieldCallback(Err& err, HttpClient::FieldCallback callback);
   /// Receives at most so many bytes a second for all clients together, headers included; 0
   /// for no limit.
   // Not std::int64_t, whose mangled name differs between systems.
