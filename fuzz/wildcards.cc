@@ -1,5 +1,5 @@
 // Patterns of a proxy bypass list: the first line is the pattern, the rest the text.
-#include "http/wildcard_match.h"
+#include "rules/wildcard_match.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -13,15 +13,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   const std::size_t end = std::min(input.find('\n'), size);
   const std::string pattern = input.substr(0, end);
   const std::string text = input.substr(std::min(end + 1, size));
-  const int exactly = wildcardMatch(pattern.c_str(), text.c_str(), 1);
-  const int inAnyCase = wildcardMatch(pattern.c_str(), text.c_str(), 0);
+  const int exactly = mtlrules::wildcardMatch(pattern.c_str(), text.c_str(), 1);
+  const int inAnyCase = mtlrules::wildcardMatch(pattern.c_str(), text.c_str(), 0);
   require(exactly == 0 || exactly == 1);
   require(inAnyCase == 0 || inAnyCase == 1);
-  require(wildcardMatch("*", text.c_str(), 0) == 1);
+  require(mtlrules::wildcardMatch("*", text.c_str(), 0) == 1);
   // A text always matches itself with every byte escaped.
   std::string escaped;
   for (const char* c = text.c_str(); *c != '\0'; ++c)
     escaped += {'\\', *c};
-  require(wildcardMatch(escaped.c_str(), text.c_str(), 1) == 1);
+  require(mtlrules::wildcardMatch(escaped.c_str(), text.c_str(), 1) == 1);
   return 0;
 }

@@ -4,8 +4,8 @@
 #include <algorithm>
 
 #include "http/address.h"
-#include "http/wildcard_match.h"
 #include "qutils/system_proxy.h"
+#include "rules/wildcard_match.h"
 
 using QUtils::CharString;
 
@@ -25,9 +25,10 @@ CharString systemProxy(const char* host, HostCallback& callback) {
   callback.logInfo("Using system proxy settings.");
   QUtils::SystemProxySettings system;
   if (QUtils::readSystemProxySettings(system, false) || system.enabled == 0) return {};
-  const bool bypassed = std::any_of(
-      system.bypassList.begin(), system.bypassList.end(),
-      [host](const CharString& pattern) { return wildcardMatch(pattern.text(), host, 0) != 0; });
+  const bool bypassed = std::any_of(system.bypassList.begin(), system.bypassList.end(),
+                                    [host](const CharString& pattern) {
+                                      return mtlrules::wildcardMatch(pattern.text(), host, 0) != 0;
+                                    });
   if (bypassed) {
     callback.logInfo("HTTP bypassed, using direct connection.");
     return {};

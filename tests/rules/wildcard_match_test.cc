@@ -1,5 +1,5 @@
 // Patterns of the proxy bypass list.
-#include "http/wildcard_match.h"
+#include "rules/wildcard_match.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+namespace mtlrules {
 namespace {
 
 bool matches(const std::string& pattern, const std::string& text) {
@@ -299,3 +300,4 @@ TEST(WildcardMatch, AgreesWithAPlainMatcherOnGeneratedPatterns) {
 }
 
 }  // namespace
+}  // namespace mtlrules

@@ -1,6 +1,8 @@
 // Matching host names against the patterns of a proxy bypass list.
-#ifndef MTLLIB_HTTP_WILDCARD_MATCH_H_
-#define MTLLIB_HTTP_WILDCARD_MATCH_H_
+#ifndef MTLLIB_RULES_WILDCARD_MATCH_H_
+#define MTLLIB_RULES_WILDCARD_MATCH_H_
+
+namespace mtlrules {
 
 /// 1 when the whole text matches the whole pattern, else 0; 0 when either is null.
 ///
@@ -19,4 +21,6 @@ enum PatternFlags : unsigned {
 /// product of the two lengths, whatever the pattern.
 int matchPattern(const char* pattern, const char* text, unsigned flags);
 
-#endif  // MTLLIB_HTTP_WILDCARD_MATCH_H_
+}  // namespace mtlrules
+
+#endif  // MTLLIB_RULES_WILDCARD_MATCH_H_

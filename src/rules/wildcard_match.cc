@@ -1,8 +1,10 @@
 // When the text does not go on as the pattern does, only the last '*' needs to take in one
 // more byte: whatever an earlier one could take in, the last one can as well.
-#include "http/wildcard_match.h"
+#include "rules/wildcard_match.h"
 
 #include <cctype>
+
+namespace mtlrules {
 
 namespace {
 
@@ -86,3 +88,5 @@ int wildcardMatch(const char* pattern, const char* text, int caseSensitive) {
   const unsigned flags = caseSensitive != 0 ? 0U : unsigned{PATTERN_FOLD_CASE};
   return matchPattern(pattern, text, flags) == 0 ? 1 : 0;
 }
+
+}  // namespace mtlrules
