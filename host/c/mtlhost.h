@@ -171,7 +171,7 @@ MTLHOST_API void mtlhost_free_error(mtlhost_error* error);
 
 /** Writes `text` to `buffer`, which has `size` bytes, as one line that is fit for a terminal, a
  * log or a dialogue: line breaks and tabs become blanks, and bytes that are not UTF-8, give a
- * terminal commands or change the direction of the text around them are written as \xHH.
+ * terminal commands or change the direction of the text around them are written as `\xHH`.
  * Events and errors hold names that a server chose. The line is cut between two characters
  * where it does not fit, and ends in a zero unless `size` is 0. Returns the bytes that the
  * whole line needs, the zero included. */

@@ -12,7 +12,7 @@ namespace mtlhost {
 std::string validUtf8(std::string_view text);
 
 /// `text` as one line that is fit for a terminal, a log or a dialogue: without blanks at the
-/// ends, with line breaks and tabs made blanks, and with every byte written as \xHH that is not
+/// ends, with line breaks and tabs made blanks, and with every byte written as `\xHH` that is not
 /// UTF-8, or belongs to a character that gives a terminal commands or changes the direction
 /// of the text around it. The messages of the library hold names that a server chose.
 std::string printableLine(std::string_view text);
