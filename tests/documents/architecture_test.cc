@@ -59,7 +59,7 @@ void addUses(const std::string& file, std::set<Use>& uses) {
 
 std::set<Use> usesInSources() {
   std::set<Use> uses;
-  for (const char* top : {"src", "krell_networking/src", "host", "platform", "tools"}) {
+  for (const char* top : {"src", "krell_networking/src", "host", "platform", "tools", "update"}) {
     for (const auto& entry : fs::recursive_directory_iterator(kProject / top)) {
       const std::string extension = entry.path().extension().string();
       if (extension != ".h" && extension != ".cc") continue;

@@ -8,13 +8,12 @@
 // change places where the file system does not keep that time. What is lost is little: after
 // the library was copied or restored, every file is read once more.
 #include "mtlpublish/digest_cache.h"
+#include "update/sha256.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
-
-#include "common/sha256.h"
 
 namespace mtlpublish {
 
@@ -25,9 +24,9 @@ constexpr std::size_t kDigits = 64;
 constexpr std::size_t kEndLength = kDigits + 1;
 
 std::string endOf(std::string_view text) {
-  common::Sha256 sha256;
+  mtlupdate::Sha256 sha256;
   sha256.update(text);
-  return sha256.finish() + "\n";
+  return mtlupdate::hexText(sha256.finish()) + "\n";
 }
 
 /// Takes a number and the blank behind it off `line`.

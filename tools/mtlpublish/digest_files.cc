@@ -6,11 +6,11 @@
 #include <system_error>
 #include <utility>
 
-#include "common/file_digest.h"
 #include "mtlpublish/file_name.h"
 #include "mtlpublish/parallel_work.h"
 #include "mtlpublish/whole_file.h"
 #include "rules/printable.h"
+#include "update/file_digest.h"
 
 namespace mtlpublish {
 
@@ -19,7 +19,7 @@ namespace {
 /// A file that has to be read, and what came of it.
 struct Reading {
   std::size_t number;
-  common::FileDigest digest{};
+  mtlupdate::FileDigest digest{};
   std::error_code error{};
 };
 
@@ -44,7 +44,7 @@ void readAll(const std::vector<DigestedFile>& files, std::vector<Reading>& readi
         Reading& reading = readings[number];
         const LibraryFile& file = files[reading.number].file;
         counter.begin(file.path);
-        reading.error = common::digestFile(file.location, reading.digest, counter.bytesOfFile());
+        reading.error = mtlupdate::digestFile(file.location, reading.digest, counter.bytesOfFile());
         counter.endFile();
       },
       [&] {
@@ -70,14 +70,14 @@ DigestedFiles digestFiles(std::vector<LibraryFile> files, const DigestCache& kno
     result.files.push_back(std::move(digested));
   }
   if (!readings.empty()) readAll(result.files, readings, onProgress);
-  for (Reading& reading : readings) {
+  for (const Reading& reading : readings) {
     DigestedFile& digested = result.files[reading.number];
     if (reading.error) {
       result.problems.push_back(unreadable(digested.file, reading.error));
     } else if (reading.digest.size != digested.state.size) {
       result.problems.push_back(changedMeanwhile(digested.file));
     } else {
-      digested.sha256 = std::move(reading.digest.sha256);
+      digested.sha256 = mtlupdate::hexText(reading.digest.sha256);
     }
   }
   for (const DigestedFile& digested : result.files) {

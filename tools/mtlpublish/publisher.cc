@@ -6,7 +6,6 @@
 #include <string_view>
 #include <system_error>
 
-#include "common/sha256.h"
 #include "mtlpublish/contained_path.h"
 #include "mtlpublish/digest_cache.h"
 #include "mtlpublish/digest_files.h"
@@ -16,6 +15,7 @@
 #include "rules/list_entry.h"
 #include "rules/own_names.h"
 #include "rules/printable.h"
+#include "update/sha256.h"
 
 namespace mtlpublish {
 
@@ -93,7 +93,7 @@ std::vector<ListEntry> makeEntries(const std::vector<DigestedFile>& files,
 /// two libraries give the same bytes.
 std::string libraryId(const std::string& list, const std::vector<DigestedFile>& files) {
   constexpr std::string_view kEnd("\0", 1);
-  common::Sha256 sha256;
+  mtlupdate::Sha256 sha256;
   sha256.update(list);
   sha256.update(kEnd);
   for (const DigestedFile& file : files) {
@@ -102,7 +102,7 @@ std::string libraryId(const std::string& list, const std::vector<DigestedFile>& 
     sha256.update(file.sha256);
     sha256.update(kEnd);
   }
-  return sha256.finish();
+  return mtlupdate::hexText(sha256.finish());
 }
 
 std::string writeProblem(const char* name, const std::error_code& error) {

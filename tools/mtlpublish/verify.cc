@@ -8,8 +8,6 @@
 #include <system_error>
 #include <utility>
 
-#include "common/file_digest.h"
-#include "common/sha256.h"
 #include "library_list/downloads.h"
 #include "mtlpublish/contained_path.h"
 #include "mtlpublish/list_check.h"
@@ -21,6 +19,8 @@
 #include "rules/own_names.h"
 #include "rules/path.h"
 #include "rules/printable.h"
+#include "update/file_digest.h"
+#include "update/sha256.h"
 
 namespace mtlpublish {
 
@@ -102,14 +102,14 @@ class Folder : public Source {
     const std::optional<fs::path> file = fileWithin(root_, mtlrules::plainPath(listed.remotePath));
     if (!file) return {"is missing", {}, ""};
     std::error_code error;
-    common::FileDigest content;
+    mtlupdate::FileDigest content;
     if (quick || listed.sha256.empty()) {
       content.size = fs::file_size(*file, error);
     } else {
-      error = common::digestFile(*file, content, counter.bytesOfFile());
+      error = mtlupdate::digestFile(*file, content, counter.bytesOfFile());
     }
     if (error) return {unreadable(error), {}, ""};
-    return {"", content.size, content.sha256};
+    return {"", content.size, mtlupdate::hexText(content.sha256)};
   }
 
   fs::path root_;
@@ -162,7 +162,7 @@ class Server : public Source {
     download.url = mtlrules::fileUrl(address_, file.remotePath);
     download.headOnly = quick;
     download.largestSize = file.size.value_or(connection_.largestSize);
-    auto sha256 = std::make_shared<common::Sha256>();
+    auto sha256 = std::make_shared<mtlupdate::Sha256>();
     auto size = std::make_shared<std::uint64_t>(0);
     download.onBytes = [sha256, size, &counter](std::string_view bytes) {
       sha256->update(bytes);
@@ -179,7 +179,7 @@ class Server : public Source {
         found.problem = unfetched(end.problem);
       } else if (!quick) {
         found.size = *size;
-        found.sha256 = sha256->finish();
+        found.sha256 = mtlupdate::hexText(sha256->finish());
       } else if (end.announcedSize >= 0) {
         found.size = static_cast<std::uint64_t>(end.announcedSize);
       } else {

@@ -8,11 +8,11 @@
 #include <limits>
 #include <optional>
 
-#include "common/file_digest.h"
 #include "common/system.h"
 #include "library_list/list_fetch.h"
 #include "mtlhost/system.h"
 #include "rules/address.h"
+#include "update/file_digest.h"
 
 namespace mtlsync {
 
@@ -88,16 +88,17 @@ class Comparison {
 
   bool compareContent(const ListedFile& listed, const LocalFile& file,
                       const fs::file_status& status) {
-    common::FileDigest digest;
-    const std::error_code error = common::digestFile(file.path, digest, [&](std::uint64_t bytes) {
-      return observer_.comparing(listed.path, bytesBefore_ + static_cast<std::int64_t>(bytes));
-    });
+    mtlupdate::FileDigest digest;
+    const std::error_code error =
+        mtlupdate::digestFile(file.path, digest, [&](std::uint64_t bytes) {
+          return observer_.comparing(listed.path, bytesBefore_ + static_cast<std::int64_t>(bytes));
+        });
     if (error == std::errc::operation_canceled) return false;
     if (error) {
       return found_(
           {Kind::kUnreadable, file, "cannot be read: " + mtlhost::systemErrorText(error), error});
     }
-    if (digest.sha256 == listed.sha256) return true;
+    if (mtlupdate::hexText(digest.sha256) == listed.sha256) return true;
     return tell(status, {Kind::kContent, file, "has the wrong content"});
   }
 

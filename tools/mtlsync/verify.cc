@@ -5,10 +5,10 @@
 #include <system_error>
 #include <vector>
 
-#include "common/file_digest.h"
 #include "mtlhost/system.h"
 #include "mtlsync/comparison.h"
 #include "mtlsync/local_copy.h"
+#include "update/file_digest.h"
 
 namespace mtlsync {
 
@@ -52,8 +52,8 @@ void tellStamp(const LocalFile& stamp, SyncObserver& observer) {
   }
   if (!fs::exists(status)) return tell(Kind::kMissing, "is missing: no run has been completed");
   if (!fs::is_regular_file(status)) return tell(Kind::kIrregular, "is not a regular file");
-  common::FileDigest digest;
-  error = common::digestFile(stamp.path, digest);
+  mtlupdate::FileDigest digest;
+  error = mtlupdate::digestFile(stamp.path, digest);
   if (error) return tell(Kind::kUnreadable, "cannot be read: " + mtlhost::systemErrorText(error));
   observer.difference(stamp.name, "stamp", "is not the library's, which has changed since");
 }

@@ -3,12 +3,11 @@
 // After the above, whose types it needs.
 #include <bcrypt.h>
 
-#include <array>
 #include <limits>
 
-#include "common/sha256.h"
+#include "update/sha256.h"
 
-namespace common {
+namespace mtlupdate {
 
 struct Sha256::State {
   State() {
@@ -31,6 +30,8 @@ struct Sha256::State {
 Sha256::Sha256() : state_(std::make_unique<State>()) {}
 
 Sha256::~Sha256() = default;
+Sha256::Sha256(Sha256&& other) noexcept = default;
+Sha256& Sha256::operator=(Sha256&& other) noexcept = default;
 
 void Sha256::update(std::string_view bytes) {
   while (state_->ok && !bytes.empty()) {
@@ -43,18 +44,13 @@ void Sha256::update(std::string_view bytes) {
   }
 }
 
-std::string Sha256::finish() {
-  std::array<UCHAR, 32> digest{};
+std::optional<Digest> Sha256::finish() {
+  Digest digest{};
   if (!state_->ok ||
       !BCRYPT_SUCCESS(BCryptFinishHash(state_->hash, digest.data(), digest.size(), 0))) {
     return {};
   }
-  std::string text;
-  for (const UCHAR byte : digest) {
-    text += "0123456789abcdef"[byte >> 4U];
-    text += "0123456789abcdef"[byte & 15U];
-  }
-  return text;
+  return digest;
 }
 
-}  // namespace common
+}  // namespace mtlupdate

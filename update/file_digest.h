@@ -1,20 +1,22 @@
 // The size and the SHA-256 of a file's content.
-#ifndef MTLLIB_TOOLS_COMMON_FILE_DIGEST_H_
-#define MTLLIB_TOOLS_COMMON_FILE_DIGEST_H_
+#ifndef MTLLIB_UPDATE_FILE_DIGEST_H_
+#define MTLLIB_UPDATE_FILE_DIGEST_H_
 
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <string>
+#include <optional>
 #include <system_error>
 
-namespace common {
+#include "update/sha256.h"
+
+namespace mtlupdate {
 
 struct FileDigest {
   /// The number of bytes that were digested.
   std::uint64_t size = 0;
-  /// 64 hexadecimal digits.
-  std::string sha256;
+  /// None until it is known.
+  std::optional<Digest> sha256;
 };
 
 /// Reads the file once, in pieces. After each, `goOn` is asked, with the bytes so far; when
@@ -22,6 +24,6 @@ struct FileDigest {
 std::error_code digestFile(const std::filesystem::path& file, FileDigest& digest,
                            const std::function<bool(std::uint64_t)>& goOn = {});
 
-}  // namespace common
+}  // namespace mtlupdate
 
-#endif  // MTLLIB_TOOLS_COMMON_FILE_DIGEST_H_
+#endif  // MTLLIB_UPDATE_FILE_DIGEST_H_

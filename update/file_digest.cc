@@ -1,13 +1,11 @@
 // Reads in pieces, so that a file of any size needs little memory.
-#include "common/file_digest.h"
+#include "update/file_digest.h"
 
 #include <cerrno>
 #include <fstream>
 #include <memory>
 
-#include "common/sha256.h"
-
-namespace common {
+namespace mtlupdate {
 
 namespace {
 
@@ -37,8 +35,8 @@ std::error_code digestFile(const std::filesystem::path& file, FileDigest& digest
   }
   if (stream.bad()) return lastError();
   digest.sha256 = sha256.finish();
-  if (digest.sha256.empty()) return std::make_error_code(std::errc::function_not_supported);
+  if (!digest.sha256) return std::make_error_code(std::errc::function_not_supported);
   return {};
 }
 
-}  // namespace common
+}  // namespace mtlupdate

@@ -1,0 +1,33 @@
+// A Failure says why something could not be done: in words for people, and as a kind for
+// programs. Operations of the engine that can fail return an Outcome.
+#ifndef MTLLIB_UPDATE_FAILURE_H_
+#define MTLLIB_UPDATE_FAILURE_H_
+
+#include <optional>
+#include <string>
+
+namespace mtlupdate {
+
+struct Failure {
+  enum class Kind {
+    kUsage,      ///< What was asked for cannot be done, whatever the state of things is.
+    kNetwork,    ///< The network or the server: worth trying again later.
+    kDisk,       ///< The local disk or folder.
+    kContent,    ///< What arrived, or lies there, is not what was published.
+    kBusy,       ///< Another run is at work on the folder.
+    kCancelled,  ///< The host asked to stop.
+    kMemory,     ///< Not enough memory.
+  };
+
+  Kind kind;
+  std::string text{};        ///< Why, in UTF-8: one line, without a full stop at its end.
+  std::string about{};       ///< The URL or the file that it is about; "" for neither.
+  bool isTransient = false;  ///< Trying the very same again may work.
+};
+
+/// Nothing when it worked.
+using Outcome = std::optional<Failure>;
+
+}  // namespace mtlupdate
+
+#endif  // MTLLIB_UPDATE_FAILURE_H_

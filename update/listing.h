@@ -1,0 +1,58 @@
+// A Listing holds the files that a library's list asks its clients to keep, in the list's order
+// and in little memory.
+#ifndef MTLLIB_UPDATE_LISTING_H_
+#define MTLLIB_UPDATE_LISTING_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string_view>
+
+#include "rules/list_entry.h"
+#include "update/sha256.h"
+#include "update/text_store.h"
+
+namespace mtlupdate {
+
+/// One file. The texts belong to the Listing that the entry is from.
+struct Entry {
+  /// Where the file lies, relative to the folder of the copy: in the one way to write it
+  /// (mtlrules::plainPath), always below the folder.
+  std::string_view path;
+  /// Where the library has it, relative to the library's address: the same, or the path of the
+  /// lossy variant.
+  std::string_view remotePath;
+  std::optional<std::uint64_t> size;  ///< In bytes, of what is fetched.
+  std::optional<Digest> sha256;       ///< Of what is fetched.
+  /// kAlways or kMissing: entries that are never fetched are not in a Listing.
+  mtlrules::DownloadPolicy policy = mtlrules::DownloadPolicy::kAlways;
+};
+
+/// Grows without moving what it holds: entries and their texts stay where they are until the
+/// Listing is destroyed, also when it is moved. One that was moved from may only be assigned to or
+/// destroyed.
+class Listing {
+ public:
+  /// Copies the texts of the entry.
+  void add(const Entry& entry) {
+    Entry kept = entry;
+    kept.path = texts_.keep(entry.path);
+    kept.remotePath = entry.remotePath == entry.path ? kept.path : texts_.keep(entry.remotePath);
+    entries_.push_back(kept);
+  }
+
+  std::size_t size() const { return entries_.size(); }
+  bool empty() const { return entries_.empty(); }
+  const Entry& operator[](std::size_t number) const { return entries_[number]; }
+  auto begin() const { return entries_.begin(); }
+  auto end() const { return entries_.end(); }
+
+ private:
+  std::deque<Entry> entries_;
+  TextStore texts_;
+};
+
+}  // namespace mtlupdate
+
+#endif  // MTLLIB_UPDATE_LISTING_H_

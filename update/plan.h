@@ -1,0 +1,120 @@
+// A Plan says what an update will do to a copy, and why, before anything is fetched: made from
+// the library's list, what the last update left, and what lies on the disk.
+#ifndef MTLLIB_UPDATE_PLAN_H_
+#define MTLLIB_UPDATE_PLAN_H_
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "update/failure.h"
+#include "update/listing.h"
+#include "update/state.h"
+#include "update/system.h"
+
+namespace mtlupdate {
+
+/// A Disk is what a plan asks about a copy.
+class Disk {
+ public:
+  virtual ~Disk() = default;
+
+  /// As Folder::look().
+  virtual std::error_code look(std::string_view path, Look& found) = 0;
+  /// Reads a file. `goOn` is asked now and then, with the bytes so far; when it answers false,
+  /// the error is operation_canceled.
+  virtual std::error_code digest(std::string_view path,
+                                 const std::function<bool(std::uint64_t)>& goOn,
+                                 Digest& digest) = 0;
+  /// In bytes.
+  virtual std::optional<std::uint64_t> freeRoom() = 0;
+};
+
+struct PlanOptions {
+  std::string subPath{};
+  /// Fetch whatever the list selects, as if nothing were known of the copy.
+  bool full = false;
+  /// Remove files that the library has withdrawn.
+  bool prune = false;
+  /// Also when they are more than half of the copy.
+  bool pruneMost = false;
+  std::optional<std::uint64_t> largestFile{};   ///< In bytes; a larger one is refused.
+  std::optional<std::uint64_t> largestTotal{};  ///< In bytes, of all that is fetched.
+  /// Asked again and again, with the entries that have been looked at and the bytes that were
+  /// read, whether to go on.
+  std::function<bool(std::size_t entries, std::uint64_t bytes)> goOn{};
+};
+
+/// Something that the plan passes over, and why.
+struct PassedOver {
+  enum class Reason {
+    kChanged,     ///< Of policy "missing": somebody changed it, or put it there.
+    kSamePlace,   ///< Another entry, further down the list, has the same place.
+    kFolder,      ///< A folder lies where the file goes.
+    kNotAFolder,  ///< A file lies where a folder has to be, or another entry has one there.
+    kLink,        ///< A link lies there or on the way, wherever it leads.
+    kOther,       ///< Something else lies there, such as a device.
+    kOwnName,     ///< The place is kept for the stamp, or for what updates need.
+    kUnreadable   ///< The system does not let it be looked at.
+  };
+
+  Reason reason;
+  std::string path;  ///< Of the entry.
+  std::string text;  ///< In words, without the path: "a folder lies in its place".
+};
+
+struct Plan {
+  /// A content to fetch into the stage. Each content is fetched once, however many files have it.
+  struct Fetch {
+    const Entry* entry;  ///< Belongs to the Listing.
+  };
+  /// A content to stage from a file of the copy that has it.
+  struct Copy {
+    const Entry* entry;
+    std::string from;
+  };
+  /// A file to put in its place when all is staged.
+  struct Place {
+    const Entry* entry;
+    bool replaces;  ///< Another file, which the copy has there.
+  };
+  /// A file that the library does not have any longer, unchanged since an update placed it.
+  struct Withdrawn {
+    std::string path;
+    FileIdentity identity;
+  };
+
+  std::vector<Fetch> fetch;
+  std::vector<Copy> copy;
+  std::vector<Place> place;
+  std::vector<Withdrawn> withdrawn;
+  bool removesWithdrawn = false;
+  std::vector<PassedOver> passedOver;
+  /// What is known already of the state after the update: all but the files of `place`.
+  State next;
+
+  /// Files that stay as they are.
+  std::size_t filesLeft = 0;
+  std::uint64_t bytesLeft = 0;
+  /// In bytes. Contents of unknown size do not count.
+  std::uint64_t bytesToFetch = 0;
+  std::uint64_t bytesToCopy = 0;
+  std::uint64_t bytesWithdrawn = 0;
+  std::size_t fetchesOfUnknownSize = 0;
+  /// What is needed at most until the old files have gone, less what is staged.
+  std::uint64_t roomNeeded = 0;
+  std::optional<std::uint64_t> roomThere{};
+};
+
+/// Fails with kUsage for a removal that must be asked for, or a limit that is exceeded; with
+/// kDisk when there is too little room, with both figures; and with kCancelled.
+/// `staged` gives the bytes that the stage has of an entry's content already.
+Outcome makePlan(const Listing& listing, const State& last, const PlanOptions& options,
+                 const std::function<std::uint64_t(const Entry&)>& staged, Disk& disk, Plan& plan);
+
+}  // namespace mtlupdate
+
+#endif  // MTLLIB_UPDATE_PLAN_H_

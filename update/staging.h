@@ -1,0 +1,97 @@
+// Staging keeps the contents that an update has fetched, or begun to fetch, and not yet put in
+// their places: one file each in ".mtllib/stage", named by what the content is, so that the next
+// run uses what a run that was cut has left.
+#ifndef MTLLIB_UPDATE_STAGING_H_
+#define MTLLIB_UPDATE_STAGING_H_
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+
+#include "update/failure.h"
+#include "update/listing.h"
+#include "update/sha256.h"
+#include "update/system.h"
+
+namespace mtlupdate {
+
+/// The path of a content in the stage, relative to the folder of the copy. Content without a digest
+/// is known by its path and the stamp of the library.
+std::string stagedPath(const Entry& entry, std::string_view stamp);
+
+/// A StagedFile is a content that is being staged: bytes are digested as they are appended. It
+/// stays staged, as far as it came, when it is closed or destroyed. One thread at a time, not
+/// always the same.
+class StagedFile {
+ public:
+  /// The bytes that are staged: where a body that was cut goes on.
+  std::uint64_t size() const { return size_; }
+
+  /// Fails with kDisk; the content is as it was then, or cut somewhere.
+  Outcome append(std::string_view bytes);
+  /// Begins anew, with no bytes.
+  Outcome restart();
+
+  /// Closes the file. `digest` is that of all bytes, `identity` what it has also after it has been
+  /// put in its place.
+  Outcome finish(Digest& digest, FileIdentity& identity);
+
+ private:
+  friend class Staging;
+
+  std::string path_;
+  File file_;
+  Sha256 sha256_;
+  std::uint64_t size_ = 0;
+};
+
+/// The stage of one copy, for one run. Any thread may call.
+class Staging {
+ public:
+  /// What the stage holds of a content.
+  struct Found {
+    enum class State { kNothing, kPart, kWhole };
+    State state = State::kNothing;
+    std::uint64_t size = 0;   ///< Of what is there, in bytes.
+    Digest digest{};          ///< Of a whole content.
+    FileIdentity identity{};  ///< Of a whole content.
+  };
+
+  /// The folder of the copy, which must live longer, and the stamp of the library's release.
+  Staging(Folder& folder, std::string_view stamp) : folder_(folder), stamp_(stamp) {}
+
+  /// Looks for the content of the entry; reads what may be whole. After a cut run nothing but
+  /// the digest shows that a content is whole, so without one it is at most a part, and what is
+  /// larger than listed or has another digest is nothing. `goOn` is asked, with the bytes read so
+  /// far, whether to go on.
+  Outcome find(const Entry& entry, const std::function<bool(std::uint64_t)>& goOn, Found& found);
+
+  /// Opens the content of the entry for more bytes: behind those that are there, which are read
+  /// for the digest, or anew.
+  Outcome open(const Entry& entry, bool anew, StagedFile& file);
+
+  /// Stages the content of the entry from the file at `path` of the copy. The content must have
+  /// the listed digest: kContent otherwise, with nothing staged.
+  Outcome copy(const Entry& entry, std::string_view path, Found& found);
+
+  /// What the server named the version of the content by whose part is staged (its ETag or
+  /// Last-Modified); "" when nothing was kept. Needed for content without a digest alone.
+  std::string validator(const Entry& entry);
+  Outcome keepValidator(const Entry& entry, std::string_view validator);
+
+  /// Removes the content of the entry from the stage.
+  Outcome discard(const Entry& entry);
+  /// Removes all contents but those of the paths.
+  Outcome keepOnly(const std::unordered_set<std::string>& paths);
+
+ private:
+  Folder& folder_;
+  std::string stamp_;
+};
+
+}  // namespace mtlupdate
+
+#endif  // MTLLIB_UPDATE_STAGING_H_
