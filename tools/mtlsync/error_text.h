@@ -20,9 +20,6 @@ ErrorEntry ownError(std::string message);
 /// With our tag and option in place of the kit's tag and setting.
 ErrorEntries asOwn(ErrorEntries entries);
 
-/// What a ConnectionErrorReason means; "" for numbers that are none.
-std::string connectionReasonText(std::uint32_t reason);
-
 /// The ConnectionErrorReason of an entry that tells of a connection error, which need not be
 /// one that is known.
 std::optional<std::uint32_t> connectionReasonOf(const ErrorEntry& entry);

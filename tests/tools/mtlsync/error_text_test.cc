@@ -51,25 +51,6 @@ TEST(ErrorLines, StaySingleLinesWhateverTheMessage) {
       ElementsAre("Parsing json file list failed: * Line 1, Column 2 Syntax \\x1B[31m"));
 }
 
-TEST(ConnectionReasonText, NamesEveryReason) {
-  EXPECT_EQ(connectionReasonText(0), "");
-  EXPECT_EQ(connectionReasonText(1), "the server's name could not be resolved");
-  EXPECT_EQ(connectionReasonText(2), "no connection to the server");
-  EXPECT_EQ(connectionReasonText(3), "the TLS handshake or a TLS record failed");
-  EXPECT_EQ(connectionReasonText(4), "the proxy could not be reached or refused");
-  EXPECT_EQ(connectionReasonText(5), "the request could not be sent");
-  EXPECT_EQ(connectionReasonText(6), "the connection broke before or in the response");
-  EXPECT_EQ(connectionReasonText(7), "the body is shorter than announced");
-  EXPECT_EQ(connectionReasonText(8), "connecting took too long, or the transfer stalled");
-  EXPECT_EQ(connectionReasonText(9), "the connections were closed meanwhile");
-  EXPECT_EQ(connectionReasonText(10), "the answer is not valid HTTP");
-  EXPECT_EQ(connectionReasonText(11), "out of memory");
-  EXPECT_EQ(connectionReasonText(12), "no closer reason known");
-  EXPECT_EQ(connectionReasonText(13), "the server's certificate could not be verified");
-  EXPECT_EQ(connectionReasonText(14), "the answer is larger than what is taken");
-  EXPECT_EQ(connectionReasonText(15), "");
-}
-
 TEST(ExplanationOf, AddsTheSystemsWordsToASystemNumber) {
   EXPECT_EQ(explanationOf(connectionError("reason=2 extraF=1000 underlying=111")),
             "no connection to the server: " + refusedText());

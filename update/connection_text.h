@@ -1,0 +1,19 @@
+// Words for the numbers with which the networking library reports why a request failed.
+#ifndef MTLLIB_UPDATE_CONNECTION_TEXT_H_
+#define MTLLIB_UPDATE_CONNECTION_TEXT_H_
+
+#include <cstdint>
+
+#include "mtllib/transfer_progress.h"
+
+namespace mtlupdate {
+
+/// "no connection to the server" and the like; "" for a number that is not a reason.
+const char* connectionReasonText(std::uint32_t reason);
+
+/// "its header has more than 300 KiB" and the like; "" for a number that is not a rule.
+const char* brokenRuleText(std::int32_t rule);
+
+}  // namespace mtlupdate
+
+#endif  // MTLLIB_UPDATE_CONNECTION_TEXT_H_

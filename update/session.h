@@ -1,0 +1,103 @@
+// A Session is a pool of connections to the server of one library, set up from the library's
+// address: the only way in which the engine reaches a network.
+#ifndef MTLLIB_UPDATE_SESSION_H_
+#define MTLLIB_UPDATE_SESSION_H_
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "net/context.h"
+#include "net/http_client.h"
+#include "update/failure.h"
+
+namespace mtlupdate {
+
+struct SessionOptions {
+  std::string address;  ///< Of the library: http or https, which may be left out for http.
+  std::string userAgent = "mtllib";
+  /// "HOST:PORT" or "http://HOST:PORT"; "" connects directly. When not set, the user's own
+  /// settings decide, which are the environment's outside of Windows.
+  std::optional<std::string> proxy;
+  long long bytesPerSecond = 0;  ///< Received at most; 0 for no limit.
+  int connections = 5;
+};
+
+/// What one request asks for.
+struct Request {
+  std::string_view target;      ///< The path of a URL, encoded.
+  std::uint64_t firstByte = 0;  ///< More than 0 asks for the range from there to the end.
+  std::string_view ifRange;     ///< What the range must be of; "" for anything.
+  bool pastCaches = false;      ///< Caches on the way are not to answer.
+  std::int64_t mostBytes = -1;  ///< Of the body; a longer one fails. -1 for any length.
+};
+
+/// An Exchange is told what becomes of one request. It is called on the session's thread, one call
+/// at a time for all exchanges of a session; onEnd() comes last. It must outlive that.
+class Exchange {
+ public:
+  virtual ~Exchange() = default;
+  /// A field of the answer, before its status; the name in lower case.
+  virtual void onField(std::string_view name, std::string_view value) = 0;
+  virtual void onStatus(int status) = 0;
+  /// Bytes of the body. Called without any at least ten times a second while the request runs.
+  /// False ends the request, which is then not a failure.
+  virtual bool onBytes(std::string_view bytes) = 0;
+  virtual void onFailure(const Krell::Networking::ConnectionError& error) = 0;
+  /// The request is over. The connection may be given its next request there and then.
+  virtual void onEnd(int connection) = 0;
+};
+
+class Session {
+ public:
+  /// kUsage for an address or a proxy that cannot be used. Nothing is sent yet.
+  static Outcome open(const SessionOptions& options, std::unique_ptr<Session>& session);
+  /// Ends what still runs; its exchanges are told.
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  int connectionCount() const { return connectionCount_; }
+
+  /// The target of a request for the file `relative` of the library.
+  std::string fileTarget(std::string_view relative) const;
+  /// The target of a request for the library's list.
+  std::string listTarget(std::string_view subPath) const;
+  /// What a target is called in messages.
+  std::string url(std::string_view target) const { return server_ + std::string(target); }
+
+  /// Sends a request on an idle connection. One thread at a time.
+  Outcome start(int connection, const Request& request, Exchange& exchange);
+  /// Waits until the connection is idle after its exchange was told of the end.
+  void waitUntilIdle(int connection);
+
+ private:
+  /// Keeps the networking library running.
+  class Context {
+   public:
+    ~Context() { state_.deinitialize(started_); }
+    Outcome start();
+
+   private:
+    Krell::Networking::NetworkingContextInitializerRAII state_;
+    krbool started_ = 0;
+  };
+
+  Session() = default;
+  Outcome configure(const SessionOptions& options);
+
+  Context context_;
+  Krell::Networking::HttpClientPool pool_;
+  int connectionCount_ = 0;
+  std::string server_;  ///< "https://host:port"
+  std::string path_;    ///< Of the library.
+};
+
+/// What a failure of the connection is to the engine.
+Failure failureOf(const Krell::Networking::ConnectionError& error);
+
+}  // namespace mtlupdate
+
+#endif  // MTLLIB_UPDATE_SESSION_H_

@@ -1,0 +1,36 @@
+// Timing is time and chance as the engine sees them. Tests have others, which do not wait.
+#ifndef MTLLIB_UPDATE_TIMING_H_
+#define MTLLIB_UPDATE_TIMING_H_
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <random>
+
+namespace mtlupdate {
+
+/// Any thread may call.
+class Timing {
+ public:
+  using TimePoint = std::chrono::steady_clock::time_point;
+
+  virtual ~Timing() = default;
+
+  virtual TimePoint now() { return std::chrono::steady_clock::now(); }
+
+  /// At least 0 and less than 1.
+  virtual double random() {
+    thread_local std::minstd_rand generator{std::random_device{}()};
+    return std::uniform_real_distribution<>()(generator);
+  }
+
+  /// Waits until then at most, and less when `changed` is notified.
+  virtual void wait(std::condition_variable& changed, std::unique_lock<std::mutex>& lock,
+                    TimePoint until) {
+    changed.wait_until(lock, until);
+  }
+};
+
+}  // namespace mtlupdate
+
+#endif  // MTLLIB_UPDATE_TIMING_H_

@@ -1,0 +1,411 @@
+// The session's thread settles each request as it ends and issues the connection's next one there
+// and then. The thread of run() starts the first ones and those that waited, and serves the client.
+#include "update/transfers.h"
+
+#include <algorithm>
+#include <charconv>
+#include <utility>
+
+#include "mtllib/transfer_progress.h"
+
+namespace mtlupdate {
+
+namespace {
+
+using Krell::Networking::ConnectionError;
+using std::chrono::milliseconds;
+
+constexpr int kOk = 200;
+constexpr int kPartialContent = 206;
+constexpr int kRangeNotSatisfiable = 416;
+constexpr int kTooManyRequests = 429;
+constexpr int kServiceUnavailable = 503;
+
+// How often the client is asked.
+constexpr milliseconds kLookInterval{50};
+// Smaller bodies are fetched anew where they were cut.
+constexpr std::uint64_t kWorthARange = 1024UL * 1024;
+// So many bytes more of a body, and the tries are counted anew.
+constexpr std::uint64_t kProgress = 64UL * 1024;
+// What comes with an error status is read, so that the connection can be kept, but not forever.
+constexpr std::size_t kMostOfAnErrorPage = 64UL * 1024;
+
+// The range that an answer holds: "bytes 5-9/10", or "/*".
+struct ContentRange {
+  std::uint64_t first = 0;
+  std::uint64_t last = 0;
+  std::optional<std::uint64_t> size;
+};
+
+bool takeNumber(std::string_view& text, std::uint64_t& number) {
+  const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (result.ec != std::errc()) return false;
+  text.remove_prefix(static_cast<std::size_t>(result.ptr - text.data()));
+  return true;
+}
+
+bool takeText(std::string_view& text, std::string_view expected) {
+  if (text.substr(0, expected.size()) != expected) return false;
+  text.remove_prefix(expected.size());
+  return true;
+}
+
+std::optional<ContentRange> contentRangeFrom(std::string_view text) {
+  ContentRange range;
+  if (!takeText(text, "bytes ") || !takeNumber(text, range.first) || !takeText(text, "-") ||
+      !takeNumber(text, range.last) || !takeText(text, "/")) {
+    return std::nullopt;
+  }
+  if (text == "*") return range;
+  std::uint64_t size = 0;
+  if (!takeNumber(text, size) || !text.empty()) return std::nullopt;
+  range.size = size;
+  return range;
+}
+
+// Whether the answer holds all bytes of the body from `first` on.
+bool isTheRest(std::string_view contentRange, std::uint64_t first,
+               std::optional<std::uint64_t> size) {
+  const std::optional<ContentRange> range = contentRangeFrom(contentRange);
+  if (!range || range->first != first || range->last < first) return false;
+  const std::optional<std::uint64_t> whole = size ? size : range->size;
+  if (range->size && range->size != whole) return false;
+  return !whole || range->last + 1 == *whole;
+}
+
+Failure sizeFailure(const Body& body) {
+  if (const std::optional<std::uint64_t> size = body.size()) {
+    return {Failure::Kind::kContent, "it does not have the " + std::to_string(*size) +
+                                         " bytes that the library's list announces"};
+  }
+  return {Failure::Kind::kLimit, "it has more than the " +
+                                     std::to_string(body.largestSize().value_or(0)) +
+                                     " bytes that are allowed"};
+}
+
+}  // namespace
+
+/// One body on its way, through all its tries.
+struct Transfers::Work {
+  std::unique_ptr<Body> body;
+  int failedTries = 0;
+  std::uint64_t countedFrom = 0;  ///< The part when the tries began to be counted.
+  bool mayUseRange = true;
+  bool pastCaches = false;
+  std::string validator{};  ///< Of the part: what a range must be of.
+  Timing::TimePoint due{};
+
+  /// Where the next try begins.
+  std::uint64_t firstByte() const {
+    const std::uint64_t part = body->part();
+    const std::uint64_t size = body->size().value_or(part);
+    const bool isCertain = body->isChecked() || !validator.empty();
+    const bool isPart = part > 0 && (!body->size() || part < size);
+    return mayUseRange && isCertain && isPart && size > kWorthARange ? part : 0;
+  }
+};
+
+/// What one connection is doing. The session's thread has it while a request runs; the thread that
+/// holds the mutex otherwise.
+class Transfers::Slot : public Exchange {
+ public:
+  explicit Slot(Transfers& transfers) : transfers_(transfers) {}
+
+  bool isIdle() const { return work_ == nullptr; }
+
+  /// Begins a try.
+  Outcome start(std::unique_ptr<Work> work, int connection) {
+    work_ = std::move(work);
+    firstByte_ = work_->firstByte();
+    status_ = 0;
+    isTaking_ = false;
+    isStopped_ = false;
+    errorPageBytes_ = 0;
+    failure_.reset();
+    for (std::string* field : {&retryAfter_, &date_, &contentRange_, &entityTag_, &lastModified_})
+      field->clear();
+    const Body& body = *work_->body;
+    Request request;
+    request.target = body.target();
+    request.firstByte = firstByte_;
+    if (firstByte_ > 0) request.ifRange = work_->validator;
+    request.pastCaches = work_->pastCaches;
+    // Of the whole, which may come in place of the rest.
+    if (const auto most = mostBytes()) request.mostBytes = static_cast<std::int64_t>(*most);
+    return transfers_.session_.start(connection, request, *this);
+  }
+
+  std::unique_ptr<Work> release() { return std::move(work_); }
+
+  /// What became of the try. Sets `finished` when the body is there and as it should be.
+  Outcome conclude() {
+    if (failure_ || isStopped_) return failure_;
+    if (!isTaking_) return statusFailure();
+    Body& body = *work_->body;
+    if (body.size() && body.part() != *body.size()) return sizeFailure(body);
+    return body.finish();
+  }
+
+  /// Ended before its end because everything ends.
+  bool isStopped() const { return isStopped_; }
+  /// The server did not give the range that was asked for.
+  bool isRangeRefused() const {
+    return firstByte_ > 0 && !isTaking_ &&
+           (status_ == kPartialContent || status_ == kRangeNotSatisfiable);
+  }
+  int status() const { return status_; }
+  std::optional<std::chrono::seconds> wishedWait() const { return askedWait(retryAfter_, date_); }
+
+  void onField(std::string_view name, std::string_view value) override {
+    if (name == "retry-after") retryAfter_ = value;
+    if (name == "date") date_ = value;
+    if (name == "content-range") contentRange_ = value;
+    if (name == "etag") entityTag_ = value;
+    if (name == "last-modified") lastModified_ = value;
+  }
+
+  void onStatus(int status) override {
+    status_ = status;
+    Body& body = *work_->body;
+    const bool isWhole = status == kOk;
+    isTaking_ = isWhole || (status == kPartialContent && firstByte_ > 0 &&
+                            isTheRest(contentRange_, firstByte_, body.size()));
+    if (!isTaking_) return;
+    // A weak tag does not promise the same bytes.
+    const bool hasStrongTag = !entityTag_.empty() && entityTag_.front() == '"';
+    if (isWhole) {
+      work_->validator = hasStrongTag ? entityTag_ : lastModified_;
+      work_->countedFrom = 0;
+    }
+    failure_ = body.begin(isWhole);
+  }
+
+  bool onBytes(std::string_view bytes) override {
+    isStopped_ = transfers_.stopping_;
+    if (failure_ || isStopped_) return false;
+    if (bytes.empty()) return true;
+    if (!transfers_.mayReceive(bytes.size())) {
+      failure_ = Failure{Failure::Kind::kLimit, "more bytes than allowed would be fetched"};
+      return false;
+    }
+    if (!isTaking_) return (errorPageBytes_ += bytes.size()) <= kMostOfAnErrorPage;
+    Body& body = *work_->body;
+    const std::optional<std::uint64_t> most = mostBytes();
+    const bool isTooMuch = most && body.part() + bytes.size() > *most;
+    failure_ = isTooMuch ? sizeFailure(body) : body.append(bytes);
+    return !failure_;
+  }
+
+  void onFailure(const ConnectionError& error) override {
+    using namespace Krell::Networking;  // NOLINT(google-build-using-namespace)
+    constexpr std::uint32_t kTooLarge = CONNECTION_ERROR_LIMIT | CONNECTION_ERROR_RULE_NUMBER;
+    if (failure_ || (status_ != 0 && !isTaking_)) return;
+    if (error.code == kTooLarge && error.underlying == HTTP_RULE_BODY_SIZE) {
+      failure_ = sizeFailure(*work_->body);
+    } else {
+      failure_ = failureOf(error);
+    }
+  }
+
+  void onEnd(int connection) override { transfers_.settle(*this, connection); }
+
+ private:
+  std::optional<std::uint64_t> mostBytes() const {
+    const Body& body = *work_->body;
+    return body.size() ? body.size() : body.largestSize();
+  }
+
+  Failure statusFailure() const {
+    return {Failure::Kind::kNetwork,
+            "the server answered with HTTP status " + std::to_string(status_),
+            {},
+            isTransientStatus(status_)};
+  }
+
+  Transfers& transfers_;
+  std::unique_ptr<Work> work_;
+  std::uint64_t firstByte_ = 0;
+  int status_ = 0;
+  bool isTaking_ = false;
+  bool isStopped_ = false;
+  std::size_t errorPageBytes_ = 0;
+  Outcome failure_;
+  std::string retryAfter_;
+  std::string date_;
+  std::string contentRange_;
+  std::string entityTag_;
+  std::string lastModified_;
+};
+
+Transfers::Transfers(Session& session, Timing& timing, const RetryPolicy& policy,
+                     const TransferLimits& limits)
+    : session_(session), timing_(timing), policy_(policy), limits_(limits) {
+  for (int i = 0; i < session.connectionCount(); ++i)
+    slots_.push_back(std::make_unique<Slot>(*this));
+}
+
+Transfers::~Transfers() = default;
+
+Outcome Transfers::run(Client& client) {
+  Lock lock(mutex_);
+  client_ = &client;
+  hasMore_ = true;
+  stopping_ = false;
+  failure_.reset();
+  startIdle();
+  while (running_ > 0 || (!failure_ && (hasMore_ || !waiting_.empty()))) {
+    timing_.wait(changed_, lock, nextLook());
+    handOver(lock);
+    checkEnd();
+    startIdle();
+  }
+  handOver(lock);
+  waiting_.clear();
+  for (int i = 0; i < session_.connectionCount(); ++i)
+    session_.waitUntilIdle(i);
+  return std::exchange(failure_, {});
+}
+
+// The moment of the next thing to do for the thread of run().
+Timing::TimePoint Transfers::nextLook() const {
+  const Timing::TimePoint now = timing_.now();
+  Timing::TimePoint look = now + kLookInterval;
+  for (const auto& work : waiting_)
+    look = std::min(look, std::max({work->due, pausedUntil_, now}));
+  return look;
+}
+
+// Serves the client, without the lock.
+void Transfers::handOver(Lock& lock) {
+  const auto finished = std::exchange(finished_, {});
+  const auto notices = std::exchange(notices_, {});
+  lock.unlock();
+  for (const auto& body : finished)
+    client_->done(*body);
+  for (const Notice& notice : notices)
+    client_->again(notice.failure, notice.wait);
+  const bool goesOn = client_->goOn();
+  lock.lock();
+  if (!goesOn) fail({Failure::Kind::kCancelled, "stopped on request"}, {});
+}
+
+void Transfers::checkEnd() {
+  if (!limits_.end || timing_.now() < *limits_.end) return;
+  fail({Failure::Kind::kLimit, "the time that is allowed is over"}, {});
+}
+
+void Transfers::startIdle() {
+  for (int i = 0; i < session_.connectionCount(); ++i) {
+    if (!slots_[static_cast<std::size_t>(i)]->isIdle()) continue;
+    // Its exchange has ended, but the session may still be about to note that.
+    session_.waitUntilIdle(i);
+    if (!startNext(i)) return;
+  }
+}
+
+// A body that waits keeps others from being begun in its place: a server in trouble is not asked
+// for more and more.
+std::unique_ptr<Transfers::Work> Transfers::takeWork() {
+  const Timing::TimePoint now = timing_.now();
+  if (stopping_ || now < pausedUntil_) return nullptr;
+  const auto due = std::find_if(waiting_.begin(), waiting_.end(),
+                                [&](const auto& work) { return work->due <= now; });
+  if (due != waiting_.end()) {
+    std::unique_ptr<Work> work = std::move(*due);
+    waiting_.erase(due);
+    return work;
+  }
+  const std::size_t open = waiting_.size() + static_cast<std::size_t>(running_);
+  if (!hasMore_ || open >= slots_.size()) return nullptr;
+  std::unique_ptr<Body> body = client_->next();
+  hasMore_ = body != nullptr;
+  if (!hasMore_) return nullptr;
+  auto work = std::make_unique<Work>();
+  work->countedFrom = body->part();
+  work->body = std::move(body);
+  return work;
+}
+
+bool Transfers::startNext(int connection) {
+  std::unique_ptr<Work> work = takeWork();
+  if (work == nullptr) return false;
+  Slot& slot = *slots_[static_cast<std::size_t>(connection)];
+  ++running_;
+  if (Outcome failure = slot.start(std::move(work), connection)) {
+    --running_;
+    fail(std::move(*failure), slot.release()->body->target());
+    return false;
+  }
+  return true;
+}
+
+// On the session's thread.
+void Transfers::settle(Slot& slot, int connection) {
+  Outcome failure = slot.conclude();
+  const Lock lock(mutex_);
+  --running_;
+  std::unique_ptr<Work> work = slot.release();
+  if (!slot.isStopped()) judge(std::move(work), std::move(failure), slot);
+  // The other thread looks by itself soon enough, except for what it waits for alone.
+  if (!startNext(connection) && running_ == 0) changed_.notify_all();
+}
+
+void Transfers::judge(std::unique_ptr<Work> work, Outcome failure, const Slot& slot) {
+  if (!failure) {
+    finished_.push_back(std::move(work->body));
+    return;
+  }
+  const bool isFirst = !work->pastCaches;
+  if (slot.isRangeRefused()) {
+    work->mayUseRange = false;
+    return retry(std::move(work), std::move(*failure), slot);
+  }
+  if (failure->kind == Failure::Kind::kContent && isFirst) {
+    work->pastCaches = true;
+    work->mayUseRange = false;
+    waiting_.push_back(std::move(work));
+    return;
+  }
+  if (failure->isTransient) return retry(std::move(work), std::move(*failure), slot);
+  fail(std::move(*failure), work->body->target());
+}
+
+void Transfers::retry(std::unique_ptr<Work> work, Failure failure, const Slot& slot) {
+  const std::uint64_t next = work->firstByte();
+  if (next >= work->countedFrom + kProgress) {
+    work->countedFrom = next;
+    work->failedTries = 0;
+  }
+  if (++work->failedTries >= policy_.tries) {
+    failure.text += ", in " + std::to_string(policy_.tries) + " tries";
+    return fail(std::move(failure), work->body->target());
+  }
+  milliseconds wait{0};
+  if (!slot.isRangeRefused()) wait = waitAfter(work->failedTries, timing_.random(), policy_);
+  if (const auto wish = slot.wishedWait()) wait = std::max<milliseconds>(wait, *wish);
+  if (wait > policy_.mostPatience) {
+    failure.text += ", and asks to wait for " + std::to_string(wait.count() / 1000) + " seconds";
+    return fail(std::move(failure), work->body->target());
+  }
+  work->due = timing_.now() + wait;
+  if (slot.status() == kTooManyRequests || slot.status() == kServiceUnavailable) {
+    pausedUntil_ = std::max(pausedUntil_, work->due);
+  }
+  failure.about = session_.url(work->body->target());
+  notices_.push_back({std::move(failure), wait});
+  waiting_.push_back(std::move(work));
+}
+
+void Transfers::fail(Failure failure, const std::string& target) {
+  stopping_ = true;
+  if (failure_) return;
+  if (failure.about.empty() && !target.empty()) failure.about = session_.url(target);
+  failure_ = std::move(failure);
+}
+
+bool Transfers::mayReceive(std::size_t size) {
+  const std::uint64_t before = received_.fetch_add(size);
+  return !limits_.totalBytes || before + size <= *limits_.totalBytes;
+}
+
+}  // namespace mtlupdate

@@ -1,0 +1,130 @@
+// Transfers fetches bodies over the connections of a session, as many at a time as there are
+// connections: again where that may help, and from where a body was cut.
+#ifndef MTLLIB_UPDATE_TRANSFERS_H_
+#define MTLLIB_UPDATE_TRANSFERS_H_
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "update/failure.h"
+#include "update/retries.h"
+#include "update/session.h"
+#include "update/timing.h"
+
+namespace mtlupdate {
+
+/// A Body takes one body as it arrives. It is used by one thread at a time, not always the same.
+class Body {
+ public:
+  explicit Body(std::string target) : target_(std::move(target)) {}
+  virtual ~Body() = default;
+
+  /// What is asked for: the path of a URL, encoded.
+  const std::string& target() const { return target_; }
+
+  /// The size of the whole body, where it is known. Another one is kContent.
+  virtual std::optional<std::uint64_t> size() const { return std::nullopt; }
+  /// A larger body is a kLimit; none for any size.
+  virtual std::optional<std::uint64_t> largestSize() const { return std::nullopt; }
+  /// The bytes that were taken, in earlier tries and runs too.
+  virtual std::uint64_t part() const = 0;
+  /// Whether finish() would notice that the part is not of the same body as the rest.
+  virtual bool isChecked() const { return false; }
+
+  /// A body begins to arrive: the rest, behind the part, or the whole, anew.
+  virtual Outcome begin(bool anew) = 0;
+  virtual Outcome append(std::string_view bytes) = 0;
+  /// The body is complete. After kContent it is fetched once more, past caches.
+  virtual Outcome finish() = 0;
+
+ private:
+  std::string target_;
+};
+
+struct TransferLimits {
+  std::optional<std::uint64_t> totalBytes;  ///< Received in all.
+  std::optional<Timing::TimePoint> end;     ///< Of everything.
+};
+
+class Transfers {
+ public:
+  /// A Client has the bodies that are to be fetched, and is told of the progress.
+  class Client {
+   public:
+    virtual ~Client() = default;
+    /// The next body; null when there are no more. Called on any thread, one call at a time.
+    virtual std::unique_ptr<Body> next() = 0;
+    /// A body was fetched and finished. On the thread of run(), as is goOn().
+    virtual void done(Body& body) = 0;
+    /// Asked at least ten times a second. False ends everything, as kCancelled.
+    virtual bool goOn() = 0;
+    /// A try failed, and another one follows after the wait.
+    virtual void again(const Failure& /*failure*/, std::chrono::milliseconds /*wait*/) {}
+  };
+
+  Transfers(Session& session, Timing& timing, const RetryPolicy& policy,
+            const TransferLimits& limits);
+  ~Transfers();
+  Transfers(const Transfers&) = delete;
+  Transfers& operator=(const Transfers&) = delete;
+
+  /// Fetches all bodies. The first failure that further tries do not help ends all of it, with
+  /// what was taken until then as parts. One call at a time.
+  Outcome run(Client& client);
+
+  /// Bytes of bodies received so far, over all runs. Any thread may ask.
+  std::uint64_t receivedBytes() const { return received_; }
+
+ private:
+  class Slot;
+  struct Work;
+  using Lock = std::unique_lock<std::mutex>;
+
+  std::unique_ptr<Work> takeWork();
+  bool startNext(int connection);
+  void startIdle();
+  void settle(Slot& slot, int connection);
+  void judge(std::unique_ptr<Work> work, Outcome failure, const Slot& slot);
+  void retry(std::unique_ptr<Work> work, Failure failure, const Slot& slot);
+  void fail(Failure failure, const std::string& target);
+  bool mayReceive(std::size_t size);
+  Timing::TimePoint nextLook() const;
+  void handOver(Lock& lock);
+  void checkEnd();
+
+  Session& session_;
+  Timing& timing_;
+  const RetryPolicy policy_;
+  const TransferLimits limits_;
+  std::atomic<std::uint64_t> received_{0};
+  std::atomic<bool> stopping_{false};  ///< Written under the mutex.
+  std::vector<std::unique_ptr<Slot>> slots_;
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  // All below is guarded by the mutex.
+  struct Notice {
+    Failure failure;
+    std::chrono::milliseconds wait;
+  };
+  Client* client_ = nullptr;
+  bool hasMore_ = false;
+  int running_ = 0;
+  std::list<std::unique_ptr<Work>> waiting_;
+  Timing::TimePoint pausedUntil_;
+  std::vector<std::unique_ptr<Body>> finished_;
+  std::vector<Notice> notices_;
+  Outcome failure_;
+};
+
+}  // namespace mtlupdate
+
+#endif  // MTLLIB_UPDATE_TRANSFERS_H_
