@@ -102,8 +102,14 @@ class Folder {
   /// error on most file systems, with no file left at `to`.
   std::error_code clone(std::string_view from, std::string_view to);
 
-  /// Makes durable all that was written below this folder.
-  std::error_code flush();
+  /// Opens the file, or makes it, and locks it against every other opening of it until `file` is
+  /// closed or the process has died. The error is resource_unavailable_try_again when it is locked
+  /// already; `holder` then is the number of the process that did it, 0 when unknown.
+  std::error_code lock(std::string_view path, File& file, std::int64_t& holder);
+
+  /// Makes durable all that was written below this folder, `files` at least: on Linux in one step,
+  /// elsewhere one by one, and nothing but them.
+  std::error_code flush(const std::vector<std::string>& files);
 
   /// In bytes, for this user.
   std::optional<std::uint64_t> freeRoom() const;

@@ -1,0 +1,107 @@
+// What POSIX systems allow beyond: readers keep what they have open, and processes that fork.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <sys/wait.h>
+#include <csignal>
+#include <string>
+
+#include "support/temp_dir.h"
+#include "update/lock.h"
+#include "update/system.h"
+
+namespace {
+
+using mtlupdate::Failure;
+using mtlupdate::File;
+using mtlupdate::FileKind;
+using mtlupdate::Folder;
+using mtlupdate::Lock;
+using mtlupdate::Look;
+
+TEST(SystemPosix, LeavesReadersWhatTheyHaveOpenOrMapped) {
+  const TempDir dir;
+  Folder folder;
+  ASSERT_FALSE(folder.open(dir / "copy", true));
+  writeFile(dir / "copy/a", std::string(10'000, 'o'));
+  writeFile(dir / "copy/new", "n");
+  const int reader = open((dir / "copy/a").c_str(), O_RDONLY);
+  void* const map = mmap(nullptr, 10'000, PROT_READ, MAP_PRIVATE, reader, 0);
+  ASSERT_NE(map, MAP_FAILED);
+  ASSERT_FALSE(folder.replace("new", "a"));
+  EXPECT_EQ(std::string(static_cast<const char*>(map), 10'000), std::string(10'000, 'o'));
+  char last = 0;
+  EXPECT_EQ(pread(reader, &last, 1, 9'999), 1);
+  EXPECT_EQ(last, 'o');
+  munmap(map, 10'000);
+  close(reader);
+  EXPECT_EQ(readFile(dir / "copy/a"), "n");
+}
+
+TEST(SystemPosix, LeavesASnapshotOfHardLinksItsContent) {
+  const TempDir dir;
+  Folder folder;
+  ASSERT_FALSE(folder.open(dir / "copy", true));
+  writeFile(dir / "copy/a", "old");
+  writeFile(dir / "copy/new", "new");
+  std::filesystem::create_hard_link(dir.path() / "copy/a", dir.path() / "snapshot");
+  ASSERT_FALSE(folder.replace("new", "a"));
+  EXPECT_EQ(readFile(dir / "snapshot"), "old");
+  EXPECT_EQ(readFile(dir / "copy/a"), "new");
+}
+
+TEST(SystemPosix, DoesNotWaitForAPipeInThePlaceOfAFile) {
+  const TempDir dir;
+  Folder folder;
+  ASSERT_FALSE(folder.open(dir / "copy", true));
+  ASSERT_EQ(mkfifo((dir / "copy/pipe").c_str(), 0600), 0);
+  File file;
+  EXPECT_TRUE(folder.openToRead("pipe", file));
+  EXPECT_TRUE(folder.openToAppend("pipe", file));
+  Look found;
+  ASSERT_FALSE(folder.look("pipe", found));
+  EXPECT_EQ(found.kind, FileKind::kOther);
+}
+
+TEST(LockPosix, NamesTheProcessThatHasItAndIsFreeWhenThatWasKilled) {
+  const TempDir dir;
+  Folder folder;
+  ASSERT_FALSE(folder.open(dir / "copy", true));
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    Folder own;
+    Lock lock;
+    const bool isTaken = !own.open(dir / "copy", false) && !lock.take(own);
+    const bool isSaid = write(ends[1], isTaken ? "y" : "n", 1) == 1;
+    if (isSaid) pause();
+    _exit(1);
+  }
+  char answer = 0;
+  ASSERT_EQ(read(ends[0], &answer, 1), 1);
+  ASSERT_EQ(answer, 'y');
+  Lock lock;
+  const mtlupdate::Outcome outcome = lock.take(folder);
+  ASSERT_TRUE(outcome);
+  EXPECT_EQ(outcome->kind, Failure::Kind::kBusy);
+  EXPECT_EQ(outcome->text,
+            "another run is at work on this folder: process " + std::to_string(child));
+  int asked = 0;
+  EXPECT_FALSE(lock.take(folder, [&](std::int64_t holder) {
+    EXPECT_EQ(holder, child);
+    if (++asked == 2) {
+      kill(child, SIGKILL);
+      EXPECT_EQ(waitpid(child, nullptr, 0), child);
+    }
+    return asked < 1000;
+  }));
+  EXPECT_EQ(asked, 2);
+  close(ends[0]);
+  close(ends[1]);
+}
+
+}  // namespace

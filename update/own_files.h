@@ -1,0 +1,31 @@
+// The files that the engine keeps for itself in the folder of a copy, and what is said when the
+// disk fails.
+#ifndef MTLLIB_UPDATE_OWN_FILES_H_
+#define MTLLIB_UPDATE_OWN_FILES_H_
+
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "update/failure.h"
+#include "update/system.h"
+
+namespace mtlupdate {
+
+// Below mtlrules::kStateFolderName, which no entry of a list can name.
+inline constexpr const char* kOwnFolder = ".mtllib";
+inline constexpr const char* kLockFile = ".mtllib/lock";
+inline constexpr const char* kStageFolder = ".mtllib/stage";
+/// What the last update left.
+inline constexpr const char* kStateFile = ".mtllib/state";
+/// The text of the list that the last update followed.
+inline constexpr const char* kListFile = ".mtllib/filelist.json";
+
+/// A failure of kDisk about a file of the copy: `what` and the system's words.
+inline Failure diskFailure(const char* what, std::string_view path, const std::error_code& error) {
+  return {Failure::Kind::kDisk, std::string(what) + ": " + systemText(error), std::string(path)};
+}
+
+}  // namespace mtlupdate
+
+#endif  // MTLLIB_UPDATE_OWN_FILES_H_
