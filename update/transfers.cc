@@ -322,6 +322,7 @@ std::unique_ptr<Transfers::Work> Transfers::takeWork() {
   if (!hasMore_) return nullptr;
   auto work = std::make_unique<Work>();
   work->countedFrom = body->part();
+  work->pastCaches = body->isPastCaches();
   work->body = std::move(body);
   return work;
 }

@@ -34,6 +34,8 @@ class Body {
   virtual std::optional<std::uint64_t> size() const { return std::nullopt; }
   /// A larger body is a kLimit; none for any size.
   virtual std::optional<std::uint64_t> largestSize() const { return std::nullopt; }
+  /// Caches on the way are not to answer: not even the first time.
+  virtual bool isPastCaches() const { return false; }
   /// The bytes that were taken, in earlier tries and runs too.
   virtual std::uint64_t part() const = 0;
   /// Whether finish() would notice that the part is not of the same body as the rest.
