@@ -22,9 +22,13 @@ inline constexpr const char* kStateFile = ".mtllib/state";
 inline constexpr const char* kListFile = ".mtllib/filelist.json";
 
 /// A failure of kDisk about a file of the copy: `what` and the system's words.
-inline Failure diskFailure(const char* what, std::string_view path, const std::error_code& error) {
-  return {Failure::Kind::kDisk, std::string(what) + ": " + systemText(error), std::string(path)};
-}
+Failure diskFailure(const char* what, std::string_view path, const std::error_code& error);
+
+/// The whole content of a file.
+std::error_code readOwnFile(Folder& folder, std::string_view path, std::string& bytes);
+
+/// Writes the file anew.
+Outcome writeOwnFile(Folder& folder, std::string_view path, std::string_view bytes);
 
 }  // namespace mtlupdate
 

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "update/disk.h"
 #include "update/failure.h"
 #include "update/listing.h"
 #include "update/state.h"
@@ -17,24 +18,10 @@
 
 namespace mtlupdate {
 
-/// A Disk is what a plan asks about a copy.
-class Disk {
- public:
-  virtual ~Disk() = default;
-
-  /// As Folder::look().
-  virtual std::error_code look(std::string_view path, Look& found) = 0;
-  /// Reads a file. `goOn` is asked now and then, with the bytes so far; when it answers false,
-  /// the error is operation_canceled.
-  virtual std::error_code digest(std::string_view path,
-                                 const std::function<bool(std::uint64_t)>& goOn,
-                                 Digest& digest) = 0;
-  /// In bytes.
-  virtual std::optional<std::uint64_t> freeRoom() = 0;
-};
-
 struct PlanOptions {
   std::string subPath{};
+  /// Read every file, as if the disk could have changed it without a trace.
+  bool reread = false;
   /// Fetch whatever the list selects, as if nothing were known of the copy.
   bool full = false;
   /// Remove files that the library has withdrawn.

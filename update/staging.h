@@ -5,12 +5,12 @@
 #define MTLLIB_UPDATE_STAGING_H_
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_set>
 
+#include "update/disk.h"
 #include "update/failure.h"
 #include "update/listing.h"
 #include "update/sha256.h"
@@ -65,9 +65,9 @@ class Staging {
 
   /// Looks for the content of the entry; reads what may be whole. After a cut run nothing but
   /// the digest shows that a content is whole, so without one it is at most a part, and what is
-  /// larger than listed or has another digest is nothing. `goOn` is asked, with the bytes read so
-  /// far, whether to go on.
-  Outcome find(const Entry& entry, const std::function<bool(std::uint64_t)>& goOn, Found& found);
+  /// larger than listed or has another digest is nothing. Fails with kCancelled when `goOn` answers
+  /// false.
+  Outcome find(const Entry& entry, const GoOn& goOn, Found& found);
 
   /// Opens the content of the entry for more bytes: behind those that are there, which are read
   /// for the digest, or anew.
@@ -75,7 +75,7 @@ class Staging {
 
   /// Stages the content of the entry from the file at `path` of the copy. The content must have
   /// the listed digest: kContent otherwise, with nothing staged.
-  Outcome copy(const Entry& entry, std::string_view path, Found& found);
+  Outcome copy(const Entry& entry, std::string_view path, const GoOn& goOn, Found& found);
 
   /// What the server named the version of the content by whose part is staged (its ETag or
   /// Last-Modified); "" when nothing was kept. Needed for content without a digest alone.
@@ -88,9 +88,15 @@ class Staging {
   Outcome keepOnly(const std::unordered_set<std::string>& paths);
 
  private:
+  Outcome readPart(StagedFile& file);
+  Outcome copyBytes(const Entry& entry, std::string_view path, const GoOn& goOn);
+
   Folder& folder_;
   std::string stamp_;
 };
+
+/// Whether a run was cut, or could not put all of its files in their places.
+bool hasStagedContents(Folder& folder);
 
 }  // namespace mtlupdate
 

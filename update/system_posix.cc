@@ -145,6 +145,8 @@ struct Folder::State {
   std::error_code parentOf(std::string_view path, int& parent, std::string& name) {
     const std::size_t end = path.rfind('/');
     name = path.substr(end == path.npos ? 0 : end + 1);
+    // Only a path that is not plain has such a name.
+    if (name.empty() || name == "." || name == "..") return errorOf(std::errc::invalid_argument);
     return folderAt(path.substr(0, end == path.npos ? 0 : end), parent);
   }
 

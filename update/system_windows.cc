@@ -200,6 +200,9 @@ struct Folder::State {
   /// ERROR_DIRECTORY when one of them is something else; `blocked` is its path.
   std::error_code holdParents(std::string_view path) {
     const std::size_t end = path.rfind('/');
+    const std::string_view name = path.substr(end == path.npos ? 0 : end + 1);
+    // Only a path that is not plain has such a name.
+    if (name.empty() || name == "." || name == "..") return errorOf(ERROR_INVALID_NAME);
     return end == path.npos ? std::error_code() : hold(path.substr(0, end));
   }
 

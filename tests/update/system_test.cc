@@ -228,6 +228,21 @@ TEST_F(System, FollowsNoLinkThatLeadsOut) {
   EXPECT_EQ(readTree(dir / "outside"), (std::map<std::string, std::string>{{"a", "theirs"}}));
 }
 
+TEST_F(System, TakesNoPathThatClimbs) {
+  writeFile(dir / "theirs", "theirs");
+  write("a/b", "ours");
+  File file;
+  for (const char* path : {"../theirs", "a/../../theirs", "a/./b", "a//b", "..", ""}) {
+    Look found;
+    EXPECT_TRUE(folder.look(path, found)) << path;
+    EXPECT_TRUE(folder.openToRead(path, file)) << path;
+    EXPECT_TRUE(folder.removeFile(path)) << path;
+    EXPECT_TRUE(folder.replace("a/b", path)) << path;
+  }
+  EXPECT_EQ(readFile(dir / "theirs"), "theirs");
+  EXPECT_EQ(read("a/b"), "ours");
+}
+
 TEST_F(System, LocksUntilTheFileIsClosed) {
   File first;
   File second;

@@ -1,0 +1,50 @@
+// Reading the files of a copy: what lies where, and which content it has.
+#ifndef MTLLIB_UPDATE_DISK_H_
+#define MTLLIB_UPDATE_DISK_H_
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string_view>
+#include <system_error>
+
+#include "update/sha256.h"
+#include "update/system.h"
+
+namespace mtlupdate {
+
+/// Asked now and then with the bytes read so far; when it answers false, the reading ends with the
+/// error operation_canceled. None goes on always.
+using GoOn = std::function<bool(std::uint64_t bytes)>;
+
+/// Adds the rest of the file to what is digested.
+std::error_code digestRest(File& file, const GoOn& goOn, Sha256& sha256);
+
+/// A Disk is what a plan asks about a copy.
+class Disk {
+ public:
+  virtual ~Disk() = default;
+
+  /// As Folder::look().
+  virtual std::error_code look(std::string_view path, Look& found) = 0;
+  virtual std::error_code digest(std::string_view path, const GoOn& goOn, Digest& digest) = 0;
+  /// In bytes.
+  virtual std::optional<std::uint64_t> freeRoom() = 0;
+};
+
+/// The disk itself. The folder must live longer.
+class FolderDisk final : public Disk {
+ public:
+  explicit FolderDisk(Folder& folder) : folder_(folder) {}
+
+  std::error_code look(std::string_view path, Look& found) override;
+  std::error_code digest(std::string_view path, const GoOn& goOn, Digest& digest) override;
+  std::optional<std::uint64_t> freeRoom() override;
+
+ private:
+  Folder& folder_;
+};
+
+}  // namespace mtlupdate
+
+#endif  // MTLLIB_UPDATE_DISK_H_

@@ -1,0 +1,39 @@
+// They are small, or of the size of the list.
+#include "update/own_files.h"
+
+#include <cstddef>
+
+namespace mtlupdate {
+
+Failure diskFailure(const char* what, std::string_view path, const std::error_code& error) {
+  return {Failure::Kind::kDisk, std::string(what) + ": " + systemText(error), std::string(path)};
+}
+
+std::error_code readOwnFile(Folder& folder, std::string_view path, std::string& bytes) {
+  File file;
+  FileIdentity identity;
+  std::error_code error = folder.openToRead(path, file);
+  if (!error) error = file.identity(identity);
+  if (error) return error;
+  bytes.resize(static_cast<std::size_t>(identity.size));
+  std::size_t size = 0;
+  std::size_t count = 1;
+  while (!error && count > 0 && size < bytes.size()) {
+    error = file.read(bytes.data() + size, bytes.size() - size, count);
+    size += count;
+  }
+  bytes.resize(size);
+  return error;
+}
+
+Outcome writeOwnFile(Folder& folder, std::string_view path, std::string_view bytes) {
+  File file;
+  std::error_code error = folder.openToAppend(path, file);
+  if (!error) error = file.cutAt(0);
+  if (!error) error = file.write(bytes);
+  if (!error) error = file.close();
+  if (error) return diskFailure("cannot be written", path, error);
+  return {};
+}
+
+}  // namespace mtlupdate
