@@ -20,7 +20,7 @@ class DocumentBody : public Body {
   std::optional<std::uint64_t> largestSize() const override { return largestSize_; }
   std::uint64_t part() const override { return part_; }
 
-  Outcome begin(bool anew) override {
+  Outcome begin(bool anew, const std::string& /*validator*/) override {
     if (!anew) return {};
     part_ = 0;
     return beginAnew();

@@ -23,8 +23,6 @@ constexpr int kServiceUnavailable = 503;
 
 // How often the client is asked.
 constexpr milliseconds kLookInterval{50};
-// Smaller bodies are fetched anew where they were cut.
-constexpr std::uint64_t kWorthARange = 1024UL * 1024;
 // So many bytes more of a body, and the tries are counted anew.
 constexpr std::uint64_t kProgress = 64UL * 1024;
 // What comes with an error status is read, so that the connection can be kept, but not forever.
@@ -177,7 +175,7 @@ class Transfers::Slot : public Exchange {
       work_->validator = hasStrongTag ? entityTag_ : lastModified_;
       work_->countedFrom = 0;
     }
-    failure_ = body.begin(isWhole);
+    failure_ = body.begin(isWhole, work_->validator);
   }
 
   bool onBytes(std::string_view bytes) override {
@@ -323,6 +321,7 @@ std::unique_ptr<Transfers::Work> Transfers::takeWork() {
   auto work = std::make_unique<Work>();
   work->countedFrom = body->part();
   work->pastCaches = body->isPastCaches();
+  work->validator = body->validator();
   work->body = std::move(body);
   return work;
 }

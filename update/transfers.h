@@ -21,6 +21,9 @@
 
 namespace mtlupdate {
 
+/// In bytes: smaller bodies are fetched anew where they were cut.
+inline constexpr std::uint64_t kWorthARange = 1048576;
+
 /// A Body takes one body as it arrives. It is used by one thread at a time, not always the same.
 class Body {
  public:
@@ -41,8 +44,12 @@ class Body {
   /// Whether finish() would notice that the part is not of the same body as the rest.
   virtual bool isChecked() const { return false; }
 
+  /// What the server called the state of the body that the part is of: its validator, as it goes
+  /// into If-Range. "" when it is not known.
+  virtual std::string validator() const { return {}; }
+
   /// A body begins to arrive: the rest, behind the part, or the whole, anew.
-  virtual Outcome begin(bool anew) = 0;
+  virtual Outcome begin(bool anew, const std::string& validator) = 0;
   virtual Outcome append(std::string_view bytes) = 0;
   /// The body is complete. After kContent it is fetched once more, past caches.
   virtual Outcome finish() = 0;

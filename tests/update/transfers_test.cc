@@ -54,7 +54,7 @@ class KeptBody : public Body {
   std::optional<std::uint64_t> largestSize() const override { return file_.largest; }
   std::uint64_t part() const override { return size_; }
   bool isChecked() const override { return file_.isChecked; }
-  Outcome begin(bool anew) override {
+  Outcome begin(bool anew, const std::string& /*validator*/) override {
     ++file_.begun;
     if (anew) file_.part.clear();
     if (anew) size_ = 0;

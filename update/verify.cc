@@ -1,0 +1,116 @@
+// First the files of the list, then the folders for what is not of the list.
+#include "update/verify.h"
+
+#include <algorithm>
+#include <optional>
+#include <system_error>
+#include <unordered_set>
+#include <utility>
+
+#include "rules/own_names.h"
+#include "update/disk.h"
+#include "update/own_files.h"
+
+namespace mtlupdate {
+
+namespace {
+
+class Verification {
+ public:
+  Verification(Folder& folder, const Listing& listing, std::string_view subPath,
+               const std::function<bool()>& goOn, VerifyResult& result)
+      : folder_(folder), listing_(listing), subPath_(subPath), goOn_(goOn), result_(result) {}
+
+  Outcome run() {
+    for (const Entry& entry : listing_) {
+      // The first of several entries has the place.
+      if (!listed_.insert(entry.path).second) continue;
+      if (Outcome failure = compare(entry)) return failure;
+    }
+    return lookForOthers({});
+  }
+
+ private:
+  static Outcome cancelled() { return Failure{Failure::Kind::kCancelled, "stopped on request"}; }
+
+  void add(Difference::Kind kind, std::string_view path) {
+    result_.differences.push_back({kind, std::string(path)});
+  }
+
+  Outcome compare(const Entry& entry) {
+    if (!goOn_()) return cancelled();
+    if (mtlrules::isOwnName(entry.path, subPath_)) return {};
+    Look look;
+    if (const std::error_code error = folder_.look(entry.path, look)) {
+      return diskFailure("cannot be looked at", entry.path, error);
+    }
+    if (!look.blockedBy.empty() || look.kind != FileKind::kFile) {
+      add(Difference::Kind::kMissing, entry.path);
+      return {};
+    }
+    bool isSame = !entry.size || *entry.size == look.identity.size;
+    if (isSame && entry.sha256) {
+      Digest digest{};
+      const auto goOn = [this](std::uint64_t) { return goOn_(); };
+      const std::error_code error = FolderDisk(folder_).digest(entry.path, goOn, digest);
+      if (error == std::errc::operation_canceled) return cancelled();
+      if (error) return diskFailure("cannot be read", entry.path, error);
+      ++result_.filesRead;
+      result_.bytesRead += look.identity.size;
+      isSame = digest == *entry.sha256;
+    }
+    if (isSame) return {};
+    const bool mayChange = entry.policy == mtlrules::DownloadPolicy::kMissing;
+    add(mayChange ? Difference::Kind::kChanged : Difference::Kind::kDamaged, entry.path);
+    return {};
+  }
+
+  // Folders are gone through without calling itself: they may lie as deep in one another as the
+  // system allows.
+  Outcome lookForOthers(std::string_view top) {
+    std::vector<std::string> folders{std::string(top)};
+    while (!folders.empty()) {
+      const std::string folder = std::move(folders.back());
+      folders.pop_back();
+      std::vector<std::string> names;
+      if (const std::error_code error = folder_.names(folder, names)) {
+        return diskFailure("cannot be read", folder, error);
+      }
+      std::sort(names.begin(), names.end());
+      for (const std::string& name : names) {
+        if (!goOn_()) return cancelled();
+        std::string path = folder.empty() ? name : folder + '/' + name;
+        if (listed_.count(path) > 0) continue;
+        Look look;
+        if (const std::error_code error = folder_.look(path, look)) {
+          return diskFailure("cannot be looked at", path, error);
+        }
+        // The folders that the stamp lies in may hold other files.
+        const bool isFolder = look.kind == FileKind::kFolder;
+        if (mtlrules::isOwnName(isFolder ? path + "/x" : path, subPath_)) continue;
+        if (isFolder) {
+          folders.push_back(std::move(path));
+        } else if (look.kind != FileKind::kNone) {
+          add(Difference::Kind::kExtra, path);
+        }
+      }
+    }
+    return {};
+  }
+
+  Folder& folder_;
+  const Listing& listing_;
+  std::string_view subPath_;
+  const std::function<bool()>& goOn_;
+  VerifyResult& result_;
+  std::unordered_set<std::string_view> listed_;
+};
+
+}  // namespace
+
+Outcome verifyCopy(Folder& folder, const Listing& listing, std::string_view subPath,
+                   const std::function<bool()>& goOn, VerifyResult& result) {
+  return Verification(folder, listing, subPath, goOn, result).run();
+}
+
+}  // namespace mtlupdate
