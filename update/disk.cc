@@ -6,19 +6,46 @@
 
 namespace mtlupdate {
 
-std::error_code digestRest(File& file, const GoOn& goOn, Sha256& sha256) {
+namespace {
+
+/// Calls `take` with each piece of the rest of the file, until it returns an error.
+template <typename Take>
+std::error_code readRest(File& file, const GoOn& goOn, Take take) {
   constexpr std::size_t kPiece = 262144;
   // Not a vector, which would be filled first: most files are far smaller.
   const std::unique_ptr<char[]> piece(new char[kPiece]);
   std::uint64_t bytes = 0;
   std::size_t count = 0;
   do {
-    if (const std::error_code error = file.read(piece.get(), kPiece, count)) return error;
-    sha256.update({piece.get(), count});
+    std::error_code error = file.read(piece.get(), kPiece, count);
+    if (!error) error = take(std::string_view(piece.get(), count));
+    if (error) return error;
     bytes += count;
     if (goOn && !goOn(bytes)) return std::make_error_code(std::errc::operation_canceled);
   } while (count > 0);
   return {};
+}
+
+}  // namespace
+
+std::error_code digestRest(File& file, const GoOn& goOn, Sha256& sha256) {
+  return readRest(file, goOn, [&](std::string_view piece) {
+    sha256.update(piece);
+    return std::error_code();
+  });
+}
+
+std::error_code copyFile(Folder& folder, std::string_view from, std::string_view to,
+                         const GoOn& goOn) {
+  if (!folder.clone(from, to)) return {};
+  File source;
+  File copy;
+  std::error_code error = folder.openToRead(from, source);
+  if (!error) error = folder.openToAppend(to, copy);
+  if (error) return error;
+  error = readRest(source, goOn, [&](std::string_view piece) { return copy.write(piece); });
+  const std::error_code closeError = copy.close();
+  return error ? error : closeError;
 }
 
 std::error_code FolderDisk::look(std::string_view path, Look& found) {

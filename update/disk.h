@@ -20,6 +20,10 @@ using GoOn = std::function<bool(std::uint64_t bytes)>;
 /// Adds the rest of the file to what is digested.
 std::error_code digestRest(File& file, const GoOn& goOn, Sha256& sha256);
 
+/// Makes `to`, a new file, have the content of the file `from`. After an error there may be a part.
+std::error_code copyFile(Folder& folder, std::string_view from, std::string_view to,
+                         const GoOn& goOn = {});
+
 /// A Disk is what a plan asks about a copy.
 class Disk {
  public:

@@ -21,6 +21,9 @@ inline constexpr const char* kStateFile = ".mtllib/state";
 /// The text of the list that the last update followed.
 inline constexpr const char* kListFile = ".mtllib/filelist.json";
 
+/// The text of the list that a run follows, while it is not the one above.
+inline constexpr const char* kNewListFile = ".mtllib/filelist.json.new";
+
 /// A failure of kDisk about a file of the copy: `what` and the system's words.
 Failure diskFailure(const char* what, std::string_view path, const std::error_code& error);
 

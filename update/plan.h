@@ -86,6 +86,8 @@ struct Plan {
   /// Files that stay as they are.
   std::size_t filesLeft = 0;
   std::uint64_t bytesLeft = 0;
+  std::size_t filesReplaced = 0;
+  std::uint64_t bytesReplaced = 0;  ///< Of the old files.
   /// In bytes. Contents of unknown size do not count.
   std::uint64_t bytesToFetch = 0;
   std::uint64_t bytesToCopy = 0;
@@ -96,9 +98,9 @@ struct Plan {
   std::optional<std::uint64_t> roomThere{};
 };
 
-/// Fails with kUsage for a removal that must be asked for, or a limit that is exceeded; with
-/// kDisk when there is too little room, with both figures; and with kCancelled.
-/// `staged` gives the bytes that the stage has of an entry's content already.
+/// Fails with kUsage for a removal that must be asked for; with kLimit; with kDisk when there is
+/// too little room, with both figures; and with kCancelled. `staged` gives the bytes that the stage
+/// has of an entry's content already.
 Outcome makePlan(const Listing& listing, const State& last, const PlanOptions& options,
                  const std::function<std::uint64_t(const Entry&)>& staged, Disk& disk, Plan& plan);
 

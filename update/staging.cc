@@ -1,8 +1,6 @@
 // A staged file has no mark of being whole: whoever finds one reads it.
 #include "update/staging.h"
 
-#include <cstddef>
-#include <memory>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -131,31 +129,12 @@ Outcome Staging::copy(const Entry& entry, std::string_view path, const GoOn& goO
   if (Outcome failure = discard(entry)) return failure;
   std::error_code error = folder_.makeFolders(kStageFolder);
   if (Outcome failure = outcomeOf("cannot be made", kStageFolder, error)) return failure;
-  if (folder_.clone(path, stagedPath(entry, stamp_))) {
-    if (Outcome failure = copyBytes(entry, path, goOn)) return failure;
-  }
+  error = copyFile(folder_, path, stagedPath(entry, stamp_), goOn);
+  if (Outcome failure = outcomeOf("cannot be copied", std::string(path), error)) return failure;
   if (Outcome failure = find(entry, goOn, found)) return failure;
   if (found.state == Found::State::kWhole) return {};
   if (Outcome failure = discard(entry)) return failure;
   return Failure{Failure::Kind::kContent, "has another content than it had", std::string(path)};
-}
-
-Outcome Staging::copyBytes(const Entry& entry, std::string_view path, const GoOn& goOn) {
-  constexpr std::size_t kPiece = 262144;
-  File source;
-  StagedFile copy;
-  if (Outcome failure = open(entry, true, copy)) return failure;
-  std::error_code error = folder_.openToRead(path, source);
-  const std::unique_ptr<char[]> piece(new char[kPiece]);
-  for (std::size_t count = 1; !error && count > 0;) {
-    error = source.read(piece.get(), kPiece, count);
-    if (Outcome failure = copy.append({piece.get(), count})) return failure;
-    if (goOn && !goOn(copy.size())) error = std::make_error_code(std::errc::operation_canceled);
-  }
-  if (Outcome failure = outcomeOf("cannot be copied", std::string(path), error)) return failure;
-  Digest digest{};
-  FileIdentity identity;
-  return copy.finish(digest, identity);
 }
 
 std::string Staging::validator(const Entry& entry) {

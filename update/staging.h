@@ -89,7 +89,6 @@ class Staging {
 
  private:
   Outcome readPart(StagedFile& file);
-  Outcome copyBytes(const Entry& entry, std::string_view path, const GoOn& goOn);
 
   Folder& folder_;
   std::string stamp_;

@@ -1,0 +1,211 @@
+// Everything that takes time, or can fail for want of room, is done before the first rename:
+// folders, copies of contents that several files have, and the bytes of state and stamp.
+#include "update/commit.h"
+
+#include <cstddef>
+#include <system_error>
+#include <utility>
+
+#include "rules/own_names.h"
+#include "rules/path.h"
+#include "update/disk.h"
+#include "update/own_files.h"
+#include "update/staging.h"
+
+namespace mtlupdate {
+
+namespace {
+
+constexpr const char* kNewState = ".mtllib/state.new";
+constexpr const char* kNewStamp = ".mtllib/stamp.new";
+
+std::string folderOf(std::string_view path) {
+  const std::size_t end = path.rfind('/');
+  return std::string(path.substr(0, end == path.npos ? 0 : end));
+}
+
+class Commit {
+ public:
+  Commit(Folder& folder, Plan& plan, const StagedContents& staged, const CommitTarget& target,
+         CommitResult& result)
+      : folder_(folder), plan_(plan), staged_(staged), target_(target), result_(result) {}
+
+  Outcome run() {
+    stampPath_ = mtlrules::plainPath(mtlrules::stampName(target_.subPath));
+    if (Outcome failure = checkStamp()) return failure;
+    if (Outcome failure = prepareFiles()) return failure;
+    if (Outcome failure = prepareState()) return failure;
+    if (Outcome failure = flush()) return failure;
+    if (Outcome failure = placeFiles()) return failure;
+    if (Outcome failure = removeWithdrawn()) return failure;
+    return result_.busy.empty() ? finish() : Outcome{};
+  }
+
+ private:
+  /// A file of the plan, and where its content lies until it is in its place.
+  struct Placement {
+    const Entry* entry;
+    std::string from;
+  };
+
+  // Renaming over a link would remove it.
+  Outcome checkStamp() {
+    Look look;
+    if (const std::error_code error = folder_.look(stampPath_, look)) {
+      return diskFailure("cannot be looked at", stampPath_, error);
+    }
+    if (look.kind == FileKind::kNone) return {};
+    if (look.kind == FileKind::kFile && look.blockedBy.empty()) return {};
+    return Failure{Failure::Kind::kDisk, "what lies in the place of the stamp is not a file",
+                   look.blockedBy.empty() ? stampPath_ : look.blockedBy};
+  }
+
+  Outcome prepareFiles() {
+    if (Outcome failure = makeFolder(kNewState)) return failure;
+    if (Outcome failure = makeFolder(stampPath_)) return failure;
+    std::unordered_map<std::string, std::size_t> uses;
+    for (const Plan::Place& place : plan_.place) {
+      if (Outcome failure = makeFolder(place.entry->path)) return failure;
+      std::string content = stagedPath(*place.entry, target_.stamp);
+      const std::size_t use = uses[content]++;
+      if (Outcome failure = prepare(*place.entry, std::move(content), use)) return failure;
+    }
+    return {};
+  }
+
+  /// The first file gets the content itself, all others a copy.
+  Outcome prepare(const Entry& entry, std::string content, std::size_t use) {
+    const auto found = staged_.find(content);
+    if (found == staged_.end()) {
+      return Failure{Failure::Kind::kContent, "is not staged", std::string(entry.path)};
+    }
+    FileIdentity identity = found->second.identity;
+    if (use > 0) {
+      const std::string copy = content + '.' + std::to_string(use);
+      if (Outcome failure = copyContent(content, copy, identity)) return failure;
+      content = copy;
+    }
+    plan_.next.add({entry.path, identity, found->second.sha256, true});
+    placements_.push_back({&entry, std::move(content)});
+    return {};
+  }
+
+  Outcome copyContent(const std::string& from, const std::string& to, FileIdentity& identity) {
+    std::error_code error = folder_.removeFile(to);
+    if (!error) error = copyFile(folder_, from, to);
+    Look look;
+    if (!error) error = folder_.look(to, look);
+    if (error) return diskFailure("cannot be copied", from, error);
+    identity = look.identity;
+    return {};
+  }
+
+  Outcome makeFolder(std::string_view path) {
+    const std::string name = folderOf(path);
+    if (name == lastFolder_) return {};
+    if (const std::error_code error = folder_.makeFolders(name)) {
+      return diskFailure("the folder cannot be made", name, error);
+    }
+    lastFolder_ = name;
+    return {};
+  }
+
+  Outcome prepareState() {
+    plan_.next.address = target_.address;
+    plan_.next.subPath = target_.subPath;
+    plan_.next.stamp = target_.stamp;
+    if (Outcome failure = writeOwnFile(folder_, kNewState, stateBytes(plan_.next))) return failure;
+    return writeOwnFile(folder_, kNewStamp, target_.stamp);
+  }
+
+  Outcome flush() {
+    std::vector<std::string> files{kNewState, kNewStamp};
+    if (target_.hasNewList) files.emplace_back(kNewListFile);
+    for (const Placement& placement : placements_)
+      files.push_back(placement.from);
+    if (const std::error_code error = folder_.flush(files)) {
+      return diskFailure("cannot be made durable", "", error);
+    }
+    return {};
+  }
+
+  Outcome placeFiles() {
+    const auto begin = std::chrono::steady_clock::now();
+    for (const Placement& placement : placements_) {
+      const std::error_code error = folder_.replace(placement.from, placement.entry->path);
+      const Outcome failure = judge("cannot be replaced", placement.entry->path, error);
+      if (failure) return failure;
+      if (!error) result_.changed.emplace_back(placement.entry->path);
+    }
+    result_.renaming = std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::steady_clock::now() - begin);
+    return {};
+  }
+
+  /// Only what nobody has changed since the plan was made.
+  Outcome removeWithdrawn() {
+    if (!plan_.removesWithdrawn) return {};
+    for (const Plan::Withdrawn& file : plan_.withdrawn) {
+      Look look;
+      std::error_code error = folder_.look(file.path, look);
+      const bool isSame = !error && look.kind == FileKind::kFile && look.blockedBy.empty() &&
+                          look.identity == file.identity;
+      if (!isSame) continue;
+      error = folder_.removeFile(file.path);
+      if (Outcome failure = judge("cannot be removed", file.path, error)) return failure;
+      if (error) continue;
+      result_.removed.push_back(file.path);
+      for (std::string name = folderOf(file.path); !name.empty(); name = folderOf(name)) {
+        if (folder_.removeFolder(name)) break;
+      }
+    }
+    return {};
+  }
+
+  /// A file that is in use is noted; other errors are failures.
+  Outcome judge(const char* what, std::string_view path, const std::error_code& error) {
+    if (!error) return {};
+    Failure failure = diskFailure(what, path, error);
+    failure.isTransient = isInUse(error);
+    if (!failure.isTransient) return failure;
+    result_.busy.push_back(std::move(failure));
+    return {};
+  }
+
+  Outcome rename(const char* from, std::string_view to) {
+    if (const std::error_code error = folder_.replace(from, to)) {
+      return diskFailure("cannot be replaced", to, error);
+    }
+    return {};
+  }
+
+  // File systems may make renames durable in another order than that in which they were done.
+  Outcome finish() {
+    if (Outcome failure = rename(kNewState, kStateFile)) return failure;
+    if (target_.hasNewList) {
+      if (Outcome failure = rename(kNewListFile, kListFile)) return failure;
+    }
+    if (const std::error_code error = folder_.flush({})) {
+      return diskFailure("cannot be made durable", "", error);
+    }
+    return rename(kNewStamp, stampPath_);
+  }
+
+  Folder& folder_;
+  Plan& plan_;
+  const StagedContents& staged_;
+  const CommitTarget& target_;
+  CommitResult& result_;
+  std::string stampPath_;
+  std::string lastFolder_;
+  std::vector<Placement> placements_;
+};
+
+}  // namespace
+
+Outcome commit(Folder& folder, Plan& plan, const StagedContents& staged, const CommitTarget& target,
+               CommitResult& result) {
+  return Commit(folder, plan, staged, target, result).run();
+}
+
+}  // namespace mtlupdate

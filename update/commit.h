@@ -1,0 +1,57 @@
+// Committing puts what is staged in its places, all at once as far as a file system can: readers
+// see an old file or a new one, and after a loss of power the stamp is never ahead of the files.
+#ifndef MTLLIB_UPDATE_COMMIT_H_
+#define MTLLIB_UPDATE_COMMIT_H_
+
+#include <chrono>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "update/failure.h"
+#include "update/plan.h"
+#include "update/sha256.h"
+#include "update/system.h"
+
+namespace mtlupdate {
+
+/// A whole content in the stage.
+struct StagedContent {
+  Digest sha256;
+  FileIdentity identity;
+};
+
+/// By stagedPath().
+using StagedContents = std::unordered_map<std::string, StagedContent>;
+
+/// What a copy is brought to.
+struct CommitTarget {
+  std::string address{};
+  std::string subPath{};
+  std::string stamp{};
+  /// Take the list that lies at kNewListFile for the one that was followed; otherwise the one that
+  /// was kept stays.
+  bool hasNewList = false;
+};
+
+struct CommitResult {
+  std::vector<std::string> changed;  ///< Files that were put in their places, in the list's order.
+  std::vector<std::string> removed;  ///< Withdrawn files, and links among them never.
+  /// Files that some program keeps from being replaced or removed. They stay as they were, their
+  /// contents stay staged, and the stamp stays the old one, so that the next run finishes.
+  std::vector<Failure> busy;
+  std::chrono::microseconds renaming{0};  ///< From before the first rename until after the last.
+};
+
+/// Puts every file of the plan in its place. Takes the content of each from the stage, where all of
+/// them must be whole. `plan.next` becomes the state of the copy.
+///
+/// Fails with kDisk, with some files in their places and the others still staged: a later run goes
+/// on from there.
+Outcome commit(Folder& folder, Plan& plan, const StagedContents& staged, const CommitTarget& target,
+               CommitResult& result);
+
+}  // namespace mtlupdate
+
+#endif  // MTLLIB_UPDATE_COMMIT_H_

@@ -1,0 +1,364 @@
+// Each entry is judged by itself, once it is known which entries have a place to themselves. Files
+// are read last, and only when nothing else shows what they are.
+#include "update/plan.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "platform/file_names.h"
+#include "rules/ascii.h"
+#include "rules/own_names.h"
+
+namespace mtlupdate {
+
+namespace {
+
+using mtlrules::DownloadPolicy;
+using Reason = PassedOver::Reason;
+
+/// Of names that mean the same file, all but the ASCII letters' case being the same.
+std::string foldedCase(std::string_view path) {
+  std::string folded(path);
+  for (char& c : folded)
+    c = mtlrules::asciiLower(c);
+  return folded;
+}
+
+/// The order of paths in which those below a folder follow it at once.
+bool isBefore(std::string_view a, std::string_view b) {
+  const auto [left, right] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
+  if (left == a.end() || right == b.end()) return right != b.end();
+  if (*left == '/' || *right == '/') return *left == '/';
+  return *left < *right;
+}
+
+bool isBelow(std::string_view path, std::string_view folder) {
+  return path.size() > folder.size() && path[folder.size()] == '/' &&
+         path.substr(0, folder.size()) == folder;
+}
+
+/// Which entries have their places to themselves. Sorted, since whoever writes a list could make
+/// all paths fall into one bucket of a hash table.
+class Places {
+ public:
+  explicit Places(const Listing& listing) : verdicts_(listing.size(), Verdict::kAlone) {
+    places_.reserve(listing.size());
+    for (std::size_t i = 0; i < listing.size(); ++i) {
+      const std::string_view path = listing[i].path;
+      places_.push_back({Platform::kHasWindowsNames ? texts_.keep(foldedCase(path)) : path, i});
+    }
+    std::sort(places_.begin(), places_.end(), [](const Place& a, const Place& b) {
+      return a.path == b.path ? a.number < b.number : isBefore(a.path, b.path);
+    });
+    for (std::size_t i = 0; i + 1 < places_.size(); ++i) {
+      const Place& next = places_[i + 1];
+      if (next.path == places_[i].path) verdicts_[places_[i].number] = Verdict::kSame;
+      if (isBelow(next.path, places_[i].path)) verdicts_[places_[i].number] = Verdict::kFolder;
+    }
+  }
+
+  /// kSame: an entry further down has the same place; kFolder: another one has a place below it.
+  enum class Verdict : unsigned char { kAlone, kSame, kFolder };
+  Verdict of(std::size_t number) const { return verdicts_[number]; }
+
+  bool isNamed(std::string_view path) const {
+    const std::string folded = Platform::kHasWindowsNames ? foldedCase(path) : std::string();
+    if (Platform::kHasWindowsNames) path = folded;
+    const auto found = std::lower_bound(
+        places_.begin(), places_.end(), path,
+        [](const Place& place, std::string_view other) { return isBefore(place.path, other); });
+    return found != places_.end() && found->path == path;
+  }
+
+ private:
+  struct Place {
+    std::string_view path;
+    std::size_t number;
+  };
+
+  TextStore texts_;
+  std::vector<Place> places_;
+  std::vector<Verdict> verdicts_;
+};
+
+/// Files by the digests that they had, for the same reason sorted.
+class Sources {
+ public:
+  explicit Sources(const State& state) {
+    for (const KnownFile& file : state.files()) {
+      if (file.sha256) files_.push_back(&file);
+    }
+    std::sort(files_.begin(), files_.end(),
+              [](const KnownFile* a, const KnownFile* b) { return *a->sha256 < *b->sha256; });
+  }
+
+  /// The first file with the digest of which `isGood` is true; null when there is none.
+  template <typename IsGood>
+  const KnownFile* find(const Digest& digest, IsGood isGood) const {
+    auto next = std::lower_bound(
+        files_.begin(), files_.end(), digest,
+        [](const KnownFile* file, const Digest& other) { return *file->sha256 < other; });
+    for (; next != files_.end() && *(*next)->sha256 == digest; ++next) {
+      if (isGood(**next)) return *next;
+    }
+    return nullptr;
+  }
+
+ private:
+  std::vector<const KnownFile*> files_;
+};
+
+/// Whatever a list says, sums of its sizes do not wrap around.
+void add(std::uint64_t bytes, std::uint64_t& sum) {
+  constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
+  sum = bytes > kMost - sum ? kMost : sum + bytes;
+}
+
+std::string figures(std::uint64_t needed, std::uint64_t there, const char* between) {
+  return std::to_string(needed) + between + std::to_string(there);
+}
+
+class Planner {
+ public:
+  Planner(const Listing& listing, const State& last, const PlanOptions& options,
+          const std::function<std::uint64_t(const Entry&)>& staged, Disk& disk, Plan& plan)
+      : listing_(listing),
+        last_(last),
+        options_(options),
+        staged_(staged),
+        disk_(disk),
+        plan_(plan),
+        places_(listing) {}
+
+  Outcome run() {
+    for (std::size_t i = 0; i < listing_.size(); ++i) {
+      if (!mayGoOn(i)) return stopped();
+      if (Outcome failure = take(listing_[i], i)) return failure;
+    }
+    if (Outcome failure = takeWithdrawn()) return failure;
+    return checkTotals();
+  }
+
+ private:
+  static Outcome stopped() { return Failure{Failure::Kind::kCancelled, "the run was stopped"}; }
+
+  bool mayGoOn(std::size_t entries) {
+    constexpr std::size_t kBetween = 64;
+    entries_ = entries;
+    return entries % kBetween != 0 || !options_.goOn || options_.goOn(entries, bytesRead_);
+  }
+
+  void passOver(const Entry& entry, Reason reason, std::string text) {
+    plan_.passedOver.push_back({reason, std::string(entry.path), std::move(text)});
+  }
+
+  Outcome take(const Entry& entry, std::size_t number) {
+    const auto pass = [&](Reason reason, std::string text) {
+      passOver(entry, reason, std::move(text));
+      return Outcome{};
+    };
+    if (mtlrules::isOwnName(entry.path, options_.subPath)) {
+      return pass(Reason::kOwnName, "its name is kept for the stamp or for what updates need");
+    }
+    if (places_.of(number) == Places::Verdict::kSame) {
+      return pass(Reason::kSamePlace, "another entry has the same place");
+    }
+    if (places_.of(number) == Places::Verdict::kFolder) {
+      return pass(Reason::kNotAFolder, "another entry needs a folder in its place");
+    }
+    Look look;
+    if (const std::error_code error = disk_.look(entry.path, look)) {
+      return pass(Reason::kUnreadable, "cannot be looked at: " + systemText(error));
+    }
+    const std::string where = look.blockedBy.empty() ? "its place" : '"' + look.blockedBy + '"';
+    if (look.kind == FileKind::kLink) return pass(Reason::kLink, where + " is a link");
+    if (look.kind == FileKind::kOther) {
+      return pass(Reason::kOther, where + " is neither a file nor a folder");
+    }
+    if (!look.blockedBy.empty()) return pass(Reason::kNotAFolder, where + " is a file");
+    if (look.kind == FileKind::kFolder) return pass(Reason::kFolder, where + " is a folder");
+    if (look.kind == FileKind::kNone) return place(entry, nullptr);
+    return compare(entry, look.identity);
+  }
+
+  // What has become of a file that is there.
+  Outcome compare(const Entry& entry, const FileIdentity& identity) {
+    const KnownFile* const known = last_.find(entry.path);
+    const bool isMissing = entry.policy == DownloadPolicy::kMissing;
+    if (options_.full && !isMissing) return place(entry, &identity);
+    if (!entry.sha256) {
+      if (!isMissing) return place(entry, &identity);
+      return keep(entry, identity,
+                  known != nullptr && known->identity == identity ? known : nullptr);
+    }
+    const bool isOtherSize = entry.size && *entry.size != identity.size;
+    if (isOtherSize && !isMissing) return place(entry, &identity);
+    std::optional<Digest> digest;
+    if (Outcome failure = contentOf(entry, identity, known, digest)) return failure;
+    if (!digest) return {};
+    KnownFile file{entry.path, identity, digest, true};
+    if (digest == entry.sha256) return keep(entry, identity, &file);
+    if (!isMissing || isOurs(known, identity, digest)) return place(entry, &identity);
+    passOver(entry, Reason::kChanged, "was not placed here by an update, or changed since");
+    file.isPlaced = false;
+    return keep(entry, identity, &file);
+  }
+
+  /// Whether an update placed the file, and it has been the same since: or was, and has only lost
+  /// its content, when all files are read.
+  bool isOurs(const KnownFile* known, const FileIdentity& identity,
+              const std::optional<Digest>& digest) const {
+    return known != nullptr && known->isPlaced &&
+           (known->identity == identity || known->sha256 == digest);
+  }
+
+  /// None when the entry was passed over.
+  Outcome contentOf(const Entry& entry, const FileIdentity& identity, const KnownFile* known,
+                    std::optional<Digest>& digest) {
+    const bool isAsItWas = known != nullptr && known->identity == identity;
+    if (isAsItWas && known->sha256 && !options_.reread) {
+      digest = known->sha256;
+      return {};
+    }
+    Digest read{};
+    const std::uint64_t before = bytesRead_;
+    const std::error_code error = disk_.digest(
+        entry.path,
+        [&](std::uint64_t bytes) {
+          bytesRead_ = before + bytes;
+          return !options_.goOn || options_.goOn(entries_, bytesRead_);
+        },
+        read);
+    if (error == std::errc::operation_canceled) return stopped();
+    if (error) {
+      passOver(entry, Reason::kUnreadable, "cannot be read: " + systemText(error));
+      return {};
+    }
+    digest = read;
+    return {};
+  }
+
+  Outcome keep(const Entry& entry, const FileIdentity& identity, const KnownFile* file) {
+    plan_.next.add(file != nullptr ? *file : KnownFile{entry.path, identity, std::nullopt, false});
+    ++plan_.filesLeft;
+    add(identity.size, plan_.bytesLeft);
+    return {};
+  }
+
+  // `old` is null when nothing lies there.
+  Outcome place(const Entry& entry, const FileIdentity* old) {
+    plan_.place.push_back({&entry, old != nullptr});
+    if (old != nullptr) {
+      ++plan_.filesReplaced;
+      add(old->size, plan_.bytesReplaced);
+    }
+    const std::uint64_t size = entry.size.value_or(0);
+    if (entry.sha256 && !contents_.insert(*entry.sha256).second) {
+      add(size, plan_.bytesToCopy);
+      return {};
+    }
+    const std::optional<std::string> source = options_.full ? std::nullopt : sourceOf(entry);
+    if (source) {
+      plan_.copy.push_back({&entry, *source});
+      add(size, plan_.bytesToCopy);
+      return {};
+    }
+    return fetch(entry, size);
+  }
+
+  Outcome fetch(const Entry& entry, std::uint64_t size) {
+    if (options_.largestFile && size > *options_.largestFile) {
+      return Failure{Failure::Kind::kLimit,
+                     "is larger than allowed: " +
+                         figures(size, *options_.largestFile, " bytes, not ") + " at most",
+                     std::string(entry.path)};
+    }
+    plan_.fetch.push_back({&entry});
+    if (!entry.size) ++plan_.fetchesOfUnknownSize;
+    const std::uint64_t there = staged_ ? staged_(entry) : 0;
+    add(size > there ? size - there : 0, plan_.bytesToFetch);
+    return {};
+  }
+
+  /// A file of the copy that has the content, and has not been touched since that was known.
+  std::optional<std::string> sourceOf(const Entry& entry) {
+    if (!entry.sha256) return std::nullopt;
+    if (!sources_) sources_.emplace(last_);
+    const KnownFile* const source = sources_->find(*entry.sha256, [&](const KnownFile& file) {
+      Look look;
+      return file.path != entry.path && isThere(file, look);
+    });
+    return source != nullptr ? std::optional<std::string>(source->path) : std::nullopt;
+  }
+
+  bool isThere(const KnownFile& file, Look& look) {
+    return !disk_.look(file.path, look) && look.kind == FileKind::kFile && look.blockedBy.empty() &&
+           look.identity == file.identity;
+  }
+
+  Outcome takeWithdrawn() {
+    std::size_t placed = 0;
+    for (const KnownFile& file : last_.files()) {
+      if (!mayGoOn(entries_ + 1)) return stopped();
+      if (!file.isPlaced) continue;
+      ++placed;
+      Look look;
+      if (places_.isNamed(file.path) || mtlrules::isOwnName(file.path, options_.subPath) ||
+          !isThere(file, look)) {
+        continue;
+      }
+      plan_.withdrawn.push_back({std::string(file.path), file.identity});
+      add(file.identity.size, plan_.bytesWithdrawn);
+      // As long as it is there, a later update may be told to remove it.
+      if (!options_.prune) plan_.next.add(file);
+    }
+    plan_.removesWithdrawn = options_.prune;
+    if (!options_.prune || options_.pruneMost || plan_.withdrawn.size() * 2 <= placed) return {};
+    return Failure{Failure::Kind::kUsage, "more than half of the copy would be removed: " +
+                                              figures(plan_.withdrawn.size(), placed, " of ") +
+                                              " files"};
+  }
+
+  Outcome checkTotals() {
+    if (options_.largestTotal && plan_.bytesToFetch > *options_.largestTotal) {
+      return Failure{Failure::Kind::kLimit,
+                     "more is to be fetched than allowed: " +
+                         figures(plan_.bytesToFetch, *options_.largestTotal, " bytes, not ") +
+                         " at most"};
+    }
+    plan_.roomNeeded = plan_.bytesToFetch;
+    add(plan_.bytesToCopy, plan_.roomNeeded);
+    plan_.roomThere = disk_.freeRoom();
+    if (!plan_.roomThere || plan_.roomNeeded <= *plan_.roomThere) return {};
+    return Failure{Failure::Kind::kDisk,
+                   "too little room: " +
+                       figures(plan_.roomNeeded, *plan_.roomThere, " bytes are needed, and ") +
+                       " are free"};
+  }
+
+  const Listing& listing_;
+  const State& last_;
+  const PlanOptions& options_;
+  const std::function<std::uint64_t(const Entry&)>& staged_;
+  Disk& disk_;
+  Plan& plan_;
+  Places places_;
+  std::set<Digest> contents_{};  ///< That are fetched or copied.
+  std::optional<Sources> sources_{};
+  std::size_t entries_ = 0;
+  std::uint64_t bytesRead_ = 0;
+};
+
+}  // namespace
+
+Outcome makePlan(const Listing& listing, const State& last, const PlanOptions& options,
+                 const std::function<std::uint64_t(const Entry&)>& staged, Disk& disk, Plan& plan) {
+  plan = Plan();
+  return Planner(listing, last, options, staged, disk, plan).run();
+}
+
+}  // namespace mtlupdate
