@@ -72,6 +72,10 @@ int signalToSend() {
   return numberIn("WRITE_POINTS_SIGNAL", SIGKILL);
 }
 
+std::string pathAt(int folder, const char* name) {
+  return *name == '/' || folder == AT_FDCWD ? name : pathOf(folder) + '/' + name;
+}
+
 void pass(const char* call, const char* path) {
   if (path != nullptr && isDue(call, path)) kill(getpid(), signalToSend());
 }
@@ -83,6 +87,11 @@ void pass(const char* call, int descriptor) {
 int openWith(const char* call, const char* path, int flags, mode_t mode) {
   if ((flags & (O_WRONLY | O_RDWR)) != 0) pass(call, path);
   return next<int(const char*, int, ...)>(call)(path, flags, mode);
+}
+
+int openWithAt(const char* call, int folder, const char* name, int flags, mode_t mode) {
+  if ((flags & (O_WRONLY | O_RDWR)) != 0) pass(call, pathAt(folder, name).c_str());
+  return next<int(int, const char*, int, ...)>(call)(folder, name, flags, mode);
 }
 
 FILE* openStream(const char* call, const char* path, const char* mode) {
@@ -116,6 +125,22 @@ int open64(const char* path, int flags, ...) {
   return openWith("open64", path, flags, mode);
 }
 
+int openat(int folder, const char* name, int flags, ...) {
+  std::va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = modeOf(flags, arguments);
+  va_end(arguments);
+  return openWithAt("openat", folder, name, flags, mode);
+}
+
+int openat64(int folder, const char* name, int flags, ...) {
+  std::va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = modeOf(flags, arguments);
+  va_end(arguments);
+  return openWithAt("openat64", folder, name, flags, mode);
+}
+
 FILE* fopen(const char* path, const char* mode) {
   return openStream("fopen", path, mode);
 }
@@ -146,6 +171,26 @@ int ftruncate(int descriptor, off_t size) noexcept {
 int fsync(int descriptor) {
   pass("fsync", descriptor);
   return next<int(int)>("fsync")(descriptor);
+}
+
+int syncfs(int descriptor) noexcept {
+  pass("syncfs", descriptor);
+  return next<int(int)>("syncfs")(descriptor);
+}
+
+int renameat(int fromFolder, const char* from, int toFolder, const char* to) noexcept {
+  pass("renameat", pathAt(toFolder, to).c_str());
+  return next<int(int, const char*, int, const char*)>("renameat")(fromFolder, from, toFolder, to);
+}
+
+int mkdirat(int folder, const char* name, mode_t mode) noexcept {
+  pass("mkdirat", pathAt(folder, name).c_str());
+  return next<int(int, const char*, mode_t)>("mkdirat")(folder, name, mode);
+}
+
+int unlinkat(int folder, const char* name, int flags) noexcept {
+  pass("unlinkat", pathAt(folder, name).c_str());
+  return next<int(int, const char*, int)>("unlinkat")(folder, name, flags);
 }
 
 int rename(const char* from, const char* to) noexcept {

@@ -1,0 +1,162 @@
+// Updates that are killed wherever they write, or find the disk full or not to be written.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "support/child_process.h"
+#include "support/temp_dir.h"
+#include "support/unprivileged.h"
+#include "update/made_up_library.h"
+
+namespace {
+
+using Tree = std::map<std::string, std::string>;
+
+/// What a copy of the release is, besides what the engine keeps for itself.
+Tree copyOf(int release) {
+  Tree tree = madeUpLibrary(release);
+  tree["id.txt"] = madeUpStamp(release);
+  return tree;
+}
+
+class CutUpdate : public testing::Test {
+ protected:
+  CutUpdate() { EXPECT_EQ(run(0).exitCode, 0); }
+
+  ProcessResult run(int release, const ChildProcess::Environment& environment = {}) {
+    return runProcess({LOCAL_UPDATE, dir / "copy", std::to_string(release)}, environment);
+  }
+
+  /// The copy without what the engine keeps for itself, and whether contents are staged.
+  Tree tree(bool& isStaged) {
+    Tree found;
+    isStaged = std::filesystem::exists(dir / "copy/.mtllib/stage");
+    for (auto& [path, content] : readTree(dir / "copy")) {
+      if (path.compare(0, 8, ".mtllib/") != 0) found.emplace(path, std::move(content));
+    }
+    return found;
+  }
+
+  void expectOldOrNew(int release, const std::string& where) {
+    bool isStaged = false;
+    const Tree found = tree(isStaged);
+    const Tree before = copyOf(release - 1);
+    const Tree after = copyOf(release);
+    for (const auto& [path, content] : found) {
+      const bool isOld = before.count(path) != 0 && before.at(path) == content;
+      const bool isNew = after.count(path) != 0 && after.at(path) == content;
+      EXPECT_TRUE(isOld || isNew) << where << ": " << path << " is neither the old nor the new";
+    }
+    if (found.at("id.txt") == madeUpStamp(release)) {
+      EXPECT_EQ(found, after) << where << ": the stamp is ahead";
+    } else {
+      EXPECT_EQ(found.at("id.txt"), madeUpStamp(release - 1)) << where;
+    }
+  }
+
+  void expectComplete(int release, const std::string& where) {
+    bool isStaged = false;
+    EXPECT_EQ(tree(isStaged), copyOf(release)) << where;
+    EXPECT_FALSE(isStaged) << where << ": something is left over";
+  }
+
+  TempDir dir;
+};
+
+TEST_F(CutUpdate, IsFinishedByTheNextRunWhereverItIsKilled) {
+  int points = 0;
+  for (int release = 1;; ++release) {
+    const std::string where = "at write " + std::to_string(release);
+    const ProcessResult result = run(release, {{"LD_PRELOAD", WRITE_POINTS},
+                                               {"ASAN_OPTIONS", "verify_asan_link_order=0"},
+                                               {"WRITE_POINTS_BELOW", dir / "copy"},
+                                               {"WRITE_POINTS_AT", std::to_string(release)}});
+    if (result.exitCode == 0) {
+      points = release - 1;
+      expectComplete(release, where);
+      break;
+    }
+    ASSERT_LT(release, 500) << result.err;
+    ASSERT_EQ(result.err, "") << where;
+    expectOldOrNew(release, where);
+    ASSERT_EQ(run(release).exitCode, 0) << where;
+    expectComplete(release, where);
+  }
+  EXPECT_GT(points, 30) << "so that all steps were among them";
+}
+
+TEST_F(CutUpdate, LeavesTheOldCopyWhenTheFolderCannotBeWritten) {
+  const auto folder = dir.path() / "copy";
+  std::filesystem::permissions(
+      folder / ".mtllib", std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+  {
+    const Unprivileged ordinary;
+    EXPECT_EQ(run(1).exitCode, 4);
+  }
+  std::filesystem::permissions(folder / ".mtllib", std::filesystem::perms::owner_all);
+  expectComplete(0, "read-only");
+  EXPECT_EQ(run(1).exitCode, 0);
+  expectComplete(1, "writable again");
+}
+
+TEST_F(CutUpdate, LeavesOldOrNewFilesWhenASubfolderCannotBeWritten) {
+  const auto folder = dir.path() / "copy/changes";
+  std::filesystem::permissions(
+      folder, std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+  {
+    const Unprivileged ordinary;
+    const ProcessResult result = run(1);
+    EXPECT_EQ(result.exitCode, 4);
+    EXPECT_THAT(result.err, testing::HasSubstr("changes/"));
+  }
+  std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
+  expectOldOrNew(1, "a folder that is read-only");
+  EXPECT_EQ(run(1).exitCode, 0);
+  expectComplete(1, "writable again");
+}
+
+TEST_F(CutUpdate, LeavesTheOldCopyWhenFilesMayNotGrowFurther) {
+  // What a full disk does to writing, a limit does too, and needs no disk of its own.
+  const ProcessResult result = runProcess(
+      {"sh", "-c", "trap '' XFSZ; ulimit -f 2; exec \"$0\" \"$1\" 1", LOCAL_UPDATE, dir / "copy"});
+  EXPECT_EQ(result.exitCode, 4) << result.err;
+  EXPECT_THAT(result.err, testing::HasSubstr(".mtllib/"));
+  bool isStaged = false;
+  EXPECT_EQ(tree(isStaged), copyOf(0));
+  EXPECT_EQ(run(1).exitCode, 0);
+  expectComplete(1, "with room again");
+}
+
+TEST_F(CutUpdate, FollowsNoLinkThatSomebodyPutIntoTheCopy) {
+  writeFile(dir / "outside/each time.tx", "theirs");
+  std::filesystem::remove_all(dir.path() / "copy/changes");
+  std::filesystem::create_directory_symlink(dir.path() / "outside", dir.path() / "copy/changes");
+  EXPECT_EQ(run(1).exitCode, 0);
+  EXPECT_EQ(readTree(dir / "outside"), (Tree{{"each time.tx", "theirs"}}));
+  EXPECT_TRUE(std::filesystem::is_symlink(dir.path() / "copy/changes"));
+  EXPECT_EQ(readFile(dir / "copy/only in 1/a.tx"), "only in 1");
+}
+
+TEST_F(CutUpdate, ReplacesNoStageOrStateByFollowingALink) {
+  std::filesystem::create_directory(dir.path() / "outside");
+  std::filesystem::create_directory_symlink(dir.path() / "outside",
+                                            dir.path() / "copy/.mtllib/stage");
+  EXPECT_EQ(run(1).exitCode, 4);
+  EXPECT_TRUE(std::filesystem::is_empty(dir.path() / "outside"));
+  expectOldOrNew(1, "a link in the place of the stage");
+}
+
+TEST_F(CutUpdate, ReadsWhatIsThereWhenTheStateIsLostOrDamaged) {
+  for (const char* content : {"", "damaged"}) {
+    writeFile(dir / "copy/.mtllib/state", content);
+    EXPECT_EQ(run(0).exitCode, 0);
+    expectComplete(0, content);
+  }
+}
+
+}  // namespace
