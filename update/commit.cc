@@ -208,4 +208,12 @@ Outcome commit(Folder& folder, Plan& plan, const StagedContents& staged, const C
   return Commit(folder, plan, staged, target, result).run();
 }
 
+bool isUnfinished(Folder& folder) {
+  for (const char* path : {kNewListFile, kNewState, kNewStamp}) {
+    Look look;
+    if (folder.look(path, look) || look.kind != FileKind::kNone) return true;
+  }
+  return hasStagedContents(folder);
+}
+
 }  // namespace mtlupdate

@@ -52,6 +52,10 @@ struct CommitResult {
 Outcome commit(Folder& folder, Plan& plan, const StagedContents& staged, const CommitTarget& target,
                CommitResult& result);
 
+/// Whether a run was cut, or left something staged, so that the copy may be between two releases
+/// whatever its stamp says.
+bool isUnfinished(Folder& folder);
+
 }  // namespace mtlupdate
 
 #endif  // MTLLIB_UPDATE_COMMIT_H_

@@ -1,0 +1,394 @@
+// One Run an operation: it holds the connections, the folder and its lock until the operation ends.
+#include "update/updater.h"
+
+#include <algorithm>
+#include <functional>
+#include <system_error>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include "rules/own_names.h"
+#include "update/commit.h"
+#include "update/disk.h"
+#include "update/fetches.h"
+#include "update/list_reader.h"
+#include "update/lock.h"
+#include "update/own_files.h"
+#include "update/release.h"
+#include "update/staging.h"
+#include "update/state.h"
+#include "update/transfers.h"
+
+namespace mtlupdate {
+
+namespace {
+
+using Phase = UpdateObserver::Phase;
+
+/// The disk where there is no folder yet.
+class NoDisk final : public Disk {
+ public:
+  std::error_code look(std::string_view /*path*/, Look& found) override {
+    found = {};
+    return {};
+  }
+  std::error_code digest(std::string_view /*path*/, const GoOn& /*goOn*/,
+                         Digest& /*digest*/) override {
+    return std::make_error_code(std::errc::no_such_file_or_directory);
+  }
+  std::optional<std::uint64_t> freeRoom() override { return std::nullopt; }
+};
+
+// Reads a file of the copy in pieces.
+std::error_code readFile(Folder& folder, std::string_view path,
+                         const std::function<Outcome(std::string_view)>& take, Outcome& failure) {
+  constexpr std::size_t kPiece = 65536;
+  File file;
+  if (const std::error_code error = folder.openToRead(path, file)) return error;
+  std::string piece(kPiece, '\0');
+  std::size_t count = 0;
+  do {
+    if (const std::error_code error = file.read(piece.data(), piece.size(), count)) return error;
+    if (count > 0) failure = take({piece.data(), count});
+  } while (count > 0 && !failure);
+  return {};
+}
+
+// Whether the library may just have been published anew: looking again costs two requests.
+bool isWorthASecondLook(const Failure& failure) {
+  return failure.kind == Failure::Kind::kContent ||
+         (failure.kind == Failure::Kind::kNetwork && !failure.isTransient);
+}
+
+}  // namespace
+
+class Updater::Run {
+ public:
+  explicit Run(Updater& updater)
+      : updater_(updater), options_(updater.options_), observer_(updater.observer_) {
+    company_.goOn = [this] { return goOn(); };
+    company_.again = [this](const Failure& failure, std::chrono::milliseconds wait) {
+      observer_.onAgain(failure, wait);
+    };
+  }
+
+  Outcome check(CheckResult& result);
+  Outcome plan(Preview& preview);
+  Outcome update(bool repairs, UpdateResult& result);
+  Outcome verify(VerifyResult& result);
+
+ private:
+  bool goOn() { return !updater_.isCancelled_ && observer_.goOn(); }
+
+  Outcome connect();
+  Outcome openFolder(bool create);
+  Outcome lock();
+  Outcome fetchLibrarysStamp(bool pastCaches);
+  Outcome fetchLibrarysList(bool pastCaches, bool keeps);
+  bool isCurrent();
+  Outcome makePlanFor(bool rereads, Plan& plan);
+  Outcome bring(bool pastCaches, bool repairs, UpdateResult& result);
+  Outcome stage(const Plan& plan, UpdateResult& result);
+  Outcome fetchContents(const Plan& plan, UpdateResult& result);
+  Outcome commitPlan(Plan& plan, UpdateResult& result);
+
+  Updater& updater_;
+  const UpdateOptions& options_;
+  UpdateObserver& observer_;
+  Company company_;
+  std::unique_ptr<Session> session_;
+  std::unique_ptr<Transfers> transfers_;
+  bool hasFolder_ = false;
+  Folder folder_;
+  Lock lock_;
+  std::string stamp_;
+  std::unique_ptr<Listing> listing_;
+  std::optional<Staging> staging_;
+  /// What the stage has of the contents that the plan fetches or copies.
+  std::unordered_map<const Entry*, Staging::Found> staged_;
+};
+
+Outcome Updater::Run::connect() {
+  if (Outcome failure = Session::open(options_.session, session_)) return failure;
+  TransferLimits limits;
+  limits.totalBytes = options_.largestTotal;
+  if (options_.duration) limits.end = updater_.timing_.now() + *options_.duration;
+  transfers_ = std::make_unique<Transfers>(*session_, updater_.timing_, options_.retries, limits);
+  return {};
+}
+
+Outcome Updater::Run::openFolder(bool create) {
+  const std::error_code error = folder_.open(options_.folder, create);
+  hasFolder_ = !error;
+  if (!error || (!create && error == std::errc::no_such_file_or_directory)) return {};
+  return diskFailure("cannot be opened", options_.folder, error);
+}
+
+Outcome Updater::Run::lock() {
+  if (!options_.waitForOthers) return lock_.take(folder_);
+  return lock_.take(folder_, [this](std::int64_t holder) {
+    observer_.onWaiting(holder);
+    return goOn();
+  });
+}
+
+Outcome Updater::Run::fetchLibrarysStamp(bool pastCaches) {
+  observer_.onPhase(Phase::kStamp);
+  const std::string target = session_->fileTarget(mtlrules::stampName(options_.subPath));
+  return fetchStamp(*transfers_, {target, pastCaches}, company_, stamp_);
+}
+
+Outcome Updater::Run::fetchLibrarysList(bool pastCaches, bool keeps) {
+  observer_.onPhase(Phase::kList);
+  listing_ = std::make_unique<Listing>();
+  File file;
+  ListKeeper keeper;
+  if (keeps) {
+    keeper = [&](bool anew, std::string_view bytes) -> Outcome {
+      std::error_code error;
+      if (anew && !file.isOpen()) error = folder_.openToAppend(kNewListFile, file);
+      if (anew && !error) error = file.cutAt(0);
+      if (!error && !bytes.empty()) error = file.write(bytes);
+      if (error) return diskFailure("cannot be written", kNewListFile, error);
+      return {};
+    };
+  }
+  Outcome failure = fetchList(*transfers_, {session_->listTarget(options_.subPath), pastCaches},
+                              company_, keeper, *listing_);
+  if (failure || !file.isOpen()) return failure;
+  if (const std::error_code error = file.close()) {
+    return diskFailure("cannot be written", kNewListFile, error);
+  }
+  return {};
+}
+
+// Whether the copy has the library's stamp, and nothing of a run that was cut.
+bool Updater::Run::isCurrent() {
+  if (!hasFolder_ || isUnfinished(folder_)) return false;
+  std::string local;
+  Outcome failure;
+  const std::error_code error = readFile(
+      folder_, mtlrules::stampName(options_.subPath),
+      [&](std::string_view bytes) {
+        local.append(bytes);
+        return local.size() <= kLargestStamp ? Outcome() : Failure{Failure::Kind::kContent};
+      },
+      failure);
+  return !error && !failure && local == stamp_;
+}
+
+Outcome Updater::Run::check(CheckResult& result) {
+  if (Outcome failure = connect()) return failure;
+  if (Outcome failure = openFolder(false)) return failure;
+  if (Outcome failure = fetchLibrarysStamp(false)) return failure;
+  result.stamp = stamp_;
+  result.isCurrent = isCurrent();
+  return {};
+}
+
+Outcome Updater::Run::makePlanFor(bool rereads, Plan& plan) {
+  observer_.onPhase(Phase::kPlan);
+  PlanOptions planOptions;
+  planOptions.subPath = options_.subPath;
+  planOptions.reread = rereads;
+  planOptions.full = options_.full;
+  planOptions.prune = options_.prune;
+  planOptions.pruneMost = options_.pruneMost;
+  planOptions.largestFile = options_.largestFile;
+  planOptions.largestTotal = options_.largestTotal;
+  planOptions.goOn = [this](std::size_t, std::uint64_t) { return goOn(); };
+  staged_.clear();
+  if (!hasFolder_) {
+    NoDisk none;
+    return makePlan(
+        *listing_, State(), planOptions, [](const Entry&) { return std::uint64_t{0}; }, none, plan);
+  }
+  staging_.emplace(folder_, stamp_);
+  const auto stagedBytes = [this](const Entry& entry) {
+    Staging::Found found;
+    const Outcome failure = staging_->find(
+        entry, [this](std::uint64_t) { return goOn(); }, found);
+    // What cannot be read is fetched.
+    if (failure) found = {};
+    staged_[&entry] = found;
+    return found.size;
+  };
+  FolderDisk disk(folder_);
+  return makePlan(*listing_, readState(folder_), planOptions, stagedBytes, disk, plan);
+}
+
+Outcome Updater::Run::plan(Preview& preview) {
+  if (Outcome failure = connect()) return failure;
+  if (Outcome failure = openFolder(false)) return failure;
+  if (Outcome failure = fetchLibrarysStamp(false)) return failure;
+  if (Outcome failure = fetchLibrarysList(false, false)) return failure;
+  const Outcome failure = makePlanFor(false, preview.plan);
+  preview.isCurrent = isCurrent();
+  preview.stamp = stamp_;
+  preview.listing = std::move(listing_);
+  return failure;
+}
+
+Outcome Updater::Run::update(bool repairs, UpdateResult& result) {
+  if (Outcome failure = connect()) return failure;
+  if (Outcome failure = openFolder(false)) return failure;
+  if (hasFolder_) {
+    if (Outcome failure = lock()) return failure;
+  }
+  if (Outcome failure = fetchLibrarysStamp(false)) return failure;
+  result.stamp = stamp_;
+  const bool isAsked = repairs || options_.full || options_.prune;
+  if (!isAsked && isCurrent()) return {};
+  if (!hasFolder_) {
+    if (Outcome failure = openFolder(true)) return failure;
+    if (Outcome failure = lock()) return failure;
+  }
+  Outcome failure = bring(false, repairs, result);
+  if (!failure || !isWorthASecondLook(*failure)) return failure;
+  observer_.onSecondLook(*failure);
+  if (Outcome again = fetchLibrarysStamp(true)) return again;
+  result = {};
+  result.stamp = stamp_;
+  return bring(true, repairs, result);
+}
+
+// Brings the copy to the release whose stamp was fetched.
+Outcome Updater::Run::bring(bool pastCaches, bool repairs, UpdateResult& result) {
+  if (Outcome failure = fetchLibrarysList(pastCaches, true)) return failure;
+  Plan plan;
+  if (Outcome failure = makePlanFor(repairs, plan)) return failure;
+  observer_.onPlan(plan);
+  if (Outcome failure = stage(plan, result)) return failure;
+  result.filesLeft = plan.filesLeft;
+  result.bytesLeft = plan.bytesLeft;
+  result.passedOver = plan.passedOver;
+  result.withdrawn = plan.withdrawn;
+  return commitPlan(plan, result);
+}
+
+Outcome Updater::Run::commitPlan(Plan& plan, UpdateResult& result) {
+  observer_.onPhase(Phase::kCommit);
+  StagedContents contents;
+  for (const auto& [entry, found] : staged_) {
+    if (found.state != Staging::Found::State::kWhole) continue;
+    contents[stagedPath(*entry, stamp_)] = {found.digest, found.identity};
+  }
+  const CommitTarget target{options_.session.address, options_.subPath, stamp_, true};
+  CommitResult committed;
+  Outcome failure = commit(folder_, plan, contents, target, committed);
+  result.placed = std::move(committed.changed);
+  result.removed = std::move(committed.removed);
+  result.isChanged = !result.placed.empty() || !result.removed.empty();
+  result.commitTime = committed.renaming;
+  result.busy = std::move(committed.busy);
+  if (failure || result.busy.empty()) return failure;
+  return result.busy.front();
+}
+
+// Brings all contents that the plan needs into the stage, and what it does not need out of it.
+Outcome Updater::Run::stage(const Plan& plan, UpdateResult& result) {
+  std::unordered_set<std::string> needed;
+  for (const Plan::Place& place : plan.place)
+    needed.insert(stagedPath(*place.entry, stamp_));
+  if (Outcome failure = staging_->keepOnly(needed)) return failure;
+  for (const Plan::Copy& copy : plan.copy) {
+    Staging::Found& found = staged_[copy.entry];
+    const auto goOnReading = [this](std::uint64_t) { return goOn(); };
+    if (Outcome failure = staging_->copy(*copy.entry, copy.from, goOnReading, found)) {
+      return failure;
+    }
+    ++result.filesCopied;
+    result.bytesCopied += found.size;
+    observer_.onCopied(*copy.entry, copy.from);
+  }
+  return fetchContents(plan, result);
+}
+
+Outcome Updater::Run::fetchContents(const Plan& plan, UpdateResult& result) {
+  observer_.onPhase(Phase::kFetch);
+  std::vector<Fetches::Fetch> fetches;
+  for (const Plan::Fetch& fetch : plan.fetch) {
+    const Staging::Found& found = staged_[fetch.entry];
+    if (found.state == Staging::Found::State::kWhole) continue;
+    const bool hasPart = found.state == Staging::Found::State::kPart;
+    fetches.push_back({fetch.entry, hasPart, {}});
+  }
+  const std::uint64_t before = transfers_->receivedBytes();
+  const auto received = [&] { return transfers_->receivedBytes() - before; };
+  Company company = company_;
+  company.goOn = [&] {
+    observer_.onProgress(received(), plan.bytesToFetch);
+    return goOn();
+  };
+  Fetches client(*session_, *staging_, fetches, options_.largestFile, company,
+                 [&](const Fetches::Fetch& fetch) {
+                   staged_[fetch.entry] = fetch.staged;
+                   ++result.filesFetched;
+                   observer_.onFetched(*fetch.entry);
+                 });
+  Outcome failure = client.openParts();
+  if (!failure) failure = transfers_->run(client);
+  result.bytesFetched += received();
+  return failure;
+}
+
+Outcome Updater::Run::verify(VerifyResult& result) {
+  if (Outcome failure = openFolder(false)) return failure;
+  Listing listing;
+  ListReader reader(listing);
+  Outcome failure;
+  std::error_code error = std::make_error_code(std::errc::no_such_file_or_directory);
+  if (hasFolder_) {
+    error = readFile(
+        folder_, kListFile,
+        [&](std::string_view bytes) {
+          if (goOn()) return reader.feed(bytes);
+          return Outcome(Failure{Failure::Kind::kCancelled, "stopped on request"});
+        },
+        failure);
+  }
+  if (error == std::errc::no_such_file_or_directory) {
+    return Failure{Failure::Kind::kUsage, "no update of this folder has kept its list",
+                   options_.folder};
+  }
+  if (error) return diskFailure("cannot be read", kListFile, error);
+  if (!failure) failure = reader.finish();
+  if (failure) {
+    failure->about = kListFile;
+    return failure;
+  }
+  return verifyCopy(folder_, listing, options_.subPath, company_.goOn, result);
+}
+
+Updater::Updater(UpdateOptions options, UpdateObserver& observer, Timing* timing)
+    : options_(std::move(options)),
+      observer_(observer),
+      timing_(timing != nullptr ? *timing : ownTiming_) {}
+
+Outcome Updater::check(CheckResult& result) {
+  result = {};
+  return Run(*this).check(result);
+}
+
+Outcome Updater::plan(Preview& preview) {
+  preview = {};
+  return Run(*this).plan(preview);
+}
+
+Outcome Updater::update(UpdateResult& result) {
+  result = {};
+  return Run(*this).update(false, result);
+}
+
+Outcome Updater::verify(VerifyResult& result) {
+  result = {};
+  return Run(*this).verify(result);
+}
+
+Outcome Updater::repair(UpdateResult& result) {
+  result = {};
+  return Run(*this).update(true, result);
+}
+
+}  // namespace mtlupdate
