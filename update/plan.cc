@@ -51,9 +51,13 @@ class Places {
       const std::string_view path = listing[i].path;
       places_.push_back({Platform::kHasWindowsNames ? texts_.keep(foldedCase(path)) : path, i});
     }
-    std::sort(places_.begin(), places_.end(), [](const Place& a, const Place& b) {
+    const auto precedes = [](const Place& a, const Place& b) {
       return a.path == b.path ? a.number < b.number : isBefore(a.path, b.path);
-    });
+    };
+    // As lists are, most often.
+    if (!std::is_sorted(places_.begin(), places_.end(), precedes)) {
+      std::sort(places_.begin(), places_.end(), precedes);
+    }
     for (std::size_t i = 0; i + 1 < places_.size(); ++i) {
       const Place& next = places_[i + 1];
       if (next.path == places_[i].path) verdicts_[places_[i].number] = Verdict::kSame;

@@ -108,9 +108,9 @@ KnownFile takeFile(Pieces& pieces) {
 }  // namespace
 
 void State::add(const KnownFile& file) {
+  isSorted_ = isSorted_ && (files_.empty() || files_.back().path < file.path);
   files_.push_back(file);
   files_.back().path = texts_.keep(file.path);
-  isSorted_ = false;
 }
 
 const std::vector<KnownFile>& State::files() const {

@@ -10,23 +10,27 @@ namespace mtlrules {
 
 namespace {
 
-constexpr std::string_view kSeparators = "/\\";
+bool isSeparator(char c) {
+  return c == '/' || c == '\\';
+}
 
 // Calls `take` with each name in order.
 template <typename Take>
 void forEachName(std::string_view path, Take take) {
+  const auto* next = path.begin();
   while (true) {
-    path.remove_prefix(std::min(path.find_first_not_of(kSeparators), path.size()));
-    if (path.empty()) return;
-    const std::size_t end = std::min(path.find_first_of(kSeparators), path.size());
-    take(path.substr(0, end));
-    path.remove_prefix(end);
+    next = std::find_if_not(next, path.end(), isSeparator);
+    if (next == path.end()) return;
+    const auto* const end = std::find_if(next, path.end(), isSeparator);
+    take(std::string_view(next, static_cast<std::size_t>(end - next)));
+    next = end;
   }
 }
 
 // What stands in front of the first name. More than two leading separators count as two.
 std::string_view leadOf(std::string_view path) {
-  const std::size_t separators = std::min(path.find_first_not_of(kSeparators), path.size());
+  const auto* const first = std::find_if_not(path.begin(), path.end(), isSeparator);
+  const auto separators = static_cast<std::size_t>(first - path.begin());
   return std::string_view("//").substr(0, separators);
 }
 
