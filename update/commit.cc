@@ -133,8 +133,9 @@ class Commit {
     const auto begin = std::chrono::steady_clock::now();
     for (const Placement& placement : placements_) {
       const std::error_code error = folder_.replace(placement.from, placement.entry->path);
-      const Outcome failure = judge("cannot be replaced", placement.entry->path, error);
-      if (failure) return failure;
+      if (Outcome failure = judge("cannot be replaced", placement.entry->path, error)) {
+        return failure;
+      }
       if (!error) result_.changed.emplace_back(placement.entry->path);
     }
     result_.renaming = std::chrono::duration_cast<std::chrono::microseconds>(

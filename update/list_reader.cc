@@ -253,7 +253,7 @@ Outcome ListReader::endEntry() {
   return refusal.empty() ? Outcome{} : report({number_, entry.path(), refusal, true});
 }
 
-Outcome ListReader::report(ListProblem problem) const {
+Outcome ListReader::report(const ListProblem& problem) const {
   if (onProblem_) {
     onProblem_(problem);
     return {};

@@ -59,7 +59,7 @@ class ListReader {
   void skipComment(std::string_view& bytes);
   Outcome append(std::string_view bytes);
   Outcome endEntry();
-  Outcome report(ListProblem problem) const;
+  Outcome report(const ListProblem& problem) const;
 
   Listing& listing_;
   std::function<void(const ListProblem&)> onProblem_;

@@ -196,7 +196,8 @@ class Transfers::Slot : public Exchange {
 
   void onFailure(const ConnectionError& error) override {
     using namespace Krell::Networking;  // NOLINT(google-build-using-namespace)
-    constexpr std::uint32_t kTooLarge = CONNECTION_ERROR_LIMIT | CONNECTION_ERROR_RULE_NUMBER;
+    constexpr auto kTooLarge =
+        std::uint32_t{CONNECTION_ERROR_LIMIT} | std::uint32_t{CONNECTION_ERROR_RULE_NUMBER};
     if (failure_ || (status_ != 0 && !isTaking_)) return;
     if (error.code == kTooLarge && error.underlying == HTTP_RULE_BODY_SIZE) {
       failure_ = sizeFailure(*work_->body);
