@@ -32,7 +32,7 @@ std::string stagedPath(const Entry& entry, std::string_view stamp) {
   if (!name) {
     Sha256 sha256;
     sha256.update(entry.remotePath);
-    sha256.update({"", 1});
+    sha256.update({"\0", 1});
     sha256.update(stamp);
     name = sha256.finish();
   }
