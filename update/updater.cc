@@ -205,7 +205,10 @@ Outcome Updater::Run::makePlanFor(bool rereads, Plan& plan) {
         *listing_, State(), planOptions, [](const Entry&) { return std::uint64_t{0}; }, none, plan);
   }
   staging_.emplace(folder_, stamp_);
-  const auto stagedBytes = [this](const Entry& entry) {
+  // As a rule there is nothing, which one look shows.
+  const bool isAnythingStaged = hasStagedContents(folder_);
+  const auto stagedBytes = [&](const Entry& entry) {
+    if (!isAnythingStaged) return std::uint64_t{0};
     Staging::Found found;
     const Outcome failure = staging_->find(
         entry, [this](std::uint64_t) { return goOn(); }, found);
