@@ -19,7 +19,7 @@ using QUtils::PStream;
 
 namespace {
 
-constexpr const char* kTag = "DownloaderImpl::downloadFiles";
+constexpr const char* kFilesTag = "DownloaderImpl::downloadFiles";
 constexpr const char* kSaveTag = "DownloaderImpl::saveFile";
 constexpr int kProgressRange = 1000;
 
@@ -71,7 +71,7 @@ class FileBatch {
                          static_cast<long long>(entry(i).size));
       if (!error_) request(i, client);
       if (error_) {
-        pushError(error_, kTag, -1, "Requesting download for \"%s\" file failed",
+        pushError(error_, kFilesTag, -1, "Requesting download for \"%s\" file failed",
                   entry(i).remoteName.text());
       }
     }
@@ -105,7 +105,8 @@ class FileBatch {
     done.expectStatus();
     if (done.error) {
       error_ = done.error;
-      pushError(error_, kTag, -1, "Downloading \"%s\" file failed", finished.remoteName.text());
+      pushError(error_, kFilesTag, -1, "Downloading \"%s\" file failed",
+                finished.remoteName.text());
       return false;
     }
     callback_.logStage("Saving file \"%s\"", finished.localName.text());

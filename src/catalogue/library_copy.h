@@ -15,6 +15,9 @@ struct HttpGetter;
 /// Which side a path is made for.
 enum class PathSide { kLocal, kRemote };
 
+/// The block size of the stream in memory that takes a stamp.
+constexpr std::uint64_t kStampBlockSize = 4096;
+
 /// The chunk size of every file that is written.
 constexpr std::int32_t kSaveChunkSize = 32768;
 

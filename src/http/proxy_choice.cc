@@ -11,7 +11,7 @@ using QUtils::CharString;
 
 namespace {
 
-constexpr const char* kTag = "DownloaderImpl::getHttpProxyForAddr";
+constexpr const char* kChoiceTag = "DownloaderImpl::getHttpProxyForAddr";
 constexpr int kDefaultProxyPort = 80;
 
 // The proxies below are addresses as the user wrote them; empty for a direct connection.
@@ -59,12 +59,12 @@ void getHttpProxyForAddr(const DownloaderSettings& settings, HostCallback& callb
   const Address proxy = splitAddress(text.text());
   if (proxy.kind != Address::kHttp) {
     callback.logTaggedError(
-        kTag, -1,
+        kChoiceTag, -1,
         "Unkown addressing scheme of the http proxy address \"%s\". Using direct connection.",
         text.text());
   } else if (!proxy.path.empty()) {
-    callback.logTaggedError(kTag, -1, "Ivalid http proxy address \"%s\". Using direct connection.",
-                            text.text());
+    callback.logTaggedError(
+        kChoiceTag, -1, "Ivalid http proxy address \"%s\". Using direct connection.", text.text());
   } else {
     proxyHost = proxy.host;
     if (proxy.port >= 0) proxyPort = proxy.port;

@@ -12,7 +12,6 @@ using QUtils::PMemStream;
 
 namespace {
 
-constexpr std::uint64_t kStampBlockSize = 4096;
 constexpr std::uint64_t kListBlockSize = 16384;
 
 }  // namespace

@@ -23,7 +23,6 @@ namespace {
 
 constexpr const char* kDefaultRemoteAddress = "http://" MTLLIB_DEFAULT_HOST "/mtllib";
 constexpr const char* kDefaultContextName = "$$temp";
-constexpr std::uint64_t kStampBlockSize = 4096;
 
 extern "C" {
 

@@ -10,6 +10,7 @@
 #include "platform/utf.h"
 #include "plugin/error_chain.h"
 #include "qutils/system_error.h"
+#include "qutils/text_of.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -19,10 +20,6 @@ using QUtils::systemErrorText;
 using namespace QUtils;  // the modes
 
 constexpr std::uint32_t kReadWrite = GENERIC_READ | GENERIC_WRITE;
-
-std::string textOf(const ErrorChain& error) {
-  return errorChainToString(error).text();
-}
 
 // A failed system call: one record with the system's code and text.
 void expectSystemError(const ErrorChain& error, const char* tag, DWORD code) {

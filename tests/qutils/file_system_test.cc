@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "plugin/error_chain.h"
+#include "qutils/text_of.h"
 #include "support/system_text.h"
 #include "support/temp_dir.h"
 
@@ -24,10 +25,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace fs = std::filesystem;
-
-std::string textOf(const ErrorChain& error) {
-  return errorChainToString(error).text();
-}
 
 std::string withBackslashes(std::string path) {
   std::replace(path.begin(), path.end(), '/', '\\');

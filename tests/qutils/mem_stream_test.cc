@@ -9,6 +9,7 @@
 
 #include "mtllib/allocation.h"
 #include "plugin/error_chain.h"
+#include "qutils/text_of.h"
 
 namespace {
 
@@ -45,10 +46,6 @@ class OpenMemStream : public PMemStream {
   /// As if so much had been written, without the blocks for it.
   void pretendSize(std::uint64_t bytes) { size = bytes; }
 };
-
-std::string textOf(const ErrorChain& error) {
-  return errorChainToString(error).text();
-}
 
 void write(PMemStream& stream, const std::string& bytes) {
   std::uint32_t written = 0;

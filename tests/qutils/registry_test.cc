@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "plugin/error_chain.h"
+#include "qutils/text_of.h"
 #include "support/system_text.h"
 #include "support/test_registry_key.h"
 
@@ -28,10 +29,6 @@ using QUtils::REGKEY_READ;
 using QUtils::REGKEY_WRITE;
 
 constexpr const char* kMissingPath = "SOFTWARE\\mtllib\\nothing";
-
-std::string textOf(const ErrorChain& error) {
-  return errorChainToString(error).text();
-}
 
 // An environment variable that is there on every system.
 std::string pathVariable() {

@@ -11,16 +11,13 @@
 #include "plugin/error_chain.h"
 #include "qutils/mem_stream.h"
 #include "qutils/stream.h"
+#include "qutils/text_of.h"
 
 namespace {
 
 using QUtils::CharString;
 using QUtils::PMemStream;
 using testing::ElementsAre;
-
-std::string textOf(const ErrorChain& error) {
-  return errorChainToString(error).text();
-}
 
 // Takes or gives the first `limit` bytes; the call that asks for more falls short, or
 // fails with code 7 if `failing`.
@@ -85,7 +82,7 @@ void fill(Stream& stream, const std::string& bytes) {
   EXPECT_FALSE(stream.Seek(0));
 }
 
-std::string content(PMemStream& stream) {
+std::string contentOf(PMemStream& stream) {
   std::string bytes(static_cast<std::size_t>(stream.GetSize()), '?');
   std::uint32_t count = 0;
   EXPECT_FALSE(stream.Seek(0));
@@ -133,7 +130,7 @@ TEST(ReadBuffer, ReportsOneRecord) {
 TEST(WriteString, OfAStreamInMemoryTakesNoNoticeOfWhatIsMissing) {
   LimitedStream stream = shortAfter(4);
   EXPECT_FALSE(stream.WriteString("abcdef"));
-  EXPECT_EQ(content(stream), "abcd");
+  EXPECT_EQ(contentOf(stream), "abcd");
 }
 
 TEST(WriteString, ReturnsTheErrorOfWriteAsItIs) {
@@ -144,7 +141,7 @@ TEST(WriteString, ReturnsTheErrorOfWriteAsItIs) {
 TEST(WriteBuffer, WritesExactlyTheSize) {
   PMemStream stream(4);
   EXPECT_FALSE(stream.WriteBuffer("abcdef", 5));
-  EXPECT_EQ(content(stream), "abcde");
+  EXPECT_EQ(contentOf(stream), "abcde");
 }
 
 TEST(WriteBuffer, ReportsWhatWasNotWritten) {
@@ -162,9 +159,9 @@ TEST(WritePascalStr, WritesALittleEndianLengthAndTheText) {
   PMemStream stream(64);
   std::uint32_t written = 0;
   EXPECT_FALSE(stream.WritePascalStr("abc", 3, written));
-  EXPECT_EQ(content(stream), std::string("\x03\x00"
-                                         "abc",
-                                         5));
+  EXPECT_EQ(contentOf(stream), std::string("\x03\x00"
+                                           "abc",
+                                           5));
   EXPECT_EQ(written, 5U);
 }
 
@@ -172,7 +169,7 @@ TEST(WritePascalStr, WritesLengthsBeyondAByte) {
   PMemStream stream(64);
   std::uint32_t written = 0;
   EXPECT_FALSE(stream.WritePascalStr(std::string(0x102, 'a').c_str(), 0x102, written));
-  EXPECT_EQ(content(stream), "\x02\x01" + std::string(0x102, 'a'));
+  EXPECT_EQ(contentOf(stream), "\x02\x01" + std::string(0x102, 'a'));
 }
 
 TEST(WritePascalStr, WritesUpTo65535Characters) {
@@ -181,11 +178,11 @@ TEST(WritePascalStr, WritesUpTo65535Characters) {
   std::uint32_t written = 0;
   EXPECT_FALSE(stream.WritePascalStr(text.c_str(), 65534, written));
   EXPECT_EQ(written, 65536U);
-  EXPECT_EQ(content(stream), "\xFE\xFF" + std::string(65533, 'a') + "b");
+  EXPECT_EQ(contentOf(stream), "\xFE\xFF" + std::string(65533, 'a') + "b");
   EXPECT_FALSE(stream.Reset(false));
   EXPECT_FALSE(stream.WritePascalStr(text.c_str(), 65535, written));
   EXPECT_EQ(written, 65537U);
-  EXPECT_EQ(content(stream), "\xFF\xFF" + std::string(65533, 'a') + "bc");
+  EXPECT_EQ(contentOf(stream), "\xFF\xFF" + std::string(65533, 'a') + "bc");
 }
 
 TEST(WritePascalStr, TransfersPrefixAndTextSeparately) {
@@ -200,7 +197,7 @@ TEST(WritePascalStr, WritesAnEmptyTextAsItsLength) {
   PMemStream stream(64);
   std::uint32_t written = 0;
   EXPECT_FALSE(stream.WritePascalStr("", 0, written));
-  EXPECT_EQ(content(stream), std::string(2, '\0'));
+  EXPECT_EQ(contentOf(stream), std::string(2, '\0'));
   EXPECT_EQ(written, 2U);
 }
 
@@ -450,22 +447,22 @@ TEST(ReadPascalStr1, ReturnsTheErrorsOfReadAsTheyAre) {
 TEST(WriteCharString, WritesALittleEndianLengthAndTheText) {
   PMemStream stream(64);
   EXPECT_FALSE(stream.WriteCharString("abc"));
-  EXPECT_EQ(content(stream), std::string("\x03\x00\x00\x00"
-                                         "abc",
-                                         7));
+  EXPECT_EQ(contentOf(stream), std::string("\x03\x00\x00\x00"
+                                           "abc",
+                                           7));
 }
 
 TEST(WriteCharString, OfAnEmptyTextWritesFourZeroBytes) {
   PMemStream stream(64);
   EXPECT_FALSE(stream.WriteCharString(CharString()));
-  EXPECT_EQ(content(stream), std::string(4, '\0'));
+  EXPECT_EQ(contentOf(stream), std::string(4, '\0'));
 }
 
 TEST(WriteCharString, WritesLengthsBeyond16Bits) {
   PMemStream stream(4096);
   const std::string text = std::string(65535, 'a') + "b";
   EXPECT_FALSE(stream.WriteCharString(text.c_str()));
-  EXPECT_EQ(content(stream), std::string("\x00\x00\x01\x00", 4) + text);
+  EXPECT_EQ(contentOf(stream), std::string("\x00\x00\x01\x00", 4) + text);
 }
 
 TEST(WriteCharString, TransfersPrefixAndTextSeparately) {

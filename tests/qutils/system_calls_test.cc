@@ -16,6 +16,7 @@
 #include "qutils/registry.h"
 #include "qutils/system_error.h"
 #include "qutils/system_proxy.h"
+#include "qutils/text_of.h"
 
 namespace {
 
@@ -134,10 +135,6 @@ namespace {
 constexpr const char* kInternetSettings =
     "open 80000001 SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Internet Settings options 0 "
     "access 20019";
-
-std::string textOf(const ErrorChain& error) {
-  return errorChainToString(error).text();
-}
 
 class SystemCalls : public testing::Test {
  protected:

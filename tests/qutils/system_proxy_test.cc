@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "plugin/error_chain.h"
+#include "qutils/text_of.h"
 #include "support/system_text.h"
 #include "support/test_registry_key.h"
 
@@ -20,10 +21,6 @@ using QUtils::readSystemProxySettings;
 using QUtils::SystemProxySettings;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-std::string textOf(const ErrorChain& error) {
-  return errorChainToString(error).text();
-}
 
 // An environment variable that is there on every system.
 std::string pathVariable() {

@@ -16,7 +16,7 @@ namespace {
 
 // More would keep a disk seeking.
 constexpr unsigned kMostThreads = 16;
-constexpr std::chrono::milliseconds kInterval{100};
+constexpr std::chrono::milliseconds kReportInterval{100};
 
 }  // namespace
 
@@ -54,7 +54,7 @@ void workInParallel(std::size_t count, const std::function<void(std::size_t)>& w
     workUntilNoneIsLeft();
     lock.lock();
   }
-  while (!ended.wait_for(lock, kInterval, [&] { return running == 0; })) {
+  while (!ended.wait_for(lock, kReportInterval, [&] { return running == 0; })) {
     lock.unlock();
     meanwhile();
     lock.lock();

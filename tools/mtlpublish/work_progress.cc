@@ -9,7 +9,7 @@ namespace mtlpublish {
 
 namespace {
 
-constexpr std::chrono::milliseconds kInterval{100};
+constexpr std::chrono::milliseconds kRedrawInterval{100};
 
 }  // namespace
 
@@ -29,7 +29,7 @@ OnProgress shownOn(common::Console& console) {
   if (!console.isTerminal()) return {};
   return [&console, lastDrawn = Clock::now()](const WorkProgress& progress) mutable {
     const Clock::time_point now = Clock::now();
-    if (now - lastDrawn < kInterval) return;
+    if (now - lastDrawn < kRedrawInterval) return;
     lastDrawn = now;
     console.showStatus(progressText(progress));
   };

@@ -71,9 +71,9 @@ std::string connectionHint(std::uint32_t reason) {
 /// Whether the stamp or the list was refused, which every library has. A file's failure may
 /// consist of the cause alone.
 bool isOfStampOrList(const ErrorEntries& errors) {
-  static const std::string kOwnTag = ownError("").tag;
+  static const std::string ownTag = ownError("").tag;
   return std::any_of(errors.begin(), errors.end(), [](const ErrorEntry& entry) {
-    return entry.tag == kOwnTag || entry.tag == "DownloaderImpl::readRemoteIdFile" ||
+    return entry.tag == ownTag || entry.tag == "DownloaderImpl::readRemoteIdFile" ||
            entry.tag == "DownloaderImpl::downloadListFile";
   });
 }

@@ -14,7 +14,6 @@ namespace {
 constexpr std::chrono::milliseconds kRedrawInterval{100};
 constexpr std::int64_t kPermille = 1000;
 constexpr int kPermillePerTenth = 100;
-constexpr std::int64_t kBytesPerMegabyte = 1000000;
 
 }  // namespace
 

@@ -16,8 +16,6 @@ namespace {
 
 constexpr int kFullPermille = 1000;
 constexpr int kPermillePerPercent = 10;
-constexpr double kBytesPerMegabyte = 1e6;
-constexpr std::int64_t kBytesPerWholeMegabyte = 1000000;
 constexpr int kNarrowestBar = 12;
 constexpr int kWidestBar = 42;
 constexpr int kShortestFile = 16;
@@ -52,14 +50,15 @@ int percentOf(const Progress& progress) {
 
 std::string megabytesText(std::int64_t bytes) {
   std::array<char, 48> text{};
-  std::snprintf(text.data(), text.size(), "%.1f", static_cast<double>(bytes) / kBytesPerMegabyte);
+  std::snprintf(text.data(), text.size(), "%.1f",
+                static_cast<double>(bytes) / static_cast<double>(kBytesPerMegabyte));
   return text.data();
 }
 
 // The total is in whole megabytes, rounded down; the amount stops there too.
 std::string amountText(const Progress& progress, const char* separator) {
   if (progress.totalMegabytes <= 0) return common::bytesText(progress.bytes);
-  const std::int64_t total = progress.totalMegabytes * kBytesPerWholeMegabyte;
+  const std::int64_t total = progress.totalMegabytes * kBytesPerMegabyte;
   return megabytesText(std::min(progress.bytes, total)) + separator +
          std::to_string(progress.totalMegabytes) + " MB";
 }

@@ -7,6 +7,9 @@
 
 namespace mtlsync {
 
+/// Megabytes are those of the module: powers of ten.
+inline constexpr std::int64_t kBytesPerMegabyte = 1000000;
+
 /// What is known about the phase that runs.
 struct Progress {
   static constexpr int kUnknown = -1;

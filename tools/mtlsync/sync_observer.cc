@@ -6,6 +6,7 @@
 #include <cstring>
 #include <utility>
 
+#include "mtlsync/progress_line.h"
 #include "rules/printable.h"
 
 namespace mtlsync {
@@ -15,7 +16,6 @@ namespace {
 constexpr const char* kFileBegun = "Downloading file \"%s\" (%lli bytes)";
 constexpr const char* kComparison = "Comparing files";
 constexpr int kPermille = 1000;
-constexpr std::int64_t kBytesPerMegabyte = 1000000;
 constexpr const char* kStampsMatch = "Local and remote stamp files match. Nothing to do.";
 
 }  // namespace
