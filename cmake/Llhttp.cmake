@@ -18,3 +18,4 @@ target_include_directories(llhttp SYSTEM PUBLIC ${MTLLIB_LLHTTP_INCLUDE})
 # Hardened and sanitized as our own code; its warnings are its authors' business.
 target_link_libraries(llhttp PRIVATE mtllib_options)
 target_compile_options(llhttp PRIVATE -w)
+set_target_properties(llhttp PROPERTIES UNITY_BUILD OFF)
