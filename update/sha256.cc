@@ -28,7 +28,7 @@ std::optional<Digest> digestFrom(std::string_view hexText) {
   for (std::size_t i = 0; i < hexText.size(); ++i) {
     const std::size_t value = kDigits.find(hexText[i]);
     if (value == kDigits.npos) return std::nullopt;
-    digest[i / 2] = static_cast<std::uint8_t>(digest[i / 2] * 16U + value);
+    digest[i / 2] = static_cast<std::uint8_t>(std::size_t{digest[i / 2]} * 16 + value);
   }
   return digest;
 }

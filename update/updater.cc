@@ -226,7 +226,7 @@ Outcome Updater::Run::plan(Preview& preview) {
   if (Outcome failure = openFolder(false)) return failure;
   if (Outcome failure = fetchLibrarysStamp(false)) return failure;
   if (Outcome failure = fetchLibrarysList(false, false)) return failure;
-  const Outcome failure = makePlanFor(false, preview.plan);
+  Outcome failure = makePlanFor(false, preview.plan);
   preview.isCurrent = isCurrent();
   preview.stamp = stamp_;
   preview.listing = std::move(listing_);

@@ -79,7 +79,9 @@ class Verification {
       std::sort(names.begin(), names.end());
       for (const std::string& name : names) {
         if (!goOn_()) return cancelled();
-        std::string path = folder.empty() ? name : folder + '/' + name;
+        std::string path = folder;
+        if (!path.empty()) path += '/';
+        path += name;
         if (listed_.count(path) > 0) continue;
         Look look;
         if (const std::error_code error = folder_.look(path, look)) {

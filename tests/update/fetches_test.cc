@@ -16,7 +16,6 @@
 namespace mtlupdate {
 namespace {
 
-using testing::ElementsAre;
 using testing::UnorderedElementsAre;
 using Kind = Failure::Kind;
 using State = Staging::Found::State;

@@ -20,11 +20,8 @@
 namespace mtlupdate {
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using testing::UnorderedElementsAre;
 using Kind = Failure::Kind;
 namespace fs = std::filesystem;
