@@ -135,7 +135,7 @@ class Transfers::Slot : public Exchange {
 
   std::unique_ptr<Work> release() { return std::move(work_); }
 
-  /// What became of the try. Sets `finished` when the body is there and as it should be.
+  /// What became of the try: no failure when the body is there and as it should be.
   Outcome conclude() {
     if (failure_ || isStopped_) return failure_;
     if (!isTaking_) return statusFailure();
