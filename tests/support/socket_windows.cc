@@ -37,6 +37,10 @@ bool isStopped(const Waitable& on) {
   return WaitForSingleObject(on.stopped, 0) == WAIT_OBJECT_0;
 }
 
+// Wine loses the event of a connection now and then, when several come at once; that the
+// socket is ready is found out all the same.
+constexpr DWORD kLongestWaitMilliseconds = 50;
+
 /// Calls `operation` until it has a result other than `failure`, waiting while the socket
 /// is not ready; `failure` when it really fails or the socket was shut down.
 template <typename Operation, typename Result>
@@ -46,7 +50,7 @@ Result whenReady(const Waitable& on, Result failure, Operation operation) {
     const Result result = operation();
     if (result != failure || WSAGetLastError() != WSAEWOULDBLOCK) return result;
     const HANDLE either[] = {on.ready, on.stopped};
-    WaitForMultipleObjects(2, either, FALSE, INFINITE);
+    WaitForMultipleObjects(2, either, FALSE, kLongestWaitMilliseconds);
   }
   return failure;
 }
