@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "pool_fixture.h"
+#include "support/promptly.h"
 #include "transfer_engine.h"
 
 namespace {
@@ -75,7 +76,7 @@ TEST_F(UnansweredConnection, IsAbortedAtOnce) {
   const auto begin = Clock::now();
   received.abortAfter = 0;
   wait(index);
-  EXPECT_LT(Clock::now() - begin, milliseconds(200));
+  EXPECT_LT(Clock::now() - begin, kPromptly);
   EXPECT_EQ(received.errorCalls, 0);
 }
 
@@ -86,7 +87,7 @@ TEST_F(UnansweredConnection, IsGivenUpWithThePool) {
     std::this_thread::yield();
   const auto begin = Clock::now();
   pool_.destroy();
-  EXPECT_LT(Clock::now() - begin, milliseconds(200));
+  EXPECT_LT(Clock::now() - begin, kPromptly);
   EXPECT_EQ(received.errorCalls, 1);
 }
 

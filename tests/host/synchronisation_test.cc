@@ -10,6 +10,7 @@
 
 #include "mtlhost/library.h"
 #include "recording_observer.h"
+#include "support/promptly.h"
 #include "support/scripted_server.h"
 #include "support/temp_dir.h"
 
@@ -78,7 +79,7 @@ class SynchronisationTest : public testing::Test {
       return Clock::now();
     });
     const Result result = (library.*call)();
-    EXPECT_LT(Clock::now() - cancelled.get(), milliseconds(200));
+    EXPECT_LT(Clock::now() - cancelled.get(), kPromptly);
     EXPECT_EQ(result.status, Status::kCancelled);
     EXPECT_EQ(result.errors.back().message, "Download aborted (1)");
     server_.release(path);

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "fast_timing.h"
+#include "support/promptly.h"
 #include "support/scripted_server.h"
 
 namespace mtlupdate {
@@ -594,7 +595,7 @@ class Cancelled : public TransfersTest {
       server_.forgetRequests();
     }
     std::sort(times.begin(), times.end());
-    EXPECT_LT(times[2], milliseconds(200));
+    EXPECT_LT(times[2], kPromptly);
   }
 };
 
