@@ -26,6 +26,10 @@ class SomeDisk final : public mtlupdate::Disk {
     if (path.front() == 'a') found = {mtlupdate::FileKind::kFile, {path.size(), 1, 1}, ""};
     return {};
   }
+  std::error_code names(std::string_view path, std::vector<std::string>& names) override {
+    names = {path.size() % 2 == 0 ? "ab" : "a"};
+    return path.size() < 20 ? std::error_code() : std::make_error_code(std::errc::io_error);
+  }
   std::error_code digest(std::string_view /*path*/, const mtlupdate::GoOn& /*goOn*/,
                          mtlupdate::Digest& digest) override {
     digest = {};

@@ -2,6 +2,7 @@
 // folders, copies of contents that several files have, and the bytes of state and stamp.
 #include "update/commit.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <system_error>
 #include <utility>
@@ -36,6 +37,7 @@ class Commit {
     if (Outcome failure = prepareFiles()) return failure;
     if (Outcome failure = prepareState()) return failure;
     if (Outcome failure = flush()) return failure;
+    if (Outcome failure = clearTheWay()) return failure;
     if (Outcome failure = placeFiles()) return failure;
     if (Outcome failure = removeWithdrawn()) return failure;
     return result_.busy.empty() ? finish() : Outcome{};
@@ -63,9 +65,15 @@ class Commit {
   Outcome prepareFiles() {
     if (Outcome failure = makeFolder(kNewState)) return failure;
     if (Outcome failure = makeFolder(stampPath_)) return failure;
+    isWayFree_ = plan_.foldersInTheWay.empty() &&
+                 std::none_of(plan_.withdrawn.begin(), plan_.withdrawn.end(),
+                              [](const Plan::Withdrawn& file) { return file.isInTheWay; });
     std::unordered_map<std::string, std::size_t> uses;
     for (const Plan::Place& place : plan_.place) {
-      if (Outcome failure = makeFolder(place.entry->path)) return failure;
+      // Otherwise something may still lie there.
+      if (isWayFree_) {
+        if (Outcome failure = makeFolder(place.entry->path)) return failure;
+      }
       std::string content = stagedPath(*place.entry, target_.stamp);
       const std::size_t use = uses[content]++;
       if (Outcome failure = prepare(*place.entry, std::move(content), use)) return failure;
@@ -129,36 +137,61 @@ class Commit {
     return {};
   }
 
+  // Files and folders whose names the list has now given to folders and files.
+  Outcome clearTheWay() {
+    for (const Plan::Withdrawn& file : plan_.withdrawn) {
+      if (!file.isInTheWay) continue;
+      if (Outcome failure = remove(file)) return failure;
+    }
+    for (const std::string& path : plan_.foldersInTheWay) {
+      const std::error_code error = folder_.removeFolder(path);
+      if (Outcome failure = judge("cannot be removed", path, error)) return failure;
+    }
+    lastFolder_.clear();
+    return {};
+  }
+
   Outcome placeFiles() {
     const auto begin = std::chrono::steady_clock::now();
     for (const Placement& placement : placements_) {
-      const std::error_code error = folder_.replace(placement.from, placement.entry->path);
-      if (Outcome failure = judge("cannot be replaced", placement.entry->path, error)) {
-        return failure;
+      const std::string_view path = placement.entry->path;
+      if (!isWayFree_) {
+        if (Outcome failure = makeFolder(path)) {
+          // What is in use may lie where the folder goes.
+          if (result_.busy.empty()) return failure;
+          continue;
+        }
       }
-      if (!error) result_.changed.emplace_back(placement.entry->path);
+      const std::error_code error = folder_.replace(placement.from, path);
+      if (Outcome failure = judge("cannot be replaced", path, error)) return failure;
+      if (!error) result_.changed.emplace_back(path);
     }
     result_.renaming = std::chrono::duration_cast<std::chrono::microseconds>(
         std::chrono::steady_clock::now() - begin);
     return {};
   }
 
-  /// Only what nobody has changed since the plan was made.
   Outcome removeWithdrawn() {
-    if (!plan_.removesWithdrawn) return {};
     for (const Plan::Withdrawn& file : plan_.withdrawn) {
-      Look look;
-      std::error_code error = folder_.look(file.path, look);
-      const bool isSame = !error && look.kind == FileKind::kFile && look.blockedBy.empty() &&
-                          look.identity == file.identity;
-      if (!isSame) continue;
-      error = folder_.removeFile(file.path);
-      if (Outcome failure = judge("cannot be removed", file.path, error)) return failure;
-      if (error) continue;
-      result_.removed.push_back(file.path);
-      for (std::string name = folderOf(file.path); !name.empty(); name = folderOf(name)) {
-        if (folder_.removeFolder(name)) break;
-      }
+      if (file.isInTheWay || !plan_.removes(file)) continue;
+      if (Outcome failure = remove(file)) return failure;
+    }
+    return {};
+  }
+
+  /// Only what nobody has changed since the plan was made.
+  Outcome remove(const Plan::Withdrawn& file) {
+    Look look;
+    std::error_code error = folder_.look(file.path, look);
+    const bool isSame = !error && look.kind == FileKind::kFile && look.blockedBy.empty() &&
+                        look.identity == file.identity;
+    if (!isSame) return {};
+    error = folder_.removeFile(file.path);
+    if (Outcome failure = judge("cannot be removed", file.path, error)) return failure;
+    if (error) return {};
+    result_.removed.push_back(file.path);
+    for (std::string name = folderOf(file.path); !name.empty(); name = folderOf(name)) {
+      if (folder_.removeFolder(name)) break;
     }
     return {};
   }
@@ -182,6 +215,9 @@ class Commit {
 
   // File systems may make renames durable in another order than that in which they were done.
   Outcome finish() {
+    // Its folder has gone with the last withdrawn file if there was nothing else in it.
+    lastFolder_.clear();
+    if (Outcome failure = makeFolder(stampPath_)) return failure;
     if (Outcome failure = rename(kNewState, kStateFile)) return failure;
     if (target_.hasNewList) {
       if (Outcome failure = rename(kNewListFile, kListFile)) return failure;
@@ -189,7 +225,8 @@ class Commit {
     if (const std::error_code error = folder_.flush({})) {
       return diskFailure("cannot be made durable", "", error);
     }
-    return rename(kNewStamp, stampPath_);
+    // Otherwise, the new stamp stays beside the old one, and says that the copy is unfinished.
+    return plan_.hindrance() == nullptr ? rename(kNewStamp, stampPath_) : Outcome{};
   }
 
   Folder& folder_;
@@ -198,6 +235,7 @@ class Commit {
   const CommitTarget& target_;
   CommitResult& result_;
   std::string stampPath_;
+  bool isWayFree_ = true;  ///< Of all files: nothing has to be removed for one.
   std::string lastFolder_;
   std::vector<Placement> placements_;
 };

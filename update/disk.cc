@@ -52,6 +52,10 @@ std::error_code FolderDisk::look(std::string_view path, Look& found) {
   return folder_.look(path, found);
 }
 
+std::error_code FolderDisk::names(std::string_view path, std::vector<std::string>& names) {
+  return folder_.names(path, names);
+}
+
 std::error_code FolderDisk::digest(std::string_view path, const GoOn& goOn, Digest& digest) {
   File file;
   Sha256 sha256;

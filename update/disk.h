@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 #include "update/sha256.h"
 #include "update/system.h"
@@ -31,6 +33,8 @@ class Disk {
 
   /// As Folder::look().
   virtual std::error_code look(std::string_view path, Look& found) = 0;
+  /// As Folder::names().
+  virtual std::error_code names(std::string_view path, std::vector<std::string>& names) = 0;
   virtual std::error_code digest(std::string_view path, const GoOn& goOn, Digest& digest) = 0;
   /// In bytes.
   virtual std::optional<std::uint64_t> freeRoom() = 0;
@@ -42,6 +46,7 @@ class FolderDisk final : public Disk {
   explicit FolderDisk(Folder& folder) : folder_(folder) {}
 
   std::error_code look(std::string_view path, Look& found) override;
+  std::error_code names(std::string_view path, std::vector<std::string>& names) override;
   std::error_code digest(std::string_view path, const GoOn& goOn, Digest& digest) override;
   std::optional<std::uint64_t> freeRoom() override;
 

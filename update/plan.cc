@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <limits>
+#include <map>
 #include <set>
 #include <string>
 #include <utility>
@@ -69,13 +71,16 @@ class Places {
   enum class Verdict : unsigned char { kAlone, kSame, kFolder };
   Verdict of(std::size_t number) const { return verdicts_[number]; }
 
-  bool isNamed(std::string_view path) const {
+  /// Whether an entry has its place at the path.
+  bool isTaken(std::string_view path) const {
     const std::string folded = Platform::kHasWindowsNames ? foldedCase(path) : std::string();
     if (Platform::kHasWindowsNames) path = folded;
-    const auto found = std::lower_bound(
+    const auto next = std::upper_bound(
         places_.begin(), places_.end(), path,
-        [](const Place& place, std::string_view other) { return isBefore(place.path, other); });
-    return found != places_.end() && found->path == path;
+        [](std::string_view other, const Place& place) { return isBefore(other, place.path); });
+    if (next == places_.begin()) return false;
+    const Place& last = *std::prev(next);
+    return last.path == path && verdicts_[last.number] == Verdict::kAlone;
   }
 
  private:
@@ -139,21 +144,21 @@ class Planner {
         places_(listing) {}
 
   Outcome run() {
-    for (std::size_t i = 0; i < listing_.size(); ++i) {
-      if (!mayGoOn(i)) return stopped();
-      if (Outcome failure = take(listing_[i], i)) return failure;
+    if (Outcome failure = findWithdrawn()) return failure;
+    for (; entries_ < listing_.size(); ++entries_) {
+      if (!mayGoOn(entries_)) return stopped();
+      if (Outcome failure = take(listing_[entries_], entries_)) return failure;
     }
-    if (Outcome failure = takeWithdrawn()) return failure;
+    if (Outcome failure = judgeWithdrawn()) return failure;
     return checkTotals();
   }
 
  private:
   static Outcome stopped() { return Failure{Failure::Kind::kCancelled, "the run was stopped"}; }
 
-  bool mayGoOn(std::size_t entries) {
+  bool mayGoOn(std::size_t steps) const {
     constexpr std::size_t kBetween = 64;
-    entries_ = entries;
-    return entries % kBetween != 0 || !options_.goOn || options_.goOn(entries, bytesRead_);
+    return steps % kBetween != 0 || !options_.goOn || options_.goOn(entries_, bytesRead_);
   }
 
   void passOver(const Entry& entry, Reason reason, std::string text) {
@@ -172,7 +177,7 @@ class Planner {
       return pass(Reason::kSamePlace, "another entry has the same place");
     }
     if (places_.of(number) == Places::Verdict::kFolder) {
-      return pass(Reason::kNotAFolder, "another entry needs a folder in its place");
+      return pass(Reason::kSamePlace, "another entry needs a folder in its place");
     }
     Look look;
     if (const std::error_code error = disk_.look(entry.path, look)) {
@@ -183,8 +188,17 @@ class Planner {
     if (look.kind == FileKind::kOther) {
       return pass(Reason::kOther, where + " is neither a file nor a folder");
     }
-    if (!look.blockedBy.empty()) return pass(Reason::kNotAFolder, where + " is a file");
-    if (look.kind == FileKind::kFolder) return pass(Reason::kFolder, where + " is a folder");
+    if (!look.blockedBy.empty()) {
+      if (!fileGivesWay(look.blockedBy)) return pass(Reason::kNotAFolder, where + " is a file");
+      return place(entry, nullptr);
+    }
+    if (look.kind == FileKind::kFolder) {
+      std::string kept;
+      if (Outcome failure = clearFolder(entry.path, kept)) return failure;
+      if (kept == entry.path) return pass(Reason::kFolder, where + " is a folder");
+      if (!kept.empty()) return pass(Reason::kFolder, where + " is a folder with \"" + kept + '"');
+      return place(entry, nullptr);
+    }
     if (look.kind == FileKind::kNone) return place(entry, nullptr);
     return compare(entry, look.identity);
   }
@@ -304,27 +318,104 @@ class Planner {
            look.identity == file.identity;
   }
 
-  Outcome takeWithdrawn() {
-    std::size_t placed = 0;
+  Outcome findWithdrawn() {
+    std::size_t steps = 0;
     for (const KnownFile& file : last_.files()) {
-      if (!mayGoOn(entries_ + 1)) return stopped();
+      if (!mayGoOn(steps++)) return stopped();
       if (!file.isPlaced) continue;
-      ++placed;
+      ++filesPlaced_;
       Look look;
-      if (places_.isNamed(file.path) || mtlrules::isOwnName(file.path, options_.subPath) ||
+      if (places_.isTaken(file.path) || mtlrules::isOwnName(file.path, options_.subPath) ||
           !isThere(file, look)) {
         continue;
       }
       plan_.withdrawn.push_back({std::string(file.path), file.identity});
       add(file.identity.size, plan_.bytesWithdrawn);
-      // As long as it is there, a later update may be told to remove it.
-      if (!options_.prune) plan_.next.add(file);
     }
+    return {};
+  }
+
+  /// Where a file lies, by which its path is found.
+  static std::string keyOf(std::string_view path) {
+    return Platform::kHasWindowsNames ? foldedCase(path) : std::string(path);
+  }
+
+  /// Null when the file at the path is not a withdrawn one.
+  Plan::Withdrawn* withdrawnAt(std::string_view path) {
+    if (withdrawnAt_.empty()) {
+      for (Plan::Withdrawn& file : plan_.withdrawn)
+        withdrawnAt_[keyOf(file.path)] = &file;
+    }
+    const auto found = withdrawnAt_.find(keyOf(path));
+    return found != withdrawnAt_.end() ? found->second : nullptr;
+  }
+
+  /// Whether updates placed files below the folder.
+  bool isOurFolder(std::string_view path) {
+    if (ourFolders_.empty()) {
+      for (const KnownFile& file : last_.files()) {
+        std::string_view rest = file.path;
+        while (file.isPlaced && rest.find('/') != rest.npos) {
+          rest = rest.substr(0, rest.rfind('/'));
+          if (!ourFolders_.insert(keyOf(rest)).second) break;
+        }
+      }
+    }
+    return ourFolders_.count(keyOf(path)) != 0;
+  }
+
+  bool fileGivesWay(std::string_view path) {
+    Plan::Withdrawn* const file = withdrawnAt(path);
+    if (file != nullptr) file->isInTheWay = true;
+    return file != nullptr;
+  }
+
+  // What nobody misses goes: withdrawn files, and folders of ours with nothing else in them, which
+  // a run that was cut may have emptied. `kept` is the first thing that has to stay, and with it
+  // all the others do.
+  Outcome clearFolder(std::string_view top, std::string& kept) {
+    std::vector<std::string> folders{std::string(top)};
+    std::vector<Plan::Withdrawn*> files;
+    for (std::size_t i = 0; i < folders.size(); ++i) {
+      std::vector<std::string> names;
+      if (!isOurFolder(folders[i]) || disk_.names(folders[i], names)) {
+        kept = folders[i];
+        return {};
+      }
+      for (const std::string& name : names) {
+        if (!mayGoOn(files.size())) return stopped();
+        std::string path = folders[i] + '/' + name;
+        Look look;
+        const bool isSeen = !disk_.look(path, look);
+        Plan::Withdrawn* const file = withdrawnAt(path);
+        if (isSeen && look.kind == FileKind::kFolder) {
+          folders.push_back(std::move(path));
+        } else if (isSeen && look.kind == FileKind::kFile && file != nullptr) {
+          files.push_back(file);
+        } else {
+          kept = std::move(path);
+        }
+        if (!kept.empty()) return {};
+      }
+    }
+    for (Plan::Withdrawn* const file : files)
+      file->isInTheWay = true;
+    filesInFolders_ += files.size();
+    plan_.foldersInTheWay.insert(plan_.foldersInTheWay.end(), folders.rbegin(), folders.rend());
+    return {};
+  }
+
+  // Files of a folder that becomes one file are lost as much as those that are removed on request.
+  Outcome judgeWithdrawn() {
     plan_.removesWithdrawn = options_.prune;
-    if (!options_.prune || options_.pruneMost || plan_.withdrawn.size() * 2 <= placed) return {};
+    for (const Plan::Withdrawn& file : plan_.withdrawn) {
+      // As long as it is there, a later update may be told to remove it.
+      if (!plan_.removes(file)) plan_.next.add(*last_.find(file.path));
+    }
+    const std::size_t lost = options_.prune ? plan_.withdrawn.size() : filesInFolders_;
+    if (options_.pruneMost || lost * 2 <= filesPlaced_) return {};
     return Failure{Failure::Kind::kUsage, "more than half of the copy would be removed: " +
-                                              figures(plan_.withdrawn.size(), placed, " of ") +
-                                              " files"};
+                                              figures(lost, filesPlaced_, " of ") + " files"};
   }
 
   Outcome checkTotals() {
@@ -353,11 +444,21 @@ class Planner {
   Places places_;
   std::set<Digest> contents_{};  ///< That are fetched or copied.
   std::optional<Sources> sources_{};
+  std::map<std::string, Plan::Withdrawn*> withdrawnAt_{};
+  std::set<std::string> ourFolders_{};
+  std::size_t filesPlaced_ = 0;     ///< By earlier updates.
+  std::size_t filesInFolders_ = 0;  ///< Withdrawn ones, in folders where files go.
   std::size_t entries_ = 0;
   std::uint64_t bytesRead_ = 0;
 };
 
 }  // namespace
+
+const PassedOver* Plan::hindrance() const {
+  const auto found = std::find_if(passedOver.begin(), passedOver.end(),
+                                  [](const PassedOver& one) { return one.isHindrance(); });
+  return found != passedOver.end() ? &*found : nullptr;
+}
 
 Outcome makePlan(const Listing& listing, const State& last, const PlanOptions& options,
                  const std::function<std::uint64_t(const Entry&)>& staged, Disk& disk, Plan& plan) {

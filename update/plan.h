@@ -39,9 +39,9 @@ struct PlanOptions {
 struct PassedOver {
   enum class Reason {
     kChanged,     ///< Of policy "missing": somebody changed it, or put it there.
-    kSamePlace,   ///< Another entry, further down the list, has the same place.
-    kFolder,      ///< A folder lies where the file goes.
-    kNotAFolder,  ///< A file lies where a folder has to be, or another entry has one there.
+    kSamePlace,   ///< Another entry has the same place, or one below it.
+    kFolder,      ///< A folder lies where the file goes, with something in it that stays.
+    kNotAFolder,  ///< A file that stays lies where a folder has to be.
     kLink,        ///< A link lies there or on the way, wherever it leads.
     kOther,       ///< Something else lies there, such as a device.
     kOwnName,     ///< The place is kept for the stamp, or for what updates need.
@@ -50,7 +50,13 @@ struct PassedOver {
 
   Reason reason;
   std::string path;  ///< Of the entry.
-  std::string text;  ///< In words, without the path: "a folder lies in its place".
+  std::string text;  ///< In words, without the path: "its place is a link".
+
+  /// Whether something on the disk keeps the file from its place, so that the copy is not what the
+  /// library has as long as that lies there.
+  bool isHindrance() const {
+    return reason != Reason::kChanged && reason != Reason::kSamePlace && reason != Reason::kOwnName;
+  }
 };
 
 struct Plan {
@@ -72,6 +78,8 @@ struct Plan {
   struct Withdrawn {
     std::string path;
     FileIdentity identity;
+    /// It lies where a folder has to be, or in a folder where a file goes: removed in any case.
+    bool isInTheWay = false;
   };
 
   std::vector<Fetch> fetch;
@@ -79,6 +87,9 @@ struct Plan {
   std::vector<Place> place;
   std::vector<Withdrawn> withdrawn;
   bool removesWithdrawn = false;
+  /// Folders where files go, with nothing in them but withdrawn files and each other; each before
+  /// the one that it lies in.
+  std::vector<std::string> foldersInTheWay;
   std::vector<PassedOver> passedOver;
   /// What is known already of the state after the update: all but the files of `place`.
   State next;
@@ -96,6 +107,11 @@ struct Plan {
   /// What is needed at most until the old files have gone, less what is staged.
   std::uint64_t roomNeeded = 0;
   std::optional<std::uint64_t> roomThere{};
+
+  /// Whether the withdrawn file is removed.
+  bool removes(const Withdrawn& file) const { return removesWithdrawn || file.isInTheWay; }
+  /// The first file that something on the disk keeps from its place; null when there is none.
+  const PassedOver* hindrance() const;
 };
 
 /// Fails with kUsage for a removal that must be asked for; with kLimit; with kDisk when there is

@@ -33,6 +33,10 @@ class NoDisk final : public Disk {
     found = {};
     return {};
   }
+  std::error_code names(std::string_view /*path*/, std::vector<std::string>& names) override {
+    names.clear();
+    return {};
+  }
   std::error_code digest(std::string_view /*path*/, const GoOn& /*goOn*/,
                          Digest& /*digest*/) override {
     return std::make_error_code(std::errc::no_such_file_or_directory);
@@ -285,8 +289,11 @@ Outcome Updater::Run::commitPlan(Plan& plan, UpdateResult& result) {
   result.isChanged = !result.placed.empty() || !result.removed.empty();
   result.commitTime = committed.renaming;
   result.busy = std::move(committed.busy);
-  if (failure || result.busy.empty()) return failure;
-  return result.busy.front();
+  if (failure) return failure;
+  if (!result.busy.empty()) return result.busy.front();
+  const PassedOver* const hindrance = plan.hindrance();
+  if (hindrance == nullptr) return {};
+  return Failure{Failure::Kind::kDisk, hindrance->text, hindrance->path};
 }
 
 // Brings all contents that the plan needs into the stage, and what it does not need out of it.

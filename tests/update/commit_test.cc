@@ -105,6 +105,65 @@ TEST_F(CommitTest, LeavesAWithdrawnFileThatWasChangedAfterThePlan) {
   EXPECT_EQ(readFile(dir / "copy/b"), "changed since");
 }
 
+TEST_F(CommitTest, MakesAFileAFolderAndAFolderAFile) {
+  list("file", "1");
+  list("folder/a", "2");
+  list("folder/deep/er/b", "3");
+  for (const char* other : {"other 1", "other 2", "other 3"})
+    list(other, "4");
+  update();
+  begin();
+  list("file/deep/a", "1");
+  list("file/b", "5");
+  list("folder", "6");
+  for (const char* other : {"other 1", "other 2", "other 3"})
+    list(other, "4");
+  target.stamp = "stamp 2";
+  update();
+  auto tree = readTree(dir / "copy");
+  tree.erase(".mtllib/state");
+  EXPECT_THAT(tree, ElementsAre(Pair("file/b", "5"), Pair("file/deep/a", "1"), Pair("folder", "6"),
+                                Pair("id.txt", "stamp 2"), Pair("other 1", "4"),
+                                Pair("other 2", "4"), Pair("other 3", "4")));
+  EXPECT_THAT(result.removed, ElementsAre("file", "folder/a", "folder/deep/er/b"));
+  EXPECT_THAT(result.changed, ElementsAre("file/deep/a", "file/b", "folder"));
+}
+
+TEST_F(CommitTest, LeavesTheOldStampWhileSomethingKeepsAFileFromItsPlace) {
+  list("a", "1");
+  list("b", "2");
+  update();
+  begin();
+  target.stamp = "stamp 2";
+  list("a/x", "3");
+  list("b", "4");
+  writeFile(dir / "copy/a", "changed by somebody");
+  plan = makePlan();
+  stageAll();
+  ASSERT_FALSE(commit());
+  EXPECT_EQ(readFile(dir / "copy/a"), "changed by somebody");
+  EXPECT_EQ(readFile(dir / "copy/b"), "4");
+  EXPECT_EQ(readFile(dir / "copy/id.txt"), "stamp 1");
+  EXPECT_TRUE(mtlupdate::isUnfinished(folder)) << "also when the library goes back to stamp 1";
+  std::filesystem::remove(dir.path() / "copy/a");
+  update();
+  EXPECT_EQ(readFile(dir / "copy/a/x"), "3");
+  EXPECT_EQ(readFile(dir / "copy/id.txt"), "stamp 2");
+  EXPECT_FALSE(mtlupdate::isUnfinished(folder));
+}
+
+TEST_F(CommitTest, PutsTheStampInAFolderWhoseFilesWereWithdrawn) {
+  list("sub/a", "1");
+  list("b", "2");
+  update();
+  begin();
+  list("b", "2");
+  target.subPath = "sub";
+  options.prune = true;
+  update();
+  EXPECT_EQ(readFile(dir / "copy/sub/id.txt"), "stamp 1");
+}
+
 TEST_F(CommitTest, DoesNothingWhenAContentIsNotStaged) {
   writeFile(dir / "copy/b", "old");
   list("b", "2");

@@ -73,4 +73,47 @@ TEST_F(CommitWindows, NamesTheWithdrawnFileThatIsInUse) {
   EXPECT_THAT(result.removed, ElementsAre("c"));
 }
 
+TEST_F(CommitWindows, NamesTheFileInUseWhereAFolderGoesAndTheNextRunFinishes) {
+  list("a", "new 1");
+  list("b/x", "new 2");
+  list("c", "new 3");
+  plan = makePlan();
+  stageAll();
+  auto held = hold("b");
+  ASSERT_FALSE(commit());
+  EXPECT_THAT(result.changed, ElementsAre("a", "c"));
+  ASSERT_THAT(result.busy, SizeIs(1));
+  EXPECT_EQ(result.busy[0].about, "b");
+  held.reset();
+  EXPECT_EQ(readFile(dir / "copy/b"), "2");
+  EXPECT_EQ(readFile(dir / "copy/id.txt"), "stamp 1");
+  plan = makePlan();
+  ASSERT_FALSE(commit());
+  EXPECT_THAT(result.busy, IsEmpty());
+  EXPECT_EQ(readFile(dir / "copy/b/x"), "new 2");
+  EXPECT_EQ(readFile(dir / "copy/id.txt"), "stamp 2");
+}
+
+TEST_F(CommitWindows, NamesTheFileInUseWhoseFolderGivesWayAndTheNextRunFinishes) {
+  list("folder/x", "1");
+  for (const char* path : {"a", "b", "c"})
+    list(path, "1");
+  update();
+  begin();
+  list("folder", "new");
+  plan = makePlan();
+  stageAll();
+  auto held = hold("folder/x");
+  ASSERT_FALSE(commit());
+  EXPECT_THAT(result.changed, IsEmpty());
+  ASSERT_FALSE(result.busy.empty());
+  EXPECT_EQ(result.busy[0].about, "folder/x");
+  held.reset();
+  EXPECT_EQ(readFile(dir / "copy/folder/x"), "1");
+  plan = makePlan();
+  ASSERT_FALSE(commit());
+  EXPECT_THAT(result.busy, IsEmpty());
+  EXPECT_EQ(readFile(dir / "copy/folder"), "new");
+}
+
 }  // namespace

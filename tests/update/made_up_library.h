@@ -12,15 +12,19 @@ inline std::string madeUpStamp(int release) {
   return "stamp of release " + std::to_string(release);
 }
 
-/// The content of each file by its path. Releases differ in every way.
+/// The content of each file by its path. Releases differ in every way: what is a file in one is a
+/// folder in the next.
 inline std::map<std::string, std::string> madeUpLibrary(int release) {
   const std::string number = std::to_string(release);
+  const bool isEven = release % 2 == 0;
   return {{"always/the same.tx", std::string(1000, 's')},
           {"changes/each time.tx", std::string(2000, static_cast<char>('a' + release))},
           {"changes/twice/a.tx", "twice " + number},
           {"changes/twice/b.tx", "twice " + number},
           {"moves/to " + number + ".tx", std::string(1500, 'm')},
           {"only in " + number + "/a.tx", "only in " + number},
+          {isEven ? "turns/a" : "turns/a/file.tx", "turns " + number},
+          {isEven ? "turns/b/file.tx" : "turns/b", "turns back " + number},
           {"empty.tx", ""}};
 }
 

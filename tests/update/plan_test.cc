@@ -58,6 +58,18 @@ class FakeDisk final : public mtlupdate::Disk {
                ? std::make_error_code(std::errc::permission_denied)
                : std::error_code();
   }
+  std::error_code names(std::string_view path, std::vector<std::string>& names) override {
+    names.clear();
+    const std::string folder = std::string(path) + '/';
+    for (const auto& [other, look] : looks) {
+      const bool isIn = other.compare(0, folder.size(), folder) == 0 && look.blockedBy.empty();
+      if (!isIn || look.kind == FileKind::kNone) continue;
+      const std::string name = other.substr(folder.size());
+      if (name.find('/') == name.npos) names.push_back(name);
+    }
+    return refused.count(folder) != 0 ? std::make_error_code(std::errc::permission_denied)
+                                      : std::error_code();
+  }
   std::error_code digest(std::string_view path, const GoOn& goOn, Digest& digest) override {
     const std::string content = files.at(std::string(path));
     read.emplace_back(path);
@@ -364,9 +376,145 @@ TEST_F(PlanTest, GivesTheNameOfAFolderToNoFile) {
   list("c/d", "7");
   list("cc", "8");
   makeGood();
-  EXPECT_THAT(passedOver(), ElementsAre(Pair("a", PassedOver::Reason::kNotAFolder),
-                                        Pair("c", PassedOver::Reason::kNotAFolder),
-                                        Pair("c/d", PassedOver::Reason::kNotAFolder)));
+  EXPECT_THAT(passedOver(), ElementsAre(Pair("a", PassedOver::Reason::kSamePlace),
+                                        Pair("c", PassedOver::Reason::kSamePlace),
+                                        Pair("c/d", PassedOver::Reason::kSamePlace)));
+  EXPECT_EQ(plan.hindrance(), nullptr) << "no copy would have them";
+}
+
+TEST_F(PlanTest, PutsAFolderInThePlaceOfAWithdrawnFile) {
+  place("a", "1");
+  place("other", "1");
+  disk.putOther("a/b", FileKind::kFile, "a");
+  disk.putOther("a/c", FileKind::kFile, "a");
+  list("a/b", "new");
+  list("a/c", "1");
+  list("other", "1");
+  makeGood();
+  EXPECT_THAT(placed(), ElementsAre(Pair("a/b", false), Pair("a/c", false)));
+  EXPECT_THAT(copied(), ElementsAre(Pair("a/c", "a")));
+  EXPECT_THAT(withdrawn(), ElementsAre("a"));
+  EXPECT_FALSE(plan.removesWithdrawn);
+  EXPECT_TRUE(plan.removes(plan.withdrawn[0]));
+  EXPECT_EQ(plan.next.find("a"), nullptr);
+  EXPECT_THAT(plan.passedOver, IsEmpty());
+}
+
+TEST_F(PlanTest, PutsAFolderInThePlaceOfAFileThatTheListGivesToIt) {
+  place("a", "1");
+  disk.putOther("a/b", FileKind::kFile, "a");
+  list("a", "1");
+  list("a", "2");
+  list("a/b", "new");
+  makeGood();
+  EXPECT_THAT(placed(), ElementsAre(Pair("a/b", false)));
+  EXPECT_THAT(withdrawn(), ElementsAre("a"));
+  EXPECT_TRUE(plan.removes(plan.withdrawn[0]));
+}
+
+TEST_F(PlanTest, PutsNoFolderInThePlaceOfAFileThatSomebodyChanged) {
+  place("a", "1");
+  disk.touch("a");
+  disk.putOther("a/b", FileKind::kFile, "a");
+  list("a/b", "new");
+  makeGood();
+  EXPECT_THAT(passedOver(), ElementsAre(Pair("a/b", PassedOver::Reason::kNotAFolder)));
+  EXPECT_THAT(plan.place, IsEmpty());
+  ASSERT_NE(plan.hindrance(), nullptr);
+  EXPECT_EQ(plan.hindrance()->path, "a/b");
+}
+
+TEST_F(PlanTest, PutsAFileInThePlaceOfAFolderOfWithdrawnFiles) {
+  for (const char* path : {"a/b", "a/c/d", "e", "f"})
+    place(path, "old");
+  disk.putOther("a", FileKind::kFolder);
+  disk.putOther("a/c", FileKind::kFolder);
+  list("a", "new");
+  list("e", "old");
+  makeGood();
+  EXPECT_THAT(placed(), ElementsAre(Pair("a", false)));
+  EXPECT_THAT(withdrawn(), ElementsAre("a/b", "a/c/d", "f"));
+  EXPECT_TRUE(plan.removes(plan.withdrawn[0]));
+  EXPECT_TRUE(plan.removes(plan.withdrawn[1]));
+  EXPECT_FALSE(plan.removes(plan.withdrawn[2]));
+  EXPECT_THAT(plan.foldersInTheWay, ElementsAre("a/c", "a"));
+  EXPECT_NE(plan.next.find("f"), nullptr);
+  EXPECT_EQ(plan.next.find("a/b"), nullptr);
+}
+
+TEST_F(PlanTest, PutsAFileInThePlaceOfAFolderThatACutRunHasEmptied) {
+  place("a/b", "old");
+  place("c", "old");
+  disk.looks.erase("a/b");
+  disk.putOther("a", FileKind::kFolder);
+  list("a", "new");
+  makeGood();
+  EXPECT_THAT(placed(), ElementsAre(Pair("a", false)));
+  EXPECT_THAT(plan.foldersInTheWay, ElementsAre("a"));
+}
+
+TEST_F(PlanTest, PutsNoFileInThePlaceOfAFolderWithAnythingThatStays) {
+  const auto expectToStay = [&](const std::string& what, const std::string& text) {
+    SCOPED_TRACE(what);
+    makeGood();
+    EXPECT_THAT(passedOver(), ElementsAre(Pair("a", PassedOver::Reason::kFolder)));
+    EXPECT_EQ(plan.passedOver.at(0).text, text);
+    EXPECT_EQ(plan.hindrance(), &plan.passedOver.at(0));
+    EXPECT_THAT(plan.place, IsEmpty());
+    EXPECT_THAT(plan.foldersInTheWay, IsEmpty());
+    EXPECT_FALSE(plan.removes(plan.withdrawn.at(0))) << "nothing is gained by it";
+  };
+  place("a/b", "old");
+  place("c", "old");
+  place("d", "old");
+  disk.putOther("a", FileKind::kFolder);
+  list("a", "new");
+  list("c", "old");
+  list("d", "old");
+  disk.put("a/theirs", "theirs");
+  expectToStay("their file", "its place is a folder with \"a/theirs\"");
+  disk.looks.erase("a/theirs");
+  disk.putOther("a/link", FileKind::kLink);
+  expectToStay("a link", "its place is a folder with \"a/link\"");
+  disk.looks.erase("a/link");
+  disk.putOther("a/theirs", FileKind::kFolder);
+  expectToStay("their folder", "its place is a folder with \"a/theirs\"");
+  disk.looks.erase("a/theirs");
+  disk.refused.insert("a/b");
+  makeGood();
+  EXPECT_EQ(plan.passedOver.at(0).text, "its place is a folder with \"a/b\"");
+  disk.refused = {"a/"};
+  expectToStay("what the system does not show", "its place is a folder");
+  disk.refused.clear();
+  makeGood();
+  EXPECT_THAT(placed(), ElementsAre(Pair("a", false)));
+}
+
+TEST_F(PlanTest, PutsAFileInThePlaceOfMostOfACopyOnlyWhenThatIsAskedFor) {
+  for (const char* path : {"a/b", "a/c", "d"})
+    place(path, "old");
+  disk.putOther("a", FileKind::kFolder);
+  list("a", "new");
+  list("d", "old");
+  const Outcome failure = make();
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->kind, Failure::Kind::kUsage);
+  EXPECT_EQ(failure->text, "more than half of the copy would be removed: 2 of 3 files");
+  options.pruneMost = true;
+  makeGood();
+  EXPECT_THAT(placed(), ElementsAre(Pair("a", false)));
+}
+
+TEST_F(PlanTest, KnowsWhatKeepsACopyFromBeingWhatTheLibraryHas) {
+  using Reason = PassedOver::Reason;
+  for (const Reason reason :
+       {Reason::kFolder, Reason::kNotAFolder, Reason::kLink, Reason::kOther, Reason::kUnreadable}) {
+    plan.passedOver = {{Reason::kChanged, "a", ""}, {reason, "b", ""}};
+    EXPECT_EQ(plan.hindrance(), &plan.passedOver[1]);
+  }
+  plan.passedOver = {
+      {Reason::kChanged, "a", ""}, {Reason::kSamePlace, "b", ""}, {Reason::kOwnName, "c", ""}};
+  EXPECT_EQ(plan.hindrance(), nullptr);
 }
 
 TEST_F(PlanTest, DoesNotCountAnEntryThatWasPassedOverAsWithdrawn) {

@@ -197,6 +197,40 @@ TEST_F(UpdaterTest, WithdrawnFilesStayUntilTheyArePruned) {
   EXPECT_EQ(copy(), with("two", {{"a", "a"}, {"b", "b"}}));
 }
 
+TEST_F(UpdaterTest, AFileBecomesAFolderAndAFolderAFile) {
+  const Files rest{{"c", "c"}, {"d", "d"}};
+  Files files = rest;
+  files.insert({{"a", "a"}, {"b/1", "1"}});
+  publish("one", files);
+  updateWell();
+  files = rest;
+  files.insert({{"a/1", "a"}, {"b", "b"}});
+  publish("two", files);
+  updateWell();
+  EXPECT_EQ(copy(), with("two", files));
+  EXPECT_THAT(result_.removed, ElementsAre("a", "b/1"));
+}
+
+TEST_F(UpdaterTest, WhatKeepsAFileFromItsPlaceIsNamedUntilItHasGone) {
+  publish("one", {{"a", "a"}, {"b/1", "1"}, {"c", "c"}});
+  updateWell();
+  write("b/mine", "mine");
+  publish("two", {{"a", "A"}, {"b", "b"}, {"c", "c"}});
+  expectFailure(Kind::kDisk);
+  EXPECT_EQ(failure_.about, "b");
+  EXPECT_EQ(failure_.text, "its place is a folder with \"b/mine\"");
+  const Files kept{{"a", "A"}, {"b/1", "1"}, {"b/mine", "mine"}, {"c", "c"}};
+  EXPECT_EQ(copy(), with("one", kept));
+  EXPECT_THAT(result_.placed, ElementsAre("a"));
+  expectFailure(Kind::kDisk);
+  EXPECT_THAT(requests(), ElementsAre("GET /lib/id.txt", "GET /lib/filelist.json"));
+  fs::remove(fs::path(options_.folder) / "b/mine");
+  updateWell();
+  EXPECT_EQ(copy(), with("two", {{"a", "A"}, {"b", "b"}, {"c", "c"}}));
+  updateWell();
+  EXPECT_THAT(requests(), ElementsAre("GET /lib/id.txt"));
+}
+
 TEST_F(UpdaterTest, ACheckIsOneRequestAndLeavesNothing) {
   publish("one", {{"a", "a"}});
   Updater updater(options_, *this, &timing_);
