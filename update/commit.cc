@@ -222,6 +222,8 @@ class Commit {
     if (target_.hasNewList) {
       if (Outcome failure = rename(kNewListFile, kListFile)) return failure;
     }
+    // What is still staged now, such as the validator of a body, is of no use to any run.
+    if (Outcome failure = Staging(folder_, target_.stamp).keepOnly({})) return failure;
     if (const std::error_code error = folder_.flush({})) {
       return diskFailure("cannot be made durable", "", error);
     }

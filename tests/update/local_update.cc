@@ -66,8 +66,7 @@ Outcome update(const std::string& name, int release) {
     staged[stagedPath(*copy.entry, target.stamp)] = {found.digest, found.identity};
   }
   mtlupdate::CommitResult result;
-  if (Outcome failure = commit(folder, plan, staged, target, result)) return failure;
-  return staging.keepOnly({});
+  return commit(folder, plan, staged, target, result);
 }
 
 }  // namespace

@@ -134,6 +134,21 @@ TEST_F(UpdaterTest, AFirstUpdateFetchesEverything) {
   EXPECT_FALSE(isAnythingStaged());
 }
 
+TEST_F(UpdaterTest, LeavesNothingStagedNotEvenTheValidatorOfALargeBody) {
+  const std::string large(std::size_t{2} << 20, 'l');
+  publish("one", {{"large", large}}, false);
+  server_.handle("/lib/large", [&](const ServerRequest&, Socket& socket) {
+    const std::string head = "HTTP/1.1 200 OK\r\nETag: \"one\"\r\nContent-Length: ";
+    socket.send(head + std::to_string(large.size()) + "\r\n\r\n" + large);
+    return true;
+  });
+  updateWell();
+  EXPECT_EQ(copy(), with("one", {{"large", large}}));
+  EXPECT_FALSE(fs::exists(fs::path(options_.folder) / ".mtllib/stage"));
+  updateWell();
+  EXPECT_EQ(requests().size(), 1U) << "nothing is unfinished";
+}
+
 TEST_F(UpdaterTest, NothingNewIsOneRequest) {
   publish("one", {{"a", "a"}});
   updateWell();
