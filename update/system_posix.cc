@@ -19,6 +19,8 @@
 #include <mutex>
 #include <utility>
 
+#include "platform/posix/file_size_signal_guard.h"
+
 namespace mtlupdate {
 
 namespace {
@@ -104,6 +106,7 @@ std::error_code File::read(char* buffer, std::size_t size, std::size_t& count) {
 }
 
 std::error_code File::write(std::string_view bytes) {
+  const posix::FileSizeSignalGuard guard;
   while (!bytes.empty()) {
     const ssize_t count = ::write(state_->descriptor.get(), bytes.data(), bytes.size());
     if (count < 0 && errno == EINTR) continue;

@@ -1,18 +1,16 @@
 // The file calls of Win32 in terms of POSIX. A name's backslashes become slashes, a
 // handle is a file descriptor plus one, and errno becomes the code that Windows gives.
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
-#include <ctime>
 #include <string>
 
 #include "platform/posix/errors.h"
+#include "platform/posix/file_size_signal_guard.h"
 #include "platform/utf.h"
 #include "platform/win32.h"
 
@@ -136,36 +134,6 @@ BOOL failTransfer(int descriptor, int number, int wrongAccess) {
   return fail(denied ? ERROR_ACCESS_DENIED : posix::errorFromErrno(number));
 }
 
-// A write beyond the limit on file sizes sends SIGXFSZ to the thread that made it, which
-// ends a host that does not expect it. Held back where there is a limit, and taken away if
-// it came.
-class FileSizeSignalGuard {
- public:
-  FileSizeSignalGuard() {
-    rlimit limit = {};
-    if (getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) return;
-    sigset_t pending;
-    sigpending(&pending);
-    if (sigismember(&pending, SIGXFSZ) != 0) return;  // The host holds back its own.
-    sigemptyset(&signals_);
-    sigaddset(&signals_, SIGXFSZ);
-    active_ = pthread_sigmask(SIG_BLOCK, &signals_, &before_) == 0;
-  }
-  ~FileSizeSignalGuard() {
-    if (!active_) return;
-    const timespec now = {};
-    retryInterrupted([&] { return sigtimedwait(&signals_, nullptr, &now); });
-    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-  }
-  FileSizeSignalGuard(const FileSizeSignalGuard&) = delete;
-  FileSizeSignalGuard& operator=(const FileSizeSignalGuard&) = delete;
-
- private:
-  sigset_t signals_;
-  sigset_t before_;
-  bool active_ = false;
-};
-
 BOOL statName(LPCWSTR wideName, struct stat& status) {
   const Name name(wideName);
   if (name.error() != ERROR_SUCCESS) return fail(name.error());
@@ -227,7 +195,7 @@ BOOL ReadFile(HANDLE file, void* buffer, DWORD size, DWORD* readCount, OVERLAPPE
 
 BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written,
                OVERLAPPED* /*overlapped*/) {
-  const FileSizeSignalGuard guard;
+  const posix::FileSizeSignalGuard guard;
   const int descriptor = toDescriptor(file);
   *written = 0;
   do {
@@ -279,7 +247,7 @@ DWORD GetFileSize(HANDLE file, DWORD* sizeHigh) {
 }
 
 BOOL SetEndOfFile(HANDLE file) {
-  const FileSizeSignalGuard guard;
+  const posix::FileSizeSignalGuard guard;
   const int descriptor = toDescriptor(file);
   const off_t position = lseek(descriptor, 0, SEEK_CUR);
   if (position < 0) return fail(posix::errorFromErrno(errno));

@@ -2,12 +2,14 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <sys/wait.h>
 #include <csignal>
 #include <string>
+#include <system_error>
 
 #include "support/temp_dir.h"
 #include "update/lock.h"
@@ -64,6 +66,26 @@ TEST(SystemPosix, DoesNotWaitForAPipeInThePlaceOfAFile) {
   Look found;
   ASSERT_FALSE(folder.look("pipe", found));
   EXPECT_EQ(found.kind, FileKind::kOther);
+}
+
+TEST(SystemPosix, AWriteBeyondTheLimitOnFileSizesIsAnErrorAndSendsNoSignal) {
+  const TempDir dir;
+  Folder folder;
+  ASSERT_FALSE(folder.open(dir / "copy", true));
+  File file;
+  ASSERT_FALSE(folder.openToAppend("a", file));
+  static volatile std::sig_atomic_t received;
+  received = 0;
+  std::signal(SIGXFSZ, [](int) { received = received + 1; });
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit small{4096, before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &small);
+  const std::error_code error = file.write(std::string(8192, 'x'));
+  setrlimit(RLIMIT_FSIZE, &before);
+  std::signal(SIGXFSZ, SIG_DFL);
+  EXPECT_EQ(error, std::errc::file_too_large);
+  EXPECT_EQ(received, 0);
 }
 
 TEST(LockPosix, NamesTheProcessThatHasItAndIsFreeWhenThatWasKilled) {
