@@ -3,6 +3,7 @@
 #ifndef MTLLIB_UPDATE_FAILURE_H_
 #define MTLLIB_UPDATE_FAILURE_H_
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -21,9 +22,11 @@ struct Failure {
   };
 
   Kind kind;
-  std::string text{};        ///< Why, in UTF-8: one line, without a full stop at its end.
-  std::string about{};       ///< The URL or the file that it is about; "" for neither.
-  bool isTransient = false;  ///< Trying the very same again may work.
+  std::string text{};                  ///< Why, in UTF-8: one line, without a full stop at its end.
+  std::string about{};                 ///< The URL or the file that it is about; "" for neither.
+  bool isTransient = false;            ///< Trying the very same again may work.
+  std::uint32_t connectionReason = 0;  ///< ConnectionErrorReason of a failed connection; else 0.
+  int httpStatus = 0;                  ///< Of an answer that was refused; else 0.
 };
 
 /// Nothing when it worked.

@@ -209,7 +209,7 @@ Failure failureOf(const ConnectionError& error) {
   using namespace Krell::Networking;  // NOLINT(google-build-using-namespace)
   const std::uint32_t reason = error.code & kReasonBits;
   Failure failure{
-      Failure::Kind::kNetwork, connectionReasonText(reason), {}, isTransientReason(reason)};
+      Failure::Kind::kNetwork, connectionReasonText(reason), {}, isTransientReason(reason), reason};
   if (reason == CONNECTION_ERROR_MEMORY) failure.kind = Failure::Kind::kMemory;
   if ((error.code & CONNECTION_ERROR_RULE_NUMBER) != 0) {
     failure.text.append(": ").append(brokenRuleText(error.underlying));

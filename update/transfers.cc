@@ -218,7 +218,9 @@ class Transfers::Slot : public Exchange {
     return {Failure::Kind::kNetwork,
             "the server answered with HTTP status " + std::to_string(status_),
             {},
-            isTransientStatus(status_)};
+            isTransientStatus(status_),
+            0,
+            status_};
   }
 
   Transfers& transfers_;

@@ -82,8 +82,15 @@ class Updater::Run {
   Outcome update(bool repairs, UpdateResult& result);
   Outcome verify(VerifyResult& result);
 
+  void tellReceived() {
+    if (transfers_) observer_.onReceived(transfers_->receivedBytes());
+  }
+
  private:
-  bool goOn() { return !updater_.isCancelled_ && observer_.goOn(); }
+  bool goOn() {
+    tellReceived();
+    return !updater_.isCancelled_ && observer_.goOn();
+  }
 
   Outcome connect();
   Outcome openFolder(bool create);
@@ -376,29 +383,37 @@ Updater::Updater(UpdateOptions options, UpdateObserver& observer, Timing* timing
       observer_(observer),
       timing_(timing != nullptr ? *timing : ownTiming_) {}
 
+template <typename Operation>
+Outcome Updater::perform(Operation operation) {
+  Run run(*this);
+  Outcome failure = operation(run);
+  run.tellReceived();
+  return failure;
+}
+
 Outcome Updater::check(CheckResult& result) {
   result = {};
-  return Run(*this).check(result);
+  return perform([&](Run& run) { return run.check(result); });
 }
 
 Outcome Updater::plan(Preview& preview) {
   preview = {};
-  return Run(*this).plan(preview);
+  return perform([&](Run& run) { return run.plan(preview); });
 }
 
 Outcome Updater::update(UpdateResult& result) {
   result = {};
-  return Run(*this).update(false, result);
+  return perform([&](Run& run) { return run.update(false, result); });
 }
 
 Outcome Updater::verify(VerifyResult& result) {
   result = {};
-  return Run(*this).verify(result);
+  return perform([&](Run& run) { return run.verify(result); });
 }
 
 Outcome Updater::repair(UpdateResult& result) {
   result = {};
-  return Run(*this).update(true, result);
+  return perform([&](Run& run) { return run.update(true, result); });
 }
 
 }  // namespace mtlupdate

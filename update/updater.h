@@ -45,6 +45,9 @@ class UpdateObserver {
   /// the operation as Updater::cancel() does.
   virtual bool goOn() { return true; }
   virtual void onPhase(Phase /*phase*/) {}
+  /// Bytes of all bodies that were received so far, those of stamp and list among them: before each
+  /// goOn(), and when the operation is over.
+  virtual void onReceived(std::uint64_t /*bytes*/) {}
   /// What will be done, before anything is fetched.
   virtual void onPlan(const Plan& /*plan*/) {}
   /// Bytes of contents that were received, and how many there will be of known size.
@@ -118,6 +121,9 @@ class Updater {
 
  private:
   class Run;
+
+  template <typename Operation>
+  Outcome perform(Operation operation);
 
   const UpdateOptions options_;
   UpdateObserver& observer_;

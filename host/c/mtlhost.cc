@@ -58,9 +58,13 @@ ProxyMode proxyModeOf(std::int32_t mode) {
 }
 
 mtlhost::Settings settingsOf(const mtlhost_options& options) {
-  return {textOf(options.remote_address), textOf(options.target_directory),
-          textOf(options.sub_path),       proxyModeOf(options.proxy_mode),
-          textOf(options.proxy_address),  textOf(options.module_file)};
+  return {textOf(options.remote_address),
+          textOf(options.target_directory),
+          textOf(options.sub_path),
+          proxyModeOf(options.proxy_mode),
+          textOf(options.proxy_address),
+          textOf(options.module_file),
+          true};
 }
 
 std::unique_ptr<mtlhost_library> open(const mtlhost_options& options, ErrorList& error) {
@@ -79,6 +83,7 @@ std::int32_t codeOf(Status status) {
     case Status::kUpdateAvailable:
       return MTLHOST_UPDATE_AVAILABLE;
     case Status::kFailed:
+    case Status::kDifferent:
       return MTLHOST_FAILED;
     case Status::kCancelled:
       return MTLHOST_CANCELLED;

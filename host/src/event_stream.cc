@@ -2,6 +2,7 @@
 #include "event_stream.h"
 
 #include <cstdarg>
+#include <cstring>
 #include <utility>
 
 // Delivers the message of a printf-style operation, whose last named parameter is `format`.
@@ -18,6 +19,7 @@ namespace {
 
 constexpr int kGoOn = 0;
 constexpr int kStop = 1;
+constexpr const char* kFileBegun = "Downloading file \"%s\" (%lli bytes)";
 
 std::string textOrEmpty(const char* text) {
   return text != nullptr ? text : "";
@@ -35,10 +37,19 @@ Errors errorsOf(const ErrorChain& chain) {
 
 CallRecord EventStream::finish() {
   const std::lock_guard<std::mutex> lock(mutex_);
+  record_.bytes = bytes_.total();
   bytes_ = {};
   tracker_ = {};
   cancelled_ = false;
   return std::exchange(record_, {});
+}
+
+void EventStream::setTotalBytes(std::int64_t bytes) noexcept {
+  deliver([&] { tracker_.setTotalBytes(bytes); });
+}
+
+void EventStream::tell(const std::function<void(Observer& observer)>& event) noexcept {
+  deliver([&] { event(observer_); });
 }
 
 void EventStream::setProgressRange(int end) noexcept {
@@ -93,7 +104,10 @@ void EventStream::endProgress() noexcept {
 }
 
 void EventStream::logStage(const char* format, ...) noexcept {
-  MTLHOST_DELIVER_MESSAGE(observer_.stage(message));
+  MTLHOST_DELIVER_MESSAGE({
+    if (std::strcmp(format, kFileBegun) == 0) ++record_.files;
+    observer_.stage(message);
+  });
 }
 
 void EventStream::logTaggedError(const char* tag, int code, const char* format, ...) noexcept {

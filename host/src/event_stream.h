@@ -3,7 +3,9 @@
 #define MTLLIB_HOST_SRC_EVENT_STREAM_H_
 
 #include <atomic>
+#include <cstdint>
 #include <exception>
+#include <functional>
 #include <mutex>
 #include <string>
 
@@ -16,6 +18,8 @@ namespace mtlhost {
 
 /// What a call into the library told.
 struct CallRecord {
+  std::int64_t files = 0;      ///< That were begun to be fetched.
+  std::int64_t bytes = 0;      ///< That were received.
   Errors errors;               ///< The chain that was reported.
   std::string lastWarning;     ///< Told by the library as the end of a run may be.
   bool stopped = false;        ///< The library was told to stop.
@@ -36,6 +40,11 @@ class EventStream final : public HostCallback {
   /// Ends a call into the library: what it told, which is forgotten, and with it any
   /// request to cancel.
   CallRecord finish();
+
+  /// So many bytes are to be received in the phase that runs.
+  void setTotalBytes(std::int64_t bytes) noexcept;
+  /// Tells the observer of something that the operations below have no words for.
+  void tell(const std::function<void(Observer& observer)>& event) noexcept;
 
   void setProgressRange(int end) noexcept override;
   void setProgressValue(int permille) noexcept override;

@@ -11,6 +11,9 @@ void Observer::progress(const Progress& /*progress*/) {}
 bool Observer::goOn(const Transfer& /*transfer*/) {
   return true;
 }
+void Observer::planned(const Plan& /*plan*/) {}
+void Observer::file(const FileChange& /*change*/) {}
+void Observer::waiting(std::int64_t /*process*/) {}
 void Observer::progressRange(int /*end*/) {}
 void Observer::progressValue(int /*value*/) {}
 void Observer::progressText(const std::string& /*caption*/) {}

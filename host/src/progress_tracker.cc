@@ -55,7 +55,8 @@ void ProgressTracker::setValue(int value) {
 
 void ProgressTracker::setBytes(std::int64_t total) {
   bytes_ = total;
-  const std::int64_t megabytes = (bytes_ - bytesBeforePhase_) / kBytesPerMegabyte;
+  progress_.bytesDone = bytes_ - bytesBeforePhase_;
+  const std::int64_t megabytes = progress_.bytesDone / kBytesPerMegabyte;
   if (megabytes <= progress_.megabytesDone) return;
   progress_.megabytesDone = megabytes;
   changed_ = true;

@@ -24,6 +24,9 @@ class ProgressTracker {
   /// So many bytes have arrived since the check or run began.
   void setBytes(std::int64_t total);
 
+  /// So many bytes are to be received in the phase that runs.
+  void setTotalBytes(std::int64_t total) { progress_.bytesTotal = total; }
+
   void endPhase();
 
   /// What is known, if that is something else than the last time; else null. Valid until

@@ -10,6 +10,7 @@
 #include "plugin/downloader.h"
 #include "plugin/error_chain.h"
 #include "qutils/mem_stream.h"
+#include "rules/address.h"
 
 using Krell::Networking::NetworkingContextInitializerRAII;
 
@@ -21,7 +22,6 @@ struct NetworkContext {
 
 namespace {
 
-constexpr const char* kDefaultRemoteAddress = "http://" MTLLIB_DEFAULT_HOST "/mtllib";
 constexpr const char* kDefaultContextName = "$$temp";
 
 extern "C" {
@@ -31,7 +31,7 @@ DownloaderImpl* createDownloader(HostCallback* callback, DownloaderSettings* set
   if (block == nullptr) return nullptr;
   // From here on the host gets texts and errors that point into the module.
   Platform::stayLoaded();
-  if (settings->remoteAddress.empty()) settings->remoteAddress = kDefaultRemoteAddress;
+  if (settings->remoteAddress.empty()) settings->remoteAddress = mtlrules::defaultAddress();
   return new (block) DownloaderImpl{{nullptr, {}, callback, settings}};
 }
 

@@ -32,6 +32,10 @@ std::string urlOfServer(const AddressParts& address) {
 
 }  // namespace
 
+const char* defaultAddress() {
+  return "http://" MTLLIB_DEFAULT_HOST "/mtllib";
+}
+
 AddressParts splitAddress(std::string_view address) {
   AddressParts parts;
   if (const std::size_t end = address.find(kSchemeEnd); end != address.npos) {

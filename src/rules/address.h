@@ -19,6 +19,9 @@ struct AddressParts {
 
 AddressParts splitAddress(std::string_view address);
 
+/// The address of the library that is meant where none is named.
+const char* defaultAddress();
+
 /// `address` without the slashes at its end, unless they follow the scheme ("http://") or are
 /// all there is. Below "http://host/" the names of files would begin with two slashes, and
 /// servers may tell "//id.txt" from "/id.txt".

@@ -7,6 +7,7 @@
 
 #include "mtlhost/library.h"
 #include "recording_observer.h"
+#include "support/temp_dir.h"
 
 namespace mtlhost {
 namespace {
@@ -20,11 +21,12 @@ class EventsTest : public testing::Test {
     Settings settings;
     settings.moduleFile = FAKE_MODULE;
     settings.remoteAddress = situation;
-    settings.targetDirectory = "dir";
+    settings.targetDirectory = directory_ / "copy";
     Errors problem;
     return Library::open(settings, observer_, problem).value();
   }
 
+  TempDir directory_;
   RecordingObserver observer_;
 };
 

@@ -26,6 +26,7 @@ class OpenTest : public testing::Test {
   std::optional<Library> open(const std::string& moduleFile) {
     Settings settings;
     settings.moduleFile = moduleFile;
+    settings.usesModule = true;
     settings.remoteAddress = "everything";
     return Library::open(settings, observer_, problem_);
   }

@@ -2,6 +2,7 @@
 #ifndef MTLLIB_TESTS_HOST_RECORDING_OBSERVER_H_
 #define MTLLIB_TESTS_HOST_RECORDING_OBSERVER_H_
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -32,6 +33,17 @@ class RecordingObserver final : public mtlhost::Observer {
   void warning(const std::string& text) override { add("warning: " + text); }
   void survived(const mtlhost::Error& error) override { add("survived: " + chainText({error})); }
   void error(const mtlhost::Errors& chain) override { add("error: " + chainText(chain)); }
+  void planned(const mtlhost::Plan& plan) override {
+    add("planned: " + std::to_string(plan.fetched.files) + " files, " +
+        std::to_string(plan.fetched.bytes) + " bytes");
+  }
+  void file(const mtlhost::FileChange& change) override {
+    const char* const kinds[] = {"fetched", "copied", "withdrawn", "removed", "passed over"};
+    add(std::string("file: ") + kinds[static_cast<int>(change.kind)] + " " + change.path + " " +
+        std::to_string(change.size.value_or(-1)) + (change.reason.empty() ? "" : " ") +
+        change.reason);
+  }
+  void waiting(std::int64_t /*process*/) override { add("waiting"); }
   void progress(const mtlhost::Progress& progress) override {
     add("progress: " + progress.text + " " + std::to_string(progress.permille) + " " +
         std::to_string(progress.megabytesDone) + "/" + std::to_string(progress.megabytesTotal));

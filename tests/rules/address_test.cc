@@ -32,6 +32,13 @@ TEST(SplitAddress, KnowsNoOtherScheme) {
   expectParts("h/x://y", Scheme::kOther, "y", "");
 }
 
+TEST(DefaultAddress, IsThatOfALibrary) {
+  const AddressParts parts = splitAddress(defaultAddress());
+  EXPECT_EQ(parts.scheme, Scheme::kHttp);
+  EXPECT_NE(parts.server, "");
+  EXPECT_EQ(parts.path, "/mtllib");
+}
+
 TEST(WithoutTrailingSlashes, KeepsNothingBehindTheLastName) {
   EXPECT_EQ(withoutTrailingSlashes("http://a/"), "http://a");
   EXPECT_EQ(withoutTrailingSlashes("http://a/b//"), "http://a/b");

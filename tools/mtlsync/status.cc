@@ -16,6 +16,7 @@
 #include "mtlsync/hints.h"
 #include "mtlsync/local_copy.h"
 #include "mtlsync/outcome.h"
+#include "rules/own_names.h"
 #include "rules/printable.h"
 
 namespace mtlsync {
@@ -88,7 +89,10 @@ StatusResult readStamp(const LocalFile& stamp, CopyStatus& status, ErrorEntries&
 class Counter {
  public:
   Counter(const std::function<bool()>& stop, const fs::path& stamp, CopyStatus& status)
-      : stop_(stop), stamp_(stamp), status_(status) {}
+      : stop_(stop),
+        stamp_(stamp),
+        ownFolder_(stamp.parent_path() / mtlrules::kStateFolderName),
+        status_(status) {}
 
   /// False when it was stopped.
   bool run() {
@@ -115,7 +119,10 @@ class Counter {
 
   void count(const fs::directory_entry& entry) {
     std::error_code error;
-    if (fs::is_directory(entry.symlink_status(error))) return folders_.push_back(entry.path());
+    if (fs::is_directory(entry.symlink_status(error))) {
+      if (entry.path() != ownFolder_) folders_.push_back(entry.path());
+      return;
+    }
     if (entry.path() == stamp_ || !entry.is_regular_file(error)) return;
     const std::uintmax_t size = entry.file_size(error);
     if (error) return note(entry.path(), error);
@@ -131,6 +138,7 @@ class Counter {
 
   const std::function<bool()>& stop_;
   const fs::path& stamp_;
+  const fs::path ownFolder_;  ///< What runs keep for themselves.
   CopyStatus& status_;
   std::vector<fs::path> folders_;
 };

@@ -29,7 +29,7 @@ using Clock = std::chrono::steady_clock;
 mtlhost::Result synchronise(const Options& options, SyncObserver& observer, ErrorEntries& problem) {
   auto library =
       mtlhost::Library::open({options.url, options.directory, options.subPath, options.proxyMode,
-                              options.proxyAddress, options.moduleFile},
+                              options.proxyAddress, options.moduleFile, true},
                              observer, problem);
   if (!library) return {};
   // Only now: nothing is removed for a run that cannot begin.

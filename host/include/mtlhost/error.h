@@ -3,6 +3,7 @@
 #ifndef MTLLIB_HOST_ERROR_H_
 #define MTLLIB_HOST_ERROR_H_
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,11 @@ struct Error {
   int code = -1;
   /// What happened; "" when there is nothing to say.
   std::string message;
+  /// Of the engine: the Krell::Networking::ConnectionErrorReason of a connection that failed, else
+  /// 0.
+  std::uint32_t connectionReason = 0;
+  /// Of the engine: the HTTP status of an answer that was refused, else 0.
+  int httpStatus = 0;
 };
 
 /// A failure and its causes, newest first. Empty when there is none.

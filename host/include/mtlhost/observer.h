@@ -3,11 +3,13 @@
 #ifndef MTLLIB_HOST_OBSERVER_H_
 #define MTLLIB_HOST_OBSERVER_H_
 
+#include <cstdint>
 #include <string>
 
 #include "mtlhost/error.h"
 #include "mtlhost/message.h"
 #include "mtlhost/progress.h"
+#include "mtlhost/update.h"
 
 namespace mtlhost {
 
@@ -48,6 +50,20 @@ class Observer {
   /// Asked whenever data arrives, and at least ten times a second while anything is
   /// transferred, whether to go on. False cancels the check or run.
   virtual bool goOn(const Transfer& transfer);
+
+  /// @name What the engine reports
+  /// The module reports none of it.
+  /// @{
+
+  /// What is to be done, before any of it is done. Not when the copy is up to date.
+  virtual void planned(const Plan& plan);
+  /// Something became of a file of the copy. kFetched and kCopied come when the content is there;
+  /// the file gets it when all are.
+  virtual void file(const FileChange& change);
+  /// Another run is at work on the copy, and is waited for: that of this process, or 0 when that is
+  /// not known. Comes again and again.
+  virtual void waiting(std::int64_t process);
+  /// @}
 
   /// @name What progress() is made of
   /// What the library says, word for word, as HostCallback has it; told before progress().

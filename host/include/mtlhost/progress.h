@@ -18,11 +18,13 @@ struct Progress {
   int permille = kUnknown;                 ///< 0 to 1000; known when the list tells sizes.
   std::int64_t megabytesDone = 0;          ///< Received in this phase.
   std::int64_t megabytesTotal = kUnknown;  ///< As well.
+  std::int64_t bytesDone = 0;              ///< As megabytesDone, to the byte.
+  std::int64_t bytesTotal = kUnknown;      ///< To receive in this phase; the engine knows it.
 };
 
-/// One request of up to five that run at once.
+/// One request of up to five that run at once; with the engine, all of them.
 struct Transfer {
-  std::int64_t receivedBytes = 0;  ///< Of the body of this request.
+  std::int64_t receivedBytes = 0;  ///< Of the body of this request; of all, with the engine.
   std::int64_t totalBytes = 0;     ///< Of all bodies since the check or run began.
 };
 

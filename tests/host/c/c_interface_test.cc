@@ -35,7 +35,7 @@ class CInterface : public testing::Test {
   CInterface() {
     options_.size = sizeof(options_);
     options_.module_file = FAKE_MODULE;
-    options_.target_directory = "dir";
+    options_.target_directory = folder_.c_str();
     options_.callback = [](const mtlhost_event* event, void* user) {
       return static_cast<CInterface*>(user)->hear(*event);
     };
@@ -64,6 +64,8 @@ class CInterface : public testing::Test {
   }
 
   FakeModuleControl fake_;
+  TempDir directory_;
+  const std::string folder_ = directory_ / "copy";
   mtlhost_options options_{};
   mtlhost_library* library_ = nullptr;
   std::function<int(const std::string& text)> onText_ = [](const std::string&) { return 0; };
@@ -218,12 +220,12 @@ TEST(CSubPath, ComesIntoAFreshTarget) {
 }
 
 TEST_F(CInterface, KeepsCopiesOfTheOptions) {
-  std::string directory = "dir";
+  std::string directory = folder_;
   options_.target_directory = directory.c_str();
   open("settings");
   directory = "changed, and longer than it was before";
   mtlhost_sync(library_);
-  EXPECT_EQ(texts_.back(), "dir||0|");
+  EXPECT_EQ(texts_.back(), folder_ + "||0|");
 }
 
 TEST_F(CInterface, WorksWithoutACallback) {

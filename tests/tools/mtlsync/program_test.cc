@@ -341,6 +341,7 @@ class LoneProgram : public testing::Test {
   LoneProgram() {
     fs::create_directories(folder_);
     fs::copy_file(MTLSYNC, fs::u8path(program_));
+    fs::copy_file(MTLSYNC_NETWORKING, folder_ / fs::path(MTLSYNC_NETWORKING).filename());
   }
 
   ProcessResult run(const ChildProcess::Environment& environment = {}) const {

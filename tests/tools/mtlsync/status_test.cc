@@ -55,6 +55,7 @@ TEST_F(StatusTest, TellsWhatIsThere) {
   writeFile(copy("a.tx"), "abc");
   writeFile(copy("maps/deep/b.tx"), std::string(1500, 'b'));
   writeFile(copy("maps/id.txt"), "of another library");
+  writeFile(copy(".mtllib/state"), "what runs keep for themselves");
   fs::create_directories(fs::u8path(copy("empty")));
   const ProcessResult result = status();
   EXPECT_EQ(result.exitCode, 0);

@@ -31,7 +31,9 @@ class Terminal {
     if (child_ == 0) {
       setenv("TERM", kind, 1);
       setenv("NO_COLOR", noColour, 1);
-      execl(MTLSYNC, MTLSYNC, "--module", MTLSYNC_FAKE_MODULE, situation, "dir", nullptr);
+      // Several run at once.
+      const std::string copy = "dir" + std::to_string(getpid());
+      execl(MTLSYNC, MTLSYNC, "--module", MTLSYNC_FAKE_MODULE, situation, copy.c_str(), nullptr);
       _exit(127);
     }
     fcntl(end_, F_SETFD, FD_CLOEXEC);

@@ -1,0 +1,81 @@
+/// @file
+/// What an update will do, or has done, to the files of a copy.
+#ifndef MTLLIB_HOST_UPDATE_H_
+#define MTLLIB_HOST_UPDATE_H_
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace mtlhost {
+
+/// How the engine updates a copy. Of all this the module knows only `waitsForOthers`.
+struct UpdateSettings {
+  bool full = false;       ///< Fetch all that the list selects, whatever the copy has.
+  bool prune = false;      ///< Remove the files that the library has withdrawn.
+  bool pruneMost = false;  ///< Also when they are more than half of the copy.
+  std::optional<std::uint64_t> largestFile{};      ///< In bytes; a larger one is a failure.
+  std::optional<std::uint64_t> largestTotal{};     ///< In bytes, of all that is fetched.
+  std::optional<std::chrono::seconds> duration{};  ///< Of everything, at most.
+  std::int64_t bytesPerSecond = 0;                 ///< Received at most; 0 for no limit.
+  int tries = 5;                ///< Of a request that may succeed later, the first one included.
+  bool waitsForOthers = false;  ///< For another run on the same copy, instead of failing at once.
+};
+
+/// So many files, and the bytes in them.
+struct Amount {
+  std::int64_t files = 0;
+  std::int64_t bytes = 0;
+};
+
+/// A file of the copy, and what becomes of it.
+struct FileChange {
+  /// What may become of a file.
+  enum class Kind {
+    kFetched,    ///< Its content comes from the library's server.
+    kCopied,     ///< Its content is that of another file, and comes from there.
+    kWithdrawn,  ///< The library does not have it any longer, and it stays.
+    kRemoved,    ///< The same, and it is removed.
+    kPassedOver  ///< The library has it, and what lies in its place stays: see `reason`.
+  };
+
+  Kind kind = Kind::kFetched;          ///< Which of them.
+  std::string path;                    ///< Relative to the folder of the copy.
+  std::optional<std::int64_t> size{};  ///< In bytes, where it is known.
+  std::string source{};  ///< kCopied: the file of the copy, if it is one that is there.
+  std::string reason{};  ///< kPassedOver: why, in words that follow the path.
+};
+
+/// What an update would do.
+struct Plan {
+  std::vector<FileChange> files;  ///< All but those that are as they should be.
+  Amount fetched;                 ///< Each content counts once, without what is staged already.
+  Amount copied;                  ///< From other files.
+  Amount replaced;                ///< Files that there are, with the bytes that they have.
+  Amount removed;                 ///< Withdrawn files that are removed.
+  Amount withdrawn;               ///< Those that stay.
+  Amount left;                    ///< Files that are as they should be, or nobody may touch.
+  std::int64_t unknownSizes = 0;  ///< Files to fetch whose sizes are not known, and not counted.
+  std::int64_t roomNeeded = 0;    ///< In bytes, until the old files have gone.
+  std::optional<std::int64_t> roomThere;  ///< In bytes, where it is known.
+};
+
+/// How a file of the copy differs from the list that the last update followed.
+struct Difference {
+  /// In what.
+  enum class Kind {
+    kDamaged,  ///< In its content or its size.
+    kMissing,  ///< There is no such file.
+    kExtra,    ///< The list does not name it.
+    kChanged   ///< As kDamaged, where the library lets others change the file.
+  };
+
+  Kind kind = Kind::kDamaged;  ///< Which of them.
+  std::string path;            ///< Relative to the folder of the copy.
+};
+
+}  // namespace mtlhost
+
+#endif  // MTLLIB_HOST_UPDATE_H_

@@ -1,0 +1,186 @@
+// Captions and values are those that hosts of the module know, so that they need not ask which of
+// the two is at work.
+#include "engine_events.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+#include <optional>
+
+namespace mtlhost {
+
+namespace {
+
+using Kind = FileChange::Kind;
+
+constexpr int kPermille = 1000;
+constexpr std::int64_t kBytesPerMegabyte = 1000000;
+constexpr const char* kFetching = "Downloading files";
+
+std::optional<std::int64_t> sizeOf(const mtlupdate::Entry& entry) {
+  if (!entry.size) return std::nullopt;
+  return signedBytes(*entry.size);
+}
+
+FileChange changeOf(Kind kind, const mtlupdate::Entry& entry) {
+  return {kind, std::string(entry.path), sizeOf(entry)};
+}
+
+}  // namespace
+
+std::int64_t signedBytes(std::uint64_t bytes) {
+  constexpr auto kMost = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+  return static_cast<std::int64_t>(std::min(bytes, kMost));
+}
+
+std::string textOf(const mtlupdate::Failure& failure) {
+  return failure.about.empty() ? failure.text : failure.about + ": " + failure.text;
+}
+
+// Contents to fetch and to copy are in the order of the places that they go to.
+Plan planOf(const mtlupdate::Plan& plan) {
+  Plan made;
+  auto fetch = plan.fetch.begin();
+  auto copy = plan.copy.begin();
+  for (const mtlupdate::Plan::Place& place : plan.place) {
+    if (fetch != plan.fetch.end() && fetch->entry == place.entry) {
+      made.files.push_back(changeOf(Kind::kFetched, *place.entry));
+      ++fetch;
+      continue;
+    }
+    made.files.push_back(changeOf(Kind::kCopied, *place.entry));
+    ++made.copied.files;
+    if (copy != plan.copy.end() && copy->entry == place.entry) {
+      made.files.back().source = copy->from;
+      ++copy;
+    }
+  }
+  const Kind withdrawn = plan.removesWithdrawn ? Kind::kRemoved : Kind::kWithdrawn;
+  for (const mtlupdate::Plan::Withdrawn& file : plan.withdrawn)
+    made.files.push_back({withdrawn, file.path, signedBytes(file.identity.size)});
+  for (const mtlupdate::PassedOver& entry : plan.passedOver)
+    made.files.push_back({Kind::kPassedOver, entry.path, std::nullopt, "", entry.text});
+  const auto count = [](std::size_t files) { return static_cast<std::int64_t>(files); };
+  made.fetched = {count(plan.fetch.size()), signedBytes(plan.bytesToFetch)};
+  made.copied.bytes = signedBytes(plan.bytesToCopy);
+  made.replaced = {count(plan.filesReplaced), signedBytes(plan.bytesReplaced)};
+  (plan.removesWithdrawn ? made.removed : made.withdrawn) = {count(plan.withdrawn.size()),
+                                                             signedBytes(plan.bytesWithdrawn)};
+  made.left = {count(plan.filesLeft), signedBytes(plan.bytesLeft)};
+  made.unknownSizes = count(plan.fetchesOfUnknownSize);
+  made.roomNeeded = signedBytes(plan.roomNeeded);
+  if (plan.roomThere) made.roomThere = signedBytes(*plan.roomThere);
+  return made;
+}
+
+void EngineEvents::end(bool isWell) {
+  if (isFetching_ && isWell) tellFetching(bytesToFetch_);
+  endPhase();
+}
+
+std::int64_t EngineEvents::receivedBytes() const {
+  return signedBytes(received_);
+}
+
+bool EngineEvents::goOn() {
+  Krell::Networking::TransferProgress progress{0, receivedBytes()};
+  return events_.isAborted(nullptr, &progress, nullptr) == 0;
+}
+
+void EngineEvents::onPhase(Phase phase) {
+  switch (phase) {
+    case Phase::kStamp:
+      beginPhase("Accessing stamp");
+      return events_.logStage("Downloading remote stamp file");
+    case Phase::kList:
+      hasAskedForList_ = true;
+      return beginPhase("Getting file list");
+    case Phase::kPlan:
+      return beginPhase("Comparing files");
+    case Phase::kFetch:
+      return beginFetching();
+    case Phase::kCommit:
+      if (isFetching_) tellFetching(bytesToFetch_);
+      return beginPhase("Replacing files");
+  }
+}
+
+void EngineEvents::onPlan(const mtlupdate::Plan& plan) {
+  bytesToFetch_ = plan.fetchesOfUnknownSize == 0 ? signedBytes(plan.bytesToFetch) : 0;
+  const Plan made = planOf(plan);
+  events_.tell([&](Observer& observer) { observer.planned(made); });
+}
+
+void EngineEvents::onProgress(std::uint64_t bytes, std::uint64_t /*total*/) {
+  if (isFetching_) tellFetching(signedBytes(bytes));
+}
+
+void EngineEvents::onFetched(const mtlupdate::Entry& entry) {
+  const FileChange change = changeOf(Kind::kFetched, entry);
+  events_.logStage("Downloaded file \"%s\" (%lli bytes)", change.path.c_str(),
+                   static_cast<long long>(change.size.value_or(0)));
+  events_.tell([&](Observer& observer) { observer.file(change); });
+}
+
+void EngineEvents::onCopied(const mtlupdate::Entry& entry, const std::string& from) {
+  FileChange change = changeOf(Kind::kCopied, entry);
+  change.source = from;
+  events_.logStage("Copied file \"%s\" from \"%s\"", change.path.c_str(), from.c_str());
+  events_.tell([&](Observer& observer) { observer.file(change); });
+}
+
+void EngineEvents::onAgain(const mtlupdate::Failure& failure, std::chrono::milliseconds wait) {
+  events_.logWarning("%s; trying again in %lli ms", textOf(failure).c_str(),
+                     static_cast<long long>(wait.count()));
+}
+
+void EngineEvents::onSecondLook(const mtlupdate::Failure& failure) {
+  events_.logWarning("%s; looking at the library's stamp and list again", textOf(failure).c_str());
+}
+
+void EngineEvents::onWaiting(std::int64_t process) {
+  if (!hasToldOfWaiting_) {
+    events_.logStage("Waiting for another run on this folder: process %lli",
+                     static_cast<long long>(process));
+  }
+  hasToldOfWaiting_ = true;
+  events_.tell([process](Observer& observer) { observer.waiting(process); });
+}
+
+void EngineEvents::beginPhase(const char* caption) {
+  endPhase();
+  isInPhase_ = true;
+  events_.setProgressText(caption);
+}
+
+void EngineEvents::endPhase() {
+  if (isInPhase_) events_.endProgress();
+  isInPhase_ = false;
+  isFetching_ = false;
+}
+
+void EngineEvents::beginFetching() {
+  beginPhase(kFetching);
+  if (bytesToFetch_ == 0) return;
+  isFetching_ = true;
+  permille_ = -1;
+  events_.setTotalBytes(bytesToFetch_);
+  events_.setProgressRange(kPermille);
+  tellFetching(0);
+  events_.beginProgress();
+}
+
+void EngineEvents::tellFetching(std::int64_t bytes) {
+  const auto share = static_cast<double>(bytes) / static_cast<double>(bytesToFetch_);
+  // More than was planned arrives when a body is fetched anew.
+  const auto permille = static_cast<int>(std::min(share, 1.0) * kPermille);
+  if (permille <= permille_) return;
+  permille_ = permille;
+  const std::int64_t megabytes = std::min(bytes, bytesToFetch_) / kBytesPerMegabyte;
+  const std::string caption = std::string(kFetching) + " (" + std::to_string(megabytes) + "MB / " +
+                              std::to_string(bytesToFetch_ / kBytesPerMegabyte) + "MB)";
+  events_.setProgressText(caption.c_str());
+  events_.setProgressValue(permille);
+}
+
+}  // namespace mtlhost

@@ -1,0 +1,67 @@
+// What the engine reports, told to the observer in the words in which the module would.
+#ifndef MTLLIB_HOST_SRC_ENGINE_EVENTS_H_
+#define MTLLIB_HOST_SRC_ENGINE_EVENTS_H_
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "event_stream.h"
+#include "mtlhost/update.h"
+#include "update/updater.h"
+
+namespace mtlhost {
+
+/// Of one operation.
+class EngineEvents final : public mtlupdate::UpdateObserver {
+ public:
+  /// The events must outlive this.
+  explicit EngineEvents(EventStream& events) : events_(events) {}
+
+  /// The operation is over: `isWell` when it did not fail.
+  void end(bool isWell);
+
+  /// In all, so far.
+  std::int64_t receivedBytes() const;
+  /// Whether the library's list was asked for.
+  bool hasAskedForList() const { return hasAskedForList_; }
+
+  bool goOn() override;
+  void onReceived(std::uint64_t bytes) override { received_ = bytes; }
+  void onPhase(Phase phase) override;
+  void onPlan(const mtlupdate::Plan& plan) override;
+  void onProgress(std::uint64_t bytes, std::uint64_t total) override;
+  void onFetched(const mtlupdate::Entry& entry) override;
+  void onCopied(const mtlupdate::Entry& entry, const std::string& from) override;
+  void onAgain(const mtlupdate::Failure& failure, std::chrono::milliseconds wait) override;
+  void onSecondLook(const mtlupdate::Failure& failure) override;
+  void onWaiting(std::int64_t process) override;
+
+ private:
+  void beginPhase(const char* caption);
+  void endPhase();
+  void beginFetching();
+  void tellFetching(std::int64_t bytes);
+
+  EventStream& events_;
+  std::uint64_t received_ = 0;
+  std::int64_t bytesToFetch_ = 0;  ///< 0 when it is not known.
+  int permille_ = -1;
+  bool isInPhase_ = false;
+  bool isFetching_ = false;
+  bool hasAskedForList_ = false;
+  bool hasToldOfWaiting_ = false;
+};
+
+/// A number of bytes as hosts get it.
+std::int64_t signedBytes(std::uint64_t bytes);
+
+/// The plan as hosts get it.
+Plan planOf(const mtlupdate::Plan& plan);
+
+/// "FILE: why", or why alone.
+std::string textOf(const mtlupdate::Failure& failure);
+
+}  // namespace mtlhost
+
+#endif  // MTLLIB_HOST_SRC_ENGINE_EVENTS_H_

@@ -1,0 +1,274 @@
+// The engine has connections only while an operation runs: each has an Updater of its own.
+#include <exception>
+#include <optional>
+#include <string>
+#include <unordered_set>
+#include <utility>
+
+#include "engine_events.h"
+#include "keeper.h"
+#include "module.h"
+#include "mtlhost/folder_name.h"
+#include "platform/file_names.h"
+#include "rules/address.h"
+#include "rules/path.h"
+#include "update/updater.h"
+
+namespace mtlhost {
+
+namespace {
+
+using mtlupdate::Outcome;
+using Status = Result::Status;
+
+std::optional<std::string> proxyOf(const Settings& settings) {
+  if (settings.proxyMode == PROXY_MODE_EXPLICIT) return settings.proxyAddress;
+  if (settings.proxyMode == PROXY_MODE_DISABLED) return "";
+  return std::nullopt;
+}
+
+mtlupdate::UpdateOptions optionsOf(const Settings& settings) {
+  const UpdateSettings& update = settings.update;
+  mtlupdate::UpdateOptions options;
+  options.session.address =
+      settings.remoteAddress.empty() ? mtlrules::defaultAddress() : settings.remoteAddress;
+  options.session.proxy = proxyOf(settings);
+  options.session.bytesPerSecond = update.bytesPerSecond;
+  options.folder = copyFolder(settings.targetDirectory);
+  options.subPath = mtlrules::plainPath(settings.subPath);
+  options.full = update.full;
+  options.prune = update.prune;
+  options.pruneMost = update.pruneMost;
+  options.largestFile = update.largestFile;
+  options.largestTotal = update.largestTotal;
+  options.duration = update.duration;
+  options.retries.tries = update.tries;
+  options.waitForOthers = update.waitsForOthers;
+  return options;
+}
+
+Result::Failure kindOf(mtlupdate::Failure::Kind kind) {
+  using Kind = mtlupdate::Failure::Kind;
+  switch (kind) {
+    case Kind::kUsage:
+      return Result::Failure::kUsage;
+    case Kind::kNetwork:
+      return Result::Failure::kNetwork;
+    case Kind::kDisk:
+      return Result::Failure::kDisk;
+    case Kind::kContent:
+      return Result::Failure::kContent;
+    case Kind::kLimit:
+      return Result::Failure::kLimit;
+    case Kind::kBusy:
+      return Result::Failure::kAnotherRun;
+    case Kind::kMemory:
+      return Result::Failure::kMemory;
+    case Kind::kCancelled:
+      break;
+  }
+  return Result::Failure::kNone;
+}
+
+Difference differenceOf(const mtlupdate::Difference& difference) {
+  using Kind = mtlupdate::Difference::Kind;
+  switch (difference.kind) {
+    case Kind::kDamaged:
+      return {Difference::Kind::kDamaged, difference.path};
+    case Kind::kMissing:
+      return {Difference::Kind::kMissing, difference.path};
+    case Kind::kExtra:
+      return {Difference::Kind::kExtra, difference.path};
+    case Kind::kChanged:
+      break;
+  }
+  return {Difference::Kind::kChanged, difference.path};
+}
+
+Amount amountOf(std::size_t files, std::uint64_t bytes) {
+  return {static_cast<std::int64_t>(files), signedBytes(bytes)};
+}
+
+void take(mtlupdate::UpdateResult update, Result& result) {
+  result.isChanged = update.isChanged;
+  result.stamp = std::move(update.stamp);
+  result.fetched = amountOf(update.filesFetched, update.bytesFetched);
+  result.copied = amountOf(update.filesCopied, update.bytesCopied);
+  result.left = amountOf(update.filesLeft, update.bytesLeft);
+  const std::unordered_set<std::string> removed(update.removed.begin(), update.removed.end());
+  for (const mtlupdate::Plan::Withdrawn& file : update.withdrawn) {
+    Amount& amount = removed.count(file.path) > 0 ? result.removed : result.withdrawn;
+    ++amount.files;
+    amount.bytes += signedBytes(file.identity.size);
+  }
+  result.changedPaths = std::move(update.placed);
+  result.removedPaths = std::move(update.removed);
+  result.commitTime = update.commitTime;
+}
+
+class EngineKeeper final : public Keeper {
+ public:
+  EngineKeeper(const Settings& settings, EventStream& events)
+      : options_(optionsOf(settings)), events_(events) {}
+
+  Result check() override;
+  Result run() override { return update(&mtlupdate::Updater::update); }
+  Result plan(Plan& plan) override;
+  Result verify() override;
+  Result repair() override { return update(&mtlupdate::Updater::repair); }
+
+ private:
+  using Update = Outcome (mtlupdate::Updater::*)(mtlupdate::UpdateResult& result);
+
+  Result update(Update kind);
+  /// Ends an operation that had this outcome, and otherwise this result.
+  Result finished(const Outcome& failure, Result result);
+  void tellStamps(bool areTheSame);
+  void tellFiles(const mtlupdate::UpdateResult& update);
+
+  const mtlupdate::UpdateOptions options_;
+  EventStream& events_;
+};
+
+Result EngineKeeper::finished(const Outcome& failure, Result result) {
+  if (failure) {
+    Result failed = failedBy(*failure);
+    result.status = failed.status;
+    result.failure = failed.failure;
+    result.errors = std::move(failed.errors);
+    events_.tell([&](Observer& observer) { observer.error(result.errors); });
+  } else {
+    const bool isDone = result.status == Status::kDone;
+    result.code = isDone ? 0 : 1;
+  }
+  const CallRecord told = events_.finish();
+  if (told.failure) std::rethrow_exception(told.failure);
+  return result;
+}
+
+void EngineKeeper::tellStamps(bool areTheSame) {
+  if (areTheSame) {
+    events_.logStage("Local and remote stamp files match. Nothing to do.");
+  } else {
+    events_.logStage("Local and remote stamp files are different.");
+  }
+}
+
+Result EngineKeeper::check() {
+  EngineEvents events(events_);
+  mtlupdate::CheckResult check;
+  const Outcome failure = mtlupdate::Updater(options_, events).check(check);
+  events.end(!failure);
+  if (!failure) tellStamps(check.isCurrent);
+  Result result{check.isCurrent ? Status::kDone : Status::kUpdateAvailable};
+  result.receivedBytes = events.receivedBytes();
+  result.stamp = std::move(check.stamp);
+  return finished(failure, std::move(result));
+}
+
+Result EngineKeeper::update(Update kind) {
+  events_.logInfo("Remote address: \"%s\"", options_.session.address.c_str());
+  events_.logInfo("Target directory: \"%s\"", options_.folder.c_str());
+  EngineEvents events(events_);
+  mtlupdate::Updater updater(options_, events);
+  mtlupdate::UpdateResult done;
+  const Outcome failure = (updater.*kind)(done);
+  events.end(!failure);
+  if (!failure && !events.hasAskedForList()) tellStamps(true);
+  tellFiles(done);
+  Result result{Status::kDone};
+  take(std::move(done), result);
+  result.receivedBytes = events.receivedBytes();
+  return finished(failure, std::move(result));
+}
+
+void EngineKeeper::tellFiles(const mtlupdate::UpdateResult& update) {
+  const auto tell = [&](const FileChange& change) {
+    events_.tell([&](Observer& observer) { observer.file(change); });
+  };
+  for (const mtlupdate::PassedOver& entry : update.passedOver) {
+    if (entry.reason == mtlupdate::PassedOver::Reason::kChanged) {
+      events_.logInfo("Left \"%s\" as it is: it %s", entry.path.c_str(), entry.text.c_str());
+    } else {
+      events_.logWarning("Passed over \"%s\": %s", entry.path.c_str(), entry.text.c_str());
+    }
+    tell({FileChange::Kind::kPassedOver, entry.path, std::nullopt, "", entry.text});
+  }
+  const std::unordered_set<std::string> removed(update.removed.begin(), update.removed.end());
+  for (const mtlupdate::Plan::Withdrawn& file : update.withdrawn) {
+    const bool isRemoved = removed.count(file.path) > 0;
+    const std::int64_t size = signedBytes(file.identity.size);
+    if (isRemoved) {
+      events_.logInfo("Removed \"%s\" (%lli bytes)", file.path.c_str(),
+                      static_cast<long long>(size));
+    } else {
+      events_.logInfo("The library does not have \"%s\" any longer (%lli bytes)", file.path.c_str(),
+                      static_cast<long long>(size));
+    }
+    tell({isRemoved ? FileChange::Kind::kRemoved : FileChange::Kind::kWithdrawn, file.path, size});
+  }
+  // The first one is the failure.
+  for (std::size_t i = 1; i < update.busy.size(); ++i)
+    events_.logWarning("%s", textOf(update.busy[i]).c_str());
+}
+
+Result EngineKeeper::plan(Plan& plan) {
+  EngineEvents events(events_);
+  mtlupdate::Preview preview;
+  const Outcome failure = mtlupdate::Updater(options_, events).plan(preview);
+  events.end(!failure);
+  Result result{Status::kDone};
+  // A run would end after one request.
+  const bool isNothing = preview.isCurrent && !options_.full && !options_.prune;
+  if (!isNothing) plan = planOf(preview.plan);
+  const bool changesFiles = !preview.plan.place.empty() || plan.removed.files > 0;
+  if (!isNothing && (!preview.isCurrent || changesFiles)) result.status = Status::kUpdateAvailable;
+  result.stamp = std::move(preview.stamp);
+  result.receivedBytes = events.receivedBytes();
+  return finished(failure, std::move(result));
+}
+
+Result EngineKeeper::verify() {
+  EngineEvents events(events_);
+  mtlupdate::VerifyResult verified;
+  const Outcome failure = mtlupdate::Updater(options_, events).verify(verified);
+  events.end(!failure);
+  Result result{verified.differences.empty() ? Status::kDone : Status::kDifferent};
+  for (const mtlupdate::Difference& difference : verified.differences)
+    result.differences.push_back(differenceOf(difference));
+  result.compared = amountOf(verified.filesRead, verified.bytesRead);
+  return finished(failure, std::move(result));
+}
+
+}  // namespace
+
+Result failedBy(const mtlupdate::Failure& failure) {
+  if (failure.kind == mtlupdate::Failure::Kind::kCancelled) {
+    Result result = failedBy(Result::Failure::kNone, {ownError("cancelled")});
+    result.status = Status::kCancelled;
+    return result;
+  }
+  Error error = ownError(textOf(failure));
+  error.connectionReason = failure.connectionReason;
+  error.httpStatus = failure.httpStatus;
+  return failedBy(kindOf(failure.kind), {std::move(error)});
+}
+
+std::string copyFolder(const std::string& targetDirectory) {
+  std::string folder = mtlrules::canonicalPath(withoutClimbing(targetDirectory));
+  return folder.empty() ? targetDirectory : folder;
+}
+
+std::unique_ptr<Keeper> openEngine(const Settings& settings, EventStream& events, Errors& problem) {
+  if (settings.targetDirectory.empty()) {
+    problem = {ownError("No folder is named for the copy")};
+  } else if (!settings.subPath.empty() &&
+             !mtlrules::staysBelow(settings.subPath, Platform::kHasWindowsNames)) {
+    problem = {ownError("The sub-path \"" + settings.subPath + "\" does not stay in the library")};
+  } else {
+    return std::make_unique<EngineKeeper>(settings, events);
+  }
+  return nullptr;
+}
+
+}  // namespace mtlhost

@@ -1,0 +1,186 @@
+// The module is called as its contract says. What the kit does about a run besides: it takes the
+// lock of the copy, and makes the folder of a sub-path.
+#include <array>
+#include <cstdint>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "keeper.h"
+#include "module.h"
+#include "mtlhost/folder_name.h"
+#include "mtlhost/system.h"
+#include "platform/file_names.h"
+#include "rules/address.h"
+#include "rules/path.h"
+#include "update/lock.h"
+#include "update/system.h"
+
+namespace mtlhost {
+
+namespace {
+
+/// A handle that the module made, and its own function to release it.
+template <typename Handle>
+using Owned = std::unique_ptr<Handle, void (*)(Handle*)>;
+
+/// A CharString alone would become empty when memory runs out, which is another setting.
+QUtils::CharString charStringOf(const std::string& text) {
+  QUtils::CharString copy(text.c_str());
+  if (copy.empty() && !text.empty()) throw std::bad_alloc();
+  return copy;
+}
+
+DownloaderSettings recordOf(const Settings& settings) {
+  DownloaderSettings record;
+  record.remoteAddress = charStringOf(mtlrules::withoutTrailingSlashes(settings.remoteAddress));
+  record.proxyMode = settings.proxyMode;
+  record.proxyAddress = charStringOf(settings.proxyAddress);
+  record.targetDirectory = charStringOf(withoutClimbing(settings.targetDirectory));
+  record.subPath = charStringOf(settings.subPath);
+  return record;
+}
+
+Result::Status statusOf(int code, bool stopped) {
+  if (code > 0) return Result::Status::kUpdateAvailable;
+  if (code == 0) return Result::Status::kDone;
+  return stopped ? Result::Status::kCancelled : Result::Status::kFailed;
+}
+
+/// The module makes the target directory, but writes the stamp of a sub-path into a folder in it
+/// that it expects to be there. Empty, or why that folder could not be made.
+Errors makeStampFolder(const DownloaderSettings& settings) {
+  namespace fs = std::filesystem;
+  const std::string subPath = settings.subPath.text();
+  if (!mtlrules::staysBelow(subPath, Platform::kHasWindowsNames)) return {};
+  std::error_code error;
+  try {
+    const fs::path target = fs::u8path(settings.targetDirectory.text());
+    const fs::path folder = (target / fs::u8path(mtlrules::plainPath(subPath))).make_preferred();
+    fs::create_directories(folder, error);
+    std::error_code ignored;
+    // Why there is no target directory, the module says itself.
+    if (!error || !fs::is_directory(target, ignored)) return {};
+    return {ownError("Could not make the folder \"" + folder.u8string() + '"'),
+            ownError(systemErrorText(error))};
+  } catch (const std::system_error&) {
+    // Not a name that this system can have: the module says that too.
+    return {};
+  }
+}
+
+/// No call fails without a word.
+Errors explanationOf(int code, const CallRecord& record) {
+  if (!record.errors.empty()) return record.errors;
+  if (!record.lastWarning.empty()) return {ownError(record.lastWarning)};
+  return {ownError("the run failed (code " + std::to_string(code) + ")")};
+}
+
+class ModuleKeeper final : public Keeper {
+ public:
+  ModuleKeeper(Module loaded, const Settings& settings, EventStream& events)
+      : module_(std::move(loaded)),
+        context_(table().createNetworkContext(), table().destroyNetworkContext),
+        record_(recordOf(settings)),
+        folder_(copyFolder(settings.targetDirectory)),
+        waitsForOthers_(settings.update.waitsForOthers),
+        events_(events),
+        downloader_(table().createDownloader(&events_, &record_), table().destroyDownloader) {}
+
+  bool isUsable(Errors& problem) const;
+
+  Result check() override { return call(table().checkForUpdate); }
+  Result run() override;
+  Result plan(Plan& /*plan*/) override { return refusal(); }
+  Result verify() override { return refusal(); }
+  Result repair() override { return refusal(); }
+
+ private:
+  using Entry = std::int32_t (*)(DownloaderImpl* downloader);
+
+  static Result refusal() {
+    return failedBy(Result::Failure::kUsage, {ownError("only the engine can do this")});
+  }
+
+  const DownloaderInterface& table() const { return module_.table(); }
+  Result call(Entry entry);
+  mtlupdate::Outcome takeLock(mtlupdate::Folder& folder, mtlupdate::Lock& lock);
+
+  // In the order in which they are made; they are released in the opposite one.
+  Module module_;
+  Owned<NetworkContext> context_;
+  DownloaderSettings record_;
+  const std::string folder_;
+  const bool waitsForOthers_;
+  EventStream& events_;
+  Owned<DownloaderImpl> downloader_;
+};
+
+bool ModuleKeeper::isUsable(Errors& problem) const {
+  std::array<char, 4096> text{};
+  const int code = table().getKrellNetworkingStatus(
+      context_.get(), static_cast<std::int32_t>(text.size()), text.data());
+  if (code != 0) {
+    problem = {ownError("The networking library could not be started"),
+               {"", code, text.front() != '\0' ? text.data() : "out of memory"}};
+  } else if (downloader_ == nullptr) {
+    problem = {ownError("Out of memory")};
+  }
+  return code == 0 && downloader_ != nullptr;
+}
+
+Result ModuleKeeper::call(Entry entry) {
+  const int code = entry(downloader_.get());
+  const CallRecord told = events_.finish();
+  if (told.failure) std::rethrow_exception(told.failure);
+  Result result{statusOf(code, told.stopped), code,
+                code < 0 ? explanationOf(code, told) : Errors()};
+  if (result.status == Result::Status::kFailed) result.failure = Result::Failure::kOther;
+  result.fetched = {told.files, told.bytes};
+  result.isChanged = told.files > 0;
+  result.receivedBytes = told.bytes;
+  return result;
+}
+
+Result ModuleKeeper::run() {
+  mtlupdate::Folder folder;
+  mtlupdate::Lock lock;
+  if (const mtlupdate::Outcome failure = takeLock(folder, lock)) {
+    // What else fails about a folder, the module meets too, and says in its own words.
+    if (failure->kind != mtlupdate::Failure::Kind::kDisk) {
+      const CallRecord told = events_.finish();
+      if (told.failure) std::rethrow_exception(told.failure);
+      return failedBy(*failure);
+    }
+  }
+  if (Errors problem = makeStampFolder(record_); !problem.empty()) {
+    return failedBy(Result::Failure::kDisk, std::move(problem));
+  }
+  return call(table().runDownload);
+}
+
+mtlupdate::Outcome ModuleKeeper::takeLock(mtlupdate::Folder& folder, mtlupdate::Lock& lock) {
+  if (folder_.empty() || folder.open(folder_, true)) return {};
+  if (!waitsForOthers_) return lock.take(folder);
+  return lock.take(folder, [this](std::int64_t holder) {
+    events_.tell([holder](Observer& observer) { observer.waiting(holder); });
+    return events_.isAborted(nullptr, nullptr, nullptr) == 0;
+  });
+}
+
+}  // namespace
+
+std::unique_ptr<Keeper> openModule(const Settings& settings, EventStream& events, Errors& problem) {
+  std::optional<Module> module = Module::load(settings.moduleFile, problem);
+  if (!module) return nullptr;
+  auto keeper = std::make_unique<ModuleKeeper>(std::move(*module), settings, events);
+  if (!keeper->isUsable(problem)) return nullptr;
+  return keeper;
+}
+
+}  // namespace mtlhost
