@@ -27,6 +27,7 @@ constexpr const char* kHttpStatusFormat = "Unexpected HTTP status (%d)";
 constexpr const char* kListHttpStatusFormat = "unexpected HTTP status %d";
 constexpr const char* kSaveTag = "DownloaderImpl::saveFile";
 constexpr const char* kAbortMessage = "Download aborted (";
+constexpr const char* kCancelledMessage = "cancelled";
 
 /// The numbers of which the message of a connection error consists.
 struct ConnectionNumbers {
@@ -74,12 +75,14 @@ ErrorEntries asOwn(ErrorEntries entries) {
 }
 
 std::optional<std::uint32_t> connectionReasonOf(const ErrorEntry& entry) {
+  if (entry.connectionReason != 0) return entry.connectionReason;
   const std::optional<ConnectionNumbers> numbers = connectionNumbersOf(entry);
   if (!numbers) return std::nullopt;
   return static_cast<std::uint32_t>(numbers->reason);
 }
 
 std::optional<int> httpStatusOf(const ErrorEntry& entry) {
+  if (entry.httpStatus != 0) return entry.httpStatus;
   int status = 0;
   for (const char* format : {kHttpStatusFormat, kListHttpStatusFormat}) {
     if (std::sscanf(entry.message.c_str(), format, &status) == 1) return status;
@@ -103,7 +106,8 @@ std::string explanationOf(const ErrorEntry& entry) {
 
 bool isAbort(const ErrorEntries& entries) {
   return std::any_of(entries.begin(), entries.end(), [](const ErrorEntry& entry) {
-    return entry.message.rfind(kAbortMessage, 0) == 0;
+    const bool isOfEngine = entry.tag == kKitTag && entry.message == kCancelledMessage;
+    return isOfEngine || entry.message.rfind(kAbortMessage, 0) == 0;
   });
 }
 

@@ -8,6 +8,11 @@ enum ExitStatus : int {
   kExitDone = 0,
   kExitFailed = 1,
   kExitWrongUsage = 2,
+  kExitNetwork = 3,     ///< The network or the server: worth trying later.
+  kExitDisk = 4,        ///< The local disk or folder.
+  kExitContent = 5,     ///< Content that is not what was published.
+  kExitAnotherRun = 6,  ///< Another run is at work on the copy.
+  kExitDifferent = 7,   ///< Of --verify.
   kExitUpdateAvailable = 100,
   kExitInterrupted = 130
 };

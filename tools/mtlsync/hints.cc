@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <optional>
+#include <string_view>
 
 #include "common/system.h"
 #include "mtllib/transfer_progress.h"
@@ -68,12 +69,22 @@ std::string connectionHint(std::uint32_t reason) {
   }
 }
 
+/// Whether the engine says so: its messages begin with the URL.
+bool isOfStampOrList(const ErrorEntry& entry) {
+  const std::string_view url = std::string_view(entry.message).substr(0, entry.message.find(": "));
+  const auto endsWith = [url](std::string_view end) {
+    return url.size() >= end.size() && url.substr(url.size() - end.size()) == end;
+  };
+  return entry.httpStatus != 0 && (endsWith("/id.txt") || endsWith("/filelist.json"));
+}
+
 /// Whether the stamp or the list was refused, which every library has. A file's failure may
 /// consist of the cause alone.
 bool isOfStampOrList(const ErrorEntries& errors) {
   static const std::string ownTag = ownError("").tag;
   return std::any_of(errors.begin(), errors.end(), [](const ErrorEntry& entry) {
-    return entry.tag == ownTag || entry.tag == "DownloaderImpl::readRemoteIdFile" ||
+    return entry.tag == ownTag || isOfStampOrList(entry) ||
+           entry.tag == "DownloaderImpl::readRemoteIdFile" ||
            entry.tag == "DownloaderImpl::downloadListFile";
   });
 }

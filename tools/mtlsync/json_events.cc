@@ -4,6 +4,7 @@
 #include <json/json.h>
 
 #include "mtlhost/utf8.h"
+#include "mtlsync/plan_text.h"
 #include "rules/printable.h"
 
 namespace mtlsync {
@@ -13,6 +14,13 @@ namespace {
 Json::Value eventNamed(const std::string& event) {
   Json::Value object(Json::objectValue);
   object["event"] = event;
+  return object;
+}
+
+Json::Value amountValue(const mtlhost::Amount& amount) {
+  Json::Value object(Json::objectValue);
+  object["files"] = static_cast<Json::Int64>(amount.files);
+  object["bytes"] = static_cast<Json::Int64>(amount.bytes);
   return object;
 }
 
@@ -68,6 +76,36 @@ void JsonEvents::difference(const std::string& path, const std::string& kind,
   writeLine(stream_, object);
 }
 
+void JsonEvents::file(const mtlhost::FileChange& change) {
+  Json::Value object = eventNamed("file");
+  object["path"] = mtlhost::validUtf8(change.path);
+  object["kind"] = nameOf(change.kind);
+  object["bytes"] = static_cast<Json::Int64>(change.size.value_or(-1));
+  object["source"] = mtlhost::validUtf8(change.source);
+  object["text"] = mtlhost::validUtf8(change.reason);
+  writeLine(stream_, object);
+}
+
+void JsonEvents::plan(const mtlhost::Plan& plan) {
+  Json::Value object = eventNamed("plan");
+  object["fetched"] = amountValue(plan.fetched);
+  object["copied"] = amountValue(plan.copied);
+  object["replaced"] = amountValue(plan.replaced);
+  object["removed"] = amountValue(plan.removed);
+  object["withdrawn"] = amountValue(plan.withdrawn);
+  object["left"] = amountValue(plan.left);
+  object["unknownSizes"] = static_cast<Json::Int64>(plan.unknownSizes);
+  object["roomNeeded"] = static_cast<Json::Int64>(plan.roomNeeded);
+  object["roomThere"] = static_cast<Json::Int64>(plan.roomThere.value_or(-1));
+  writeLine(stream_, object);
+}
+
+void JsonEvents::waiting(std::int64_t process) {
+  Json::Value object = eventNamed("waiting");
+  object["process"] = static_cast<Json::Int64>(process);
+  writeLine(stream_, object);
+}
+
 void JsonEvents::status(const std::string& stamp, const std::string& since, std::int64_t files,
                         std::int64_t bytes) {
   Json::Value object = eventNamed("status");
@@ -88,6 +126,19 @@ void JsonEvents::error(const ErrorEntries& entries) {
     record["message"] = mtlhost::validUtf8(entry.message);
     chain.append(record);
   }
+  writeLine(stream_, object);
+}
+
+void JsonEvents::changes(const mtlhost::Result& result) {
+  Json::Value object = eventNamed("changes");
+  object["changed"] = result.isChanged;
+  object["stamp"] = mtlhost::validUtf8(result.stamp);
+  object["fetched"] = amountValue(result.fetched);
+  object["copied"] = amountValue(result.copied);
+  object["removed"] = amountValue(result.removed);
+  object["withdrawn"] = amountValue(result.withdrawn);
+  object["left"] = amountValue(result.left);
+  object["commitMicroseconds"] = static_cast<Json::Int64>(result.commitTime.count());
   writeLine(stream_, object);
 }
 

@@ -6,6 +6,7 @@
 #include <ostream>
 #include <string>
 
+#include "mtlhost/library.h"
 #include "mtlsync/error_text.h"
 
 namespace mtlsync {
@@ -25,10 +26,18 @@ class JsonEvents {
   void removed(const std::string& path);
   /// A file of the local copy is not as the library has it.
   void difference(const std::string& path, const std::string& kind, const std::string& text);
+  /// What becomes of a file of the local copy.
+  void file(const mtlhost::FileChange& change);
+  /// What an update is to do, in all.
+  void plan(const mtlhost::Plan& plan);
+  /// Another run is waited for.
+  void waiting(std::int64_t process);
   /// What the local copy is: its stamp, when that was written, and the files beside it.
   void status(const std::string& stamp, const std::string& since, std::int64_t files,
               std::int64_t bytes);
   void error(const ErrorEntries& entries);
+  /// What an update did, in all.
+  void changes(const mtlhost::Result& result);
   void result(int code, const std::string& status, std::int64_t files, std::int64_t bytes);
 
  private:

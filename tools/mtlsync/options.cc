@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "mtlsync/random_delay.h"
 #include "rules/printable.h"
 
 namespace mtlsync {
@@ -18,15 +19,10 @@ constexpr const char* kDefaultMaxFileSize = "2G";
 constexpr const char* kNoLimit = "0";
 
 constexpr const char* kFooter =
-    R"(SIZE is in bytes, or with k, M or G in thousands, millions or billions; 0 is no
-limit. A file is held in memory until it is saved, five of them at once.
-
-Exit status: 0 done or up to date, 1 failed or not as it should be, 2 wrong
-usage, 100 an update is available (with --check), 130 interrupted.
-
-Examples:
-  mtlsync https://materials.example/library ~/materials
-  mtlsync --check https://materials.example/library ~/materials)";
+    R"(SIZE is in bytes, or with k, M or G; 0 is no limit. TIME is in s, m or h.
+Exit status: 0 done or up to date, 1 failed, 2 wrong usage, 3 network or server,
+4 disk, 5 content that was not published, 6 another run is at work, 7 --verify
+found differences, 100 an update is available (--check), 130 interrupted.)";
 
 /// Knows that URL is not always given.
 class HelpFormatter final : public CLI::Formatter {
@@ -40,6 +36,7 @@ class HelpFormatter final : public CLI::Formatter {
 struct Typed {
   std::vector<std::string> names;  ///< URL and DIR.
   bool check = false;
+  bool dryRun = false;
   bool repair = false;
   bool verify = false;
   bool status = false;
@@ -48,6 +45,9 @@ struct Typed {
   bool verbose = false;
   std::string maxFileSize = kDefaultMaxFileSize;
   std::string maxTotalSize = kNoLimit;
+  std::string limitRate = kNoLimit;
+  std::string randomDelay;
+  int retries = mtlhost::UpdateSettings().tries - 1;
 };
 
 CLI::Validator notEmpty() {
@@ -63,18 +63,25 @@ CLI::Validator isSize() {
           ""};
 }
 
+CLI::Validator isDuration() {
+  return {[](std::string& value) {
+            return parseDuration(value) ? std::string()
+                                        : "not a number of seconds, perhaps with m or h: " + value;
+          },
+          ""};
+}
+
 void declareModes(CLI::App& app, Typed& typed) {
   app.add_flag("--check", typed.check, "Only tell whether an update exists");
-  app.add_flag("--repair", typed.repair,
-               "Remove files of the wrong size or content, then\nfetch whatever is missing");
-  app.add_flag("--verify", typed.verify, "Only tell what is missing or wrong");
-  app.add_flag("--status", typed.status,
-               "Only tell, without the network, what is in DIR:\nstamp, since when, files, size");
+  app.add_flag("--dry-run", typed.dryRun, "Only tell what an update would do");
+  app.add_flag("--repair", typed.repair, "Fetch what is missing or damaged, and only that");
+  app.add_flag("--verify", typed.verify, "Only tell what is missing or damaged");
+  app.add_flag("--status", typed.status, "Only tell, without the network, what is in DIR");
 }
 
 void declareSettings(CLI::App& app, Options& options, Typed& typed) {
   app.add_option("--sub-path", options.subPath, "Sub-path of the library")->type_name("PATH");
-  app.add_option("--proxy", options.proxyAddress, "HTTP proxy HOST:PORT; the system's if not given")
+  app.add_option("--proxy", options.proxyAddress, "HTTP proxy HOST:PORT; else the system's")
       ->type_name("ADDRESS")
       ->check(notEmpty());
   app.add_flag("--no-proxy", typed.noProxy, "Use no proxy");
@@ -82,28 +89,53 @@ void declareSettings(CLI::App& app, Options& options, Typed& typed) {
                  "Give up when a file is larger; 2G if not given")
       ->type_name("SIZE")
       ->check(isSize());
-  app.add_option("--max-total-size", typed.maxTotalSize,
-                 "Give up when all files together are larger;\nno limit if not given")
+  app.add_option("--max-total-size", typed.maxTotalSize, "Give up when more is to be fetched")
       ->type_name("SIZE")
       ->check(isSize());
   app.add_flag("-q,--quiet", typed.quiet, "Print errors only");
   app.add_flag("-v,--verbose", typed.verbose, "Print every message");
   app.add_flag("--json", options.json, "Print events and result as JSON, one a line");
-  app.add_option("--module", options.moduleFile,
-                 "Plug-in to load; if not given, the one beside\n"
-                 "the program, then the installed one")
+  app.add_option("--module", options.moduleFile, "Let this plug-in do it, in its own way")
       ->type_name("FILE")
       ->check(notEmpty());
+}
+
+void declareUpdate(CLI::App& app, Options& options, Typed& typed) {
+  mtlhost::UpdateSettings& update = options.update;
+  app.add_flag("--full", update.full, "Fetch all that the list selects");
+  app.add_flag("--prune", update.prune, "Remove files that the library has withdrawn");
+  app.add_flag("--prune-most", update.pruneMost, "Also when they are more than half of the copy");
+  app.add_option("--limit-rate", typed.limitRate, "Receive no more than that a second")
+      ->type_name("SIZE")
+      ->check(isSize());
+  app.add_option("--retries", typed.retries, "Send a failed request that often again; 4 times")
+      ->option_text("N")
+      ->check(CLI::Range(0, 100));
+  app.add_option("--random-delay", typed.randomDelay, "Wait a random part of it first")
+      ->type_name("TIME")
+      ->check(isDuration());
+  app.add_flag("--wait", update.waitsForOthers, "Wait for another run on DIR to end");
 }
 
 /// The modes that were asked for, by their options.
 std::vector<std::pair<std::string, Mode>> modesOf(const Typed& typed) {
   std::vector<std::pair<std::string, Mode>> modes;
   if (typed.check) modes.emplace_back("--check", Mode::kCheck);
+  if (typed.dryRun) modes.emplace_back("--dry-run", Mode::kPlan);
   if (typed.repair) modes.emplace_back("--repair", Mode::kRepair);
   if (typed.verify) modes.emplace_back("--verify", Mode::kVerify);
   if (typed.status) modes.emplace_back("--status", Mode::kStatus);
   return modes;
+}
+
+/// The first option that the module knows nothing of; "" for none.
+std::string engineOptionIn(const Typed& typed, const Options& options) {
+  if (typed.dryRun) return "--dry-run";
+  if (options.update.full) return "--full";
+  if (options.update.prune) return "--prune";
+  if (options.update.pruneMost) return "--prune-most";
+  if (typed.limitRate != kNoLimit) return "--limit-rate";
+  return typed.retries != Typed().retries ? "--retries" : "";
 }
 
 /// What is wrong with what was typed as a whole; "" when nothing is.
@@ -115,13 +147,22 @@ std::string contradictionIn(const Typed& typed, const Options& options) {
   if (typed.quiet && typed.verbose) return exclusion("--quiet", "--verbose");
   if (modes.size() > 1) return exclusion(modes[0].first, modes[1].first);
   if (typed.noProxy && !options.proxyAddress.empty()) return exclusion("--proxy", "--no-proxy");
+  if (const std::string option = engineOptionIn(typed, options);
+      !usesEngine(options) && !option.empty()) {
+    return exclusion("--module", option);
+  }
   return "";
+}
+
+/// Whether DIR alone is named. What the engine verifies, it does without the library.
+bool needsNoUrl(const Typed& typed, const Options& options) {
+  return typed.status || (typed.verify && usesEngine(options) && typed.names.size() == 1);
 }
 
 /// Takes URL and DIR, or DIR alone. What is wrong with them; "" when nothing is.
 std::string takeNames(const Typed& typed, Options& options) {
   std::vector<std::pair<const char*, std::string*>> wanted;
-  if (!typed.status) wanted.emplace_back("URL", &options.url);
+  if (!needsNoUrl(typed, options)) wanted.emplace_back("URL", &options.url);
   wanted.emplace_back("DIR", &options.directory);
   for (std::size_t i = 0; i < wanted.size(); ++i) {
     const auto& [what, name] = wanted[i];
@@ -158,6 +199,7 @@ CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
           ->option_text(" ")};
   declareModes(app, typed);
   declareSettings(app, options, typed);
+  declareUpdate(app, options, typed);
 
   try {
     app.parse(argumentCount, arguments);
@@ -176,6 +218,10 @@ CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
   if (problem.empty()) problem = takeNames(typed, options);
   if (!problem.empty()) return wrongUsage(problem);
   options.limits = {*parseSize(typed.maxFileSize), *parseSize(typed.maxTotalSize)};
+  options.update.bytesPerSecond = *parseSize(typed.limitRate);
+  options.update.tries = typed.retries + 1;
+  options.update.prune = options.update.prune || options.update.pruneMost;
+  if (!typed.randomDelay.empty()) options.mostDelay = *parseDuration(typed.randomDelay);
   if (const auto modes = modesOf(typed); !modes.empty()) options.mode = modes.front().second;
   if (typed.noProxy) options.proxyMode = PROXY_MODE_DISABLED;
   if (!options.proxyAddress.empty()) options.proxyMode = PROXY_MODE_EXPLICIT;

@@ -2,8 +2,10 @@
 #ifndef MTLLIB_TOOLS_MTLSYNC_OPTIONS_H_
 #define MTLLIB_TOOLS_MTLSYNC_OPTIONS_H_
 
+#include <chrono>
 #include <string>
 
+#include "mtlhost/update.h"
 #include "mtllib/downloader_settings.h"
 #include "mtlsync/size_limits.h"
 
@@ -14,20 +16,23 @@ enum class Verbosity { kQuiet, kNormal, kVerbose };
 enum class Mode {
   kSync,
   kCheck,   ///< Only tells whether an update exists.
+  kPlan,    ///< Only tells what an update would do.
   kRepair,  ///< Synchronises, and fetches what is missing or damaged, too.
   kVerify,  ///< Only tells what is missing or damaged.
   kStatus   ///< Only tells what the copy is, without the network.
 };
 
 struct Options {
-  std::string url;  ///< "" with kStatus.
+  std::string url;  ///< "" with kStatus, and may be so with kVerify.
   std::string directory;
   std::string subPath;
   ProxyMode proxyMode = PROXY_MODE_SYSTEM;
   std::string proxyAddress;
-  std::string moduleFile;  ///< "" leaves it to the kit.
+  std::string moduleFile;  ///< "" for the engine.
   Verbosity verbosity = Verbosity::kNormal;
   SizeLimits limits;
+  mtlhost::UpdateSettings update{};   ///< Without the limits above.
+  std::chrono::seconds mostDelay{0};  ///< Before anything is done, a random part of it.
   Mode mode = Mode::kSync;
   bool json = false;
 };
@@ -42,6 +47,11 @@ struct CommandLine {
   Options options;
   std::string text;
 };
+
+/// Whether the engine does what is wanted, not the module.
+inline bool usesEngine(const Options& options) {
+  return options.moduleFile.empty();
+}
 
 /// Takes the program's arguments, its own name among them. Never throws, but for
 /// std::bad_alloc.

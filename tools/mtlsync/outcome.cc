@@ -23,6 +23,7 @@ Outcome outcomeOf(int code, bool stopped, const Options& options, const RunRecor
   if (options.mode == Mode::kCheck) {
     return code > 0 ? Outcome::kUpdateAvailable : Outcome::kUpToDate;
   }
+  if (options.mode == Mode::kPlan) return Outcome::kPlanned;
   if (options.mode == Mode::kVerify) return code > 0 ? Outcome::kDifferent : Outcome::kAsListed;
   return record.stampsMatched ? Outcome::kUpToDate : Outcome::kUpdated;
 }
@@ -35,6 +36,8 @@ const char* nameOf(Outcome outcome) {
       return "upToDate";
     case Outcome::kUpdateAvailable:
       return "updateAvailable";
+    case Outcome::kPlanned:
+      return "planned";
     case Outcome::kAsListed:
       return "asListed";
     case Outcome::kDifferent:
@@ -47,17 +50,45 @@ const char* nameOf(Outcome outcome) {
   return "";
 }
 
-ExitStatus exitStatusOf(Outcome outcome) {
+namespace {
+
+ExitStatus exitStatusOf(mtlhost::Result::Failure failure) {
+  using Failure = mtlhost::Result::Failure;
+  switch (failure) {
+    case Failure::kUsage:
+      return kExitWrongUsage;
+    case Failure::kNetwork:
+      return kExitNetwork;
+    case Failure::kDisk:
+      return kExitDisk;
+    case Failure::kContent:
+      return kExitContent;
+    case Failure::kAnotherRun:
+      return kExitAnotherRun;
+    case Failure::kNone:
+    case Failure::kOther:
+    case Failure::kLimit:
+    case Failure::kMemory:
+      return kExitFailed;
+  }
+  return kExitFailed;
+}
+
+}  // namespace
+
+ExitStatus exitStatusOf(Outcome outcome, mtlhost::Result::Failure failure) {
   switch (outcome) {
     case Outcome::kUpdated:
     case Outcome::kUpToDate:
+    case Outcome::kPlanned:
     case Outcome::kAsListed:
       return kExitDone;
     case Outcome::kUpdateAvailable:
       return kExitUpdateAvailable;
     case Outcome::kDifferent:
+      return kExitDifferent;
     case Outcome::kFailed:
-      return kExitFailed;
+      return exitStatusOf(failure);
     case Outcome::kInterrupted:
       return kExitInterrupted;
   }
@@ -79,6 +110,7 @@ ClosingLine closingLine(Outcome outcome, const RunRecord& record, double seconds
     case Outcome::kDifferent:
       return {"", countText(record.differences, "problem", "problems") + " in " +
                       countText(record.compared, "listed file.", "listed files.")};
+    case Outcome::kPlanned:
     case Outcome::kFailed:
     case Outcome::kInterrupted:
       break;

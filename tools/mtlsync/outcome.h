@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "mtlhost/library.h"
 #include "mtlsync/exit_status.h"
 #include "mtlsync/options.h"
 #include "mtlsync/sync_observer.h"
@@ -14,6 +15,7 @@ enum class Outcome {
   kUpdated,
   kUpToDate,
   kUpdateAvailable,
+  kPlanned,    ///< Of kPlan.
   kAsListed,   ///< Of kVerify.
   kDifferent,  ///< Of kVerify.
   kFailed,
@@ -26,7 +28,8 @@ Outcome outcomeOf(int code, bool stopped, const Options& options, const RunRecor
 /// The name that programs know it by.
 const char* nameOf(Outcome outcome);
 
-ExitStatus exitStatusOf(Outcome outcome);
+/// `failure` counts with kFailed only.
+ExitStatus exitStatusOf(Outcome outcome, mtlhost::Result::Failure failure);
 
 /// A closing line for people: a word that says that all is well, and the rest. Both are ""
 /// when others have said why it is not.

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <utility>
 
+#include "mtlsync/plan_text.h"
 #include "mtlsync/progress_line.h"
 #include "rules/printable.h"
 
@@ -127,6 +128,38 @@ void SyncObserver::error(const ErrorEntries& entries) {
 bool SyncObserver::goOn(const mtlhost::Transfer& transfer) {
   runBytes_ = transfer.totalBytes;
   return received(transfer.receivedBytes);
+}
+
+void SyncObserver::planned(const mtlhost::Plan& plan) {
+  if (JsonEvents* to = events()) to->plan(plan);
+}
+
+void SyncObserver::file(const mtlhost::FileChange& change) {
+  if (change.kind == mtlhost::FileChange::Kind::kFetched) {
+    ++record_.files;
+    if (outputs_.progress != nullptr) outputs_.progress->setFile(change.path);
+  }
+  if (JsonEvents* to = events()) to->file(change);
+}
+
+void SyncObserver::waiting(std::int64_t process) {
+  if (std::exchange(hasToldOfWaiting_, true)) return;
+  if (JsonEvents* to = events()) to->waiting(process);
+  if (verbosity_ == Verbosity::kQuiet) return;
+  const std::string text = process != 0 ? ", process " + std::to_string(process) : "";
+  outputs_.messages.printLine("Waiting for another run on this folder" + text);
+}
+
+void SyncObserver::showPlan(const mtlhost::Plan& plan) {
+  if (JsonEvents* to = events()) {
+    for (const mtlhost::FileChange& file : plan.files)
+      to->file(file);
+    return to->plan(plan);
+  }
+  outputs_.messages.hideStatus();
+  if (verbosity_ == Verbosity::kQuiet) return;
+  for (const std::string& line : planLines(plan))
+    outputs_.results.printLine(line);
 }
 
 void SyncObserver::progressRange(int end) {

@@ -18,7 +18,7 @@ namespace mtlsync {
 
 /// What a run has told about itself.
 struct RunRecord {
-  std::int64_t files = 0;  ///< Downloads that were begun.
+  std::int64_t files = 0;  ///< Downloads that were begun; of the engine, those that were done.
   std::int64_t bytes = 0;
   std::int64_t compared = 0;       ///< Listed files that were compared with the local copy.
   std::int64_t differences = 0;    ///< That were told.
@@ -68,12 +68,18 @@ class SyncObserver final : public mtlhost::Observer {
 
   const RunRecord& record() const { return record_; }
 
+  /// Tells what an update would do.
+  void showPlan(const mtlhost::Plan& plan);
+
   void stage(const mtlhost::Message& message) override;
   void info(const mtlhost::Message& message) override;
   void warning(const std::string& text) override;
   void survived(const ErrorEntry& entry) override;
   void error(const ErrorEntries& entries) override;
   bool goOn(const mtlhost::Transfer& transfer) override;
+  void planned(const mtlhost::Plan& plan) override;
+  void file(const mtlhost::FileChange& change) override;
+  void waiting(std::int64_t process) override;
   void progressRange(int end) override;
   void progressValue(int value) override;
   void progressText(const std::string& caption) override;
@@ -96,6 +102,7 @@ class SyncObserver final : public mtlhost::Observer {
   std::int64_t runBytes_ = 0;
   std::int64_t comparisonBytes_ = 0;
   int comparisonPermille_ = 0;
+  bool hasToldOfWaiting_ = false;
   RunRecord record_;
 };
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <iostream>
+#include <optional>
 #include <string>
 
 #include "common/console.h"
@@ -14,6 +15,7 @@
 #include "mtlsync/json_events.h"
 #include "mtlsync/outcome.h"
 #include "mtlsync/progress_display.h"
+#include "mtlsync/random_delay.h"
 #include "mtlsync/repair.h"
 #include "mtlsync/status.h"
 #include "mtlsync/sync_observer.h"
@@ -25,25 +27,69 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// The result of using the module; a failure, with `problem`, when it did not get that far.
-mtlhost::Result synchronise(const Options& options, SyncObserver& observer, ErrorEntries& problem) {
-  auto library =
-      mtlhost::Library::open({options.url, options.directory, options.subPath, options.proxyMode,
-                              options.proxyAddress, options.moduleFile, true},
-                             observer, problem);
-  if (!library) return {};
+mtlhost::Settings settingsOf(const Options& options) {
+  mtlhost::Settings settings{options.url,       options.directory,    options.subPath,
+                             options.proxyMode, options.proxyAddress, options.moduleFile};
+  settings.update = options.update;
+  const auto limitOf = [](std::int64_t bytes) {
+    return bytes > 0 ? std::optional(static_cast<std::uint64_t>(bytes)) : std::nullopt;
+  };
+  settings.update.largestFile = limitOf(options.limits.file);
+  settings.update.largestTotal = limitOf(options.limits.total);
+  return settings;
+}
+
+/// What is asked for, by the module.
+mtlhost::Result useModule(const Options& options, mtlhost::Library& library, SyncObserver& observer,
+                          ErrorEntries& problem) {
   // Only now: nothing is removed for a run that cannot begin.
   if (options.mode == Mode::kRepair && !prepareRepair(options, observer, problem)) return {};
   // The library asks whether to stop only while something is transferred.
-  if (common::stopRequested()) library->cancel();
-  if (options.mode == Mode::kVerify) return verifyCopy(options, *library, observer, problem);
-  if (options.mode == Mode::kCheck) return library->check();
-  mtlhost::Result result = library->run();
+  if (common::stopRequested()) library.cancel();
+  if (options.mode == Mode::kVerify) return verifyCopy(options, library, observer, problem);
+  if (options.mode == Mode::kCheck) return library.check();
+  mtlhost::Result result = library.run();
   if (result.code >= 0 && observer.record().leftAsTheyAre > 0) {
     problem = {ownError(leftText(observer.record()))};
     result.code = -1;
   }
   return result;
+}
+
+/// The same, by the engine.
+mtlhost::Result useEngine(const Options& options, mtlhost::Library& library,
+                          SyncObserver& observer) {
+  if (common::stopRequested()) library.cancel();
+  switch (options.mode) {
+    case Mode::kCheck:
+      return library.check();
+    case Mode::kRepair:
+      return library.repair();
+    case Mode::kPlan: {
+      mtlhost::Plan plan;
+      mtlhost::Result result = library.plan(plan);
+      observer.showPlan(plan);
+      return result;
+    }
+    case Mode::kVerify: {
+      mtlhost::Result result = library.verify();
+      tellDifferences(result, observer);
+      return result;
+    }
+    case Mode::kSync:
+    case Mode::kStatus:
+      break;
+  }
+  return library.run();
+}
+
+/// A failure, with `problem`, when it did not get that far.
+mtlhost::Result synchronise(const Options& options, SyncObserver& observer, ErrorEntries& problem) {
+  auto library = mtlhost::Library::open(settingsOf(options), observer, problem);
+  if (!library) return {};
+  waitRandomly(options.mostDelay, common::stopRequested);
+  return usesEngine(options) ? useEngine(options, *library, observer)
+                             : useModule(options, *library, observer, problem);
 }
 
 /// No run fails without a word.
@@ -83,6 +129,8 @@ void tellResult(Outcome outcome, const mtlhost::Result& result, const RunRecord&
                 JsonEvents& events) {
   if (options.json) {
     const std::int64_t files = options.mode == Mode::kVerify ? record.compared : record.files;
+    const bool isUpdate = options.mode == Mode::kSync || options.mode == Mode::kRepair;
+    if (usesEngine(options) && isUpdate) events.changes(result);
     events.result(result.code, nameOf(outcome), files, record.bytes);
   } else if (options.verbosity != Verbosity::kQuiet) {
     const auto [word, rest] = closingLine(outcome, record, seconds);
@@ -105,7 +153,8 @@ ExitStatus runSync(Options options) {
   const bool showProgress =
       options.verbosity != Verbosity::kQuiet && (!options.json || to.messages.isTerminal());
   SyncObserver observer({to.messages, to.results, showProgress ? &progress : nullptr, json},
-                        options.verbosity, options.limits, common::stopRequested);
+                        options.verbosity, usesEngine(options) ? SizeLimits{} : options.limits,
+                        common::stopRequested);
 
   const Clock::time_point start = Clock::now();
   ErrorEntries problem;
@@ -114,12 +163,17 @@ ExitStatus runSync(Options options) {
   to.messages.hideStatus();
 
   if (!problem.empty()) observer.error(asOwn(problem));
-  const RunRecord& record = observer.record();
+  RunRecord record = observer.record();
+  if (usesEngine(options)) {
+    record.bytes = result.receivedBytes;
+    record.compared = result.compared.files;
+  }
   const Outcome outcome = outcomeOf(result.code, common::stopRequested(), options, record);
   if (outcome == Outcome::kFailed) explainFailure(result, options, observer);
+  record.failure = observer.record().failure;
   tellResult(outcome, result, record, elapsed.count(), options, to.results, events);
   advise(outcome, record, options, to.messages);
-  return exitStatusOf(outcome);
+  return exitStatusOf(outcome, result.failure);
 }
 
 }  // namespace mtlsync

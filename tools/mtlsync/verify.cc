@@ -88,4 +88,24 @@ mtlhost::Result verifyCopy(const Options& options, mtlhost::Library& library,
   }
 }
 
+void tellDifferences(const mtlhost::Result& result, SyncObserver& observer) {
+  using Kind = mtlhost::Difference::Kind;
+  for (const mtlhost::Difference& difference : result.differences) {
+    switch (difference.kind) {
+      case Kind::kDamaged:
+        observer.difference(difference.path, "content", "is not as the library has it");
+        break;
+      case Kind::kMissing:
+        observer.difference(difference.path, "missing", "is missing");
+        break;
+      case Kind::kExtra:
+        observer.difference(difference.path, "extra", "is not of the library");
+        break;
+      case Kind::kChanged:
+        observer.difference(difference.path, "changed", "was changed, as the library allows");
+        break;
+    }
+  }
+}
+
 }  // namespace mtlsync

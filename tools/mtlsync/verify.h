@@ -16,6 +16,9 @@ namespace mtlsync {
 mtlhost::Result verifyCopy(const Options& options, mtlhost::Library& library,
                            SyncObserver& observer, ErrorEntries& problem);
 
+/// Tells the observer of the differences that the engine found.
+void tellDifferences(const mtlhost::Result& result, SyncObserver& observer);
+
 }  // namespace mtlsync
 
 #endif  // MTLLIB_TOOLS_MTLSYNC_VERIFY_H_

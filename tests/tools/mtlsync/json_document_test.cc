@@ -11,7 +11,10 @@
 #include "repair_fixture.h"
 #include "support/child_process.h"
 #include "support/no_access.h"
+#include "support/published_library.h"
 #include "support/scripted_server.h"
+#include "update/lock.h"
+#include "update/system.h"
 
 namespace {
 
@@ -98,6 +101,7 @@ class Output {
     run({"--module", MTLSYNC_FAKE_MODULE, "--check", "ok", "dir"});
     interruptARun();
     runOnACopy();
+    runTheEngine();
   }
 
   std::vector<Json::Value> events;
@@ -128,6 +132,38 @@ class Output {
       line = program.readLine();
     program.interrupt();
     read(program.wait());
+  }
+
+  void runTheEngine() {
+    const TempDir dir;
+    ScriptedServer server;
+    PublishedLibrary library(server, "/lib");
+    const auto run = [&](const std::string& option) {
+      this->run({"--no-proxy", option, library.address(), dir / "copy"});
+    };
+    library.publish("one", {{"changed", "abc"}});
+    server.serve("/lib/filelist.json",
+                 "[{\"path\":\"changed\",\"download\":\"missing\",\"size\":3,\"sha256\":\"" +
+                     std::string(kDigestOfAbc) + "\"}]\n");
+    run("--dry-run");
+    {
+      mtlupdate::Folder folder;
+      ASSERT_FALSE(folder.open(dir / "copy", true));
+      mtlupdate::Lock lock;
+      ASSERT_FALSE(lock.take(folder));
+      ChildProcess program(
+          {MTLSYNC, "--json", "--no-proxy", "--wait", library.address(), dir / "copy"});
+      std::string line = program.readLine();
+      while (!line.empty() && line.find("\"waiting\"") == std::string::npos)
+        line = program.readLine();
+      events.push_back(parsed(line));
+      program.interrupt();
+      read(program.wait());
+    }
+    run("--full");
+    writeFile(dir / "copy/changed", "x");
+    writeFile(dir / "copy/extra", "x");
+    run("--verify");
   }
 
   void runOnACopy() {

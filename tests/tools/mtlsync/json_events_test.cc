@@ -89,6 +89,12 @@ TEST_F(JsonEventsTest, WritesAnObjectALine) {
             "{\"code\":5,\"message\":\"\",\"tag\":\"\"}],\"event\":\"error\"}\n");
   events_.error({});
   EXPECT_EQ(written(), "{\"chain\":[],\"event\":\"error\"}\n");
+  events_.file({mtlhost::FileChange::Kind::kFetched, "maps/a.tx", 5});
+  EXPECT_EQ(written(),
+            "{\"bytes\":5,\"event\":\"file\",\"kind\":\"fetched\",\"path\":\"maps/a.tx\","
+            "\"source\":\"\",\"text\":\"\"}\n");
+  events_.waiting(7);
+  EXPECT_EQ(written(), "{\"event\":\"waiting\",\"process\":7}\n");
   events_.result(0, "updated", 73, 19000000000);
   EXPECT_EQ(written(),
             "{\"bytes\":19000000000,\"code\":0,\"event\":\"result\",\"files\":73,"

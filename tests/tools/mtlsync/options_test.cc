@@ -84,6 +84,48 @@ TEST(CommandLineOptions, NeedNoUrlForTheStatus) {
   EXPECT_EQ(options.url, "");
 }
 
+TEST(CommandLineOptions, NeedNoUrlToVerifyByTheEngine) {
+  const Options options = accepted({"d", "--verify"});
+  EXPECT_EQ(options.mode, Mode::kVerify);
+  EXPECT_EQ(options.directory, "d");
+  EXPECT_EQ(options.url, "");
+  EXPECT_EQ(problemWith({"d", "--verify", "--module", "m"}), "DIR is required");
+}
+
+TEST(CommandLineOptions, SayHowToUpdate) {
+  const Options usual = accepted({"u", "d"});
+  EXPECT_TRUE(usesEngine(usual));
+  EXPECT_FALSE(usual.update.full || usual.update.prune || usual.update.waitsForOthers);
+  EXPECT_EQ(usual.update.tries, 5);
+  EXPECT_EQ(usual.update.bytesPerSecond, 0);
+  EXPECT_EQ(usual.mostDelay.count(), 0);
+  const Options options = accepted({"--dry-run", "--full", "--prune", "--limit-rate", "2M",
+                                    "--retries", "0", "--random-delay", "30m", "--wait", "u", "d"});
+  EXPECT_EQ(options.mode, Mode::kPlan);
+  EXPECT_TRUE(options.update.full && options.update.prune && options.update.waitsForOthers);
+  EXPECT_FALSE(options.update.pruneMost);
+  EXPECT_EQ(options.update.tries, 1);
+  EXPECT_EQ(options.update.bytesPerSecond, 2000000);
+  EXPECT_EQ(options.mostDelay.count(), 1800);
+  EXPECT_TRUE(accepted({"--prune-most", "u", "d"}).update.prune);
+}
+
+TEST(WrongUsage, IncludesWhatTheModuleKnowsNothingOf) {
+  for (const std::vector<const char*>& option :
+       std::vector<std::vector<const char*>>{{"--dry-run"},
+                                             {"--full"},
+                                             {"--prune"},
+                                             {"--prune-most"},
+                                             {"--limit-rate", "1"},
+                                             {"--retries", "1"}}) {
+    std::vector<const char*> arguments{"u", "d", "--module", "m"};
+    arguments.insert(arguments.end(), option.begin(), option.end());
+    EXPECT_EQ(problemWith(arguments),
+              std::string("--module and ") + option[0] + " exclude each other");
+  }
+  EXPECT_TRUE(accepted({"u", "d", "--module", "m", "--wait"}).update.waitsForOthers);
+}
+
 TEST(CommandLineOptions, LimitSizes) {
   const Options options = accepted({"--max-file-size", "0", "--max-total-size=10M", "u", "d"});
   EXPECT_EQ(options.limits.file, 0);
@@ -148,10 +190,30 @@ TEST(CommandLineOptions, ShowHelpWithEveryOption) {
   for (const char* option : {"-h", "--help"}) {
     const CommandLine line = parse({option});
     EXPECT_EQ(line.outcome, CommandLine::Outcome::kShowText);
-    for (const char* name :
-         {"URL", "DIR", "--check", "--repair", "--verify", "--status", "--sub-path", "--proxy",
-          "--no-proxy", "--quiet", "--verbose", "--json", "--max-file-size", "--max-total-size",
-          "--module", "--version"}) {
+    for (const char* name : {"URL",
+                             "DIR",
+                             "--check",
+                             "--repair",
+                             "--verify",
+                             "--status",
+                             "--sub-path",
+                             "--proxy",
+                             "--no-proxy",
+                             "--quiet",
+                             "--verbose",
+                             "--json",
+                             "--max-file-size",
+                             "--max-total-size",
+                             "--dry-run",
+                             "--full",
+                             "--prune",
+                             "--prune-most",
+                             "--limit-rate",
+                             "--retries",
+                             "--random-delay",
+                             "--wait",
+                             "--module",
+                             "--version"}) {
       EXPECT_THAT(line.text, HasSubstr(name));
     }
   }

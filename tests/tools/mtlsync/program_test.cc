@@ -6,7 +6,6 @@
 #include <set>
 #include <sstream>
 
-#include "mtlhost/system.h"
 #include "support/child_process.h"
 #include "support/regex_matchers.h"
 #include "support/temp_dir.h"
@@ -333,62 +332,6 @@ TEST(Program, FailsWithoutAUsableModule) {
   EXPECT_EQ(missing.exitCode, 1);
   EXPECT_EQ(missing.err, "mtlsync: error: Could not use the module \"" + missingFile +
                              "\"\n  because: " + missingText(missingFile) + "\n");
-}
-
-/// A copy of the program in a folder of its own, without a module.
-class LoneProgram : public testing::Test {
- protected:
-  LoneProgram() {
-    fs::create_directories(folder_);
-    fs::copy_file(MTLSYNC, fs::u8path(program_));
-    fs::copy_file(MTLSYNC_NETWORKING, folder_ / fs::path(MTLSYNC_NETWORKING).filename());
-  }
-
-  ProcessResult run(const ChildProcess::Environment& environment = {}) const {
-    return runProcess({program_, "up-to-date", "dir"}, environment);
-  }
-
-  TempDir dir_;
-  const fs::path folder_ = dir_.path() / "bin";
-  const std::string program_ = (folder_ / fs::path(MTLSYNC).filename()).u8string();
-  const std::string module_ = mtlhost::moduleFileName();
-};
-
-TEST_F(LoneProgram, TellsWhereItLookedForTheModule) {
-  const ProcessResult result = run({{"LD_LIBRARY_PATH", ""}});
-  EXPECT_EQ(result.exitCode, 1);
-  EXPECT_EQ(result.err, "mtlsync: error: Could not find the module \"" + module_ + "\" in \"" +
-                            folder_.u8string() +
-                            "\" or where the system looks; --module FILE names it\n  because: " +
-                            missingText(module_) + "\n");
-}
-
-TEST_F(LoneProgram, TakesTheModuleBesideItself) {
-  fs::copy_file(MTLSYNC_FAKE_MODULE, folder_ / module_);
-  EXPECT_EQ(run().exitCode, 0);
-  writeFile((folder_ / module_).u8string(), "is not a module, and no other is taken instead");
-  EXPECT_THAT(run({{"LD_LIBRARY_PATH", fs::path(MTLSYNC).parent_path().u8string()}}).err,
-              HasSubstr((folder_ / module_).u8string()));
-}
-
-TEST_F(LoneProgram, LooksForNoModuleInTheCurrentFolder) {
-  const fs::path before = fs::current_path();
-  const fs::path current = dir_.path() / "current";
-  fs::create_directories(current);
-  fs::copy_file(MTLSYNC_FAKE_MODULE, current / module_);
-  fs::current_path(current);
-  const ProcessResult result = run({{"LD_LIBRARY_PATH", "/nowhere"}});
-  fs::current_path(before);
-  EXPECT_EQ(result.exitCode, 1);
-  EXPECT_THAT(result.err, HasSubstr("Could not find the module"));
-}
-
-TEST_F(LoneProgram, TakesTheModuleThatTheSystemsLoaderFinds) {
-  if (module_ == "mtllib.dll") GTEST_SKIP() << "Windows has no variable that names folders";
-  const fs::path libraries = dir_.path() / "lib";
-  fs::create_directories(libraries);
-  fs::copy_file(MTLSYNC_FAKE_MODULE, libraries / module_);
-  EXPECT_EQ(run({{"LD_LIBRARY_PATH", libraries.u8string()}}).exitCode, 0);
 }
 
 TEST(Program, EndsInAnOrderlyWayWhenNobodyReads) {

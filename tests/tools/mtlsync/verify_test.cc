@@ -78,7 +78,7 @@ TEST_F(VerifyTest, TellsAProblemALine) {
   writeFile(copy("a.tx"), "abd");
   writeFile(copy("maps/b.tx"), "t");
   const ProcessResult result = verify();
-  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.exitCode, 7);
   EXPECT_EQ(result.out,
             "a.tx: has the wrong content\n"
             "maps/b.tx: has 1 byte instead of 4\n");
@@ -113,18 +113,18 @@ TEST_F(VerifyTest, PassesOverWhatIsListedInThePlaceOfItsOwnFiles) {
 TEST_F(VerifyTest, FindsAnotherStampAndAMissingOne) {
   writeFile(copy("id.txt"), "stamp 0");
   ProcessResult result = verify();
-  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.exitCode, 7);
   EXPECT_EQ(result.out, "id.txt: is not the library's, which has changed since\n");
   fs::remove(fs::u8path(copy("id.txt")));
   result = verify();
-  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.exitCode, 7);
   EXPECT_EQ(result.out, "id.txt: is missing: no run has been completed\n");
 }
 
 TEST_F(VerifyTest, TellsWhyTheStampCannotBeRead) {
   const NoAccess none({fs::u8path(copy("id.txt"))});
   const ProcessResult result = runProcess(command({"-q"}), {{"ASAN_OPTIONS", "detect_leaks=0"}});
-  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.exitCode, 7);
   EXPECT_EQ(result.out, "id.txt: cannot be read: Permission denied\n");
   EXPECT_EQ(result.err, "Once what cannot be read is readable, \"mtlsync --repair --no-proxy " +
                             url() + " " + (dir_ / "copy") +
@@ -135,7 +135,7 @@ TEST_F(VerifyTest, FindsAStampThatIsNoFile) {
   fs::remove(fs::u8path(copy("id.txt")));
   fs::create_directory(fs::u8path(copy("id.txt")));
   const ProcessResult result = verify();
-  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.exitCode, 7);
   EXPECT_EQ(result.out, "id.txt: is not a regular file\n");
   EXPECT_THAT(result.err, HasSubstr("Once what is not a regular file is removed, \"mtlsync "));
 }
@@ -151,7 +151,7 @@ TEST_F(VerifyTest, SaysThatAFileStandsInTheFoldersPlace) {
 
 TEST_F(VerifyTest, MakesNoFolder) {
   fs::remove_all(dir_.path() / "copy");
-  EXPECT_EQ(verify().exitCode, 1);
+  EXPECT_EQ(verify().exitCode, 7);
   EXPECT_FALSE(fs::exists(dir_.path() / "copy"));
 }
 
@@ -179,7 +179,7 @@ TEST_F(VerifyTest, PrintsHostileNamesHarmlessly) {
 TEST_F(VerifyTest, TellsProgramsMore) {
   writeFile(copy("a.tx"), "");
   const ProcessResult result = verify({"--json"});
-  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.exitCode, 7);
   EXPECT_THAT(result.out, HasSubstr("{\"event\":\"difference\",\"kind\":\"size\",\"path\":\"a.tx\","
                                     "\"text\":\"has 0 bytes instead of 3\"}\n"));
   EXPECT_THAT(result.out, HasSubstr("\"code\":1,\"event\":\"result\",\"files\":2,"

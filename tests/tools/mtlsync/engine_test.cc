@@ -1,0 +1,225 @@
+// The program with the engine, which is what it uses unless a module is named.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+#include <filesystem>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "support/child_process.h"
+#include "support/published_library.h"
+#include "support/regex_matchers.h"
+#include "support/scripted_server.h"
+#include "support/temp_dir.h"
+#include "update/lock.h"
+#include "update/system.h"
+
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+namespace fs = std::filesystem;
+
+class EngineProgram : public testing::Test {
+ protected:
+  ProcessResult run(std::vector<std::string> options = {}) const {
+    options.insert(options.begin(), {MTLSYNC, "--no-proxy", "--retries", "0"});
+    options.insert(options.end(), {library_.address(), copy_});
+    return runProcess(options);
+  }
+  void runWell(const std::vector<std::string>& options = {}) const {
+    const ProcessResult result = run(options);
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+  }
+  /// The events of a run with --json, by their names.
+  std::multimap<std::string, Json::Value> eventsOf(std::vector<std::string> options) const {
+    options.emplace_back("--json");
+    std::multimap<std::string, Json::Value> events;
+    std::istringstream lines(run(options).out);
+    for (std::string line; std::getline(lines, line);) {
+      std::istringstream text(line);
+      Json::Value event;
+      text >> event;
+      events.emplace(event["event"].asString(), event);
+    }
+    return events;
+  }
+  std::string copied(const std::string& path) const { return readFile(copy_ + "/" + path); }
+
+  TempDir dir_;
+  ScriptedServer server_;
+  PublishedLibrary library_{server_, "/lib"};
+  const std::string copy_ = dir_ / "copy";
+};
+
+TEST_F(EngineProgram, FetchesOnlyWhatChanged) {
+  library_.publish("one", {{"a", "a"}, {"b", "b"}});
+  ProcessResult result = run();
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_THAT(result.out, MatchesPattern("Updated: 2 files, [0-9]+ bytes in [0-9.]+ s\\.\n"));
+  library_.publish("two", {{"a", "a"}, {"b", "B"}});
+  result = run();
+  EXPECT_THAT(result.out, StartsWith("Updated: 1 file, "));
+  EXPECT_THAT(server_.requestLines(),
+              ElementsAre("GET /lib/id.txt", "GET /lib/filelist.json", "GET /lib/b"));
+  EXPECT_EQ(copied("b"), "B");
+  result = run();
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.out, "Up to date.\n");
+}
+
+TEST_F(EngineProgram, ChecksWithoutWriting) {
+  library_.publish("one", {{"a", "a"}});
+  EXPECT_EQ(run({"--check"}).exitCode, 100);
+  EXPECT_FALSE(fs::exists(fs::u8path(copy_)));
+  runWell();
+  EXPECT_EQ(run({"--check"}).exitCode, 0);
+}
+
+TEST_F(EngineProgram, TellsWhatAnUpdateWouldDo) {
+  library_.publish("one", {{"a", "aaa"}, {"b", "b"}});
+  const ProcessResult result = run({"--dry-run"});
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(result.out,
+            "fetch   a (3 bytes)\n"
+            "fetch   b (1 byte)\n"
+            "To fetch: 2 files, 4 bytes.\n"
+            "Room: 4 bytes needed.\n");
+  EXPECT_FALSE(fs::exists(fs::u8path(copy_)));
+  const auto events = eventsOf({"--dry-run"});
+  EXPECT_EQ(events.count("file"), 2U);
+  EXPECT_EQ(events.find("file")->second["path"].asString(), "a");
+  EXPECT_EQ(events.find("file")->second["bytes"].asInt(), 3);
+  EXPECT_EQ(events.find("plan")->second["fetched"]["bytes"].asInt(), 4);
+  EXPECT_EQ(events.find("result")->second["status"].asString(), "planned");
+}
+
+TEST_F(EngineProgram, GivesNamesAndBytesAsFields) {
+  library_.publish("one", {{"a", "aaa"}});
+  const auto events = eventsOf({});
+  ASSERT_EQ(events.count("file"), 1U);
+  const Json::Value& file = events.find("file")->second;
+  EXPECT_EQ(file["kind"].asString(), "fetched");
+  EXPECT_EQ(file["path"].asString(), "a");
+  EXPECT_EQ(file["bytes"].asInt(), 3);
+  const Json::Value& changes = events.find("changes")->second;
+  EXPECT_TRUE(changes["changed"].asBool());
+  EXPECT_EQ(changes["fetched"]["bytes"].asInt(), 3);
+  const Json::Value& result = events.find("result")->second;
+  EXPECT_EQ(result["files"].asInt(), 1);
+  EXPECT_EQ(result["status"].asString(), "updated");
+}
+
+TEST_F(EngineProgram, PrunesWhenAskedAndMostOfACopyWhenAskedTwice) {
+  library_.publish("one", {{"a", "a"}, {"b", "b"}, {"c", "c"}});
+  runWell();
+  library_.publish("two", {{"a", "a"}, {"b", "b"}});
+  runWell();
+  EXPECT_EQ(copied("c"), "c");
+  runWell({"--prune"});
+  EXPECT_FALSE(fs::exists(fs::u8path(copy_ + "/c")));
+  library_.publish("three", {});
+  const ProcessResult refused = run({"--prune"});
+  EXPECT_EQ(refused.exitCode, 2);
+  EXPECT_THAT(refused.err, HasSubstr("more than half of the copy would be removed"));
+  runWell({"--prune-most"});
+  EXPECT_FALSE(fs::exists(fs::u8path(copy_ + "/a")));
+}
+
+TEST_F(EngineProgram, FetchesEverythingWhenAsked) {
+  library_.publish("one", {{"a", "a"}, {"b", "b"}});
+  runWell();
+  server_.forgetRequests();
+  runWell({"--full"});
+  EXPECT_EQ(server_.requestLines().size(), 4U);
+}
+
+TEST_F(EngineProgram, VerifiesWithoutTheLibraryAndRepairs) {
+  library_.publish("one", {{"a", "a"}, {"b", "b"}});
+  runWell();
+  writeFile(copy_ + "/a", "x");
+  writeFile(copy_ + "/mine", "x");
+  server_.forgetRequests();
+  const ProcessResult verified = runProcess({MTLSYNC, "-q", "--verify", copy_});
+  EXPECT_EQ(verified.exitCode, 7) << verified.err;
+  EXPECT_EQ(verified.out,
+            "a: is not as the library has it\n"
+            "mine: is not of the library\n");
+  EXPECT_THAT(server_.requestLines(), IsEmpty());
+  runWell({"--repair"});
+  EXPECT_EQ(copied("a"), "a");
+  EXPECT_THAT(server_.requestLines(),
+              ElementsAre("GET /lib/id.txt", "GET /lib/filelist.json", "GET /lib/a"));
+  fs::remove(fs::u8path(copy_ + "/mine"));
+  const ProcessResult whole = runProcess({MTLSYNC, "--verify", copy_});
+  EXPECT_EQ(whole.exitCode, 0);
+  EXPECT_EQ(whole.out, "As listed: 2 files.\n");
+}
+
+TEST_F(EngineProgram, SaysByItsExitStatusWhatFailed) {
+  library_.publish("one", {{"a", "a"}});
+  server_.remove("/lib/id.txt");
+  ProcessResult result = run();
+  EXPECT_EQ(result.exitCode, 3);
+  EXPECT_EQ(result.err,
+            "Accessing stamp\nmtlsync: error: " + library_.address() +
+                "/id.txt: the server answered with HTTP status 404\n"
+                "Check the address: where a library is, there are id.txt and filelist.json.\n");
+  EXPECT_FALSE(fs::exists(fs::u8path(copy_))) << "a wrong address makes no folder";
+
+  library_.publish("one", {{"a", "a"}});
+  server_.serve("/lib/a", "b");
+  EXPECT_EQ(run().exitCode, 5);
+  EXPECT_EQ(run({"--max-file-size", "1"}).exitCode, 5);
+
+  library_.publish("two", {{"a", "aa"}});
+  EXPECT_EQ(run({"--max-file-size", "1"}).exitCode, 1);
+
+  mtlupdate::Folder folder;
+  ASSERT_FALSE(folder.open(copy_, true));
+  {
+    mtlupdate::Lock lock;
+    ASSERT_FALSE(lock.take(folder));
+    result = run({"-q"});
+    EXPECT_EQ(result.exitCode, 6);
+    EXPECT_THAT(result.err, HasSubstr("another run is at work on this folder"));
+  }
+  writeFile(dir_ / "file", "no folder");
+  EXPECT_EQ(runProcess({MTLSYNC, "-q", "--no-proxy", library_.address(), dir_ / "file"}).exitCode,
+            4);
+  EXPECT_EQ(runProcess({MTLSYNC, "-q", "--no-proxy", "ftp://host/lib", copy_}).exitCode, 2);
+}
+
+TEST_F(EngineProgram, NeedsNoModule) {
+  library_.publish("one", {{"a", "a"}});
+  const fs::path folder = dir_.path() / "bin";
+  fs::create_directories(folder);
+  const fs::path program = folder / fs::path(MTLSYNC).filename();
+  fs::copy_file(MTLSYNC, program);
+  fs::copy_file(MTLSYNC_NETWORKING, folder / fs::path(MTLSYNC_NETWORKING).filename());
+  const ProcessResult result =
+      runProcess({program.u8string(), "-q", "--no-proxy", library_.address(), copy_});
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+}
+
+TEST_F(EngineProgram, IsInterrupted) {
+  library_.publish("one", {{"a", "a"}});
+  server_.hold("/lib/a");
+  ChildProcess program({MTLSYNC, "--json", "--no-proxy", library_.address(), copy_});
+  std::string line;
+  do {
+    line = program.readLine();
+  } while (!line.empty() && line.find("Downloading files") == std::string::npos);
+  program.interrupt();
+  const ProcessResult result = program.wait();
+  EXPECT_EQ(result.exitCode, 130);
+  EXPECT_EQ(result.err, "mtlsync: interrupted\n");
+}
+
+}  // namespace

@@ -1,0 +1,84 @@
+// Paths come from a server, and are printed as such.
+#include "mtlsync/plan_text.h"
+
+#include <cstdint>
+
+#include "common/quantity_text.h"
+#include "rules/printable.h"
+
+namespace mtlsync {
+
+namespace {
+
+using Kind = mtlhost::FileChange::Kind;
+
+const char* wordFor(Kind kind) {
+  switch (kind) {
+    case Kind::kFetched:
+      return "fetch ";
+    case Kind::kCopied:
+      return "copy  ";
+    case Kind::kWithdrawn:
+      return "leave ";
+    case Kind::kRemoved:
+      return "remove";
+    case Kind::kPassedOver:
+      return "skip  ";
+  }
+  return "";
+}
+
+std::string lineFor(const mtlhost::FileChange& file) {
+  std::string line = std::string(wordFor(file.kind)) + "  " + file.path;
+  if (file.kind == Kind::kWithdrawn) line += ": the library does not have it any longer";
+  if (!file.source.empty()) line += ", from " + file.source;
+  if (!file.reason.empty()) line += ": " + file.reason;
+  if (file.size) line += " (" + common::bytesText(*file.size) + ")";
+  return mtlrules::printableLine(line);
+}
+
+std::string amountText(const mtlhost::Amount& amount) {
+  return std::to_string(amount.files) + (amount.files == 1 ? " file, " : " files, ") +
+         common::bytesText(amount.bytes);
+}
+
+}  // namespace
+
+const char* nameOf(Kind kind) {
+  switch (kind) {
+    case Kind::kFetched:
+      return "fetched";
+    case Kind::kCopied:
+      return "copied";
+    case Kind::kWithdrawn:
+      return "withdrawn";
+    case Kind::kRemoved:
+      return "removed";
+    case Kind::kPassedOver:
+      return "passedOver";
+  }
+  return "";
+}
+
+std::vector<std::string> planLines(const mtlhost::Plan& plan) {
+  std::vector<std::string> lines;
+  for (const mtlhost::FileChange& file : plan.files)
+    lines.push_back(lineFor(file));
+  const auto add = [&](const char* what, const mtlhost::Amount& amount) {
+    if (amount.files > 0) lines.push_back(what + amountText(amount) + '.');
+  };
+  add("To fetch: ", plan.fetched);
+  add("To copy: ", plan.copied);
+  add("To replace: ", plan.replaced);
+  add("To remove: ", plan.removed);
+  add("Withdrawn: ", plan.withdrawn);
+  add("Unchanged: ", plan.left);
+  if (plan.roomNeeded > 0) {
+    std::string room = "Room: " + common::bytesText(plan.roomNeeded) + " needed";
+    if (plan.roomThere) room += ", " + common::bytesText(*plan.roomThere) + " free";
+    lines.push_back(room + '.');
+  }
+  return lines;
+}
+
+}  // namespace mtlsync
