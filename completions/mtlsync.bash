@@ -11,12 +11,14 @@ _mtlsync() {
       compopt -o filenames 2>/dev/null
       return
       ;;
-    --sub-path | --proxy | --max-file-size | --max-total-size)
+    --sub-path | --proxy | --max-file-size | --max-total-size | --limit-rate | --retries | \
+      --random-delay)
       return
       ;;
   esac
   if [[ $word == -* ]]; then
-    mapfile -t COMPREPLY < <(compgen -W '-h --help --version --check --repair --verify --status
+    mapfile -t COMPREPLY < <(compgen -W '-h --help --version --check --dry-run --repair --verify --status
+      --full --prune --prune-most --limit-rate --retries --random-delay --wait
       --sub-path --proxy --no-proxy --max-file-size --max-total-size -q --quiet -v --verbose
       --json --module' -- "$word")
   else

@@ -12,6 +12,8 @@
 #include "platform/file_names.h"
 #include "rules/address.h"
 #include "rules/path.h"
+#include "update/commit.h"
+#include "update/system.h"
 #include "update/updater.h"
 
 namespace mtlhost {
@@ -252,6 +254,11 @@ Result failedBy(const mtlupdate::Failure& failure) {
   error.connectionReason = failure.connectionReason;
   error.httpStatus = failure.httpStatus;
   return failedBy(kindOf(failure.kind), {std::move(error)});
+}
+
+bool isUpdateUnfinished(const std::string& targetDirectory) {
+  mtlupdate::Folder folder;
+  return !folder.open(copyFolder(targetDirectory), false) && mtlupdate::isUnfinished(folder);
 }
 
 std::string copyFolder(const std::string& targetDirectory) {

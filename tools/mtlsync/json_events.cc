@@ -107,12 +107,13 @@ void JsonEvents::waiting(std::int64_t process) {
 }
 
 void JsonEvents::status(const std::string& stamp, const std::string& since, std::int64_t files,
-                        std::int64_t bytes) {
+                        std::int64_t bytes, bool isUnfinished) {
   Json::Value object = eventNamed("status");
   object["stamp"] = mtlhost::validUtf8(stamp);
   object["since"] = since;
   object["files"] = static_cast<Json::Int64>(files);
   object["bytes"] = static_cast<Json::Int64>(bytes);
+  object["unfinished"] = isUnfinished;
   writeLine(stream_, object);
 }
 

@@ -34,7 +34,7 @@ class JsonEvents {
   void waiting(std::int64_t process);
   /// What the local copy is: its stamp, when that was written, and the files beside it.
   void status(const std::string& stamp, const std::string& since, std::int64_t files,
-              std::int64_t bytes);
+              std::int64_t bytes, bool isUnfinished);
   void error(const ErrorEntries& entries);
   /// What an update did, in all.
   void changes(const mtlhost::Result& result);

@@ -28,7 +28,8 @@ found differences, 100 an update is available (--check), 130 interrupted.)";
 class HelpFormatter final : public CLI::Formatter {
  public:
   std::string make_usage(const CLI::App* /*app*/, std::string name) const override {
-    return "Usage: " + name + " [OPTIONS] URL DIR\n       " + name + " --status [OPTIONS] DIR\n";
+    return "Usage: " + name + " [OPTIONS] URL DIR\n       " + name +
+           " --status|--verify [OPTIONS] DIR\n";
   }
 };
 

@@ -13,6 +13,7 @@
 #include "common/display_width.h"
 #include "common/quantity_text.h"
 #include "mtlhost/system.h"
+#include "mtlhost/update.h"
 #include "mtlsync/hints.h"
 #include "mtlsync/local_copy.h"
 #include "mtlsync/outcome.h"
@@ -156,6 +157,7 @@ StatusResult readStatus(const Options& options, const std::function<bool()>& sto
                         CopyStatus& status, ErrorEntries& problem) {
   const LocalFile stamp = stampFile(options);
   const StatusResult result = readStamp(stamp, status, problem);
+  status.isUnfinished = mtlhost::isUpdateUnfinished(options.directory);
   if (result != StatusResult::kRead || Counter(stop, stamp.path, status).run()) return result;
   return StatusResult::kStopped;
 }
@@ -182,12 +184,13 @@ ExitStatus tellStatus(const Options& options, const SyncObserver::Outputs& outpu
     observer.warning(text);
   if (outputs.events != nullptr) {
     outputs.events->status(status.stamp, universalTimeText(status.since), status.files,
-                           status.bytes);
+                           status.bytes, status.isUnfinished);
   } else if (options.verbosity != Verbosity::kQuiet) {
     outputs.results.printLine("Stamp: " + common::elided(status.stamp, kStampColumns));
     outputs.results.printLine("Since: " + localTimeText(status.since));
     outputs.results.printLine("Files: " + std::to_string(status.files));
     outputs.results.printLine("Size:  " + common::bytesText(status.bytes));
+    if (status.isUnfinished) outputs.results.printLine("An update is unfinished.");
   }
   return kExitDone;
 }

@@ -16,10 +16,11 @@ namespace mtlsync {
 
 /// A local copy as its folder shows it.
 struct CopyStatus {
-  std::string stamp;       ///< Its first line that is not blank, printable; "" without one.
-  std::int64_t since = 0;  ///< When the stamp was written, in seconds since 1970.
-  std::int64_t files = 0;  ///< Regular files in the folder of the stamp, but for the stamp.
-  std::int64_t bytes = 0;  ///< Their sizes.
+  std::string stamp;          ///< Its first line that is not blank, printable; "" without one.
+  std::int64_t since = 0;     ///< When the stamp was written, in seconds since 1970.
+  std::int64_t files = 0;     ///< Regular files in the folder of the stamp, but for the stamp.
+  std::int64_t bytes = 0;     ///< Their sizes.
+  bool isUnfinished = false;  ///< An update was cut, and the next one goes on from there.
   std::vector<std::string> unread;  ///< Why what could not be looked at is not counted.
 };
 

@@ -76,6 +76,10 @@ struct Difference {
   std::string path;            ///< Relative to the folder of the copy.
 };
 
+/// Whether an update of the copy in this folder was cut: the next one goes on from there, whatever
+/// the stamp of the copy says.
+bool isUpdateUnfinished(const std::string& targetDirectory);
+
 }  // namespace mtlhost
 
 #endif  // MTLLIB_HOST_UPDATE_H_

@@ -55,7 +55,7 @@ TEST_F(JsonEventsTest, GivesATerminalNoCommandsAndProgramsTheWholeText) {
   expectEscaped(1);
   events_.difference(kHostile, "missing", kHostile);
   expectEscaped(2);
-  events_.status(kHostile, "", 0, 0);
+  events_.status(kHostile, "", 0, 0, false);
   expectEscaped(1);
   events_.error({{kHostile, 1, kHostile}});
   expectEscaped(2);
@@ -79,10 +79,10 @@ TEST_F(JsonEventsTest, WritesAnObjectALine) {
   EXPECT_EQ(written(),
             "{\"event\":\"difference\",\"kind\":\"missing\",\"path\":\"maps/a.tx\","
             "\"text\":\"is missing\"}\n");
-  events_.status("v7", "2026-03-01T13:05:09Z", 73, 19000000000);
+  events_.status("v7", "2026-03-01T13:05:09Z", 73, 19000000000, false);
   EXPECT_EQ(written(),
             "{\"bytes\":19000000000,\"event\":\"status\",\"files\":73,"
-            "\"since\":\"2026-03-01T13:05:09Z\",\"stamp\":\"v7\"}\n");
+            "\"since\":\"2026-03-01T13:05:09Z\",\"stamp\":\"v7\",\"unfinished\":false}\n");
   events_.error({{"A::b", -1, "newest"}, {"", 5, ""}});
   EXPECT_EQ(written(),
             "{\"chain\":[{\"code\":-1,\"message\":\"newest\",\"tag\":\"A::b\"},"
@@ -119,7 +119,7 @@ TEST_F(JsonEventsTest, StaysValidWhateverTheBytes) {
   EXPECT_EQ(read()["chain"][0]["message"].asString(), "\xEF\xBF\xBD");
   events_.difference("\xFF", "missing", "");
   EXPECT_EQ(read()["path"].asString(), "\xEF\xBF\xBD");
-  events_.status("\xFF", "", 0, 0);
+  events_.status("\xFF", "", 0, 0, false);
   EXPECT_EQ(read()["stamp"].asString(), "\xEF\xBF\xBD");
   events_.removed("\xFF");
   EXPECT_EQ(read()["path"].asString(), "\xEF\xBF\xBD");

@@ -300,7 +300,7 @@ TEST(Program, ShowsHelpAndVersionOnStandardOutput) {
   const ProcessResult help = runProcess({MTLSYNC, "--help"});
   EXPECT_EQ(help.exitCode, 0);
   EXPECT_THAT(help.out, HasSubstr("Usage: mtlsync [OPTIONS] URL DIR\n"
-                                  "       mtlsync --status [OPTIONS] DIR\n"));
+                                  "       mtlsync --status|--verify [OPTIONS] DIR\n"));
   EXPECT_EQ(help.err, "");
   const ProcessResult version = runProcess({MTLSYNC, "--version"});
   EXPECT_EQ(version.exitCode, 0);

@@ -67,13 +67,20 @@ TEST_F(StatusTest, TellsWhatIsThere) {
   EXPECT_EQ(result.err, "");
 }
 
+TEST_F(StatusTest, SaysThatAnUpdateIsUnfinished) {
+  writeFile(copy("id.txt"), "stamp 7");
+  writeFile(copy(".mtllib/stamp.new"), "stamp 8");
+  EXPECT_THAT(status().out, testing::EndsWith("Size:  0 bytes\nAn update is unfinished.\n"));
+  EXPECT_THAT(status({"--json"}).out, testing::HasSubstr("\"unfinished\":true}"));
+}
+
 TEST_F(StatusTest, TellsProgramsInUniversalTime) {
   writeFile(copy("id.txt"), "stamp 7");
   dateStamp(copy("id.txt"));
   writeFile(copy("a.tx"), "abc");
   EXPECT_EQ(status({"--json"}).out,
             "{\"bytes\":3,\"event\":\"status\",\"files\":1,\"since\":\"2026-01-01T01:00:01Z\","
-            "\"stamp\":\"stamp 7\"}\n");
+            "\"stamp\":\"stamp 7\",\"unfinished\":false}\n");
 }
 
 TEST_F(StatusTest, PrintsNothingWhenQuiet) {
