@@ -153,6 +153,7 @@ Outcome Session::configure(const SessionOptions& options) {
   path_ = parts.path;
   Server proxy;
   if (Outcome failure = chooseProxy(options, server.host, isHttps, proxy)) return failure;
+  if (!proxy.host.empty()) proxy_ = proxy.host + ':' + std::to_string(proxy.port);
   if (Outcome failure = context_.start()) return failure;
 
   Err err;

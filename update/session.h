@@ -60,6 +60,8 @@ class Session {
   Session& operator=(const Session&) = delete;
 
   int connectionCount() const { return connectionCount_; }
+  /// "HOST:PORT" that all requests go through; "" when they go to the server directly.
+  const std::string& proxy() const { return proxy_; }
 
   /// The target of a request for the file `relative` of the library.
   std::string fileTarget(std::string_view relative) const;
@@ -93,6 +95,7 @@ class Session {
   int connectionCount_ = 0;
   std::string server_;  ///< "https://host:port"
   std::string path_;    ///< Of the library.
+  std::string proxy_;
 };
 
 /// What a failure of the connection is to the engine.

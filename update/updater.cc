@@ -122,6 +122,7 @@ class Updater::Run {
 
 Outcome Updater::Run::connect() {
   if (Outcome failure = Session::open(options_.session, session_)) return failure;
+  observer_.onProxy(session_->proxy());
   TransferLimits limits;
   limits.totalBytes = options_.largestTotal;
   if (options_.duration) limits.end = updater_.timing_.now() + *options_.duration;

@@ -44,6 +44,8 @@ class UpdateObserver {
   /// Asked at least ten times a second, but for calls of the system that take longer. False ends
   /// the operation as Updater::cancel() does.
   virtual bool goOn() { return true; }
+  /// "HOST:PORT" that requests go through; "" for none. Before the first request.
+  virtual void onProxy(const std::string& /*proxy*/) {}
   virtual void onPhase(Phase /*phase*/) {}
   /// Bytes of all bodies that were received so far, those of stamp and list among them: before each
   /// goOn(), and when the operation is over.

@@ -87,6 +87,11 @@ bool EngineEvents::goOn() {
   return events_.isAborted(nullptr, &progress, nullptr) == 0;
 }
 
+void EngineEvents::onProxy(const std::string& proxy) {
+  if (proxy.empty()) return events_.logInfo("No HTTP proxy: using direct connection.");
+  events_.logInfo("HTTP proxy: \"%s\"", proxy.c_str());
+}
+
 void EngineEvents::onPhase(Phase phase) {
   switch (phase) {
     case Phase::kStamp:

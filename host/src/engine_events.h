@@ -28,6 +28,7 @@ class EngineEvents final : public mtlupdate::UpdateObserver {
 
   bool goOn() override;
   void onReceived(std::uint64_t bytes) override { received_ = bytes; }
+  void onProxy(const std::string& proxy) override;
   void onPhase(Phase phase) override;
   void onPlan(const mtlupdate::Plan& plan) override;
   void onProgress(std::uint64_t bytes, std::uint64_t total) override;

@@ -166,6 +166,7 @@ TEST_F(EngineTest, TellsTheObserverWhatTheModuleWould) {
   EXPECT_THAT(observer_.lines,
               IsSupersetOf({"info: Remote address: \"" + server_.address() + "/lib\"",
                             "info: Target directory: \"" + directory_ / "copy" + "\"",
+                            std::string("info: No HTTP proxy: using direct connection."),
                             std::string("stage: Downloading remote stamp file"),
                             std::string("progress: Accessing stamp -1 0/-1"),
                             std::string("progress: Getting file list -1 0/-1"),
@@ -175,6 +176,13 @@ TEST_F(EngineTest, TellsTheObserverWhatTheModuleWould) {
                             std::string("stage: Downloaded file \"a.tx\" (3000000 bytes)"),
                             std::string("file: fetched a.tx 3000000"),
                             std::string("progress: Downloading files 1000 3/3")}));
+}
+
+TEST_F(EngineTest, TellsWhichProxyRequestsGoThrough) {
+  settings_.proxyMode = PROXY_MODE_EXPLICIT;
+  settings_.proxyAddress = "http://127.0.0.1:1";
+  run();
+  EXPECT_THAT(observer_.lines, Contains("info: HTTP proxy: \"127.0.0.1:1\""));
 }
 
 TEST_F(EngineTest, TellsBytesWithTheirTotal) {
