@@ -1,12 +1,13 @@
 #!/bin/bash
-# Disks that fail: each run ends with a message that says why and leaves the old stamp, and
-# the next run on a healthy disk makes everything good.
+# Disks that fail under the module: each run ends with a message that says why and leaves the
+# old stamp, and the next run on a healthy disk makes everything good.
 # usage: disks.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/nginx.sh"
 bin=$2
 target=$folder/disk/copy
 . "$1/tests/system/write_points.sh"
+by_module=(--module "$bin/libmtllib.so")
 
 mkdir -p "$folder/library/maps" "$folder/disk"
 head -c 300000 /dev/urandom >"$folder/library/large"
@@ -18,7 +19,7 @@ make_certificates
 start_nginx "$folder/library"
 
 synchronise() {
-  "$bin/mtlsync" -q --no-proxy "http://127.0.0.1:$http_port/lib" "$target"
+  "$bin/mtlsync" "${by_module[@]}" -q --no-proxy "http://127.0.0.1:$http_port/lib" "$target"
 }
 
 begin_anew() {
@@ -70,7 +71,7 @@ expect_repair
 # be shared.
 for handles in 5 6 7 8 9 10 11 12 13 14; do
   begin_anew
-  if (ulimit -n $handles && timeout 60 "$bin/mtlsync" -q --no-proxy \
+  if (ulimit -n $handles && timeout 60 "$bin/mtlsync" "${by_module[@]}" -q --no-proxy \
     "http://127.0.0.1:$http_port/lib" "$target") 2>"$folder/err"; then
     [ $handles -gt 5 ] || fail "$handles handles are enough"
     expect_same_tree "$folder/library" "$target"
@@ -109,10 +110,10 @@ expect_repair
 
 # A target that is removed in the middle comes back with what is saved from then on.
 begin_anew
-points=$(count_points "$bin/mtlsync" -q --no-proxy "http://127.0.0.1:$http_port/lib" "$target")
+points=$(count_points "$bin/mtlsync" "${by_module[@]}" -q --no-proxy "http://127.0.0.1:$http_port/lib" "$target")
 for point in 1 2 $((RANDOM % points + 1)) $((RANDOM % points + 1)) $((points - 2)); do
   begin_anew
-  stop_at $point "$bin/mtlsync" -q --no-proxy "http://127.0.0.1:$http_port/lib" "$target"
+  stop_at $point "$bin/mtlsync" "${by_module[@]}" -q --no-proxy "http://127.0.0.1:$http_port/lib" "$target"
   rm -rf "$target"
   kill -CONT $client
   wait $client || true

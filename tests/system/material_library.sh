@@ -7,10 +7,10 @@ make_generation() {
   mkdir -p "$folder/library/maps" "$folder/library/materials"
   rm -f "$folder/library/maps/passing $(($1 - 1)).tx"
   for i in 1 2 3 4 5 6 7 8; do
-    printf '%s\nmaps/oak %s.tx\nend\n' "$1" "$1" >"$folder/library/materials/oak & $i.mat"
+    printf '%s\nmaps/oak %s.tx\noak %s\nend\n' "$1" "$1" "$i" >"$folder/library/materials/oak & $i.mat"
   done
-  seq 20000 >"$folder/library/maps/oak $1.tx"
-  echo passing >"$folder/library/maps/passing $1.tx"
+  seq "$1" 20000 >"$folder/library/maps/oak $1.tx"
+  echo "passing $1" >"$folder/library/maps/passing $1.tx"
   expect 0 mtlpublish build --missing 'maps/*' "$folder/library"
   cp "$folder/library/id.txt" "$folder/id-$1"
 }

@@ -14,8 +14,14 @@ stop_nginx() {
   nginx_pid=
 }
 
+# For tests that start servers besides: called when the test ends, however it does.
+stop_other_servers() {
+  :
+}
+
 clean_up() {
   status=$?
+  stop_other_servers
   stop_nginx
   ! mountpoint -q "$folder/disk" || umount "$folder/disk"
   chmod -R u+rwX "$folder"
@@ -98,10 +104,10 @@ http {
 END
 }
 
-# The published tree and its copy are the same, but for the list, which stays remote, and the
-# publisher's cache.
+# The published tree and its copy are the same, but for the list, which stays remote, the
+# publisher's cache, and what the copy keeps for the next update.
 expect_same_tree() {
-  diff -r -x filelist.json -x ".mtlpublish-*" "$1" "$2" || fail "$2 differs from $1"
+  diff -r -x filelist.json -x ".mtlpublish-*" -x .mtllib "$1" "$2" || fail "$2 differs from $1"
 }
 
 # expect STATUS COMMAND...: runs it with its output in $folder/out and $folder/err.

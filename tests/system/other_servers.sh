@@ -10,13 +10,12 @@ unset SSL_CERT_FILE SSL_CERT_DIR
 export CURL_CA_BUNDLE="$folder/ca.pem"
 
 server_pid=
-stop_server() {
+stop_other_servers() {
   [ -n "$server_pid" ] || return 0
   kill "$server_pid" 2>/dev/null || true
   wait "$server_pid" 2>/dev/null || true
   server_pid=
 }
-trap 'stop_server; clean_up' EXIT
 
 # wait_for_port: until the server has printed where it listens.
 wait_for_port() {
@@ -31,7 +30,7 @@ wait_for_port() {
 }
 
 start_python() {
-  stop_server
+  stop_other_servers
   : >"$folder/port"
   python3 "$tests/other_servers.py" "$folder/library" "$@" >"$folder/port" 2>"$folder/server.log" &
   server_pid=$!
@@ -39,7 +38,7 @@ start_python() {
 }
 
 start_mtlpublish() {
-  stop_server
+  stop_other_servers
   : >"$folder/port"
   mtlpublish serve --port 0 "$folder/library" >"$folder/port" 2>"$folder/server.log" &
   server_pid=$!
@@ -48,7 +47,7 @@ start_mtlpublish() {
 
 # start_lighttpd [DIRECTIVES]
 start_lighttpd() {
-  stop_server
+  stop_other_servers
   for _ in 1 2 3 4 5 6 7 8 9 10; do
     port=$((20000 + $(od -A n -N 2 -t u2 /dev/urandom) % 20000))
     cat >"$folder/lighttpd.conf" <<END
@@ -65,7 +64,7 @@ END
       ! grep -q "server started" "$folder/server.log" || return 0
       sleep 0.1
     done
-    stop_server
+    stop_other_servers
   done
   cat "$folder/server.log" >&2
   fail "lighttpd does not start"
