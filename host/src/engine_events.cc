@@ -55,17 +55,20 @@ Plan planOf(const mtlupdate::Plan& plan) {
       ++copy;
     }
   }
-  const Kind withdrawn = plan.removesWithdrawn ? Kind::kRemoved : Kind::kWithdrawn;
-  for (const mtlupdate::Plan::Withdrawn& file : plan.withdrawn)
-    made.files.push_back({withdrawn, file.path, signedBytes(file.identity.size)});
+  for (const mtlupdate::Plan::Withdrawn& file : plan.withdrawn) {
+    const bool isRemoved = plan.removes(file);
+    const std::int64_t size = signedBytes(file.identity.size);
+    made.files.push_back({isRemoved ? Kind::kRemoved : Kind::kWithdrawn, file.path, size});
+    Amount& amount = isRemoved ? made.removed : made.withdrawn;
+    ++amount.files;
+    amount.bytes += size;
+  }
   for (const mtlupdate::PassedOver& entry : plan.passedOver)
     made.files.push_back({Kind::kPassedOver, entry.path, std::nullopt, "", entry.text});
   const auto count = [](std::size_t files) { return static_cast<std::int64_t>(files); };
   made.fetched = {count(plan.fetch.size()), signedBytes(plan.bytesToFetch)};
   made.copied.bytes = signedBytes(plan.bytesToCopy);
   made.replaced = {count(plan.filesReplaced), signedBytes(plan.bytesReplaced)};
-  (plan.removesWithdrawn ? made.removed : made.withdrawn) = {count(plan.withdrawn.size()),
-                                                             signedBytes(plan.bytesWithdrawn)};
   made.left = {count(plan.filesLeft), signedBytes(plan.bytesLeft)};
   made.unknownSizes = count(plan.fetchesOfUnknownSize);
   made.roomNeeded = signedBytes(plan.roomNeeded);

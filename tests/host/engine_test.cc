@@ -5,7 +5,6 @@
 #include <chrono>
 #include <filesystem>
 #include <future>
-#include <map>
 #include <optional>
 #include <string>
 #include <thread>
@@ -14,10 +13,10 @@
 
 #include "mtlhost/library.h"
 #include "recording_observer.h"
+#include "support/published_library.h"
 #include "support/scripted_server.h"
 #include "support/temp_dir.h"
 #include "update/lock.h"
-#include "update/sha256.h"
 #include "update/system.h"
 
 namespace mtlhost {
@@ -25,7 +24,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using Failure = Result::Failure;
-using Files = std::map<std::string, std::string>;
+using Files = PublishedLibrary::Files;
 using Kind = FileChange::Kind;
 using Status = Result::Status;
 using std::chrono::milliseconds;
@@ -39,30 +38,13 @@ namespace fs = std::filesystem;
 class EngineTest : public testing::Test {
  protected:
   EngineTest() {
-    settings_.remoteAddress = server_.address() + "/lib";
+    settings_.remoteAddress = library_.address();
     settings_.targetDirectory = directory_ / "copy";
     settings_.proxyMode = PROXY_MODE_DISABLED;
     settings_.update.tries = 1;
   }
 
-  /// Publishes these files, and nothing else, under the stamp.
-  void publish(const std::string& stamp, const Files& files) {
-    for (const auto& [path, content] : published_)
-      server_.remove("/lib/" + path);
-    published_ = files;
-    std::string list = "[";
-    for (const auto& [path, content] : files) {
-      server_.serve("/lib/" + path, content);
-      mtlupdate::Sha256 sha256;
-      sha256.update(content);
-      list += (list.size() > 1 ? ",{\"path\":\"" : "{\"path\":\"") + path +
-              "\",\"size\":" + std::to_string(content.size()) + ",\"sha256\":\"" +
-              mtlupdate::hexText(sha256.finish()) + "\"}";
-    }
-    server_.serve("/lib/filelist.json", list + "]\n");
-    server_.serve("/lib/id.txt", stamp);
-    server_.forgetRequests();
-  }
+  void publish(const std::string& stamp, const Files& files) { library_.publish(stamp, files); }
 
   Library open() {
     Errors problem;
@@ -90,9 +72,9 @@ class EngineTest : public testing::Test {
 
   TempDir directory_;
   ScriptedServer server_;
+  PublishedLibrary library_{server_, "/lib"};
   RecordingObserver observer_;
   Settings settings_;
-  Files published_;
 };
 
 TEST_F(EngineTest, ChecksThenRunsThenIsUpToDate) {
@@ -292,13 +274,29 @@ TEST_F(EngineTest, ReportsAFileBeyondTheLimit) {
   expectFailure(Failure::kLimit, "a: is larger than allowed");
 }
 
-TEST_F(EngineTest, ReportsEntriesThatItPassesOver) {
+TEST_F(EngineTest, PlansTheRemovalOfWhatIsInTheWay) {
+  publish("one", {{"a", "aa"}, {"b", "b"}});
+  runWell();
+  publish("two", {{"a/c", "cc"}});
+  Plan plan;
+  EXPECT_EQ(open().plan(plan).status, Status::kUpdateAvailable);
+  EXPECT_EQ(plan.removed.files, 1);
+  EXPECT_EQ(plan.removed.bytes, 2);
+  EXPECT_EQ(plan.withdrawn.files, 1);
+  EXPECT_EQ(plan.withdrawn.bytes, 1);
+  const Result result = run();
+  EXPECT_EQ(result.status, Status::kDone);
+  EXPECT_THAT(result.removedPaths, ElementsAre("a"));
+}
+
+TEST_F(EngineTest, FailsForWhatSomethingElseLiesInThePlaceOf) {
   publish("one", {{"a", "a"}, {"b", "b"}});
   fs::create_directories(fs::u8path(directory_ / "copy/a"));
-  runWell();
+  expectFailure(Failure::kDisk, "a: its place is a folder");
   EXPECT_THAT(observer_.lines, IsSupersetOf({"warning: Passed over \"a\": its place is a folder",
                                              "file: passed over a -1 its place is a folder"}));
   EXPECT_EQ(copied("b"), "b");
+  EXPECT_FALSE(fs::exists(fs::u8path(directory_ / "copy/id.txt")));
 }
 
 TEST_F(EngineTest, RefusesASubPathThatLeavesTheLibrary) {
