@@ -19,7 +19,7 @@ class PublishedLibrary {
   std::string address() const { return server_.address() + path_; }
 
   /// Publishes these files, and nothing else, under the stamp.
-  void publish(const std::string& stamp, const Files& files) {
+  void publish(const std::string& stamp, const Files& files, bool hasDigests = true) {
     for (const auto& [name, content] : files_)
       server_.remove(path_ + "/" + name);
     files_ = files;
@@ -29,8 +29,9 @@ class PublishedLibrary {
       mtlupdate::Sha256 sha256;
       sha256.update(content);
       list += (list.size() > 1 ? ",{\"path\":\"" : "{\"path\":\"") + name +
-              "\",\"size\":" + std::to_string(content.size()) + ",\"sha256\":\"" +
-              mtlupdate::hexText(sha256.finish()) + "\"}";
+              "\",\"size\":" + std::to_string(content.size());
+      if (hasDigests) list += ",\"sha256\":\"" + mtlupdate::hexText(sha256.finish()) + "\"";
+      list += "}";
     }
     server_.serve(path_ + "/filelist.json", list + "]\n");
     server_.serve(path_ + "/id.txt", stamp);

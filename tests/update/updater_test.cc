@@ -6,13 +6,13 @@
 
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "fast_timing.h"
+#include "support/published_library.h"
 #include "support/scripted_server.h"
 #include "support/temp_dir.h"
 #include "update/lock.h"
@@ -26,34 +26,18 @@ using testing::UnorderedElementsAre;
 using Kind = Failure::Kind;
 namespace fs = std::filesystem;
 
-using Files = std::map<std::string, std::string>;
+using Files = PublishedLibrary::Files;
 
 class UpdaterTest : public testing::Test, protected UpdateObserver {
  protected:
   UpdaterTest() {
-    options_.session.address = server_.address() + "/lib";
+    options_.session.address = library_.address();
     options_.session.proxy = "";
     options_.folder = dir_ / "copy";
   }
 
-  /// Publishes these files, and nothing else, under the stamp.
   void publish(const std::string& stamp, const Files& files, bool hasDigests = true) {
-    for (const auto& [path, content] : published_)
-      server_.remove("/lib/" + path);
-    published_ = files;
-    std::string list = "[";
-    for (const auto& [path, content] : files) {
-      server_.serve("/lib/" + path, content);
-      Sha256 sha256;
-      sha256.update(content);
-      list += (list.size() > 1 ? "," : "") + std::string("{\"path\": \"") + path +
-              "\", \"size\": " + std::to_string(content.size());
-      if (hasDigests) list += ", \"sha256\": \"" + hexText(sha256.finish()) + "\"";
-      list += "}";
-    }
-    list_ = list + "]\n";
-    server_.serve("/lib/filelist.json", list_);
-    server_.serve("/lib/id.txt", stamp);
+    library_.publish(stamp, files, hasDigests);
   }
 
   Outcome update() {
@@ -110,11 +94,10 @@ class UpdaterTest : public testing::Test, protected UpdateObserver {
   TempDir dir_;
   FastTiming timing_;
   ScriptedServer server_;
+  PublishedLibrary library_{server_, "/lib"};
   UpdateOptions options_;
   UpdateResult result_;
   Failure failure_{Kind::kUsage};
-  Files published_;
-  std::string list_;
   std::function<bool()> goOn_;
   std::function<void()> onSecondLook_;
   int secondLooks_ = 0;
