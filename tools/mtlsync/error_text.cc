@@ -18,8 +18,6 @@ namespace {
 
 constexpr const char* kOwnTag = "mtlsync";
 constexpr const char* kKitTag = "mtlhost";
-constexpr std::string_view kKitsAdvice = "moduleFile names it";
-constexpr std::string_view kOwnAdvice = "--module FILE names it";
 constexpr const char* kConnectionErrorTag = "HttpGetter::responseErrorCb";
 constexpr const char* kConnectionErrorFormat =
     "Connection error: reason=%d extraF=%x underlying=%d";
@@ -63,13 +61,7 @@ ErrorEntry ownError(std::string message) {
 
 ErrorEntries asOwn(ErrorEntries entries) {
   for (ErrorEntry& entry : entries) {
-    if (entry.tag != kKitTag) continue;
-    entry.tag = kOwnTag;
-    const std::size_t begin =
-        entry.message.size() - std::min(entry.message.size(), kKitsAdvice.size());
-    if (entry.message.compare(begin, std::string::npos, kKitsAdvice) == 0) {
-      entry.message.replace(begin, std::string::npos, kOwnAdvice);
-    }
+    if (entry.tag == kKitTag) entry.tag = kOwnTag;
   }
   return entries;
 }
