@@ -8,7 +8,7 @@ code_of cpp "$1/docs/hosts.md" >"$folder/host.cc"
 "$3" -std=c++17 -Wall -Wextra -Wpedantic -Werror -I "$1/include" -I "$1/host/include" \
   "$folder/host.cc" "$2/../host/libmtllib_host.a" -o "$folder/cpp_host" \
   -L "$2" -lkrell_networking -ljsoncpp -lcrypto -pthread -ldl
-LD_LIBRARY_PATH=$2 "$folder/cpp_host" "$2/libmtllib.so" "$address" "$folder/cpp_copy"
+LD_LIBRARY_PATH=$2 "$folder/cpp_host" "$address" "$folder/cpp_copy"
 expect_copy "$folder/cpp_copy"
 
 code_of c "$1/docs/hosts.md" >"$folder/host.c"
