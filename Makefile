@@ -124,7 +124,7 @@ mutate:
 	scripts/install-deps --mutate
 	scripts/mutate
 
-# A quarter of an hour; with BENCH_OPTIONS="--quick" a minute, and the document stays as it is.
+# Twenty-five minutes; with BENCH_OPTIONS="--quick" a minute and a half, and the document stays as it is.
 BENCH_OPTIONS = --document docs/performance.md
 bench: bench-programs
 	scripts/install-deps --bench

@@ -12,6 +12,8 @@ import random
 import sys
 import tempfile
 
+from cuts import measure_cuts
+from engine import measure_commit, measure_plan
 from limits import measure_limits
 from matching import measure_matching_stamps
 from picture import draw
@@ -19,8 +21,9 @@ from report import print_tables, write_document
 from results import Results
 from scale import measure_lists
 from server import Authority, delayed_network, nginx
-from sets import FULL, QUICK
-from tools import Mtlsync, peers
+from sets import FULL, KIB, MIB, QUICK, FileSet
+from tools import ours, peers, updating_peers
+from updates import measure_updates
 
 
 def parse_arguments():
@@ -30,8 +33,11 @@ def parse_arguments():
                         help="folder of the built mtlsync, mtlpublish, delay_line and "
                         "bench_micro")
     parser.add_argument("--rounds", type=int, metavar="N", help="of each measurement")
-    parser.add_argument("--sets", metavar="A,B", help="only these: small, medium, large, wan")
+    parser.add_argument("--sets", metavar="A,B", help="only these: small, medium, large, "
+                        "large without digests, wan, updates")
     parser.add_argument("--tools", metavar="A,B", help="only these beside mtlsync")
+    parser.add_argument("--disk", type=pathlib.Path, metavar="DIR", default=pathlib.Path("/var/tmp"),
+                        help="a folder on a disk, to measure the commit on (default: /var/tmp)")
     parser.add_argument("--folder", type=pathlib.Path, metavar="DIR",
                         default=pathlib.Path("/dev/shm"), help="where to work; a disk would be "
                         "measured with the tools (default: /dev/shm, which is in memory)")
@@ -42,12 +48,12 @@ def parse_arguments():
 
 
 def measure_set(file_set, tools, rounds, work, authority, programs, results):
-    """All tools over HTTP and HTTPS, `rounds` times each."""
-    library = file_set.publish(work / file_set.name, programs)
+    """All tools over the schemes of the set, `rounds` times each."""
+    library = file_set.publish(work / "library", programs)
     network = delayed_network(programs, file_set.round_trip) if file_set.round_trip \
         else contextlib.nullcontext()
     with network as network, nginx(library.folder, authority, work, network) as server:
-        for scheme in ("http", "https"):
+        for scheme in file_set.schemes:
             for _ in range(rounds):
                 for tool in random.sample(tools, len(tools)):
                     usage = tool.fetch(library, server.address(scheme), work / "copy", network)
@@ -58,23 +64,41 @@ def measure_set(file_set, tools, rounds, work, authority, programs, results):
     library.remove()
 
 
+def measure_keeping(mtlsync, tools, arguments, rounds, work, authority, results):
+    """What comes after the first run."""
+    programs = arguments.programs.resolve()
+    count = 2_000 if arguments.quick else 20_000
+    measure_updates(FileSet("updates", count, 4 * KIB, folders=count // 100), tools, rounds, work,
+                    authority, programs, results)
+    results.plan = measure_plan(FileSet("plan", 100_000, 16, folders=1_000), mtlsync, rounds,
+                                work, authority, programs)
+    results.cuts = measure_cuts(FileSet("cuts", 1, 200 * MIB, folders=1), mtlsync, work, programs)
+    with tempfile.TemporaryDirectory(prefix="mtllib-bench-", dir=arguments.disk) as disk:
+        results.commit = measure_commit(FileSet("commit", 1_000, 4 * KIB, folders=10), mtlsync,
+                                        rounds, work, pathlib.Path(disk), authority, programs)
+
+
 def main():
     arguments = parse_arguments()
     sets = QUICK if arguments.quick else FULL
-    if arguments.sets:
-        sets = [s for s in sets if s.name in arguments.sets.split(",")]
+    wanted = arguments.sets.split(",") if arguments.sets else None
+    sets = [s for s in sets if not wanted or s.name in wanted]
     rounds = arguments.rounds or (2 if arguments.quick else 5)
     programs = arguments.programs.resolve()
     results = Results(rounds, sets)
     with tempfile.TemporaryDirectory(prefix="mtllib-bench-", dir=arguments.folder) as name:
         work = pathlib.Path(name)
         authority = Authority(work)
+        mtlsync, module = ours(programs, authority)
         tools = [tool for tool in peers(authority)
                  if not arguments.tools or tool.name in arguments.tools.split(",")]
-        ours = Mtlsync(programs, authority)
         for file_set in sets:
-            measure_set(file_set, [ours, *tools], rounds, work, authority, programs, results)
-        results.matching = measure_matching_stamps(ours, work)
+            measure_set(file_set, [mtlsync, module, *tools], rounds, work, authority, programs,
+                        results)
+        if not wanted or "updates" in wanted:
+            measure_keeping(mtlsync, [mtlsync, module, *updating_peers(authority)], arguments,
+                            rounds, work, authority, results)
+        results.matching = measure_matching_stamps(mtlsync, work)
     if not arguments.quick:
         results.lists = list(measure_lists(programs))
     print_tables(results, sys.stdout)

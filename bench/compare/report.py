@@ -6,7 +6,8 @@ import platform
 import re
 import subprocess
 
-from results import OURS
+from aims import AIMS, steps
+from results import MODULE, OURS
 
 TEMPLATE = pathlib.Path(__file__).with_name("performance.md.in")
 FIGURES = ("wall", "cpu", "memory")
@@ -19,29 +20,52 @@ def table(head, rows):
 
 def ratio_table(results, with_aims):
     """Each figure of ours as a part of the best peer's, and what is aimed at, if asked for."""
-    aims = {file_set.name: file_set.aims for file_set in results.sets}
 
-    def cell(row, figure, aim):
-        text = f"{results.ratio(row, figure):.2f} ({results.best_peer(row, figure)})"
+    def cell(row, tool, figure, aim):
+        text = f"{results.ratio(row, tool, figure):.2f} ({results.best_peer(row, figure)})"
         return text + (f", aim {aim:.2f}" if aim and with_aims else "")
 
-    return table(["set", "wall time", "CPU time", "peak memory"],
-                 [[" ".join(row), *(cell(row, figure, aim)
-                                    for figure, aim in zip(
-                                        FIGURES, (*aims[row[0]].get(row[1], (None, None)), None)))]
-                  for row in results.rows()])
+    def cells(row, tool):
+        aims = (*AIMS[tool].get(row, (None, None)), None)
+        return [cell(row, tool, figure, aim) for figure, aim in zip(FIGURES, aims)]
+
+    return table(["set", "", "wall time", "CPU time", "peak memory"],
+                 [[" ".join(row), tool, *cells(row, tool)]
+                  for row in results.rows() for tool in (OURS, MODULE)])
+
+
+def medians(results, row, tool):
+    wall, cpu, memory = (results.median(row, tool, figure) for figure in FIGURES)
+    return f"{wall:.2f} s, {cpu:.2f} s, {memory:.0f} MiB"
+
+
+def rows_of_sets(results):
+    """Those of first runs."""
+    names = [file_set.name for file_set in results.sets]
+    return [row for row in results.rows() if row[0] in names]
 
 
 def median_table(results):
     """Every tool's medians."""
-
-    def cell(row, tool):
-        wall, cpu, memory = (results.median(row, tool, figure) for figure in FIGURES)
-        return f"{wall:.2f} s, {cpu:.2f} s, {memory:.0f} MiB"
-
-    tools = results.tools()
+    rows = rows_of_sets(results)
+    tools = list(dict.fromkeys(tool for row in rows for tool in results.tools(row)))
     return table(["set", *tools],
-                 [[" ".join(row), *(cell(row, tool) for tool in tools)] for row in results.rows()])
+                 [[" ".join(row), *(medians(results, row, tool) for tool in tools)]
+                  for row in rows])
+
+
+def update_table(results):
+    """What each tool asked for and took when it kept a copy up to date."""
+    return table(["", "tool", "requests", "bytes", "wall time, CPU time, peak memory"],
+                 [[work, tool, f"{traffic.requests:,}", f"{traffic.size:,}",
+                   medians(results, (work, "http"), tool)]
+                  for (work, tool), traffic in sorted(results.traffic.items())])
+
+
+def step_table(results):
+    return table(["", "measured", "aim"],
+                 [[step.name, step.text(step.measured), step.text(step.aim)]
+                  for step in steps(results)])
 
 
 def limit_lines(results):
@@ -57,7 +81,7 @@ def limit_lines(results):
         reached = small.count * small.size / results.median(("small", "http"), OURS, "wall")
         yield (f"- small http: {reached / 1e6:.0f} MB/s saved; `cp -r` copies the same files "
                f"with {results.limits['copy'] / 1e6:.0f} MB/s.")
-    for row in results.rows():
+    for row in rows_of_sets(results):
         file_set = sets[row[0]]
         if file_set.round_trip:
             floor = file_set.count / 5 * file_set.round_trip
@@ -72,11 +96,11 @@ def limit_lines(results):
 
 
 def memory_lines(results):
-    """The peaks, and the five largest bodies in them."""
+    """The peaks of the module, and the five largest bodies in them."""
     sets = {file_set.name: file_set for file_set in results.sets}
-    for row in results.rows():
+    for row in rows_of_sets(results):
         bodies = 5 * sets[row[0]].size / 2**20
-        peak = results.median(row, OURS, "memory")
+        peak = results.median(row, MODULE, "memory")
         yield f"- {' '.join(row)}: {peak:.1f} MiB, of which {bodies:,.1f} MiB may be bodies"
 
 
@@ -89,6 +113,7 @@ def list_table(results):
 def print_tables(results, stream):
     print(f"mtlsync to the best peer, medians of {results.rounds}:\n", file=stream)
     print(ratio_table(results, with_aims=True), file=stream)
+    print("\n" + step_table(results), file=stream)
     print("\nWall time, CPU time, peak memory:\n", file=stream)
     print(median_table(results), file=stream)
     print("\n" + "\n".join(limit_lines(results)), file=stream)
@@ -120,5 +145,6 @@ def write_document(results, file):
     file.write_text(TEMPLATE.read_text().format(
         date=datetime.date.today().isoformat(), machine=machine(), versions=versions(),
         rounds=results.rounds, ratios=ratio_table(results, with_aims=False), medians=median_table(results),
+        updates=update_table(results), steps=step_table(results),
         limits="\n".join(limit_lines(results)), memory="\n".join(memory_lines(results)),
         lists=list_table(results)))

@@ -4,6 +4,7 @@ import collections
 import statistics
 
 OURS = "mtlsync"
+MODULE = "mtlsync --module"
 
 
 class Results:
@@ -12,6 +13,12 @@ class Results:
         self.sets = sets
         self.limits = {}
         self.matching = {}
+        self.traffic = {}  # by work and tool
+        self.least = 0  # bytes that a client must fetch when one file has changed
+        self.files_read = None  # of the copy, when nothing is new
+        self.plan = {}
+        self.cuts = None
+        self.commit = None
         self.lists = []
         self._usages = collections.defaultdict(list)
 
@@ -27,18 +34,19 @@ class Results:
         return [(scheme, name) for scheme in ("http", "https")
                 if (name := f"{scheme} requests") in self.limits]
 
-    def tools(self):
-        """Ours first."""
-        return sorted({tool for _, _, tool in self._usages}, key=lambda tool: (tool != OURS, tool))
+    def tools(self, row=None):
+        """Ours first; those measured in one row, or in any."""
+        found = {tool for *measured, tool in self._usages if row in (None, tuple(measured))}
+        return sorted(found, key=lambda tool: (tool != OURS, tool != MODULE, tool))
 
     def median(self, row, tool, figure):
         return statistics.median(getattr(usage, figure) for usage in self._usages[*row, tool])
 
     def best_peer(self, row, figure):
         """The peer with the lowest median; None without peers."""
-        return min((tool for tool in self.tools() if tool != OURS), default=None,
+        return min((tool for tool in self.tools(row) if tool not in (OURS, MODULE)), default=None,
                    key=lambda tool: self.median(row, tool, figure))
 
-    def ratio(self, row, figure):
-        """Our median to that of the best peer."""
-        return self.median(row, OURS, figure) / self.median(row, self.best_peer(row, figure), figure)
+    def ratio(self, row, tool, figure):
+        """The tool's median to that of the best peer."""
+        return self.median(row, tool, figure) / self.median(row, self.best_peer(row, figure), figure)

@@ -24,7 +24,8 @@ events {{ worker_connections 1024; }}
 http {{
   client_body_temp_path {work}/nginx; proxy_temp_path {work}/nginx;
   fastcgi_temp_path {work}/nginx; uwsgi_temp_path {work}/nginx; scgi_temp_path {work}/nginx;
-  access_log off;
+  log_format counted '$bytes_sent $request_uri';
+  access_log {log};
   sendfile on; tcp_nopush on; keepalive_requests 1000000000;
   server {{
     listen {host}:{http};
@@ -73,14 +74,15 @@ def free_port():
 
 
 @contextlib.contextmanager
-def nginx(library, authority, work, network=None):
-    """A server of the files in `library`, with two workers and without a log."""
+def nginx(library, authority, work, network=None, log=None):
+    """A server of the files in `library`, with two workers and without a log; or with one that
+    has the bytes and the address of each answer."""
     host = network.server if network else "127.0.0.1"
     server = Server(host, free_port(), free_port())
     configuration = work / "nginx.conf"
     configuration.write_text(CONFIGURATION.format(
         work=authority.certificate.parent, library=library, host=host, http=server.http,
-        https=server.https))
+        https=server.https, log=f"{log} counted" if log else "off"))
     command = ["/usr/sbin/nginx", "-p", str(work), "-c", str(configuration)]
     if network:
         command = ["ip", "netns", "exec", SERVER_NAMESPACE, *command]

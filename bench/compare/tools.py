@@ -5,6 +5,7 @@ import subprocess
 import sys
 
 from measure import run, warm_memory
+from results import MODULE, OURS
 
 
 class Tool:
@@ -20,6 +21,12 @@ class Tool:
         raise NotImplementedError
 
     def fetch(self, library, address, copy, network):
+        usage = self.update(library, address, copy, network)
+        shutil.rmtree(copy)
+        return usage
+
+    def update(self, library, address, copy, network=None):
+        """The same, for a copy that is there already and stays."""
         command = self.command(library, address, copy)
         if network:
             command = network.inside(command)
@@ -27,13 +34,12 @@ class Tool:
         warm_memory(2 * library.size)
         usage = run(command, self.environment)
         different = subprocess.run(
-            ["diff", "-r", "-q", "-x", "id.txt", "-x", "filelist.json",
+            ["diff", "-r", "-q", "-x", "id.txt", "-x", "filelist.json", "-x", ".mtllib",
              "-x", ".mtlpublish-cache", library.folder, copy],
             stdout=subprocess.PIPE, text=True, check=False)
         if different.returncode != 0:
             sys.exit(f"{self.name} wrote other files than those published:\n"
                      + different.stdout[:2000])
-        shutil.rmtree(copy)
         return usage
 
     @staticmethod
@@ -45,7 +51,8 @@ class Tool:
 
 
 class Mtlsync(Tool):
-    name = "mtlsync"
+    name = OURS
+    options = []
 
     def __init__(self, programs, authority):
         super().__init__(authority)
@@ -53,7 +60,17 @@ class Mtlsync(Tool):
         self.environment = {"CURL_CA_BUNDLE": str(authority.certificate)}
 
     def command(self, library, address, copy):
-        return [self.program, "-q", "--no-proxy", address, copy]
+        return [self.program, "-q", "--no-proxy", *self.options, address, copy]
+
+
+class Module(Mtlsync):
+    """As mtlsync, by the plug-in."""
+
+    name = MODULE
+
+    def __init__(self, programs, authority):
+        super().__init__(programs, authority)
+        self.options = ["--module", programs / "libmtllib.so"]
 
 
 class Curl(Tool):
@@ -80,10 +97,12 @@ class Aria2(Tool):
 
 class Wget2(Tool):
     name = "wget2"
+    options = []
 
     def command(self, library, address, copy):
         urls = self.write_lines(copy, (f"{address}/{name}" for name in library.names))
-        return ["wget2", "--no-config", "--quiet", "--max-threads=5", "--force-directories",
+        return ["wget2", "--no-config", "--quiet", "--max-threads=5", *self.options,
+                "--force-directories",
                 "--no-host-directories", "--cut-dirs=1", f"--directory-prefix={copy}",
                 f"--ca-certificate={self.authority.certificate}", f"--input-file={urls}"]
 
@@ -98,5 +117,21 @@ class Rclone(Tool):
                 "--ca-cert", self.authority.certificate, ":http:", copy]
 
 
+class NewerOnly(Wget2):
+    """Asks for the time of each file."""
+
+    name = "wget2 -N"
+    options = ["--timestamping"]
+
+
+def ours(programs, authority):
+    return [Mtlsync(programs, authority), Module(programs, authority)]
+
+
 def peers(authority):
     return [Curl(authority), Aria2(authority), Wget2(authority), Rclone(authority)]
+
+
+def updating_peers(authority):
+    """Those that fetch what has changed."""
+    return [NewerOnly(authority), Rclone(authority)]
