@@ -17,7 +17,6 @@ namespace mtlupdate {
 
 namespace {
 
-constexpr const char* kNewState = ".mtllib/state.new";
 constexpr const char* kNewStamp = ".mtllib/stamp.new";
 
 std::string folderOf(std::string_view path) {
@@ -63,7 +62,7 @@ class Commit {
   }
 
   Outcome prepareFiles() {
-    if (Outcome failure = makeFolder(kNewState)) return failure;
+    if (Outcome failure = makeFolder(kNewStateFile)) return failure;
     if (Outcome failure = makeFolder(stampPath_)) return failure;
     isWayFree_ = plan_.foldersInTheWay.empty() &&
                  std::none_of(plan_.withdrawn.begin(), plan_.withdrawn.end(),
@@ -122,12 +121,13 @@ class Commit {
     plan_.next.address = target_.address;
     plan_.next.subPath = target_.subPath;
     plan_.next.stamp = target_.stamp;
-    if (Outcome failure = writeOwnFile(folder_, kNewState, stateBytes(plan_.next))) return failure;
+    if (Outcome failure = writeOwnFile(folder_, kNewStateFile, stateBytes(plan_.next)))
+      return failure;
     return writeOwnFile(folder_, kNewStamp, target_.stamp);
   }
 
   Outcome flush() {
-    std::vector<std::string> files{kNewState, kNewStamp};
+    std::vector<std::string> files{kNewStateFile, kNewStamp};
     if (target_.hasNewList) files.emplace_back(kNewListFile);
     for (const Placement& placement : placements_)
       files.push_back(placement.from);
@@ -218,7 +218,7 @@ class Commit {
     // Its folder has gone with the last withdrawn file if there was nothing else in it.
     lastFolder_.clear();
     if (Outcome failure = makeFolder(stampPath_)) return failure;
-    if (Outcome failure = rename(kNewState, kStateFile)) return failure;
+    if (Outcome failure = rename(kNewStateFile, kStateFile)) return failure;
     if (target_.hasNewList) {
       if (Outcome failure = rename(kNewListFile, kListFile)) return failure;
     }
@@ -250,7 +250,7 @@ Outcome commit(Folder& folder, Plan& plan, const StagedContents& staged, const C
 }
 
 bool isUnfinished(Folder& folder) {
-  for (const char* path : {kNewListFile, kNewState, kNewStamp}) {
+  for (const char* path : {kNewListFile, kNewStateFile, kNewStamp}) {
     Look look;
     if (folder.look(path, look) || look.kind != FileKind::kNone) return true;
   }

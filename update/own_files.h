@@ -18,6 +18,8 @@ inline constexpr const char* kLockFile = ".mtllib/lock";
 inline constexpr const char* kStageFolder = ".mtllib/stage";
 /// What the last update left.
 inline constexpr const char* kStateFile = ".mtllib/state";
+/// What the next one will have, from before it places the first file until it has placed all.
+inline constexpr const char* kNewStateFile = ".mtllib/state.new";
 /// The text of the list that the last update followed.
 inline constexpr const char* kListFile = ".mtllib/filelist.json";
 

@@ -15,6 +15,7 @@ namespace mtlupdate {
 namespace {
 
 constexpr std::string_view kFormat = "mtllib state 1\n";
+constexpr const char* kPartOfState = ".mtllib/state.part";
 constexpr std::uint8_t kPlaced = 1;
 constexpr std::uint8_t kDigested = 2;
 
@@ -105,6 +106,12 @@ KnownFile takeFile(Pieces& pieces) {
   return file;
 }
 
+State stateIn(Folder& folder, const char* path) {
+  std::string bytes;
+  if (readOwnFile(folder, path, bytes)) return {};
+  return stateFrom(bytes).value_or(State());
+}
+
 }  // namespace
 
 void State::add(const KnownFile& file) {
@@ -169,9 +176,27 @@ std::optional<State> stateFrom(std::string_view bytes) {
 }
 
 State readState(Folder& folder) {
-  std::string bytes;
-  if (readOwnFile(folder, kStateFile, bytes)) return {};
-  return stateFrom(bytes).value_or(State());
+  State state = stateIn(folder, kStateFile);
+  const State placed = stateIn(folder, kNewStateFile);
+  for (const KnownFile& file : placed.files()) {
+    Look look;
+    const bool isPlaced = !folder.look(file.path, look) && look.kind == FileKind::kFile &&
+                          look.blockedBy.empty() && look.identity == file.identity;
+    if (isPlaced) state.add(file);
+  }
+  return state;
+}
+
+Outcome keepPlacedFiles(Folder& folder) {
+  Look look;
+  if (folder.look(kNewStateFile, look) || look.kind == FileKind::kNone) return {};
+  if (Outcome failure = writeOwnFile(folder, kPartOfState, stateBytes(readState(folder)))) {
+    return failure;
+  }
+  std::error_code error = folder.flush({kPartOfState});
+  if (!error) error = folder.replace(kPartOfState, kStateFile);
+  if (error) return diskFailure("cannot be replaced", kStateFile, error);
+  return {};
 }
 
 }  // namespace mtlupdate

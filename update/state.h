@@ -53,8 +53,13 @@ std::string stateBytes(const State& state);
 /// version.
 std::optional<State> stateFrom(std::string_view bytes);
 
-/// Reads the state of the copy; an empty one when there is none or it is damaged.
+/// Reads the state of the copy; an empty one when there is none or it is damaged. Files that an
+/// update has placed that was cut are part of it.
 State readState(Folder& folder);
+
+/// Makes those files part of the state file, so that the next update may be cut, too. Whoever
+/// calls has the lock.
+Outcome keepPlacedFiles(Folder& folder);
 
 }  // namespace mtlupdate
 

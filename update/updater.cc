@@ -259,6 +259,7 @@ Outcome Updater::Run::update(bool repairs, UpdateResult& result) {
     if (Outcome failure = openFolder(true)) return failure;
     if (Outcome failure = lock()) return failure;
   }
+  if (Outcome failure = keepPlacedFiles(folder_)) return failure;
   Outcome failure = bring(false, repairs, result);
   if (!failure || !isWorthASecondLook(*failure)) return failure;
   observer_.onSecondLook(*failure);

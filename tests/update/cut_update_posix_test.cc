@@ -32,6 +32,14 @@ class CutUpdate : public testing::Test {
     return runProcess({LOCAL_UPDATE, dir / "copy", std::to_string(release)}, environment);
   }
 
+  /// Kills the update at this write, unless it makes fewer.
+  ProcessResult cutAt(int point, int release) {
+    return run(release, {{"LD_PRELOAD", WRITE_POINTS},
+                         {"ASAN_OPTIONS", "verify_asan_link_order=0"},
+                         {"WRITE_POINTS_BELOW", dir / "copy"},
+                         {"WRITE_POINTS_AT", std::to_string(point)}});
+  }
+
   /// The copy without what the engine keeps for itself, and whether contents are staged.
   Tree tree(bool& isStaged) {
     Tree found;
@@ -72,10 +80,7 @@ TEST_F(CutUpdate, IsFinishedByTheNextRunWhereverItIsKilled) {
   int points = 0;
   for (int release = 1;; ++release) {
     const std::string where = "at write " + std::to_string(release);
-    const ProcessResult result = run(release, {{"LD_PRELOAD", WRITE_POINTS},
-                                               {"ASAN_OPTIONS", "verify_asan_link_order=0"},
-                                               {"WRITE_POINTS_BELOW", dir / "copy"},
-                                               {"WRITE_POINTS_AT", std::to_string(release)}});
+    const ProcessResult result = cutAt(release, release);
     if (result.exitCode == 0) {
       points = release - 1;
       expectComplete(release, where);
@@ -88,6 +93,19 @@ TEST_F(CutUpdate, IsFinishedByTheNextRunWhereverItIsKilled) {
     expectComplete(release, where);
   }
   EXPECT_GT(points, 30) << "so that all steps were among them";
+}
+
+TEST_F(CutUpdate, IsKnownToTheNextOneAlsoOfAnotherReleaseAndCutAsWell) {
+  constexpr int kStep = 7;
+  int release = 0;
+  for (int point = 1; cutAt(point, ++release).exitCode != 0; ++point) {
+    const std::string where = "at write " + std::to_string(point);
+    ++release;
+    cutAt(point * kStep % 40 + 1, release);
+    ASSERT_EQ(run(++release).exitCode, 0) << where;
+    expectComplete(release, where);
+    ASSERT_LT(point, 500);
+  }
 }
 
 TEST_F(CutUpdate, LeavesTheOldCopyWhenTheFolderCannotBeWritten) {

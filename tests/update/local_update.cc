@@ -42,6 +42,7 @@ Outcome update(const std::string& name, int release) {
   if (folder.open(name, true)) return mtlupdate::Failure{mtlupdate::Failure::Kind::kDisk, "folder"};
   mtlupdate::Lock lock;
   if (Outcome failure = lock.take(folder)) return failure;
+  if (Outcome failure = mtlupdate::keepPlacedFiles(folder)) return failure;
   mtlupdate::CommitTarget target;
   target.stamp = madeUpStamp(release);
   const auto files = madeUpLibrary(release);
