@@ -1,12 +1,13 @@
 #!/bin/bash
-# Disks that fail under the module: each run ends with a message that says why and leaves the
-# old stamp, and the next run on a healthy disk makes everything good.
+# Disks that fail: each run ends with a message that says why and leaves the old stamp, and the
+# next run on a healthy disk makes everything good. First under the module, then under the engine.
 # usage: disks.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/nginx.sh"
 bin=$2
 target=$folder/disk/copy
 . "$1/tests/system/write_points.sh"
+. "$1/tests/system/releases.sh"
 by_module=(--module "$bin/libmtllib.so")
 
 mkdir -p "$folder/library/maps" "$folder/disk"
@@ -121,4 +122,158 @@ for point in 1 2 $((RANDOM % points + 1)) $((RANDOM % points + 1)) $((points - 2
   [ "$point" -ne 2 ] || [ -d "$target" ] || fail "nothing was saved after change $point"
   rm -rf "$target"
   expect_repair
+done
+
+# The engine: whatever fails and when, each file stays whole, and the next run finishes.
+# DISK_POINTS (4) says at how many moments the disk fills up; a thorough run takes 50.
+moments=${DISK_POINTS:-4}
+stop_nginx
+rm -rf "$folder/library" "$target"
+make_releases 40
+publish_release 1
+start_nginx "$folder/library"
+
+update() {
+  "${update[@]}" "http://127.0.0.1:$http_port/lib" "$target"
+}
+update=("$bin/mtlsync" -q --no-proxy --prune-most)
+
+# begin_with_copy: of release 1, to be brought to release 2.
+begin_with_copy() {
+  rm -rf "$target"
+  publish_release 1
+  update || fail "the first run fails"
+  publish_release 2
+}
+
+# expect_failure WORDS COMMAND...: of the disk, and the copy is as good as it was.
+expect_failure() {
+  expect 4 "${@:2}"
+  expect_text "$1"
+  expect_old_or_new "$target" 1 2
+}
+
+expect_finish() {
+  update || fail "the next run fails"
+  expect_release "$target" 2
+}
+
+# fill_disk: not a byte more fits; fill_names: not a file more.
+fill_disk() {
+  dd if=/dev/zero of="$folder/disk/filling" bs=1M 2>/dev/null || true
+  dd if=/dev/zero of="$folder/disk/filling" bs=512 oflag=append conv=notrunc 2>/dev/null || true
+}
+fill_names() {
+  mkdir -p "$folder/disk/names"
+  i=0
+  while { : >"$folder/disk/names/$((i++))"; } 2>/dev/null; do :; done
+}
+make_room() {
+  rm -rf "$folder/disk/filling" "$folder/disk/names"
+}
+
+# fill_at_moments FILL: each run ends with status 4 where it was filled too early, and else well.
+fill_at_moments() {
+  local i point failed=0
+  begin_with_copy
+  changes=$(count_points "${update[@]}" "http://127.0.0.1:$http_port/lib" "$target")
+  for ((i = 0; i < moments; i++)); do
+    point=$((1 + (i * changes + RANDOM % changes) / moments))
+    begin_with_copy
+    stop_at $((point < changes ? point : changes)) \
+      "${update[@]}" "http://127.0.0.1:$http_port/lib" "$target"
+    "$1"
+    kill -CONT $client
+    status=0
+    wait $client || status=$?
+    (expect_old_or_new "$target" 1 2) || fail "$1 at change $point"
+    case $status in
+      0) expect_release "$target" 2 ;;
+      4)
+        failed=$((failed + 1))
+        grep -qE "No space left on device|too little room" "$folder/err" ||
+          fail "$1 at change $point: $(cat "$folder/err")"
+        ;;
+      *) fail "$1 at change $point: exit status $status: $(cat "$folder/err")" ;;
+    esac
+    make_room
+    expect_finish
+  done
+  echo "$1 on $(stat -fc %T "$folder/disk"): $failed of $moments runs failed, of $changes changes"
+  [ "$failed" -gt 0 ] || fail "no run has noticed it"
+}
+
+! mountpoint -q "$folder/disk" || umount "$folder/disk"
+if mount -t tmpfs -o size=6m,nr_inodes=400 tmpfs "$folder/disk" 2>/dev/null; then
+  begin_with_copy
+  mount -o remount,ro "$folder/disk"
+  expect_failure "Read-only file system" update
+  mount -o remount,rw "$folder/disk"
+  expect_finish
+
+  begin_with_copy
+  fill_disk
+  truncate -s -20000 "$folder/disk/filling"
+  expect_failure "too little room: " update
+  grep -qE "too little room: [0-9]+ bytes are needed, and [0-9]+ are free" "$folder/err" ||
+    fail "no figures: $(cat "$folder/err")"
+  make_room
+  expect_finish
+
+  fill_at_moments fill_disk
+  fill_at_moments fill_names
+  umount "$folder/disk"
+
+  # It promises room for what is written, and takes it only later.
+  truncate -s 8M "$folder/image"
+  if PATH=$PATH:/usr/sbin:/sbin mkfs.ext4 -q -m 0 -N 400 "$folder/image" &&
+    mount -o loop "$folder/image" "$folder/disk" 2>/dev/null; then
+    fill_at_moments fill_disk
+    fill_at_moments fill_names
+    umount "$folder/disk"
+  fi
+fi
+
+begin_with_copy
+limited() {
+  (ulimit -f 100 && update)
+}
+expect_failure "File too large" limited
+expect_finish
+
+# Root has no right to pass over permissions, either.
+without_rights=()
+[ "$(id -u)" -ne 0 ] || without_rights=(setpriv --inh-caps=-all --bounding-set=-all)
+for locked in "" .mtllib 2; do
+  begin_with_copy
+  chmod a-w "$target/$locked"
+  expect_failure "Permission denied" "${without_rights[@]}" "${update[@]}" \
+    "http://127.0.0.1:$http_port/lib" "$target"
+  chmod u+w "$target/$locked"
+  expect_finish
+done
+
+for handles in 5 7 8 9 10 12 14 20; do
+  begin_with_copy
+  status=0
+  (ulimit -n $handles && timeout 60 "${update[@]}" "http://127.0.0.1:$http_port/lib" "$target") \
+    2>"$folder/err" || status=$?
+  # With very few, the system's loader has none for the libraries.
+  case $status in
+    0) ;;
+    1 | 3 | 4 | 127) [ -s "$folder/err" ] || fail "with $handles handles: no message" ;;
+    *) fail "with $handles handles: status $status" ;;
+  esac
+  expect_old_or_new "$target" 1 2
+  expect_finish
+done
+
+# A target that is removed in the middle comes back with the next run at the latest.
+for ((i = 0; i < moments; i++)); do
+  begin_with_copy
+  stop_at $((RANDOM % 100 + 1)) "${update[@]}" "http://127.0.0.1:$http_port/lib" "$target"
+  rm -rf "$target"
+  kill -CONT $client
+  wait $client || true
+  expect_finish
 done

@@ -1,24 +1,103 @@
 #!/bin/bash
 # A client, or its server, that is killed at any moment of a run: the new stamp stands only
-# where every file is complete, and the next run makes everything good. KILL_POINTS (20)
-# says how often each; a thorough run takes 200.
+# where every file is complete, and the next run makes everything good, also when the library
+# has moved on meanwhile. KILL_POINTS (6) says how often each; a thorough run takes 500.
 # usage: killed.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/nginx.sh"
 bin=$2
 target=$folder/copy
 . "$1/tests/system/write_points.sh"
-kills=${KILL_POINTS:-20}
-
-mkdir "$folder/library"
-for ((i = 0; i < 300; i++)); do
-  mkdir -p "$folder/library/$((i % 10))"
-  head -c $((i * i % 50000 + 1)) /dev/urandom >"$folder/library/$((i % 10))/$i"
-done
-"$bin/mtlpublish" build "$folder/library" >/dev/null
+. "$1/tests/system/releases.sh"
+kills=${KILL_POINTS:-6}
 
 url() {
   echo "http://127.0.0.1:$http_port/lib"
+}
+
+make_releases 120
+publish_release 1
+make_certificates
+start_nginx "$folder/library"
+
+# The engine: from a copy of release 1, or from nothing, to release 2.
+
+engine=("$bin/mtlsync" -q --no-proxy --prune-most)
+update() {
+  "${engine[@]}" "$(url)" "$target"
+}
+
+# begin_with FROM: nothing, or a copy of release 1.
+begin_with() {
+  from=$1
+  rm -rf "$target"
+  publish_release 1
+  [ "$from" -eq 0 ] || update || fail "the first run fails"
+  publish_release 2
+}
+
+begin_anew() {
+  begin_with $((RANDOM % 4 > 0))
+}
+
+expect_repair() {
+  publish_release $((RANDOM % 3 + 1))
+  update || fail "the next run fails"
+  expect_release "$target" "$(basename "$(readlink "$folder/library")")"
+}
+
+for from in 0 1; do
+  begin_with $from
+  points[from]=$(count_points "${engine[@]}" "$(url)" "$target")
+  expect_release "$target" 2
+done
+echo "The engine makes ${points[0]} changes for a first copy, ${points[1]} for an update"
+
+# Every other one at a moment, and not at a change.
+for ((i = 0; i < kills; i++)); do
+  begin_anew
+  if [ $((i % 2)) -eq 0 ]; then
+    point=$((i < 6 ? points[from] - i / 2 : RANDOM % points[from] + 1))
+    kill_at $point "${engine[@]}" "$(url)" "$target"
+  else
+    point="after $((RANDOM % 80)) ms"
+    "${engine[@]}" "$(url)" "$target" 2>"$folder/err" &
+    sleep "$(printf '0.%03d' "${point//[^0-9]/}")"
+    kill -9 $! 2>/dev/null || true
+    { wait $! || true; } 2>/dev/null
+  fi
+  expect_old_or_new "$target" $from 2
+  expect_repair
+done
+echo "$kills clients killed"
+
+# While files are fetched; what is on its way when the server ends may still arrive.
+failed=0
+for ((i = 0; i < kills; i++)); do
+  begin_anew
+  point=$((RANDOM % (points[from] / 2) + 1))
+  stop_at $point "${engine[@]}" --retries 0 "$(url)" "$target"
+  stop_nginx
+  kill -CONT $client
+  status=0
+  wait $client || status=$?
+  expect_old_or_new "$target" $from 2
+  case $status in
+    0) expect_release "$target" 2 ;;
+    3) failed=$((failed + 1)) ;;
+    *) fail "point $point: exit status $status: $(cat "$folder/err")" ;;
+  esac
+  start_nginx "$folder/library"
+  expect_repair
+done
+echo "$kills servers killed, which ended $failed runs"
+[ $((failed * 4)) -ge $((kills * 3)) ] || fail "too few runs noticed that the server was killed"
+
+# The module: in place, so that files may be cut, but never under the new stamp.
+
+module=("$bin/mtlsync" --module "$bin/libmtllib.so" -q --no-proxy)
+update() {
+  "${module[@]}" "$(url)" "$target"
 }
 
 begin_anew() {
@@ -32,34 +111,31 @@ expect_no_new_stamp() {
 }
 
 expect_repair() {
-  "$bin/mtlsync" -q --no-proxy "$(url)" "$target" || fail "point $point: the next run fails"
+  update || fail "point $point: the next run fails"
   expect_same_tree "$folder/library" "$target"
 }
 
-make_certificates
-start_nginx "$folder/library"
+publish_release 2
 begin_anew
-points=$(count_points "$bin/mtlsync" -q --no-proxy "$(url)" "$target")
-# Each file is made, written and put in its place, and the stamp at last.
-[ "$points" -ge 903 ] || fail "only $points changes"
+changes=$(count_points "${module[@]}" "$(url)" "$target")
+# Each file is made and written, and the stamp at last.
+[ "$changes" -ge 240 ] || fail "only $changes changes"
 
 # The last two are those of the stamp.
 for ((i = 0; i < kills; i++)); do
-  point=$((i < 2 ? points - i : RANDOM % points + 1))
+  point=$((i < 2 ? changes - i : RANDOM % changes + 1))
   begin_anew
-  kill_at $point "$bin/mtlsync" -q --no-proxy "$(url)" "$target"
+  kill_at $point "${module[@]}" "$(url)" "$target"
   expect_no_new_stamp
   expect_repair
 done
-echo "$kills clients killed, each at one of $points changes"
+echo "The module: $kills clients killed, each at one of $changes changes"
 
-# The second half of the changes needs no server: they put the files in their places. What is on its
-# way when the server ends may still arrive; with the last files that is all.
 failed=0
 for ((i = 0; i < kills; i++)); do
-  point=$((RANDOM % (points / 2) + 1))
+  point=$((RANDOM % changes + 1))
   begin_anew
-  stop_at $point "$bin/mtlsync" -q --no-proxy --retries 0 "$(url)" "$target"
+  stop_at $point "${module[@]}" "$(url)" "$target"
   stop_nginx
   kill -CONT $client
   if wait $client; then
@@ -71,5 +147,5 @@ for ((i = 0; i < kills; i++)); do
   start_nginx "$folder/library"
   expect_repair
 done
-echo "$kills servers killed, each at one of $((points / 2)) changes, which ended $failed runs"
+echo "The module: $kills servers killed, each at one of $changes changes, which ended $failed runs"
 [ $((failed * 4)) -ge $((kills * 3)) ] || fail "too few runs noticed that the server was killed"

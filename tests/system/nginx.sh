@@ -108,6 +108,17 @@ END
 # publisher's cache, and what the copy keeps for the next update.
 expect_same_tree() {
   diff -r -x filelist.json -x ".mtlpublish-*" -x .mtllib "$1" "$2" || fail "$2 differs from $1"
+  expect_nothing_unfinished "$2"
+}
+
+# expect_nothing_unfinished COPY: an update left only what it keeps for the next one.
+expect_nothing_unfinished() {
+  for own in "$1"/.mtllib/*; do
+    case ${own##*/} in
+      filelist.json | lock | state | "*") ;;
+      *) fail "$own is left over" ;;
+    esac
+  done
 }
 
 # expect STATUS COMMAND...: runs it with its output in $folder/out and $folder/err.

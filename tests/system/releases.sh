@@ -1,0 +1,64 @@
+# Sourced after nginx.sh, with $bin set: releases of a library that differ in every way, served
+# one at a time, and what a copy is on its way from one to another.
+
+# make_releases [FILES]: releases 1 to 3 of about so many files (100), in $folder/releases. Most
+# stay as they are; some change, some change their path, some come and some go, and one is large.
+make_releases() {
+  local count=${1:-100} release i
+  mkdir -p "$folder/releases/1"
+  for ((i = 0; i < count; i++)); do
+    mkdir -p "$folder/releases/1/$((i % 10))"
+    head -c $((i * i % 50000 + 1)) /dev/urandom >"$folder/releases/1/$((i % 10))/$i.tx"
+  done
+  head -c 300000 /dev/urandom >"$folder/releases/1/large.tx"
+  for release in 2 3; do
+    cp -r "$folder/releases/$((release - 1))" "$folder/releases/$release"
+    cd "$folder/releases/$release"
+    for ((i = release; i < count; i += 3)); do
+      head -c $((i * i % 30000 + release)) /dev/urandom >"$((i % 10))/$i.tx"
+    done
+    head -c $((300000 + release)) /dev/urandom >large.tx
+    mv 9 "moved $release"
+    mkdir 9
+    mv "moved $release/9.tx" "9/was 9.tx"
+    mkdir "only in $release"
+    head -c 3000 /dev/urandom >"only in $release/new.tx"
+    cp "only in $release/new.tx" "only in $release/twice.tx"
+    : >"only in $release/empty.tx"
+    rm -rf "only in $((release - 1))" "$release/1$release.tx"
+    cd - >/dev/null
+  done
+  for release in 1 2 3; do
+    "$bin/mtlpublish" build "$folder/releases/$release" >/dev/null
+    manifest_of "$folder/releases/$release" >"$folder/manifest-$release"
+  done
+}
+
+# manifest_of FOLDER: digest and path of each file that belongs to a copy.
+manifest_of() {
+  (cd "$1" && find . -type f ! -path './.mtl*' ! -path ./filelist.json -exec sha256sum {} + | sort)
+}
+
+# publish_release NUMBER: what clients get from now on, of the server that start_nginx starts
+# with $folder/library.
+publish_release() {
+  ln -sfnT "$folder/releases/$1" "$folder/library"
+}
+
+# expect_old_or_new COPY FROM TO: each file is whole, and of one of the releases; the stamp is
+# not the new one before everything else is new. FROM may be 0: there was nothing.
+expect_old_or_new() {
+  [ -d "$1" ] || return 0
+  touch "$folder/manifest-0"
+  manifest_of "$1" >"$folder/found"
+  sort -u "$folder/manifest-$2" "$folder/manifest-$3" | comm -23 "$folder/found" - >"$folder/neither"
+  [ ! -s "$folder/neither" ] || fail "neither old nor new: $(cat "$folder/neither")"
+  ! cmp -s "$1/id.txt" "$folder/releases/$3/id.txt" || cmp "$folder/found" "$folder/manifest-$3" ||
+    fail "the stamp is ahead"
+}
+
+# expect_release COPY NUMBER: it is what a fresh copy is, and nothing is unfinished.
+expect_release() {
+  manifest_of "$1" | diff - "$folder/manifest-$2" || fail "not a copy of release $2"
+  expect_nothing_unfinished "$1"
+}
