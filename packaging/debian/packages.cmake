@@ -26,7 +26,9 @@ ${what} the library and its C interface.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME mtllib-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "mtllib (= ${PROJECT_VERSION})")
+# Who links the kit links these, too.
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+  "mtllib (= ${PROJECT_VERSION}), libjsoncpp-dev, libssl-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "local copies of online material libraries - development
 ${what} what such applications are built with: headers, the kit
 for hosts in C++, and files for CMake and pkg-config.")
@@ -34,7 +36,6 @@ for hosts in C++, and files for CMake and pkg-config.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME mtllib-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "mtllib (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "local copies of online material libraries - programs
 ${what} two programs: mtlsync does the same from a shell, and
 mtlpublish makes a folder of materials into such an online library.")
@@ -47,6 +48,6 @@ file(WRITE ${generated}/shlibs ${shlibs})
 file(WRITE ${generated}/triggers "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${generated}/shlibs ${generated}/triggers)
 # When CPack looks for what the libraries need, it has scripts call ldconfig, which is not
-# Debian's way.
-configure_file(debian/runtime_depends.cmake ${generated}/runtime_depends.cmake @ONLY)
-set(CPACK_PROJECT_CONFIG_FILE ${generated}/runtime_depends.cmake)
+# Debian's way; and it does not find them when it looks for what the programs need.
+configure_file(debian/depends.cmake ${generated}/depends.cmake @ONLY)
+set(CPACK_PROJECT_CONFIG_FILE ${generated}/depends.cmake)
