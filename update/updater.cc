@@ -103,6 +103,7 @@ class Updater::Run {
   Outcome stage(const Plan& plan, UpdateResult& result);
   Outcome fetchContents(const Plan& plan, UpdateResult& result);
   Outcome commitPlan(Plan& plan, UpdateResult& result);
+  Outcome compare(const Listing& listing, VerifyResult& result);
 
   Updater& updater_;
   const UpdateOptions& options_;
@@ -368,8 +369,13 @@ Outcome Updater::Run::verify(VerifyResult& result) {
         failure);
   }
   if (error == std::errc::no_such_file_or_directory) {
-    return Failure{Failure::Kind::kUsage, "no update of this folder has kept its list",
-                   options_.folder};
+    if (!hasFolder_ || options_.session.address.empty()) {
+      return Failure{Failure::Kind::kUsage, "no update of this folder has kept its list",
+                     options_.folder};
+    }
+    failure = connect();
+    if (!failure) failure = fetchLibrarysList(false, false);
+    return failure ? failure : compare(*listing_, result);
   }
   if (error) return diskFailure("cannot be read", kListFile, error);
   if (!failure) failure = reader.finish();
@@ -377,7 +383,19 @@ Outcome Updater::Run::verify(VerifyResult& result) {
     failure->about = kListFile;
     return failure;
   }
-  return verifyCopy(folder_, listing, options_.subPath, company_.goOn, result);
+  return compare(listing, result);
+}
+
+Outcome Updater::Run::compare(const Listing& listing, VerifyResult& result) {
+  observer_.onPhase(Phase::kVerify);
+  std::uint64_t total = 0;
+  for (const Entry& entry : listing)
+    if (entry.sha256) total += entry.size.value_or(0);
+  const auto goOn = [&] {
+    observer_.onProgress(result.bytesRead, total);
+    return this->goOn();
+  };
+  return verifyCopy(folder_, listing, options_.subPath, goOn, result);
 }
 
 Updater::Updater(UpdateOptions options, UpdateObserver& observer, Timing* timing)

@@ -38,7 +38,7 @@ struct UpdateOptions {
 /// An UpdateObserver is told what an Updater does, on the thread that called it.
 class UpdateObserver {
  public:
-  enum class Phase { kStamp, kList, kPlan, kFetch, kCommit };
+  enum class Phase { kStamp, kList, kPlan, kFetch, kCommit, kVerify };
 
   virtual ~UpdateObserver() = default;
   /// Asked at least ten times a second, but for calls of the system that take longer. False ends
@@ -52,7 +52,8 @@ class UpdateObserver {
   virtual void onReceived(std::uint64_t /*bytes*/) {}
   /// What will be done, before anything is fetched.
   virtual void onPlan(const Plan& /*plan*/) {}
-  /// Bytes of contents that were received, and how many there will be of known size.
+  /// Bytes of contents that were received in kFetch, or read in kVerify, and how many there will be
+  /// of known size.
   virtual void onProgress(std::uint64_t /*bytes*/, std::uint64_t /*total*/) {}
   /// A content was fetched into the stage, or copied there from another file of the copy.
   virtual void onFetched(const Entry& /*entry*/) {}
@@ -111,8 +112,8 @@ class Updater {
   /// to fetch everything. After a failure the next call goes on where this one was.
   Outcome update(UpdateResult& result);
 
-  /// Compares the copy with the list that the last update kept, without a network. kUsage when
-  /// there is none.
+  /// Compares the copy with the list that the last update kept, without a network. Where there is
+  /// none, with the library's own; kUsage when no address of it is given.
   Outcome verify(VerifyResult& result);
   /// As update(), but whatever the stamps say, and reading every file.
   Outcome repair(UpdateResult& result);

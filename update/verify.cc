@@ -51,12 +51,16 @@ class Verification {
     bool isSame = !entry.size || *entry.size == look.identity.size;
     if (isSame && entry.sha256) {
       Digest digest{};
-      const auto goOn = [this](std::uint64_t) { return goOn_(); };
+      const std::uint64_t before = result_.bytesRead;
+      const auto goOn = [&](std::uint64_t bytes) {
+        result_.bytesRead = before + bytes;
+        return goOn_();
+      };
       const std::error_code error = FolderDisk(folder_).digest(entry.path, goOn, digest);
       if (error == std::errc::operation_canceled) return cancelled();
       if (error) return diskFailure("cannot be read", entry.path, error);
       ++result_.filesRead;
-      result_.bytesRead += look.identity.size;
+      result_.bytesRead = before + look.identity.size;
       isSame = digest == *entry.sha256;
     }
     if (isSame) return {};

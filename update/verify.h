@@ -30,7 +30,7 @@ struct Difference {
 struct VerifyResult {
   std::vector<Difference> differences{};
   std::size_t filesRead = 0;
-  std::uint64_t bytesRead = 0;
+  std::uint64_t bytesRead = 0;  ///< Up to date whenever `goOn` is asked.
 };
 
 /// Reads the files of the listing that have a digest, looks at the others' sizes, and looks for

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <limits>
 #include <optional>
+#include <utility>
 
 namespace mtlhost {
 
@@ -15,6 +16,7 @@ using Kind = FileChange::Kind;
 
 constexpr int kPermille = 1000;
 constexpr std::int64_t kBytesPerMegabyte = 1000000;
+constexpr const char* kComparing = "Comparing files";
 constexpr const char* kFetching = "Downloading files";
 
 std::optional<std::int64_t> sizeOf(const mtlupdate::Entry& entry) {
@@ -77,7 +79,7 @@ Plan planOf(const mtlupdate::Plan& plan) {
 }
 
 void EngineEvents::end(bool isWell) {
-  if (isFetching_ && isWell) tellFetching(bytesToFetch_);
+  if (measured_ != nullptr && isWell) tellMeasured(total_);
   endPhase();
 }
 
@@ -104,12 +106,15 @@ void EngineEvents::onPhase(Phase phase) {
       hasAskedForList_ = true;
       return beginPhase("Getting file list");
     case Phase::kPlan:
-      return beginPhase("Comparing files");
+      return beginPhase(kComparing);
     case Phase::kFetch:
-      return beginFetching();
+      return beginMeasuring(kFetching, bytesToFetch_);
     case Phase::kCommit:
-      if (isFetching_) tellFetching(bytesToFetch_);
+      if (measured_ != nullptr) tellMeasured(total_);
       return beginPhase("Replacing files");
+    case Phase::kVerify:
+      isVerifying_ = true;
+      return;
   }
 }
 
@@ -119,8 +124,9 @@ void EngineEvents::onPlan(const mtlupdate::Plan& plan) {
   events_.tell([&](Observer& observer) { observer.planned(made); });
 }
 
-void EngineEvents::onProgress(std::uint64_t bytes, std::uint64_t /*total*/) {
-  if (isFetching_) tellFetching(signedBytes(bytes));
+void EngineEvents::onProgress(std::uint64_t bytes, std::uint64_t total) {
+  if (std::exchange(isVerifying_, false)) beginMeasuring(kComparing, signedBytes(total));
+  if (measured_ != nullptr) tellMeasured(signedBytes(bytes));
 }
 
 void EngineEvents::onFetched(const mtlupdate::Entry& entry) {
@@ -164,29 +170,31 @@ void EngineEvents::beginPhase(const char* caption) {
 void EngineEvents::endPhase() {
   if (isInPhase_) events_.endProgress();
   isInPhase_ = false;
-  isFetching_ = false;
+  measured_ = nullptr;
 }
 
-void EngineEvents::beginFetching() {
-  beginPhase(kFetching);
-  if (bytesToFetch_ == 0) return;
-  isFetching_ = true;
+void EngineEvents::beginMeasuring(const char* caption, std::int64_t total) {
+  beginPhase(caption);
+  if (total == 0) return;
+  measured_ = caption;
+  total_ = total;
   permille_ = -1;
-  events_.setTotalBytes(bytesToFetch_);
   events_.setProgressRange(kPermille);
-  tellFetching(0);
+  tellMeasured(0);
   events_.beginProgress();
 }
 
-void EngineEvents::tellFetching(std::int64_t bytes) {
-  const auto share = static_cast<double>(bytes) / static_cast<double>(bytesToFetch_);
+void EngineEvents::tellMeasured(std::int64_t bytes) {
   // More than was planned arrives when a body is fetched anew.
-  const auto permille = static_cast<int>(std::min(share, 1.0) * kPermille);
+  bytes = std::min(bytes, total_);
+  events_.setPhaseBytes(bytes, total_);
+  const double share = static_cast<double>(bytes) / static_cast<double>(total_);
+  const auto permille = static_cast<int>(share * kPermille);
   if (permille <= permille_) return;
   permille_ = permille;
-  const std::int64_t megabytes = std::min(bytes, bytesToFetch_) / kBytesPerMegabyte;
-  const std::string caption = std::string(kFetching) + " (" + std::to_string(megabytes) + "MB / " +
-                              std::to_string(bytesToFetch_ / kBytesPerMegabyte) + "MB)";
+  const std::string caption = std::string(measured_) + " (" +
+                              std::to_string(bytes / kBytesPerMegabyte) + "MB / " +
+                              std::to_string(total_ / kBytesPerMegabyte) + "MB)";
   events_.setProgressText(caption.c_str());
   events_.setProgressValue(permille);
 }

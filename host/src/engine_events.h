@@ -41,15 +41,17 @@ class EngineEvents final : public mtlupdate::UpdateObserver {
  private:
   void beginPhase(const char* caption);
   void endPhase();
-  void beginFetching();
-  void tellFetching(std::int64_t bytes);
+  void beginMeasuring(const char* caption, std::int64_t total);
+  void tellMeasured(std::int64_t bytes);
 
   EventStream& events_;
   std::uint64_t received_ = 0;
-  std::int64_t bytesToFetch_ = 0;  ///< 0 when it is not known.
+  std::int64_t bytesToFetch_ = 0;   ///< 0 when it is not known.
+  const char* measured_ = nullptr;  ///< The caption of a phase whose bytes are known; else null.
+  std::int64_t total_ = 0;          ///< Of that phase.
   int permille_ = -1;
   bool isInPhase_ = false;
-  bool isFetching_ = false;
+  bool isVerifying_ = false;
   bool hasAskedForList_ = false;
   bool hasToldOfWaiting_ = false;
 };

@@ -111,7 +111,9 @@ void take(mtlupdate::UpdateResult update, Result& result) {
 class EngineKeeper final : public Keeper {
  public:
   EngineKeeper(const Settings& settings, EventStream& events)
-      : options_(optionsOf(settings)), events_(events) {}
+      : options_(optionsOf(settings)),
+        hasAddress_(!settings.remoteAddress.empty()),
+        events_(events) {}
 
   Result check() override;
   Result run() override { return update(&mtlupdate::Updater::update); }
@@ -129,6 +131,7 @@ class EngineKeeper final : public Keeper {
   void tellFiles(const mtlupdate::UpdateResult& update);
 
   const mtlupdate::UpdateOptions options_;
+  const bool hasAddress_;  ///< Of the library's own, not only the default one.
   EventStream& events_;
 };
 
@@ -233,12 +236,16 @@ Result EngineKeeper::plan(Plan& plan) {
 Result EngineKeeper::verify() {
   EngineEvents events(events_);
   mtlupdate::VerifyResult verified;
-  const Outcome failure = mtlupdate::Updater(options_, events).verify(verified);
+  mtlupdate::UpdateOptions options = options_;
+  // Without one, the network is left alone.
+  if (!hasAddress_) options.session.address.clear();
+  const Outcome failure = mtlupdate::Updater(options, events).verify(verified);
   events.end(!failure);
   Result result{verified.differences.empty() ? Status::kDone : Status::kDifferent};
   for (const mtlupdate::Difference& difference : verified.differences)
     result.differences.push_back(differenceOf(difference));
   result.compared = amountOf(verified.filesRead, verified.bytesRead);
+  result.receivedBytes = events.receivedBytes();
   return finished(failure, std::move(result));
 }
 

@@ -44,8 +44,11 @@ CallRecord EventStream::finish() {
   return std::exchange(record_, {});
 }
 
-void EventStream::setTotalBytes(std::int64_t bytes) noexcept {
-  deliver([&] { tracker_.setTotalBytes(bytes); });
+void EventStream::setPhaseBytes(std::int64_t done, std::int64_t total) noexcept {
+  deliver([&] {
+    tracker_.setPhaseBytes(done, total);
+    tellProgress();
+  });
 }
 
 void EventStream::tell(const std::function<void(Observer& observer)>& event) noexcept {

@@ -41,8 +41,8 @@ class EventStream final : public HostCallback {
   /// request to cancel.
   CallRecord finish();
 
-  /// So many bytes are to be received in the phase that runs.
-  void setTotalBytes(std::int64_t bytes) noexcept;
+  /// So many bytes of the phase that runs are done, of so many, or of Progress::kUnknown.
+  void setPhaseBytes(std::int64_t done, std::int64_t total) noexcept;
   /// Tells the observer of something that the operations below have no words for.
   void tell(const std::function<void(Observer& observer)>& event) noexcept;
 

@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::int64_t kBytesPerMegabyte = 1000000;
 constexpr std::int64_t kPermille = 1000;
+constexpr std::chrono::milliseconds kMeasuringInterval{100};
 
 }  // namespace
 
@@ -33,16 +34,10 @@ Caption parseCaption(const std::string& text) {
 
 void ProgressTracker::setText(const std::string& caption) {
   const Caption parsed = parseCaption(caption);
-  if (parsed.phase != progress_.text) {
-    progress_ = {parsed.phase};
-    bytesBeforePhase_ = bytes_;
-    changed_ = true;
-  }
-  const std::int64_t done = std::max(parsed.megabytesDone, progress_.megabytesDone);
-  changed_ = changed_ || done != progress_.megabytesDone ||
-             parsed.megabytesTotal != progress_.megabytesTotal;
-  progress_.megabytesDone = done;
+  if (parsed.phase != progress_.text) beginPhase(parsed.phase);
+  changed_ = changed_ || parsed.megabytesTotal != progress_.megabytesTotal;
   progress_.megabytesTotal = parsed.megabytesTotal;
+  setDone(parsed.megabytesDone * kBytesPerMegabyte);
 }
 
 void ProgressTracker::setValue(int value) {
@@ -55,17 +50,59 @@ void ProgressTracker::setValue(int value) {
 
 void ProgressTracker::setBytes(std::int64_t total) {
   bytes_ = total;
-  progress_.bytesDone = bytes_ - bytesBeforePhase_;
-  const std::int64_t megabytes = progress_.bytesDone / kBytesPerMegabyte;
-  if (megabytes <= progress_.megabytesDone) return;
-  progress_.megabytesDone = megabytes;
-  changed_ = true;
+  setDone(bytes_ - bytesBeforePhase_);
+  measure();
+}
+
+void ProgressTracker::setPhaseBytes(std::int64_t done, std::int64_t total) {
+  progress_.bytesTotal = total;
+  setDone(done);
+  measure();
 }
 
 void ProgressTracker::endPhase() {
-  progress_ = {};
-  bytesBeforePhase_ = bytes_;
+  beginPhase({});
   changed_ = false;
+}
+
+void ProgressTracker::beginPhase(const std::string& phase) {
+  progress_ = {phase};
+  bytesBeforePhase_ = bytes_;
+  measured_ = now_();
+  meter_.restart(measured_, 0);
+  changed_ = true;
+}
+
+void ProgressTracker::setDone(std::int64_t bytes) {
+  progress_.bytesDone = std::max(bytes, progress_.bytesDone);
+  const std::int64_t megabytes = progress_.bytesDone / kBytesPerMegabyte;
+  changed_ = changed_ || megabytes != progress_.megabytesDone;
+  progress_.megabytesDone = megabytes;
+}
+
+// Whoever shows it would not follow more often.
+void ProgressTracker::measure() {
+  const RateMeter::TimePoint now = now_();
+  if (now - measured_ < kMeasuringInterval) return;
+  measured_ = now;
+  const double before = progress_.bytesPerSecond;
+  meter_.update(now, progress_.bytesDone);
+  progress_.bytesPerSecond = meter_.rate();
+  progress_.secondsLeft = secondsLeft();
+  changed_ = changed_ || before > 0 || progress_.bytesPerSecond > 0;
+}
+
+double ProgressTracker::secondsLeft() const {
+  if (!(progress_.bytesPerSecond > 0)) return Progress::kUnknown;
+  const auto done = static_cast<double>(progress_.bytesDone);
+  if (progress_.bytesTotal >= 0) {
+    const double left = static_cast<double>(progress_.bytesTotal) - done;
+    return std::max(left, 0.0) / progress_.bytesPerSecond;
+  }
+  if (progress_.permille < 1) return Progress::kUnknown;
+  const double left = done * static_cast<double>(kPermille - progress_.permille) /
+                      static_cast<double>(progress_.permille);
+  return left / progress_.bytesPerSecond;
 }
 
 const Progress* ProgressTracker::news() {

@@ -2,16 +2,25 @@
 #ifndef MTLLIB_HOST_SRC_PROGRESS_TRACKER_H_
 #define MTLLIB_HOST_SRC_PROGRESS_TRACKER_H_
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <utility>
 
 #include "mtlhost/progress.h"
+#include "rate_meter.h"
 
 namespace mtlhost {
 
 /// Follows the phases of a check or run. Used by one thread at a time.
 class ProgressTracker {
  public:
+  using Clock = std::function<RateMeter::TimePoint()>;
+
+  ProgressTracker() : ProgressTracker(std::chrono::steady_clock::now) {}
+  explicit ProgressTracker(Clock now) : now_(std::move(now)) {}
+
   /// The caption of the phase, perhaps with megabytes; a new one begins a new phase.
   void setText(const std::string& caption);
 
@@ -24,8 +33,8 @@ class ProgressTracker {
   /// So many bytes have arrived since the check or run began.
   void setBytes(std::int64_t total);
 
-  /// So many bytes are to be received in the phase that runs.
-  void setTotalBytes(std::int64_t total) { progress_.bytesTotal = total; }
+  /// So many bytes of the phase that runs are done, of so many, or of Progress::kUnknown.
+  void setPhaseBytes(std::int64_t done, std::int64_t total);
 
   void endPhase();
 
@@ -34,6 +43,14 @@ class ProgressTracker {
   const Progress* news();
 
  private:
+  void beginPhase(const std::string& phase);
+  void setDone(std::int64_t bytes);
+  void measure();
+  double secondsLeft() const;
+
+  Clock now_;
+  RateMeter meter_;
+  RateMeter::TimePoint measured_;
   Progress progress_;
   int range_ = 0;
   std::int64_t bytes_ = 0;

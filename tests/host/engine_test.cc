@@ -220,6 +220,15 @@ TEST_F(EngineTest, PlansWithoutWriting) {
   EXPECT_EQ(plan.withdrawn.bytes, 2);
 }
 
+TEST_F(EngineTest, TellsHowMuchItHasVerified) {
+  publish("one", {{"a", std::string(3000000, 'a')}, {"b", "b"}});
+  runWell();
+  observer_.lines.clear();
+  EXPECT_EQ(open().verify().status, Status::kDone);
+  EXPECT_THAT(observer_.lines, IsSupersetOf({"progress: Comparing files 0 0/3",
+                                             "progress: Comparing files 1000 3/3", "ends"}));
+}
+
 TEST_F(EngineTest, VerifiesWithoutANetworkAndRepairsOnlyWhatIsWrong) {
   publish("one", {{"a", "a"}, {"b", "b"}, {"c", "c"}});
   runWell();

@@ -32,7 +32,10 @@ class ProgressTrackerTest : public testing::Test {
            std::to_string(progress->megabytesDone) + "/" + std::to_string(progress->megabytesTotal);
   }
 
-  ProgressTracker tracker_;
+  void pass(int milliseconds) { now_ += std::chrono::milliseconds(milliseconds); }
+
+  RateMeter::TimePoint now_;
+  ProgressTracker tracker_{[this] { return now_; }};
 };
 
 TEST_F(ProgressTrackerTest, HasNothingToTellBeforeThePhaseHasAName) {
@@ -128,6 +131,74 @@ TEST_F(ProgressTrackerTest, ForgetsAPhaseThatHasEnded) {
   EXPECT_EQ(news(), "");
   tracker_.setText("Accessing stamp");
   EXPECT_EQ(news(), "Accessing stamp -1 0/-1");
+}
+
+TEST_F(ProgressTrackerTest, TellsSpeedAndTimeLeft) {
+  tracker_.setText("Downloading files");
+  tracker_.setPhaseBytes(0, 20000);
+  EXPECT_EQ(tracker_.news()->bytesPerSecond, 0);
+  pass(1000);
+  tracker_.setPhaseBytes(2000, 20000);
+  const Progress* progress = tracker_.news();
+  ASSERT_NE(progress, nullptr);
+  EXPECT_EQ(progress->bytesDone, 2000);
+  EXPECT_EQ(progress->bytesTotal, 20000);
+  EXPECT_DOUBLE_EQ(progress->bytesPerSecond, 2000);
+  EXPECT_DOUBLE_EQ(progress->secondsLeft, 9);
+}
+
+TEST_F(ProgressTrackerTest, GoesByTheShareThatIsDoneWhereBytesAreNotKnown) {
+  tracker_.setText("Downloading files (0MB / 20MB)");
+  tracker_.setRange(1000);
+  tracker_.setValue(100);
+  pass(1000);
+  tracker_.setBytes(2000000);
+  const Progress* progress = tracker_.news();
+  ASSERT_NE(progress, nullptr);
+  EXPECT_DOUBLE_EQ(progress->bytesPerSecond, 2000000);
+  EXPECT_DOUBLE_EQ(progress->secondsLeft, 9);
+}
+
+TEST_F(ProgressTrackerTest, MeasuresTenTimesASecond) {
+  tracker_.setText("Downloading files");
+  news();
+  int told = 0;
+  for (int i = 0; i < 1000; ++i) {
+    pass(1);
+    tracker_.setBytes(i);
+    if (tracker_.news() != nullptr) ++told;
+  }
+  EXPECT_EQ(told, 9) << "the first measurement comes too early for a rate";
+}
+
+TEST_F(ProgressTrackerTest, NoticesAStall) {
+  tracker_.setText("Downloading files");
+  pass(1000);
+  tracker_.setPhaseBytes(1000, 2000);
+  news();
+  for (int i = 0; i < 100; ++i) {
+    pass(100);
+    tracker_.setPhaseBytes(1000, 2000);
+  }
+  const Progress* progress = tracker_.news();
+  ASSERT_NE(progress, nullptr);
+  EXPECT_EQ(progress->bytesPerSecond, 0);
+  EXPECT_EQ(progress->secondsLeft, Progress::kUnknown);
+  pass(100);
+  tracker_.setPhaseBytes(1000, 2000);
+  EXPECT_EQ(tracker_.news(), nullptr);
+}
+
+TEST_F(ProgressTrackerTest, MeasuresEachPhaseAnew) {
+  tracker_.setText("Getting file list");
+  pass(1000);
+  tracker_.setBytes(5000);
+  tracker_.endPhase();
+  tracker_.setText("Downloading files");
+  EXPECT_EQ(tracker_.news()->bytesPerSecond, 0);
+  pass(1000);
+  tracker_.setBytes(6000);
+  EXPECT_DOUBLE_EQ(tracker_.news()->bytesPerSecond, 1000);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "mtlhost/observer.h"
@@ -44,9 +45,12 @@ class RecordingObserver final : public mtlhost::Observer {
         change.reason);
   }
   void waiting(std::int64_t /*process*/) override { add("waiting"); }
+  // Speed and time left depend on the machine, and so does how often they alone have changed.
   void progress(const mtlhost::Progress& progress) override {
-    add("progress: " + progress.text + " " + std::to_string(progress.permille) + " " +
-        std::to_string(progress.megabytesDone) + "/" + std::to_string(progress.megabytesTotal));
+    const std::string line =
+        "progress: " + progress.text + " " + std::to_string(progress.permille) + " " +
+        std::to_string(progress.megabytesDone) + "/" + std::to_string(progress.megabytesTotal);
+    if (std::exchange(lastProgress_, line) != line) add(line);
   }
   bool goOn(const mtlhost::Transfer& transfer) override {
     add("go on");
@@ -54,7 +58,10 @@ class RecordingObserver final : public mtlhost::Observer {
   }
   void progressRange(int end) override { add("range: " + std::to_string(end)); }
   void progressValue(int value) override { add("value: " + std::to_string(value)); }
-  void progressText(const std::string& caption) override { add("text: " + caption); }
+  void progressText(const std::string& caption) override {
+    lastProgress_.clear();
+    add("text: " + caption);
+  }
   void progressBegins() override { add("begins"); }
   void progressEnds() override { add("ends"); }
 
@@ -63,6 +70,8 @@ class RecordingObserver final : public mtlhost::Observer {
     lines.push_back(line);
     onLine(line);
   }
+
+  std::string lastProgress_;
 };
 
 #endif  // MTLLIB_TESTS_HOST_RECORDING_OBSERVER_H_

@@ -16,6 +16,8 @@ class PublishedLibrary {
   PublishedLibrary(ScriptedServer& server, std::string path)
       : server_(server), path_(std::move(path)) {}
 
+  /// As it is published.
+  const std::string& list() const { return list_; }
   std::string address() const { return server_.address() + path_; }
 
   /// Publishes these files, and nothing else, under the stamp.
@@ -23,17 +25,18 @@ class PublishedLibrary {
     for (const auto& [name, content] : files_)
       server_.remove(path_ + "/" + name);
     files_ = files;
-    std::string list = "[";
+    list_ = "[";
     for (const auto& [name, content] : files) {
       server_.serve(path_ + "/" + name, content);
       mtlupdate::Sha256 sha256;
       sha256.update(content);
-      list += (list.size() > 1 ? ",{\"path\":\"" : "{\"path\":\"") + name +
-              "\",\"size\":" + std::to_string(content.size());
-      if (hasDigests) list += ",\"sha256\":\"" + mtlupdate::hexText(sha256.finish()) + "\"";
-      list += "}";
+      list_ += (list_.size() > 1 ? ",{\"path\":\"" : "{\"path\":\"") + name +
+               "\",\"size\":" + std::to_string(content.size());
+      if (hasDigests) list_ += ",\"sha256\":\"" + mtlupdate::hexText(sha256.finish()) + "\"";
+      list_ += "}";
     }
-    server_.serve(path_ + "/filelist.json", list + "]\n");
+    list_ += "]\n";
+    server_.serve(path_ + "/filelist.json", list_);
     server_.serve(path_ + "/id.txt", stamp);
     server_.forgetRequests();
   }
@@ -42,6 +45,7 @@ class PublishedLibrary {
   ScriptedServer& server_;
   const std::string path_;
   Files files_;
+  std::string list_;
 };
 
 #endif  // MTLLIB_TESTS_SUPPORT_PUBLISHED_LIBRARY_H_

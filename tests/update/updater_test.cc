@@ -410,6 +410,26 @@ TEST_F(UpdaterTest, RepairReadsWhatLooksUnchanged) {
   EXPECT_EQ(copy(), with("one", {{"a", "a"}}));
 }
 
+TEST_F(UpdaterTest, VerifyAsksTheLibraryWhereNoListWasKept) {
+  publish("one", {{"a", "a"}, {"b", "b"}});
+  write("a", "a");
+  write("b", "x");
+  server_.forgetRequests();
+  Updater updater(options_, *this, &timing_);
+  VerifyResult verified;
+  ASSERT_FALSE(updater.verify(verified));
+  EXPECT_THAT(requests(), ElementsAre("GET /lib/filelist.json"));
+  ASSERT_EQ(verified.differences.size(), 1U);
+  EXPECT_EQ(verified.differences[0].path, "b");
+  EXPECT_FALSE(fs::exists(fs::path(options_.folder) / ".mtllib"));
+
+  options_.session.address.clear();
+  Updater alone(options_, *this, &timing_);
+  const Outcome failure = alone.verify(verified);
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->kind, Kind::kUsage);
+}
+
 TEST_F(UpdaterTest, VerifyNeedsAnUpdateBefore) {
   Updater updater(options_, *this, &timing_);
   VerifyResult verified;

@@ -150,15 +150,8 @@ std::string commandWith(const std::string& option, const Options& options) {
   return mtlrules::printableLine(text + ' ' + shellWord(directory));
 }
 
-std::string hintForDifferences(const RunRecord& record, const Options& options) {
-  std::string condition;
-  if (record.foundIrregular) condition = "what is not a regular file is removed";
-  if (record.foundUnreadable) {
-    condition += std::string(condition.empty() ? "" : " and ") + "what cannot be read is readable";
-  }
-  if (!condition.empty()) condition = "Once " + condition + ", ";
-  return condition + '"' + commandWith("--repair", options) +
-         "\" fetches what is missing or wrong.";
+std::string hintForDifferences(const Options& options) {
+  return '"' + commandWith("--repair", options) + "\" fetches what is missing or wrong.";
 }
 
 std::string hintFor(const ErrorEntries& errors, const Options& options) {

@@ -15,7 +15,7 @@ namespace mtlsync {
 std::string commandWith(const std::string& option, const Options& options);
 
 /// One line for whoever learnt of differences: what fixes them.
-std::string hintForDifferences(const RunRecord& record, const Options& options);
+std::string hintForDifferences(const Options& options);
 
 /// One line for whoever met the failure; "" when there is nothing to add.
 std::string hintFor(const ErrorEntries& errors, const Options& options);

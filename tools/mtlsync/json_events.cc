@@ -61,9 +61,14 @@ void JsonEvents::taggedError(const std::string& tag, int code, const std::string
   writeLine(stream_, object);
 }
 
-void JsonEvents::removed(const std::string& path) {
-  Json::Value object = eventNamed("removed");
-  object["path"] = mtlhost::validUtf8(path);
+void JsonEvents::progress(const mtlhost::Progress& progress) {
+  Json::Value object = eventNamed("progress");
+  object["text"] = mtlhost::validUtf8(progress.text);
+  object["permille"] = progress.permille;
+  object["bytesDone"] = static_cast<Json::Int64>(progress.bytesDone);
+  object["bytesTotal"] = static_cast<Json::Int64>(progress.bytesTotal);
+  object["bytesPerSecond"] = static_cast<Json::Int64>(progress.bytesPerSecond);
+  object["secondsLeft"] = static_cast<Json::Int64>(progress.secondsLeft);
   writeLine(stream_, object);
 }
 

@@ -22,8 +22,8 @@ class JsonEvents {
   void number(const std::string& event, int value);
   void text(const std::string& event, const std::string& text);
   void taggedError(const std::string& tag, int code, const std::string& text);
-  /// A file of the local copy was removed.
-  void removed(const std::string& path);
+  /// How far the phase is.
+  void progress(const mtlhost::Progress& progress);
   /// A file of the local copy is not as the library has it.
   void difference(const std::string& path, const std::string& kind, const std::string& text);
   /// What becomes of a file of the local copy.

@@ -132,6 +132,8 @@ std::vector<std::pair<std::string, Mode>> modesOf(const Typed& typed) {
 /// The first option that the module knows nothing of; "" for none.
 std::string engineOptionIn(const Typed& typed, const Options& options) {
   if (typed.dryRun) return "--dry-run";
+  if (typed.repair) return "--repair";
+  if (typed.verify) return "--verify";
   if (options.update.full) return "--full";
   if (options.update.prune) return "--prune";
   if (options.update.pruneMost) return "--prune-most";
@@ -155,15 +157,15 @@ std::string contradictionIn(const Typed& typed, const Options& options) {
   return "";
 }
 
-/// Whether DIR alone is named. What the engine verifies, it does without the library.
-bool needsNoUrl(const Typed& typed, const Options& options) {
-  return typed.status || (typed.verify && usesEngine(options) && typed.names.size() == 1);
+/// Whether DIR alone is named. A copy is verified with the list that it has.
+bool needsNoUrl(const Typed& typed) {
+  return typed.status || (typed.verify && typed.names.size() == 1);
 }
 
 /// Takes URL and DIR, or DIR alone. What is wrong with them; "" when nothing is.
 std::string takeNames(const Typed& typed, Options& options) {
   std::vector<std::pair<const char*, std::string*>> wanted;
-  if (!needsNoUrl(typed, options)) wanted.emplace_back("URL", &options.url);
+  if (!needsNoUrl(typed)) wanted.emplace_back("URL", &options.url);
   wanted.emplace_back("DIR", &options.directory);
   for (std::size_t i = 0; i < wanted.size(); ++i) {
     const auto& [what, name] = wanted[i];

@@ -108,8 +108,7 @@ ClosingLine closingLine(Outcome outcome, const RunRecord& record, double seconds
     case Outcome::kAsListed:
       return {"As listed:", ' ' + countText(record.compared, "file.", "files.")};
     case Outcome::kDifferent:
-      return {"", countText(record.differences, "problem", "problems") + " in " +
-                      countText(record.compared, "listed file.", "listed files.")};
+      return {"", countText(record.differences, "difference.", "differences.")};
     case Outcome::kPlanned:
     case Outcome::kFailed:
     case Outcome::kInterrupted:

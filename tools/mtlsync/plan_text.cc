@@ -60,6 +60,34 @@ const char* nameOf(Kind kind) {
   return "";
 }
 
+const char* nameOf(mtlhost::Difference::Kind kind) {
+  switch (kind) {
+    case mtlhost::Difference::Kind::kDamaged:
+      return "content";
+    case mtlhost::Difference::Kind::kMissing:
+      return "missing";
+    case mtlhost::Difference::Kind::kExtra:
+      return "extra";
+    case mtlhost::Difference::Kind::kChanged:
+      return "changed";
+  }
+  return "";
+}
+
+const char* textOf(mtlhost::Difference::Kind kind) {
+  switch (kind) {
+    case mtlhost::Difference::Kind::kDamaged:
+      return "is not as the library has it";
+    case mtlhost::Difference::Kind::kMissing:
+      return "is missing";
+    case mtlhost::Difference::Kind::kExtra:
+      return "is not of the library";
+    case mtlhost::Difference::Kind::kChanged:
+      return "was changed, as the library allows";
+  }
+  return "";
+}
+
 std::vector<std::string> planLines(const mtlhost::Plan& plan) {
   std::vector<std::string> lines;
   for (const mtlhost::FileChange& file : plan.files)

@@ -1,4 +1,4 @@
-// What an update would do, in words for people.
+// What an update would do and how a copy differs from its list, in words.
 #ifndef MTLLIB_TOOLS_MTLSYNC_PLAN_TEXT_H_
 #define MTLLIB_TOOLS_MTLSYNC_PLAN_TEXT_H_
 
@@ -11,6 +11,11 @@ namespace mtlsync {
 
 /// The word that programs know it by: "fetched", "passedOver".
 const char* nameOf(mtlhost::FileChange::Kind kind);
+/// "missing".
+const char* nameOf(mtlhost::Difference::Kind kind);
+
+/// For people, behind the path: "is missing".
+const char* textOf(mtlhost::Difference::Kind kind);
 
 /// A line a file, in the plan's order, then the totals.
 std::vector<std::string> planLines(const mtlhost::Plan& plan);

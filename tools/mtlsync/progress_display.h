@@ -3,13 +3,11 @@
 #define MTLLIB_TOOLS_MTLSYNC_PROGRESS_DISPLAY_H_
 
 #include <chrono>
-#include <cstdint>
 #include <functional>
 #include <string>
 
 #include "common/console.h"
-#include "mtlsync/progress_line.h"
-#include "mtlsync/rate_meter.h"
+#include "mtlhost/progress.h"
 
 namespace mtlsync {
 
@@ -18,23 +16,17 @@ namespace mtlsync {
 /// with a known size. Used by one thread at a time.
 class ProgressDisplay {
  public:
-  using TimePoint = RateMeter::TimePoint;
+  using TimePoint = std::chrono::steady_clock::time_point;
   using Clock = std::function<TimePoint()>;
 
   /// The console must outlive the display.
   explicit ProgressDisplay(common::Console& console, Clock now = std::chrono::steady_clock::now);
 
-  /// The caption of the phase, perhaps with megabytes; a new one begins a new phase.
-  void setText(const std::string& text);
+  /// Something of the progress has changed.
+  void show(const mtlhost::Progress& progress);
 
-  /// The value that stands for "complete".
-  void setRange(int end);
-
-  /// How much of the range is done.
-  void setValue(int value);
-
-  /// Something arrived, or time has passed: `totalBytes` arrived in the whole run.
-  void update(std::int64_t totalBytes);
+  /// Time has passed: the terminal may have another width by now.
+  void refresh();
 
   /// The file, whatever its name holds, that the phase is at.
   void setFile(const std::string& name);
@@ -45,19 +37,12 @@ class ProgressDisplay {
   void endPhase();
 
  private:
-  void beginPhase(const std::string& phase);
-  void measure();
-  void printNote();
-  void draw();
+  void printNote(bool isNew);
 
   common::Console& console_;
   Clock now_;
-  Progress progress_;
-  RateMeter meter_;
-  int range_ = 0;
-  std::int64_t totalBytes_ = 0;
-  std::int64_t bytesBeforePhase_ = 0;
-  std::int64_t captionBytes_ = 0;
+  mtlhost::Progress progress_;
+  std::string file_;
   int tenthsPrinted_ = 0;
   bool drawn_ = false;
   TimePoint lastDrawn_;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <vector>
 
@@ -14,6 +15,8 @@ namespace mtlsync {
 
 namespace {
 
+/// Megabytes are those of the module: powers of ten.
+constexpr std::int64_t kBytesPerMegabyte = 1000000;
 constexpr int kFullPermille = 1000;
 constexpr int kPermillePerPercent = 10;
 constexpr int kNarrowestBar = 12;
@@ -23,6 +26,7 @@ constexpr const char* kGap = "  ";
 
 enum Part { kPhase, kBar, kPercent, kAmount, kRate, kTimeLeft };
 using Layout = std::vector<Part>;
+using mtlhost::Progress;
 
 /// From the richest to the poorest; the first one that fits is used.
 const std::array<Layout, 4> kLayoutsWithFile{{{kPhase, kBar, kPercent, kAmount, kRate, kTimeLeft},
@@ -55,12 +59,21 @@ std::string megabytesText(std::int64_t bytes) {
   return text.data();
 }
 
-// The total is in whole megabytes, rounded down; the amount stops there too.
+// A total in whole megabytes is rounded down; the amount stops there too.
 std::string amountText(const Progress& progress, const char* separator) {
-  if (progress.totalMegabytes <= 0) return common::bytesText(progress.bytes);
-  const std::int64_t total = progress.totalMegabytes * kBytesPerMegabyte;
-  return megabytesText(std::min(progress.bytes, total)) + separator +
-         std::to_string(progress.totalMegabytes) + " MB";
+  const std::int64_t done = progress.bytesDone;
+  if (progress.bytesTotal >= kBytesPerMegabyte) {
+    return megabytesText(std::min(done, progress.bytesTotal)) + separator +
+           megabytesText(progress.bytesTotal) + " MB";
+  }
+  if (progress.bytesTotal >= 0) {
+    return common::bytesText(std::min(done, progress.bytesTotal)) + separator +
+           common::bytesText(progress.bytesTotal);
+  }
+  if (progress.megabytesTotal <= 0) return common::bytesText(done);
+  const std::int64_t total = progress.megabytesTotal * kBytesPerMegabyte;
+  return megabytesText(std::min(done, total)) + separator +
+         std::to_string(progress.megabytesTotal) + " MB";
 }
 
 /// "[====>     ]", `columns` wide.
@@ -77,7 +90,7 @@ std::string bar(const Progress& progress, int columns) {
 std::string partText(Part part, const Progress& progress) {
   switch (part) {
     case kPhase:
-      return progress.phase;
+      return progress.text;
     case kBar:
       return bar(progress, kNarrowestBar);
     case kPercent: {
@@ -126,22 +139,24 @@ std::string firstThatFits(const Layouts& layouts, const Progress& progress, int 
 
 /// The parts with the file behind them; "" when there is no room for a file.
 template <typename Layouts>
-std::string firstWithRoomForFile(const Layouts& layouts, const Progress& progress, int columns) {
+std::string firstWithRoomForFile(const Layouts& layouts, const Progress& progress,
+                                 const std::string& file, int columns) {
   for (const Layout& layout : layouts) {
     const std::string text = arranged(layout, progress, 0) + kGap;
     const int room = columns - common::displayWidth(text);
-    if (room >= kShortestFile) return text + common::elidedFront(progress.file, room);
+    if (room >= kShortestFile) return text + common::elidedFront(file, room);
   }
   return "";
 }
 
 }  // namespace
 
-std::string progressLine(const Progress& progress, int columns) {
-  if (!progress.file.empty()) {
-    std::string text = hasTotal(progress)
-                           ? firstWithRoomForFile(kLayoutsWithFile, progress, columns)
-                           : firstWithRoomForFile(kLayoutsWithFileWithoutTotal, progress, columns);
+std::string progressLine(const Progress& progress, const std::string& file, int columns) {
+  if (!file.empty()) {
+    std::string text =
+        hasTotal(progress)
+            ? firstWithRoomForFile(kLayoutsWithFile, progress, file, columns)
+            : firstWithRoomForFile(kLayoutsWithFileWithoutTotal, progress, file, columns);
     if (!text.empty()) return text;
   }
   return hasTotal(progress) ? firstThatFits(kLayouts, progress, columns)
@@ -149,8 +164,8 @@ std::string progressLine(const Progress& progress, int columns) {
 }
 
 std::string progressNote(const Progress& progress) {
-  if (!hasTotal(progress)) return progress.phase;
-  return progress.phase + ": " + std::to_string(percentOf(progress)) + " % (" +
+  if (!hasTotal(progress)) return progress.text;
+  return progress.text + ": " + std::to_string(percentOf(progress)) + " % (" +
          amountText(progress, " of ") + ")";
 }
 

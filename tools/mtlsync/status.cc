@@ -15,9 +15,9 @@
 #include "mtlhost/system.h"
 #include "mtlhost/update.h"
 #include "mtlsync/hints.h"
-#include "mtlsync/local_copy.h"
 #include "mtlsync/outcome.h"
 #include "rules/own_names.h"
+#include "rules/path.h"
 #include "rules/printable.h"
 
 namespace mtlsync {
@@ -63,8 +63,14 @@ bool readStart(const fs::path& path, std::string& text, std::error_code& error) 
   return true;
 }
 
-StatusResult readStamp(const LocalFile& stamp, CopyStatus& status, ErrorEntries& problem) {
-  const std::string name = '"' + stamp.path.u8string() + '"';
+/// The stamp lies below the sub-path, and with it the copy.
+fs::path stampFile(const Options& options) {
+  const std::string name = mtlrules::stampName(options.subPath);
+  return fs::u8path(mtlrules::joinedPath(options.directory, name));
+}
+
+StatusResult readStamp(const fs::path& stamp, CopyStatus& status, ErrorEntries& problem) {
+  const std::string name = '"' + stamp.u8string() + '"';
   const auto noCopy = [&](const std::string& reason) {
     problem = {ownError("There is no complete copy here"), ownError(reason)};
     return StatusResult::kNoStamp;
@@ -75,13 +81,13 @@ StatusResult readStamp(const LocalFile& stamp, CopyStatus& status, ErrorEntries&
     return StatusResult::kUnreadable;
   };
   std::error_code error;
-  const fs::file_status kind = fs::status(stamp.path, error);
+  const fs::file_status kind = fs::status(stamp, error);
   if (!fs::status_known(kind)) return unreadable(error);
   if (!fs::exists(kind)) return noCopy("there is no stamp " + name);
   if (!fs::is_regular_file(kind)) return noCopy("the stamp " + name + " is not a regular file");
-  const fs::file_time_type time = fs::last_write_time(stamp.path, error);
+  const fs::file_time_type time = fs::last_write_time(stamp, error);
   std::string text;
-  if (error || !readStart(stamp.path, text, error)) return unreadable(error);
+  if (error || !readStart(stamp, text, error)) return unreadable(error);
   status.stamp = firstLineOf(text);
   status.since = secondsOf(time);
   return text.empty() ? noCopy("the stamp " + name + " is empty") : StatusResult::kRead;
@@ -155,10 +161,10 @@ std::string timeText(const std::tm* time, const char* format) {
 
 StatusResult readStatus(const Options& options, const std::function<bool()>& stop,
                         CopyStatus& status, ErrorEntries& problem) {
-  const LocalFile stamp = stampFile(options);
+  const fs::path stamp = stampFile(options);
   const StatusResult result = readStamp(stamp, status, problem);
   status.isUnfinished = mtlhost::isUpdateUnfinished(options.directory);
-  if (result != StatusResult::kRead || Counter(stop, stamp.path, status).run()) return result;
+  if (result != StatusResult::kRead || Counter(stop, stamp, status).run()) return result;
   return StatusResult::kStopped;
 }
 

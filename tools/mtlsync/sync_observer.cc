@@ -1,13 +1,11 @@
 // What people read is printed, what programs read is complete.
 #include "mtlsync/sync_observer.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <utility>
 
 #include "mtlsync/plan_text.h"
-#include "mtlsync/progress_line.h"
 #include "rules/printable.h"
 
 namespace mtlsync {
@@ -15,8 +13,6 @@ namespace mtlsync {
 namespace {
 
 constexpr const char* kFileBegun = "Downloading file \"%s\" (%lli bytes)";
-constexpr const char* kComparison = "Comparing files";
-constexpr int kPermille = 1000;
 constexpr const char* kStampsMatch = "Local and remote stamp files match. Nothing to do.";
 
 }  // namespace
@@ -25,66 +21,17 @@ SyncObserver::SyncObserver(const Outputs& outputs, Verbosity verbosity, const Si
                            std::function<bool()> stop)
     : outputs_(outputs), verbosity_(verbosity), limits_(limits), stop_(std::move(stop)) {}
 
-void SyncObserver::showRemoved(const std::string& path) {
-  if (JsonEvents* to = events()) to->removed(path);
-  // Whoever reads the events has been told.
-  const bool told = outputs_.events != nullptr && verbosity_ != Verbosity::kVerbose;
-  if (told || verbosity_ == Verbosity::kQuiet) return;
-  outputs_.messages.printLine("Removed \"" + mtlrules::printableLine(path) + "\"");
-}
-
-void SyncObserver::leftAsItIs(const std::string& path) {
-  if (record_.leftAsTheyAre++ == 0) record_.firstLeft = path;
-  survived(ownError('"' + path + "\" is not a regular file; left as it is"));
-}
-
-void SyncObserver::difference(const std::string& path, const std::string& kind,
-                              const std::string& text) {
-  ++record_.differences;
-  record_.foundIrregular = record_.foundIrregular || kind == "irregular";
-  record_.foundUnreadable = record_.foundUnreadable || kind == "unreadable";
-  if (JsonEvents* to = events()) return to->difference(path, kind, text);
+void SyncObserver::showDifferences(const std::vector<mtlhost::Difference>& differences) {
   outputs_.messages.hideStatus();
-  outputs_.results.printLine(mtlrules::printableLine(path) + ": " + mtlrules::printableLine(text));
-}
-
-bool SyncObserver::listReceived(std::int64_t bytes) {
-  listBytes_ = bytes;
-  return received(bytes);
-}
-
-// Told in the library's ways, so that readers of events and the display know what to do.
-void SyncObserver::comparisonBegins(std::int64_t files, std::int64_t bytes) {
-  record_.compared = files;
-  comparisonBytes_ = bytes;
-  comparisonPermille_ = 0;
-  progressText(kComparison);
-  if (bytes == 0) return;
-  progressText(kComparison + (" (0MB / " + std::to_string(bytes / kBytesPerMegabyte)) + "MB)");
-  progressRange(kPermille);
-  progressValue(0);
-  progressBegins();
-}
-
-bool SyncObserver::comparing(const std::string& path, std::int64_t bytes) {
-  if (outputs_.progress != nullptr) {
-    outputs_.progress->setFile(path);
-    outputs_.progress->update(record_.bytes + bytes);
+  for (const mtlhost::Difference& difference : differences) {
+    ++record_.differences;
+    const std::string text = textOf(difference.kind);
+    if (JsonEvents* to = events()) {
+      to->difference(difference.path, nameOf(difference.kind), text);
+    } else {
+      outputs_.results.printLine(mtlrules::printableLine(difference.path) + ": " + text);
+    }
   }
-  if (comparisonBytes_ > 0) {
-    // A file without a listed size is not in the sum.
-    const double share = static_cast<double>(bytes) / static_cast<double>(comparisonBytes_);
-    const auto permille = static_cast<int>(std::min(share, 1.0) * kPermille);
-    if (permille > comparisonPermille_) progressValue(permille);
-    comparisonPermille_ = std::max(comparisonPermille_, permille);
-  }
-  return !isEnding();
-}
-
-void SyncObserver::comparisonEnds() {
-  progressEnds();
-  // What was read did not arrive.
-  if (outputs_.progress != nullptr) outputs_.progress->update(record_.bytes);
 }
 
 void SyncObserver::stage(const mtlhost::Message& message) {
@@ -126,8 +73,12 @@ void SyncObserver::error(const ErrorEntries& entries) {
 }
 
 bool SyncObserver::goOn(const mtlhost::Transfer& transfer) {
-  runBytes_ = transfer.totalBytes;
-  return received(transfer.receivedBytes);
+  record_.bytes = transfer.totalBytes;
+  if (outputs_.progress != nullptr) outputs_.progress->refresh();
+  if (!isEnding()) {
+    record_.exceededLimit = exceededLimit(limits_, transfer.receivedBytes, record_.bytes);
+  }
+  return !isEnding();
 }
 
 void SyncObserver::planned(const mtlhost::Plan& plan) {
@@ -162,19 +113,21 @@ void SyncObserver::showPlan(const mtlhost::Plan& plan) {
     outputs_.results.printLine(line);
 }
 
+void SyncObserver::progress(const mtlhost::Progress& progress) {
+  if (JsonEvents* to = events()) to->progress(progress);
+  if (outputs_.progress != nullptr) outputs_.progress->show(progress);
+}
+
 void SyncObserver::progressRange(int end) {
   if (JsonEvents* to = events()) to->number("progressRange", end);
-  if (outputs_.progress != nullptr) outputs_.progress->setRange(end);
 }
 
 void SyncObserver::progressValue(int value) {
   if (JsonEvents* to = events()) to->number("progressValue", value);
-  if (outputs_.progress != nullptr) outputs_.progress->setValue(value);
 }
 
 void SyncObserver::progressText(const std::string& caption) {
   if (JsonEvents* to = events()) to->text("progressText", caption);
-  if (outputs_.progress != nullptr) outputs_.progress->setText(caption);
 }
 
 void SyncObserver::progressBegins() {
@@ -213,13 +166,6 @@ void SyncObserver::tellFile(const mtlhost::Message& message) {
 JsonEvents* SyncObserver::events() {
   if (outputs_.events != nullptr) outputs_.messages.hideStatus();
   return outputs_.events;
-}
-
-bool SyncObserver::received(std::int64_t fileBytes) {
-  record_.bytes = listBytes_ + runBytes_;
-  if (!isEnding()) record_.exceededLimit = exceededLimit(limits_, fileBytes, record_.bytes);
-  if (outputs_.progress != nullptr) outputs_.progress->update(record_.bytes);
-  return !isEnding();
 }
 
 }  // namespace mtlsync

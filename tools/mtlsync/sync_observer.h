@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "common/console.h"
 #include "mtlhost/observer.h"
@@ -20,12 +21,8 @@ namespace mtlsync {
 struct RunRecord {
   std::int64_t files = 0;  ///< Downloads that were begun; of the engine, those that were done.
   std::int64_t bytes = 0;
-  std::int64_t compared = 0;       ///< Listed files that were compared with the local copy.
-  std::int64_t differences = 0;    ///< That were told.
-  bool foundIrregular = false;     ///< A difference that only the user can fix.
-  bool foundUnreadable = false;    ///< The same.
-  std::int64_t leftAsTheyAre = 0;  ///< Differences that were found to be none of ours to fix.
-  std::string firstLeft;
+  std::int64_t compared = 0;     ///< Files that were compared with the list.
+  std::int64_t differences = 0;  ///< That were told.
   bool stampsMatched = false;
   bool warned = false;        ///< Told by the library as the end of a run may be.
   ErrorEntries failure;       ///< The last one told.
@@ -47,24 +44,8 @@ class SyncObserver final : public mtlhost::Observer {
   SyncObserver(const Outputs& outputs, Verbosity verbosity, const SizeLimits& limits,
                std::function<bool()> stop);
 
-  /// Tells that a file of the local copy was removed.
-  void showRemoved(const std::string& path);
-
-  /// Tells that what stands in a listed file's place is not a regular file, and stays.
-  void leftAsItIs(const std::string& path);
-
-  /// Tells that a file of the local copy is not as the library has it: in a word for
-  /// programs, and in words that follow the path for people.
-  void difference(const std::string& path, const std::string& kind, const std::string& text);
-
-  /// The list that is fetched beside a run has received so many bytes; whether to go on.
-  bool listReceived(std::int64_t bytes);
-
-  /// So many files are compared with the list, for which so many bytes are to be read.
-  void comparisonBegins(std::int64_t files, std::int64_t bytes);
-  /// The file is looked at, when so many bytes have been read of all; whether to go on.
-  bool comparing(const std::string& path, std::int64_t bytes);
-  void comparisonEnds();
+  /// Tells in what the copy differs from the list.
+  void showDifferences(const std::vector<mtlhost::Difference>& differences);
 
   const RunRecord& record() const { return record_; }
 
@@ -80,6 +61,7 @@ class SyncObserver final : public mtlhost::Observer {
   void planned(const mtlhost::Plan& plan) override;
   void file(const mtlhost::FileChange& change) override;
   void waiting(std::int64_t process) override;
+  void progress(const mtlhost::Progress& progress) override;
   void progressRange(int end) override;
   void progressValue(int value) override;
   void progressText(const std::string& caption) override;
@@ -91,17 +73,12 @@ class SyncObserver final : public mtlhost::Observer {
   void printWarning(const std::string& text);
   JsonEvents* events();
   void tellFile(const mtlhost::Message& message);
-  bool received(std::int64_t fileBytes);
   bool isEnding() const { return stop_() || !record_.exceededLimit.empty(); }
 
   Outputs outputs_;
   Verbosity verbosity_;
   SizeLimits limits_;
   std::function<bool()> stop_;
-  std::int64_t listBytes_ = 0;
-  std::int64_t runBytes_ = 0;
-  std::int64_t comparisonBytes_ = 0;
-  int comparisonPermille_ = 0;
   bool hasToldOfWaiting_ = false;
   RunRecord record_;
 };

@@ -16,10 +16,8 @@
 #include "mtlsync/outcome.h"
 #include "mtlsync/progress_display.h"
 #include "mtlsync/random_delay.h"
-#include "mtlsync/repair.h"
 #include "mtlsync/status.h"
 #include "mtlsync/sync_observer.h"
-#include "mtlsync/verify.h"
 
 namespace mtlsync {
 
@@ -39,26 +37,10 @@ mtlhost::Settings settingsOf(const Options& options) {
   return settings;
 }
 
-/// What is asked for, by the module.
-mtlhost::Result useModule(const Options& options, mtlhost::Library& library, SyncObserver& observer,
-                          ErrorEntries& problem) {
-  // Only now: nothing is removed for a run that cannot begin.
-  if (options.mode == Mode::kRepair && !prepareRepair(options, observer, problem)) return {};
-  // The library asks whether to stop only while something is transferred.
-  if (common::stopRequested()) library.cancel();
-  if (options.mode == Mode::kVerify) return verifyCopy(options, library, observer, problem);
-  if (options.mode == Mode::kCheck) return library.check();
-  mtlhost::Result result = library.run();
-  if (result.code >= 0 && observer.record().leftAsTheyAre > 0) {
-    problem = {ownError(leftText(observer.record()))};
-    result.code = -1;
-  }
-  return result;
-}
-
-/// The same, by the engine.
-mtlhost::Result useEngine(const Options& options, mtlhost::Library& library,
-                          SyncObserver& observer) {
+/// What is asked for.
+mtlhost::Result useLibrary(const Options& options, mtlhost::Library& library,
+                           SyncObserver& observer) {
+  // The module asks whether to stop only while something is transferred.
   if (common::stopRequested()) library.cancel();
   switch (options.mode) {
     case Mode::kCheck:
@@ -73,7 +55,7 @@ mtlhost::Result useEngine(const Options& options, mtlhost::Library& library,
     }
     case Mode::kVerify: {
       mtlhost::Result result = library.verify();
-      tellDifferences(result, observer);
+      observer.showDifferences(result.differences);
       return result;
     }
     case Mode::kSync:
@@ -88,8 +70,7 @@ mtlhost::Result synchronise(const Options& options, SyncObserver& observer, Erro
   auto library = mtlhost::Library::open(settingsOf(options), observer, problem);
   if (!library) return {};
   waitRandomly(options.mostDelay, common::stopRequested);
-  return usesEngine(options) ? useEngine(options, *library, observer)
-                             : useModule(options, *library, observer, problem);
+  return useLibrary(options, *library, observer);
 }
 
 /// No run fails without a word.
@@ -118,7 +99,7 @@ struct Consoles {
 /// What to do next, where that can be told.
 void advise(Outcome outcome, const RunRecord& record, const Options& options,
             common::Console& messages) {
-  const std::string hint = outcome == Outcome::kDifferent ? hintForDifferences(record, options)
+  const std::string hint = outcome == Outcome::kDifferent ? hintForDifferences(options)
                                                           : hintFor(record.failure, options);
   if (!hint.empty()) messages.printLine(hint);
   if (outcome == Outcome::kInterrupted) messages.printLine("mtlsync: interrupted");

@@ -150,7 +150,8 @@ class Library {
   /// kUpdateAvailable. After a failure `plan` has what is known by then.
   Result plan(Plan& plan);
 
-  /// Compares the copy with the list that the last run followed, without a network.
+  /// Compares the copy with the list that the last run followed, without a network. Where the
+  /// engine has not run yet, with the library's own list, if Settings::remoteAddress names one.
   Result verify();
 
   /// As run(), but whatever the stamps say, and reading every file: fetches what is wrong, and

@@ -16,10 +16,12 @@ struct Progress {
 
   std::string text;                        ///< The phase: "Downloading files".
   int permille = kUnknown;                 ///< 0 to 1000; known when the list tells sizes.
-  std::int64_t megabytesDone = 0;          ///< Received in this phase.
+  std::int64_t megabytesDone = 0;          ///< Received in this phase, or read by it.
   std::int64_t megabytesTotal = kUnknown;  ///< As well.
   std::int64_t bytesDone = 0;              ///< As megabytesDone, to the byte.
-  std::int64_t bytesTotal = kUnknown;      ///< To receive in this phase; the engine knows it.
+  std::int64_t bytesTotal = kUnknown;      ///< Of this phase; the engine knows it.
+  double bytesPerSecond = 0;               ///< Over the last seconds; 0 when it is not known.
+  double secondsLeft = kUnknown;           ///< Until this phase is done, going by that.
 };
 
 /// One request of up to five that run at once; with the engine, all of them.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <sstream>
@@ -29,7 +30,9 @@ namespace fs = std::filesystem;
 class EngineProgram : public testing::Test {
  protected:
   ProcessResult run(std::vector<std::string> options = {}) const {
-    options.insert(options.begin(), {MTLSYNC, "--no-proxy", "--retries", "0"});
+    options.insert(options.begin(), {MTLSYNC, "--no-proxy"});
+    const bool isModule = std::count(options.begin(), options.end(), "--module") > 0;
+    if (!isModule) options.insert(options.end(), {"--retries", "0"});
     options.insert(options.end(), {library_.address(), copy_});
     return runProcess(options);
   }
@@ -160,6 +163,20 @@ TEST_F(EngineProgram, VerifiesWithoutTheLibraryAndRepairs) {
   const ProcessResult whole = runProcess({MTLSYNC, "--verify", copy_});
   EXPECT_EQ(whole.exitCode, 0);
   EXPECT_EQ(whole.out, "As listed: 2 files.\n");
+}
+
+TEST_F(EngineProgram, VerifiesACopyOfTheModuleWithTheLibrary) {
+  library_.publish("one", {{"a", "a"}, {"b", "b"}});
+  ASSERT_EQ(run({"--module", MTLSYNC_REAL_MODULE}).exitCode, 0);
+  writeFile(copy_ + "/b", "x");
+  const ProcessResult alone = runProcess({MTLSYNC, "-q", "--verify", copy_});
+  EXPECT_EQ(alone.exitCode, 2);
+  EXPECT_THAT(alone.err, HasSubstr("no update of this folder has kept its list"));
+  const ProcessResult result = run({"-q", "--verify"});
+  EXPECT_EQ(result.exitCode, 7) << result.err;
+  EXPECT_EQ(result.out, "b: is not as the library has it\n");
+  runWell({"--repair"});
+  EXPECT_EQ(copied("b"), "b");
 }
 
 TEST_F(EngineProgram, SaysByItsExitStatusWhatFailed) {

@@ -51,7 +51,9 @@ TEST_F(JsonEventsTest, GivesATerminalNoCommandsAndProgramsTheWholeText) {
   expectEscaped(1);
   events_.taggedError(kHostile, 1, kHostile);
   expectEscaped(2);
-  events_.removed(kHostile);
+  mtlhost::Progress progress;
+  progress.text = kHostile;
+  events_.progress(progress);
   expectEscaped(1);
   events_.difference(kHostile, "missing", kHostile);
   expectEscaped(2);
@@ -59,8 +61,8 @@ TEST_F(JsonEventsTest, GivesATerminalNoCommandsAndProgramsTheWholeText) {
   expectEscaped(1);
   events_.error({{kHostile, 1, kHostile}});
   expectEscaped(2);
-  events_.removed(kHostile);
-  EXPECT_EQ(read()["path"], kHostile);
+  events_.progress(progress);
+  EXPECT_EQ(read()["text"], kHostile);
 }
 
 TEST_F(JsonEventsTest, WritesAnObjectALine) {
@@ -73,8 +75,11 @@ TEST_F(JsonEventsTest, WritesAnObjectALine) {
   events_.taggedError("A::b", -1, "went wrong");
   EXPECT_EQ(written(),
             "{\"code\":-1,\"event\":\"taggedError\",\"tag\":\"A::b\",\"text\":\"went wrong\"}\n");
-  events_.removed("maps/a.tx");
-  EXPECT_EQ(written(), "{\"event\":\"removed\",\"path\":\"maps/a.tx\"}\n");
+  events_.progress({"Downloading files", 163, 3, 19, 3104064, 19004064, 9200000.5, 1.75});
+  EXPECT_EQ(written(),
+            "{\"bytesDone\":3104064,\"bytesPerSecond\":9200000,\"bytesTotal\":19004064,"
+            "\"event\":\"progress\",\"permille\":163,\"secondsLeft\":1,"
+            "\"text\":\"Downloading files\"}\n");
   events_.difference("maps/a.tx", "missing", "is missing");
   EXPECT_EQ(written(),
             "{\"event\":\"difference\",\"kind\":\"missing\",\"path\":\"maps/a.tx\","
@@ -121,8 +126,8 @@ TEST_F(JsonEventsTest, StaysValidWhateverTheBytes) {
   EXPECT_EQ(read()["path"].asString(), "\xEF\xBF\xBD");
   events_.status("\xFF", "", 0, 0, false);
   EXPECT_EQ(read()["stamp"].asString(), "\xEF\xBF\xBD");
-  events_.removed("\xFF");
-  EXPECT_EQ(read()["path"].asString(), "\xEF\xBF\xBD");
+  events_.progress({"\xFF"});
+  EXPECT_EQ(read()["text"].asString(), "\xEF\xBF\xBD");
   events_.taggedError("\xFE", -1, "\xFF");
   EXPECT_EQ(read()["tag"].asString(), "\xEF\xBF\xBD");
 }

@@ -89,7 +89,6 @@ TEST(CommandLineOptions, NeedNoUrlToVerifyByTheEngine) {
   EXPECT_EQ(options.mode, Mode::kVerify);
   EXPECT_EQ(options.directory, "d");
   EXPECT_EQ(options.url, "");
-  EXPECT_EQ(problemWith({"d", "--verify", "--module", "m"}), "DIR is required");
 }
 
 TEST(CommandLineOptions, SayHowToUpdate) {
@@ -117,7 +116,9 @@ TEST(WrongUsage, IncludesWhatTheModuleKnowsNothingOf) {
                                              {"--prune"},
                                              {"--prune-most"},
                                              {"--limit-rate", "1"},
-                                             {"--retries", "1"}}) {
+                                             {"--retries", "1"},
+                                             {"--verify"},
+                                             {"--repair"}}) {
     std::vector<const char*> arguments{"u", "d", "--module", "m"};
     arguments.insert(arguments.end(), option.begin(), option.end());
     EXPECT_EQ(problemWith(arguments),

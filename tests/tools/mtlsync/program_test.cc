@@ -231,8 +231,9 @@ TEST(Program, PrintsEveryEventAsJson) {
   std::set<std::string> names;
   for (const Json::Value& event : events)
     names.insert(event["event"].asString());
-  EXPECT_EQ(names, (std::set<std::string>{"beginProgress", "endProgress", "info", "progressRange",
-                                          "progressText", "progressValue", "result", "stage"}));
+  EXPECT_EQ(names, (std::set<std::string>{"beginProgress", "endProgress", "info", "progress",
+                                          "progressRange", "progressText", "progressValue",
+                                          "result", "stage"}));
   EXPECT_EQ(events.front()["text"].asString(), "Remote address: \"http://fake\"");
   const Json::Value& last = events.back();
   EXPECT_EQ(last["event"].asString(), "result");

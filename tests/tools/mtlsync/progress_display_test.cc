@@ -11,7 +11,16 @@
 namespace mtlsync {
 namespace {
 
+using mtlhost::Progress;
 using testing::EndsWith;
+
+/// Of 20 MB.
+Progress downloading(int permille) {
+  Progress progress{"Downloading files", permille};
+  progress.bytesTotal = 20000000;
+  progress.bytesDone = permille * INT64_C(20000);
+  return progress;
+}
 
 /// A display whose clock stands still until told.
 class ProgressDisplayTest : public testing::TestWithParam<int> {
@@ -33,79 +42,34 @@ class ProgressDisplayTest : public testing::TestWithParam<int> {
 };
 
 TEST_F(ProgressDisplayTest, PrintsALineForEachPhaseIntoAPipe) {
-  inPipe_.setText("Accessing stamp");
-  inPipe_.update(32);
+  inPipe_.show({"Accessing stamp"});
   inPipe_.endPhase();
-  inPipe_.setText("Getting file list");
-  inPipe_.update(5000);
+  inPipe_.show({"Getting file list"});
+  inPipe_.show({"Getting file list", Progress::kUnknown, 5});
   inPipe_.endPhase();
   EXPECT_EQ(written(), "Accessing stamp\nGetting file list\n");
 }
 
 TEST_F(ProgressDisplayTest, PrintsALineForEveryTenthIntoAPipe) {
-  inPipe_.setText("Downloading files");
-  inPipe_.setText("Downloading files (0MB / 20MB)");
-  inPipe_.setRange(1000);
-  for (int permille = 0; permille <= 1000; ++permille) {
-    inPipe_.update(permille * INT64_C(20000));
-    inPipe_.setValue(permille);
-    inPipe_.setText("Downloading files (" + std::to_string(permille / 50) + "MB / 20MB)");
-  }
+  for (int permille = 0; permille <= 1000; ++permille)
+    inPipe_.show(downloading(permille));
   EXPECT_EQ(written(),
             "Downloading files\n"
-            "Downloading files: 10 % (2.0 of 20 MB)\n"
-            "Downloading files: 20 % (4.0 of 20 MB)\n"
-            "Downloading files: 30 % (6.0 of 20 MB)\n"
-            "Downloading files: 40 % (8.0 of 20 MB)\n"
-            "Downloading files: 50 % (10.0 of 20 MB)\n"
-            "Downloading files: 60 % (12.0 of 20 MB)\n"
-            "Downloading files: 70 % (14.0 of 20 MB)\n"
-            "Downloading files: 80 % (16.0 of 20 MB)\n"
-            "Downloading files: 90 % (18.0 of 20 MB)\n"
-            "Downloading files: 100 % (20.0 of 20 MB)\n");
-}
-
-TEST_F(ProgressDisplayTest, DoesNotFloodAPipeWhenMoreArrivesThanAnnounced) {
-  inPipe_.setText("Downloading files (0MB / 1MB)");
-  inPipe_.setRange(1000);
-  for (int permille = 0; permille <= 100000; permille += 500)
-    inPipe_.setValue(permille);
-  const std::string text = written();
-  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3);
-}
-
-TEST_F(ProgressDisplayTest, CountsTheBytesOfEachPhaseFromItsStart) {
-  inPipe_.update(7000000);
-  inPipe_.setText("Downloading files (0MB / 20MB)");
-  inPipe_.setRange(1000);
-  inPipe_.update(9000000);
-  inPipe_.setValue(100);
-  EXPECT_THAT(written(), EndsWith("10 % (2.0 of 20 MB)\n"));
-}
-
-TEST_F(ProgressDisplayTest, TrustsTheCaptionWhereFewerBytesWereCounted) {
-  inPipe_.setText("Downloading files (0MB / 20MB)");
-  inPipe_.setRange(1000);
-  inPipe_.update(1000);
-  inPipe_.setText("Downloading files (2MB / 20MB)");
-  inPipe_.setValue(100);
-  EXPECT_THAT(written(), EndsWith("10 % (2.0 of 20 MB)\n"));
-}
-
-TEST_F(ProgressDisplayTest, ScalesValuesToTheRange) {
-  inPipe_.setText("Downloading files");
-  inPipe_.setValue(1);
-  inPipe_.setRange(2);
-  inPipe_.setValue(1);
-  EXPECT_EQ(written(), "Downloading files\nDownloading files: 50 % (0 bytes)\n");
+            "Downloading files: 10 % (2.0 of 20.0 MB)\n"
+            "Downloading files: 20 % (4.0 of 20.0 MB)\n"
+            "Downloading files: 30 % (6.0 of 20.0 MB)\n"
+            "Downloading files: 40 % (8.0 of 20.0 MB)\n"
+            "Downloading files: 50 % (10.0 of 20.0 MB)\n"
+            "Downloading files: 60 % (12.0 of 20.0 MB)\n"
+            "Downloading files: 70 % (14.0 of 20.0 MB)\n"
+            "Downloading files: 80 % (16.0 of 20.0 MB)\n"
+            "Downloading files: 90 % (18.0 of 20.0 MB)\n"
+            "Downloading files: 100 % (20.0 of 20.0 MB)\n");
 }
 
 TEST_F(ProgressDisplayTest, DrawsAtMostTenTimesASecondOnATerminal) {
-  onTerminal_.setText("Downloading files (0MB / 20MB)");
-  onTerminal_.setRange(1000);
   for (int permille = 0; permille < 1000; ++permille) {
-    onTerminal_.update(permille * INT64_C(20000));
-    onTerminal_.setValue(permille);
+    onTerminal_.show(downloading(permille));
     pass(1);
   }
   const std::string text = written();
@@ -114,58 +78,62 @@ TEST_F(ProgressDisplayTest, DrawsAtMostTenTimesASecondOnATerminal) {
 }
 
 TEST_F(ProgressDisplayTest, ShowsRateAndRemainingTimeOnATerminal) {
-  onTerminal_.setText("Downloading files (0MB / 20MB)");
-  onTerminal_.setRange(1000);
-  pass(1000);
-  onTerminal_.setValue(100);
-  pass(1000);
-  onTerminal_.update(2000000);
-  EXPECT_THAT(written(), EndsWith("   10%  2.0 / 20 MB  1.0 MB/s  0:18 left"));
+  Progress progress = downloading(100);
+  progress.bytesPerSecond = 1000000;
+  progress.secondsLeft = 18;
+  onTerminal_.show(progress);
+  EXPECT_THAT(written(), EndsWith("   10%  2.0 / 20.0 MB  1.0 MB/s  0:18 left"));
 }
 
 TEST_F(ProgressDisplayTest, ShowsTheFileOnATerminalUntilThePhaseEnds) {
-  onTerminal_.setText("Downloading files (0MB / 20MB)");
-  onTerminal_.setRange(1000);
   onTerminal_.setFile("maps/\x1b[31moak\n.tx");
-  pass(1000);
-  onTerminal_.setValue(100);
-  EXPECT_THAT(written(), EndsWith("   10%  0.0 / 20 MB  maps/\\x1B[31moak .tx"));
+  onTerminal_.show(downloading(0));
+  EXPECT_THAT(written(), EndsWith("   0%  0.0 / 20.0 MB  maps/\\x1B[31moak .tx"));
   onTerminal_.endPhase();
-  onTerminal_.setText("Saving");
   pass(1000);
   written();
-  onTerminal_.update(0);
+  onTerminal_.show({"Saving"});
   EXPECT_EQ(written(), "\r\x1b[KSaving  0 bytes");
 }
 
 TEST_F(ProgressDisplayTest, LeavesFilesOutOfAPipe) {
-  inPipe_.setText("Downloading files");
   inPipe_.setFile("maps/oak.tx");
-  inPipe_.setRange(2);
-  inPipe_.setValue(1);
+  inPipe_.show({"Downloading files", 500});
   EXPECT_FALSE(inPipe_.showsFiles());
   EXPECT_EQ(written(), "Downloading files\nDownloading files: 50 % (0 bytes)\n");
 }
 
+TEST_F(ProgressDisplayTest, ShowsHostilePhasesHarmlessly) {
+  inPipe_.show({"Saving\x1b[2J"});
+  EXPECT_EQ(written(), "Saving\\x1B[2J\n");
+}
+
 TEST_F(ProgressDisplayTest, ClearsTheTerminalAfterAPhaseAndStaysAwayUntilTheNext) {
-  onTerminal_.setText("Getting file list");
+  onTerminal_.show({"Getting file list"});
   onTerminal_.endPhase();
   EXPECT_EQ(written(), "\r\x1b[KGetting file list  0 bytes\r\x1b[K");
   pass(1000);
-  onTerminal_.update(1);
+  onTerminal_.refresh();
   onTerminal_.endPhase();
   EXPECT_EQ(written(), "");
 }
 
+TEST_F(ProgressDisplayTest, FollowsTheWidthOfTheTerminal) {
+  onTerminal_.show({"Getting file list"});
+  written();
+  width_ = 10;
+  onTerminal_.refresh();
+  EXPECT_EQ(written(), "");
+  pass(100);
+  onTerminal_.refresh();
+  EXPECT_EQ(written(), "\r\x1b[KGettin...");
+}
+
 TEST_P(ProgressDisplayTest, FitsTheTerminal) {
   width_ = GetParam();
-  onTerminal_.setText("Downloading files (0MB / 20MB)");
-  onTerminal_.setRange(1000);
-  written();
   for (int permille = 0; permille <= 1000; permille += 10) {
-    onTerminal_.setValue(permille);
     pass(100);
-    onTerminal_.update(permille * INT64_C(20000));
+    onTerminal_.show(downloading(permille));
     const std::string text = written();
     ASSERT_EQ(text.rfind("\r\x1b[K"), 0U);
     EXPECT_LT(text.size() - std::string("\r\x1b[K").size(), static_cast<std::size_t>(width_));

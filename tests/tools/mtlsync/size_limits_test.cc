@@ -3,6 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "support/child_process.h"
+#include "support/scripted_server.h"
+#include "support/temp_dir.h"
+
 namespace mtlsync {
 namespace {
 
@@ -42,6 +50,33 @@ TEST(ExceededLimit, NamesTheLimitAndItsOption) {
 
 TEST(ExceededLimit, IsNeverReachedWhereThereIsNone) {
   EXPECT_EQ(exceededLimit({0, 0}, 9223372036854775807, 9223372036854775807), "");
+}
+
+TEST(SizeLimits, EndARunOfTheModule) {
+  const TempDir dir;
+  const std::string copy = dir / "copy";
+  ScriptedServer server;
+  server.serve("/lib/id.txt", "stamp 1");
+  server.serve("/lib/filelist.json", "[{\"path\":\"a\",\"size\":5},{\"path\":\"b\",\"size\":4}]\n");
+  server.serve("/lib/a", "whole");
+  server.serve("/lib/b", "text");
+  const auto run = [&](std::vector<std::string> options) {
+    options.insert(options.begin(), {MTLSYNC, "--module", MTLSYNC_REAL_MODULE, "-q", "--no-proxy"});
+    options.insert(options.end(), {server.address() + "/lib", copy});
+    return runProcess(options);
+  };
+  ProcessResult result = run({"--max-file-size", "6"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.err, "mtlsync: error: a file is larger than 6 bytes (--max-file-size)\n");
+  EXPECT_EQ(server.requestLines(), (std::vector<std::string>{"GET /lib/id.txt"}));
+  // The stamp and the list have 56 bytes together, the files nine more.
+  result = run({"--max-total-size", "55"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.err,
+            "mtlsync: error: the files together are larger than 55 bytes (--max-total-size)\n");
+  EXPECT_FALSE(std::filesystem::exists(copy + "/a"));
+  EXPECT_EQ(run({"--max-total-size", "65", "--max-file-size", "50"}).exitCode, 0);
+  EXPECT_EQ(readFile(copy + "/a") + readFile(copy + "/b"), "wholetext");
 }
 
 }  // namespace

@@ -52,50 +52,20 @@ TEST_F(SyncObserverTest, ShowsTheFileThatWasBegunLast) {
   ProgressDisplay progress(terminal, [this] { return now_; });
   SyncObserver observer({terminal, terminal, &progress, nullptr}, Verbosity::kNormal, {},
                         [] { return false; });
-  observer.progressText("Downloading files (0MB / 20MB)");
-  observer.progressRange(1000);
   tell(observer, &SyncObserver::stage, "Downloading file \"%s\" (%lli bytes)", "a\"b.tx", 10LL);
-  now_ += std::chrono::seconds(1);
-  observer.progressValue(100);
+  observer.progress({"Downloading files", 100, 0, 20});
   EXPECT_THAT(stream_.str(), testing::EndsWith("   10%  0.0 / 20 MB  a\"b.tx"));
 }
 
-TEST_F(SyncObserverTest, ShowsAComparisonAsProgress) {
-  SyncObserver observer = observerWith(Verbosity::kNormal);
-  observer.listReceived(5000);
-  observer.comparisonBegins(3, 20000000);
-  EXPECT_TRUE(observer.comparing("a", 0));
-  EXPECT_TRUE(observer.comparing("a", 2000000));
-  EXPECT_TRUE(observer.comparing("b", 2000000));
-  observer.comparisonEnds();
-  // What is received afterwards counts from the start.
-  observer.progressText("Downloading files (0MB / 20MB)");
-  observer.progressRange(1000);
-  observer.goOn({4000000, 4000000});
-  observer.progressValue(200);
+TEST_F(SyncObserverTest, TellsDifferences) {
+  using Kind = mtlhost::Difference::Kind;
+  SyncObserver observer = observerWith(Verbosity::kQuiet);
+  observer.showDifferences({{Kind::kDamaged, "a"}, {Kind::kMissing, "b\nc"}, {Kind::kExtra, "d"}});
   EXPECT_EQ(stream_.str(),
-            "Comparing files\n"
-            "Comparing files: 10 % (2.0 of 20 MB)\n"
-            "Downloading files\n"
-            "Downloading files: 20 % (4.0 of 20 MB)\n");
-  EXPECT_EQ(observer.record().compared, 3);
-  EXPECT_EQ(observer.record().bytes, 4005000);
-}
-
-TEST_F(SyncObserverTest, EndsAComparisonOnceStopped) {
-  SyncObserver observer = observerWith(Verbosity::kNormal);
-  observer.comparisonBegins(1, 0);
-  EXPECT_TRUE(observer.comparing("a", 0));
-  stop_ = true;
-  EXPECT_FALSE(observer.comparing("a", 0));
-}
-
-TEST_F(SyncObserverTest, CountsWhatArrivedBeforeTheListToo) {
-  SyncObserver observer = observerWith(Verbosity::kNormal, {0, 1000});
-  EXPECT_TRUE(observer.goOn({400, 400}));
-  EXPECT_TRUE(observer.listReceived(600));
-  EXPECT_FALSE(observer.listReceived(601));
-  EXPECT_EQ(observer.record().bytes, 1001);
+            "a: is not as the library has it\n"
+            "b c: is missing\n"
+            "d: is not of the library\n");
+  EXPECT_EQ(observer.record().differences, 3);
 }
 
 TEST_F(SyncObserverTest, ColoursTheKindOfAMessage) {
@@ -144,10 +114,9 @@ TEST_F(SyncObserverTest, EndsARunWithAFileThatIsTooLarge) {
 
 TEST_F(SyncObserverTest, EndsARunThatFetchesTooMuch) {
   SyncObserver observer = observerWith(Verbosity::kNormal, {0, 1000});
-  EXPECT_TRUE(observer.listReceived(600));
-  EXPECT_TRUE(observer.goOn({0, 0}));
-  EXPECT_TRUE(observer.goOn({400, 400}));
-  EXPECT_FALSE(observer.goOn({1, 401}));
+  EXPECT_TRUE(observer.goOn({0, 600}));
+  EXPECT_TRUE(observer.goOn({400, 1000}));
+  EXPECT_FALSE(observer.goOn({1, 1001}));
   EXPECT_EQ(observer.record().bytes, 1001);
   EXPECT_EQ(observer.record().exceededLimit,
             "the files together are larger than 1 kB (--max-total-size)");

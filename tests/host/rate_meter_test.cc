@@ -1,9 +1,9 @@
 // Rates over time.
-#include "mtlsync/rate_meter.h"
+#include "rate_meter.h"
 
 #include <gtest/gtest.h>
 
-namespace mtlsync {
+namespace mtlhost {
 namespace {
 
 RateMeter::TimePoint at(int milliseconds) {
@@ -45,4 +45,4 @@ TEST(RateMeter, BeginsAnewWhenRestarted) {
 }
 
 }  // namespace
-}  // namespace mtlsync
+}  // namespace mtlhost

@@ -1,7 +1,7 @@
 // An average that forgets, so that a stall shows.
-#include "mtlsync/rate_meter.h"
+#include "rate_meter.h"
 
-namespace mtlsync {
+namespace mtlhost {
 
 namespace {
 
@@ -27,4 +27,4 @@ double RateMeter::rate() const {
   return static_cast<double>(samples_.back().total - samples_.front().total) / elapsed.count();
 }
 
-}  // namespace mtlsync
+}  // namespace mtlhost

@@ -1,12 +1,12 @@
 // How fast something grows.
-#ifndef MTLLIB_TOOLS_MTLSYNC_RATE_METER_H_
-#define MTLLIB_TOOLS_MTLSYNC_RATE_METER_H_
+#ifndef MTLLIB_HOST_SRC_RATE_METER_H_
+#define MTLLIB_HOST_SRC_RATE_METER_H_
 
 #include <chrono>
 #include <cstdint>
 #include <deque>
 
-namespace mtlsync {
+namespace mtlhost {
 
 /// The mean rate over the last few seconds, so that it follows the transfer without
 /// jumping about.
@@ -30,6 +30,6 @@ class RateMeter {
   std::deque<Sample> samples_;
 };
 
-}  // namespace mtlsync
+}  // namespace mtlhost
 
-#endif  // MTLLIB_TOOLS_MTLSYNC_RATE_METER_H_
+#endif  // MTLLIB_HOST_SRC_RATE_METER_H_
