@@ -1,7 +1,7 @@
 #!/bin/bash
-# A client, or its server, that is killed at any moment of a run: the new stamp stands only
-# where every file is complete, and the next run makes everything good, also when the library
-# has moved on meanwhile. KILL_POINTS (6) says how often each; a thorough run takes 500.
+# A client that is killed or interrupted, or whose server is killed, at any moment of a run: the
+# new stamp stands only where every file is complete, and the next run makes everything good,
+# also when the library has moved on meanwhile. KILL_POINTS (6) says how often each; a thorough run takes 500.
 # usage: killed.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/nginx.sh"
@@ -70,6 +70,29 @@ for ((i = 0; i < kills; i++)); do
   expect_repair
 done
 echo "$kills clients killed"
+
+interrupted=0
+for ((i = 0; i < kills; i++)); do
+  begin_anew
+  point=$((RANDOM % (points[from] / 2) + 1))
+  stop_at $point "${engine[@]}" "$(url)" "$target"
+  kill -INT $client
+  kill -CONT $client
+  status=0
+  wait $client || status=$?
+  expect_old_or_new "$target" $from 2
+  case $status in
+    0) expect_release "$target" 2 ;;
+    130)
+      interrupted=$((interrupted + 1))
+      expect_text "mtlsync: interrupted"
+      ;;
+    *) fail "point $point: exit status $status: $(cat "$folder/err")" ;;
+  esac
+  expect_repair
+done
+echo "$kills clients told to stop, of which $interrupted did"
+[ $interrupted -gt 0 ] || fail "no client did"
 
 # While files are fetched; what is on its way when the server ends may still arrive.
 failed=0

@@ -4,8 +4,8 @@
 RANDOM=${SEED:=$(od -A n -N 2 -t u2 /dev/urandom)}
 echo "SEED=$((SEED))"
 
-# In front of a command whose changes count.
-with_points=(env "LD_PRELOAD=$bin/libwrite_points.so" "WRITE_POINTS_BELOW=$target")
+# In front of a command whose changes count. The shell's own children would not hear of Ctrl-C.
+with_points=(env --default-signal=INT "LD_PRELOAD=$bin/libwrite_points.so" "WRITE_POINTS_BELOW=$target")
 
 # count_points COMMAND...: how many changes a whole run makes.
 count_points() {
