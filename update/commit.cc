@@ -43,12 +43,6 @@ class Commit {
   }
 
  private:
-  /// A file of the plan, and where its content lies until it is in its place.
-  struct Placement {
-    const Entry* entry;
-    std::string from;
-  };
-
   // Renaming over a link would remove it.
   Outcome checkStamp() {
     Look look;
@@ -67,33 +61,39 @@ class Commit {
     isWayFree_ = plan_.foldersInTheWay.empty() &&
                  std::none_of(plan_.withdrawn.begin(), plan_.withdrawn.end(),
                               [](const Plan::Withdrawn& file) { return file.isInTheWay; });
-    std::unordered_map<std::string, std::size_t> uses;
+    uses_.assign(plan_.contents, 0);
     for (const Plan::Place& place : plan_.place) {
       // Otherwise something may still lie there.
       if (isWayFree_) {
         if (Outcome failure = makeFolder(place.entry->path)) return failure;
       }
-      std::string content = stagedPath(*place.entry, target_.stamp);
-      const std::size_t use = uses[content]++;
-      if (Outcome failure = prepare(*place.entry, std::move(content), use)) return failure;
+      if (Outcome failure = prepare(place)) return failure;
     }
     return {};
   }
 
-  /// The first file gets the content itself, all others a copy.
-  Outcome prepare(const Entry& entry, std::string content, std::size_t use) {
-    const auto found = staged_.find(content);
-    if (found == staged_.end()) {
+  /// Where the content of a file lies until it is in its place: the first of those that have one
+  /// takes the content itself, all others a copy.
+  std::string preparedPath(const Plan::Place& place, std::size_t use) const {
+    std::string path = stagedPath(*place.entry, target_.stamp);
+    if (use > 0) path.append(1, '.').append(std::to_string(use));
+    return path;
+  }
+
+  Outcome prepare(const Plan::Place& place) {
+    const Entry& entry = *place.entry;
+    const Staging::Found& content = staged_.at(place.content);
+    if (content.state != Staging::Found::State::kWhole) {
       return Failure{Failure::Kind::kContent, "is not staged", std::string(entry.path)};
     }
-    FileIdentity identity = found->second.identity;
-    if (use > 0) {
-      const std::string copy = content + '.' + std::to_string(use);
-      if (Outcome failure = copyContent(content, copy, identity)) return failure;
-      content = copy;
+    FileIdentity identity = content.identity;
+    if (const std::size_t use = uses_[place.content]++; use > 0) {
+      if (Outcome failure =
+              copyContent(preparedPath(place, 0), preparedPath(place, use), identity)) {
+        return failure;
+      }
     }
-    plan_.next.add({entry.path, identity, found->second.sha256, true});
-    placements_.push_back({&entry, std::move(content)});
+    plan_.next.add({entry.path, identity, content.digest, true});
     return {};
   }
 
@@ -127,11 +127,15 @@ class Commit {
   }
 
   Outcome flush() {
-    std::vector<std::string> files{kNewStateFile, kNewStamp};
-    if (target_.hasNewList) files.emplace_back(kNewListFile);
-    for (const Placement& placement : placements_)
-      files.push_back(placement.from);
-    if (const std::error_code error = folder_.flush(files)) {
+    std::vector<const char*> own{kNewStateFile, kNewStamp};
+    if (target_.hasNewList) own.push_back(kNewListFile);
+    uses_.assign(plan_.contents, 0);
+    const auto path = [&](std::size_t i) {
+      if (i < own.size()) return std::string(own[i]);
+      const Plan::Place& place = plan_.place[i - own.size()];
+      return preparedPath(place, uses_[place.content]++);
+    };
+    if (const std::error_code error = folder_.flush(own.size() + plan_.place.size(), path)) {
       return diskFailure("cannot be made durable", "", error);
     }
     return {};
@@ -153,8 +157,10 @@ class Commit {
 
   Outcome placeFiles() {
     const auto begin = std::chrono::steady_clock::now();
-    for (const Placement& placement : placements_) {
-      const std::string_view path = placement.entry->path;
+    uses_.assign(plan_.contents, 0);
+    for (const Plan::Place& place : plan_.place) {
+      const std::string_view path = place.entry->path;
+      const std::string from = preparedPath(place, uses_[place.content]++);
       if (!isWayFree_) {
         if (Outcome failure = makeFolder(path)) {
           // What is in use may lie where the folder goes.
@@ -162,7 +168,7 @@ class Commit {
           continue;
         }
       }
-      const std::error_code error = folder_.replace(placement.from, path);
+      const std::error_code error = folder_.replace(from, path);
       if (Outcome failure = judge("cannot be replaced", path, error)) return failure;
       if (!error) result_.changed.emplace_back(path);
     }
@@ -224,7 +230,7 @@ class Commit {
     }
     // What is still staged now, such as the validator of a body, is of no use to any run.
     if (Outcome failure = Staging(folder_, target_.stamp).keepOnly({})) return failure;
-    if (const std::error_code error = folder_.flush({})) {
+    if (const std::error_code error = folder_.flush(0, {})) {
       return diskFailure("cannot be made durable", "", error);
     }
     // Otherwise, the new stamp stays beside the old one, and says that the copy is unfinished.
@@ -239,7 +245,7 @@ class Commit {
   std::string stampPath_;
   bool isWayFree_ = true;  ///< Of all files: nothing has to be removed for one.
   std::string lastFolder_;
-  std::vector<Placement> placements_;
+  std::vector<std::size_t> uses_;  ///< Of each content, so far.
 };
 
 }  // namespace

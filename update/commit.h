@@ -6,24 +6,14 @@
 #include <chrono>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "update/failure.h"
 #include "update/plan.h"
-#include "update/sha256.h"
+#include "update/staging.h"
 #include "update/system.h"
 
 namespace mtlupdate {
-
-/// A whole content in the stage.
-struct StagedContent {
-  Digest sha256;
-  FileIdentity identity;
-};
-
-/// By stagedPath().
-using StagedContents = std::unordered_map<std::string, StagedContent>;
 
 /// What a copy is brought to.
 struct CommitTarget {

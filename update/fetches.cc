@@ -7,78 +7,91 @@ namespace mtlupdate {
 
 class Fetches::StagedBody : public Body {
  public:
-  StagedBody(std::string target, Staging& staging, Fetch& fetch,
+  StagedBody(std::string target, Staging& staging, const Entry& entry, Staging::Found& staged,
              std::optional<std::uint64_t> largestFile)
-      : Body(std::move(target)), staging_(staging), fetch_(fetch), largestFile_(largestFile) {}
+      : Body(std::move(target)),
+        staging_(staging),
+        entry_(entry),
+        staged_(staged),
+        largestFile_(largestFile),
+        hasPart_(staged.state == State::kPart) {}
 
-  Fetch& fetch() { return fetch_; }
+  const Entry& entry() const { return entry_; }
   Outcome openPart() {
     isOpen_ = true;
-    return staging_.open(*fetch_.entry, false, file_);
+    return staging_.open(entry_, false, file_);
   }
 
-  std::optional<std::uint64_t> size() const override { return fetch_.entry->size; }
+  std::optional<std::uint64_t> size() const override { return entry_.size; }
   std::optional<std::uint64_t> largestSize() const override { return largestFile_; }
   std::uint64_t part() const override { return isOpen_ ? file_.size() : 0; }
-  bool isChecked() const override { return fetch_.entry->sha256.has_value(); }
+  bool isChecked() const override { return entry_.sha256.has_value(); }
 
   std::string validator() const override {
-    return fetch_.hasPart && !isChecked() ? staging_.validator(*fetch_.entry) : std::string();
+    return hasPart_ && !isChecked() ? staging_.validator(entry_) : std::string();
   }
 
   Outcome begin(bool anew, const std::string& validator) override {
     if (!anew) return {};
-    Outcome failure = isOpen_ ? file_.restart() : staging_.open(*fetch_.entry, true, file_);
+    Outcome failure = isOpen_ ? file_.restart() : staging_.open(entry_, true, file_);
     isOpen_ = !failure;
     const std::uint64_t expected = size().value_or(kWorthARange + 1);
     if (failure || isChecked() || validator.empty() || expected <= kWorthARange) return failure;
-    return staging_.keepValidator(*fetch_.entry, validator);
+    return staging_.keepValidator(entry_, validator);
   }
   Outcome append(std::string_view bytes) override { return file_.append(bytes); }
 
   Outcome finish() override {
     isOpen_ = false;
-    Staging::Found& staged = fetch_.staged;
-    staged.size = file_.size();
-    if (Outcome failure = file_.finish(staged.digest, staged.identity)) return failure;
-    if (!fetch_.entry->sha256 || staged.digest == *fetch_.entry->sha256) {
-      staged.state = Staging::Found::State::kWhole;
+    Staging::Found found{State::kWhole, file_.size(), {}, {}};
+    if (Outcome failure = file_.finish(found.digest, found.identity)) return failure;
+    if (!entry_.sha256 || found.digest == *entry_.sha256) {
+      staged_ = found;
       return {};
     }
-    staged = {};
-    if (Outcome failure = staging_.discard(*fetch_.entry)) return failure;
+    staged_ = {};
+    if (Outcome failure = staging_.discard(entry_)) return failure;
     return Failure{Failure::Kind::kContent,
                    "its content does not have the SHA-256 that the library's list announces"};
   }
 
  private:
+  using State = Staging::Found::State;
+
   Staging& staging_;
-  Fetch& fetch_;
+  const Entry& entry_;
+  Staging::Found& staged_;
   std::optional<std::uint64_t> largestFile_;
+  bool hasPart_;  ///< From an earlier run.
   StagedFile file_;
   bool isOpen_ = false;
 };
 
-Fetches::Fetches(const Session& session, Staging& staging, std::vector<Fetch>& fetches,
-                 std::optional<std::uint64_t> largestFile, const Company& company,
-                 std::function<void(const Fetch&)> onFetched)
+Fetches::Fetches(const Session& session, Staging& staging, const std::vector<Plan::Fetch>& fetches,
+                 StagedContents& staged, std::optional<std::uint64_t> largestFile,
+                 const Company& company, std::function<void(const Entry&)> onFetched)
     : session_(session),
       staging_(staging),
       fetches_(fetches),
+      staged_(staged),
       largestFile_(largestFile),
       company_(company),
-      onFetched_(std::move(onFetched)) {}
+      onFetched_(std::move(onFetched)) {
+  for (const Plan::Fetch& fetch : fetches_) {
+    if (staged_[fetch.content].state == Staging::Found::State::kNothing) others_.push_back(&fetch);
+  }
+}
 
 Fetches::~Fetches() = default;
 
-std::unique_ptr<Fetches::StagedBody> Fetches::bodyOf(Fetch& fetch) {
-  return std::make_unique<StagedBody>(session_.fileTarget(fetch.entry->remotePath), staging_, fetch,
-                                      largestFile_);
+std::unique_ptr<Fetches::StagedBody> Fetches::bodyOf(const Plan::Fetch& fetch) {
+  return std::make_unique<StagedBody>(session_.fileTarget(fetch.entry->remotePath), staging_,
+                                      *fetch.entry, staged_[fetch.content], largestFile_);
 }
 
 Outcome Fetches::openParts() {
-  for (Fetch& fetch : fetches_) {
-    if (!fetch.hasPart) continue;
+  for (const Plan::Fetch& fetch : fetches_) {
+    if (staged_[fetch.content].state != Staging::Found::State::kPart) continue;
     parts_.push_back(bodyOf(fetch));
     if (Outcome failure = parts_.back()->openPart()) return failure;
   }
@@ -91,15 +104,11 @@ std::unique_ptr<Body> Fetches::next() {
     parts_.pop_back();
     return part;
   }
-  while (next_ < fetches_.size()) {
-    Fetch& fetch = fetches_[next_++];
-    if (!fetch.hasPart) return bodyOf(fetch);
-  }
-  return nullptr;
+  return next_ < others_.size() ? bodyOf(*others_[next_++]) : nullptr;
 }
 
 void Fetches::done(Body& body) {
-  onFetched_(static_cast<StagedBody&>(body).fetch());
+  onFetched_(static_cast<StagedBody&>(body).entry());
 }
 
 void Fetches::again(const Failure& failure, std::chrono::milliseconds wait) {

@@ -12,6 +12,7 @@
 
 #include "update/failure.h"
 #include "update/listing.h"
+#include "update/plan.h"
 #include "update/release.h"
 #include "update/session.h"
 #include "update/staging.h"
@@ -22,17 +23,12 @@ namespace mtlupdate {
 /// The client of the transfers of one plan.
 class Fetches : public Transfers::Client {
  public:
-  /// One content.
-  struct Fetch {
-    const Entry* entry = nullptr;
-    bool hasPart = false;     ///< The stage has a part of it, from an earlier run.
-    Staging::Found staged{};  ///< Once it is whole.
-  };
-
-  /// All of them must live longer. `largestFile` goes for contents of unknown size.
-  Fetches(const Session& session, Staging& staging, std::vector<Fetch>& fetches,
-          std::optional<std::uint64_t> largestFile, const Company& company,
-          std::function<void(const Fetch& fetch)> onFetched);
+  /// Fetches the contents that `staged` does not have whole, beginning with the parts that it has,
+  /// and notes there what it fetched. All of them must live longer. `largestFile` goes for contents
+  /// of unknown size.
+  Fetches(const Session& session, Staging& staging, const std::vector<Plan::Fetch>& fetches,
+          StagedContents& staged, std::optional<std::uint64_t> largestFile, const Company& company,
+          std::function<void(const Entry& entry)> onFetched);
   ~Fetches() override;
 
   /// Opens the parts of earlier runs, which are read for their digests.
@@ -46,16 +42,18 @@ class Fetches : public Transfers::Client {
  private:
   class StagedBody;
 
-  std::unique_ptr<StagedBody> bodyOf(Fetch& fetch);
+  std::unique_ptr<StagedBody> bodyOf(const Plan::Fetch& fetch);
 
   const Session& session_;
   Staging& staging_;
-  std::vector<Fetch>& fetches_;
+  const std::vector<Plan::Fetch>& fetches_;
+  StagedContents& staged_;
   std::optional<std::uint64_t> largestFile_;
   const Company& company_;
-  std::function<void(const Fetch&)> onFetched_;
+  std::function<void(const Entry&)> onFetched_;
   std::vector<std::unique_ptr<StagedBody>> parts_;  ///< Opened and not begun.
-  std::size_t next_ = 0;
+  std::vector<const Plan::Fetch*> others_;          ///< Of which the stage has nothing.
+  std::size_t next_ = 0;                            ///< Of the others.
 };
 
 }  // namespace mtlupdate

@@ -134,7 +134,7 @@ std::string figures(std::uint64_t needed, std::uint64_t there, const char* betwe
 class Planner {
  public:
   Planner(const Listing& listing, const State& last, const PlanOptions& options,
-          const std::function<std::uint64_t(const Entry&)>& staged, Disk& disk, Plan& plan)
+          const StagedBytes& staged, Disk& disk, Plan& plan)
       : listing_(listing),
         last_(last),
         options_(options),
@@ -179,6 +179,9 @@ class Planner {
     if (places_.of(number) == Places::Verdict::kFolder) {
       return pass(Reason::kSamePlace, "another entry needs a folder in its place");
     }
+    if (!missingFolder_.empty() && isBelow(entry.path, missingFolder_)) {
+      return place(entry, nullptr);
+    }
     Look look;
     if (const std::error_code error = disk_.look(entry.path, look)) {
       return pass(Reason::kUnreadable, "cannot be looked at: " + systemText(error));
@@ -199,7 +202,10 @@ class Planner {
       if (!kept.empty()) return pass(Reason::kFolder, where + " is a folder with \"" + kept + '"');
       return place(entry, nullptr);
     }
-    if (look.kind == FileKind::kNone) return place(entry, nullptr);
+    if (look.kind == FileKind::kNone) {
+      if (look.lacksFolder) missingFolder_ = entry.path.substr(0, entry.path.rfind('/'));
+      return place(entry, nullptr);
+    }
     return compare(entry, look.identity);
   }
 
@@ -269,36 +275,22 @@ class Planner {
 
   // `old` is null when nothing lies there.
   Outcome place(const Entry& entry, const FileIdentity* old) {
-    plan_.place.push_back({&entry, old != nullptr});
+    const std::size_t content = entry.sha256
+                                    ? contents_.emplace(*entry.sha256, plan_.contents).first->second
+                                    : plan_.contents;
+    const bool isNew = content == plan_.contents;
+    if (isNew) ++plan_.contents;
+    plan_.place.push_back({&entry, content, old != nullptr});
     if (old != nullptr) {
       ++plan_.filesReplaced;
       add(old->size, plan_.bytesReplaced);
     }
     const std::uint64_t size = entry.size.value_or(0);
-    if (entry.sha256 && !contents_.insert(*entry.sha256).second) {
-      add(size, plan_.bytesToCopy);
-      return {};
-    }
-    const std::optional<std::string> source = options_.full ? std::nullopt : sourceOf(entry);
-    if (source) {
-      plan_.copy.push_back({&entry, *source});
-      add(size, plan_.bytesToCopy);
-      return {};
-    }
-    return fetch(entry, size);
-  }
-
-  Outcome fetch(const Entry& entry, std::uint64_t size) {
-    if (options_.largestFile && size > *options_.largestFile) {
-      return Failure{Failure::Kind::kLimit,
-                     "is larger than allowed: " +
-                         figures(size, *options_.largestFile, " bytes, not ") + " at most",
-                     std::string(entry.path)};
-    }
-    plan_.fetch.push_back({&entry});
-    if (!entry.size) ++plan_.fetchesOfUnknownSize;
-    const std::uint64_t there = staged_ ? staged_(entry) : 0;
-    add(size > there ? size - there : 0, plan_.bytesToFetch);
+    const std::optional<std::string> source =
+        isNew && !options_.full ? sourceOf(entry) : std::nullopt;
+    if (source) plan_.copy.push_back({&entry, content, *source});
+    if (isNew && !source) return addFetch({&entry, content}, staged_, options_.largestFile, plan_);
+    add(size, plan_.bytesToCopy);
     return {};
   }
 
@@ -438,12 +430,13 @@ class Planner {
   const Listing& listing_;
   const State& last_;
   const PlanOptions& options_;
-  const std::function<std::uint64_t(const Entry&)>& staged_;
+  const StagedBytes& staged_;
   Disk& disk_;
   Plan& plan_;
   Places places_;
-  std::set<Digest> contents_{};  ///< That are fetched or copied.
+  std::map<Digest, std::size_t> contents_{};  ///< The numbers of those that have a digest.
   std::optional<Sources> sources_{};
+  std::string_view missingFolder_{};  ///< The last one that was seen not to be there.
   std::map<std::string, Plan::Withdrawn*> withdrawnAt_{};
   std::set<std::string> ourFolders_{};
   std::size_t filesPlaced_ = 0;     ///< By earlier updates.
@@ -461,9 +454,26 @@ const PassedOver* Plan::hindrance() const {
 }
 
 Outcome makePlan(const Listing& listing, const State& last, const PlanOptions& options,
-                 const std::function<std::uint64_t(const Entry&)>& staged, Disk& disk, Plan& plan) {
+                 const StagedBytes& staged, Disk& disk, Plan& plan) {
   plan = Plan();
   return Planner(listing, last, options, staged, disk, plan).run();
+}
+
+Outcome addFetch(const Plan::Fetch& fetch, const StagedBytes& staged,
+                 const std::optional<std::uint64_t>& largestFile, Plan& plan) {
+  const Entry& entry = *fetch.entry;
+  const std::uint64_t size = entry.size.value_or(0);
+  if (largestFile && size > *largestFile) {
+    return Failure{
+        Failure::Kind::kLimit,
+        "is larger than allowed: " + figures(size, *largestFile, " bytes, not ") + " at most",
+        std::string(entry.path)};
+  }
+  plan.fetch.push_back(fetch);
+  if (!entry.size) ++plan.fetchesOfUnknownSize;
+  const std::uint64_t there = staged ? staged(entry, fetch.content) : 0;
+  add(size > there ? size - there : 0, plan.bytesToFetch);
+  return {};
 }
 
 }  // namespace mtlupdate

@@ -3,6 +3,7 @@
 #ifndef MTLLIB_UPDATE_PLAN_H_
 #define MTLLIB_UPDATE_PLAN_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -60,18 +61,23 @@ struct PassedOver {
 };
 
 struct Plan {
+  // Contents are numbered from 0, in no order: files that have the same one have its number.
+
   /// A content to fetch into the stage. Each content is fetched once, however many files have it.
   struct Fetch {
     const Entry* entry;  ///< Belongs to the Listing.
+    std::size_t content;
   };
   /// A content to stage from a file of the copy that has it.
   struct Copy {
     const Entry* entry;
+    std::size_t content;
     std::string from;
   };
   /// A file to put in its place when all is staged.
   struct Place {
     const Entry* entry;
+    std::size_t content;
     bool replaces;  ///< Another file, which the copy has there.
   };
   /// A file that the library does not have any longer, unchanged since an update placed it.
@@ -85,6 +91,7 @@ struct Plan {
   std::vector<Fetch> fetch;
   std::vector<Copy> copy;
   std::vector<Place> place;
+  std::size_t contents = 0;  ///< How many there are.
   std::vector<Withdrawn> withdrawn;
   bool removesWithdrawn = false;
   /// Folders where files go, with nothing in them but withdrawn files and each other; each before
@@ -114,11 +121,17 @@ struct Plan {
   const PassedOver* hindrance() const;
 };
 
+/// The bytes that the stage has already of the content of this number, which is that of the entry.
+using StagedBytes = std::function<std::uint64_t(const Entry& entry, std::size_t content)>;
+
 /// Fails with kUsage for a removal that must be asked for; with kLimit; with kDisk when there is
-/// too little room, with both figures; and with kCancelled. `staged` gives the bytes that the stage
-/// has of an entry's content already.
+/// too little room, with both figures; and with kCancelled. Without `staged` nothing is staged.
 Outcome makePlan(const Listing& listing, const State& last, const PlanOptions& options,
-                 const std::function<std::uint64_t(const Entry&)>& staged, Disk& disk, Plan& plan);
+                 const StagedBytes& staged, Disk& disk, Plan& plan);
+
+/// Adds a content to fetch. Fails with kLimit.
+Outcome addFetch(const Plan::Fetch& fetch, const StagedBytes& staged,
+                 const std::optional<std::uint64_t>& largestFile, Plan& plan);
 
 }  // namespace mtlupdate
 

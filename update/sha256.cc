@@ -12,12 +12,11 @@ constexpr std::string_view kDigits = "0123456789abcdef";
 }  // namespace
 
 std::string hexText(const std::optional<Digest>& digest) {
-  std::string text;
-  if (!digest) return text;
-  text.reserve(digest->size() * 2);
-  for (const std::uint8_t byte : *digest) {
-    text += kDigits[byte >> 4U];
-    text += kDigits[byte & 15U];
+  if (!digest) return "";
+  std::string text(digest->size() * 2, '\0');
+  for (std::size_t i = 0; i < digest->size(); ++i) {
+    text[2 * i] = kDigits[(*digest)[i] >> 4U];
+    text[2 * i + 1] = kDigits[(*digest)[i] & 15U];
   }
   return text;
 }

@@ -27,13 +27,14 @@ struct Sha256::State {
   bool ok = false;
 };
 
-Sha256::Sha256() : state_(std::make_unique<State>()) {}
+Sha256::Sha256() = default;
 
 Sha256::~Sha256() = default;
 Sha256::Sha256(Sha256&& other) noexcept = default;
 Sha256& Sha256::operator=(Sha256&& other) noexcept = default;
 
 void Sha256::update(std::string_view bytes) {
+  if (state_ == nullptr) state_ = std::make_unique<State>();
   while (state_->ok && !bytes.empty()) {
     const std::string_view piece = bytes.substr(0, std::numeric_limits<ULONG>::max());
     // The call takes its input as writable and does not write to it.
@@ -45,6 +46,7 @@ void Sha256::update(std::string_view bytes) {
 }
 
 std::optional<Digest> Sha256::finish() {
+  update({});
   Digest digest{};
   if (!state_->ok ||
       !BCRYPT_SUCCESS(BCryptFinishHash(state_->hash, digest.data(), digest.size(), 0))) {

@@ -94,11 +94,17 @@ Outcome Staging::find(const Entry& entry, const GoOn& goOn, Found& found) {
 Outcome Staging::open(const Entry& entry, bool anew, StagedFile& file) {
   StagedFile opened;
   opened.path_ = stagedPath(entry, stamp_);
-  std::error_code error = folder_.openToAppend(opened.path_, opened.file_);
+  // As a rule there is none.
+  std::error_code error = folder_.makeFile(opened.path_, opened.file_);
   if (error == std::errc::no_such_file_or_directory) {
     error = folder_.makeFolders(kStageFolder);
-    if (!error) error = folder_.openToAppend(opened.path_, opened.file_);
+    if (!error) error = folder_.makeFile(opened.path_, opened.file_);
   }
+  if (!error) {
+    file = std::move(opened);
+    return {};
+  }
+  if (error == std::errc::file_exists) error = folder_.openToAppend(opened.path_, opened.file_);
   FileIdentity identity;
   if (!error) error = opened.file_.identity(identity);
   if (error) return diskFailure("cannot be opened", opened.path_, error);
@@ -129,12 +135,17 @@ Outcome Staging::copy(const Entry& entry, std::string_view path, const GoOn& goO
   if (Outcome failure = discard(entry)) return failure;
   std::error_code error = folder_.makeFolders(kStageFolder);
   if (Outcome failure = outcomeOf("cannot be made", kStageFolder, error)) return failure;
+  const auto isNotTheSame = [&] {
+    return Failure{Failure::Kind::kContent, "has another content than it had", std::string(path)};
+  };
   error = copyFile(folder_, path, stagedPath(entry, stamp_), goOn);
+  if (error == std::errc::no_such_file_or_directory) return isNotTheSame();
   if (Outcome failure = outcomeOf("cannot be copied", std::string(path), error)) return failure;
   if (Outcome failure = find(entry, goOn, found)) return failure;
   if (found.state == Found::State::kWhole) return {};
+  found = {};
   if (Outcome failure = discard(entry)) return failure;
-  return Failure{Failure::Kind::kContent, "has another content than it had", std::string(path)};
+  return isNotTheSame();
 }
 
 std::string Staging::validator(const Entry& entry) {

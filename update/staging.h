@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_set>
+#include <vector>
 
 #include "update/disk.h"
 #include "update/failure.h"
@@ -73,8 +74,8 @@ class Staging {
   /// for the digest, or anew.
   Outcome open(const Entry& entry, bool anew, StagedFile& file);
 
-  /// Stages the content of the entry from the file at `path` of the copy. The content must have
-  /// the listed digest: kContent otherwise, with nothing staged.
+  /// Stages the content of the entry from the file at `path` of the copy. kContent, with nothing
+  /// staged, when that is not there any longer, or does not have the listed digest.
   Outcome copy(const Entry& entry, std::string_view path, const GoOn& goOn, Found& found);
 
   /// What the server named the version of the content by whose part is staged (its ETag or
@@ -93,6 +94,9 @@ class Staging {
   Folder& folder_;
   std::string stamp_;
 };
+
+/// What a run has in the stage, by the numbers that its plan gives to contents.
+using StagedContents = std::vector<Staging::Found>;
 
 /// Whether a run was cut, or could not put all of its files in their places.
 bool hasStagedContents(Folder& folder);

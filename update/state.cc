@@ -141,6 +141,8 @@ const KnownFile* State::find(std::string_view path) const {
 
 std::string stateBytes(const State& state) {
   std::string bytes(kFormat);
+  constexpr std::size_t kUsual = 128;  // Of one file.
+  bytes.reserve(state.files().size() * kUsual);
   putText(state.address, bytes);
   putText(state.subPath, bytes);
   putText(state.stamp, bytes);
@@ -193,7 +195,7 @@ Outcome keepPlacedFiles(Folder& folder) {
   if (Outcome failure = writeOwnFile(folder, kPartOfState, stateBytes(readState(folder)))) {
     return failure;
   }
-  std::error_code error = folder.flush({kPartOfState});
+  std::error_code error = folder.flush(1, [](std::size_t) { return std::string(kPartOfState); });
   if (!error) error = folder.replace(kPartOfState, kStateFile);
   if (error) return diskFailure("cannot be replaced", kStateFile, error);
   return {};

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -34,6 +35,7 @@ struct Look {
   /// Not empty when something on the way to the path is not a folder: that something, relative
   /// to the folder. `kind` is what it is, then: kFile, kLink or kOther.
   std::string blockedBy{};
+  bool lacksFolder = false;  ///< A kNone whose folder is not there either.
 };
 
 /// An open file, closed by the destructor. One thread at a time.
@@ -86,6 +88,8 @@ class Folder {
   std::error_code openToRead(std::string_view path, File& file);
   /// Opens a regular file at its end, or makes an empty one.
   std::error_code openToAppend(std::string_view path, File& file);
+  /// Makes an empty file. The error is file_exists when there is anything.
+  std::error_code makeFile(std::string_view path, File& file);
   /// Makes the folder at `path`, and those it lies in, where there is none.
   std::error_code makeFolders(std::string_view path);
 
@@ -107,9 +111,9 @@ class Folder {
   /// already; `holder` then is the number of the process that did it, 0 when unknown.
   std::error_code lock(std::string_view path, File& file, std::int64_t& holder);
 
-  /// Makes durable all that was written below this folder, `files` at least: on Linux in one step,
-  /// elsewhere one by one, and nothing but them.
-  std::error_code flush(const std::vector<std::string>& files);
+  /// Makes durable all that was written below this folder, so many files at least, of which `path`
+  /// gives each: on Linux in one step, elsewhere one by one, and nothing but them.
+  std::error_code flush(std::size_t files, const std::function<std::string(std::size_t)>& path);
 
   /// In bytes, for this user.
   std::optional<std::uint64_t> freeRoom() const;

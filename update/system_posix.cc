@@ -225,7 +225,13 @@ std::error_code Folder::look(std::string_view path, Look& found) {
   found = {};
   struct stat status {};
   std::error_code error = state_->statusOf(path, status);
-  if (isAbsence(error)) return {};
+  if (isAbsence(error)) {
+    int folder = -1;
+    const std::size_t end = path.rfind('/');
+    found.lacksFolder =
+        end != path.npos && isAbsence(state_->folderAt(path.substr(0, end), folder));
+    return {};
+  }
   while (isObstacle(error) && path.find('/') != path.npos) {
     path = path.substr(0, path.rfind('/'));
     found.blockedBy = path;
@@ -265,6 +271,17 @@ std::error_code Folder::openToAppend(std::string_view path, File& file) {
   if (const std::error_code error = state_->openFile(path, O_RDWR | O_CREAT, file)) return error;
   const off_t end = ::lseek(file.state_->descriptor.get(), 0, SEEK_END);
   return end >= 0 ? std::error_code() : lastError();
+}
+
+std::error_code Folder::makeFile(std::string_view path, File& file) {
+  const std::lock_guard lock(state_->mutex);
+  int parent = -1;
+  std::string name;
+  if (const std::error_code error = state_->parentOf(path, parent, name)) return error;
+  Descriptor made(::openat(parent, name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode));
+  if (!made.isOpen()) return lastError();
+  file.state_ = std::make_unique<File::State>(File::State{std::move(made)});
+  return {};
 }
 
 std::error_code Folder::makeFolders(std::string_view path) {
@@ -357,7 +374,8 @@ std::error_code Folder::lock(std::string_view path, File& file, std::int64_t& ho
   return file.write(std::to_string(::getpid()) + '\n');
 }
 
-std::error_code Folder::flush(const std::vector<std::string>& /*files*/) {
+std::error_code Folder::flush(std::size_t /*files*/,
+                              const std::function<std::string(std::size_t)>& /*path*/) {
   return ::syncfs(state_->root.get()) == 0 ? std::error_code() : lastError();
 }
 

@@ -276,7 +276,8 @@ std::error_code Folder::look(std::string_view path, Look& found) {
   const std::lock_guard lock(state_->mutex);
   found = {};
   std::error_code error = state_->holdParents(path);
-  if (isAbsence(error)) return {};
+  found.lacksFolder = isAbsence(error);
+  if (found.lacksFolder) return {};
   if (is(error, ERROR_DIRECTORY)) {
     found.blockedBy = state_->blocked;
     path = found.blockedBy;
@@ -324,6 +325,13 @@ std::error_code Folder::openToAppend(std::string_view path, File& file) {
   if (error) return error;
   LARGE_INTEGER none{};
   return resultOf(SetFilePointerEx(file.state_->handle.get(), none, nullptr, FILE_END));
+}
+
+std::error_code Folder::makeFile(std::string_view path, File& file) {
+  const std::lock_guard lock(state_->mutex);
+  const std::error_code error =
+      state_->openFile(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, CREATE_NEW, file);
+  return is(error, ERROR_FILE_EXISTS) ? std::make_error_code(std::errc::file_exists) : error;
 }
 
 std::error_code Folder::makeFolders(std::string_view path) {
@@ -396,11 +404,13 @@ std::error_code Folder::lock(std::string_view path, File& file, std::int64_t& ho
   return isLocked ? std::make_error_code(std::errc::resource_unavailable_try_again) : error;
 }
 
-std::error_code Folder::flush(const std::vector<std::string>& files) {
+std::error_code Folder::flush(std::size_t files,
+                              const std::function<std::string(std::size_t)>& path) {
   const std::lock_guard lock(state_->mutex);
-  for (const std::string& path : files) {
+  for (std::size_t i = 0; i < files; ++i) {
     File file;
-    std::error_code error = state_->openFile(path, GENERIC_WRITE, kShareAll, OPEN_EXISTING, file);
+    std::error_code error =
+        state_->openFile(path(i), GENERIC_WRITE, kShareAll, OPEN_EXISTING, file);
     if (!error) error = resultOf(FlushFileBuffers(file.state_->handle.get()));
     if (error) return error;
   }

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <functional>
 #include <system_error>
-#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
@@ -99,8 +98,10 @@ class Updater::Run {
   Outcome fetchLibrarysList(bool pastCaches, bool keeps);
   bool isCurrent();
   Outcome makePlanFor(bool rereads, Plan& plan);
+  StagedBytes stagedBytes();
   Outcome bring(bool pastCaches, bool repairs, UpdateResult& result);
-  Outcome stage(const Plan& plan, UpdateResult& result);
+  Outcome stage(Plan& plan, UpdateResult& result);
+  Outcome copyContents(Plan& plan, UpdateResult& result);
   Outcome fetchContents(const Plan& plan, UpdateResult& result);
   Outcome commitPlan(Plan& plan, UpdateResult& result);
   Outcome compare(const Listing& listing, VerifyResult& result);
@@ -117,8 +118,7 @@ class Updater::Run {
   std::string stamp_;
   std::unique_ptr<Listing> listing_;
   std::optional<Staging> staging_;
-  /// What the stage has of the contents that the plan fetches or copies.
-  std::unordered_map<const Entry*, Staging::Found> staged_;
+  StagedContents staged_;
 };
 
 Outcome Updater::Run::connect() {
@@ -214,24 +214,29 @@ Outcome Updater::Run::makePlanFor(bool rereads, Plan& plan) {
   staged_.clear();
   if (!hasFolder_) {
     NoDisk none;
-    return makePlan(
-        *listing_, State(), planOptions, [](const Entry&) { return std::uint64_t{0}; }, none, plan);
+    return makePlan(*listing_, State(), planOptions, {}, none, plan);
   }
   staging_.emplace(folder_, stamp_);
+  FolderDisk disk(folder_);
+  Outcome failure = makePlan(*listing_, readState(folder_), planOptions, stagedBytes(), disk, plan);
+  staged_.resize(plan.contents);
+  return failure;
+}
+
+// Notes what the stage has of each content.
+StagedBytes Updater::Run::stagedBytes() {
   // As a rule there is nothing, which one look shows.
-  const bool isAnythingStaged = hasStagedContents(folder_);
-  const auto stagedBytes = [&](const Entry& entry) {
-    if (!isAnythingStaged) return std::uint64_t{0};
+  if (!hasStagedContents(folder_)) return {};
+  return [this](const Entry& entry, std::size_t content) {
     Staging::Found found;
     const Outcome failure = staging_->find(
         entry, [this](std::uint64_t) { return goOn(); }, found);
     // What cannot be read is fetched.
     if (failure) found = {};
-    staged_[&entry] = found;
+    staged_.resize(std::max(staged_.size(), content + 1));
+    staged_[content] = found;
     return found.size;
   };
-  FolderDisk disk(folder_);
-  return makePlan(*listing_, readState(folder_), planOptions, stagedBytes, disk, plan);
 }
 
 Outcome Updater::Run::plan(Preview& preview) {
@@ -286,14 +291,9 @@ Outcome Updater::Run::bring(bool pastCaches, bool repairs, UpdateResult& result)
 
 Outcome Updater::Run::commitPlan(Plan& plan, UpdateResult& result) {
   observer_.onPhase(Phase::kCommit);
-  StagedContents contents;
-  for (const auto& [entry, found] : staged_) {
-    if (found.state != Staging::Found::State::kWhole) continue;
-    contents[stagedPath(*entry, stamp_)] = {found.digest, found.identity};
-  }
   const CommitTarget target{options_.session.address, options_.subPath, stamp_, true};
   CommitResult committed;
-  Outcome failure = commit(folder_, plan, contents, target, committed);
+  Outcome failure = commit(folder_, plan, staged_, target, committed);
   result.placed = std::move(committed.changed);
   result.removed = std::move(committed.removed);
   result.isChanged = !result.placed.empty() || !result.removed.empty();
@@ -307,33 +307,38 @@ Outcome Updater::Run::commitPlan(Plan& plan, UpdateResult& result) {
 }
 
 // Brings all contents that the plan needs into the stage, and what it does not need out of it.
-Outcome Updater::Run::stage(const Plan& plan, UpdateResult& result) {
-  std::unordered_set<std::string> needed;
-  for (const Plan::Place& place : plan.place)
-    needed.insert(stagedPath(*place.entry, stamp_));
-  if (Outcome failure = staging_->keepOnly(needed)) return failure;
+Outcome Updater::Run::stage(Plan& plan, UpdateResult& result) {
+  if (hasStagedContents(folder_)) {
+    std::unordered_set<std::string> needed;
+    for (const Plan::Place& place : plan.place)
+      needed.insert(stagedPath(*place.entry, stamp_));
+    if (Outcome failure = staging_->keepOnly(needed)) return failure;
+  }
+  if (Outcome failure = copyContents(plan, result)) return failure;
+  return fetchContents(plan, result);
+}
+
+Outcome Updater::Run::copyContents(Plan& plan, UpdateResult& result) {
   for (const Plan::Copy& copy : plan.copy) {
-    Staging::Found& found = staged_[copy.entry];
+    Staging::Found& found = staged_[copy.content];
     const auto goOnReading = [this](std::uint64_t) { return goOn(); };
-    if (Outcome failure = staging_->copy(*copy.entry, copy.from, goOnReading, found)) {
-      return failure;
+    Outcome failure = staging_->copy(*copy.entry, copy.from, goOnReading, found);
+    if (failure && failure->kind == Failure::Kind::kContent) {
+      // Somebody has changed the file since the plan was made.
+      failure = addFetch({copy.entry, copy.content}, {}, options_.largestFile, plan);
+      if (failure) return failure;
+      continue;
     }
+    if (failure) return failure;
     ++result.filesCopied;
     result.bytesCopied += found.size;
     observer_.onCopied(*copy.entry, copy.from);
   }
-  return fetchContents(plan, result);
+  return {};
 }
 
 Outcome Updater::Run::fetchContents(const Plan& plan, UpdateResult& result) {
   observer_.onPhase(Phase::kFetch);
-  std::vector<Fetches::Fetch> fetches;
-  for (const Plan::Fetch& fetch : plan.fetch) {
-    const Staging::Found& found = staged_[fetch.entry];
-    if (found.state == Staging::Found::State::kWhole) continue;
-    const bool hasPart = found.state == Staging::Found::State::kPart;
-    fetches.push_back({fetch.entry, hasPart, {}});
-  }
   const std::uint64_t before = transfers_->receivedBytes();
   const auto received = [&] { return transfers_->receivedBytes() - before; };
   Company company = company_;
@@ -341,11 +346,10 @@ Outcome Updater::Run::fetchContents(const Plan& plan, UpdateResult& result) {
     observer_.onProgress(received(), plan.bytesToFetch);
     return goOn();
   };
-  Fetches client(*session_, *staging_, fetches, options_.largestFile, company,
-                 [&](const Fetches::Fetch& fetch) {
-                   staged_[fetch.entry] = fetch.staged;
+  Fetches client(*session_, *staging_, plan.fetch, staged_, options_.largestFile, company,
+                 [&](const Entry& entry) {
                    ++result.filesFetched;
-                   observer_.onFetched(*fetch.entry);
+                   observer_.onFetched(entry);
                  });
   Outcome failure = client.openParts();
   if (!failure) failure = transfers_->run(client);

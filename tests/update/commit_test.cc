@@ -169,7 +169,8 @@ TEST_F(CommitTest, DoesNothingWhenAContentIsNotStaged) {
   list("b", "2");
   list("a", "1");
   plan = makePlan();
-  stage("2");
+  staged.resize(plan.contents);
+  stage(*plan.fetch.at(0).entry, plan.fetch[0].content);
   const Outcome failure = commit();
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->kind, Failure::Kind::kContent);

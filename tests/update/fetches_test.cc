@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <deque>
 #include <memory>
 #include <string>
@@ -49,20 +50,23 @@ class FetchesTest : public testing::Test {
   Outcome run() {
     fetched_.clear();
     Staging staging(folder_, "stamp");
-    std::vector<Fetches::Fetch> fetches;
+    std::vector<Plan::Fetch> fetches;
+    StagedContents staged(entries_.size());
     for (const Entry& entry : entries_) {
-      Staging::Found found;
-      EXPECT_FALSE(staging.find(entry, {}, found));
-      fetches.push_back({&entry, found.state == State::kPart, {}});
+      EXPECT_FALSE(staging.find(entry, {}, staged.at(fetches.size())));
+      fetches.push_back({&entry, fetches.size()});
     }
     Transfers transfers(*session_, timing_, RetryPolicy{}, TransferLimits{});
-    Fetches client(*session_, staging, fetches, std::nullopt, company_,
-                   [this](const Fetches::Fetch& fetch) {
-                     EXPECT_EQ(fetch.staged.state, State::kWhole);
-                     EXPECT_EQ(fetch.staged.digest, *digestOf(content(*fetch.entry)));
-                     EXPECT_EQ(fetch.staged.identity.size, fetch.staged.size);
-                     fetched_.emplace_back(fetch.entry->path);
-                   });
+    Fetches client(
+        *session_, staging, fetches, staged, std::nullopt, company_, [&](const Entry& entry) {
+          const auto isOfIt = [&](const Plan::Fetch& fetch) { return fetch.entry == &entry; };
+          const auto fetch = std::find_if(fetches.begin(), fetches.end(), isOfIt);
+          const Staging::Found& found = staged.at(fetch->content);
+          EXPECT_EQ(found.state, State::kWhole);
+          EXPECT_EQ(found.digest, *digestOf(content(entry)));
+          EXPECT_EQ(found.identity.size, found.size);
+          fetched_.emplace_back(entry.path);
+        });
     Outcome failure = client.openParts();
     if (!failure) failure = transfers.run(client);
     received_ = transfers.receivedBytes();

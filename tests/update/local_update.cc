@@ -19,10 +19,8 @@ namespace {
 using mtlupdate::Outcome;
 
 Outcome stage(mtlupdate::Staging& staging, const mtlupdate::Entry& entry,
-              const std::string& content, mtlupdate::StagedContent& whole) {
-  mtlupdate::Staging::Found found;
+              const std::string& content, mtlupdate::Staging::Found& found) {
   if (Outcome failure = staging.find(entry, {}, found)) return failure;
-  whole = {found.digest, found.identity};
   if (found.state == mtlupdate::Staging::Found::State::kWhole) return {};
   mtlupdate::StagedFile file;
   if (Outcome failure = staging.open(entry, false, file)) return failure;
@@ -32,8 +30,9 @@ Outcome stage(mtlupdate::Staging& staging, const mtlupdate::Entry& entry,
       return failure;
     }
   }
-  if (Outcome failure = file.finish(whole.sha256, whole.identity)) return failure;
-  if (whole.sha256 == entry.sha256) return {};
+  if (Outcome failure = file.finish(found.digest, found.identity)) return failure;
+  found.state = mtlupdate::Staging::Found::State::kWhole;
+  if (found.digest == entry.sha256) return {};
   return mtlupdate::Failure{mtlupdate::Failure::Kind::kContent, "has another content"};
 }
 
@@ -55,16 +54,15 @@ Outcome update(const std::string& name, int release) {
   if (Outcome failure = makePlan(listing, mtlupdate::readState(folder), options, {}, disk, plan)) {
     return failure;
   }
-  mtlupdate::StagedContents staged;
+  mtlupdate::StagedContents staged(plan.contents);
   for (const auto& fetch : plan.fetch) {
-    const std::string path = stagedPath(*fetch.entry, target.stamp);
     const std::string& content = files.at(std::string(fetch.entry->path));
-    if (Outcome failure = stage(staging, *fetch.entry, content, staged[path])) return failure;
+    mtlupdate::Staging::Found& found = staged[fetch.content];
+    if (Outcome failure = stage(staging, *fetch.entry, content, found)) return failure;
   }
   for (const auto& copy : plan.copy) {
-    mtlupdate::Staging::Found found;
+    mtlupdate::Staging::Found& found = staged[copy.content];
     if (Outcome failure = staging.copy(*copy.entry, copy.from, {}, found)) return failure;
-    staged[stagedPath(*copy.entry, target.stamp)] = {found.digest, found.identity};
   }
   mtlupdate::CommitResult result;
   return commit(folder, plan, staged, target, result);

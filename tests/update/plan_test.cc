@@ -52,6 +52,7 @@ class FakeDisk final : public mtlupdate::Disk {
   void touch(const std::string& path) { ++looks[path].identity.modified; }
 
   std::error_code look(std::string_view path, Look& found) override {
+    ++timesLooked;
     const auto at = looks.find(std::string(path));
     found = at != looks.end() ? at->second : Look{};
     return refused.count(std::string(path)) != 0
@@ -87,6 +88,7 @@ class FakeDisk final : public mtlupdate::Disk {
   std::set<std::string> refused;
   std::set<std::string> unreadable;
   std::vector<std::string> read;
+  int timesLooked = 0;
   std::optional<std::uint64_t> room{1'000'000};
 
  private:
@@ -150,7 +152,7 @@ class PlanTest : public testing::Test {
   State state;
   FakeDisk disk;
   PlanOptions options;
-  std::function<std::uint64_t(const Entry&)> staged;
+  mtlupdate::StagedBytes staged;
   Plan plan;
 };
 
@@ -162,6 +164,19 @@ TEST_F(PlanTest, FetchesWhatIsNotThere) {
   EXPECT_EQ(plan.bytesToFetch, 7U);
   EXPECT_EQ(plan.roomNeeded, 7U);
   EXPECT_EQ(plan.roomThere, 1'000'000U);
+}
+
+TEST_F(PlanTest, LooksOnceForAFolderThatIsNotThere) {
+  for (const char* path : {"a/b", "a/c", "a/d/e", "ab/c"}) {
+    list(path, path);
+    disk.looks[path].lacksFolder = true;
+  }
+  disk.put("b/a", "old");
+  list("b/a", "new");
+  makeGood();
+  EXPECT_EQ(disk.timesLooked, 3);
+  EXPECT_THAT(placed(), ElementsAre(Pair("a/b", false), Pair("a/c", false), Pair("a/d/e", false),
+                                    Pair("ab/c", false), Pair("b/a", true)));
 }
 
 TEST_F(PlanTest, KeepsAndDoesNotReadWhatNobodyHasTouched) {
@@ -285,7 +300,7 @@ TEST_F(PlanTest, FetchesAContentOnceForAllFilesThatHaveIt) {
 
 TEST_F(PlanTest, CountsNoBytesThatAreStaged) {
   list("a", "content");
-  staged = [](const Entry&) { return 5U; };
+  staged = [](const Entry&, std::size_t) { return 5U; };
   makeGood();
   EXPECT_EQ(plan.bytesToFetch, 2U);
 }

@@ -173,6 +173,7 @@ TEST_F(StagingTest, CopiesNothingThatIsAnotherContent) {
     ASSERT_TRUE(failure) << content;
     EXPECT_EQ(failure->kind, Failure::Kind::kContent);
     EXPECT_EQ(find(entry).state, Found::State::kNothing);
+    EXPECT_EQ(found.state, Found::State::kNothing);
   }
 }
 

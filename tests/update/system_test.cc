@@ -129,6 +129,28 @@ TEST_F(System, KeepsTheIdentityOfAFileThatIsPutInAPlace) {
   EXPECT_EQ(look("a").identity, staged);
 }
 
+TEST_F(System, MakesAFileOnlyWhereThereIsNothing) {
+  File file;
+  ASSERT_FALSE(folder.makeFile("a", file));
+  ASSERT_FALSE(file.write("new"));
+  ASSERT_FALSE(file.close());
+  EXPECT_EQ(read("a"), "new");
+  EXPECT_EQ(folder.makeFile("a", file), std::errc::file_exists);
+  EXPECT_FALSE(file.isOpen());
+  EXPECT_EQ(folder.makeFile("no folder/a", file), std::errc::no_such_file_or_directory);
+  EXPECT_EQ(read("a"), "new");
+}
+
+TEST_F(System, KnowsWhetherTheFolderOfAFileIsThere) {
+  writeFile(dir / "copy/a/b", "1");
+  EXPECT_FALSE(look("a/b").lacksFolder);
+  EXPECT_FALSE(look("a/c").lacksFolder);
+  EXPECT_FALSE(look("c").lacksFolder);
+  EXPECT_TRUE(look("c/d").lacksFolder);
+  EXPECT_TRUE(look("a/c/d/e").lacksFolder);
+  EXPECT_FALSE(look("a/b/c").lacksFolder);
+}
+
 TEST_F(System, AppendsCutsAndReads) {
   File file;
   ASSERT_FALSE(folder.openToAppend("a", file));
@@ -257,7 +279,7 @@ TEST_F(System, LocksUntilTheFileIsClosed) {
 
 TEST_F(System, FlushesAndKnowsTheRoom) {
   write("a", "1");
-  EXPECT_FALSE(folder.flush({"a"}));
+  EXPECT_FALSE(folder.flush(1, [](std::size_t) { return std::string("a"); }));
   ASSERT_TRUE(folder.freeRoom());
   EXPECT_GT(*folder.freeRoom(), 0U);
 }

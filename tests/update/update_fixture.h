@@ -51,23 +51,24 @@ class UpdateFixture : public testing::Test {
     return made;
   }
 
-  void stage(const std::string& content) {
-    mtlupdate::Entry entry;
-    entry.sha256 = digestOf(content);
+  void stage(const mtlupdate::Entry& entry, std::size_t number) {
+    const std::string& content = contents.at(*entry.sha256);
     mtlupdate::Staging staging(folder, target.stamp);
     mtlupdate::StagedFile file;
-    mtlupdate::StagedContent whole{};
+    mtlupdate::Staging::Found whole{
+        mtlupdate::Staging::Found::State::kWhole, content.size(), {}, {}};
     ASSERT_FALSE(staging.open(entry, true, file));
     ASSERT_FALSE(file.append(content));
-    ASSERT_FALSE(file.finish(whole.sha256, whole.identity));
-    staged[mtlupdate::stagedPath(entry, target.stamp)] = whole;
+    ASSERT_FALSE(file.finish(whole.digest, whole.identity));
+    staged.at(number) = whole;
   }
 
   void stageAll() {
+    staged.assign(plan.contents, {});
     for (const mtlupdate::Plan::Fetch& fetch : plan.fetch)
-      stage(contents.at(*fetch.entry->sha256));
+      stage(*fetch.entry, fetch.content);
     for (const mtlupdate::Plan::Copy& copy : plan.copy)
-      stage(contents.at(*copy.entry->sha256));
+      stage(*copy.entry, copy.content);
   }
 
   mtlupdate::Outcome commit() {

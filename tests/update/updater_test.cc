@@ -85,6 +85,9 @@ class UpdaterTest : public testing::Test, protected UpdateObserver {
     return fs::exists(stage) && !fs::is_empty(stage);
   }
 
+  void onPlan(const Plan& /*plan*/) override {
+    if (onPlan_) onPlan_();
+  }
   bool goOn() override { return goOn_ == nullptr || goOn_(); }
   void onSecondLook(const Failure& /*failure*/) override {
     ++secondLooks_;
@@ -99,6 +102,7 @@ class UpdaterTest : public testing::Test, protected UpdateObserver {
   UpdateResult result_;
   Failure failure_{Kind::kUsage};
   std::function<bool()> goOn_;
+  std::function<void()> onPlan_;
   std::function<void()> onSecondLook_;
   int secondLooks_ = 0;
 };
@@ -180,6 +184,34 @@ TEST_F(UpdaterTest, ARenamedFileIsCopied) {
   EXPECT_EQ(copy(), with("two", {{"new", "content"}}));
   EXPECT_EQ(result_.filesCopied, 1U);
   EXPECT_THAT(result_.removed, ElementsAre("old"));
+}
+
+TEST_F(UpdaterTest, WhatCannotBeCopiedAnyMoreIsFetched) {
+  publish("one", {{"old/a", "content a"}, {"old/b", "content b"}, {"old/c", "content c"}});
+  updateWell();
+  const Files files{{"new/a", "content a"}, {"new/b", "content b"}, {"new/c", "content c"}};
+  publish("two", files);
+  onPlan_ = [this] {
+    write("old/a", "kontent a");
+    fs::remove(fs::path(options_.folder) / "old/b");
+  };
+  updateWell();
+  EXPECT_THAT(requests(), UnorderedElementsAre("GET /lib/id.txt", "GET /lib/filelist.json",
+                                               "GET /lib/new/a", "GET /lib/new/b"));
+  EXPECT_EQ(result_.filesCopied, 1U);
+  Files expected = files;
+  expected.insert({{"old/a", "kontent a"}, {"old/c", "content c"}});
+  EXPECT_EQ(copy(), with("two", expected));
+}
+
+TEST_F(UpdaterTest, WhatCannotBeCopiedAnyMoreIsFetchedWithinTheLimits) {
+  publish("one", {{"old", "content"}});
+  updateWell();
+  publish("two", {{"new", "content"}});
+  options_.largestFile = 6;
+  onPlan_ = [this] { write("old", "kontent"); };
+  expectFailure(Kind::kLimit);
+  EXPECT_EQ(failure_.about, "new");
 }
 
 TEST_F(UpdaterTest, WithdrawnFilesStayUntilTheyArePruned) {
