@@ -380,7 +380,7 @@ void Transfers::retry(std::unique_ptr<Work> work, Failure failure, const Slot& s
     work->failedTries = 0;
   }
   if (++work->failedTries >= policy_.tries) {
-    failure.text += ", in " + std::to_string(policy_.tries) + " tries";
+    if (policy_.tries > 1) failure.text += ", in " + std::to_string(policy_.tries) + " tries";
     return fail(std::move(failure), work->body->target());
   }
   milliseconds wait{0};

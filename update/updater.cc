@@ -99,6 +99,7 @@ class Updater::Run {
   bool isCurrent();
   Outcome makePlanFor(bool rereads, Plan& plan);
   StagedBytes stagedBytes();
+  Outcome bringUpToDate(bool repairs, UpdateResult& result);
   Outcome bring(bool pastCaches, bool repairs, UpdateResult& result);
   Outcome stage(Plan& plan, UpdateResult& result);
   Outcome copyContents(Plan& plan, UpdateResult& result);
@@ -160,9 +161,18 @@ Outcome Updater::Run::fetchLibrarysList(bool pastCaches, bool keeps) {
   if (keeps) {
     keeper = [&](bool anew, std::string_view bytes) -> Outcome {
       std::error_code error;
-      if (anew && !file.isOpen()) error = folder_.openToAppend(kNewListFile, file);
-      if (anew && !error) error = file.cutAt(0);
-      if (!error && !bytes.empty()) error = file.write(bytes);
+      if (anew && file.isOpen()) error = file.cutAt(0);
+      if (bytes.empty() && !error) return {};
+      // A folder is made for what begins as a list does: not for what a wrong address has.
+      if (!hasFolder_) {
+        if (Outcome failure = openFolder(true)) return failure;
+        if (Outcome failure = lock_.take(folder_)) return failure;
+      }
+      if (!error && !file.isOpen()) {
+        error = folder_.openToAppend(kNewListFile, file);
+        if (!error) error = file.cutAt(0);
+      }
+      if (!error) error = file.write(bytes);
       if (error) return diskFailure("cannot be written", kNewListFile, error);
       return {};
     };
@@ -254,18 +264,27 @@ Outcome Updater::Run::plan(Preview& preview) {
 Outcome Updater::Run::update(bool repairs, UpdateResult& result) {
   if (Outcome failure = connect()) return failure;
   if (Outcome failure = openFolder(false)) return failure;
+  const bool isNew = !hasFolder_;
   if (hasFolder_) {
     if (Outcome failure = lock()) return failure;
   }
+  Outcome failure = bringUpToDate(repairs, result);
+  const bool isTaken = isNew && failure && failure->kind == Failure::Kind::kBusy;
+  if (!isTaken || !options_.waitForOthers) return failure;
+  // Another run has made the folder meanwhile.
+  if (Outcome again = lock()) return again;
+  return bringUpToDate(repairs, result);
+}
+
+Outcome Updater::Run::bringUpToDate(bool repairs, UpdateResult& result) {
+  result = {};
   if (Outcome failure = fetchLibrarysStamp(false)) return failure;
   result.stamp = stamp_;
   const bool isAsked = repairs || options_.full || options_.prune;
   if (!isAsked && isCurrent()) return {};
-  if (!hasFolder_) {
-    if (Outcome failure = openFolder(true)) return failure;
-    if (Outcome failure = lock()) return failure;
+  if (hasFolder_) {
+    if (Outcome failure = keepPlacedFiles(folder_)) return failure;
   }
-  if (Outcome failure = keepPlacedFiles(folder_)) return failure;
   Outcome failure = bring(false, repairs, result);
   if (!failure || !isWorthASecondLook(*failure)) return failure;
   observer_.onSecondLook(*failure);

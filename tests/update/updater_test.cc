@@ -442,6 +442,18 @@ TEST_F(UpdaterTest, RepairReadsWhatLooksUnchanged) {
   EXPECT_EQ(copy(), with("one", {{"a", "a"}}));
 }
 
+TEST_F(UpdaterTest, MakesNoFolderForWhatIsNotALibrary) {
+  for (const char* list : {"<!DOCTYPE html><p>Log in here", "", "{\"login\": true}\n"}) {
+    server_.serve("/lib/id.txt", "<!DOCTYPE html><p>Log in here");
+    server_.serve("/lib/filelist.json", list);
+    expectFailure(Kind::kContent);
+    EXPECT_FALSE(fs::exists(options_.folder)) << list;
+  }
+  server_.remove("/lib/filelist.json");
+  expectFailure(Kind::kNetwork);
+  EXPECT_FALSE(fs::exists(options_.folder));
+}
+
 TEST_F(UpdaterTest, VerifyAsksTheLibraryWhereNoListWasKept) {
   publish("one", {{"a", "a"}, {"b", "b"}});
   write("a", "a");
