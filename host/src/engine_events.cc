@@ -108,7 +108,8 @@ void EngineEvents::onPhase(Phase phase) {
     case Phase::kPlan:
       return beginPhase(kComparing);
     case Phase::kFetch:
-      return beginMeasuring(kFetching, bytesToFetch_);
+      if (hasContents_) beginMeasuring(kFetching, bytesToFetch_);
+      return;
     case Phase::kCommit:
       if (measured_ != nullptr) tellMeasured(total_);
       return beginPhase("Replacing files");
@@ -119,6 +120,7 @@ void EngineEvents::onPhase(Phase phase) {
 }
 
 void EngineEvents::onPlan(const mtlupdate::Plan& plan) {
+  hasContents_ = !plan.fetch.empty() || !plan.copy.empty();
   bytesToFetch_ = plan.fetchesOfUnknownSize == 0 ? signedBytes(plan.bytesToFetch) : 0;
   const Plan made = planOf(plan);
   events_.tell([&](Observer& observer) { observer.planned(made); });

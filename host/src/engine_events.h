@@ -51,6 +51,7 @@ class EngineEvents final : public mtlupdate::UpdateObserver {
   std::int64_t total_ = 0;          ///< Of that phase.
   int permille_ = -1;
   bool isInPhase_ = false;
+  bool hasContents_ = true;  ///< Something is to be fetched or copied.
   bool isVerifying_ = false;
   bool hasAskedForList_ = false;
   bool hasToldOfWaiting_ = false;

@@ -128,7 +128,7 @@ class EngineKeeper final : public Keeper {
   /// Ends an operation that had this outcome, and otherwise this result.
   Result finished(const Outcome& failure, Result result);
   void tellStamps(bool areTheSame);
-  void tellFiles(const mtlupdate::UpdateResult& update);
+  void tellFiles(const mtlupdate::UpdateResult& update, const Outcome& failure);
 
   const mtlupdate::UpdateOptions options_;
   const bool hasAddress_;  ///< Of the library's own, not only the default one.
@@ -137,7 +137,12 @@ class EngineKeeper final : public Keeper {
 
 Result EngineKeeper::finished(const Outcome& failure, Result result) {
   if (failure) {
-    Result failed = failedBy(*failure);
+    mtlupdate::Failure told = *failure;
+    // Whoever reads a log does not know which copy it is of.
+    if (told.kind == mtlupdate::Failure::Kind::kDisk && told.about != options_.folder) {
+      told.about = mtlrules::joinedPath(options_.folder, told.about);
+    }
+    Result failed = failedBy(told);
     result.status = failed.status;
     result.failure = failed.failure;
     result.errors = std::move(failed.errors);
@@ -146,8 +151,8 @@ Result EngineKeeper::finished(const Outcome& failure, Result result) {
     const bool isDone = result.status == Status::kDone;
     result.code = isDone ? 0 : 1;
   }
-  const CallRecord told = events_.finish();
-  if (told.failure) std::rethrow_exception(told.failure);
+  const CallRecord record = events_.finish();
+  if (record.failure) std::rethrow_exception(record.failure);
   return result;
 }
 
@@ -180,21 +185,21 @@ Result EngineKeeper::update(Update kind) {
   const Outcome failure = (updater.*kind)(done);
   events.end(!failure);
   if (!failure && !events.hasAskedForList()) tellStamps(true);
-  tellFiles(done);
+  tellFiles(done, failure);
   Result result{Status::kDone};
   take(std::move(done), result);
   result.receivedBytes = events.receivedBytes();
   return finished(failure, std::move(result));
 }
 
-void EngineKeeper::tellFiles(const mtlupdate::UpdateResult& update) {
+void EngineKeeper::tellFiles(const mtlupdate::UpdateResult& update, const Outcome& failure) {
   const auto tell = [&](const FileChange& change) {
     events_.tell([&](Observer& observer) { observer.file(change); });
   };
   for (const mtlupdate::PassedOver& entry : update.passedOver) {
     if (entry.reason == mtlupdate::PassedOver::Reason::kChanged) {
       events_.logInfo("Left \"%s\" as it is: it %s", entry.path.c_str(), entry.text.c_str());
-    } else {
+    } else if (!failure || failure->about != entry.path) {
       events_.logWarning("Passed over \"%s\": %s", entry.path.c_str(), entry.text.c_str());
     }
     tell({FileChange::Kind::kPassedOver, entry.path, std::nullopt, "", entry.text});

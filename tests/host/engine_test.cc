@@ -33,6 +33,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::IsSupersetOf;
+using testing::Not;
 namespace fs = std::filesystem;
 
 class EngineTest : public testing::Test {
@@ -301,9 +302,13 @@ TEST_F(EngineTest, PlansTheRemovalOfWhatIsInTheWay) {
 TEST_F(EngineTest, FailsForWhatSomethingElseLiesInThePlaceOf) {
   publish("one", {{"a", "a"}, {"b", "b"}});
   fs::create_directories(fs::u8path(directory_ / "copy/a"));
-  expectFailure(Failure::kDisk, "a: its place is a folder");
-  EXPECT_THAT(observer_.lines, IsSupersetOf({"warning: Passed over \"a\": its place is a folder",
+  publish("one", {{"a", "a"}, {"b", "b"}, {"c", "c"}});
+  fs::create_directories(fs::u8path(directory_ / "copy/c"));
+  expectFailure(Failure::kDisk, "/copy/a: its place is a folder");
+  EXPECT_THAT(observer_.lines, IsSupersetOf({"warning: Passed over \"c\": its place is a folder",
                                              "file: passed over a -1 its place is a folder"}));
+  EXPECT_THAT(observer_.lines, Not(Contains("warning: Passed over \"a\": its place is a folder")))
+      << "the failure says so";
   EXPECT_EQ(copied("b"), "b");
   EXPECT_FALSE(fs::exists(fs::u8path(directory_ / "copy/id.txt")));
 }

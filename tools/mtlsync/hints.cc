@@ -70,12 +70,13 @@ std::string connectionHint(std::uint32_t reason) {
 }
 
 /// Whether the engine says so: its messages begin with the URL.
-bool isOfStampOrList(const ErrorEntry& entry) {
+bool isAbout(const ErrorEntry& entry, std::string_view name) {
   const std::string_view url = std::string_view(entry.message).substr(0, entry.message.find(": "));
-  const auto endsWith = [url](std::string_view end) {
-    return url.size() >= end.size() && url.substr(url.size() - end.size()) == end;
-  };
-  return entry.httpStatus != 0 && (endsWith("/id.txt") || endsWith("/filelist.json"));
+  return url.size() >= name.size() && url.substr(url.size() - name.size()) == name;
+}
+
+bool isOfStampOrList(const ErrorEntry& entry) {
+  return entry.httpStatus != 0 && (isAbout(entry, "/id.txt") || isAbout(entry, "/filelist.json"));
 }
 
 /// Whether the stamp or the list was refused, which every library has. A file's failure may
@@ -131,6 +132,24 @@ std::string saveHint(const ErrorEntries& errors, const Options& options) {
          "\" fetches whatever is missing or cut.";
 }
 
+std::string contentHint(const ErrorEntries& errors) {
+  if (isAbout(errors.front(), "/filelist.json")) {
+    return "Check the address: what answers there is not a library, perhaps a network's log-in "
+           "page.";
+  }
+  return "Run it again later: perhaps the library is just being published. If that does not help, "
+         "tell its publisher.";
+}
+
+/// For what cannot be done, whatever the state of things is.
+std::string usageHint(const ErrorEntries& errors, const Options& options) {
+  if (options.mode == Mode::kVerify) {
+    return '"' + commandWith("--verify", options) + "\" compares with the library's own list.";
+  }
+  const bool isOfPruning = errors.front().message.find("would be removed") != std::string::npos;
+  return isOfPruning ? "--prune-most removes them all the same." : "";
+}
+
 }  // namespace
 
 std::string commandWith(const std::string& option, const Options& options) {
@@ -165,6 +184,30 @@ std::string hintFor(const ErrorEntries& errors, const Options& options) {
   }
   if (isCausedBy(errors, {kAccessDenied, kWriteProtected})) {
     return mtlrules::printableLine("Check that you may write in \"" + options.directory + "\".");
+  }
+  return "";
+}
+
+std::string hintFor(mtlhost::Result::Failure failure, const ErrorEntries& errors,
+                    const Options& options) {
+  using Failure = mtlhost::Result::Failure;
+  if (errors.empty()) return "";
+  switch (failure) {
+    case Failure::kUsage:
+      return usageHint(errors, options);
+    case Failure::kDisk:
+      return "Once that is put right, run it again: what was fetched is kept.";
+    case Failure::kContent:
+      return contentHint(errors);
+    case Failure::kLimit:
+      return "--max-file-size and --max-total-size say how much is taken.";
+    case Failure::kAnotherRun:
+      return "--wait waits until it has ended.";
+    case Failure::kNone:
+    case Failure::kOther:
+    case Failure::kNetwork:
+    case Failure::kMemory:
+      break;
   }
   return "";
 }

@@ -20,6 +20,10 @@ std::string hintForDifferences(const Options& options);
 /// One line for whoever met the failure; "" when there is nothing to add.
 std::string hintFor(const ErrorEntries& errors, const Options& options);
 
+/// The same where the errors alone give no hint, but the kind of the failure does.
+std::string hintFor(mtlhost::Result::Failure failure, const ErrorEntries& errors,
+                    const Options& options);
+
 }  // namespace mtlsync
 
 #endif  // MTLLIB_TOOLS_MTLSYNC_HINTS_H_

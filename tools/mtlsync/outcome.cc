@@ -25,7 +25,7 @@ Outcome outcomeOf(int code, bool stopped, const Options& options, const RunRecor
   }
   if (options.mode == Mode::kPlan) return Outcome::kPlanned;
   if (options.mode == Mode::kVerify) return code > 0 ? Outcome::kDifferent : Outcome::kAsListed;
-  return record.stampsMatched ? Outcome::kUpToDate : Outcome::kUpdated;
+  return record.isUnchanged ? Outcome::kUpToDate : Outcome::kUpdated;
 }
 
 const char* nameOf(Outcome outcome) {

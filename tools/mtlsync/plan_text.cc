@@ -1,7 +1,9 @@
 // Paths come from a server, and are printed as such.
 #include "mtlsync/plan_text.h"
 
+#include <array>
 #include <cstdint>
+#include <cstdio>
 
 #include "common/quantity_text.h"
 #include "rules/printable.h"
@@ -88,6 +90,23 @@ const char* textOf(mtlhost::Difference::Kind kind) {
   return "";
 }
 
+std::vector<std::string> changeLines(const mtlhost::Result& result, bool detailed) {
+  std::vector<std::string> lines;
+  const auto add = [&](const char* what, const mtlhost::Amount& amount, const char* end) {
+    if (amount.files > 0) lines.push_back(what + amountText(amount) + end);
+  };
+  add("Copied: ", result.copied, ".");
+  add("Removed: ", result.removed, ".");
+  add("No longer of the library: ", result.withdrawn, "; --prune removes what is.");
+  if (detailed && result.isChanged) {
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), "Files put in their places in %.1f ms.",
+                  static_cast<double>(result.commitTime.count()) / 1000);
+    lines.emplace_back(text.data());
+  }
+  return lines;
+}
+
 std::vector<std::string> planLines(const mtlhost::Plan& plan) {
   std::vector<std::string> lines;
   for (const mtlhost::FileChange& file : plan.files)
@@ -99,7 +118,7 @@ std::vector<std::string> planLines(const mtlhost::Plan& plan) {
   add("To copy: ", plan.copied);
   add("To replace: ", plan.replaced);
   add("To remove: ", plan.removed);
-  add("Withdrawn: ", plan.withdrawn);
+  add("No longer of the library: ", plan.withdrawn);
   add("Unchanged: ", plan.left);
   if (plan.roomNeeded > 0) {
     std::string room = "Room: " + common::bytesText(plan.roomNeeded) + " needed";

@@ -1,10 +1,11 @@
-// What an update would do and how a copy differs from its list, in words.
+// What an update would do or has done, and how a copy differs from its list, in words.
 #ifndef MTLLIB_TOOLS_MTLSYNC_PLAN_TEXT_H_
 #define MTLLIB_TOOLS_MTLSYNC_PLAN_TEXT_H_
 
 #include <string>
 #include <vector>
 
+#include "mtlhost/library.h"
 #include "mtlhost/update.h"
 
 namespace mtlsync {
@@ -16,6 +17,10 @@ const char* nameOf(mtlhost::Difference::Kind kind);
 
 /// For people, behind the path: "is missing".
 const char* textOf(mtlhost::Difference::Kind kind);
+
+/// What an update did besides fetching: a line for each kind. `detailed` adds how long it took to
+/// put files in their places.
+std::vector<std::string> changeLines(const mtlhost::Result& result, bool detailed);
 
 /// A line a file, in the plan's order, then the totals.
 std::vector<std::string> planLines(const mtlhost::Plan& plan);

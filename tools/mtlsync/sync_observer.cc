@@ -39,7 +39,7 @@ void SyncObserver::stage(const mtlhost::Message& message) {
     ++record_.files;
     tellFile(message);
   }
-  if (std::strcmp(message.format(), kStampsMatch) == 0) record_.stampsMatched = true;
+  if (std::strcmp(message.format(), kStampsMatch) == 0) record_.isUnchanged = true;
   tell("stage", message);
 }
 

@@ -23,10 +23,10 @@ struct RunRecord {
   std::int64_t bytes = 0;
   std::int64_t compared = 0;     ///< Files that were compared with the list.
   std::int64_t differences = 0;  ///< That were told.
-  bool stampsMatched = false;
-  bool warned = false;        ///< Told by the library as the end of a run may be.
-  ErrorEntries failure;       ///< The last one told.
-  std::string exceededLimit;  ///< Why we ended the run ourselves; "" when we did not.
+  bool isUnchanged = false;      ///< The copy was as it should be.
+  bool warned = false;           ///< Told by the library as the end of a run may be.
+  ErrorEntries failure;          ///< The last one told.
+  std::string exceededLimit;     ///< Why we ended the run ourselves; "" when we did not.
 };
 
 /// Messages go to the console as far as the verbosity allows, everything goes to the

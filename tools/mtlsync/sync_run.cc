@@ -14,6 +14,7 @@
 #include "mtlsync/hints.h"
 #include "mtlsync/json_events.h"
 #include "mtlsync/outcome.h"
+#include "mtlsync/plan_text.h"
 #include "mtlsync/progress_display.h"
 #include "mtlsync/random_delay.h"
 #include "mtlsync/status.h"
@@ -98,9 +99,12 @@ struct Consoles {
 
 /// What to do next, where that can be told.
 void advise(Outcome outcome, const RunRecord& record, const Options& options,
-            common::Console& messages) {
-  const std::string hint = outcome == Outcome::kDifferent ? hintForDifferences(options)
-                                                          : hintFor(record.failure, options);
+            mtlhost::Result::Failure failure, common::Console& messages) {
+  std::string hint = outcome == Outcome::kDifferent ? hintForDifferences(options)
+                                                    : hintFor(record.failure, options);
+  if (hint.empty() && outcome == Outcome::kFailed) {
+    hint = hintFor(failure, record.failure, options);
+  }
   if (!hint.empty()) messages.printLine(hint);
   if (outcome == Outcome::kInterrupted) messages.printLine("mtlsync: interrupted");
 }
@@ -117,6 +121,8 @@ void tellResult(Outcome outcome, const mtlhost::Result& result, const RunRecord&
     const auto [word, rest] = closingLine(outcome, record, seconds);
     if (word.empty() && rest.empty()) return;
     results.printLine((word.empty() ? "" : results.coloured(common::Tone::kDone, word)) + rest);
+    for (const std::string& line : changeLines(result, options.verbosity == Verbosity::kVerbose))
+      results.printLine(line);
   }
 }
 
@@ -148,12 +154,13 @@ ExitStatus runSync(Options options) {
   if (usesEngine(options)) {
     record.bytes = result.receivedBytes;
     record.compared = result.compared.files;
+    record.isUnchanged = !result.isChanged;
   }
   const Outcome outcome = outcomeOf(result.code, common::stopRequested(), options, record);
   if (outcome == Outcome::kFailed) explainFailure(result, options, observer);
   record.failure = observer.record().failure;
   tellResult(outcome, result, record, elapsed.count(), options, to.results, events);
-  advise(outcome, record, options, to.messages);
+  advise(outcome, record, options, result.failure, to.messages);
   return exitStatusOf(outcome, result.failure);
 }
 

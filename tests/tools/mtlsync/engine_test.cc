@@ -22,6 +22,7 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
@@ -131,8 +132,40 @@ TEST_F(EngineProgram, PrunesWhenAskedAndMostOfACopyWhenAskedTwice) {
   const ProcessResult refused = run({"--prune"});
   EXPECT_EQ(refused.exitCode, 2);
   EXPECT_THAT(refused.err, HasSubstr("more than half of the copy would be removed"));
+  EXPECT_THAT(refused.err, EndsWith("\n--prune-most removes them all the same.\n"));
   runWell({"--prune-most"});
   EXPECT_FALSE(fs::exists(fs::u8path(copy_ + "/a")));
+}
+
+TEST_F(EngineProgram, TellsWhatBecameOfTheFilesItDidNotFetch) {
+  library_.publish("one", {{"a", "a"}, {"b", "bb"}});
+  runWell();
+  library_.publish("two", {{"a", "a"}, {"c", "a"}});
+  ProcessResult result = run({"-v"});
+  EXPECT_THAT(result.out,
+              MatchesPattern("Updated: 0 files, [0-9]+ bytes in [0-9.]+ s\\.\n"
+                             "Copied: 1 file, 1 byte\\.\n"
+                             "No longer of the library: 1 file, 2 bytes; --prune removes "
+                             "what is\\.\n"
+                             "Files put in their places in [0-9.]+ ms\\.\n"));
+  result = run({"--prune"});
+  EXPECT_THAT(result.out, MatchesPattern("Updated: 0 files, [0-9]+ bytes in [0-9.]+ s\\.\n"
+                                         "Removed: 1 file, 2 bytes\\.\n"));
+  result = run({"--prune"});
+  EXPECT_EQ(result.out, "Up to date.\n");
+  EXPECT_EQ(result.err, "Accessing stamp\nGetting file list\nComparing files\nReplacing files\n");
+}
+
+TEST_F(EngineProgram, MakesNoFolderForALogInPage) {
+  const std::string page = "<!DOCTYPE html><title>Log in</title>\n";
+  for (const char* name : {"/lib/id.txt", "/lib/filelist.json"})
+    server_.serve(name, page);
+  const ProcessResult result = run({"-q"});
+  EXPECT_EQ(result.exitCode, 5);
+  EXPECT_THAT(result.err, StartsWith("mtlsync: error: " + library_.address() + "/filelist.json: "));
+  EXPECT_THAT(result.err, HasSubstr("\nCheck the address: what answers there is not a library, "
+                                    "perhaps a network's log-in page.\n"));
+  EXPECT_FALSE(fs::exists(fs::u8path(copy_)));
 }
 
 TEST_F(EngineProgram, FetchesEverythingWhenAsked) {
@@ -192,11 +225,19 @@ TEST_F(EngineProgram, SaysByItsExitStatusWhatFailed) {
 
   library_.publish("one", {{"a", "a"}});
   server_.serve("/lib/a", "b");
-  EXPECT_EQ(run().exitCode, 5);
+  result = run({"-q"});
+  EXPECT_EQ(result.exitCode, 5);
+  EXPECT_THAT(result.err, StartsWith("mtlsync: error: " + library_.address() + "/a: "));
+  EXPECT_THAT(result.err, EndsWith("\nRun it again later: perhaps the library is just being "
+                                   "published. If that does not help, tell its publisher.\n"));
   EXPECT_EQ(run({"--max-file-size", "1"}).exitCode, 5);
 
   library_.publish("two", {{"a", "aa"}});
-  EXPECT_EQ(run({"--max-file-size", "1"}).exitCode, 1);
+  result = run({"-q", "--max-file-size", "1"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.err,
+            "mtlsync: error: a: is larger than allowed: 2 bytes, not 1 at most\n"
+            "--max-file-size and --max-total-size say how much is taken.\n");
 
   mtlupdate::Folder folder;
   ASSERT_FALSE(folder.open(copy_, true));
@@ -206,10 +247,13 @@ TEST_F(EngineProgram, SaysByItsExitStatusWhatFailed) {
     result = run({"-q"});
     EXPECT_EQ(result.exitCode, 6);
     EXPECT_THAT(result.err, HasSubstr("another run is at work on this folder"));
+    EXPECT_THAT(result.err, EndsWith("\n--wait waits until it has ended.\n"));
   }
   writeFile(dir_ / "file", "no folder");
-  EXPECT_EQ(runProcess({MTLSYNC, "-q", "--no-proxy", library_.address(), dir_ / "file"}).exitCode,
-            4);
+  result = runProcess({MTLSYNC, "-q", "--no-proxy", library_.address(), dir_ / "file"});
+  EXPECT_EQ(result.exitCode, 4);
+  EXPECT_THAT(result.err,
+              EndsWith("\nOnce that is put right, run it again: what was fetched is kept.\n"));
   EXPECT_EQ(runProcess({MTLSYNC, "-q", "--no-proxy", "ftp://host/lib", copy_}).exitCode, 2);
 }
 

@@ -44,7 +44,7 @@ TEST_F(SyncObserverTest, CountsFilesAndBytes) {
   observer.goOn({20, 30});
   EXPECT_EQ(observer.record().files, 2);
   EXPECT_EQ(observer.record().bytes, 30);
-  EXPECT_FALSE(observer.record().stampsMatched);
+  EXPECT_FALSE(observer.record().isUnchanged);
 }
 
 TEST_F(SyncObserverTest, ShowsTheFileThatWasBegunLast) {
@@ -83,7 +83,7 @@ TEST_F(SyncObserverTest, ColoursTheKindOfAMessage) {
 TEST_F(SyncObserverTest, NoticesThatThereWasNothingToDo) {
   SyncObserver observer = observerWith(Verbosity::kNormal);
   tell(observer, &SyncObserver::stage, "Local and remote stamp files match. Nothing to do.");
-  EXPECT_TRUE(observer.record().stampsMatched);
+  EXPECT_TRUE(observer.record().isUnchanged);
 }
 
 TEST_F(SyncObserverTest, GoesNotOnOnceStopped) {
