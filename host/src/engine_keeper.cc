@@ -1,4 +1,6 @@
 // The engine has connections only while an operation runs: each has an Updater of its own.
+#include <algorithm>
+#include <chrono>
 #include <exception>
 #include <optional>
 #include <string>
@@ -23,6 +25,9 @@ namespace {
 using mtlupdate::Outcome;
 using Status = Result::Status;
 
+/// Clocks count nanoseconds: what is added to them must not be too much.
+constexpr std::chrono::seconds kLongestDuration = std::chrono::hours(24) * 365 * 100;
+
 std::optional<std::string> proxyOf(const Settings& settings) {
   if (settings.proxyMode == PROXY_MODE_EXPLICIT) return settings.proxyAddress;
   if (settings.proxyMode == PROXY_MODE_DISABLED) return "";
@@ -43,7 +48,7 @@ mtlupdate::UpdateOptions optionsOf(const Settings& settings) {
   options.pruneMost = update.pruneMost;
   options.largestFile = update.largestFile;
   options.largestTotal = update.largestTotal;
-  options.duration = update.duration;
+  if (update.duration) options.duration = std::min(*update.duration, kLongestDuration);
   options.retries.tries = update.tries;
   options.waitForOthers = update.waitsForOthers;
   return options;
