@@ -8,12 +8,13 @@
 
 namespace {
 
-mtlhost_error outOfMemory{"", -1, "Out of memory", nullptr};
+mtlhost_error outOfMemory{"", -1, "Out of memory", 0, 0, nullptr};
 
 ErrorList listFrom(mtlhost::Errors::const_iterator error, mtlhost::Errors::const_iterator end) {
   if (error == end) return nullptr;
   return ErrorList(new mtlhost_error{mtlhost::validUtf8(error->tag), error->code,
-                                     mtlhost::validUtf8(error->message), listFrom(error + 1, end)});
+                                     mtlhost::validUtf8(error->message), error->connectionReason,
+                                     error->httpStatus, listFrom(error + 1, end)});
 }
 
 }  // namespace
@@ -56,6 +57,14 @@ std::int32_t mtlhost_error_code(const mtlhost_error* error) {
 
 const char* mtlhost_error_message(const mtlhost_error* error) {
   return error != nullptr ? error->message.c_str() : "";
+}
+
+std::int32_t mtlhost_error_connection_reason(const mtlhost_error* error) {
+  return error != nullptr ? static_cast<std::int32_t>(error->connectionReason) : 0;
+}
+
+std::int32_t mtlhost_error_http_status(const mtlhost_error* error) {
+  return error != nullptr ? error->httpStatus : 0;
 }
 
 const mtlhost_error* mtlhost_error_next(const mtlhost_error* error) {

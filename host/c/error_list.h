@@ -18,6 +18,8 @@ struct mtlhost_error {
   std::string tag;
   std::int32_t code;
   std::string message;
+  std::uint32_t connectionReason;
+  int httpStatus;
   ErrorList next;
 };
 

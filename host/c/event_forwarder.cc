@@ -3,6 +3,7 @@
 
 #include "error_list.h"
 #include "mtlhost/utf8.h"
+#include "records.h"
 
 namespace {
 
@@ -11,6 +12,19 @@ namespace {
 constexpr std::chrono::milliseconds kLongestSilence{60};
 
 constexpr std::int32_t kUnknown = mtlhost::Progress::kUnknown;
+
+mtlhost_event eventOf(std::int32_t kind) {
+  mtlhost_event event{};
+  event.size = sizeof(event);
+  event.kind = kind;
+  event.permille = kUnknown;
+  event.megabytes_done = kUnknown;
+  event.megabytes_total = kUnknown;
+  event.bytes_done = kUnknown;
+  event.bytes_total = kUnknown;
+  event.seconds_left = kUnknown;
+  return event;
+}
 
 }  // namespace
 
@@ -49,16 +63,46 @@ bool EventForwarder::goOn(const mtlhost::Transfer& /*transfer*/) {
   return !cancelled_;
 }
 
+void EventForwarder::planned(const mtlhost::Plan& plan) {
+  if (callback_ == nullptr) return;
+  const PlanRecord record(plan);
+  mtlhost_event event = eventOf(MTLHOST_EVENT_PLANNED);
+  event.plan = &record;
+  send(event, "");
+}
+
+void EventForwarder::file(const mtlhost::FileChange& change) {
+  if (callback_ == nullptr) return;
+  const FileRecord record(change);
+  mtlhost_event event = eventOf(MTLHOST_EVENT_FILE);
+  event.file = &record;
+  send(event, change.path);
+}
+
+void EventForwarder::waiting(std::int64_t process) {
+  mtlhost_event event = eventOf(MTLHOST_EVENT_WAITING);
+  event.process = process;
+  send(event, "");
+}
+
 void EventForwarder::tell(std::int32_t kind, const std::string& text,
                           const mtlhost::Errors& chain) {
   const ErrorList errors = errorListOf(chain);
-  send({sizeof(mtlhost_event), kind, kUnknown, kUnknown, kUnknown, nullptr, errors.get()}, text);
+  mtlhost_event event = eventOf(kind);
+  event.error = errors.get();
+  send(event, text);
 }
 
 void EventForwarder::tellProgress() {
-  send({sizeof(mtlhost_event), MTLHOST_EVENT_PROGRESS, progress_.permille, progress_.megabytesDone,
-        progress_.megabytesTotal, nullptr, nullptr},
-       progress_.text);
+  mtlhost_event event = eventOf(MTLHOST_EVENT_PROGRESS);
+  event.permille = progress_.permille;
+  event.megabytes_done = progress_.megabytesDone;
+  event.megabytes_total = progress_.megabytesTotal;
+  event.bytes_done = progress_.bytesDone;
+  event.bytes_total = progress_.bytesTotal;
+  event.bytes_per_second = progress_.bytesPerSecond;
+  event.seconds_left = progress_.secondsLeft;
+  send(event, progress_.text);
 }
 
 void EventForwarder::send(mtlhost_event event, const std::string& text) {

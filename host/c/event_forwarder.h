@@ -9,13 +9,13 @@
 #include "mtlhost.h"
 #include "mtlhost/observer.h"
 
-/// Makes an event of everything that the library tells, and cancels when the callback says
+/// Makes an event of everything that the library reports, and cancels when the callback says
 /// so. Without a callback, no text is even made.
 class EventForwarder final : public mtlhost::Observer {
  public:
   EventForwarder(mtlhost_callback callback, void* user) : callback_(callback), user_(user) {}
 
-  /// A check or sync is over.
+  /// An operation is over.
   void reset();
 
   void stage(const mtlhost::Message& message) override;
@@ -25,6 +25,9 @@ class EventForwarder final : public mtlhost::Observer {
   void error(const mtlhost::Errors& chain) override;
   void progress(const mtlhost::Progress& progress) override;
   bool goOn(const mtlhost::Transfer& transfer) override;
+  void planned(const mtlhost::Plan& plan) override;
+  void file(const mtlhost::FileChange& change) override;
+  void waiting(std::int64_t process) override;
 
  private:
   using Clock = std::chrono::steady_clock;

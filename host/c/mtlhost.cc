@@ -2,9 +2,11 @@
 #include "mtlhost.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
@@ -12,7 +14,9 @@
 #include "error_list.h"
 #include "event_forwarder.h"
 #include "mtlhost/library.h"
+#include "mtlhost/update.h"
 #include "mtlhost/utf8.h"
+#include "records.h"
 
 struct mtlhost_library {
   mtlhost_library(mtlhost_callback callback, void* user) : events(callback, user) {}
@@ -20,6 +24,8 @@ struct mtlhost_library {
   EventForwarder events;
   std::optional<mtlhost::Library> library;
   ErrorList lastError;
+  std::optional<ResultRecord> lastResult{std::in_place, mtlhost::Result{}};
+  std::optional<PlanRecord> lastPlan;
 };
 
 namespace {
@@ -45,6 +51,12 @@ mtlhost_options takenFrom(const mtlhost_options& options) {
   take(&mtlhost_options::proxy_address, options, taken);
   take(&mtlhost_options::callback, options, taken);
   take(&mtlhost_options::user, options, taken);
+  take(&mtlhost_options::flags, options, taken);
+  take(&mtlhost_options::tries, options, taken);
+  take(&mtlhost_options::bytes_per_second, options, taken);
+  take(&mtlhost_options::largest_file, options, taken);
+  take(&mtlhost_options::largest_total, options, taken);
+  take(&mtlhost_options::seconds, options, taken);
   return taken;
 }
 
@@ -57,6 +69,30 @@ ProxyMode proxyModeOf(std::int32_t mode) {
   return mode == MTLHOST_PROXY_NONE ? PROXY_MODE_DISABLED : PROXY_MODE_SYSTEM;
 }
 
+bool hasNegativeNumbers(const mtlhost_options& options) {
+  return std::min<std::int64_t>({options.tries, options.bytes_per_second, options.largest_file,
+                                 options.largest_total, options.seconds}) < 0;
+}
+
+mtlhost::UpdateSettings updateSettingsOf(const mtlhost_options& options) {
+  const auto has = [&](std::uint32_t flag) { return (options.flags & flag) != 0; };
+  mtlhost::UpdateSettings update;
+  update.full = has(MTLHOST_FULL);
+  update.prune = has(MTLHOST_PRUNE) || has(MTLHOST_PRUNE_MOST);
+  update.pruneMost = has(MTLHOST_PRUNE_MOST);
+  update.waitsForOthers = has(MTLHOST_WAIT);
+  update.bytesPerSecond = options.bytes_per_second;
+  if (options.tries > 0) update.tries = options.tries;
+  if (options.largest_file > 0) {
+    update.largestFile = static_cast<std::uint64_t>(options.largest_file);
+  }
+  if (options.largest_total > 0) {
+    update.largestTotal = static_cast<std::uint64_t>(options.largest_total);
+  }
+  if (options.seconds > 0) update.duration = std::chrono::seconds(options.seconds);
+  return update;
+}
+
 mtlhost::Settings settingsOf(const mtlhost_options& options) {
   return {textOf(options.remote_address),
           textOf(options.target_directory),
@@ -64,7 +100,8 @@ mtlhost::Settings settingsOf(const mtlhost_options& options) {
           proxyModeOf(options.proxy_mode),
           textOf(options.proxy_address),
           textOf(options.module_file),
-          true};
+          (options.flags & MTLHOST_USE_MODULE) != 0,
+          updateSettingsOf(options)};
 }
 
 std::unique_ptr<mtlhost_library> open(const mtlhost_options& options, ErrorList& error) {
@@ -82,8 +119,9 @@ std::int32_t codeOf(Status status) {
       return MTLHOST_OK;
     case Status::kUpdateAvailable:
       return MTLHOST_UPDATE_AVAILABLE;
-    case Status::kFailed:
     case Status::kDifferent:
+      return MTLHOST_DIFFERENT;
+    case Status::kFailed:
       return MTLHOST_FAILED;
     case Status::kCancelled:
       return MTLHOST_CANCELLED;
@@ -93,22 +131,46 @@ std::int32_t codeOf(Status status) {
   return MTLHOST_FAILED;
 }
 
+mtlhost::Result failedBy(mtlhost::Result::Failure failure) {
+  mtlhost::Result result;
+  result.failure = failure;
+  return result;
+}
+
 /// What another thread is using meanwhile is left alone.
-std::int32_t call(mtlhost_library* handle, mtlhost::Result (mtlhost::Library::*operation)()) {
+template <typename Operation>
+std::int32_t perform(mtlhost_library* handle, Operation operation) {
   if (handle == nullptr) return MTLHOST_WRONG_USE;
   Status status = Status::kFailed;
   ErrorList error;
   try {
-    const mtlhost::Result result = ((*handle->library).*operation)();
-    status = result.status;
+    mtlhost::Plan plan;
+    const mtlhost::Result result = operation(*handle->library, plan);
+    if (result.status == Status::kBusy) return MTLHOST_WRONG_USE;
     error = errorListOf(result.errors);
+    handle->lastResult.emplace(result);
+    handle->lastPlan.emplace(plan);
+    status = result.status;
+  } catch (const std::bad_alloc&) {
+    error = errorListOfException();
+    handle->lastResult.emplace(failedBy(mtlhost::Result::Failure::kMemory));
+    handle->lastPlan.reset();
   } catch (...) {
     error = errorListOfException();
+    handle->lastResult.emplace(failedBy(mtlhost::Result::Failure::kOther));
+    handle->lastPlan.reset();
   }
-  if (status == Status::kBusy) return MTLHOST_WRONG_USE;
   handle->events.reset();
   handle->lastError = std::move(error);
   return codeOf(status);
+}
+
+std::int32_t perform(mtlhost_library* handle, mtlhost::Result (mtlhost::Library::*operation)()) {
+  const std::int32_t code = perform(handle, [operation](mtlhost::Library& library, mtlhost::Plan&) {
+    return (library.*operation)();
+  });
+  if (code != MTLHOST_WRONG_USE) handle->lastPlan.reset();
+  return code;
 }
 
 }  // namespace
@@ -123,6 +185,8 @@ std::int32_t mtlhost_open(const mtlhost_options* options, mtlhost_library** libr
   } else if (const mtlhost_options taken = takenFrom(*options);
              textOf(taken.target_directory).empty()) {
     reason = ownErrorList("mtlhost_open() needs a target directory");
+  } else if (hasNegativeNumbers(taken)) {
+    reason = ownErrorList("mtlhost_open() takes no negative numbers");
   } else {
     try {
       *library = open(taken, reason).release();
@@ -140,15 +204,44 @@ void mtlhost_close(mtlhost_library* library) {
 }
 
 std::int32_t mtlhost_check(mtlhost_library* library) {
-  return call(library, &mtlhost::Library::check);
+  return perform(library, &mtlhost::Library::check);
+}
+
+std::int32_t mtlhost_plan(mtlhost_library* library) {
+  return perform(library,
+                 [](mtlhost::Library& opened, mtlhost::Plan& plan) { return opened.plan(plan); });
 }
 
 std::int32_t mtlhost_sync(mtlhost_library* library) {
-  return call(library, &mtlhost::Library::run);
+  return perform(library, &mtlhost::Library::run);
+}
+
+std::int32_t mtlhost_verify(mtlhost_library* library) {
+  return perform(library, &mtlhost::Library::verify);
+}
+
+std::int32_t mtlhost_repair(mtlhost_library* library) {
+  return perform(library, &mtlhost::Library::repair);
 }
 
 void mtlhost_cancel(mtlhost_library* library) {
   if (library != nullptr) library->library->cancel();
+}
+
+std::int32_t mtlhost_is_unfinished(const char* target_directory) {
+  try {
+    return mtlhost::isUpdateUnfinished(textOf(target_directory)) ? 1 : 0;
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
+}
+
+const mtlhost_result* mtlhost_last_result(const mtlhost_library* library) {
+  return library != nullptr ? &*library->lastResult : nullptr;
+}
+
+const mtlhost_update_plan* mtlhost_last_plan(const mtlhost_library* library) {
+  return library != nullptr && library->lastPlan ? &*library->lastPlan : nullptr;
 }
 
 const mtlhost_error* mtlhost_last_error(const mtlhost_library* library) {

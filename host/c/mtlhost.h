@@ -19,16 +19,22 @@
  * only handed on. What comes out belongs to the library object or to the event that it
  * comes from, but for the error of mtlhost_open().
  *
+ * Operations are mtlhost_check(), mtlhost_plan(), mtlhost_sync(), mtlhost_verify() and
+ * mtlhost_repair(). They work on the calling thread, and return when they are done.
+ *
  * Threads: any thread may use a library object, one at a time; mtlhost_cancel() may be
  * called by others meanwhile. Several objects may be used at once, each by a thread of its
- * own; two must not share a target directory.
+ * own. Of several that share a target directory, of whatever processes, one can update it at
+ * a time.
  *
  * Processes: a library object belongs to the process that opened it. In a forked one,
- * mtlhost_check() and mtlhost_sync() fail at once, and mtlhost_close() leaves everything to
- * the other process; a library object of its own can be opened.
+ * operations fail at once, and mtlhost_close() leaves everything to the other process; a
+ * library object of its own can be opened.
  *
- * Versions: records begin with their size, and grow only at the end. Functions, constants
- * and fields are added, never changed. */
+ * Versions: records begin with their size, and grow only at the end, but for mtlhost_amount,
+ * which stays as it is. A record that the library filled may be smaller than the one here when
+ * the library is older than this header: what lies beyond its size is not there. Functions,
+ * constants and fields are added, never changed. */
 #ifndef MTLHOST_H
 #define MTLHOST_H
 
@@ -57,41 +63,111 @@ typedef struct mtlhost_error mtlhost_error;
 
 /** What a function returns. */
 enum {
-  MTLHOST_OK = 0,               /**< Done. After a check or sync, the copy is up to date. */
-  MTLHOST_UPDATE_AVAILABLE = 1, /**< Of mtlhost_check() only. */
-  MTLHOST_FAILED = -1,          /**< The error tells why. */
+  MTLHOST_OK = 0,               /**< Done. The copy is up to date, as far as that was asked. */
+  MTLHOST_UPDATE_AVAILABLE = 1, /**< Of mtlhost_check() and mtlhost_plan() only. */
+  MTLHOST_DIFFERENT = 2,        /**< Of mtlhost_verify() only. */
+  MTLHOST_FAILED = -1,          /**< The error says why. */
   MTLHOST_CANCELLED = -2,       /**< By mtlhost_cancel() or by the callback. */
-  MTLHOST_WRONG_USE = -3        /**< A null handle, or a check or sync is under way. Nothing
-                                     was done; the last error stays as it was. */
+  MTLHOST_WRONG_USE = -3        /**< A null handle, or an operation is under way. Nothing was
+                                     done; what there is of the last operation stays. */
 };
 
-/** What an event tells. Ignore kinds that you do not know. */
+/** What an event reports. Ignore kinds that you do not know. */
 enum {
-  MTLHOST_EVENT_STAGE = 1,   /**< What the library does now: "Creating download directory". */
-  MTLHOST_EVENT_INFO = 2,    /**< Worth knowing when something goes wrong. */
-  MTLHOST_EVENT_WARNING = 3, /**< Not as it should be, and does not end the run by itself. */
-  MTLHOST_EVENT_ERROR = 4,   /**< The failure that ends the check or sync, a cancelled one
-                                  among them. A sync may fail without one; the last error
-                                  always tells. */
-  MTLHOST_EVENT_PROGRESS = 5 /**< Comes whenever one of its numbers or its text changes, and
+  MTLHOST_EVENT_STAGE = 1,    /**< What the library does now: "Creating download directory". */
+  MTLHOST_EVENT_INFO = 2,     /**< Worth knowing when something goes wrong. */
+  MTLHOST_EVENT_WARNING = 3,  /**< Not as it should be, and does not end the run by itself. */
+  MTLHOST_EVENT_ERROR = 4,    /**< The failure that ends the operation, a cancelled one among
+                                   them. One may fail without it; the last error always says
+                                   why. */
+  MTLHOST_EVENT_PROGRESS = 5, /**< Comes whenever its text, permille or megabytes change, and
                                   otherwise about ten times a second while anything is
                                   transferred. */
+  MTLHOST_EVENT_PLANNED = 6,  /**< Of the engine: what is to be done, before any of it is done.
+                                   Not when the copy is up to date. */
+  MTLHOST_EVENT_FILE = 7,     /**< Of the engine: something became of a file of the copy. What was
+                                   fetched or copied is put in its place when all files are
+                                   there. */
+  MTLHOST_EVENT_WAITING = 8   /**< With MTLHOST_WAIT: another run is at work on the copy. Comes
+                                   again and again until it has ended. */
 };
+
+/** So many files, and the bytes in them. Never grows. */
+typedef struct mtlhost_amount {
+  int64_t files; /**< How many. */
+  int64_t bytes; /**< In all of them. */
+} mtlhost_amount;
+
+/** What becomes of a file of the copy, or is the matter with it. Ignore kinds that you do not
+ * know. */
+enum {
+  MTLHOST_FILE_FETCHED = 1,     /**< Its content comes from the library's server. */
+  MTLHOST_FILE_COPIED = 2,      /**< Its content is that of another file, and comes from there. */
+  MTLHOST_FILE_WITHDRAWN = 3,   /**< The library does not have it any longer, and it stays. */
+  MTLHOST_FILE_REMOVED = 4,     /**< The same, and it is removed. */
+  MTLHOST_FILE_PASSED_OVER = 5, /**< The library has it, and what lies in its place stays. */
+  MTLHOST_FILE_DAMAGED = 6,     /**< It differs from the list in its content or its size. */
+  MTLHOST_FILE_MISSING = 7,     /**< The list names it, and there is no such file. */
+  MTLHOST_FILE_EXTRA = 8,       /**< The list does not name it. */
+  MTLHOST_FILE_CHANGED = 9      /**< As MTLHOST_FILE_DAMAGED, where the library lets others
+                                     change the file. */
+};
+
+/** A file of the copy. */
+typedef struct mtlhost_file {
+  size_t size;        /**< Of the record that the library filled. */
+  int32_t kind;       /**< MTLHOST_FILE_... */
+  const char* path;   /**< Relative to the target directory. */
+  int64_t bytes;      /**< In it; -1 when unknown. */
+  const char* source; /**< COPIED: the file of the copy that has the content; "" when that one
+                           is fetched itself. Otherwise "". */
+  const char* reason; /**< PASSED_OVER: why, in words that follow the path. Otherwise "". */
+} mtlhost_file;
+
+/** What an update would do. The files are all but those that are as they should be. */
+typedef struct mtlhost_update_plan {
+  size_t size;                      /**< Of the record that the library filled. */
+  mtlhost_amount fetched;           /**< To fetch. Each content counts once, and without what an
+                                         update before has fetched of it. */
+  mtlhost_amount copied;            /**< To copy from other files. */
+  mtlhost_amount replaced;          /**< Files that there are, with the bytes that they have. */
+  mtlhost_amount removed;           /**< Withdrawn files that are removed. */
+  mtlhost_amount withdrawn;         /**< Those that stay. */
+  mtlhost_amount left;              /**< Files that are as they should be, or are nobody's to
+                                         change. */
+  int64_t unknown_sizes;            /**< Files to fetch whose sizes are unknown: they are not in
+                                         the bytes. */
+  int64_t room_needed;              /**< In bytes, until the old files have gone. */
+  int64_t room_there;               /**< In bytes; -1 when unknown. */
+  size_t file_count;                /**< Of the next field. */
+  const mtlhost_file* const* files; /**< In the order of the list; then withdrawn ones, then
+                                         those that are passed over. */
+} mtlhost_update_plan;
 
 /** Megabytes have 1,000,000 bytes and are rounded down. */
 typedef struct mtlhost_event {
-  size_t size;                /**< Of the record that the library filled: a field that lies
-                                   beyond is not there. */
-  int32_t kind;               /**< MTLHOST_EVENT_... */
-  int32_t permille;           /**< PROGRESS: 0 to 1000, of the phase; -1 when unknown. */
-  int64_t megabytes_done;     /**< PROGRESS: received in this phase. Otherwise -1. */
-  int64_t megabytes_total;    /**< PROGRESS: to receive in this phase; -1 when unknown. */
-  const char* text;           /**< The message; PROGRESS: the phase ("Downloading files");
-                                   ERROR: the message of the newest failure. */
-  const mtlhost_error* error; /**< ERROR, and WARNING that has a tag: the chain. Else NULL. */
+  size_t size;                     /**< Of the record that the library filled: a field that lies
+                                        beyond is not there. */
+  int32_t kind;                    /**< MTLHOST_EVENT_... */
+  int32_t permille;                /**< PROGRESS: 0 to 1000, of the phase; -1 when unknown. */
+  int64_t megabytes_done;          /**< PROGRESS: received in this phase. Otherwise -1. */
+  int64_t megabytes_total;         /**< PROGRESS: to receive in this phase; -1 when unknown. */
+  const char* text;                /**< The message; PROGRESS: the phase ("Downloading files");
+                                        ERROR: the message of the newest failure; FILE: the path;
+                                        PLANNED and WAITING: "". */
+  const mtlhost_error* error;      /**< ERROR, and WARNING that has a tag: the chain. Else NULL. */
+  int64_t bytes_done;              /**< PROGRESS: as megabytes_done, to the byte. Otherwise -1. */
+  int64_t bytes_total;             /**< PROGRESS: of this phase; -1 when unknown. */
+  double bytes_per_second;         /**< PROGRESS: over the last seconds; 0 when unknown. */
+  double seconds_left;             /**< PROGRESS: until this phase is done, going by that; -1 when
+                                        unknown. */
+  const mtlhost_update_plan* plan; /**< PLANNED. Else NULL. */
+  const mtlhost_file* file;        /**< FILE. Else NULL. */
+  int64_t process;                 /**< WAITING: the one of the other run; 0 when unknown.
+                                        Otherwise 0. */
 } mtlhost_event;
 
-/** Told what happens during a check or sync. Everything it gets is valid during the call.
+/** Told what happens during an operation. Everything it gets is valid during the call.
  * Return 0 to go on, anything else to cancel.
  *
  * Called on the thread that called in, and on a thread of the library, but never two at a
@@ -106,14 +182,65 @@ enum {
   MTLHOST_PROXY_NONE = 3      /**< None: connect directly. */
 };
 
+/** How a copy is brought up to date, one or more of these. */
+enum {
+  MTLHOST_USE_MODULE = 1, /**< By the module, also when module_file names none. */
+  MTLHOST_FULL = 2,       /**< Fetch all that the list selects, whatever the copy has. */
+  MTLHOST_PRUNE = 4,      /**< Remove the files that the library has withdrawn. */
+  MTLHOST_PRUNE_MOST = 8, /**< Also when they are more than half of the copy. */
+  MTLHOST_WAIT = 16       /**< Wait for another run on the copy, instead of failing at once. */
+};
+
+/** What a host may do about a failure. */
+enum {
+  MTLHOST_FAILURE_NONE = 0,        /**< It did not fail. */
+  MTLHOST_FAILURE_OTHER = 1,       /**< Any other failure, and every one of the module. */
+  MTLHOST_FAILURE_USAGE = 2,       /**< What was asked for cannot be done. */
+  MTLHOST_FAILURE_NETWORK = 3,     /**< The network or the server: worth trying later. */
+  MTLHOST_FAILURE_DISK = 4,        /**< The local disk or folder. */
+  MTLHOST_FAILURE_CONTENT = 5,     /**< Something is not what was published. */
+  MTLHOST_FAILURE_LIMIT = 6,       /**< A limit would be exceeded. */
+  MTLHOST_FAILURE_ANOTHER_RUN = 7, /**< Another run is at work on the copy. */
+  MTLHOST_FAILURE_MEMORY = 8       /**< Not enough memory. */
+};
+
+/** What an operation did. Of the module, only what is said to be of it too is known. */
+typedef struct mtlhost_result {
+  size_t size;                            /**< Of the record that the library filled. */
+  int32_t failure;                        /**< MTLHOST_FAILURE_... Of the module too. */
+  int32_t is_changed;                     /**< 1 when some file was put in its place or removed,
+                                               else 0. An operation that failed may have got that
+                                               far. Of the module too. */
+  const char* stamp;                      /**< Of the library, as far as it was fetched. */
+  mtlhost_amount fetched;                 /**< From the server. Of the module too. */
+  mtlhost_amount copied;                  /**< From other files of the copy. */
+  mtlhost_amount removed;                 /**< Withdrawn files that were removed. */
+  mtlhost_amount withdrawn;               /**< Those that stayed. */
+  mtlhost_amount left;                    /**< Files that stayed as they were. */
+  mtlhost_amount compared;                /**< Files that mtlhost_verify() read. */
+  int64_t received_bytes;                 /**< In all: stamp, list and files. Of the module
+                                               too. */
+  int64_t commit_microseconds;            /**< From before the first file was put in its place
+                                               until after the last. */
+  size_t changed_count;                   /**< Of the next field. */
+  const char* const* changed_paths;       /**< Files that were put in their places, relative to the
+                                               target directory: hosts load them anew. */
+  size_t removed_count;                   /**< Of the next field. */
+  const char* const* removed_paths;       /**< Files that were removed. */
+  size_t difference_count;                /**< Of the next field. */
+  const mtlhost_file* const* differences; /**< What mtlhost_verify() found. */
+} mtlhost_result;
+
 /** Zero all of it, set the size, then fill in what you need. NULL and "" mean the same. */
 typedef struct mtlhost_options {
   size_t size;                  /**< sizeof(mtlhost_options): fields that lie beyond count as
                                      zero, fields that this version does not know are not
                                      looked at. */
-  const char* module_file;      /**< The module; none: the one beside this library, or
-                                     else the one that the system's loader finds. */
-  const char* remote_address;   /**< "https://..."; none: the module's default. Slashes at
+  const char* module_file;      /**< The module, which then does the work in the engine's place.
+                                     None: the engine does it, unless `flags` ask for the module
+                                     beside this library, or else the one that the system's
+                                     loader finds. */
+  const char* remote_address;   /**< "https://..."; none: the library's default. Slashes at
                                      its end do not count. */
   const char* target_directory; /**< Folder of the local copy, made if missing. Required. */
   const char* sub_path;         /**< Sub-path of the library: letters, digits, "-._~/". */
@@ -121,40 +248,75 @@ typedef struct mtlhost_options {
   const char* proxy_address;    /**< "proxy.example:3128" */
   mtlhost_callback callback;    /**< May be NULL. */
   void* user;                   /**< Handed to the callback. */
+  uint32_t flags;               /**< MTLHOST_USE_MODULE and the like. */
+  int32_t tries;                /**< Of a request that may succeed later, the first one included;
+                                     0 for 5. This and what follows are of the engine. */
+  int64_t bytes_per_second;     /**< Received at most; 0 for no limit. */
+  int64_t largest_file;         /**< In bytes: a larger one is a failure. 0 for no limit. */
+  int64_t largest_total; /**< In bytes: to receive more, in all, is a failure. 0 for no limit. */
+  int64_t seconds;       /**< An operation that takes longer fails. 0 for no limit. */
 } mtlhost_options;
 
-/** Loads the module and starts its networking; nothing is transferred or written yet. When
- * that works, returns MTLHOST_OK and stores the new object in `*library`. Otherwise returns
- * MTLHOST_FAILED, or MTLHOST_WRONG_USE when an argument or the target directory is missing,
- * stores NULL there, and in `*error` the reason, which the caller must give back by
- * mtlhost_free_error(). `error` may be NULL. */
+/** Prepares the engine, or loads the module and starts its networking; nothing is transferred
+ * or written yet. When that works, returns MTLHOST_OK and stores the new object in
+ * `*library`. Otherwise returns MTLHOST_FAILED, or MTLHOST_WRONG_USE when an argument or the
+ * target directory is missing or a number is negative, stores NULL there, and in `*error` the
+ * reason, which the caller must give back by mtlhost_free_error(). `error` may be NULL. */
 MTLHOST_API int32_t mtlhost_open(const mtlhost_options* options, mtlhost_library** library,
                                  mtlhost_error** error);
 
-/** Releases everything. NULL is ignored. Not while a check or sync is under way. */
+/** Releases everything. NULL is ignored. Not while an operation is under way. */
 MTLHOST_API void mtlhost_close(mtlhost_library* library);
 
-/** Tells whether the remote library has changed, without writing anything: MTLHOST_OK when
+/** Says whether the remote library has changed, without writing anything: MTLHOST_OK when
  * not, MTLHOST_UPDATE_AVAILABLE, MTLHOST_FAILED, MTLHOST_CANCELLED or MTLHOST_WRONG_USE. */
 MTLHOST_API int32_t mtlhost_check(mtlhost_library* library);
 
+/** Finds out what mtlhost_sync() would do, without writing anything: MTLHOST_OK when that is
+ * nothing, MTLHOST_UPDATE_AVAILABLE, MTLHOST_FAILED, MTLHOST_CANCELLED or MTLHOST_WRONG_USE. Of
+ * the engine only: with the module it fails, as MTLHOST_FAILURE_USAGE. */
+MTLHOST_API int32_t mtlhost_plan(mtlhost_library* library);
+
 /** Brings the local copy up to date: MTLHOST_OK when it is or was brought up to date,
  * MTLHOST_FAILED, MTLHOST_CANCELLED or MTLHOST_WRONG_USE. One that failed or was cancelled
- * leaves the copy marked as old, so that the next one starts over. */
+ * leaves the copy marked as old: the engine's next one goes on from there, the module's starts
+ * over. */
 MTLHOST_API int32_t mtlhost_sync(mtlhost_library* library);
 
-/** Ends the check or sync that is under way within 200 ms, or else the next one before it
- * begins: a request that comes a moment too early is not lost. It is used up by the one
- * that it ends, and by one that is done before it notices. Any thread may call, the
- * callback too. NULL is ignored. */
+/** Compares the copy with the list that the last sync followed, without a network: MTLHOST_OK,
+ * MTLHOST_DIFFERENT, MTLHOST_FAILED, MTLHOST_CANCELLED or MTLHOST_WRONG_USE. Of the engine only,
+ * as mtlhost_plan(). */
+MTLHOST_API int32_t mtlhost_verify(mtlhost_library* library);
+
+/** As mtlhost_sync(), but whatever the stamps say, and reading every file: fetches what is wrong,
+ * and only that. Of the engine only, as mtlhost_plan(). */
+MTLHOST_API int32_t mtlhost_repair(mtlhost_library* library);
+
+/** Ends the operation that is under way within 200 ms, or else the next one before it begins:
+ * a request that comes a moment too early is not lost. It is used up by the one that it ends,
+ * and by one that is done before it notices. Any thread may call, the callback too. NULL is
+ * ignored. */
 MTLHOST_API void mtlhost_cancel(mtlhost_library* library);
 
-/** Why the last check or sync failed or was cancelled; NULL when it was not. Not while one
- * is under way. Valid until the next one ends or the library object is closed. */
+/** Whether a sync or repair of the copy in this folder was cut, 1 or 0: the engine's next one goes
+ * on from there, whatever the stamp of the copy says. */
+MTLHOST_API int32_t mtlhost_is_unfinished(const char* target_directory);
+
+/** What the last operation did, also when it failed or was cancelled; before the first one, zeros.
+ * NULL only for NULL. Not while one is under way. Valid until the next one ends or the library
+ * object is closed. */
+MTLHOST_API const mtlhost_result* mtlhost_last_result(const mtlhost_library* library);
+
+/** What the last operation found out if it was mtlhost_plan(); after a failure, what was known by
+ * then. Otherwise NULL. Valid as the last result is. */
+MTLHOST_API const mtlhost_update_plan* mtlhost_last_plan(const mtlhost_library* library);
+
+/** Why the last operation failed or was cancelled; NULL when it was not. Not while one is
+ * under way. Valid as the last result is. */
 MTLHOST_API const mtlhost_error* mtlhost_last_error(const mtlhost_library* library);
 
 /** Who met the failure, such as "DownloaderImpl::saveFile"; "mtlhost" for failures of this
- * library itself; "" when unknown. Like the two below, takes NULL: "" and 0 then. */
+ * library itself; "" when unknown. Like those below, takes NULL: "" and 0 then. */
 MTLHOST_API const char* mtlhost_error_tag(const mtlhost_error* error);
 
 /** -1, or a system error code (Win32 numbering on every platform). */
@@ -162,6 +324,13 @@ MTLHOST_API int32_t mtlhost_error_code(const mtlhost_error* error);
 
 /** What happened; "" when there is nothing to say. */
 MTLHOST_API const char* mtlhost_error_message(const mtlhost_error* error);
+
+/** The reason of the connection that failed, as an update by the engine met it: a
+ * CONNECTION_ERROR_... of <mtllib/connection_error.h>; 0 when it was none. */
+MTLHOST_API int32_t mtlhost_error_connection_reason(const mtlhost_error* error);
+
+/** The HTTP status of an answer that the engine refused; 0 when it was none. */
+MTLHOST_API int32_t mtlhost_error_http_status(const mtlhost_error* error);
 
 /** The cause, which belongs to the same owner; NULL at the end of the chain. */
 MTLHOST_API const mtlhost_error* mtlhost_error_next(const mtlhost_error* error);

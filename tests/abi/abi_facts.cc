@@ -89,9 +89,18 @@ MTLLIB_RECORD(DownloaderSettings, remoteAddress, proxyMode, proxyAddress, target
 MTLLIB_RECORD(ErrorRecord, tag, message, code, next, deleter, refCount);
 MTLLIB_RECORD(ErrorChain, head);
 MTLLIB_RECORD(TransferProgress, abort, receivedBytes);
-MTLLIB_RECORD(mtlhost_event, size, kind, permille, megabytes_done, megabytes_total, text, error);
+MTLLIB_RECORD(mtlhost_amount, files, bytes);
+MTLLIB_RECORD(mtlhost_file, size, kind, path, bytes, source, reason);
+MTLLIB_RECORD(mtlhost_update_plan, size, fetched, copied, replaced, removed, withdrawn, left,
+              unknown_sizes, room_needed, room_there, file_count, files);
+MTLLIB_RECORD(mtlhost_event, size, kind, permille, megabytes_done, megabytes_total, text, error,
+              bytes_done, bytes_total, bytes_per_second, seconds_left, plan, file, process);
 MTLLIB_RECORD(mtlhost_options, size, module_file, remote_address, target_directory, sub_path,
-              proxy_mode, proxy_address, callback, user);
+              proxy_mode, proxy_address, callback, user, flags, tries, bytes_per_second,
+              largest_file, largest_total, seconds);
+MTLLIB_RECORD(mtlhost_result, size, failure, is_changed, stamp, fetched, copied, removed, withdrawn,
+              left, compared, received_bytes, commit_microseconds, changed_count, changed_paths,
+              removed_count, removed_paths, difference_count, differences);
 
 void printModule() {
   printSize<QUtils::CharString>("CharString");
@@ -153,17 +162,29 @@ void printConnectionErrors() {
 }
 
 void printCInterface() {
+  mtlhost_amountFacts{}.print();
+  mtlhost_fileFacts{}.print();
+  mtlhost_update_planFacts{}.print();
   mtlhost_eventFacts{}.print();
   mtlhost_optionsFacts{}.print();
+  mtlhost_resultFacts{}.print();
   MTLLIB_FUNCTION(mtlhost_open);
   MTLLIB_FUNCTION(mtlhost_close);
   MTLLIB_FUNCTION(mtlhost_check);
   MTLLIB_FUNCTION(mtlhost_sync);
+  MTLLIB_FUNCTION(mtlhost_plan);
+  MTLLIB_FUNCTION(mtlhost_verify);
+  MTLLIB_FUNCTION(mtlhost_repair);
   MTLLIB_FUNCTION(mtlhost_cancel);
+  MTLLIB_FUNCTION(mtlhost_is_unfinished);
+  MTLLIB_FUNCTION(mtlhost_last_result);
+  MTLLIB_FUNCTION(mtlhost_last_plan);
   MTLLIB_FUNCTION(mtlhost_last_error);
   MTLLIB_FUNCTION(mtlhost_error_tag);
   MTLLIB_FUNCTION(mtlhost_error_code);
   MTLLIB_FUNCTION(mtlhost_error_message);
+  MTLLIB_FUNCTION(mtlhost_error_connection_reason);
+  MTLLIB_FUNCTION(mtlhost_error_http_status);
   MTLLIB_FUNCTION(mtlhost_error_next);
   MTLLIB_FUNCTION(mtlhost_free_error);
   MTLLIB_FUNCTION(mtlhost_printable);
@@ -178,9 +199,36 @@ void printCInterface() {
   MTLLIB_VALUE(MTLHOST_EVENT_WARNING);
   MTLLIB_VALUE(MTLHOST_EVENT_ERROR);
   MTLLIB_VALUE(MTLHOST_EVENT_PROGRESS);
+  MTLLIB_VALUE(MTLHOST_EVENT_PLANNED);
+  MTLLIB_VALUE(MTLHOST_EVENT_FILE);
+  MTLLIB_VALUE(MTLHOST_EVENT_WAITING);
+  MTLLIB_VALUE(MTLHOST_FILE_FETCHED);
+  MTLLIB_VALUE(MTLHOST_FILE_COPIED);
+  MTLLIB_VALUE(MTLHOST_FILE_WITHDRAWN);
+  MTLLIB_VALUE(MTLHOST_FILE_REMOVED);
+  MTLLIB_VALUE(MTLHOST_FILE_PASSED_OVER);
+  MTLLIB_VALUE(MTLHOST_FILE_DAMAGED);
+  MTLLIB_VALUE(MTLHOST_FILE_MISSING);
+  MTLLIB_VALUE(MTLHOST_FILE_EXTRA);
+  MTLLIB_VALUE(MTLHOST_FILE_CHANGED);
   MTLLIB_VALUE(MTLHOST_PROXY_SYSTEM);
   MTLLIB_VALUE(MTLHOST_PROXY_EXPLICIT);
   MTLLIB_VALUE(MTLHOST_PROXY_NONE);
+  MTLLIB_VALUE(MTLHOST_DIFFERENT);
+  MTLLIB_VALUE(MTLHOST_USE_MODULE);
+  MTLLIB_VALUE(MTLHOST_FULL);
+  MTLLIB_VALUE(MTLHOST_PRUNE);
+  MTLLIB_VALUE(MTLHOST_PRUNE_MOST);
+  MTLLIB_VALUE(MTLHOST_WAIT);
+  MTLLIB_VALUE(MTLHOST_FAILURE_NONE);
+  MTLLIB_VALUE(MTLHOST_FAILURE_OTHER);
+  MTLLIB_VALUE(MTLHOST_FAILURE_USAGE);
+  MTLLIB_VALUE(MTLHOST_FAILURE_NETWORK);
+  MTLLIB_VALUE(MTLHOST_FAILURE_DISK);
+  MTLLIB_VALUE(MTLHOST_FAILURE_CONTENT);
+  MTLLIB_VALUE(MTLHOST_FAILURE_LIMIT);
+  MTLLIB_VALUE(MTLHOST_FAILURE_ANOTHER_RUN);
+  MTLLIB_VALUE(MTLHOST_FAILURE_MEMORY);
 }
 
 }  // namespace
