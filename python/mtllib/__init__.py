@@ -5,30 +5,41 @@
     if lib.check():
         result = lib.sync(on_progress=print)
 
-`Library` is the way in. A run that does not succeed raises `SyncError`, which tells what
-failed and why, or `Cancelled`; what can be told meanwhile comes as `Progress` and `Event`
-to the handlers given to `Library.sync`, and to the logger "mtllib".
+`Library` is the way in: it can check, plan, sync, verify and repair. A run that does not
+succeed raises `SyncError`, which says what failed and why, or `Cancelled`; what happens
+meanwhile comes as `Progress` and `Event` to the handlers given to it, and to the logger
+"mtllib".
 """
 
-from mtllib._errors import Cancelled, Error, ErrorEntry, LoadError, SyncError
-from mtllib._events import Event, Progress, Result
+from mtllib._errors import Cancelled, Error, ErrorEntry, Failure, LoadError, SyncError
+from mtllib._events import Event, Progress
+from mtllib._handle import is_unfinished
 from mtllib._library import Library
 from mtllib._loading import version
 from mtllib._printable import printable
-from mtllib._settings import SYSTEM_PROXY, SystemProxy
+from mtllib._results import Amount, Difference, FileChange, Plan, Result, Verification
+from mtllib._settings import SYSTEM_PROXY, SystemProxy, UpdateOptions
 
 __all__ = [
     "SYSTEM_PROXY",
+    "Amount",
     "Cancelled",
+    "Difference",
     "Error",
     "ErrorEntry",
     "Event",
+    "Failure",
+    "FileChange",
     "Library",
     "LoadError",
+    "Plan",
     "Progress",
     "Result",
     "SyncError",
     "SystemProxy",
+    "UpdateOptions",
+    "Verification",
+    "is_unfinished",
     "printable",
     "version",
 ]

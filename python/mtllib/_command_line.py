@@ -8,20 +8,29 @@ import sys
 from typing import List, Optional
 
 from mtllib._display import ProgressDisplay
-from mtllib._errors import ChainError, Error
-from mtllib._events import Event, Result
+from mtllib._errors import ChainError, Error, Failure, SyncError
+from mtllib._events import Event
 from mtllib._library import Library
 from mtllib._loading import version
 from mtllib._printable import printable
-from mtllib._settings import SYSTEM_PROXY, Proxy
+from mtllib._results import Result
+from mtllib._settings import SYSTEM_PROXY, Module, Proxy, UpdateOptions
 
 _DONE = 0
 _FAILED = 1
 _UPDATE_AVAILABLE = 100
 _INTERRUPTED = 130
+_STATUSES = {
+    Failure.USAGE: 2,
+    Failure.NETWORK: 3,
+    Failure.DISK: 4,
+    Failure.CONTENT: 5,
+    Failure.ANOTHER_RUN: 6,
+}
 
-_EPILOG = """Exit status: 0 done or up to date, 1 failed, 2 wrong usage, 100 an update is
-available (with --check), 130 interrupted."""
+_EPILOG = """Exit status: 0 done or up to date, 1 failed otherwise, 2 wrong usage, 3 the network or
+the server failed, 4 the disk or folder, 5 something is not what was published, 6 another
+run is at work on the copy, 100 an update is available (with --check), 130 interrupted."""
 
 
 class _ShowVersion(argparse.Action):
@@ -55,6 +64,15 @@ def _parser() -> argparse.ArgumentParser:
     parser.add_argument(
         "--sub-path", default="", metavar="PATH", help="sub-path of the library"
     )
+    parser.add_argument(
+        "--prune", action="store_true", help="remove files that the library has withdrawn"
+    )
+    parser.add_argument(
+        "--wait", action="store_true", help="wait for another run instead of failing"
+    )
+    parser.add_argument(
+        "--module", type=_not_empty, metavar="FILE", help="plug-in that does the work instead"
+    )
     proxy = parser.add_mutually_exclusive_group()
     proxy.add_argument(
         "--proxy",
@@ -79,13 +97,20 @@ class _Program:
         self._directory: str = options.directory
         self._sub_path: str = options.sub_path
         self._proxy: Proxy = options.proxy
+        self._module: Module = options.module
+        self._options = UpdateOptions(prune=options.prune, wait=options.wait)
         self._check: bool = options.check
         self._quiet: bool = options.quiet
         self._display = ProgressDisplay(sys.stderr)
 
     def run(self) -> int:
         with Library(
-            self._url, self._directory, sub_path=self._sub_path, proxy=self._proxy
+            self._url,
+            self._directory,
+            sub_path=self._sub_path,
+            proxy=self._proxy,
+            module=self._module,
+            options=self._options,
         ) as library:
             if self._check:
                 is_update = library.check(self._show_warning)
@@ -113,7 +138,8 @@ class _Program:
 def _closing_line(result: Result) -> str:
     if not result.updated:
         return "Up to date."
-    return f"Updated: {result.files} {'file' if result.files == 1 else 'files'}."
+    files = len(result.changed_paths) + len(result.removed_paths) or result.files
+    return f"Updated: {files} {'file' if files == 1 else 'files'}."
 
 
 def _print_error(error: Exception) -> None:
@@ -139,4 +165,4 @@ def main(arguments: Optional[List[str]] = None) -> int:
         return _INTERRUPTED
     except (Error, OSError, ValueError) as error:
         _print_error(error)
-        return _FAILED
+        return _STATUSES.get(error.failure, _FAILED) if isinstance(error, SyncError) else _FAILED

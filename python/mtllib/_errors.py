@@ -2,10 +2,37 @@
 
 from __future__ import annotations
 
+import enum
 from dataclasses import dataclass
-from typing import List, Sequence
+from typing import List, Optional, Sequence
 
 from mtllib._printable import printable
+from mtllib._results import Result
+
+
+class Failure(enum.Enum):
+    """What an application may do about a failure."""
+
+    OTHER = 1
+    """Any other failure, and every one of the module."""
+    USAGE = 2
+    """What was asked for cannot be done."""
+    NETWORK = 3
+    """The network or the server: worth trying later."""
+    DISK = 4
+    """The local disk or folder."""
+    CONTENT = 5
+    """Something is not what was published."""
+    LIMIT = 6
+    """A limit of the options would be exceeded."""
+    ANOTHER_RUN = 7
+    """Another run is at work on the copy, perhaps of another process."""
+    MEMORY = 8
+    """Not enough memory."""
+
+    @classmethod
+    def _missing_(cls, value: object) -> "Failure":
+        return cls.OTHER  # A newer library may have others.
 
 
 @dataclass(frozen=True)
@@ -19,6 +46,10 @@ class ErrorEntry:
     message: str
     """What happened, as the library says it. Names that a server chose may stand in it:
     the text of the entry, `str(entry)`, is printable."""
+    connection_reason: int = 0
+    """Of the engine: the number of the reason why a connection failed, else 0."""
+    http_status: int = 0
+    """Of the engine: the HTTP status of an answer that was refused, else 0."""
 
     def __str__(self) -> str:
         return printable(self.message) or f"error {self.code}"
@@ -30,6 +61,13 @@ class Error(Exception):
 
 class Cancelled(Error):
     """The run was ended by `Library.cancel` or `Library.close`."""
+
+    result: Optional[Result]
+    """What it did before; None when it had not begun."""
+
+    def __init__(self, message: str, result: Optional[Result] = None) -> None:
+        super().__init__(message)
+        self.result = result
 
 
 class ChainError(Error):
@@ -44,7 +82,23 @@ class ChainError(Error):
 
 
 class SyncError(ChainError):
-    """A check or a synchronisation failed."""
+    """A run failed."""
+
+    failure: Failure
+    """Of what kind the failure is."""
+    result: Optional[Result]
+    """What the run did before."""
+
+    def __init__(
+        self,
+        message: str,
+        chain: Sequence[ErrorEntry] = (),
+        failure: Failure = Failure.OTHER,
+        result: Optional[Result] = None,
+    ) -> None:
+        super().__init__(message, chain)
+        self.failure = failure
+        self.result = result
 
 
 class LoadError(ChainError):

@@ -8,6 +8,8 @@ from typing import Callable, Deque, Union
 
 from mtllib._events import Event, Progress
 
+_DISPENSABLE = ("stage", "info", "file", "waiting")
+
 
 class EventQueue:
     """Holds what a run tells until its caller has time for it.
@@ -15,7 +17,7 @@ class EventQueue:
     Who puts events in never waits: a handler that is slow, or never returns, must not stall
     the transfers, whose servers give up after a while. A million files must not fill the
     memory either. So progress that directly follows progress of the same phase takes its
-    place, and when the queue is full, the oldest event that is not a warning or an error
+    place, and when the queue is full, the oldest stage, information or file
     gives way.
     """
 
@@ -59,7 +61,7 @@ class EventQueue:
         dispensable = (
             index
             for index, event in enumerate(self._events)
-            if not isinstance(event, Event) or event.kind in ("stage", "info")
+            if not isinstance(event, Event) or event.kind in _DISPENSABLE
         )
         del self._events[next(dispensable, 0)]
         self.skipped += 1

@@ -1,4 +1,4 @@
-"""Owns a handle of the C interface and turns its records into Python objects."""
+"""Owns a handle of the C interface."""
 
 from __future__ import annotations
 
@@ -8,22 +8,17 @@ import threading
 from typing import Callable, List, Optional, Union
 
 from mtllib import _c_interface as c
-from mtllib._errors import ErrorEntry, LoadError, chain_text
-from mtllib._events import Event, EventKind, Progress
+from mtllib._errors import ErrorEntry, Failure, LoadError, chain_text
+from mtllib._events import Event, Progress
 from mtllib._loading import interface
+from mtllib._reading import chain_of, event_of, plan_of, result_of, verification_of
+from mtllib._results import Plan, Result, Verification
 from mtllib._settings import Path, Settings, SystemProxy
 
 Listener = Callable[[Union[Progress, Event]], None]
 
 _GO_ON = 0
 _CANCEL = 1
-
-_EVENT_KINDS: "dict[int, EventKind]" = {
-    c.EVENT_STAGE: "stage",
-    c.EVENT_INFO: "info",
-    c.EVENT_WARNING: "warning",
-    c.EVENT_ERROR: "error",
-}
 
 
 class _Receiver:
@@ -38,7 +33,7 @@ class _Receiver:
     def receive(self, record: "ctypes._Pointer[c.EventRecord]", _user: object) -> int:
         # An exception must not pass through the library: it ends the run instead.
         try:
-            event = _event_of(self._library, record.contents)
+            event = event_of(self._library, record.contents)
             if event is not None and self.listener is not None:
                 self.listener(event)
         except BaseException as failure:
@@ -50,12 +45,12 @@ class _Receiver:
 class Handle:
     """One remote library and its local copy, closed with the last reference at the latest.
 
-    `check` and `sync` block, releasing the interpreter's lock; one of them at a time. Only
-    `cancel` may be called meanwhile, from any thread.
+    Its operations, `check` to `repair`, block, releasing the interpreter's lock; one of them at
+    a time. Only `cancel` may be called meanwhile, from any thread.
     """
 
     def __init__(self, settings: Settings) -> None:
-        """Raises LoadError; ValueError when there is no directory."""
+        """Raises LoadError; ValueError for settings that cannot be used."""
         self._pointer: Optional[int] = None
         self._lock = threading.RLock()
         self._library = interface()
@@ -69,7 +64,7 @@ class Handle:
             self.close()
 
     def close(self) -> None:
-        """Frees everything; only while neither `check` nor `sync` runs."""
+        """Frees everything; only while no operation runs."""
         with self._lock:
             pointer, self._pointer = self._pointer, None
         if pointer is not None:
@@ -79,19 +74,49 @@ class Handle:
         """The result of mtlhost_check; events go to `listener` on threads of the library."""
         return self._call(self._library.mtlhost_check, listener)
 
+    def plan(self, listener: Listener) -> int:
+        """The result of mtlhost_plan, likewise; so do the others."""
+        return self._call(self._library.mtlhost_plan, listener)
+
     def sync(self, listener: Listener) -> int:
-        """The result of mtlhost_sync, likewise."""
         return self._call(self._library.mtlhost_sync, listener)
 
+    def verify(self, listener: Listener) -> int:
+        return self._call(self._library.mtlhost_verify, listener)
+
+    def repair(self, listener: Listener) -> int:
+        return self._call(self._library.mtlhost_repair, listener)
+
     def last_error(self) -> List[ErrorEntry]:
-        """The chain of the last `check` or `sync`."""
-        return _chain_of(self._library, self._library.mtlhost_last_error(self._pointer))
+        """The chain of the last operation."""
+        return chain_of(self._library, self._library.mtlhost_last_error(self._pointer))
+
+    def last_failure(self) -> Failure:
+        """Of which kind it was, if there was one."""
+        return Failure(self._last_result().failure)
+
+    def last_result(self) -> Result:
+        """What the last operation did."""
+        return result_of(self._last_result())
+
+    def last_plan(self, is_update: bool) -> Optional[Plan]:
+        """What the last operation found out beside its result, if it was `plan`."""
+        record = self._library.mtlhost_last_plan(self._pointer)
+        return plan_of(record.contents, is_update) if record else None
+
+    def last_verification(self) -> Verification:
+        """What the last operation found out, if it was `verify`."""
+        return verification_of(self._last_result())
 
     def cancel(self) -> None:
-        """Ends the `check` or `sync` that runs, or the next one."""
+        """Ends the operation that runs, or the next one."""
         with self._lock:
             if self._pointer is not None:
                 self._library.mtlhost_cancel(self._pointer)
+
+    def _last_result(self) -> c.ResultRecord:
+        record: c.ResultRecord = self._library.mtlhost_last_result(self._pointer).contents
+        return record
 
     def _call(self, function: Callable[[Optional[int]], int], listener: Listener) -> int:
         self._receiver.listener = listener
@@ -105,30 +130,56 @@ class Handle:
         return code
 
 
+def is_unfinished(directory: Path) -> bool:
+    """Whether a run on the copy in this folder was cut: the engine's next one goes on from
+    there, whatever the stamp of the copy says. Raises `LoadError`."""
+    return bool(interface().mtlhost_is_unfinished(_c_path(directory)))
+
+
 def _open(library: ctypes.CDLL, settings: Settings, callback: object) -> int:
+    options = _options_of(settings)
+    options.callback = callback
+    pointer = ctypes.c_void_p()
+    error = ctypes.c_void_p()
+    if library.mtlhost_open(options, pointer, error) != c.OK or pointer.value is None:
+        chain = chain_of(library, error.value)
+        library.mtlhost_free_error(error)
+        raise LoadError(chain_text(chain), chain)
+    return pointer.value
+
+
+def _options_of(settings: Settings) -> c.OptionsRecord:
     if not os.fspath(settings.directory):
         raise ValueError("no directory")
-    options = c.OptionsRecord(
+    update = settings.options
+    record = c.OptionsRecord(
         size=ctypes.sizeof(c.OptionsRecord),
-        module_file=None if settings.module is None else _c_path(settings.module),
         remote_address=_c_text(settings.url),
         target_directory=_c_path(settings.directory),
         sub_path=_c_text(settings.sub_path),
         proxy_mode=c.PROXY_SYSTEM,
-        callback=callback,
+        tries=_c_number(update.tries, 31),
+        bytes_per_second=_c_number(update.bytes_per_second),
+        largest_file=_c_number(update.largest_file),
+        largest_total=_c_number(update.largest_total),
+        seconds=_c_number(update.seconds),
     )
     if settings.proxy is None:
-        options.proxy_mode = c.PROXY_NONE
+        record.proxy_mode = c.PROXY_NONE
     elif not isinstance(settings.proxy, SystemProxy):
-        options.proxy_mode = c.PROXY_EXPLICIT
-        options.proxy_address = _c_text(settings.proxy)
-    pointer = ctypes.c_void_p()
-    error = ctypes.c_void_p()
-    if library.mtlhost_open(options, pointer, error) != c.OK or pointer.value is None:
-        chain = _chain_of(library, error.value)
-        library.mtlhost_free_error(error)
-        raise LoadError(chain_text(chain), chain)
-    return pointer.value
+        record.proxy_mode = c.PROXY_EXPLICIT
+        record.proxy_address = _c_text(settings.proxy)
+    if settings.module is not None and not isinstance(settings.module, bool):
+        record.module_file = _c_path(settings.module)
+    flags = {
+        c.USE_MODULE: settings.module is True,
+        c.FULL: update.full,
+        c.PRUNE: update.prune,
+        c.PRUNE_MOST: update.prune_most,
+        c.WAIT: update.wait,
+    }
+    record.flags = sum(flag for flag, is_set in flags.items() if is_set)
+    return record
 
 
 def _c_text(text: str) -> bytes:
@@ -146,35 +197,9 @@ def _without_null(text: bytes) -> bytes:
     return text
 
 
-def _event_of(
-    library: ctypes.CDLL, record: c.EventRecord
-) -> Union[Progress, Event, None]:
-    text = record.text.decode()
-    if record.kind == c.EVENT_PROGRESS:
-        return Progress(
-            text,
-            _known(record.permille),
-            _known(record.megabytes_done),
-            _known(record.megabytes_total),
-        )
-    kind = _EVENT_KINDS.get(record.kind)
-    # A newer library may have kinds of its own.
-    return kind and Event(kind, text, tuple(_chain_of(library, record.error)))
-
-
-def _known(number: int) -> Optional[int]:
-    return None if number < 0 else number
-
-
-def _chain_of(library: ctypes.CDLL, error: Optional[int]) -> List[ErrorEntry]:
-    chain = []
-    while error is not None:
-        chain.append(
-            ErrorEntry(
-                library.mtlhost_error_tag(error).decode(),
-                library.mtlhost_error_code(error),
-                library.mtlhost_error_message(error).decode(),
-            )
-        )
-        error = library.mtlhost_error_next(error)
-    return chain
+def _c_number(number: Optional[int], bits: int = 63) -> int:
+    if number is None:
+        return 0
+    if not 0 < number < 1 << bits:
+        raise ValueError(f"out of range: {number}")
+    return number

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import asyncio
+import dataclasses
 import queue
 import threading
 from types import TracebackType
@@ -10,11 +11,12 @@ from typing import Callable, Optional, Type, Union
 
 from mtllib import _c_interface as c
 from mtllib._errors import Error
-from mtllib._events import Event, Progress, Result
+from mtllib._events import Event, Progress
 from mtllib._handle import Handle
 from mtllib._logging import log
+from mtllib._results import Plan, Result, Verification
 from mtllib._run import Operation, Run
-from mtllib._settings import SYSTEM_PROXY, Path, Proxy, Settings
+from mtllib._settings import SYSTEM_PROXY, Module, Path, Proxy, Settings, UpdateOptions
 
 ProgressHandler = Callable[[Progress], object]
 EventHandler = Callable[[Event], object]
@@ -27,22 +29,31 @@ _LONGEST_WAIT_SECONDS = 0.05
 class Library:
     """A remote material library and its local copy.
 
-    Any thread may use it. One check or synchronisation runs at a time; a second one is
-    refused with `Error`. Several libraries may run at once, each on a thread of its own, but
-    not with the same directory.
+    There are two ways to keep a copy. The engine, unless the module is asked for: it fetches
+    what has changed, checks the digests that the library's list has, and replaces files whole,
+    once all of them are there. The module fetches all that the list selects as soon as the
+    stamp has changed; it can `check` and `sync`, and no more. Both may serve the same copy by
+    turns.
 
-    A run that ends early, however it ends, leaves the copy marked as old: the next one
-    starts over. An interrupt from the keyboard during a run ends it within 200 ms, then
-    `KeyboardInterrupt` is raised.
+    Any thread may use it. One operation, a run, is under way at a time; a second one is refused
+    with `Error`. Several libraries may run at once, each on a thread of its own. Of several with
+    the same directory, of whatever processes, one can sync or repair it at a time: another one
+    fails, or waits with `UpdateOptions.wait`.
 
-    Handlers are called on the thread that called `sync`, or in the task that awaits
-    `sync_async`, while the transfers go on, and may call `cancel` and `close`. When they
-    cannot keep up, progress skips steps, and once 1000 events wait, the oldest stages and
-    information are left out, but no warnings and errors. An exception of a handler
+    A run that ends early, however it ends, leaves the copy marked as old: the engine's next one
+    goes on from there, the module's starts over. An interrupt from the keyboard during a run
+    ends it within 200 ms, then `KeyboardInterrupt` is raised.
+
+    Runs raise `SyncError` when they fail, `Cancelled`, or what a handler raises.
+
+    Handlers are called on the thread that called for the run, or in the task that awaits it,
+    while the transfers go on, and may call `cancel` and `close`. When they
+    cannot keep up, progress skips steps, and once 1000 events wait, the oldest stages,
+    information and files are left out, but no warnings and errors. An exception of a handler
     cancels the run, and is then raised from it. The transfers do need the interpreter's lock
     for every event: they stand still while it is held for long.
 
-    What is told goes to the logger "mtllib" too: stages as DEBUG, information as INFO,
+    Messages go to the logger "mtllib" too: stages as DEBUG, information as INFO,
     warnings as WARNING, and the failure that ends a run as ERROR, or as INFO if the run
     was cancelled.
     """
@@ -54,17 +65,21 @@ class Library:
         *,
         sub_path: str = "",
         proxy: Proxy = SYSTEM_PROXY,
-        module: Optional[Path] = None,
+        module: Module = None,
+        options: UpdateOptions = UpdateOptions(),
     ) -> None:
-        """Transfers and writes nothing yet. Raises `LoadError`.
+        """Transfers and writes nothing yet. Raises `LoadError`, and `ValueError` for arguments
+        that cannot be used.
 
         url: the address of the remote library.
         directory: the folder of the local copy, made if missing.
         sub_path: a sub-path of the remote library, of letters, digits and "-._~/".
         proxy: the system's, None for none, or the address of an HTTP proxy.
-        module: the plug-in to load, when not the one that comes with the package.
+        module: the plug-in that does the work in the engine's place, or True for the one that
+            comes with the package.
+        options: how the copy is brought up to date.
         """
-        self._handle = Handle(Settings(url, directory, sub_path, proxy, module))
+        self._handle = Handle(Settings(url, directory, sub_path, proxy, module, options))
         self._lock = threading.RLock()
         self._run: Optional[Run] = None
         self._is_closed = False
@@ -81,36 +96,79 @@ class Library:
         self.close()
 
     def check(self, on_event: Optional[EventHandler] = None) -> bool:
-        """Whether an update is available. Writes nothing.
-
-        Raises `SyncError`, `Cancelled`, or what the handler raises.
-        """
+        """Whether an update is available. Writes nothing."""
         return _is_update(self._run_here(Handle.check, None, on_event))
+
+    def plan(
+        self,
+        on_progress: Optional[ProgressHandler] = None,
+        on_event: Optional[EventHandler] = None,
+    ) -> Plan:
+        """What `sync` would do. Writes nothing. Of the engine only."""
+        return _plan_of(self._run_here(Handle.plan, on_progress, on_event))
 
     def sync(
         self,
         on_progress: Optional[ProgressHandler] = None,
         on_event: Optional[EventHandler] = None,
     ) -> Result:
-        """Brings the local copy up to date.
-
-        Raises `SyncError`, `Cancelled`, or what a handler raises.
-        """
+        """Brings the local copy up to date."""
         return _result_of(self._run_here(Handle.sync, on_progress, on_event))
+
+    def verify(
+        self,
+        on_progress: Optional[ProgressHandler] = None,
+        on_event: Optional[EventHandler] = None,
+    ) -> Verification:
+        """Compares the copy with the list that the last run followed, without a network. Of the
+        engine only."""
+        return _verification_of(self._run_here(Handle.verify, on_progress, on_event))
+
+    def repair(
+        self,
+        on_progress: Optional[ProgressHandler] = None,
+        on_event: Optional[EventHandler] = None,
+    ) -> Result:
+        """Like `sync`, but whatever the stamps say, and reading every file: fetches what is
+        wrong, and only that. Of the engine only."""
+        return _result_of(self._run_here(Handle.repair, on_progress, on_event))
 
     async def check_async(self, on_event: Optional[EventHandler] = None) -> bool:
         """Like `check`; the handler is a plain function. A task that is cancelled meanwhile
-        ends the run within 200 ms."""
+        ends the run within 200 ms. So do the others."""
         return _is_update(await self._run_in_task(Handle.check, None, on_event))
+
+    async def plan_async(
+        self,
+        on_progress: Optional[ProgressHandler] = None,
+        on_event: Optional[EventHandler] = None,
+    ) -> Plan:
+        """Like `plan`."""
+        return _plan_of(await self._run_in_task(Handle.plan, on_progress, on_event))
 
     async def sync_async(
         self,
         on_progress: Optional[ProgressHandler] = None,
         on_event: Optional[EventHandler] = None,
     ) -> Result:
-        """Like `sync`; the handlers are plain functions. A task that is cancelled meanwhile
-        ends the run within 200 ms."""
+        """Like `sync`."""
         return _result_of(await self._run_in_task(Handle.sync, on_progress, on_event))
+
+    async def verify_async(
+        self,
+        on_progress: Optional[ProgressHandler] = None,
+        on_event: Optional[EventHandler] = None,
+    ) -> Verification:
+        """Like `verify`."""
+        return _verification_of(await self._run_in_task(Handle.verify, on_progress, on_event))
+
+    async def repair_async(
+        self,
+        on_progress: Optional[ProgressHandler] = None,
+        on_event: Optional[EventHandler] = None,
+    ) -> Result:
+        """Like `repair`."""
+        return _result_of(await self._run_in_task(Handle.repair, on_progress, on_event))
 
     def cancel(self) -> None:
         """Ends the run that is under way, if any, within 200 ms: it raises `Cancelled`,
@@ -230,4 +288,17 @@ def _is_update(run: Run) -> bool:
 
 def _result_of(run: Run) -> Result:
     run.outcome()
-    return Result(not run.stamps_match, run.files, run.events.skipped)
+    assert run.result is not None
+    return dataclasses.replace(run.result, skipped_events=run.events.skipped)
+
+
+def _plan_of(run: Run) -> Plan:
+    run.outcome()
+    assert run.plan is not None
+    return run.plan
+
+
+def _verification_of(run: Run) -> Verification:
+    run.outcome()
+    assert run.verification is not None
+    return run.verification

@@ -2,7 +2,7 @@
 
 Stages, one or two a file, are DEBUG; the few lines of information of a run INFO; warnings
 WARNING; the failure that ends a run ERROR, unless somebody cancelled it, who knows: then it
-is INFO. Progress is not logged. What is logged is one line, and printable.
+is INFO. Progress, plans and files are not logged. What is logged is one line, and printable.
 """
 
 from __future__ import annotations
@@ -27,7 +27,9 @@ _logger.addHandler(logging.NullHandler())
 
 def log(event: Event, cancelled: bool) -> None:
     """Logs the event of a run, which may have been cancelled, on the thread that calls."""
-    level = _LEVELS[event.kind]
+    level = _LEVELS.get(event.kind)
+    if level is None:
+        return
     if cancelled and event.kind == "error":
         level = logging.INFO
     _logger.log(level, "%s", chain_text(event.chain) or printable(event.text))

@@ -1,4 +1,4 @@
-"""One check or synchronisation under way, on a thread of its own.
+"""One operation under way, on a thread of its own.
 
 The C call runs on a worker thread, so that the thread that asked for it stays in Python:
 there it can be interrupted, and call the handlers, while the transfers go on. Runs are
@@ -20,15 +20,13 @@ import threading
 from typing import Callable, List, Optional, Set, Union
 
 from mtllib import _c_interface as c
-from mtllib._errors import Cancelled, Error, ErrorEntry, SyncError, chain_text
+from mtllib._errors import Cancelled, Error, ErrorEntry, Failure, SyncError, chain_text
 from mtllib._event_queue import EventQueue
 from mtllib._events import Event, Progress
 from mtllib._handle import Handle, Listener
+from mtllib._results import Plan, Result, Verification
 
 Operation = Callable[[Handle, Listener], int]
-
-_STAMPS_MATCH = "Local and remote stamp files match. Nothing to do."
-_FILE_BEGUN = 'Downloading file "'
 
 
 class Run:
@@ -39,14 +37,17 @@ class Run:
     ) -> None:
         """`announce` is called on other threads, once for each `events.take`."""
         self.events = EventQueue(announce)
-        self.files = 0
-        self.stamps_match = False
+        self.result: Optional[Result] = None
+        """None as long as it has not begun; like what follows, for when it has ended."""
+        self.plan: Optional[Plan] = None
+        self.verification: Optional[Verification] = None
         self.cancelled = False
         self._handle = handle
         self._operation = operation
-        self._progress: Optional[Progress] = None
+        self._last: Union[Progress, Event, None] = None
         self._code = c.CANCELLED
         self._chain: List[ErrorEntry] = []
+        self._kind = Failure.OTHER
         self._failure: Optional[BaseException] = None
         self._is_begun = threading.Lock()  # Held until then, like the next one.
         self._has_ended = threading.Lock()
@@ -79,14 +80,15 @@ class Run:
                 pass
 
     def outcome(self) -> int:
-        """Once it has ended: c.OK or c.UPDATE_AVAILABLE; raises what else it came to."""
+        """Once it has ended: c.OK, c.UPDATE_AVAILABLE or c.DIFFERENT; raises what else it came
+        to."""
         if self._failure is not None:
             raise self._failure
         if self._code == c.CANCELLED:
             _end_thread_on_exit()
-            raise Cancelled("cancelled")
+            raise Cancelled("cancelled", self.result)
         if self._code == c.FAILED:
-            raise SyncError(chain_text(self._chain), self._chain)
+            raise SyncError(chain_text(self._chain), self._chain, self._kind, self.result)
         if self._code < 0:
             raise Error(f"the library answered {self._code}")
         return self._code
@@ -108,17 +110,19 @@ class Run:
         if self._code == c.CANCELLED and not self.cancelled:
             # A request that came too late for the run before was kept for this one.
             self._code = self._operation(self._handle, self._receive)
+        if self._code != c.WRONG_USE:
+            self.result = self._handle.last_result()
+            self.plan = self._handle.last_plan(self._code == c.UPDATE_AVAILABLE)
+            self.verification = self._handle.last_verification()
         if self._code == c.FAILED:
             self._chain = self._handle.last_error()
+            self._kind = self._handle.last_failure()
 
     def _receive(self, event: Union[Progress, Event]) -> None:
-        if event == self._progress:
-            return  # Repeated for hosts that have no other way to cancel.
-        if isinstance(event, Progress):
-            self._progress = event
-        elif event.kind == "stage":
-            self.files += event.text.startswith(_FILE_BEGUN)
-            self.stamps_match = self.stamps_match or event.text == _STAMPS_MATCH
+        if isinstance(event, Progress) or event.kind == "waiting":
+            if event == self._last:
+                return  # Repeated for hosts that have no other way to cancel.
+            self._last = event
         self.events.put(event)
 
 

@@ -19,6 +19,31 @@ SYSTEM_PROXY = SystemProxy.SYSTEM_PROXY
 
 Proxy = Union[SystemProxy, str, None]
 Path = Union[str, "os.PathLike[str]"]
+Module = Union[Path, bool, None]
+
+
+@dataclass(frozen=True)
+class UpdateOptions:
+    """How the engine brings a copy up to date. Of all this the module knows only `wait`."""
+
+    full: bool = False
+    """Fetch all that the list selects, whatever the copy has."""
+    prune: bool = False
+    """Remove the files that the library has withdrawn."""
+    prune_most: bool = False
+    """Also when they are more than half of the copy."""
+    wait: bool = False
+    """Wait for another run on the copy, instead of failing at once."""
+    tries: Optional[int] = None
+    """Of a request that may succeed later, the first one included; 5 unless given."""
+    bytes_per_second: Optional[int] = None
+    """Received at most."""
+    largest_file: Optional[int] = None
+    """In bytes: a larger one is a failure."""
+    largest_total: Optional[int] = None
+    """In bytes: to receive more, in all, is a failure."""
+    seconds: Optional[int] = None
+    """A run that takes longer fails."""
 
 
 @dataclass(frozen=True)
@@ -29,4 +54,5 @@ class Settings:
     directory: Path
     sub_path: str = ""
     proxy: Proxy = SYSTEM_PROXY
-    module: Optional[Path] = None
+    module: Module = None
+    options: UpdateOptions = UpdateOptions()

@@ -29,13 +29,32 @@ def _no_run_left_behind() -> Iterator[None]:
     assert not _run._unfinished
 
 
+@pytest.fixture(params=["engine", "module"])
+def way(request: pytest.FixtureRequest) -> str:
+    """Of keeping a copy."""
+    return str(request.param)
+
+
 @pytest.fixture
-def open_library(server: ScriptedServer, copy: pathlib.Path) -> Iterator[Opener]:
+def open_library(server: ScriptedServer, copy: pathlib.Path, way: str) -> Iterator[Opener]:
     """Opens libraries of the server, which are closed at the end."""
     opened = []
 
-    def opener(url: Optional[str] = None, directory: pathlib.Path = copy) -> mtllib.Library:
-        opened.append(mtllib.Library(url or server.url, directory, proxy=None))
+    def opener(
+        url: Optional[str] = None,
+        directory: pathlib.Path = copy,
+        proxy: Optional[str] = None,
+        options: mtllib.UpdateOptions = mtllib.UpdateOptions(),
+    ) -> mtllib.Library:
+        opened.append(
+            mtllib.Library(
+                url or server.url,
+                directory,
+                proxy=proxy,
+                module=way == "module",
+                options=options,
+            )
+        )
         return opened[-1]
 
     yield opener

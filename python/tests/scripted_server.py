@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import hashlib
 import http.server
 import json
 import threading
@@ -73,7 +74,10 @@ class ScriptedServer:
         self._thread.join()
 
     def publish(self, files: Dict[str, bytes], stamp: bytes = b"v1\n") -> None:
-        listed = [{"path": path, "size": len(body)} for path, body in files.items()]
+        listed = [
+            {"path": path, "size": len(body), "sha256": hashlib.sha256(body).hexdigest()}
+            for path, body in files.items()
+        ]
         self.serve("/lib/id.txt", stamp)
         self.serve("/lib/filelist.json", json.dumps(listed).encode() + b"\n")
         for path, body in files.items():

@@ -5,6 +5,7 @@ from __future__ import annotations
 import os
 import pathlib
 import re
+import shutil
 import signal
 import subprocess
 import sys
@@ -15,6 +16,9 @@ import pytest
 import child
 import mtllib
 from scripted_server import ScriptedServer
+
+
+_MODULE = str(pathlib.Path(os.environ["MTLLIB_LIBRARY"]).with_name("libmtllib.so"))
 
 
 def _run(*arguments: str) -> "subprocess.CompletedProcess[str]":
@@ -32,8 +36,10 @@ def test_it_synchronises_and_tells_in_plain_lines(
     assert process.stderr == (
         "Accessing stamp\n"
         "Getting file list\n"
+        "Comparing files\n"
         "Downloading files\n"
         "Downloading files: 100 %\n"
+        "Replacing files\n"
     )
 
 
@@ -60,7 +66,7 @@ def test_quiet_prints_nothing(server: ScriptedServer, copy: pathlib.Path) -> Non
 
 
 def test_a_failure_is_told_with_its_cause(server: ScriptedServer, copy: pathlib.Path) -> None:
-    process = _run("--quiet", "--no-proxy", server.url, str(copy))
+    process = _run("--quiet", "--no-proxy", "--module", _MODULE, server.url, str(copy))
     assert (process.returncode, process.stdout) == (1, "")
     assert process.stderr == (
         "mtllib: error: Could not download remote stamp file\n"
@@ -68,9 +74,39 @@ def test_a_failure_is_told_with_its_cause(server: ScriptedServer, copy: pathlib.
     )
 
 
+def test_what_can_be_done_about_a_failure_is_told_by_the_exit_status(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    def status(*arguments: str) -> int:
+        return _run("--quiet", "--no-proxy", *arguments, server.url, str(copy)).returncode
+
+    assert status() == 3, "the server has nothing"
+    server.publish({"../a.mat": b""})
+    assert status() == 5, "not what a publisher would publish"
+    assert status("--sub-path", "..") == 1
+    shutil.rmtree(copy)
+    copy.write_text("in the way")
+    server.publish({"a.mat": b"oak"})
+    assert status() == 4, "there is no folder"
+
+
+def test_withdrawn_files_are_removed_when_asked_for(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.publish({"a.mat": b"oak", "b.mat": b"ash", "c.mat": b"elm"})
+    _run("--no-proxy", server.url, str(copy))
+    server.publish({"a.mat": b"oak", "b.mat": b"ash"}, stamp=b"v2\n")
+    assert _run("--no-proxy", server.url, str(copy)).stdout == "Up to date.\n"
+    assert (copy / "c.mat").exists()
+    process = _run("--no-proxy", "--prune", server.url, str(copy))
+    assert process.stdout == "Updated: 1 file.\n"
+    assert not (copy / "c.mat").exists()
+
+
 def test_a_warning_is_told(server: ScriptedServer, copy: pathlib.Path) -> None:
     server.publish({})
-    process = _run("--check", "--proxy", "socks5://127.0.0.1:1", server.url, str(copy))
+    proxy = ("--proxy", "socks5://127.0.0.1:1", "--module", _MODULE)
+    process = _run("--check", *proxy, server.url, str(copy))
     assert process.returncode == 100
     assert process.stderr.startswith("mtllib: warning: Unkown addressing scheme")
 
@@ -80,9 +116,10 @@ def test_a_path_of_a_server_leaves_the_terminal_alone(
 ) -> None:
     server.publish({"../\x1b[2J\u202e": b""})
     process = _run("-q", "--no-proxy", server.url, str(copy))
-    assert process.returncode == 1
+    assert process.returncode == 5
     assert process.stderr == (
-        'mtllib: error: Path leaves the target directory: "../\\x1b[2J\\u202e"\n'
+        f"mtllib: error: {server.url}/filelist.json: a path leaves the target directory: "
+        '"../\\x1b[2J\\u202e"\n'
     )
 
 
@@ -90,7 +127,8 @@ def test_a_warning_leaves_the_terminal_alone(
     server: ScriptedServer, copy: pathlib.Path
 ) -> None:
     server.publish({})
-    process = _run("--check", "--proxy", "x\x1b[2J\u202e://127.0.0.1:1", server.url, str(copy))
+    proxy = ("--proxy", "x\x1b[2J\u202e://127.0.0.1:1", "--module", _MODULE)
+    process = _run("--check", *proxy, server.url, str(copy))
     assert "mtllib: warning: " in process.stderr
     assert "\\x1b[2J\\u202e" in process.stderr
     assert "\x1b" not in process.stderr

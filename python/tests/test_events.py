@@ -11,12 +11,12 @@ import pytest
 
 import mtllib
 from child import PROMPTLY_SECONDS
-from mtllib import Event, Progress
+from mtllib import Event, FileChange, Progress
 from scripted_server import ScriptedServer
 
 
 def test_events_come_in_the_order_of_the_run(
-    server: ScriptedServer, library: mtllib.Library, copy: pathlib.Path
+    server: ScriptedServer, library: mtllib.Library, copy: pathlib.Path, way: str
 ) -> None:
     server.publish({"a.mat": b"oak"})
     told: List[Union[Progress, Event]] = []
@@ -29,32 +29,60 @@ def test_events_come_in_the_order_of_the_run(
         told.append(event)
 
     library.sync(on_progress=tell, on_event=tell)
-    assert told == [
+    by_the_engine = [
+        Event("info", f'Remote address: "{server.url}"'),
+        Event("info", f'Target directory: "{copy}"'),
+        Event("info", "No HTTP proxy: using direct connection."),
+        "Accessing stamp",
+        Event("stage", "Downloading remote stamp file"),
+        "Getting file list",
+        "Comparing files",
+        "plan",
+        "Downloading files",
+        Event("stage", 'Downloaded file "a.mat" (3 bytes)'),
+        Event("file", "a.mat", file=FileChange("fetched", "a.mat", 3)),
+        "Downloading files",
+        "Replacing files",
+    ]
+    by_the_module = [
         Event("info", f'Remote address: "{server.url}"'),
         Event("info", f'Target directory: "{copy}"'),
         Event("stage", "Creating download directory"),
         Event("info", "HTTP proxy disabled. Using direct connection."),
         Event("stage", "Downloading remote stamp file"),
-        Progress("Accessing stamp", None, 0, None),
+        "Accessing stamp",
         Event("stage", f'Opening local stamp file "{copy}/id.txt"'),
         Event(
             "stage",
             "Opening local stamp file failed: [PFileStream::Open] 2: (2) "
             "The system cannot find the file specified.\r\n",
         ),
-        Progress("Getting file list", None, 0, None),
-        Progress("Downloading files", 0, 0, 0),
+        "Getting file list",
+        "Downloading files",
         Event("stage", 'Downloading file "a.mat" (3 bytes)'),
-        Progress("Downloading files", 1000, 0, 0),
+        "Downloading files",
     ]
+    assert list(map(_brief, told)) == (by_the_engine if way == "engine" else by_the_module)
 
 
-def test_an_error_is_the_last_event(library: mtllib.Library) -> None:
+def _brief(event: Union[Progress, Event]) -> Union[str, Event]:
+    """Without the numbers of progress and of plans."""
+    if isinstance(event, Progress):
+        return event.text
+    return "plan" if event.plan is not None else event
+
+
+def test_an_error_is_the_last_event(
+    server: ScriptedServer, library: mtllib.Library, way: str
+) -> None:
     told: List[Event] = []
     with pytest.raises(mtllib.SyncError) as caught:
         library.sync(on_event=told.append)
     assert told[-1].kind == "error"
-    assert told[-1].text == "Could not download remote stamp file"
+    assert told[-1].text == {
+        "engine": f"{server.url}/id.txt: the server answered with HTTP status 404",
+        "module": "Could not download remote stamp file",
+    }[way]
     assert list(told[-1].chain) == caught.value.chain
 
 
@@ -63,7 +91,9 @@ def test_a_failure_that_the_run_survives_is_a_warning(
 ) -> None:
     server.publish({})
     told: List[Event] = []
-    with mtllib.Library(server.url, copy, proxy="socks5://127.0.0.1:1") as library:
+    with mtllib.Library(
+        server.url, copy, proxy="socks5://127.0.0.1:1", module=True
+    ) as library:
         library.check(on_event=told.append)
     assert [event.text for event in told if event.kind == "warning"] == [
         'Unkown addressing scheme of the http proxy address "socks5://127.0.0.1:1". '
@@ -92,7 +122,8 @@ def test_progress_grows_to_its_end(server: ScriptedServer, library: mtllib.Libra
     library.sync(on_progress=told.append)
     files = [progress for progress in told if progress.text == "Downloading files"]
     assert files == sorted(files, key=lambda progress: progress.permille or 0)
-    assert files[-1] == Progress("Downloading files", 1000, 3, 3)
+    last = files[-1]
+    assert (last.permille, last.megabytes_done, last.megabytes_total) == (1000, 3, 3)
     assert str(files[-1]) == "Downloading files: 100 % (3 of 3 MB)"
 
 
@@ -104,7 +135,7 @@ def test_progress_comes_only_when_something_has_changed(
     threading.Timer(0.5, server.release, ["/lib/id.txt"]).start()
     told: List[Progress] = []
     library.sync(on_progress=told.append)
-    assert told[0] == Progress("Accessing stamp", None, 0, None)
+    assert told[0] == Progress("Accessing stamp", None, 0, None, 0, None)
     assert told[1].text == "Getting file list"
 
 
@@ -137,7 +168,10 @@ def test_a_slow_handler_misses_stages_but_no_warning_and_no_error(
         while not stamp.exists():
             time.sleep(0.01)
 
-    with mtllib.Library(server.url, copy, proxy="socks5://127.0.0.1:1") as library:
+    # Only the module warns of something before it begins.
+    with mtllib.Library(
+        server.url, copy, proxy="socks5://127.0.0.1:1", module=True
+    ) as library:
         result = library.sync(on_event=wait_for_the_end)
     assert result.files == 2000
     assert 1000 < result.skipped_events

@@ -13,6 +13,7 @@ static void printErrors(const char* opening, const mtlhost_error* error) {
 static int32_t onEvent(const mtlhost_event* event, void* user) {
   static const char* const names[] = {"", "stage", "info", "warning", "error", "progress"};
   ++*(int*)user;
+  if (event->kind > MTLHOST_EVENT_PROGRESS) return 0;
   if (event->kind == MTLHOST_EVENT_PROGRESS) {
     printf("progress: %s %d %d/%d\n", event->text, (int)event->permille,
            (int)event->megabytes_done, (int)event->megabytes_total);
