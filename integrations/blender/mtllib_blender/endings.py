@@ -1,4 +1,4 @@
-"""The messages when a check or a synchronisation has ended."""
+"""The messages when a task has ended."""
 
 from __future__ import annotations
 
@@ -24,6 +24,17 @@ _LOAD_ADVICE = (
     "and JsonCpp"
 )
 _SETTINGS_ADVICE = "Check the add-on's preferences"
+_USAGE_ADVICE = "Synchronise first, and check the add-on's preferences"
+_ANOTHER_RUN_ADVICE = "Try again when it has ended"
+
+_ADVICE = {
+    mtllib.Failure.USAGE: _USAGE_ADVICE,
+    mtllib.Failure.NETWORK: _NETWORK_ADVICE,
+    mtllib.Failure.DISK: _FOLDER_ADVICE,
+    mtllib.Failure.CONTENT: _LIBRARY_ADVICE,
+    mtllib.Failure.ANOTHER_RUN: _ANOTHER_RUN_ADVICE,
+}
+_UNITS = ("bytes", "kB", "MB", "GB", "TB")
 
 
 def checked(is_update: bool) -> Message:
@@ -32,17 +43,57 @@ def checked(is_update: bool) -> Message:
     )
 
 
-def synchronised(result: mtllib.Result, warnings: List[str]) -> Message:
-    text = "The local copy was up to date"
-    if result.updated:
-        text = f"The local copy was updated: {_counted(result.files, 'file')}"
-    if not warnings:
+def planned(plan: mtllib.Plan) -> Message:
+    if not plan.is_update:
+        return checked(False)
+    parts = [
+        f"{what} {_counted(amount.files, 'file')} ({_size(amount.bytes)})"
+        for what, amount in (
+            ("fetch", plan.fetched),
+            ("copy", plan.copied),
+            ("remove", plan.removed),
+        )
+        if amount.files > 0
+    ]
+    text = "An update would " + (", ".join(parts) or "change no file")
+    if plan.withdrawn.files > 0:
+        text += f"; {_counted(plan.withdrawn.files, 'withdrawn file')} would stay"
+    obstructed = [file for file in plan.files if file.kind == "passed over"]
+    if not obstructed:
         return Message("INFO", text)
-    return Message("WARNING", f"{text}, {_counted(len(warnings), 'warning')}: {warnings[0]}")
+    first = mtllib.printable(f"{obstructed[0].path}: {obstructed[0].reason}")
+    files = _counted(len(obstructed), "file")
+    return Message("WARNING", f"{text}; {files} would be passed over, such as {first}")
+
+
+def synchronised(result: mtllib.Result, warnings: List[str]) -> Message:
+    return _changed(result, warnings, "The local copy was updated", "The local copy was up to date")
+
+
+def repaired(result: mtllib.Result, warnings: List[str]) -> Message:
+    return _changed(
+        result, warnings, "The local copy was repaired", "Nothing in the local copy was wrong"
+    )
+
+
+def verified(verification: mtllib.Verification) -> Message:
+    differences = verification.differences
+    if not differences:
+        files = _counted(verification.compared.files, "file")
+        return Message("INFO", f"The local copy is as it should be: {files} compared")
+    first = differences[0]
+    text = (
+        f"{_counted(len(differences), 'file')} of the local copy "
+        f"{'differs' if len(differences) == 1 else 'differ'} from the library, "
+        f"such as {mtllib.printable(first.path)} ({first.kind})"
+    )
+    if all(difference.kind == "extra" for difference in differences):
+        return Message("WARNING", text)
+    return Message("WARNING", f"{text}; Repair Material Library fetches what is wrong")
 
 
 def cancelled() -> Message:
-    return Message("WARNING", "Cancelled; the next run starts over")
+    return Message("WARNING", "Cancelled; the next run goes on from there")
 
 
 def failed(error: Exception) -> Message:
@@ -56,6 +107,9 @@ def _advice(error: Exception) -> str:
         return _LOAD_ADVICE
     if not isinstance(error, mtllib.SyncError):
         return _SETTINGS_ADVICE
+    if error.failure in _ADVICE:
+        return _ADVICE[error.failure]
+    # The module does not say what kind of failure it was.
     if any(entry.code > 0 for entry in error.chain):
         return _FOLDER_ADVICE
     if any(entry.tag.startswith("Http") for entry in error.chain):
@@ -63,5 +117,25 @@ def _advice(error: Exception) -> str:
     return _LIBRARY_ADVICE
 
 
+def _changed(
+    result: mtllib.Result, warnings: List[str], changed: str, unchanged: str
+) -> Message:
+    text = unchanged
+    if result.updated:
+        files = len(result.changed_paths) + len(result.removed_paths) or result.files
+        text = f"{changed}: {_counted(files, 'file')}"
+    if not warnings:
+        return Message("INFO", text)
+    return Message("WARNING", f"{text}, {_counted(len(warnings), 'warning')}: {warnings[0]}")
+
+
 def _counted(number: int, noun: str) -> str:
     return f"{number} {noun}" if number == 1 else f"{number} {noun}s"
+
+
+def _size(number: float) -> str:
+    for unit in _UNITS:
+        if number < 1000 or unit == _UNITS[-1]:
+            break
+        number /= 1000
+    return f"{number:.0f} {unit}" if unit == _UNITS[0] else f"{number:.1f} {unit}"

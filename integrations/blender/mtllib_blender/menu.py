@@ -11,6 +11,9 @@ def _draw(menu: Any, _context: Any) -> None:
     menu.layout.separator()
     menu.layout.operator("mtllib.synchronise")
     menu.layout.operator("mtllib.check")
+    menu.layout.operator("mtllib.plan")
+    menu.layout.operator("mtllib.verify")
+    menu.layout.operator("mtllib.repair")
     menu.layout.operator("mtllib.cancel", text="Cancel Material Library")
 
 

@@ -1,4 +1,4 @@
-"""The operators: synchronise, check, cancel."""
+"""The operators: synchronise, check, plan, verify, repair, cancel."""
 
 from __future__ import annotations
 
@@ -89,7 +89,7 @@ def _obstacle(settings: Settings) -> Optional[Message]:
     """What keeps every task from starting."""
     if session.current() is not None:
         return message.error(
-            "A check or synchronisation is under way already", "Wait for its end, or cancel it"
+            "The add-on is at work already", "Wait for its end, or cancel it"
         )
     missing = settings.missing()
     if missing is not None:
@@ -103,7 +103,15 @@ def _obstacle(settings: Settings) -> Optional[Message]:
     return None
 
 
-class MTLLIB_OT_synchronise(_TaskOperator, bpy.types.Operator):
+class _ChangingOperator(_TaskOperator):
+    """Afterwards the copy is there, perhaps with other files."""
+
+    def after_success(self) -> None:
+        asset_library.register(self._settings.asset_library, self._settings.folder)
+        asset_library.refresh_browsers()
+
+
+class MTLLIB_OT_synchronise(_ChangingOperator, bpy.types.Operator):
     bl_idname = "mtllib.synchronise"
     bl_label = "Synchronise Material Library"
     bl_description = (
@@ -113,9 +121,15 @@ class MTLLIB_OT_synchronise(_TaskOperator, bpy.types.Operator):
 
     _task = Task.SYNCHRONISE
 
-    def after_success(self) -> None:
-        asset_library.register(self._settings.asset_library, self._settings.folder)
-        asset_library.refresh_browsers()
+
+class MTLLIB_OT_repair(_ChangingOperator, bpy.types.Operator):
+    bl_idname = "mtllib.repair"
+    bl_label = "Repair Material Library"
+    bl_description = (
+        "Read all files of the local copy, and fetch those that are damaged, missing or out of "
+        "date"
+    )
+    _task = Task.REPAIR
 
 
 class MTLLIB_OT_check(_TaskOperator, bpy.types.Operator):
@@ -125,10 +139,27 @@ class MTLLIB_OT_check(_TaskOperator, bpy.types.Operator):
     _task = Task.CHECK
 
 
+class MTLLIB_OT_plan(_TaskOperator, bpy.types.Operator):
+    bl_idname = "mtllib.plan"
+    bl_label = "Preview Material Library"
+    bl_description = "Tell what a synchronisation would fetch and change; writes nothing"
+    _task = Task.PLAN
+
+
+class MTLLIB_OT_verify(_TaskOperator, bpy.types.Operator):
+    bl_idname = "mtllib.verify"
+    bl_label = "Verify Material Library"
+    bl_description = (
+        "Tell which files of the local copy are damaged, missing or not of the library, without "
+        "a network; writes nothing"
+    )
+    _task = Task.VERIFY
+
+
 class MTLLIB_OT_cancel(bpy.types.Operator):
     bl_idname = "mtllib.cancel"
     bl_label = "Cancel"
-    bl_description = "End the check or synchronisation that is under way"
+    bl_description = "End what the add-on is doing"
 
     @classmethod
     def poll(cls, _context: Any) -> bool:
@@ -142,5 +173,12 @@ class MTLLIB_OT_cancel(bpy.types.Operator):
 
 
 register, unregister = bpy.utils.register_classes_factory(
-    (MTLLIB_OT_synchronise, MTLLIB_OT_check, MTLLIB_OT_cancel)
+    (
+        MTLLIB_OT_synchronise,
+        MTLLIB_OT_check,
+        MTLLIB_OT_plan,
+        MTLLIB_OT_verify,
+        MTLLIB_OT_repair,
+        MTLLIB_OT_cancel,
+    )
 )

@@ -4,7 +4,7 @@ import os
 from typing import Any
 
 import bpy
-from bpy.props import EnumProperty, StringProperty
+from bpy.props import BoolProperty, EnumProperty, StringProperty
 
 from . import session
 from .settings import PROXY_ADDRESS, PROXY_NONE, PROXY_SYSTEM, Settings
@@ -47,6 +47,15 @@ class MtllibPreferences(bpy.types.AddonPreferences):
         description="Name of the asset library as which the folder is registered",
         default="Online Materials",
     )
+    prune: BoolProperty(  # type: ignore[valid-type]
+        name="Remove Withdrawn Files",
+        description="Remove files of the local copy that the online library has withdrawn",
+    )
+    uses_module: BoolProperty(  # type: ignore[valid-type]
+        name="Use the Module",
+        description="Let the module do the work: it fetches everything when anything has "
+        "changed, and can neither preview, verify nor repair",
+    )
 
     def draw(self, _context: Any) -> None:
         layout = self.layout
@@ -57,11 +66,19 @@ class MtllibPreferences(bpy.types.AddonPreferences):
         if self.proxy == PROXY_ADDRESS:
             layout.prop(self, "proxy_address")
         layout.prop(self, "asset_library")
+        layout.prop(self, "uses_module")
+        if not self.uses_module:
+            layout.prop(self, "prune")
         running = session.current()
         row = layout.row()
         if running is None:
             row.operator("mtllib.synchronise", icon="FILE_REFRESH")
             row.operator("mtllib.check", icon="VIEWZOOM")
+            if not self.uses_module:
+                row = layout.row()
+                row.operator("mtllib.plan", icon="PREVIEW_RANGE")
+                row.operator("mtllib.verify", icon="CHECKMARK")
+                row.operator("mtllib.repair", icon="TOOL_SETTINGS")
         else:
             row.label(text=running.text)
             row.operator("mtllib.cancel", icon="X")
@@ -76,6 +93,8 @@ def settings(context: Any) -> Settings:
         preferences.proxy,
         preferences.proxy_address.strip(),
         preferences.asset_library.strip(),
+        preferences.prune,
+        preferences.uses_module,
     )
 
 

@@ -21,6 +21,10 @@ class Settings:
     proxy_address: str
     asset_library: str
     """The name under which the folder is registered."""
+    prune: bool
+    """Whether files that the library has withdrawn are removed."""
+    uses_module: bool
+    """Whether the module does the work in the engine's place."""
 
     def missing(self) -> Optional[str]:
         """The label of the first setting without which nothing can start."""

@@ -1,4 +1,4 @@
-"""A check or a synchronisation on a thread of its own, which never touches bpy."""
+"""A task on a thread of its own, which never touches bpy."""
 
 from __future__ import annotations
 
@@ -23,11 +23,21 @@ class Work:
         self.succeeded = False
         """Once it has ended; so is the message."""
         self.message = endings.cancelled()
-        self._do = {Task.CHECK: self._check, Task.SYNCHRONISE: self._synchronise}[task]
+        self._do = {
+            Task.CHECK: self._check,
+            Task.PLAN: self._plan,
+            Task.SYNCHRONISE: self._synchronise,
+            Task.VERIFY: self._verify,
+            Task.REPAIR: self._repair,
+        }[task]
         self._warnings: List[str] = []
         self._is_cancelled = False
         self._library = mtllib.Library(
-            settings.address, settings.folder, proxy=_proxy_of(settings)
+            settings.address,
+            settings.folder,
+            proxy=_proxy_of(settings),
+            module=settings.uses_module,
+            options=mtllib.UpdateOptions(prune=settings.prune),
         )
         # A daemon: the package ends its runs itself when the interpreter exits.
         self._thread = threading.Thread(target=self._run, name="mtllib_blender", daemon=True)
@@ -55,9 +65,19 @@ class Work:
     def _check(self) -> Message:
         return endings.checked(self._library.check(self._note))
 
+    def _plan(self) -> Message:
+        return endings.planned(self._library.plan(self._show, self._note))
+
     def _synchronise(self) -> Message:
         result = self._library.sync(self._show, self._note)
         return endings.synchronised(result, self._warnings)
+
+    def _verify(self) -> Message:
+        return endings.verified(self._library.verify(self._show, self._note))
+
+    def _repair(self) -> Message:
+        result = self._library.repair(self._show, self._note)
+        return endings.repaired(result, self._warnings)
 
     def _show(self, progress: mtllib.Progress) -> None:
         self.progress = progress

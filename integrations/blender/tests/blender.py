@@ -9,7 +9,7 @@ import pathlib
 import shutil
 import subprocess
 import sys
-from typing import Any, Dict, List, Optional
+from typing import Any, Dict, List, Optional, Union
 
 from screen import Screen
 
@@ -46,12 +46,12 @@ class Blender:
     """How to start it."""
 
     home: pathlib.Path
-    preferences: Optional[Dict[str, str]] = None
+    preferences: Optional[Dict[str, Union[str, bool]]] = None
     screen: Optional[Screen] = None
     uses_factory_settings: bool = True
     environment: Optional[Dict[str, str]] = None
 
-    def with_preferences(self, **values: str) -> "Blender":
+    def with_preferences(self, **values: Union[str, bool]) -> "Blender":
         return dataclasses.replace(self, preferences={**(self.preferences or {}), **values})
 
     def on(self, screen: Screen) -> "Blender":

@@ -16,7 +16,7 @@ def addon_preferences() -> Any:
     return bpy.context.preferences.addons["mtllib_blender"].preferences
 
 
-def set_preferences(**values: str) -> None:
+def set_preferences(**values: object) -> None:
     for name, value in values.items():
         setattr(addon_preferences(), name, value)
 

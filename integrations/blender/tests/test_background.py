@@ -85,14 +85,13 @@ def test_an_error_is_reported_with_its_cause_and_what_to_do(
     assert finished.status == 1
     assert finished.told == []
     assert (
-        "RuntimeError: Error: Could not download remote stamp file, because: "
-        "Unexpected HTTP status (404). \n"
+        f"RuntimeError: Error: {server.url}/id.txt: the server answered with HTTP status 404. \n"
         "Check the address and the proxy in the add-on's preferences, and the network; "
         "then try again.\n"
     ) in finished.output + finished.errors
 
 
-@pytest.mark.parametrize("operator", ["synchronise", "check"])
+@pytest.mark.parametrize("operator", ["synchronise", "check", "plan", "repair"])
 def test_a_script_may_survive_an_error(
     blender: Blender, server: ScriptedServer, operator: str
 ) -> None:
@@ -106,8 +105,88 @@ tell(is_running())
 tell([name for name, _ in asset_libraries()])
 """
     finished = blender.run(script).check()
-    text = "Error: Could not download remote stamp file, because: Unexpected HTTP status (404)."
+    text = f"Error: {server.url}/id.txt: the server answered with HTTP status 404."
     assert finished.told == [text, False, ["User Library"]]
+
+
+def test_the_module_does_the_work_when_it_is_asked_for(
+    blender: Blender, server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    own = blender.with_preferences(uses_module=True)
+    finished = own.run(_SYNCHRONISE)
+    assert finished.status == 1
+    assert (
+        "Could not download remote stamp file, because: Unexpected HTTP status (404). \n"
+        "Check the address and the proxy in the add-on's preferences, and the network; "
+        "then try again.\n"
+    ) in finished.output + finished.errors
+    server.publish({"a.mat": b"oak"})
+    own.run(_SYNCHRONISE).check()
+    assert (copy / "a.mat").read_bytes() == b"oak"
+    assert not (copy / ".mtllib" / "state").exists()
+
+
+def test_plan_tells_what_would_be_done_and_writes_nothing(
+    blender: Blender, server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.publish({"a.mat": b"oak", "b.mat": b"ash", "c.mat": b"elm"})
+    script = _SCRIPT + "tell(list(bpy.ops.mtllib.plan()))\n" + _TELL_NEW_LIBRARIES
+    finished = blender.run(script).check()
+    assert finished.told == [["FINISHED"], []]
+    assert "Info: An update would fetch 3 files (9 bytes)\n" in finished.output
+    assert not copy.exists()
+    blender.run(_SYNCHRONISE).check()
+    server.publish({"a.mat": b"oak", "b.mat": bytes(2500)}, stamp=b"v2\n")
+    (copy / "b.mat").unlink()
+    (copy / "b.mat").mkdir()
+    (copy / "b.mat" / "own.mat").write_bytes(b"")
+    output = blender.run(_SCRIPT + "bpy.ops.mtllib.plan()").check().output
+    assert (
+        "Warning: An update would change no file; 1 withdrawn file would stay; 1 file would be "
+        "passed over, such as b.mat: "
+    ) in output
+    server.publish({"a.mat": b"yew", "d.mat": bytes(2500)}, stamp=b"v3\n")
+    pruning = blender.with_preferences(prune=True)
+    output = pruning.run(_SCRIPT + "bpy.ops.mtllib.plan()").check().output
+    assert "Info: An update would fetch 2 files (2.5 kB), remove 1 file (3 bytes)\n" in output
+
+
+def test_withdrawn_files_are_removed_when_asked_for(
+    blender: Blender, server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.publish({"a.mat": b"oak", "b.mat": b"ash", "c.mat": b"elm"})
+    blender.run(_SYNCHRONISE).check()
+    server.publish({"a.mat": b"oak", "b.mat": b"ash"}, stamp=b"v2\n")
+    finished = blender.with_preferences(prune=True).run(_SYNCHRONISE).check()
+    assert "Info: The local copy was updated: 1 file\n" in finished.output
+    assert not (copy / "c.mat").exists()
+
+
+def test_verify_tells_what_differs_and_repair_fetches_it(
+    blender: Blender, server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.publish({"a.mat": b"oak", "b.mat": b"ash"})
+    verify = "bpy.ops.mtllib.verify()\n"
+    repair = "bpy.ops.mtllib.repair()\n"
+    spoil = f"open({str(copy / 'b.mat')!r}, 'w').write('x')\n"
+    add = f"open({str(copy / 'c.mat')!r}, 'w').write('x')\n"
+    whole = blender.run(_SYNCHRONISE + verify + spoil + verify + repair + repair + add + verify)
+    lines = whole.check().output.splitlines()
+    assert [line for line in lines if line.startswith(("Info: ", "Warning: "))][1:] == [
+        "Info: The local copy is as it should be: 2 files compared",
+        "Warning: 1 file of the local copy differs from the library, such as b.mat (damaged); "
+        "Repair Material Library fetches what is wrong",
+        "Info: The local copy was repaired: 1 file",
+        "Info: Nothing in the local copy was wrong",
+        "Warning: 1 file of the local copy differs from the library, such as c.mat (extra)",
+    ]
+    assert (copy / "b.mat").read_bytes() == b"ash"
+
+
+def test_there_must_be_something_to_verify(blender: Blender, server: ScriptedServer) -> None:
+    finished = blender.run(_SCRIPT + "bpy.ops.mtllib.verify()")
+    assert finished.status == 1
+    assert "Synchronise first" in finished.output + finished.errors
 
 
 def test_a_folder_that_cannot_be_written_is_told(

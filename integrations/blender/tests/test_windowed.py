@@ -77,7 +77,7 @@ def test_synchronise_runs_in_the_background(
     )
     started, refused, libraries, status_text = finished.told
     assert started == ["RUNNING_MODAL"]
-    assert refused == "Error: A check or synchronisation is under way already."
+    assert refused == "Error: The add-on is at work already."
     assert ["Stock", str(copy)] in libraries
     assert status_text == ""
     assert (copy / "a.mat").read_bytes() == b"oak"
@@ -95,7 +95,7 @@ def test_an_error_is_reported(windowed: Blender, server: ScriptedServer) -> None
     )
     (reports,) = finished.told
     assert (
-        "Could not download remote stamp file, because: Unexpected HTTP status (404). \n"
+        f"{server.url}/id.txt: the server answered with HTTP status 404. \n"
         "Check the address and the proxy in the add-on's preferences"
     ) in reports
 
@@ -117,7 +117,7 @@ def test_the_user_cancels(windowed: Blender, held: ScriptedServer, end: str) -> 
     status_text, libraries, reports = finished.told
     assert status_text == ""
     assert libraries == ["User Library"]
-    assert "Cancelled; the next run starts over" in reports
+    assert "Cancelled; the next run goes on from there" in reports
 
 
 _RUN_UNTIL_TAKEN_AWAY = """
