@@ -164,9 +164,9 @@ fill_disk() {
   dd if=/dev/zero of="$folder/disk/filling" bs=512 oflag=append conv=notrunc 2>/dev/null || true
 }
 fill_names() {
+  local name=0
   mkdir -p "$folder/disk/names"
-  i=0
-  while { : >"$folder/disk/names/$((i++))"; } 2>/dev/null; do :; done
+  while { : >"$folder/disk/names/$((name++))"; } 2>/dev/null; do :; done
 }
 make_room() {
   rm -rf "$folder/disk/filling" "$folder/disk/names"

@@ -27,17 +27,19 @@ update() {
   "${engine[@]}" "$(url)" "$target"
 }
 
-# begin_with FROM: nothing, or a copy of release 1.
+# begin_with CASE: nothing (0), or a copy of release 1 (1); the same without digests (2 and 3).
 begin_with() {
-  from=$1
+  case=$1
+  from=$((case % 2))
   rm -rf "$target"
+  list_digests "$([ "$case" -lt 2 ] && echo with || echo without)"
   publish_release 1
   [ "$from" -eq 0 ] || update || fail "the first run fails"
   publish_release 2
 }
 
 begin_anew() {
-  begin_with $((RANDOM % 4 > 0))
+  begin_with $((RANDOM % 2 * 2 + (RANDOM % 4 > 0)))
 }
 
 expect_repair() {
@@ -46,18 +48,19 @@ expect_repair() {
   expect_release "$target" "$(basename "$(readlink "$folder/library")")"
 }
 
-for from in 0 1; do
-  begin_with $from
-  points[from]=$(count_points "${engine[@]}" "$(url)" "$target")
+for case in 0 1 2 3; do
+  begin_with $case
+  points[case]=$(count_points "${engine[@]}" "$(url)" "$target")
   expect_release "$target" 2
 done
-echo "The engine makes ${points[0]} changes for a first copy, ${points[1]} for an update"
+echo "The engine makes ${points[0]} changes for a first copy, ${points[1]} for an update," \
+  "${points[2]} and ${points[3]} without digests"
 
 # Every other one at a moment, and not at a change.
 for ((i = 0; i < kills; i++)); do
   begin_anew
   if [ $((i % 2)) -eq 0 ]; then
-    point=$((i < 6 ? points[from] - i / 2 : RANDOM % points[from] + 1))
+    point=$((i < 6 ? points[case] - i / 2 : RANDOM % points[case] + 1))
     kill_at $point "${engine[@]}" "$(url)" "$target"
   else
     point="after $((RANDOM % 80)) ms"
@@ -74,7 +77,7 @@ echo "$kills clients killed"
 interrupted=0
 for ((i = 0; i < kills; i++)); do
   begin_anew
-  point=$((RANDOM % (points[from] / 2) + 1))
+  point=$((RANDOM % (points[case] / 2) + 1))
   stop_at $point "${engine[@]}" "$(url)" "$target"
   kill -INT $client
   kill -CONT $client
@@ -98,7 +101,7 @@ echo "$kills clients told to stop, of which $interrupted did"
 failed=0
 for ((i = 0; i < kills; i++)); do
   begin_anew
-  point=$((RANDOM % (points[from] / 2) + 1))
+  point=$((RANDOM % (points[case] / 2) + 1))
   stop_at $point "${engine[@]}" --retries 0 "$(url)" "$target"
   stop_nginx
   kill -CONT $client
@@ -139,6 +142,7 @@ expect_repair() {
 }
 
 publish_release 2
+list_digests with
 begin_anew
 changes=$(count_points "${module[@]}" "$(url)" "$target")
 # Each file is made and written, and the stamp at last.

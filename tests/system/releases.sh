@@ -31,6 +31,15 @@ make_releases() {
   for release in 1 2 3; do
     "$bin/mtlpublish" build "$folder/releases/$release" >/dev/null
     manifest_of "$folder/releases/$release" >"$folder/manifest-$release"
+    cp "$folder/releases/$release/filelist.json" "$folder/list-$release-with"
+    sed 's/, *"sha256": *"[0-9a-f]*"//' "$folder/list-$release-with" >"$folder/list-$release-without"
+  done
+}
+
+# list_digests with|without: what the lists of all releases do from now on.
+list_digests() {
+  for release in 1 2 3; do
+    cp "$folder/list-$release-$1" "$folder/releases/$release/filelist.json"
   done
 }
 
