@@ -75,7 +75,7 @@ while read -r mode status words; do
   publish_release 2
   network "$mode"
   expect_failure "$status" "$words"
-  [ -z "$(ls "$target" 2>/dev/null)" ] || fail "a page was taken for a library: $(ls "$target")"
+  [ ! -e "$target" ] || fail "a folder was made for no library: $(ls -A "$target")"
   expect_finish
   begin_with_copy
   network "$mode"
