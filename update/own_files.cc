@@ -2,6 +2,7 @@
 #include "update/own_files.h"
 
 #include <cstddef>
+#include <vector>
 
 namespace mtlupdate {
 
@@ -26,10 +27,22 @@ std::error_code readOwnFile(Folder& folder, std::string_view path, std::string& 
   return error;
 }
 
+std::error_code makeOwnFile(Folder& folder, std::string_view path, File& file) {
+  const std::error_code error = folder.removeFile(path);
+  return error ? error : folder.makeFile(path, file);
+}
+
+void dropOldFiles(Folder& folder) {
+  std::vector<std::string> names;
+  if (folder.names(kOldFolder, names)) return;
+  for (const std::string& name : names)
+    folder.removeFile(std::string(kOldFolder) + '/' + name);
+  folder.removeFolder(kOldFolder);
+}
+
 Outcome writeOwnFile(Folder& folder, std::string_view path, std::string_view bytes) {
   File file;
-  std::error_code error = folder.openToAppend(path, file);
-  if (!error) error = file.cutAt(0);
+  std::error_code error = makeOwnFile(folder, path, file);
   if (!error) error = file.write(bytes);
   if (!error) error = file.close();
   if (error) return diskFailure("cannot be written", path, error);

@@ -16,6 +16,9 @@ namespace mtlupdate {
 inline constexpr const char* kOwnFolder = ".mtllib";
 inline constexpr const char* kLockFile = ".mtllib/lock";
 inline constexpr const char* kStageFolder = ".mtllib/stage";
+/// Files that have just been replaced, by numbers: a file system takes long to free what they had,
+/// which can wait until all others are in their places.
+inline constexpr const char* kOldFolder = ".mtllib/old";
 /// What the last update left.
 inline constexpr const char* kStateFile = ".mtllib/state";
 /// What the next one will have, from before it places the first file until it has placed all.
@@ -32,8 +35,14 @@ Failure diskFailure(const char* what, std::string_view path, const std::error_co
 /// The whole content of a file.
 std::error_code readOwnFile(Folder& folder, std::string_view path, std::string& bytes);
 
+/// Makes the file, in the place of one that a hard-linked copy of the folder may have, too.
+std::error_code makeOwnFile(Folder& folder, std::string_view path, File& file);
+
 /// Writes the file anew.
 Outcome writeOwnFile(Folder& folder, std::string_view path, std::string_view bytes);
+
+/// Removes what is in kOldFolder, and the folder. What cannot be removed stays until the next time.
+void dropOldFiles(Folder& folder);
 
 }  // namespace mtlupdate
 

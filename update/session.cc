@@ -10,6 +10,7 @@
 #include "rules/wildcard_match.h"
 #include "update/connection_text.h"
 #include "update/retries.h"
+#include "update/system.h"
 
 namespace mtlupdate {
 
@@ -215,7 +216,7 @@ Failure failureOf(const ConnectionError& error) {
   if ((error.code & CONNECTION_ERROR_RULE_NUMBER) != 0) {
     failure.text.append(": ").append(brokenRuleText(error.underlying));
   } else if ((error.code & CONNECTION_ERROR_SYSTEM_NUMBER) != 0) {
-    failure.text.append(": ").append(std::system_category().message(error.underlying));
+    failure.text.append(": ").append(systemText({error.underlying, std::system_category()}));
   }
   return failure;
 }

@@ -105,6 +105,9 @@ Outcome Staging::open(const Entry& entry, bool anew, StagedFile& file) {
     return {};
   }
   if (error == std::errc::file_exists) error = folder_.openToAppend(opened.path_, opened.file_);
+  if (error == std::errc::too_many_links) {
+    error = makeOwnFile(folder_, opened.path_, opened.file_);
+  }
   FileIdentity identity;
   if (!error) error = opened.file_.identity(identity);
   if (error) return diskFailure("cannot be opened", opened.path_, error);

@@ -86,7 +86,8 @@ class Folder {
   std::error_code names(std::string_view path, std::vector<std::string>& names);
 
   std::error_code openToRead(std::string_view path, File& file);
-  /// Opens a regular file at its end, or makes an empty one.
+  /// Opens a regular file at its end, or makes an empty one. The error is too_many_links when the
+  /// file has other names, as in a hard-linked copy of the folder, which would change, too.
   std::error_code openToAppend(std::string_view path, File& file);
   /// Makes an empty file. The error is file_exists when there is anything.
   std::error_code makeFile(std::string_view path, File& file);
@@ -102,12 +103,16 @@ class Folder {
   /// Removes a folder that is empty, and leaves any other.
   std::error_code removeFolder(std::string_view path);
 
+  /// Gives the file `from` the name `to` as well. An error where the file system has no such names.
+  std::error_code link(std::string_view from, std::string_view to);
+
   /// Makes `to` share the content of the file `from`, which costs neither room nor time. An
   /// error on most file systems, with no file left at `to`.
   std::error_code clone(std::string_view from, std::string_view to);
 
   /// Opens the file, or makes it, and locks it against every other opening of it until `file` is
-  /// closed or the process has died. The error is resource_unavailable_try_again when it is locked
+  /// closed or the process has died. One that a hard-linked copy of the folder has as well is
+  /// replaced by one of its own. The error is resource_unavailable_try_again when it is locked
   /// already; `holder` then is the number of the process that did it, 0 when unknown.
   std::error_code lock(std::string_view path, File& file, std::int64_t& holder);
 

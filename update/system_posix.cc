@@ -153,6 +153,15 @@ struct Folder::State {
     return folderAt(path.substr(0, end == path.npos ? 0 : end), parent);
   }
 
+  /// The same for two paths at once.
+  std::error_code parents(std::string_view from, int& folder, std::string& name,
+                          std::string_view to, int& folderOfTarget, std::string& nameOfTarget) {
+    if (const std::error_code error = parentOf(from, folder, name)) return error;
+    // The second stays among the folders that are open while the first is looked up again.
+    const std::error_code error = parentOf(to, folderOfTarget, nameOfTarget);
+    return error ? error : parentOf(from, folder, name);
+  }
+
   std::error_code folderAt(std::string_view path, int& folder) {
     folder = root.get();
     if (path.empty()) return {};
@@ -269,6 +278,12 @@ std::error_code Folder::openToRead(std::string_view path, File& file) {
 std::error_code Folder::openToAppend(std::string_view path, File& file) {
   const std::lock_guard lock(state_->mutex);
   if (const std::error_code error = state_->openFile(path, O_RDWR | O_CREAT, file)) return error;
+  struct stat status {};
+  if (::fstat(file.state_->descriptor.get(), &status) != 0) return lastError();
+  if (status.st_nlink > 1) {
+    file = File();
+    return errorOf(std::errc::too_many_links);
+  }
   const off_t end = ::lseek(file.state_->descriptor.get(), 0, SEEK_END);
   return end >= 0 ? std::error_code() : lastError();
 }
@@ -307,10 +322,7 @@ std::error_code Folder::replace(std::string_view from, std::string_view to) {
   int folderOfTarget = -1;
   std::string name;
   std::string nameOfTarget;
-  if (const std::error_code error = state_->parentOf(from, folder, name)) return error;
-  // The second stays among the folders that are open while the first is looked up again.
-  std::error_code error = state_->parentOf(to, folderOfTarget, nameOfTarget);
-  if (!error) error = state_->parentOf(from, folder, name);
+  std::error_code error = state_->parents(from, folder, name, to, folderOfTarget, nameOfTarget);
   if (error) return error;
   const int result = ::renameat(folder, name.c_str(), folderOfTarget, nameOfTarget.c_str());
   return result == 0 ? std::error_code() : lastError();
@@ -337,6 +349,18 @@ std::error_code Folder::removeFolder(std::string_view path) {
   return isFine ? std::error_code() : error;
 }
 
+std::error_code Folder::link(std::string_view from, std::string_view to) {
+  const std::lock_guard lock(state_->mutex);
+  int folder = -1;
+  int folderOfTarget = -1;
+  std::string name;
+  std::string nameOfTarget;
+  std::error_code error = state_->parents(from, folder, name, to, folderOfTarget, nameOfTarget);
+  if (error) return error;
+  const int result = ::linkat(folder, name.c_str(), folderOfTarget, nameOfTarget.c_str(), 0);
+  return result == 0 ? std::error_code() : lastError();
+}
+
 std::error_code Folder::clone(std::string_view from, std::string_view to) {
   const std::lock_guard lock(state_->mutex);
   File source;
@@ -358,20 +382,37 @@ std::error_code Folder::clone(std::string_view from, std::string_view to) {
 std::error_code Folder::lock(std::string_view path, File& file, std::int64_t& holder) {
   const std::lock_guard lock(state_->mutex);
   holder = 0;
-  if (const std::error_code error = state_->openFile(path, O_RDWR | O_CREAT, file)) return error;
-  const int descriptor = file.state_->descriptor.get();
-  if (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
-    const std::error_code error = lastError();
-    std::array<char, 32> text{};
-    std::size_t count = 0;
-    if (!file.read(text.data(), text.size(), count)) {
-      std::from_chars(text.data(), text.data() + count, holder);
+  File shared;  // Locked until the folder's own file is.
+  while (true) {
+    if (const std::error_code error = state_->openFile(path, O_RDWR | O_CREAT, file)) return error;
+    const int descriptor = file.state_->descriptor.get();
+    if (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) break;
+    struct stat locked {};
+    struct stat named {};
+    if (::fstat(descriptor, &locked) != 0) return lastError();
+    const std::error_code error = state_->statusOf(path, named);
+    if (error && !isAbsence(error)) return error;
+    // Somebody else has replaced it before it was locked.
+    if (error || named.st_ino != locked.st_ino || named.st_dev != locked.st_dev) continue;
+    if (locked.st_nlink > 1) {
+      int folder = -1;
+      std::string name;
+      if (const std::error_code problem = state_->parentOf(path, folder, name)) return problem;
+      if (::unlinkat(folder, name.c_str(), 0) != 0) return lastError();
+      shared = std::move(file);
+      continue;
     }
-    file = File();
-    return error;
+    if (const std::error_code problem = file.cutAt(0)) return problem;
+    return file.write(std::to_string(::getpid()) + '\n');
   }
-  if (const std::error_code error = file.cutAt(0)) return error;
-  return file.write(std::to_string(::getpid()) + '\n');
+  const std::error_code error = lastError();
+  std::array<char, 32> text{};
+  std::size_t count = 0;
+  if (!file.read(text.data(), text.size(), count)) {
+    std::from_chars(text.data(), text.data() + count, holder);
+  }
+  file = File();
+  return error;
 }
 
 std::error_code Folder::flush(std::size_t /*files*/,

@@ -374,6 +374,10 @@ std::error_code Folder::removeFolder(std::string_view path) {
   return isAbsence(error) || is(error, ERROR_DIR_NOT_EMPTY) ? std::error_code() : error;
 }
 
+std::error_code Folder::link(std::string_view /*from*/, std::string_view /*to*/) {
+  return errorOf(ERROR_NOT_SUPPORTED);
+}
+
 std::error_code Folder::clone(std::string_view /*from*/, std::string_view /*to*/) {
   return errorOf(ERROR_NOT_SUPPORTED);
 }

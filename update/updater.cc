@@ -168,10 +168,7 @@ Outcome Updater::Run::fetchLibrarysList(bool pastCaches, bool keeps) {
         if (Outcome failure = openFolder(true)) return failure;
         if (Outcome failure = lock_.take(folder_)) return failure;
       }
-      if (!error && !file.isOpen()) {
-        error = folder_.openToAppend(kNewListFile, file);
-        if (!error) error = file.cutAt(0);
-      }
+      if (!error && !file.isOpen()) error = makeOwnFile(folder_, kNewListFile, file);
       if (!error) error = file.write(bytes);
       if (error) return diskFailure("cannot be written", kNewListFile, error);
       return {};
@@ -267,6 +264,7 @@ Outcome Updater::Run::update(bool repairs, UpdateResult& result) {
   const bool isNew = !hasFolder_;
   if (hasFolder_) {
     if (Outcome failure = lock()) return failure;
+    dropOldFiles(folder_);
   }
   Outcome failure = bringUpToDate(repairs, result);
   const bool isTaken = isNew && failure && failure->kind == Failure::Kind::kBusy;

@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "mtlhost/system.h"
+#include "update/system.h"
 
 namespace mtlhost {
 
@@ -39,9 +40,12 @@ std::string moduleFileName() {
   return MTLHOST_MODULE_FILE_NAME;
 }
 
+std::string systemErrorText(int number) {
+  return systemErrorText(std::error_code(number, std::system_category()));
+}
+
 std::string systemErrorText(const std::error_code& error) {
-  return error.category() == std::system_category() ? systemErrorText(error.value())
-                                                    : error.message();
+  return mtlupdate::systemText(error);
 }
 
 Error ownError(std::string message) {

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstring>
 #include <filesystem>
 #include <system_error>
 
@@ -46,10 +45,6 @@ std::string ownFolder() {
 
 std::int64_t processId() {
   return getpid();
-}
-
-std::string systemErrorText(int number) {
-  return std::strerror(number);
 }
 
 }  // namespace mtlhost

@@ -1,5 +1,4 @@
 // The Windows side.
-#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <string_view>
@@ -64,19 +63,6 @@ std::string ownFolder() {
 
 std::int64_t processId() {
   return GetCurrentProcessId();
-}
-
-std::string systemErrorText(int number) {
-  std::array<wchar_t, 1024> text{};
-  const DWORD length = FormatMessageW(
-      FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK,
-      nullptr, static_cast<DWORD>(number), 0, text.data(), static_cast<DWORD>(text.size()),
-      nullptr);
-  std::string message = Platform::utf8Of({text.data(), length});
-  // Without line breaks, the text ends in a blank.
-  while (!message.empty() && message.back() == ' ')
-    message.pop_back();
-  return message.empty() ? "error " + std::to_string(number) : message;
 }
 
 }  // namespace mtlhost

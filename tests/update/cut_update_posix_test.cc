@@ -108,6 +108,26 @@ TEST_F(CutUpdate, IsKnownToTheNextOneAlsoOfAnotherReleaseAndCutAsWell) {
   }
 }
 
+TEST_F(CutUpdate, SharesNothingThatIsWrittenWithAHardLinkedCopyOfTheFolder) {
+  for (int point = 1;; ++point) {
+    SCOPED_TRACE("at write " + std::to_string(point));
+    const ProcessResult cut = run(point, {{"LD_PRELOAD", WRITE_POINTS},
+                                          {"ASAN_OPTIONS", "verify_asan_link_order=0"},
+                                          {"WRITE_POINTS_BELOW", dir / "copy"},
+                                          {"WRITE_POINTS_AT", std::to_string(point)}});
+    ASSERT_EQ(runProcess({"cp", "-al", dir / "copy", dir / "snapshot"}).exitCode, 0);
+    const Tree before = readTree(dir / "snapshot");
+    ASSERT_EQ(run(point).exitCode, 0);
+    ASSERT_EQ(readTree(dir / "snapshot"), before);
+    const Tree after = readTree(dir / "copy");
+    ASSERT_EQ(runProcess({LOCAL_UPDATE, dir / "snapshot", std::to_string(point + 1)}).exitCode, 0);
+    ASSERT_EQ(readTree(dir / "copy"), after);
+    std::filesystem::remove_all(dir.path() / "snapshot");
+    if (cut.exitCode == 0) break;
+    ASSERT_LT(point, 500);
+  }
+}
+
 TEST_F(CutUpdate, LeavesTheOldCopyWhenTheFolderCannotBeWritten) {
   const auto folder = dir.path() / "copy";
   std::filesystem::permissions(

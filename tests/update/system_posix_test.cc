@@ -55,6 +55,43 @@ TEST(SystemPosix, LeavesASnapshotOfHardLinksItsContent) {
   EXPECT_EQ(readFile(dir / "copy/a"), "new");
 }
 
+TEST(SystemPosix, LocksAHardLinkedCopyOfAFolderByItself) {
+  const TempDir dir;
+  Folder folder;
+  Folder snapshot;
+  ASSERT_FALSE(folder.open(dir / "copy", true));
+  ASSERT_FALSE(snapshot.open(dir / "snapshot", true));
+  {
+    Lock before;
+    ASSERT_FALSE(before.take(folder));
+  }
+  ASSERT_FALSE(snapshot.makeFolders(".mtllib"));
+  std::filesystem::create_hard_link(dir.path() / "copy/.mtllib/lock",
+                                    dir.path() / "snapshot/.mtllib/lock");
+  Lock ofSnapshot;
+  ASSERT_FALSE(ofSnapshot.take(snapshot));
+  Lock lock;
+  EXPECT_FALSE(lock.take(folder));
+  Lock second;
+  EXPECT_TRUE(second.take(folder));
+  EXPECT_TRUE(second.take(snapshot));
+}
+
+TEST(SystemPosix, AppendsToNoFileThatHasAnotherName) {
+  const TempDir dir;
+  Folder folder;
+  ASSERT_FALSE(folder.open(dir / "copy", true));
+  writeFile(dir / "copy/a", "content");
+  ASSERT_FALSE(folder.link("a", "b"));
+  EXPECT_EQ(readFile(dir / "copy/b"), "content");
+  EXPECT_EQ(folder.link("a", "b"), std::errc::file_exists);
+  File file;
+  EXPECT_EQ(folder.openToAppend("a", file), std::errc::too_many_links);
+  EXPECT_FALSE(file.isOpen());
+  ASSERT_FALSE(folder.removeFile("b"));
+  EXPECT_FALSE(folder.openToAppend("a", file));
+}
+
 TEST(SystemPosix, DoesNotWaitForAPipeInThePlaceOfAFile) {
   const TempDir dir;
   Folder folder;

@@ -144,6 +144,19 @@ TEST_F(UpdaterTest, NothingNewIsOneRequest) {
   EXPECT_FALSE(result_.isChanged);
 }
 
+TEST_F(UpdaterTest, OldFilesThatACutRunKeptGoWithTheNext) {
+  publish("one", {{"a", "a"}});
+  updateWell();
+  const fs::path old = fs::path(options_.folder) / ".mtllib/old";
+  write(".mtllib/old/0", "x");
+  updateWell();
+  EXPECT_THAT(requests(), ElementsAre("GET /lib/id.txt"));
+  EXPECT_FALSE(fs::exists(old));
+  publish("two", {{"a", "A"}});
+  updateWell();
+  EXPECT_FALSE(fs::exists(old));
+}
+
 TEST_F(UpdaterTest, ACutRunIsFinishedWhateverTheStampSays) {
   publish("one", {{"a", "a"}});
   updateWell();
