@@ -248,22 +248,26 @@ class Planner {
       digest = known->sha256;
       return {};
     }
-    Digest read{};
-    const std::uint64_t before = bytesRead_;
-    const std::error_code error = disk_.digest(
-        entry.path,
-        [&](std::uint64_t bytes) {
-          bytesRead_ = before + bytes;
-          return !options_.goOn || options_.goOn(entries_, bytesRead_);
-        },
-        read);
+    Digest found{};
+    const std::error_code error = read(entry.path, found);
     if (error == std::errc::operation_canceled) return stopped();
     if (error) {
       passOver(entry, Reason::kUnreadable, "cannot be read: " + systemText(error));
       return {};
     }
-    digest = read;
+    digest = found;
     return {};
+  }
+
+  std::error_code read(std::string_view path, Digest& digest) {
+    const std::uint64_t before = bytesRead_;
+    return disk_.digest(
+        path,
+        [&](std::uint64_t bytes) {
+          bytesRead_ = before + bytes;
+          return !options_.goOn || options_.goOn(entries_, bytesRead_);
+        },
+        digest);
   }
 
   Outcome keep(const Entry& entry, const FileIdentity& identity, const KnownFile* file) {
@@ -286,18 +290,65 @@ class Planner {
       add(old->size, plan_.bytesReplaced);
     }
     const std::uint64_t size = entry.size.value_or(0);
-    const std::optional<std::string> source =
-        isNew && !options_.full ? sourceOf(entry) : std::nullopt;
+    std::optional<std::string> source;
+    if (isNew && entry.sha256 && !options_.full) {
+      if (Outcome failure = findSources()) return failure;
+      source = sourceOf(entry);
+    }
     if (source) plan_.copy.push_back({&entry, content, *source});
     if (isNew && !source) return addFetch({&entry, content}, staged_, options_.largestFile, plan_);
     add(size, plan_.bytesToCopy);
     return {};
   }
 
+  Outcome findSources() {
+    if (sources_) return {};
+    if (last_.files().empty()) {
+      if (Outcome failure = readOthers()) return failure;
+    }
+    sources_.emplace(last_.files().empty() ? others_ : last_);
+    return {};
+  }
+
+  // Where nothing is known of a copy, files that the list does not name may have contents of it.
+  Outcome readOthers() {
+    std::set<std::uint64_t> sizes;
+    for (const Entry& entry : listing_) {
+      if (entry.sha256 && entry.size) sizes.insert(*entry.size);
+    }
+    std::size_t steps = 0;
+    std::vector<std::string> folders{""};
+    while (!folders.empty()) {
+      const std::string folder = std::move(folders.back());
+      folders.pop_back();
+      std::vector<std::string> names;
+      if (disk_.names(folder, names)) continue;
+      for (const std::string& name : names) {
+        if (!mayGoOn(steps++)) return stopped();
+        std::string path = folder.empty() ? name : folder + '/' + name;
+        Look look;
+        if (disk_.look(path, look)) continue;
+        if (look.kind == FileKind::kFolder && path != mtlrules::kStateFolderName) {
+          folders.push_back(std::move(path));
+        } else if (look.kind == FileKind::kFile && sizes.count(look.identity.size) != 0 &&
+                   !places_.isTaken(path)) {
+          if (Outcome failure = readOther(path, look.identity)) return failure;
+        }
+      }
+    }
+    return {};
+  }
+
+  Outcome readOther(const std::string& path, const FileIdentity& identity) {
+    Digest digest{};
+    const std::error_code error = read(path, digest);
+    if (error == std::errc::operation_canceled) return stopped();
+    if (!error) others_.add({path, identity, digest, false});
+    return {};
+  }
+
   /// A file of the copy that has the content, and has not been touched since that was known.
   std::optional<std::string> sourceOf(const Entry& entry) {
-    if (!entry.sha256) return std::nullopt;
-    if (!sources_) sources_.emplace(last_);
     const KnownFile* const source = sources_->find(*entry.sha256, [&](const KnownFile& file) {
       Look look;
       return file.path != entry.path && isThere(file, look);
@@ -435,6 +486,7 @@ class Planner {
   Plan& plan_;
   Places places_;
   std::map<Digest, std::size_t> contents_{};  ///< The numbers of those that have a digest.
+  State others_{};                            ///< Files that nothing was known of.
   std::optional<Sources> sources_{};
   std::string_view missingFolder_{};  ///< The last one that was seen not to be there.
   std::map<std::string, Plan::Withdrawn*> withdrawnAt_{};

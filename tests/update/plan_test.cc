@@ -61,7 +61,7 @@ class FakeDisk final : public mtlupdate::Disk {
   }
   std::error_code names(std::string_view path, std::vector<std::string>& names) override {
     names.clear();
-    const std::string folder = std::string(path) + '/';
+    const std::string folder = path.empty() ? "" : std::string(path) + '/';
     for (const auto& [other, look] : looks) {
       const bool isIn = other.compare(0, folder.size(), folder) == 0 && look.blockedBy.empty();
       if (!isIn || look.kind == FileKind::kNone) continue;
@@ -284,6 +284,43 @@ TEST_F(PlanTest, CopiesAContentThatIsThereUnderAnotherPath) {
   EXPECT_THAT(fetched(), ElementsAre("new/b"));
   EXPECT_EQ(plan.bytesToCopy, 7U);
   EXPECT_THAT(withdrawn(), ElementsAre("old/a"));
+}
+
+TEST_F(PlanTest, ReadsWhatTheListDoesNotNameWhereNothingIsKnownOfACopy) {
+  disk.put("old/a", "content");
+  disk.put("old/b", "another");
+  disk.put("old/c", "of another size");
+  disk.put("kept", "kept");
+  disk.put(".mtllib/stage/x", "content");
+  disk.putOther("old", FileKind::kFolder);
+  disk.putOther(".mtllib", FileKind::kFolder);
+  disk.putOther("link", FileKind::kLink);
+  list("kept", "kept");
+  list("new/a", "content");
+  list("new/b", "kontent");
+  makeGood();
+  EXPECT_THAT(copied(), ElementsAre(Pair("new/a", "old/a")));
+  EXPECT_THAT(fetched(), ElementsAre("new/b"));
+  EXPECT_THAT(disk.read, ElementsAre("kept", "old/a", "old/b"));
+  EXPECT_THAT(withdrawn(), IsEmpty());
+  options.goOn = [](std::size_t, std::uint64_t bytes) { return bytes < 11; };
+  const Outcome failure = make();
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->kind, Failure::Kind::kCancelled);
+}
+
+TEST_F(PlanTest, ReadsNothingElseWhereTheListIsThereOrSomethingIsKnown) {
+  disk.put("a", "content");
+  disk.put("b", "kontent");
+  list("a", "content");
+  makeGood();
+  EXPECT_THAT(disk.read, ElementsAre("a"));
+  disk.read.clear();
+  state.add({"a", disk.looks["a"].identity, digestOf("content"), true});
+  list("c", "kontent");
+  makeGood();
+  EXPECT_THAT(disk.read, IsEmpty());
+  EXPECT_THAT(fetched(), ElementsAre("c"));
 }
 
 TEST_F(PlanTest, FetchesAContentOnceForAllFilesThatHaveIt) {
