@@ -9,7 +9,7 @@ import threading
 import time
 from typing import Callable, Dict, List, Tuple
 
-_LONGEST_WAIT_SECONDS = 10
+_LONGEST_WAIT_SECONDS = 60
 
 
 class _Connection(http.server.BaseHTTPRequestHandler):

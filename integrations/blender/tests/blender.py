@@ -14,7 +14,7 @@ from typing import Any, Dict, List, Optional, Union
 from screen import Screen
 
 _HERE = str(pathlib.Path(__file__).parent)
-_LONGEST_RUN_SECONDS = 60
+_LONGEST_RUN_SECONDS = 240
 _TOLD = "told: "
 
 
