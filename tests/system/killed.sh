@@ -119,6 +119,36 @@ done
 echo "$kills servers killed, which ended $failed runs"
 [ $((failed * 4)) -ge $((kills * 3)) ] || fail "too few runs noticed that the server was killed"
 
+# A repair: of files that have lost their content unnoticed, are cut, or are gone.
+damage_copy() {
+  local rotten=$target/large.tx
+  cp -p "$rotten" "$folder/as-it-was"
+  printf rotten | dd of="$rotten" bs=1 seek=1000 conv=notrunc 2>/dev/null
+  touch -r "$folder/as-it-was" "$rotten"
+  truncate -s -1 "$target/7/37.tx"
+  rm -r "$target/moved 2"
+  manifest_of "$target" >"$folder/manifest-damaged"
+}
+
+repair=("$bin/mtlsync" -q --no-proxy --repair)
+for ((i = 0; i <= kills; i++)); do
+  begin_with 0
+  update
+  damage_copy
+  if [ $i -eq 0 ]; then
+    expect 7 "$bin/mtlsync" -q --verify "$target"
+    changes=$(count_points "${repair[@]}" "$(url)" "$target")
+  else
+    point=$((RANDOM % changes + 1))
+    kill_at $point "${repair[@]}" "$(url)" "$target"
+    expect_whole_files "$target" damaged 2
+    "${repair[@]}" "$(url)" "$target" || fail "point $point: the next repair fails"
+  fi
+  expect_release "$target" 2
+  expect 0 "$bin/mtlsync" -q --verify "$target"
+done
+echo "$kills repairs killed, each at one of $changes changes"
+
 # The module: in place, so that files may be cut, but never under the new stamp.
 
 module=("$bin/mtlsync" --module "$bin/libmtllib.so" -q --no-proxy)

@@ -71,15 +71,24 @@ lose_power() {
 }
 
 for from in 0 1; do
+  list_digests with
   begin_with $from
   changes=$(count_points "${update[@]}")
   umount "$folder/disk"
   for ((i = 0; i < moments; i++)); do
     # Over all of it, and then the last ones.
     point=$((i * 2 < moments ? 1 + (i * 2 * changes + RANDOM % (2 * changes)) / moments : changes - moments + 1 + i))
+    digests=with
+    last=$changes
+    if [ $((RANDOM % 3)) -eq 0 ]; then
+      # A first copy makes a few changes less then.
+      digests=without
+      last=$((changes - 10))
+    fi
+    list_digests $digests
     for seconds in 0 1.3; do
       begin_with $from
-      stop_at $((point < changes ? point : changes)) "${update[@]}"
+      stop_at $((point < last ? point : last)) "${update[@]}"
       lose_power $seconds $from "$point of $changes"
     done
   done

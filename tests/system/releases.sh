@@ -54,14 +54,20 @@ publish_release() {
   ln -sfnT "$folder/releases/$1" "$folder/library"
 }
 
-# expect_old_or_new COPY FROM TO: each file is whole, and of one of the releases; the stamp is
-# not the new one before everything else is new. FROM may be 0: there was nothing.
-expect_old_or_new() {
-  [ -d "$1" ] || return 0
+# expect_whole_files COPY FROM TO: each is as it was, or as it will be. FROM may be 0: there was
+# nothing.
+expect_whole_files() {
   touch "$folder/manifest-0"
   manifest_of "$1" >"$folder/found"
   sort -u "$folder/manifest-$2" "$folder/manifest-$3" | comm -23 "$folder/found" - >"$folder/neither"
   [ ! -s "$folder/neither" ] || fail "neither old nor new: $(cat "$folder/neither")"
+}
+
+# expect_old_or_new COPY FROM TO: so they are, and the stamp is not the new one before everything
+# else is new.
+expect_old_or_new() {
+  [ -d "$1" ] || return 0
+  expect_whole_files "$@"
   ! cmp -s "$1/id.txt" "$folder/releases/$3/id.txt" || cmp "$folder/found" "$folder/manifest-$3" ||
     fail "the stamp is ahead"
 }
