@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -35,17 +36,35 @@ std::optional<std::string> textOf(const Json::Value& member) {
   return member.isString() ? std::optional(member.asString()) : std::nullopt;
 }
 
-std::optional<std::uint64_t> sizeOf(const Json::Value& member) {
-  if (!member.isInt64() || member.asInt64() < 0) return std::nullopt;
-  return static_cast<std::uint64_t>(member.asInt64());
+std::optional<std::uint64_t> sizeOf(const Json::Value* member) {
+  if (member == nullptr || !member->isInt64() || member->asInt64() < 0) return std::nullopt;
+  return static_cast<std::uint64_t>(member->asInt64());
 }
 
 /// One entry, read from its object.
 class EntryReading {
  public:
-  EntryReading(const Json::Value& object, std::size_t number) : object_(object), number_(number) {
-    // Up to a zero byte.
-    if (object["path"].isString()) path_ = object["path"].asCString();
+  // Going through the members once costs less than looking for each of them.
+  EntryReading(const Json::Value& object, std::size_t number) : number_(number) {
+    for (auto member = object.begin(); member != object.end(); ++member) {
+      const char* end = nullptr;
+      const char* const begin = member.memberName(&end);
+      const std::string_view name(begin, static_cast<std::size_t>(end - begin));
+      if (name == "path") {
+        // Up to a zero byte.
+        if (member->isString()) path_ = member->asCString();
+      } else if (name == "download") {
+        download_ = &*member;
+      } else if (name == "size") {
+        size_ = &*member;
+      } else if (name == "jpegSize") {
+        lossySize_ = &*member;
+      } else if (name == "sha256") {
+        sha256_ = &*member;
+      }
+    }
+    if (download_ != nullptr) policy_ = mtlrules::policyOf(textOf(*download_));
+    if (sha256_ != nullptr) digest_ = digestFrom(textOf(*sha256_).value_or(""));
   }
 
   /// What is not as a publisher would have written it, but does not matter to clients.
@@ -53,11 +72,10 @@ class EntryReading {
     std::vector<ListProblem> odd;
     const auto add = [&](const char* reason) { odd.push_back({number_, path_, reason, false}); };
     if (path_.empty()) add("has no \"path\"");
-    if (object_.isMember("download") &&
-        !mtlrules::policyNamed(textOf(object_["download"]).value_or(""))) {
+    if (download_ != nullptr && !mtlrules::policyNamed(textOf(*download_).value_or(""))) {
       add("its \"download\" is not always, missing or never");
     }
-    if (object_.isMember("sha256") && !digest()) {
+    if (sha256_ != nullptr && !digest_) {
       add("its \"sha256\" is not 64 lower-case hexadecimal digits");
     }
     if (isFetched() && mtlrules::isOwnName(path_, subPath)) {
@@ -72,37 +90,37 @@ class EntryReading {
     if (!mtlrules::staysBelow(path_, Platform::kHasWindowsNames)) {
       return "a path leaves the target directory";
     }
-    const std::optional<std::uint64_t> lossySize = sizeOf(object_["jpegSize"]);
-    const bool isLossy = lossySize.value_or(0) > 0;
-    const std::optional<std::string> variant = mtlrules::lossyVariantOf(path_);
-    if (isLossy && !variant) return "a lossy map does not end in \".tx\"";
     const std::string path = mtlrules::plainPath(path_);
-    const std::string remotePath = isLossy ? mtlrules::plainPath(*variant) : path;
-    listing.add(
-        {path, remotePath, isLossy ? lossySize : sizeOf(object_["size"]), digest(), policy()});
+    const std::optional<std::uint64_t> lossySize = sizeOf(lossySize_);
+    if (lossySize.value_or(0) == 0) {
+      listing.add({path, path, sizeOf(size_), digest_, policy_});
+      return "";
+    }
+    const std::optional<std::string> variant = mtlrules::lossyVariantOf(path_);
+    if (!variant) return "a lossy map does not end in \".tx\"";
+    listing.add({path, mtlrules::plainPath(*variant), lossySize, digest_, policy_});
     return "";
   }
 
   const std::string& path() const { return path_; }
 
  private:
-  mtlrules::DownloadPolicy policy() const {
-    return mtlrules::policyOf(textOf(object_["download"]));
-  }
-  bool isFetched() const { return !path_.empty() && policy() != mtlrules::DownloadPolicy::kNever; }
-  std::optional<Digest> digest() const {
-    return digestFrom(textOf(object_["sha256"]).value_or(""));
-  }
+  bool isFetched() const { return !path_.empty() && policy_ != mtlrules::DownloadPolicy::kNever; }
 
-  const Json::Value& object_;
   std::size_t number_;
-  std::string path_;
+  std::string path_{};
+  // Null where there is no such member.
+  const Json::Value* download_ = nullptr;
+  const Json::Value* size_ = nullptr;
+  const Json::Value* lossySize_ = nullptr;
+  const Json::Value* sha256_ = nullptr;
+  mtlrules::DownloadPolicy policy_ = mtlrules::policyOf(std::nullopt);
+  std::optional<Digest> digest_{};
 };
 
 /// "" or why the text is not one value.
-std::string parse(const std::string& text, Json::Value& value) {
+std::string parse(const std::string& text, Json::Reader& reader, Json::Value& value) {
   try {
-    Json::Reader reader;
     if (!reader.parse(text.data(), text.data() + text.size(), value, false)) {
       return mtlrules::printableLine(reader.getFormattedErrorMessages().substr(0, 512));
     }
@@ -117,9 +135,19 @@ std::string parse(const std::string& text, Json::Value& value) {
 
 }  // namespace
 
+struct ListReader::Parser {
+  Json::Reader reader;
+  Json::Value value;
+};
+
 ListReader::ListReader(Listing& listing, std::function<void(const ListProblem&)> onProblem,
                        std::string subPath)
-    : listing_(listing), onProblem_(std::move(onProblem)), subPath_(std::move(subPath)) {}
+    : listing_(listing),
+      onProblem_(std::move(onProblem)),
+      subPath_(std::move(subPath)),
+      parser_(std::make_unique<Parser>()) {}
+
+ListReader::~ListReader() = default;
 
 Outcome ListReader::feed(std::string_view bytes) {
   if (bytes.empty()) return {};
@@ -236,8 +264,8 @@ Outcome ListReader::append(std::string_view bytes) {
 
 Outcome ListReader::endEntry() {
   ++number_;
-  Json::Value value;
-  const std::string problem = parse(entry_, value);
+  const Json::Value& value = parser_->value;
+  const std::string problem = parse(entry_, parser_->reader, parser_->value);
   entry_.clear();
   if (!problem.empty()) {
     return refused("entry " + std::to_string(number_) +

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -41,6 +42,7 @@ class ListReader {
   /// are refused; `subPath` then says whose own names entries must not have.
   explicit ListReader(Listing& listing, std::function<void(const ListProblem&)> onProblem = {},
                       std::string subPath = "");
+  ~ListReader();
 
   /// Takes the next bytes of the text. Fails with kContent, and must not be called again then.
   Outcome feed(std::string_view bytes);
@@ -49,6 +51,7 @@ class ListReader {
   Outcome finish();
 
  private:
+  struct Parser;
   enum class Place { kBeforeArray, kBeforeFirst, kInEntry, kBehindArray };
   enum class Mode { kPlain, kText, kEscape, kSlash, kLine, kBlock, kStar };
 
@@ -64,6 +67,7 @@ class ListReader {
   Listing& listing_;
   std::function<void(const ListProblem&)> onProblem_;
   std::string subPath_;
+  std::unique_ptr<Parser> parser_;
   Place place_ = Place::kBeforeArray;
   Mode mode_ = Mode::kPlain;
   std::size_t depth_ = 0;   ///< Of brackets open in the entry.

@@ -9,6 +9,12 @@ namespace {
 
 constexpr std::string_view kDigits = "0123456789abcdef";
 
+/// 16 for anything but a lower-case hexadecimal digit.
+std::size_t valueOf(char digit) {
+  if (digit >= '0' && digit <= '9') return static_cast<std::size_t>(digit - '0');
+  return digit >= 'a' && digit <= 'f' ? static_cast<std::size_t>(digit - 'a') + 10 : 16;
+}
+
 }  // namespace
 
 std::string hexText(const std::optional<Digest>& digest) {
@@ -24,10 +30,11 @@ std::string hexText(const std::optional<Digest>& digest) {
 std::optional<Digest> digestFrom(std::string_view hexText) {
   Digest digest{};
   if (hexText.size() != digest.size() * 2) return std::nullopt;
-  for (std::size_t i = 0; i < hexText.size(); ++i) {
-    const std::size_t value = kDigits.find(hexText[i]);
-    if (value == kDigits.npos) return std::nullopt;
-    digest[i / 2] = static_cast<std::uint8_t>(std::size_t{digest[i / 2]} * 16 + value);
+  for (std::size_t i = 0; i < digest.size(); ++i) {
+    const std::size_t high = valueOf(hexText[2 * i]);
+    const std::size_t low = valueOf(hexText[2 * i + 1]);
+    if (high > 15 || low > 15) return std::nullopt;
+    digest[i] = static_cast<std::uint8_t>(high * 16 + low);
   }
   return digest;
 }
