@@ -195,6 +195,7 @@ Outcome Session::start(int connection, const Request& request, Exchange& exchang
   HttpClient::RequestOptions options;
   options.path = target.c_str();
   options.token = tokenOf(exchange);
+  if (request.headOnly) options.method = HttpClient::kHead;
   if (request.firstByte > 0) options.firstByte = static_cast<std::int64_t>(request.firstByte);
   options.fields = &fields;
   options.mostBodyBytes = request.mostBytes;

@@ -31,6 +31,7 @@ struct Request {
   std::uint64_t firstByte = 0;  ///< More than 0 asks for the range from there to the end.
   std::string_view ifRange;     ///< What the range must be of; "" for anything.
   bool pastCaches = false;      ///< Caches on the way are not to answer.
+  bool headOnly = false;        ///< The header of the answer, without its body.
   std::int64_t mostBytes = -1;  ///< Of the body; a longer one fails. -1 for any length.
 };
 

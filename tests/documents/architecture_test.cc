@@ -57,15 +57,22 @@ void addUses(const std::string& file, std::set<Use>& uses) {
   }
 }
 
-std::set<Use> usesInSources() {
-  std::set<Use> uses;
+std::vector<std::string> sources() {
+  std::vector<std::string> files;
   for (const char* top : {"src", "krell_networking/src", "host", "platform", "tools", "update"}) {
     for (const auto& entry : fs::recursive_directory_iterator(kProject / top)) {
       const std::string extension = entry.path().extension().string();
       if (extension != ".h" && extension != ".cc") continue;
-      addUses(entry.path().lexically_relative(kProject).generic_string(), uses);
+      files.push_back(entry.path().lexically_relative(kProject).generic_string());
     }
   }
+  return files;
+}
+
+std::set<Use> usesInSources() {
+  std::set<Use> uses;
+  for (const std::string& file : sources())
+    addUses(file, uses);
   return uses;
 }
 
@@ -80,6 +87,15 @@ std::set<Use> usesInThePicture() {
 
 TEST(Architecture, IsDrawnAsTheSourcesInclude) {
   EXPECT_THAT(usesInThePicture(), testing::ContainerEq(usesInSources()));
+}
+
+TEST(Architecture, LetsTheNetworkingLibraryAloneUseLibcurl) {
+  std::set<std::string> rooms;
+  for (const std::string& file : sources()) {
+    const std::string text = readFile((kProject / file).string());
+    if (text.find("#include <curl/") != std::string::npos) rooms.insert(roomOf(file));
+  }
+  EXPECT_THAT(rooms, testing::ElementsAre("krell_networking"));
 }
 
 TEST(Architecture, LetsNothingUseWhatUsesIt) {

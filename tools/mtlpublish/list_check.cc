@@ -80,7 +80,7 @@ class NameClashes {
 
 void checkNames(CheckedList& list) {
   NameClashes clashes;
-  for (const library_list::ListedFile& file : list.files) {
+  for (const ListedFile& file : list.files) {
     std::string problem = pathProblem(file.path);
     // What is not UTF-8 has no case.
     if (mtlrules::isValidUtf8(file.path)) {
@@ -91,7 +91,7 @@ void checkNames(CheckedList& list) {
   }
 }
 
-std::string problemLine(const library_list::ListProblem& problem) {
+std::string problemLine(const ListProblem& problem) {
   std::string name = problem.path.empty() ? mtlrules::kListName : mtlrules::printable(problem.path);
   if (problem.path.empty() && problem.number > 0) {
     name += ": entry " + std::to_string(problem.number);
@@ -107,15 +107,15 @@ std::string problemLine(const library_list::ListProblem& problem) {
 CheckedList checkList(std::string_view text) {
   CheckedList list;
   const std::string listName = std::string(mtlrules::kListName) + ": ";
-  std::vector<library_list::ListProblem> problems;
-  const std::string refusal = library_list::readList(text, "", list.files, problems);
+  std::vector<ListProblem> problems;
+  const std::string refusal = readList(text, "", list.files, problems);
   if (!text.empty() && text.back() != '\n') {
     list.problems.push_back(listName +
                             "does not end in a line break; clients leave out the last byte");
   } else if (!refusal.empty()) {
     list.problems.push_back(listName + "clients refuse it: " + mtlrules::printableLine(refusal));
   }
-  for (const library_list::ListProblem& problem : problems)
+  for (const ListProblem& problem : problems)
     list.problems.push_back(problemLine(problem));
   checkNames(list);
   return list;

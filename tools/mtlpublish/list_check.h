@@ -6,13 +6,13 @@
 #include <string_view>
 #include <vector>
 
-#include "library_list/listed_files.h"
+#include "mtlpublish/listed_files.h"
 
 namespace mtlpublish {
 
 struct CheckedList {
   /// What clients fetch, as far as the list can be read.
-  std::vector<library_list::ListedFile> files;
+  std::vector<ListedFile> files;
   /// "NAME: what is wrong", one line each, printable: what makes clients refuse the list,
   /// what they pass over though it was hardly meant so, names that some client cannot hold,
   /// and names that get in each other's way.

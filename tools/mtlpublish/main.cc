@@ -211,10 +211,10 @@ mtlpublish::VerifyResult verified(const Arguments& arguments) {
   if (arguments.library.find("://") == arguments.library.npos) {
     return mtlpublish::verifyFolder(fs::u8path(arguments.library), options);
   }
-  library_list::FetchRequest connection;
-  connection.userAgent = "mtlpublish/" MTLPUBLISH_VERSION;
-  connection.trust = library_list::trustStoreOf(common::environmentVariable);
-  return mtlpublish::verifyAddress(arguments.library, std::move(connection), options);
+  mtlupdate::SessionOptions session;
+  session.address = arguments.library;
+  session.userAgent = "mtlpublish/" MTLPUBLISH_VERSION;
+  return mtlpublish::verifyAddress(session, options);
 }
 
 /// What of the files is as the list says.

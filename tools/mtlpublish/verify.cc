@@ -8,8 +8,8 @@
 #include <system_error>
 #include <utility>
 
-#include "library_list/downloads.h"
 #include "mtlpublish/contained_path.h"
+#include "mtlpublish/downloads.h"
 #include "mtlpublish/list_check.h"
 #include "mtlpublish/parallel_work.h"
 #include "mtlpublish/tree_scan.h"
@@ -27,7 +27,9 @@ namespace mtlpublish {
 namespace {
 
 namespace fs = std::filesystem;
-using library_list::ListedFile;
+
+/// Beyond which clients read no list; and of files whose size is not listed.
+constexpr std::int64_t kLargestSize = 1073741824;
 
 /// What a file was found to be.
 struct Found {
@@ -117,37 +119,39 @@ class Folder : public Source {
 
 class Server : public Source {
  public:
-  Server(std::string address, library_list::FetchRequest connection)
-      : address_(std::move(address)), connection_(std::move(connection)) {}
+  explicit Server(mtlupdate::Session& session) : session_(session) {}
 
   Text read(const std::string& name) override {
-    library_list::FetchRequest request = connection_;
-    request.url = mtlrules::fileUrl(address_, name);
-    library_list::FetchResult result = library_list::fetchList(request);
-    if (result.outcome == library_list::FetchResult::Outcome::kFetched) {
-      return {std::move(result.text), ""};
-    }
-    return {"", unfetched(result.problem)};
+    Text text;
+    bool isBegun = false;
+    const auto next = [&]() -> std::optional<Download> {
+      if (std::exchange(isBegun, true)) return std::nullopt;
+      Download download;
+      download.target = session_.fileTarget(name);
+      download.largestSize = kLargestSize;
+      download.onBytes = [&](std::string_view bytes) { text.content += bytes; };
+      download.onEnd = [&](const DownloadEnd& end) {
+        if (!end.problem.empty()) text = {"", unfetched(end.problem)};
+      };
+      return download;
+    };
+    runDownloads(session_, next, [] {});
+    return text;
   }
 
   std::vector<Found> find(const std::vector<ListedFile>& files, bool quick, WorkCounter& counter,
                           const std::function<void()>& meanwhile) override {
     std::vector<Found> found(files.size());
     std::size_t next = 0;
-    const std::string problem = library_list::runDownloads(
-        connection_,
-        [&]() -> std::optional<library_list::Download> {
+    runDownloads(
+        session_,
+        [&]() -> std::optional<Download> {
           if (next == files.size()) return std::nullopt;
           const std::size_t number = next++;
           counter.begin(files[number].remotePath);
           return download(files[number], quick, found[number], counter);
         },
         meanwhile);
-    if (!problem.empty()) {
-      for (Found& file : found) {
-        if (file.problem.empty() && !file.size) file.problem = unfetched(problem);
-      }
-    }
     return found;
   }
 
@@ -156,12 +160,11 @@ class Server : public Source {
     return "cannot be fetched: " + mtlrules::printable(problem);
   }
 
-  library_list::Download download(const ListedFile& file, bool quick, Found& found,
-                                  WorkCounter& counter) const {
-    library_list::Download download;
-    download.url = mtlrules::fileUrl(address_, file.remotePath);
+  Download download(const ListedFile& file, bool quick, Found& found, WorkCounter& counter) const {
+    Download download;
+    download.target = session_.fileTarget(file.remotePath);
     download.headOnly = quick;
-    download.largestSize = file.size.value_or(connection_.largestSize);
+    download.largestSize = file.size.value_or(kLargestSize);
     auto sha256 = std::make_shared<mtlupdate::Sha256>();
     auto size = std::make_shared<std::uint64_t>(0);
     download.onBytes = [sha256, size, &counter](std::string_view bytes) {
@@ -169,8 +172,7 @@ class Server : public Source {
       *size += bytes.size();
       counter.addBytes(bytes.size());
     };
-    download.onEnd = [sha256, size, quick, &file, &found,
-                      &counter](const library_list::DownloadEnd& end) {
+    download.onEnd = [sha256, size, quick, &file, &found, &counter](const DownloadEnd& end) {
       counter.endFile();
       if (end.isTooLarge && file.size) {
         found.problem =
@@ -189,8 +191,7 @@ class Server : public Source {
     return download;
   }
 
-  std::string address_;
-  library_list::FetchRequest connection_;
+  mtlupdate::Session& session_;
 };
 
 /// "" when the file is what the list says.
@@ -263,17 +264,20 @@ VerifyResult verifyFolder(const fs::path& folder, const VerifyOptions& options) 
   return verify(source, options);
 }
 
-VerifyResult verifyAddress(const std::string& address, library_list::FetchRequest connection,
-                           const VerifyOptions& options) {
-  const std::string base = mtlrules::withoutTrailingSlashes(address);
+VerifyResult verifyAddress(const mtlupdate::SessionOptions& session, const VerifyOptions& options) {
+  const std::string base = mtlrules::withoutTrailingSlashes(session.address);
   if (mtlrules::hasUserName(base)) {
     // It may come with a password, which is not to be shown.
     return failed("the address: one with a user name is not taken");
   }
   if (mtlrules::fileUrl(base, mtlrules::kListName).empty()) {
-    return failed(mtlrules::printable(address) + ": is not an address of http or https");
+    return failed(mtlrules::printable(session.address) + ": is not an address of http or https");
   }
-  Server source(base, std::move(connection));
+  std::unique_ptr<mtlupdate::Session> opened;
+  if (const mtlupdate::Outcome failure = mtlupdate::Session::open(session, opened)) {
+    return failed(mtlrules::printable(failure->about + ": " + failure->text));
+  }
+  Server source(*opened);
   return verify(source, options);
 }
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "library_list/list_fetch.h"
 #include "mtlpublish/work_progress.h"
+#include "update/session.h"
 
 namespace mtlpublish {
 
@@ -34,9 +34,8 @@ struct VerifyResult {
 
 VerifyResult verifyFolder(const std::filesystem::path& folder, const VerifyOptions& options);
 
-/// The library at an address of http or https. `connection` tells all but the URLs.
-VerifyResult verifyAddress(const std::string& address, library_list::FetchRequest connection,
-                           const VerifyOptions& options);
+/// The library at the address of the session, of http or https.
+VerifyResult verifyAddress(const mtlupdate::SessionOptions& session, const VerifyOptions& options);
 
 }  // namespace mtlpublish
 

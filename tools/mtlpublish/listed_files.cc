@@ -1,7 +1,7 @@
 // Whatever the plug-in would refuse is refused here, too: no run could follow. What it would
 // write over the client's own files is passed over: to compare that with the list, or to put it
 // right, would never come to an end.
-#include "library_list/listed_files.h"
+#include "mtlpublish/listed_files.h"
 
 #include <json/reader.h>
 #include <json/value.h>
@@ -13,7 +13,7 @@
 #include "rules/own_names.h"
 #include "rules/path.h"
 
-namespace library_list {
+namespace mtlpublish {
 
 namespace {
 
@@ -108,4 +108,4 @@ std::string readList(std::string_view text, std::string_view subPath,
   return "";
 }
 
-}  // namespace library_list
+}  // namespace mtlpublish

@@ -1,6 +1,6 @@
 // What a list of files asks its clients to keep.
-#ifndef MTLLIB_TOOLS_LIBRARY_LIST_LISTED_FILES_H_
-#define MTLLIB_TOOLS_LIBRARY_LIST_LISTED_FILES_H_
+#ifndef MTLLIB_TOOLS_MTLPUBLISH_LISTED_FILES_H_
+#define MTLLIB_TOOLS_MTLPUBLISH_LISTED_FILES_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace library_list {
+namespace mtlpublish {
 
 struct ListedFile {
   std::string path;                  ///< As it stands in the list.
@@ -37,6 +37,6 @@ std::string readList(std::string_view text, std::string_view subPath,
 std::string readList(std::string_view text, std::string_view subPath,
                      std::vector<ListedFile>& files, std::vector<ListProblem>& problems);
 
-}  // namespace library_list
+}  // namespace mtlpublish
 
-#endif  // MTLLIB_TOOLS_LIBRARY_LIST_LISTED_FILES_H_
+#endif  // MTLLIB_TOOLS_MTLPUBLISH_LISTED_FILES_H_

@@ -1,12 +1,12 @@
 // What is read out of a list.
-#include "library_list/listed_files.h"
+#include "mtlpublish/listed_files.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <utility>
 
-namespace library_list {
+namespace mtlpublish {
 namespace {
 
 using testing::ElementsAre;
@@ -178,4 +178,4 @@ TEST(ReadList, RefusesListsThatAreNestedTooDeeply) {
 }
 
 }  // namespace
-}  // namespace library_list
+}  // namespace mtlpublish
