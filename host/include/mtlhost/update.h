@@ -26,8 +26,8 @@ struct UpdateSettings {
 
 /// So many files, and the bytes in them.
 struct Amount {
-  std::int64_t files = 0;
-  std::int64_t bytes = 0;
+  std::int64_t files = 0;  ///< How many.
+  std::int64_t bytes = 0;  ///< In all of them.
 };
 
 /// A file of the copy, and what becomes of it.
