@@ -187,7 +187,7 @@ enum {
   MTLHOST_USE_MODULE = 1, /**< By the module, also when module_file names none. */
   MTLHOST_FULL = 2,       /**< Fetch all that the list selects, whatever the copy has. */
   MTLHOST_PRUNE = 4,      /**< Remove the files that the library has withdrawn. */
-  MTLHOST_PRUNE_MOST = 8, /**< Also when they are more than half of the copy. */
+  MTLHOST_PRUNE_MOST = 8, /**< The same, also when they are more than half of the copy. */
   MTLHOST_WAIT = 16       /**< Wait for another run on the copy, instead of failing at once. */
 };
 

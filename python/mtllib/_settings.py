@@ -31,7 +31,7 @@ class UpdateOptions:
     prune: bool = False
     """Remove the files that the library has withdrawn."""
     prune_most: bool = False
-    """Also when they are more than half of the copy."""
+    """The same, also when they are more than half of the copy."""
     wait: bool = False
     """Wait for another run on the copy, instead of failing at once."""
     tries: Optional[int] = None

@@ -54,6 +54,17 @@ def test_the_oldest_stages_give_way_when_it_is_full() -> None:
     assert queue.skipped == 2
 
 
+def test_files_give_way_and_the_plan_stays() -> None:
+    queue = _Queue()
+    plan = Event("plan", "")
+    queue.put(plan)
+    for number in range(EventQueue.CAPACITY + 1):
+        queue.put(Event("file", str(number)))
+    taken = queue.take_all()
+    assert taken[:2] == [plan, Event("file", "2")]
+    assert queue.skipped == 2
+
+
 def test_warnings_and_errors_stay() -> None:
     queue = _Queue()
     kept = [Event("warning", "w"), Event("error", "e")]
