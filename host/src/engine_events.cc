@@ -12,7 +12,7 @@ namespace mtlhost {
 
 namespace {
 
-using Kind = FileChange::Kind;
+using ChangeKind = FileChange::Kind;
 
 constexpr int kPermille = 1000;
 constexpr std::int64_t kBytesPerMegabyte = 1000000;
@@ -24,7 +24,7 @@ std::optional<std::int64_t> sizeOf(const mtlupdate::Entry& entry) {
   return signedBytes(*entry.size);
 }
 
-FileChange changeOf(Kind kind, const mtlupdate::Entry& entry) {
+FileChange changeOf(ChangeKind kind, const mtlupdate::Entry& entry) {
   return {kind, std::string(entry.path), sizeOf(entry)};
 }
 
@@ -46,11 +46,11 @@ Plan planOf(const mtlupdate::Plan& plan) {
   auto copy = plan.copy.begin();
   for (const mtlupdate::Plan::Place& place : plan.place) {
     if (fetch != plan.fetch.end() && fetch->entry == place.entry) {
-      made.files.push_back(changeOf(Kind::kFetched, *place.entry));
+      made.files.push_back(changeOf(ChangeKind::kFetched, *place.entry));
       ++fetch;
       continue;
     }
-    made.files.push_back(changeOf(Kind::kCopied, *place.entry));
+    made.files.push_back(changeOf(ChangeKind::kCopied, *place.entry));
     ++made.copied.files;
     if (copy != plan.copy.end() && copy->entry == place.entry) {
       made.files.back().source = copy->from;
@@ -60,13 +60,14 @@ Plan planOf(const mtlupdate::Plan& plan) {
   for (const mtlupdate::Plan::Withdrawn& file : plan.withdrawn) {
     const bool isRemoved = plan.removes(file);
     const std::int64_t size = signedBytes(file.identity.size);
-    made.files.push_back({isRemoved ? Kind::kRemoved : Kind::kWithdrawn, file.path, size});
+    made.files.push_back(
+        {isRemoved ? ChangeKind::kRemoved : ChangeKind::kWithdrawn, file.path, size});
     Amount& amount = isRemoved ? made.removed : made.withdrawn;
     ++amount.files;
     amount.bytes += size;
   }
   for (const mtlupdate::PassedOver& entry : plan.passedOver)
-    made.files.push_back({Kind::kPassedOver, entry.path, std::nullopt, "", entry.text});
+    made.files.push_back({ChangeKind::kPassedOver, entry.path, std::nullopt, "", entry.text});
   const auto count = [](std::size_t files) { return static_cast<std::int64_t>(files); };
   made.fetched = {count(plan.fetch.size()), signedBytes(plan.bytesToFetch)};
   made.copied.bytes = signedBytes(plan.bytesToCopy);
@@ -132,14 +133,14 @@ void EngineEvents::onProgress(std::uint64_t bytes, std::uint64_t total) {
 }
 
 void EngineEvents::onFetched(const mtlupdate::Entry& entry) {
-  const FileChange change = changeOf(Kind::kFetched, entry);
+  const FileChange change = changeOf(ChangeKind::kFetched, entry);
   events_.logStage("Downloaded file \"%s\" (%lli bytes)", change.path.c_str(),
                    static_cast<long long>(change.size.value_or(0)));
   events_.tell([&](Observer& observer) { observer.file(change); });
 }
 
 void EngineEvents::onCopied(const mtlupdate::Entry& entry, const std::string& from) {
-  FileChange change = changeOf(Kind::kCopied, entry);
+  FileChange change = changeOf(ChangeKind::kCopied, entry);
   change.source = from;
   events_.logStage("Copied file \"%s\" from \"%s\"", change.path.c_str(), from.c_str());
   events_.tell([&](Observer& observer) { observer.file(change); });
