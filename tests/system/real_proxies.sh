@@ -26,11 +26,12 @@ start_proxy() {
   : >"$folder/proxy.log"
   tinyproxy -d -c "$folder/proxy.conf" >/dev/null 2>&1 &
   proxy_pid=$!
-  for _ in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20; do
+  for _ in $(seq 100); do
     if curl -s --noproxy '*' -o /dev/null "http://127.0.0.1:$proxy_port/"; then
       : >"$folder/proxy.log"
       return 0
     fi
+    kill -0 "$proxy_pid" 2>/dev/null || break
     sleep 0.1
   done
   fail "the proxy does not start"
