@@ -11,8 +11,9 @@ from typing import IO, Dict, Optional
 import mtllib
 
 _PACKAGE_FOLDER = pathlib.Path(mtllib.__file__).parent.parent
-PROMPTLY_SECONDS = 0.2
-LONGEST_RUN_SECONDS = 30
+# Callers were promised 0.2: a machine that does five times as much at once may take so long.
+PROMPTLY_SECONDS = 1.0
+LONGEST_RUN_SECONDS = 60
 
 PRINT_WHETHER_ALONE = """
 import os, time
