@@ -21,7 +21,7 @@ module=$(cat "$folder/build/module")
 "$folder/build/loading_host" "$module" "$address" "$folder/loaded"
 "$folder/build/linking_host" "$address" "$folder/linked"
 "$folder/build/cpp_host" "$address" "$folder/cpp"
-"$folder/build/c_host" "" "$address" "$folder/c"
+"$folder/build/c_host" "$address" "$folder/c"
 
 # And those that are built with nothing but pkg-config, whose libraries and module the system's
 # loader finds.
@@ -40,7 +40,7 @@ build_pc_host mtllib-host "$folder/kit" -std=c++17 "$folder/hosts/cpp_host.cc"
 build_pc_host mtlhost "$folder/interface" -std=c11 -x c "$folder/hosts/c_host.c"
 "$folder/linking" "$address" "$folder/pc"
 "$folder/kit" "$address" "$folder/pc_kit"
-"$folder/interface" "" "$address" "$folder/pc_interface"
+"$folder/interface" "$address" "$folder/pc_interface"
 "$folder/build/loading_host" "$(pkg-config --variable module mtllib)" "$address" "$folder/pc_loaded"
 
 for copy in loaded linked cpp c pc pc_kit pc_interface pc_loaded; do

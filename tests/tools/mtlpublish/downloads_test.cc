@@ -81,7 +81,7 @@ TEST_F(DownloadsTest, RunsFiveAtATime) {
   std::atomic<int> open{0};
   // None is answered before five have arrived.
   for (const char* target : {"/0", "/1", "/2", "/3", "/4"}) {
-    server_.handle(target, [this, &open](const ServerRequest&, Socket& socket) {
+    server_.handle(target, [this, &open](const ServerRequest&, ::Socket& socket) {
       ++open;
       return server_.waitForRequests(5) && socket.send(ScriptedServer::response(200, "x"));
     });
@@ -96,11 +96,11 @@ TEST_F(DownloadsTest, GoesOnAfterAFailure) {
   server_.serveStatus("/gone", 404, std::string(2000, 'x'));
   server_.serveStatus("/page", 404, std::string(1000000, 'x'));
   server_.serve("/large", std::string(1001, 'x'));
-  server_.handle("/cut", [](const ServerRequest&, Socket& socket) {
+  server_.handle("/cut", [](const ServerRequest&, ::Socket& socket) {
     socket.send("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc");
     return false;
   });
-  server_.handle("/moved", [](const ServerRequest&, Socket& socket) {
+  server_.handle("/moved", [](const ServerRequest&, ::Socket& socket) {
     socket.send("HTTP/1.1 302 Found\r\nLocation: /good\r\nContent-Length: 0\r\n\r\n");
     return true;
   });
@@ -124,11 +124,11 @@ TEST_F(DownloadsTest, SaysWhyNothingCanBeFetched) {
 
 TEST_F(DownloadsTest, AsksForTheHeaderAlone) {
   headOnly_ = true;
-  server_.handle("/sized", [](const ServerRequest&, Socket& socket) {
+  server_.handle("/sized", [](const ServerRequest&, ::Socket& socket) {
     socket.send("HTTP/1.1 200 OK\r\nContent-Length: 12345678901\r\n\r\n");
     return true;
   });
-  server_.handle("/unsized", [](const ServerRequest&, Socket& socket) {
+  server_.handle("/unsized", [](const ServerRequest&, ::Socket& socket) {
     socket.send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n");
     return true;
   });
