@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 
@@ -17,6 +18,11 @@ namespace fs = std::filesystem;
 using testing::HasSubstr;
 using testing::StartsWith;
 
+std::string withoutCarriageReturns(std::string text) {
+  text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
+  return text;
+}
+
 /// A copy of a host in a folder of its own, without a module.
 class ModuleLookup : public testing::Test {
  protected:
@@ -29,7 +35,9 @@ class ModuleLookup : public testing::Test {
   }
 
   ProcessResult run(const ChildProcess::Environment& environment = {}) const {
-    return runProcess({program_, "up-to-date", directory_ / "copy"}, environment);
+    ProcessResult result = runProcess({program_, "up-to-date", directory_ / "copy"}, environment);
+    result.err = withoutCarriageReturns(result.err);
+    return result;
   }
 
   TempDir directory_;
@@ -45,9 +53,9 @@ TEST_F(ModuleLookup, TellsWhereItLooked) {
       result.err,
       StartsWith("Could not find the module \"" + module_ + "\" in \"" + folder_.u8string() +
                  "\" or where the system looks; moduleFile names it\n" + module_ + ": "));
-  EXPECT_THAT(result.err, HasSubstr(systemText(126,
-                                               "cannot open shared object file: No such file "
-                                               "or directory")));
+  const std::string reason =
+      systemText(126, "cannot open shared object file: No such file or directory");
+  EXPECT_THAT(result.err, HasSubstr(withoutCarriageReturns(reason)));
 }
 
 TEST_F(ModuleLookup, TakesTheOneBesideTheProgram) {

@@ -11,10 +11,11 @@
 
 class TempDir {
  public:
-  TempDir() {
+  TempDir() : TempDir(std::filesystem::temp_directory_path()) {}
+  explicit TempDir(const std::filesystem::path& parent) {
     std::random_device random;
     do {
-      path_ = std::filesystem::temp_directory_path() / ("mtllib-" + std::to_string(random()));
+      path_ = parent / ("mtllib-" + std::to_string(random()));
     } while (!std::filesystem::create_directory(path_));
   }
   ~TempDir() {

@@ -13,7 +13,9 @@ class OwnFolder final : public testing::Environment {
  public:
   void SetUp() override {
     before_ = std::filesystem::current_path();
-    folder_.emplace();
+    // Names of programs may be without a drive, and are then of that of the current folder.
+    const std::filesystem::path usual = std::filesystem::temp_directory_path();
+    folder_.emplace(usual.root_name() == before_.root_name() ? usual : before_);
     const std::filesystem::path here = folder_->path() / "here";
     std::filesystem::create_directory(here);
     std::filesystem::current_path(here);
