@@ -1,24 +1,20 @@
-// Windows converts.
 #include "platform/windows/wide_text.h"
 
-#include "platform/win32.h"
+#include "platform/utf.h"
 
 namespace Platform {
 
 std::wstring wideOf(std::string_view text) {
-  const int size = static_cast<int>(text.size());
-  const int needed = MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0);
-  std::wstring wide(static_cast<std::size_t>(needed), L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, text.data(), size, wide.data(), needed);
+  const std::string whole(text);
+  std::wstring wide(utf8ToWide(whole.c_str(), nullptr, 0), L'\0');
+  utf8ToWide(whole.c_str(), wide.data(), wide.size());
   return wide;
 }
 
 std::string utf8Of(std::wstring_view text) {
-  const int size = static_cast<int>(text.size());
-  const int needed =
-      WideCharToMultiByte(CP_UTF8, 0, text.data(), size, nullptr, 0, nullptr, nullptr);
-  std::string utf8(static_cast<std::size_t>(needed), '\0');
-  WideCharToMultiByte(CP_UTF8, 0, text.data(), size, utf8.data(), needed, nullptr, nullptr);
+  const std::wstring whole(text);
+  std::string utf8(wideToUtf8(whole.c_str(), nullptr, 0), '\0');
+  wideToUtf8(whole.c_str(), utf8.data(), utf8.size());
   return utf8;
 }
 

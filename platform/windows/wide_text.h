@@ -7,7 +7,7 @@
 
 namespace Platform {
 
-/// From and to UTF-8. What is not valid becomes U+FFFD.
+/// From and to UTF-8, up to a zero. What is not valid comes back as it was: see platform/utf.h.
 std::wstring wideOf(std::string_view text);
 std::string utf8Of(std::wstring_view text);
 

@@ -21,7 +21,7 @@ engine() {
   "$bin/mtlsync" -q --no-proxy "$@" "$url" "$target"
 }
 module() {
-  "$bin/mtlsync" -q --no-proxy --module "$bin/libmtllib.so" "$@" "$url" "$target"
+  "$bin/mtlsync" -q --no-proxy --module "$bin/libmtllib.so" "$url" "$target"
 }
 
 # expect_holds RELEASE: all of it. What else is there was left by the module, which removes nothing.

@@ -166,7 +166,7 @@ fill_disk() {
 fill_names() {
   local name=0
   mkdir -p "$folder/disk/names"
-  while { : >"$folder/disk/names/$((name++))"; } 2>/dev/null; do :; done
+  while { : >"$folder/disk/names/$name"; } 2>/dev/null; do name=$((name + 1)); done
 }
 make_room() {
   rm -rf "$folder/disk/filling" "$folder/disk/names"

@@ -1,5 +1,6 @@
 # Sourced after nginx.sh by the tests of publishing: a library in $folder/library whose
-# files tell which generation of it they belong to.
+# files tell which generation of it they belong to. With the arguments of the test.
+module=$2/libmtllib.so
 
 # make_generation NUMBER: every material changes and names a map that is new; one file of
 # the generation before goes.

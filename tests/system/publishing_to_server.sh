@@ -7,7 +7,6 @@ set -eu
 . "$1/tests/system/nginx.sh"
 . "$1/tests/system/material_library.sh"
 source=$1
-module=$2/libmtllib.so
 PATH=$2:$1/docs/publishing:$PATH
 unset SSL_CERT_FILE SSL_CERT_DIR http_proxy HTTP_PROXY https_proxy HTTPS_PROXY all_proxy ALL_PROXY
 export CURL_CA_BUNDLE="$folder/ca.pem"

@@ -37,9 +37,9 @@ expect_imports() {
 
 expect_imports mtllib.dll krell_networking.dll
 expect_imports krell_networking.dll
-expect_imports mtlhost.dll
-expect_imports mtlsync.exe
-expect_imports mtlpublish.exe
+expect_imports mtlhost.dll krell_networking.dll
+expect_imports mtlsync.exe krell_networking.dll
+expect_imports mtlpublish.exe krell_networking.dll
 
 for file in mtllib.dll krell_networking.dll mtlhost.dll mtlsync.exe mtlpublish.exe; do
   # The resources of type 16 tell the version.

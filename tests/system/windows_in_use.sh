@@ -81,7 +81,7 @@ echo "A file that is open without sharing"
 begin_with_copy
 hold alone "$target/large.tx"
 expect_in_use large.tx
-ls "$target/.mtllib/stage" | grep -q . || fail "nothing stays staged"
+[ -n "$(ls -A "$target/.mtllib/stage")" ] || fail "nothing stays staged"
 expect_in_use large.tx
 release_it
 expect_finish

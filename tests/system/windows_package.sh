@@ -44,8 +44,8 @@ host() {
 }
 host loading_host "$(cat "$folder/build/module")" "$address" "$folder/loaded"
 host linking_host "$address" "$folder/linked"
-host cpp_host "$(cat "$folder/build/module")" "$address" "$folder/cpp"
-host c_host "" "$address" "$folder/c"
+host cpp_host "$address" "$folder/cpp"
+host c_host "$address" "$folder/c"
 for copy in loaded linked cpp c; do
   expect_copy "$folder/$copy"
 done

@@ -30,8 +30,8 @@ TEST(PlanLines, AreOneAFileAndThenTheTotals) {
                           "leave   d.tx: the library does not have it any longer (2 bytes)",
                           "skip    e.tx: its place is a link", "To fetch: 1 file, 1.5 kB.",
                           "To copy: 1 file, 3 bytes.", "To remove: 1 file, 1 byte.",
-                          "No longer of the library: 2 files, 2 bytes.", "Unchanged: 70 files, 5.0 kB.",
-                          "Room: 1.5 kB needed, 2.0 MB free."));
+                          "No longer of the library: 2 files, 2 bytes.",
+                          "Unchanged: 70 files, 5.0 kB.", "Room: 1.5 kB needed, 2.0 MB free."));
 }
 
 TEST(PlanLines, PrintHostileNamesHarmlessly) {
