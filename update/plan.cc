@@ -325,7 +325,9 @@ class Planner {
       if (disk_.names(folder, names)) continue;
       for (const std::string& name : names) {
         if (!mayGoOn(steps++)) return stopped();
-        std::string path = folder.empty() ? name : folder + '/' + name;
+        std::string path = folder;
+        if (!path.empty()) path += '/';
+        path += name;
         Look look;
         if (disk_.look(path, look)) continue;
         if (look.kind == FileKind::kFolder && path != mtlrules::kStateFolderName) {

@@ -12,7 +12,7 @@
 namespace mtlsync {
 
 std::optional<std::chrono::seconds> parseDuration(std::string_view text) {
-  constexpr std::int64_t kMost = 366 * 24 * 3600;
+  constexpr std::int64_t kMost = std::int64_t{366} * 24 * 3600;
   std::int64_t factor = 1;
   if (!text.empty() && (text.back() < '0' || text.back() > '9')) {
     const char unit = text.back();
