@@ -20,8 +20,9 @@ url="http://127.0.0.1:$http_port/lib"
 engine() {
   "$bin/mtlsync" -q --no-proxy "$@" "$url" "$target"
 }
+# shellcheck disable=SC2120  # called by $who, too
 module() {
-  "$bin/mtlsync" -q --no-proxy --module "$bin/libmtllib.so" "$url" "$target"
+  "$bin/mtlsync" -q --no-proxy --module "$bin/libmtllib.so" "$@" "$url" "$target"
 }
 
 # expect_holds RELEASE: all of it. What else is there was left by the module, which removes nothing.
