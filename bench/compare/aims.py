@@ -9,7 +9,7 @@ from updates import CHANGED, NOTHING
 AIMS = {
     OURS: {
         ("small", "http"): (0.50, 0.50), ("small", "https"): (0.50, 0.50),
-        ("medium", "http"): (0.80, None), ("medium", "https"): (0.80, None),
+        ("medium", "http"): (0.80, 0.80), ("medium", "https"): (0.80, 0.80),
         ("large", "http"): (1.30, None), ("large", "https"): (1.30, None),
         ("large without digests", "http"): (1.05, None),
         ("wan", "http"): (1.00, None), ("wan", "https"): (1.00, None),
