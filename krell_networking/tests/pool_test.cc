@@ -255,7 +255,7 @@ TEST_F(HttpClientPoolTest, ReportsAnAnswerThatIsNotHttp) {
 
 TEST_F(HttpClientPoolTest, ReportsAResetBeforeTheAnswer) {
   server_.handle("/reset", [](const ServerRequest&, Socket& socket) {
-    socket.reset();
+    socket.resetOnClose();
     return false;
   });
   Received received;

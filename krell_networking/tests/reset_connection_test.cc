@@ -18,7 +18,7 @@ class ResetConnection : public PoolFixture {
     server_.handle("/file", [text](const ServerRequest&, Socket& socket) {
       socket.send(text);
       std::this_thread::sleep_for(std::chrono::milliseconds(100));
-      socket.reset();
+      socket.resetOnClose();
       return false;
     });
     get("/file", received_);

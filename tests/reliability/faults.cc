@@ -47,7 +47,7 @@ Handler thenReset(std::string text) {
     socket.send(text);
     // What is lost with the reset must not be the text.
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    socket.reset();
+    socket.resetOnClose();
     return false;
   };
 }

@@ -30,8 +30,9 @@ class Socket {
   bool send(std::string_view bytes) const;
   /// Makes calls that wait in another thread return.
   void shutDown() const;
-  /// Closes so that the peer sees a reset instead of an orderly end.
-  void reset();
+  /// Lets the peer see a reset instead of an orderly end once the socket is closed, which a
+  /// server's script leaves to the server: others may look at the socket meanwhile.
+  void resetOnClose() const;
   void close();
   bool valid() const { return handle_ != kNone; }
 

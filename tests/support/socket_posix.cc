@@ -63,10 +63,9 @@ void Socket::shutDown() const {
   if (valid()) ::shutdown(descriptor(handle_), SHUT_RDWR);
 }
 
-void Socket::reset() {
+void Socket::resetOnClose() const {
   const linger hard{1, 0};
   ::setsockopt(descriptor(handle_), SOL_SOCKET, SO_LINGER, &hard, sizeof(hard));
-  close();
 }
 
 void Socket::close() {

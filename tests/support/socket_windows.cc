@@ -119,11 +119,10 @@ void Socket::shutDown() const {
   ::shutdown(waitable(handle_).socket, SD_BOTH);
 }
 
-void Socket::reset() {
+void Socket::resetOnClose() const {
   const linger hard{1, 0};
   ::setsockopt(waitable(handle_).socket, SOL_SOCKET, SO_LINGER,
                reinterpret_cast<const char*>(&hard), sizeof(hard));
-  close();
 }
 
 void Socket::close() {

@@ -320,7 +320,7 @@ TEST_F(TransfersTest, TriesAgainAfterAReset) {
   server_.handle("/a", [count = std::make_shared<int>(0)](const ServerRequest&, Socket& socket) {
     if (++*count == 1) {
       socket.send(head("200 OK\r\nContent-Length: 6") + "abc");
-      socket.reset();
+      socket.resetOnClose();
       return false;
     }
     return socket.send(ScriptedServer::response(200, "abcdef"));
