@@ -59,7 +59,8 @@ void addUses(const std::string& file, std::set<Use>& uses) {
 
 std::vector<std::string> sources() {
   std::vector<std::string> files;
-  for (const char* top : {"src", "krell_networking/src", "host", "platform", "tools", "update"}) {
+  for (const char* top :
+       {"src", "krell_networking/src", "host", "platform", "signing", "tools", "update"}) {
     for (const auto& entry : fs::recursive_directory_iterator(kProject / top)) {
       const std::string extension = entry.path().extension().string();
       if (extension != ".h" && extension != ".cc") continue;
