@@ -8,27 +8,36 @@ _mtlpublish() {
   if [[ $previous == = ]]; then previous=${COMP_WORDS[COMP_CWORD - 2]}; fi
   for ((i = 1; i < COMP_CWORD; ++i)); do
     case ${COMP_WORDS[i]} in
-      build | verify | serve)
+      build | keygen | verify | serve)
         command=${COMP_WORDS[i]}
         break
         ;;
     esac
   done
   case $previous in
-    --missing | --never | --fail | --port | --delay | --host-name)
+    --missing | --never | --fail | --port | --delay | --host-name | --name | --sub-path | --expires)
+      return
+      ;;
+    --sign | --password-file | --key)
+      mapfile -t COMPREPLY < <(compgen -f -- "$word")
+      compopt -o filenames 2>/dev/null
       return
       ;;
   esac
   case $command in
     '') options+=' --version' ;;
-    build) options+=' --missing --never --lossy --no-cache -q --quiet -v --verbose' ;;
-    verify) options+=' --quick -q --quiet' ;;
+    build)
+      options+=' --missing --never --lossy --no-cache -q --quiet -v --verbose'
+      options+=' --sign --prepare --no-sign --name --sub-path --expires --password-file'
+      ;;
+    keygen) options+=' --password-file --no-password' ;;
+    verify) options+=' --quick --key -q --quiet' ;;
     serve) options+=' --port --delay --fail --host-name -q --quiet' ;;
   esac
   if [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
   elif [[ -z $command ]]; then
-    mapfile -t COMPREPLY < <(compgen -W 'build verify serve' -- "$word")
+    mapfile -t COMPREPLY < <(compgen -W 'build keygen verify serve' -- "$word")
   else
     mapfile -t COMPREPLY < <(compgen -d -- "$word")
     compopt -o filenames 2>/dev/null

@@ -1,15 +1,16 @@
 # Completes mtlpublish in fish.
-set -l commands build verify serve
+set -l commands build keygen verify serve
 set -l none "not __fish_seen_subcommand_from $commands"
 set -l any "__fish_seen_subcommand_from $commands"
 complete -c mtlpublish -f
 complete -c mtlpublish -s h -l help -d 'Print the help and exit'
 complete -c mtlpublish -n "$none" -l version -d 'Print the version and exit'
 complete -c mtlpublish -n "$none" -a build -d 'Write the list of the files, and a new id'
+complete -c mtlpublish -n "$none" -a keygen -d 'Make a pair of keys to sign libraries with'
 complete -c mtlpublish -n "$none" -a verify -d 'Check the library as clients see it'
 complete -c mtlpublish -n "$none" -a serve -d 'Serve the library on this computer alone'
 complete -c mtlpublish -n "$any" -a '(__fish_complete_directories)'
-complete -c mtlpublish -n "$any" -s q -l quiet -d 'Print problems only'
+complete -c mtlpublish -n "__fish_seen_subcommand_from build verify serve" -s q -l quiet -d 'Print problems only'
 
 set -l build '__fish_seen_subcommand_from build'
 complete -c mtlpublish -n "$build" -l missing -x -d 'Clients fetch these only if they lack them'
@@ -18,7 +19,18 @@ complete -c mtlpublish -n "$build" -l lossy -d 'Clients fetch x.jpeg.tx, where i
 complete -c mtlpublish -n "$build" -l no-cache -d 'Read every file again, and keep no cache'
 complete -c mtlpublish -n "$build" -s v -l verbose -d 'Name what was added, changed and removed'
 
+complete -c mtlpublish -n "$build" -l sign -r -F -d 'Sign the list with the secret key in this file'
+complete -c mtlpublish -n "$build" -l prepare -d 'Print the comment to sign the list with elsewhere'
+complete -c mtlpublish -n "$build" -l no-sign -d 'Do not sign a library that was signed before'
+complete -c mtlpublish -n "$build" -l name -x -d "The library's name"
+complete -c mtlpublish -n "$build" -l sub-path -x -d 'Sub-path that clients give'
+complete -c mtlpublish -n "$build" -l expires -x -d 'Days for which clients accept the signature'
+complete -c mtlpublish -n '__fish_seen_subcommand_from build keygen' -l password-file -r -F -d 'Read the password from this file'
+
+complete -c mtlpublish -n '__fish_seen_subcommand_from keygen' -l no-password -d 'Do not encrypt the secret key'
+
 complete -c mtlpublish -n '__fish_seen_subcommand_from verify' -l quick -d 'Compare sizes only'
+complete -c mtlpublish -n '__fish_seen_subcommand_from verify' -l key -r -F -d 'Public key that may have signed'
 
 set -l serve '__fish_seen_subcommand_from serve'
 complete -c mtlpublish -n "$serve" -l port -x -d 'Port to listen on'

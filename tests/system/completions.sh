@@ -40,8 +40,8 @@ expect_same() {
   [ "$2" = "$(echo "$3" | sort)" ] || fail "$1: expected $2, found $3"
 }
 
-for command_line in mtlsync mtlpublish "mtlpublish build" "mtlpublish verify" \
-  "mtlpublish serve"; do
+for command_line in mtlsync mtlpublish "mtlpublish build" "mtlpublish keygen" \
+  "mtlpublish verify" "mtlpublish serve"; do
   # shellcheck disable=SC2086  # a word or two
   {
     options=$(listed_options "$2"/$command_line)
@@ -51,7 +51,7 @@ for command_line in mtlsync mtlpublish "mtlpublish build" "mtlpublish verify" \
   }
 done
 
-commands=$(printf 'build\nserve\nverify')
+commands=$(printf 'build\nkeygen\nserve\nverify')
 expect_same "bash, commands" "$commands" "$(in_bash mtlpublish '')"
 expect_same "fish, commands" "$commands" "$(in_fish mtlpublish '')"
 expect_same "bash, prefix of a command" verify "$(in_bash mtlpublish v)"

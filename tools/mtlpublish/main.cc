@@ -5,6 +5,7 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -16,6 +17,7 @@
 #include "mtlpublish/contained_path.h"
 #include "mtlpublish/glob.h"
 #include "mtlpublish/host_field.h"
+#include "mtlpublish/key_files.h"
 #include "mtlpublish/publisher.h"
 #include "mtlpublish/static_server.h"
 #include "mtlpublish/system.h"
@@ -26,6 +28,7 @@
 #include "rules/list_entry.h"
 #include "rules/own_names.h"
 #include "rules/printable.h"
+#include "signing/release_comment.h"
 
 namespace {
 
@@ -52,19 +55,25 @@ the file's name, with '/' the whole path below DIR; * matches '/' too. Quote
 patterns, so that the shell does not expand them.
 
 The list is DIR/filelist.json, the id, which tells clients that something has
-changed, DIR/id.txt. DIR/.mtlpublish-cache spares the next build to read files
-that have not changed. None of these is listed, nor is DIR/.mtlpublish-*.tmp.
-No list and no id are written when there is a file that clients cannot fetch or
-save. Only one build at a time may run on a folder.
+changed, or the list's signature, DIR/id.txt. See the manual page for the rest.
 
 Examples:
-  mtlpublish build library
-  mtlpublish build --lossy --missing 'previews/*' --never '*.psd' library)";
+  mtlpublish build --lossy --missing 'previews/*' --never '*.psd' library
+  mtlpublish build --sign oak.key --name oak library)";
+
+constexpr const char* kKeygenFooter = R"(
+The keys are as minisign makes them. NAME.key is secret, and encrypted with the
+password. Clients are given what is in NAME.pub.
+
+Examples:
+  mtlpublish keygen oak
+  mtlpublish keygen --no-password oak)";
 
 constexpr const char* kVerifyFooter = R"(
 A library is all right when its id and its list are there, clients can read the
 list, every system can hold the listed names, and each file that clients fetch
-is there, of the listed size and content. Problems are printed one a line.
+is there, of the listed size and content; with --key, which may be repeated, if
+one of the keys signed all of it. Problems are printed one a line.
 
 Certificates are checked as CURL_CA_BUNDLE, SSL_CERT_FILE and SSL_CERT_DIR say,
 proxies used as http_proxy, https_proxy and no_proxy do.
@@ -97,7 +106,15 @@ struct Arguments {
   bool quiet = false;
   bool verbose = false;
   std::string library;
+  std::string keyFile;
+  bool prepare = false;
+  bool noSign = false;
+  std::string name;
+  std::optional<std::string> subPath;
+  int expires = 0;
+  mtlpublish::PasswordSource password;
   bool quick = false;
+  std::vector<std::string> keys;
   int port = 0;
   int delay = 0;
   std::vector<std::string> fail;
@@ -172,7 +189,8 @@ void printChanges(const mtlpublish::PublishResult& result, bool names) {
   printNames("removed  ", changes.removed);
   if (changes.isEmpty()) {
     // The original of a lossy map has, or there was no id.
-    std::cout << "The id is new, though the list shows no change";
+    std::cout << (result.release ? "The signature" : "The id")
+              << " is new, though the list shows no change";
   } else {
     std::cout << changes.added.size() << " added, " << changes.changed.size() << " changed, "
               << changes.removed.size() << " removed";
@@ -180,8 +198,27 @@ void printChanges(const mtlpublish::PublishResult& result, bool names) {
   std::cout << "; clients of the last build fetch " << bytesText(result.bytesToFetch) << '\n';
 }
 
+/// False when there is no key to sign with, which has been said then.
+bool setSigning(const Arguments& arguments, mtlpublish::SigningOptions& signing) {
+  using Way = mtlpublish::SigningOptions::Way;
+  signing.library = arguments.name;
+  signing.subPath = arguments.subPath;
+  if (arguments.expires > 0) signing.life = std::chrono::hours(24) * arguments.expires;
+  if (arguments.noSign) signing.way = Way::kNone;
+  if (arguments.prepare) signing.way = Way::kElsewhere;
+  if (arguments.keyFile.empty()) return true;
+  signing.way = Way::kKey;
+  std::string problem;
+  signing.key =
+      mtlpublish::readSecretKey(arguments.keyFile, arguments.password, arguments.folder, problem);
+  if (!signing.key) complain(problem);
+  return signing.key.has_value();
+}
+
 int build(const Arguments& arguments) {
   mtlpublish::PublishResult result;
+  mtlpublish::SigningOptions signing;
+  if (!setSigning(arguments, signing)) return kFailed;
   {
     common::Console console = makeConsole(arguments);
     mtlpublish::PublishOptions options;
@@ -189,6 +226,7 @@ int build(const Arguments& arguments) {
     options.never = parsed(arguments.never);
     options.lossy = arguments.lossy;
     options.cache = !arguments.noCache;
+    options.signing = std::move(signing);
     options.onProgress = mtlpublish::shownOn(console);
     result = mtlpublish::publish(fs::u8path(arguments.folder), options);
   }
@@ -198,16 +236,44 @@ int build(const Arguments& arguments) {
   for (const std::string& problem : result.problems)
     complain(problem);
   if (!result.problems.empty()) return kFailed;
+  if (arguments.prepare) {
+    // For a shell to hand on, and nothing else.
+    std::cout << mtlsigning::commentText(*result.release) << '\n';
+    return kDone;
+  }
   if (arguments.quiet) return kDone;
-  std::cout << filesText(result.files) << ", " << bytesText(result.bytes) << ", id "
-            << result.id.substr(0, 8) << "…\n";
+  std::cout << filesText(result.files) << ", " << bytesText(result.bytes) << ", ";
+  if (result.release) {
+    std::cout << "serial " << result.release->serial << '\n';
+  } else {
+    std::cout << "id " << result.id.substr(0, 8) << "…\n";
+  }
   printChanges(result, arguments.verbose);
   return kDone;
 }
 
-mtlpublish::VerifyResult verified(const Arguments& arguments) {
+int keygen(const Arguments& arguments) {
+  mtlsigning::PublicKey key;
+  const std::string problem = mtlpublish::makeKeyPair(arguments.name, arguments.password, key);
+  if (!problem.empty()) {
+    complain(problem);
+    return kFailed;
+  }
+  if (arguments.password.isNone) {
+    complain("warning: " + arguments.name +
+             ".key has no password: whoever reads it can sign in your name");
+  }
+  std::cout << "Wrote " << mtlrules::printable(arguments.name) << ".key, which is secret, and "
+            << mtlrules::printable(arguments.name) << ".pub\nPublic key "
+            << mtlsigning::publicKeyText(key) << '\n';
+  return kDone;
+}
+
+mtlpublish::VerifyResult verified(const Arguments& arguments,
+                                  std::vector<mtlsigning::PublicKey> keys) {
   common::Console console = makeConsole(arguments);
-  const mtlpublish::VerifyOptions options{arguments.quick, mtlpublish::shownOn(console)};
+  const mtlpublish::VerifyOptions options{arguments.quick, std::move(keys),
+                                          mtlpublish::shownOn(console)};
   if (arguments.library.find("://") == arguments.library.npos) {
     return mtlpublish::verifyFolder(fs::u8path(arguments.library), options);
   }
@@ -235,13 +301,24 @@ std::string agreementText(const mtlpublish::VerifyResult& result, bool quick) {
 }
 
 int verify(const Arguments& arguments) {
-  const mtlpublish::VerifyResult result = verified(arguments);
+  std::vector<mtlsigning::PublicKey> keys;
+  for (const std::string& text : arguments.keys) {
+    std::string problem;
+    const auto key = mtlpublish::readPublicKey(text, problem);
+    if (!key) {
+      complain(problem);
+      return kWrongUsage;
+    }
+    keys.push_back(*key);
+  }
+  const mtlpublish::VerifyResult result = verified(arguments, std::move(keys));
   for (const std::string& problem : result.problems)
     std::cout << problem << '\n';
   if (!result.problems.empty()) return kFailed;
   if (arguments.quiet) return kDone;
   std::cout << filesText(result.files) << ", " << bytesText(result.bytes) << ", "
             << agreementText(result, arguments.quick) << '\n';
+  if (!result.signature.empty()) std::cout << result.signature << '\n';
   return kDone;
 }
 
@@ -308,6 +385,58 @@ void addGlobs(CLI::App* command, const char* name, std::vector<std::string>& pat
       ->check(CLI::Validator(globProblem, "", "glob"));
 }
 
+std::string libraryNameProblem(const std::string& name) {
+  return mtlsigning::isLibraryName(name) ? ""
+                                         : "'" + name +
+                                               "' is not a name for a library: 1 to 100 bytes, all "
+                                               "visible, without ';'";
+}
+
+std::string subPathProblem(const std::string& path) {
+  return mtlsigning::isSignableSubPath(path) ? ""
+                                             : "'" + path + "' is not the way to write a sub-path";
+}
+
+void addPasswordFile(CLI::App* command, Arguments& arguments) {
+  command
+      ->add_option("--password-file", arguments.password.file,
+                   "Read the password from FILE, - for standard input")
+      ->type_name("FILE")
+      ->option_text("FILE");
+}
+
+void addSigning(CLI::App* command, Arguments& arguments) {
+  command->add_option("--sign", arguments.keyFile, "Sign the list with the secret key in KEYFILE")
+      ->type_name("KEYFILE")
+      ->option_text("KEYFILE");
+  command->add_flag("--prepare", arguments.prepare,
+                    "Print the comment to sign the list with elsewhere");
+  command->add_flag("--no-sign", arguments.noSign, "Do not sign a library that was signed before");
+  command->add_option("--name", arguments.name, "The library's name; later builds keep it")
+      ->type_name("NAME")
+      ->option_text("NAME")
+      ->check(CLI::Validator(libraryNameProblem, "", "library name"));
+  command
+      ->add_option("--sub-path", arguments.subPath,
+                   "Sub-path that clients give; later builds keep it")
+      ->type_name("PATH")
+      ->option_text("PATH")
+      ->check(CLI::Validator(subPathProblem, "", "sub-path"));
+  command->add_option("--expires", arguments.expires, "Days for which clients accept the signature")
+      ->type_name("DAYS")
+      ->check(range(1, 3650));
+  addPasswordFile(command, arguments);
+}
+
+CLI::App* addKeygen(CLI::App& app, Arguments& arguments) {
+  CLI::App* command = app.add_subcommand("keygen", "Make a pair of keys to sign libraries with");
+  addPlace(command, "NAME", arguments.name, "What the files are called, without .key and .pub");
+  addPasswordFile(command, arguments);
+  command->add_flag("--no-password", arguments.password.isNone, "Do not encrypt the secret key");
+  command->footer(kKeygenFooter);
+  return command;
+}
+
 CLI::App* addBuild(CLI::App& app, Arguments& arguments) {
   CLI::App* command =
       app.add_subcommand("build", "Write the list of the files in DIR, and a new id");
@@ -319,6 +448,7 @@ CLI::App* addBuild(CLI::App& app, Arguments& arguments) {
   command->add_flag("--no-cache", arguments.noCache, "Read every file again, and keep no cache");
   command->add_flag("-q,--quiet", arguments.quiet, "Print errors only");
   command->add_flag("-v,--verbose", arguments.verbose, "Name what was added, changed and removed");
+  addSigning(command, arguments);
   command->footer(kBuildFooter);
   return command;
 }
@@ -328,6 +458,10 @@ CLI::App* addVerify(CLI::App& app, Arguments& arguments) {
       app.add_subcommand("verify", "Check the library at URL or in DIR as clients do");
   addPlace(command, "URL|DIR", arguments.library, "Library; a URL begins with http:// or https://");
   command->add_flag("--quick", arguments.quick, "Compare sizes only; from a URL, fetch no file");
+  command->add_option("--key", arguments.keys, "Public key, or file of one, that may have signed")
+      ->type_name("KEY|FILE")
+      ->option_text("KEY|FILE")
+      ->allow_extra_args(false);
   command->add_flag("-q,--quiet", arguments.quiet, "Print problems only");
   command->footer(kVerifyFooter);
   return command;
@@ -364,6 +498,7 @@ int run(const common::Arguments& given) {
   app.require_subcommand(0, 1);
   app.footer(kFooter);
   const CLI::App* buildCommand = addBuild(app, arguments);
+  const CLI::App* keygenCommand = addKeygen(app, arguments);
   const CLI::App* verifyCommand = addVerify(app, arguments);
   const CLI::App* serveCommand = addServe(app, arguments);
 
@@ -377,10 +512,21 @@ int run(const common::Arguments& given) {
   if (arguments.quiet && arguments.verbose) {
     return refuseUsage("--quiet and --verbose exclude each other");
   }
+  if ((arguments.keyFile.empty() ? 0 : 1) + (arguments.prepare ? 1 : 0) +
+          (arguments.noSign ? 1 : 0) >
+      1) {
+    return refuseUsage("--sign, --prepare and --no-sign exclude each other");
+  }
+  const bool isSigned = !arguments.keyFile.empty() || arguments.prepare;
+  if (buildCommand->parsed() && !isSigned &&
+      (!arguments.name.empty() || arguments.subPath || arguments.expires > 0)) {
+    return refuseUsage("--name, --sub-path and --expires need --sign or --prepare");
+  }
+  if (keygenCommand->parsed()) return keygen(arguments);
   if (buildCommand->parsed()) return build(arguments);
   if (verifyCommand->parsed()) return verify(arguments);
   if (serveCommand->parsed()) return serve(arguments);
-  return refuseUsage("a command is needed: build, verify or serve");
+  return refuseUsage("a command is needed: build, keygen, verify or serve");
 }
 
 }  // namespace

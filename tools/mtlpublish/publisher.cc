@@ -1,20 +1,23 @@
-// Scan, choose, digest, and only then write: the list first, the id last.
+// Scan, choose, digest, and only then write: the list first, the stamp last.
 #include "mtlpublish/publisher.h"
 
 #include <algorithm>
 #include <optional>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "mtlpublish/contained_path.h"
 #include "mtlpublish/digest_cache.h"
 #include "mtlpublish/digest_files.h"
 #include "mtlpublish/file_list.h"
+#include "mtlpublish/library_stamp.h"
 #include "mtlpublish/tree_scan.h"
 #include "mtlpublish/whole_file.h"
 #include "rules/list_entry.h"
 #include "rules/own_names.h"
 #include "rules/printable.h"
+#include "signing/release_comment.h"
 #include "update/sha256.h"
 
 namespace mtlpublish {
@@ -136,7 +139,6 @@ DigestedFiles digestWithCache(const fs::path& root, std::vector<LibraryFile> fil
 void compareWithLastBuild(const fs::path& root, const std::vector<ListEntry>& entries,
                           const std::string& list, PublishResult& result) {
   const std::string lastList = contentOf(root / mtlrules::kListName);
-  result.isNew = contentOf(root / mtlrules::kStampName) != result.id + "\n";
   if (!result.isNew) {
     result.isListRestored = lastList != list;
     result.changes.emplace();
@@ -157,10 +159,32 @@ void compareWithLastBuild(const fs::path& root, const std::vector<ListEntry>& en
   }
 }
 
-/// In this order: whoever sees the new id sees the new list.
-void writeLibrary(const fs::path& root, const std::string& list, PublishResult& result) {
-  const std::pair<const char*, std::string> parts[] = {{mtlrules::kListName, list},
-                                                       {mtlrules::kStampName, result.id + "\n"}};
+/// A file of the library's folder with its new content.
+using Part = std::pair<const char*, std::string>;
+
+/// What the library consists of beside its files. In this order: whoever sees the new stamp sees
+/// the new list, and no serial is given again.
+std::vector<Part> partsOf(const fs::path& root, const std::string& list,
+                          const std::vector<DigestedFile>& files, const LibrarySigner& signer,
+                          const PublishOptions& options, PublishResult& result) {
+  if (!signer.isNeeded()) {
+    result.id = libraryId(list, files);
+    result.isNew = contentOf(root / mtlrules::kStampName) != result.id + "\n";
+    return {{mtlrules::kListName, list}, {mtlrules::kStampName, result.id + "\n"}};
+  }
+  if (std::string warning = signer.clockWarning(options.start); !warning.empty()) {
+    result.warnings.push_back(std::move(warning));
+  }
+  SignedStamp stamp = signer.sign(list, options.start);
+  std::vector<Part> parts{{kSignedName, mtlsigning::commentText(stamp.release) + "\n"},
+                          {mtlrules::kListName, list}};
+  if (!stamp.text.empty()) parts.emplace_back(mtlrules::kStampName, std::move(stamp.text));
+  result.isNew = stamp.isNew;
+  result.release = std::move(stamp.release);
+  return parts;
+}
+
+void writeParts(const fs::path& root, const std::vector<Part>& parts, PublishResult& result) {
   for (const auto& [name, content] : parts) {
     if (const std::error_code error = replaceFile(root, name, content)) {
       result.problems.push_back(writeProblem(name, error));
@@ -179,6 +203,11 @@ PublishResult publish(const fs::path& folder, const PublishOptions& options) {
     result.problems.push_back(mtlrules::printable(folder.u8string()) + ": " + errorMessage(error));
     return result;
   }
+  const LibrarySigner signer(root, options.signing);
+  if (std::string problem = signer.problem(); !problem.empty()) {
+    result.problems.push_back(std::move(problem));
+    return result;
+  }
 
   TreeScan scan = scanTree(root);
   DigestedFiles digested = digestWithCache(root, std::move(scan.files), options, result.warnings);
@@ -192,13 +221,13 @@ PublishResult publish(const fs::path& folder, const PublishOptions& options) {
   warnOfIdleGlobs("--missing", options.missing, entries, result.warnings);
   warnOfIdleGlobs("--never", options.never, entries, result.warnings);
   const std::string list = fileListText(entries);
-  result.id = libraryId(list, files);
+  const std::vector<Part> parts = partsOf(root, list, files, signer, options, result);
   result.files = entries.size();
   for (const ListEntry& entry : entries)
     result.bytes += entry.fetchedSize();
   compareWithLastBuild(root, entries, list, result);
   result.problems = changedSince(files);
-  if (result.problems.empty()) writeLibrary(root, list, result);
+  if (result.problems.empty()) writeParts(root, parts, result);
   return result;
 }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "mtlpublish/glob.h"
+#include "mtlpublish/library_stamp.h"
 #include "mtlpublish/list_changes.h"
 #include "mtlpublish/work_progress.h"
 
@@ -30,6 +31,8 @@ struct PublishOptions {
   /// When the build begins. A file that has changed only just before is read again by the
   /// next one, since it might change once more and look the same.
   std::chrono::system_clock::time_point start = std::chrono::system_clock::now();
+  /// Whether, how and as what the library is signed.
+  SigningOptions signing{};
   OnProgress onProgress;
 };
 
@@ -43,13 +46,15 @@ struct PublishResult {
   /// What they amount to when they are fetched.
   std::uint64_t bytes = 0;
   /// The library's new id, 64 hexadecimal digits: another one exactly when the list, a
-  /// path or a content is another one.
+  /// path or a content is another one. "" when the library is signed.
   std::string id;
-  /// Neither this id nor any list was there before.
+  /// What was signed, or is to be.
+  std::optional<mtlsigning::Release> release;
+  /// Neither this stamp nor any list was there before.
   bool isFirst = false;
-  /// The id was another one before, or there was none.
+  /// The stamp was another one before, or there was none.
   bool isNew = false;
-  /// The id is that of the last build, but its list was changed or removed since.
+  /// The stamp is that of the last build, but its list was changed or removed since.
   bool isListRestored = false;
   /// Since the last build; none when there is no list of one, or it cannot be read.
   std::optional<ListChanges> changes;
@@ -58,7 +63,8 @@ struct PublishResult {
 };
 
 /// Writes the list of the files in `folder` into it and then, once every client that
-/// sees the new id sees the new list too, the id. Writes nothing when there is a file
+/// sees the new stamp sees the new list too, the stamp, an id or a signature, unless that is made
+/// elsewhere. Writes nothing when there is a file
 /// that clients cannot fetch or save, except what spares the next build to read the others
 /// again.
 PublishResult publish(const std::filesystem::path& folder, const PublishOptions& options);

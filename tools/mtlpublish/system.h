@@ -7,7 +7,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 namespace mtlpublish {
@@ -43,6 +45,17 @@ std::filesystem::path canonicalPath(const std::filesystem::path& path, std::erro
 /// has both the content and the name on the disk before it returns. Where a file cannot be
 /// replaced while somebody reads it, waits a moment for the reader to finish.
 std::error_code renameOver(const std::filesystem::path& file, const std::filesystem::path& target);
+
+/// Writes a file that is not there yet, and has it on the disk before it returns; an error when
+/// there is one. Where the system has rights for that, nobody but the user may read a file that is
+/// `onlyForUser`; on Windows that is up to the folder.
+std::error_code createFile(const std::filesystem::path& file, std::string_view content,
+                           bool onlyForUser);
+
+/// Asks for a line on the terminal, in UTF-8, and shows nothing of what is typed. None when there
+/// is no terminal. An interrupt meanwhile ends the program as it does otherwise, with the terminal
+/// as it was.
+std::optional<std::string> askPassword(const std::string& prompt);
 
 /// The code points in lower case, each for itself, by the system's own tables.
 std::u32string foldCase(std::u32string text);

@@ -6,9 +6,11 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <termios.h>
 #include <unistd.h>
 #include <wctype.h>
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -34,6 +36,58 @@ std::error_code flush(const fs::path& path) {
   if (fsync(descriptor) != 0) error = {errno, std::generic_category()};
   close(descriptor);
   return error;
+}
+
+std::error_code writeAll(int descriptor, std::string_view content) {
+  while (!content.empty()) {
+    const ssize_t count = write(descriptor, content.data(), content.size());
+    if (count < 0 && errno != EINTR) return {errno, std::generic_category()};
+    content.remove_prefix(count < 0 ? 0 : static_cast<std::size_t>(count));
+  }
+  return {};
+}
+
+volatile std::sig_atomic_t notedSignal = 0;
+
+void noteSignal(int signal) {
+  notedSignal = signal;
+}
+
+/// Has signals that would end or stop the program noted while it lives. What waits is woken.
+class NotedSignals {
+ public:
+  NotedSignals() {
+    notedSignal = 0;
+    struct sigaction note {};
+    note.sa_handler = noteSignal;
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+      sigaction(kSignals[i], nullptr, &before_[i]);
+      if (before_[i].sa_handler != SIG_IGN) sigaction(kSignals[i], &note, nullptr);
+    }
+  }
+  ~NotedSignals() {
+    for (std::size_t i = 0; i < kSignals.size(); ++i)
+      sigaction(kSignals[i], &before_[i], nullptr);
+  }
+  NotedSignals(const NotedSignals&) = delete;
+  NotedSignals& operator=(const NotedSignals&) = delete;
+
+ private:
+  static constexpr std::array<int, 5> kSignals{SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP};
+  std::array<struct sigaction, kSignals.size()> before_{};
+};
+
+/// Up to the end of a line, of the input, or until a signal was noted.
+std::string readLine(int descriptor) {
+  std::string line;
+  char character = 0;
+  while (notedSignal == 0) {
+    const ssize_t count = read(descriptor, &character, 1);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0 || character == '\n') break;
+    line += character;
+  }
+  return line;
 }
 
 // Letters belong to a locale, whatever the user's is.
@@ -99,6 +153,42 @@ std::error_code renameOver(const fs::path& file, const fs::path& target) {
   // Some file systems cannot do that to a folder; the new name is there all the same.
   if (!error) static_cast<void>(flush(target.parent_path()));
   return error;
+}
+
+std::error_code createFile(const fs::path& file, std::string_view content, bool onlyForUser) {
+  const int descriptor =
+      open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, onlyForUser ? 0600 : 0666);
+  if (descriptor < 0) return {errno, std::generic_category()};
+  std::error_code error = writeAll(descriptor, content);
+  if (!error && fsync(descriptor) != 0) error = {errno, std::generic_category()};
+  close(descriptor);
+  if (error) unlink(file.c_str());
+  return error;
+}
+
+std::optional<std::string> askPassword(const std::string& prompt) {
+  const int terminal = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
+  termios shown{};
+  if (terminal < 0 || tcgetattr(terminal, &shown) != 0) {
+    if (terminal >= 0) close(terminal);
+    return std::nullopt;
+  }
+  std::string line;
+  {
+    const NotedSignals signals;
+    termios hidden = shown;
+    hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    hidden.c_lflag |= ECHONL;
+    tcsetattr(terminal, TCSAFLUSH, &hidden);
+    static_cast<void>(writeAll(terminal, prompt));
+    line = readLine(terminal);
+    tcsetattr(terminal, TCSAFLUSH, &shown);
+  }
+  close(terminal);
+  if (notedSignal == 0) return line;
+  // It now does what it would have done. After a stop, somebody continued.
+  raise(notedSignal);
+  return askPassword(prompt);
 }
 
 std::u32string foldCase(std::u32string text) {

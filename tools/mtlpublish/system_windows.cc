@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "common/system.h"
+#include "platform/windows/wide_text.h"
 
 namespace mtlpublish {
 
@@ -143,6 +144,54 @@ std::error_code renameOver(const fs::path& file, const fs::path& target) {
 }
 
 // As the system compares the names of files.
+std::error_code createFile(const fs::path& file, std::string_view content, bool /*onlyForUser*/) {
+  const HANDLE handle = CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) return lastError();
+  std::error_code error;
+  DWORD written = 0;
+  if (WriteFile(handle, content.data(), static_cast<DWORD>(content.size()), &written, nullptr) ==
+          0 ||
+      FlushFileBuffers(handle) == 0) {
+    error = lastError();
+  }
+  CloseHandle(handle);
+  if (error) DeleteFileW(file.c_str());
+  return error;
+}
+
+std::optional<std::string> askPassword(const std::string& prompt) {
+  constexpr DWORD kLongestLine = 1024;
+  const auto console = [](const wchar_t* name) {
+    return CreateFileW(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                       nullptr, OPEN_EXISTING, 0, nullptr);
+  };
+  const HANDLE keyboard = console(L"CONIN$");
+  const HANDLE screen = console(L"CONOUT$");
+  std::optional<std::string> line;
+  DWORD mode = 0;
+  if (screen != INVALID_HANDLE_VALUE && GetConsoleMode(keyboard, &mode) != 0) {
+    const auto show = [screen](const std::wstring& text) {
+      WriteConsoleW(screen, text.data(), static_cast<DWORD>(text.size()), nullptr, nullptr);
+    };
+    constexpr DWORD kHidden = ENABLE_LINE_INPUT | ENABLE_PROCESSED_INPUT;
+    show(Platform::wideOf(prompt));
+    std::wstring typed(kLongestLine, L'\0');
+    DWORD length = 0;
+    SetConsoleMode(keyboard, (mode | kHidden) & ~static_cast<DWORD>(ENABLE_ECHO_INPUT));
+    const bool isRead = ReadConsoleW(keyboard, typed.data(), kLongestLine, &length, nullptr) != 0;
+    SetConsoleMode(keyboard, mode);
+    show(L"\n");
+    typed.resize(length);
+    typed.resize(std::min(typed.find_first_of(L"\r\n"), typed.size()));
+    if (isRead) line = Platform::utf8Of(typed);
+  }
+  for (const HANDLE handle : {keyboard, screen}) {
+    if (handle != INVALID_HANDLE_VALUE) CloseHandle(handle);
+  }
+  return line;
+}
+
 std::u32string foldCase(std::u32string text) {
   constexpr char32_t kFirstPair = 0x10000;
   for (char32_t& character : text) {

@@ -21,7 +21,8 @@ namespace fs = std::filesystem;
 
 /// For names in the library's folder itself.
 bool isWritten(std::string_view name) {
-  return name == mtlrules::kListName || name == mtlrules::kStampName || name == kCacheName;
+  return name == mtlrules::kListName || name == mtlrules::kStampName || name == kCacheName ||
+         name == kSignedName;
 }
 
 class Scanner {
@@ -140,7 +141,7 @@ class Scanner {
 }  // namespace
 
 bool isPrivateName(std::string_view name) {
-  if (name == kCacheName || name == mtlrules::kStateFolderName) return true;
+  if (name == kCacheName || name == kSignedName || name == mtlrules::kStateFolderName) return true;
   return name.size() >= kTemporaryPrefix.size() + kTemporarySuffix.size() &&
          name.substr(0, kTemporaryPrefix.size()) == kTemporaryPrefix &&
          name.substr(name.size() - kTemporarySuffix.size()) == kTemporarySuffix;

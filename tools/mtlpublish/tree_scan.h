@@ -11,6 +11,8 @@ namespace mtlpublish {
 
 /// What a build keeps in the library's folder for the next one.
 inline constexpr const char* kCacheName = ".mtlpublish-cache";
+/// What was signed last, which a build keeps there, too.
+inline constexpr const char* kSignedName = ".mtlpublish-signed";
 /// How the names of files begin and end that are being written.
 inline constexpr std::string_view kTemporaryPrefix = ".mtlpublish-";
 inline constexpr std::string_view kTemporarySuffix = ".tmp";

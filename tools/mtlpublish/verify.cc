@@ -2,6 +2,7 @@
 // meanwhile shows problems that it does not have.
 #include "mtlpublish/verify.h"
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -12,6 +13,7 @@
 #include "mtlpublish/downloads.h"
 #include "mtlpublish/list_check.h"
 #include "mtlpublish/parallel_work.h"
+#include "mtlpublish/signature_report.h"
 #include "mtlpublish/tree_scan.h"
 #include "mtlpublish/whole_file.h"
 #include "rules/address.h"
@@ -40,6 +42,9 @@ struct Found {
   std::string sha256;
 };
 
+/// One byte more shows that there is more.
+constexpr std::int64_t kLargestSignedStamp = mtlsigning::kLargestSignature + 1;
+
 struct Text {
   std::string content;
   std::string problem;
@@ -53,8 +58,8 @@ class Source {
   Source(const Source&) = delete;
   Source& operator=(const Source&) = delete;
 
-  /// The content of a small file.
-  virtual Text read(const std::string& name) = 0;
+  /// The content of a small file, of a longer one no more than `limit` bytes.
+  virtual Text read(const std::string& name, std::int64_t limit) = 0;
 
   /// What every one of the files is, in their order.
   virtual std::vector<Found> find(const std::vector<ListedFile>& files, bool quick,
@@ -77,11 +82,13 @@ class Folder : public Source {
  public:
   explicit Folder(fs::path root) : root_(std::move(root)) {}
 
-  Text read(const std::string& name) override {
+  Text read(const std::string& name, std::int64_t limit) override {
     const std::optional<fs::path> file = fileWithin(root_, name);
     if (!file) return {"", "is missing"};
     Text text;
-    if (const auto error = readContent(*file, text.content)) text.problem = unreadable(error);
+    if (const auto error = readContent(*file, text.content, static_cast<std::size_t>(limit))) {
+      text.problem = unreadable(error);
+    }
     return text;
   }
 
@@ -121,14 +128,14 @@ class Server : public Source {
  public:
   explicit Server(mtlupdate::Session& session) : session_(session) {}
 
-  Text read(const std::string& name) override {
+  Text read(const std::string& name, std::int64_t limit) override {
     Text text;
     bool isBegun = false;
     const auto next = [&]() -> std::optional<Download> {
       if (std::exchange(isBegun, true)) return std::nullopt;
       Download download;
       download.target = session_.fileTarget(name);
-      download.largestSize = kLargestSize;
+      download.largestSize = limit;
       download.onBytes = [&](std::string_view bytes) { text.content += bytes; };
       download.onEnd = [&](const DownloadEnd& end) {
         if (!end.problem.empty()) text = {"", unfetched(end.problem)};
@@ -211,8 +218,10 @@ std::string nameOf(const ListedFile& file) {
   return name;
 }
 
-Text readStamp(Source& source) {
-  Text stamp = source.read(mtlrules::kStampName);
+// A stamp may be anything; one that is a signature is no longer than signatures are.
+Text readStamp(Source& source, const VerifyOptions& options) {
+  Text stamp =
+      source.read(mtlrules::kStampName, options.keys.empty() ? kLargestSize : kLargestSignedStamp);
   if (stamp.problem.empty() && stamp.content.empty()) stamp.problem = "is empty";
   return stamp;
 }
@@ -222,16 +231,29 @@ VerifyResult verify(Source& source, const VerifyOptions& options) {
   const auto addProblem = [&result](const std::string& name, const std::string& problem) {
     if (!problem.empty()) result.problems.push_back(name + ": " + problem);
   };
-  const Text stamp = readStamp(source);
+  const Text stamp = readStamp(source, options);
   addProblem(mtlrules::kStampName, stamp.problem);
-  const Text text = source.read(mtlrules::kListName);
+  const Text text = source.read(mtlrules::kListName, kLargestSize);
   addProblem(mtlrules::kListName, text.problem);
   if (!text.problem.empty()) return result;
+
+  if (stamp.problem.empty()) {
+    const std::int64_t now = std::chrono::duration_cast<std::chrono::seconds>(
+                                 std::chrono::system_clock::now().time_since_epoch())
+                                 .count();
+    SignatureReport report = reportSignature(stamp.content, text.content, options.keys, now);
+    result.signature = std::move(report.text);
+    result.problems.insert(result.problems.end(), report.problems.begin(), report.problems.end());
+  }
 
   CheckedList list = checkList(text.content);
   result.problems.insert(result.problems.end(), list.problems.begin(), list.problems.end());
   result.files = list.files.size();
   for (const ListedFile& file : list.files) {
+    if (!options.keys.empty() && (file.sha256.empty() || !file.size)) {
+      addProblem(nameOf(file),
+                 "is not covered by the signature: the list lacks its size or digest");
+    }
     result.bytes += static_cast<std::uint64_t>(file.size.value_or(0));
     if (file.sha256.empty()) ++result.withoutDigest;
     if (!file.size && (options.quick || file.sha256.empty())) ++result.withoutSize;
@@ -242,7 +264,7 @@ VerifyResult verify(Source& source, const VerifyOptions& options) {
   });
   for (std::size_t i = 0; i < list.files.size(); ++i)
     addProblem(nameOf(list.files[i]), difference(list.files[i], found[i]));
-  if (stamp.problem.empty() && readStamp(source).content != stamp.content) {
+  if (stamp.problem.empty() && readStamp(source, options).content != stamp.content) {
     addProblem(mtlrules::kStampName, "changed meanwhile; verify again");
   }
   return result;

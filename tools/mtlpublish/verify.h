@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "mtlpublish/work_progress.h"
+#include "signing/signature.h"
 #include "update/session.h"
 
 namespace mtlpublish {
@@ -16,7 +17,9 @@ namespace mtlpublish {
 struct VerifyOptions {
   /// Compare sizes alone; from a server, no file is fetched then.
   bool quick = false;
-  OnProgress onProgress;
+  /// Any of these may have signed the library; one of them must have, when there are any.
+  std::vector<mtlsigning::PublicKey> keys{};
+  OnProgress onProgress{};
 };
 
 struct VerifyResult {
@@ -30,6 +33,8 @@ struct VerifyResult {
   /// Files of which nothing was compared, since the list has neither a size nor, when
   /// contents are compared, a digest.
   std::size_t withoutSize = 0;
+  /// Who signed what, in one line; "" for a library that is not signed.
+  std::string signature{};
 };
 
 VerifyResult verifyFolder(const std::filesystem::path& folder, const VerifyOptions& options);

@@ -1,5 +1,6 @@
 #include "mtlpublish/whole_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <fstream>
@@ -35,7 +36,7 @@ std::error_code writeFile(const fs::path& file, std::string_view content) {
 
 }  // namespace
 
-std::error_code readContent(const fs::path& file, std::string& content) {
+std::error_code readContent(const fs::path& file, std::string& content, std::size_t limit) {
   constexpr std::size_t kPiece = 65536;
   const auto lastError = [] {
     return std::error_code(errno != 0 ? errno : EIO, std::generic_category());
@@ -46,8 +47,9 @@ std::error_code readContent(const fs::path& file, std::string& content) {
   std::ifstream stream(file, std::ios::binary);
   if (!stream) return lastError();
   const std::unique_ptr<char[]> piece(new char[kPiece]);
-  while (stream) {
-    stream.read(piece.get(), static_cast<std::streamsize>(kPiece));
+  while (stream && content.size() < limit) {
+    const std::size_t size = std::min(kPiece, limit - content.size());
+    stream.read(piece.get(), static_cast<std::streamsize>(size));
     content.append(piece.get(), static_cast<std::size_t>(stream.gcount()));
   }
   return stream.bad() ? lastError() : std::error_code();

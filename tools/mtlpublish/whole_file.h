@@ -2,6 +2,7 @@
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_WHOLE_FILE_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_WHOLE_FILE_H_
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -9,8 +10,10 @@
 
 namespace mtlpublish {
 
-/// Reads the file; on an error `content` holds what came before.
-std::error_code readContent(const std::filesystem::path& file, std::string& content);
+/// Reads the file, of a longer one the first `limit` bytes; on an error `content` holds what came
+/// before.
+std::error_code readContent(const std::filesystem::path& file, std::string& content,
+                            std::size_t limit = std::string::npos);
 
 /// Gives the file `folder`/`name` a new content. A reader sees the old content or the
 /// new one, whole, and so does one after the power was lost. When there was no error, the

@@ -39,10 +39,12 @@ class CommandLine : public testing::Test {
 TEST_F(CommandLine, RefusesWrongUsageInTwoLines) {
   writeFile(dir_ / "a", "1");
   const std::string folder = dir_ / "";
-  expectUsageError({}, "a command is needed: build, verify or serve");
+  expectUsageError({}, "a command is needed: build, keygen, verify or serve");
   expectUsageError({"publish"}, "The following argument was not expected: publish");
   expectUsageError({"build"}, "DIR is required");
   expectUsageError({"build", ""}, "DIR: must not be empty");
+  expectUsageError({"keygen"}, "NAME is required");
+  expectUsageError({"keygen", ""}, "NAME: must not be empty");
   expectUsageError({"serve", ""}, "DIR: must not be empty");
   expectUsageError({"verify", ""}, "URL|DIR: must not be empty");
   expectUsageError({"build", folder, "--quick"},
@@ -77,6 +79,7 @@ TEST_F(CommandLine, PrintsItsVersion) {
 TEST_F(CommandLine, PrintsHelpThatFitsAScreen) {
   for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--help"},
                                                     {"build", "--help"},
+                                                    {"keygen", "--help"},
                                                     {"verify", "-h"},
                                                     {"serve", "-h"}}) {
     const ProcessResult result = run(arguments);

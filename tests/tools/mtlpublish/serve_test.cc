@@ -240,12 +240,12 @@ TEST_F(Serve, AnswersHeadAsItWouldGet) {
 }
 
 TEST_F(Serve, KeepsToItselfWhatBuildingLeaves) {
-  for (const char* name : {".mtlpublish-cache", ".mtlpublish-12.tmp"}) {
+  for (const char* name : {".mtlpublish-cache", ".mtlpublish-signed", ".mtlpublish-12.tmp"}) {
     add(name, "1");
     add(std::string("a/") + name, "2");
   }
   start();
-  for (const std::string name : {".mtlpublish-cache", ".mtlpublish-12.tmp"}) {
+  for (const std::string name : {".mtlpublish-cache", ".mtlpublish-signed", ".mtlpublish-12.tmp"}) {
     EXPECT_EQ(Client().get(url_ + name).status, 404);
     EXPECT_EQ(Client().get(url_ + "a/../" + name).status, 404);
     EXPECT_EQ(Client().get(url_ + "a/" + name).body, "2") << "a file like any other";

@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdlib>
 
+#include "signing/secret_key.h"
 #include "support/child_process.h"
 #include "support/temp_dir.h"
 
@@ -20,8 +21,18 @@ using testing::StartsWith;
 
 constexpr int kColumns = 40;
 
-/// What the program writes on a terminal.
-std::string textOnTerminal(std::vector<std::string> arguments) {
+/// What somebody types when a text has been shown.
+struct Reply {
+  std::string prompt;
+  std::string typed;
+};
+
+bool isAtEndOf(const std::string& text, const std::string& end) {
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.npos, end) == 0;
+}
+
+/// What the program writes on a terminal. The replies are given one after the other.
+std::string textOnTerminal(std::vector<std::string> arguments, std::vector<Reply> replies = {}) {
   winsize size{};
   size.ws_row = 24;
   size.ws_col = kColumns;
@@ -41,8 +52,13 @@ std::string textOnTerminal(std::vector<std::string> arguments) {
   }
   std::string text;
   std::array<char, 4096> buffer;
-  for (ssize_t count = 0; (count = read(end, buffer.data(), buffer.size())) > 0;)
+  for (ssize_t count = 0; (count = read(end, buffer.data(), buffer.size())) > 0;) {
     text.append(buffer.data(), static_cast<std::size_t>(count));
+    if (replies.empty() || !isAtEndOf(text, replies.front().prompt)) continue;
+    const std::string typed = replies.front().typed;
+    EXPECT_EQ(write(end, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
+    replies.erase(replies.begin());
+  }
   close(end);
   waitpid(child, nullptr, 0);
   return text;
@@ -70,6 +86,36 @@ TEST_F(OnTerminal, ProgressIsALineThatFitsAndGoes) {
   const std::string drawn = "\r\x1b[K0 of 1 file, 0 bytes of 5 bytes  map...";
   EXPECT_THAT(text, AllOf(StartsWith(drawn), EndsWith("\r\x1b[K1 file, 5 bytes, as listed\r\n")));
   EXPECT_EQ(drawn.size() - 4, kColumns - 1) << "the last column stays free";
+}
+
+TEST_F(OnTerminal, PasswordsAreAskedForAndNotShown) {
+  const std::string name = dir_ / "new";
+  const std::string first = "Password of the new key: ";
+  const std::string second = "The same again: ";
+  EXPECT_EQ(textOnTerminal({"keygen", name}, {{first, "word\n"}, {second, "other\n"}}),
+            first + "\r\n" + second + "\r\nmtlpublish: the passwords are not the same\r\n");
+  EXPECT_EQ(textOnTerminal({"keygen", name}, {{first, "\n"}}),
+            first +
+                "\r\nmtlpublish: the password is empty; --no-password makes a key without "
+                "one\r\n");
+  EXPECT_FALSE(std::filesystem::exists(name + ".key"));
+  const auto key = mtlsigning::SecretKey::generate();
+  // The least that scrypt can do.
+  writeFile(name + ".key", mtlsigning::SecretKeyFile::text(*key, "word", {32768, 16777216}));
+  writeFile(dir_ / "library/a", "1");
+  const std::string prompt = "Password of " + name + ".key: ";
+  const std::vector<std::string> build{"build",  "-q",  "--sign",        name + ".key",
+                                       "--name", "oak", dir_ / "library"};
+  EXPECT_EQ(textOnTerminal(build, {{prompt, "other\n"}}),
+            prompt + "\r\nmtlpublish: " + name + ".key: the password is wrong\r\n");
+  EXPECT_EQ(textOnTerminal(build, {{prompt, "word\n"}}), prompt + "\r\n");
+  EXPECT_TRUE(mtlsigning::looksSigned(readFile(dir_ / "library/id.txt")));
+}
+
+TEST_F(OnTerminal, InterruptsEndTheQuestionForAPassword) {
+  const std::string prompt = "Password of the new key: ";
+  EXPECT_EQ(textOnTerminal({"keygen", dir_ / "new"}, {{prompt, "wor\x03"}}), prompt);
+  EXPECT_FALSE(std::filesystem::exists(dir_ / "new.key"));
 }
 
 TEST_F(OnTerminal, QuietShowsNoProgress) {

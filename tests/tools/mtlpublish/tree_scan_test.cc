@@ -32,7 +32,8 @@ TEST_F(TreeScan, TellsWhereTheContentIs) {
 }
 
 TEST_F(TreeScan, LeavesOutWhatPublishingWrites) {
-  for (const char* path : {"filelist.json", "id.txt", ".mtlpublish-cache", ".mtlpublish-12.tmp"})
+  for (const char* path :
+       {"filelist.json", "id.txt", ".mtlpublish-cache", ".mtlpublish-signed", ".mtlpublish-12.tmp"})
     add(path);
   EXPECT_THAT(paths(), IsEmpty());
 }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <future>
 
@@ -11,6 +12,18 @@
 namespace {
 
 using mtlpublish::replaceFile;
+
+TEST(ReadContent, EndsAtTheLimit) {
+  const TempDir dir;
+  const std::string whole(200000, 'x');
+  writeFile(dir / "x", whole);
+  std::string content;
+  for (const std::size_t limit : {std::size_t{0}, std::size_t{1}, std::size_t{65536},
+                                  std::size_t{65537}, whole.size(), whole.size() + 1}) {
+    EXPECT_FALSE(mtlpublish::readContent(dir.path() / "x", content, limit));
+    EXPECT_EQ(content.size(), std::min(limit, whole.size()));
+  }
+}
 
 TEST(ReplaceFile, MakesAndReplaces) {
   const TempDir dir;

@@ -1,0 +1,79 @@
+#include "mtlpublish/signature_report.h"
+
+#include <optional>
+
+#include "rules/list_entry.h"
+#include "rules/own_names.h"
+#include "rules/printable.h"
+#include "signing/release_comment.h"
+
+namespace mtlpublish {
+
+namespace {
+
+using mtlsigning::PublicKey;
+using mtlsigning::Release;
+using mtlsigning::Signature;
+
+std::string ofStamp(const std::string& problem) {
+  return std::string(mtlrules::kStampName) + ": " + problem;
+}
+
+// What is wrong with a signature that has all its parts.
+std::vector<std::string> problemsOf(const Signature& signature, std::string_view list,
+                                    const std::vector<PublicKey>& keys) {
+  const PublicKey* const key = mtlsigning::findKey(keys, signature.keyId);
+  if (key == nullptr) {
+    return {ofStamp("was signed with key " + mtlsigning::idText(signature.keyId) +
+                    ", which is not one of those given")};
+  }
+  if (!mtlsigning::isCommentSigned(signature, *key)) {
+    return {ofStamp("its signature is wrong: it was changed, or not made with key " +
+                    mtlsigning::idText(key->id))};
+  }
+  if (!mtlsigning::isContentSigned(signature, *key, list)) {
+    return {std::string(mtlrules::kListName) + ": is not the list that was signed"};
+  }
+  return {};
+}
+
+std::vector<std::string> problemsOf(const std::optional<Release>& release, std::size_t listSize,
+                                    std::int64_t now) {
+  if (!release) return {ofStamp("the signed comment is not one of a library's release")};
+  std::vector<std::string> problems;
+  if (release->listSize != listSize) {
+    problems.push_back(ofStamp("was signed for a list of another size"));
+  }
+  if (release->expires && *release->expires <= now) {
+    problems.push_back(ofStamp("expired at " + mtlsigning::utcText(*release->expires)));
+  }
+  if (release->published > now) {
+    problems.push_back(ofStamp("was published at " + mtlsigning::utcText(release->published) +
+                               ", later than the clock of this computer says"));
+  }
+  return problems;
+}
+
+}  // namespace
+
+SignatureReport reportSignature(std::string_view stamp, std::string_view list,
+                                const std::vector<PublicKey>& keys, std::int64_t now) {
+  SignatureReport report;
+  if (keys.empty() && !mtlsigning::looksSigned(stamp)) return report;
+  std::string problem;
+  const std::optional<Signature> signature = mtlsigning::signatureFrom(stamp, problem);
+  if (!signature) {
+    report.problems.push_back(ofStamp(problem));
+    return report;
+  }
+  report.text = "signed with key " + mtlsigning::idText(signature->keyId) +
+                (keys.empty() ? ", which was not checked" : "") + "; " +
+                mtlrules::printable(signature->comment);
+  if (!keys.empty()) report.problems = problemsOf(*signature, list, keys);
+  if (report.problems.empty()) {
+    report.problems = problemsOf(mtlsigning::releaseFrom(signature->comment), list.size(), now);
+  }
+  return report;
+}
+
+}  // namespace mtlpublish
