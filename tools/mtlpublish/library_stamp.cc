@@ -115,7 +115,9 @@ std::optional<Release> LibrarySigner::keptRelease(const std::string& list, std::
   if (!signature) return std::nullopt;
   const mtlsigning::PublicKey key = options_.key->publicKey();
   const std::optional<Release> release = mtlsigning::releaseFrom(signature->comment);
-  const bool isSame = release && isStillGood(*release, now) && release->listSize == list.size() &&
+  // An older one that was put back has an older serial, too.
+  const bool isSame = release && release == last_ && isStillGood(*release, now) &&
+                      release->listSize == list.size() &&
                       mtlsigning::isCommentSigned(*signature, key) &&
                       mtlsigning::isContentSigned(*signature, key, list);
   return isSame ? release : std::nullopt;

@@ -113,6 +113,18 @@ TEST_F(LibraryStamp, IsNewWhenOldContentIsPublishedAgain) {
   EXPECT_NE(stamp(), first);
 }
 
+TEST_F(LibraryStamp, IsNewWhenAnOldOneIsPutBackWithItsFiles) {
+  signedRelease();
+  const std::string first = stamp();
+  const std::string firstList = readFile(dir_ / "filelist.json");
+  writeFile(dir_ / "a", "2");
+  signedRelease();
+  writeFile(dir_ / "a", "1");
+  writeFile(dir_ / "filelist.json", firstList);
+  writeFile(dir_ / "id.txt", first);
+  EXPECT_EQ(signedRelease().serial, static_cast<std::uint64_t>(kStart + 2));
+}
+
 TEST_F(LibraryStamp, IsNewWithAnotherKeyNameOrSubPath) {
   signedRelease();
   options_.signing.key = SecretKey::generate();
