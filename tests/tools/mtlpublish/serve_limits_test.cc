@@ -68,14 +68,15 @@ class RawClient {
 
 class ServeLimits : public Serve {
  protected:
-  /// Sends 300 MB in pieces behind `begin`, for as long as the server takes them.
+  /// Sends 600 MB in pieces behind `begin`, for as long as the server takes them.
   void expectFlatMemory(const std::string& begin, const std::string& piece) {
     RawClient client(url_);
     ASSERT_TRUE(client.send(begin));
-    for (std::size_t sent = 0; sent < 300 * kMegabyte && client.send(piece); sent += piece.size()) {
+    for (std::size_t sent = 0; sent < 600 * kMegabyte && client.send(piece); sent += piece.size()) {
     }
     EXPECT_GT(server_->peakMemory(), 0U);
-    EXPECT_LT(server_->peakMemory(), 100 * kMegabyte) << begin;
+    // A build with ThreadSanitizer has 100 MB from the start.
+    EXPECT_LT(server_->peakMemory(), 150 * kMegabyte) << begin;
   }
 
   /// Starts the server, and makes more connections than it has threads, each of which sends
