@@ -168,8 +168,17 @@ fill_names() {
   mkdir -p "$folder/disk/names"
   while { : >"$folder/disk/names/$name"; } 2>/dev/null; do name=$((name + 1)); done
 }
+# A quota that allows no more than what is used already.
+fill_quota() {
+  btrfs quota enable "$folder/disk"
+  btrfs quota rescan -w "$folder/disk" >/dev/null
+  sync -f "$folder/disk"
+  btrfs qgroup limit "$(btrfs qgroup show --raw "$folder/disk" | awk '/^0\/5/ { print $2 }')" \
+    "$folder/disk"
+}
 make_room() {
   rm -rf "$folder/disk/filling" "$folder/disk/names"
+  [ "$(stat -fc %T "$folder/disk")" != btrfs ] || btrfs quota disable "$folder/disk"
 }
 
 # fill_at_moments FILL: each run ends with status 4 where it was filled too early, and else well.
@@ -191,7 +200,7 @@ fill_at_moments() {
       0) expect_release "$target" 2 ;;
       4)
         failed=$((failed + 1))
-        grep -qE "No space left on device|too little room" "$folder/err" ||
+        grep -qE "No space left on device|Disk quota exceeded|too little room" "$folder/err" ||
           fail "$1 at change $point: $(cat "$folder/err")"
         ;;
       *) fail "$1 at change $point: exit status $status: $(cat "$folder/err")" ;;
@@ -226,10 +235,18 @@ if mount -t tmpfs -o size=6m,nr_inodes=400 tmpfs "$folder/disk" 2>/dev/null; the
 
   # It promises room for what is written, and takes it only later.
   truncate -s 8M "$folder/image"
-  if PATH=$PATH:/usr/sbin:/sbin mkfs.ext4 -q -m 0 -N 400 "$folder/image" &&
+  PATH=$PATH:/usr/sbin:/sbin
+  if mkfs.ext4 -q -m 0 -N 400 "$folder/image" &&
     mount -o loop "$folder/image" "$folder/disk" 2>/dev/null; then
     fill_at_moments fill_disk
     fill_at_moments fill_names
+    umount "$folder/disk"
+  fi
+
+  truncate -s 120M "$folder/image"
+  if mkfs.btrfs -q -f -m single "$folder/image" >/dev/null &&
+    mount -o loop "$folder/image" "$folder/disk" 2>/dev/null; then
+    fill_at_moments fill_quota
     umount "$folder/disk"
   fi
 fi
