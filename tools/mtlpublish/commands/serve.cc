@@ -1,0 +1,114 @@
+// mtlpublish serve: hands a library out on this computer.
+#include <chrono>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "mtlpublish/commands/command_line.h"
+#include "mtlpublish/commands/commands.h"
+#include "mtlpublish/contained_path.h"
+#include "mtlpublish/host_field.h"
+#include "mtlpublish/static_server.h"
+#include "mtlpublish/system.h"
+#include "mtlpublish/whole_file.h"
+#include "rules/list_entry.h"
+#include "rules/own_names.h"
+#include "rules/printable.h"
+
+namespace mtlpublish {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kServeFooter = R"(
+Prints the address on standard output, then a line for each request on standard
+error: method, path, status, bytes, time. GLOB is as in mtlpublish build --help;
+it is matched against the path below DIR.
+
+Only requests for an IP address or for localhost are answered, so that no web
+page can read the library through a name of its own. Where clients reach the
+server by another name, through a tunnel, say, give that with --host-name.
+
+Examples:
+  mtlpublish serve --port 8080 library
+  mtlpublish serve --delay 500 --fail 'maps/*' --fail id.txt library)";
+
+struct ServeArguments {
+  std::string folder;
+  int port = 0;
+  int delay = 0;
+  std::vector<std::string> fail;
+  std::vector<std::string> hostNames;
+  bool quiet = false;
+};
+
+/// Clients would find nothing to synchronise with.
+void warnOfUnbuilt(const fs::path& root, const std::string& folder) {
+  for (const char* name : {mtlrules::kListName, mtlrules::kStampName}) {
+    std::error_code error;
+    if (fs::exists(root / name, error) || error) continue;
+    complain("warning: " + folder + " has no " + name + "; run mtlpublish build first");
+    return;
+  }
+}
+
+int serve(const ServeArguments& arguments) {
+  std::error_code error;
+  const fs::path root = canonicalFolder(fs::u8path(arguments.folder), error);
+  if (error) {
+    complain(arguments.folder + ": " + errorMessage(error));
+    return kFailed;
+  }
+  ServerOptions options;
+  options.delay = std::chrono::milliseconds(arguments.delay);
+  options.fail = parsed(arguments.fail);
+  options.hostNames = arguments.hostNames;
+  if (!arguments.quiet) options.log = [](const std::string& line) { std::cerr << line + '\n'; };
+  StaticServer server(root, std::move(options));
+  if (!server.listen(arguments.port)) {
+    complain("cannot listen on port " + std::to_string(arguments.port) +
+             ": it is in use, or not for you to use");
+    return kFailed;
+  }
+  if (!arguments.quiet) warnOfUnbuilt(root, arguments.folder);
+  // Transfers under way and idle connections need no care.
+  endWhenInterrupted();
+  std::cout << "Serving " << mtlrules::printable(arguments.folder) << " at " << server.address()
+            << std::endl;
+  server.run();
+  complain("can accept no more connections");
+  return kFailed;
+}
+
+std::string hostNameProblem(const std::string& name) {
+  return isHostName(name) ? "" : "'" + name + "' is not the name of a host";
+}
+
+}  // namespace
+
+Command addServeCommand(CLI::App& program) {
+  const auto arguments = std::make_shared<ServeArguments>();
+  CLI::App* command =
+      program.add_subcommand("serve", "Serve DIR on this computer alone, for trying out");
+  addPlace(command, "DIR", arguments->folder, "Folder to serve");
+  command->add_option("--port", arguments->port, "Port to listen on; a free one if not given")
+      ->type_name("N")
+      ->check(range(0, 65535));
+  command->add_option("--delay", arguments->delay, "Milliseconds that every answer waits")
+      ->type_name("MS")
+      ->check(range(0, 3'600'000));
+  addGlobs(command, "--fail", arguments->fail, "Files whose requests fail with status 503");
+  addTexts(command, "--host-name", "NAME", arguments->hostNames,
+           "Answer requests for this host, too")
+      ->check(CLI::Validator(hostNameProblem, "", "host name"));
+  command->add_flag("-q,--quiet", arguments->quiet, "Log no requests");
+  command->footer(kServeFooter);
+  return {command, [arguments] { return serve(*arguments); }};
+}
+
+}  // namespace mtlpublish
