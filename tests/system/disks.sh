@@ -158,11 +158,7 @@ expect_finish() {
   expect_release "$target" 2
 }
 
-# fill_disk: not a byte more fits; fill_names: not a file more.
-fill_disk() {
-  dd if=/dev/zero of="$folder/disk/filling" bs=1M 2>/dev/null || true
-  dd if=/dev/zero of="$folder/disk/filling" bs=512 oflag=append conv=notrunc 2>/dev/null || true
-}
+# fill_names: not a file more fits.
 fill_names() {
   local name=0
   mkdir -p "$folder/disk/names"

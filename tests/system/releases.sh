@@ -77,3 +77,9 @@ expect_release() {
   manifest_of "$1" | diff - "$folder/manifest-$2" || fail "not a copy of release $2"
   expect_nothing_unfinished "$1"
 }
+
+# fill_disk: not a byte more fits onto $folder/disk.
+fill_disk() {
+  dd if=/dev/zero of="$folder/disk/filling" bs=1M 2>/dev/null || true
+  dd if=/dev/zero of="$folder/disk/filling" bs=512 oflag=append conv=notrunc 2>/dev/null || true
+}

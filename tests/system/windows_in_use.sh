@@ -1,7 +1,8 @@
 #!/bin/bash
 # Under Wine: files of a copy that some program has open or mapped while it is updated, on
-# Windows' terms, and clients that are killed. What cannot be replaced is named, the rest stays
-# staged, and the next run finishes without fetching anything again.
+# Windows' terms, a second run, clients that are killed, and disks that are full. What cannot be
+# replaced is named, the rest stays staged, and the next run finishes without fetching anything
+# again.
 # usage: windows_in_use.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 if [ -z "${MTLLIB_WINE_TEST_ENV:-}" ]; then
@@ -124,3 +125,42 @@ for ((i = 0; i < kills; i++)); do
   (expect_old_or_new "$target" 1 2) || fail "after $milliseconds ms"
   expect_finish
 done
+
+echo "A second run"
+begin_with_copy
+"${update[@]}" --limit-rate 50k 2>"$folder/err" &
+client=$!
+until [ -n "$(ls -A "$target/.mtllib/stage" 2>/dev/null)" ]; do
+  kill -0 $client 2>/dev/null || fail "the first run is over: $(cat "$folder/err")"
+  sleep 0.05
+done
+expect 6 "${update[@]}"
+expect_text "another run is at work"
+wait $client || fail "the first run fails"
+expect_release "$target" 2
+
+# Only who may mount can have a disk of a few megabytes.
+mkdir "$folder/disk"
+if mount -t tmpfs -o size=6m tmpfs "$folder/disk" 2>/dev/null; then
+  target=$folder/disk/copy
+  update[-1]=$(windows_name "$target")
+  for ((i = 0; i < kills; i++)); do
+    begin_with_copy
+    milliseconds=$((RANDOM % 1000))
+    echo "A disk that is full $milliseconds ms after the start"
+    "${update[@]}" 2>"$folder/err" &
+    client=$!
+    sleep "$(printf '0.%03d' $milliseconds)"
+    fill_disk
+    status=0
+    wait $client || status=$?
+    (expect_old_or_new "$target" 1 2) || fail "after $milliseconds ms"
+    case $status in
+      0) expect_release "$target" 2 ;;
+      4) grep -qE "Disk full|not enough space|too little room" "$folder/err" || fail "$(cat "$folder/err")" ;;
+      *) fail "exit status $status: $(cat "$folder/err")" ;;
+    esac
+    rm "$folder/disk/filling"
+    expect_finish
+  done
+fi
