@@ -1,13 +1,10 @@
 """What a long body costs whose transfer is cut again and again."""
 
-import contextlib
-import http.server
 import os
 import random
 import re
-import threading
 
-from measure import run
+from server import Handler, own_server
 
 CUTS = 10
 
@@ -35,11 +32,8 @@ class Cutter:
         return cut >= end
 
 
-@contextlib.contextmanager
-def cutting_server(cutter):
-    class Handler(http.server.SimpleHTTPRequestHandler):
-        protocol_version = "HTTP/1.1"
-
+def cutting_handler(cutter):
+    class CuttingHandler(Handler):
         def translate_path(self, path):
             return str(cutter.folder / path.removeprefix("/lib/"))
 
@@ -59,22 +53,14 @@ def cutting_server(cutter):
                 self.end_headers()
                 self.close_connection = not cutter.send(source, start, size, self.wfile)
 
-        def log_message(self, *_):
-            pass
-
-    with http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler) as server:
-        thread = threading.Thread(target=server.serve_forever, args=(0.01,))
-        thread.start()
-        yield f"http://127.0.0.1:{server.server_port}/lib"
-        server.shutdown()
-        thread.join()
+    return CuttingHandler
 
 
 def measure_cuts(file_set, ours, work, programs):
     """The bytes received for the one file of the set, to its size."""
     library = file_set.publish(work / "cut", programs)
     cutter = Cutter(library.folder, library.names[0])
-    with cutting_server(cutter) as address:
+    with own_server(cutting_handler(cutter)) as address:
         ours.fetch(library, address, work / "copy", network=None)
     assert not cutter.cuts, "not every cut was made"
     library.remove()

@@ -1,23 +1,18 @@
 """What a run costs that finds nothing to do, and how soon it asks."""
 
-import contextlib
-import http.server
 import statistics
-import threading
 import time
 
 from measure import run
+from server import Handler, own_server
 
 RUNS = 21
 
 
-@contextlib.contextmanager
-def stamp_server(requests):
-    """Answers every request with the same stamp, and tells when each came."""
+def stamp_handler(requests):
+    """Answers every request with the same stamp, and notes when each came."""
 
-    class Handler(http.server.BaseHTTPRequestHandler):
-        protocol_version = "HTTP/1.1"
-
+    class StampHandler(Handler):
         def do_GET(self):
             requests.append((time.monotonic(), self.path))
             self.send_response(200)
@@ -25,15 +20,7 @@ def stamp_server(requests):
             self.end_headers()
             self.wfile.write(b"stamp")
 
-        def log_message(self, *_):
-            pass
-
-    with http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler) as server:
-        thread = threading.Thread(target=server.serve_forever, args=(0.01,))
-        thread.start()
-        yield f"http://127.0.0.1:{server.server_port}/lib"
-        server.shutdown()
-        thread.join()
+    return StampHandler
 
 
 def measure_matching_stamps(ours, work):
@@ -42,7 +29,7 @@ def measure_matching_stamps(ours, work):
     copy.mkdir()
     (copy / "id.txt").write_bytes(b"stamp")
     requests, first, cpu = [], [], []
-    with stamp_server(requests) as address:
+    with own_server(stamp_handler(requests)) as address:
         for _ in range(RUNS):
             begin = time.monotonic()
             cpu.append(run(ours.command(None, address, copy), ours.environment).cpu)

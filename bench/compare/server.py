@@ -1,11 +1,14 @@
-"""nginx, on loopback or behind a delayed network, with a test authority for HTTPS."""
+"""nginx, on loopback or behind a delayed network, with a test authority for HTTPS; and servers that
+answer as a measurement wants it."""
 
 import contextlib
 import dataclasses
+import http.server
 import os
 import socket
 import subprocess
 import sys
+import threading
 import time
 
 SERVER_NAMESPACE = f"mtllib-server-{os.getpid()}"
@@ -92,6 +95,26 @@ def nginx(library, authority, work, network=None, log=None):
             yield server
         finally:
             process.terminate()
+
+
+class Handler(http.server.SimpleHTTPRequestHandler):
+    """What the servers of own_server() derive their handlers from."""
+
+    protocol_version = "HTTP/1.1"
+
+    def log_message(self, *_):
+        pass
+
+
+@contextlib.contextmanager
+def own_server(handler):
+    """A server of the handler; its address of the library."""
+    with http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler) as server:
+        thread = threading.Thread(target=server.serve_forever, args=(0.01,))
+        thread.start()
+        yield f"http://127.0.0.1:{server.server_port}/lib"
+        server.shutdown()
+        thread.join()
 
 
 def wait_for(server, network):
