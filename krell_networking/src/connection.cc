@@ -77,6 +77,8 @@ EasyHandle makeConnector(const Peer& peer, long connectMilliseconds) {
   options.set(CURLOPT_NOSIGNAL, 1L);
   options.set(CURLOPT_QUICK_EXIT, 1L);  // An abort does not wait for the resolver.
   options.set(CURLOPT_NOPROGRESS, 0L);
+  // It bounds what curl_easy_recv() gives, too, and is 16 KiB unless set.
+  options.set(CURLOPT_BUFFERSIZE, static_cast<long>(Connection::kMostAtOnce));
   return options.good() ? std::move(easy) : nullptr;
 }
 

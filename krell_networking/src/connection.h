@@ -44,6 +44,9 @@ EasyHandle makeConnector(const Peer& peer, long connectMilliseconds);
 /// opens tunnels and does TLS; once the connection is open it runs no transfer.
 class Connection {
  public:
+  /// Bytes that one call of receive() gives at most, however large the buffer is.
+  static constexpr std::size_t kMostAtOnce = 256UL * 1024;
+
   /// Asked often while libcurl connects, also within its calls. False gives it up.
   class Watch {
    public:

@@ -59,7 +59,7 @@ class TransferEngine : private Connection::Watch {
   int waitAvailable();
 
  private:
-  static constexpr std::size_t kBufferSize = 256UL * 1024;
+  static constexpr std::size_t kBufferSize = Connection::kMostAtOnce;
   /// Received for one request before the others are looked at: more is on its way.
   static constexpr std::size_t kManyBytes = kBufferSize / 4;
 
@@ -108,6 +108,13 @@ class TransferEngine : private Connection::Watch {
     Clock::time_point deadline;
   };
 
+  /// What came at once, and why it was not more.
+  struct Arrived {
+    std::size_t size = 0;
+    CURLcode code = CURLE_OK;  ///< CURLE_AGAIN when this was all.
+    bool isEnd = false;        ///< Of the connection.
+  };
+
   bool checkStart(const Transfer& transfer, const HttpClient::RequestOptions& options,
                   ErrorChain& error);
   bool launch();
@@ -133,6 +140,7 @@ class TransferEngine : private Connection::Watch {
   std::size_t serve(Link& link);
   void send(Transfer& transfer);
   std::size_t receive(Transfer& transfer);
+  Arrived fillBuffer(Connection& connection, std::size_t size);
   void takeResult(Transfer& transfer, Answer::Result result, bool nothingLeft);
   void takeEnd(Transfer& transfer);
   bool isQuiet(Link& link);

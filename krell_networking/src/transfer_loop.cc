@@ -270,31 +270,43 @@ std::size_t TransferEngine::receive(Transfer& transfer) {
       link.mayHaveMore = true;
       return total;
     }
-    std::size_t received = 0;
-    const CURLcode code = link.connection.receive(buffer_.get(), size, received);
-    if (code == CURLE_AGAIN) return total;
-    if (code != CURLE_OK) {
-      breakOff(transfer, code);
+    const Arrived arrived = fillBuffer(link.connection, size);
+    rate_.spend(arrived.size);
+    total += arrived.size;
+    if (arrived.size > 0) {
+      if (!std::exchange(transfer.begun, true)) transfer.pace.beginStep(now_);
+      const char* at = buffer_.get();
+      const char* const end = at + arrived.size;
+      const Answer::Result result = transfer.answer.take(&at, end, transfer);
+      if (result != Answer::Result::kMore) {
+        takeResult(transfer, result, at == end);
+        return total;
+      }
+    }
+    if (arrived.isEnd) takeEnd(transfer);
+    if (arrived.isEnd || arrived.code == CURLE_AGAIN) return total;
+    if (arrived.code != CURLE_OK) {
+      breakOff(transfer, arrived.code);
       return total;
     }
-    if (received == 0) {
-      takeEnd(transfer);
-      return total;
-    }
-    rate_.spend(received);
-    total += received;
-    if (!std::exchange(transfer.begun, true)) transfer.pace.beginStep(now_);
-    const char* at = buffer_.get();
-    const Answer::Result result = transfer.answer.take(&at, buffer_.get() + received, transfer);
-    if (result != Answer::Result::kMore) {
-      takeResult(transfer, result, at == buffer_.get() + received);
-      return total;
-    }
-    // TLS gives a record at a time.
-    if (!configuration_.tls && received < size) return total;
   }
   link.mayHaveMore = true;
   return total;
+}
+
+// Large pieces cost less than many small ones, and TLS gives a record at a time.
+TransferEngine::Arrived TransferEngine::fillBuffer(Connection& connection, std::size_t size) {
+  Arrived arrived;
+  while (arrived.size < size && arrived.code == CURLE_OK && !arrived.isEnd) {
+    const std::size_t wanted = size - arrived.size;
+    std::size_t count = 0;
+    arrived.code = connection.receive(buffer_.get() + arrived.size, wanted, count);
+    arrived.isEnd = arrived.code == CURLE_OK && count == 0;
+    arrived.size += count;
+    const bool isAll = !configuration_.tls && count < wanted;
+    if (isAll && arrived.code == CURLE_OK && !arrived.isEnd) arrived.code = CURLE_AGAIN;
+  }
+  return arrived;
 }
 
 void TransferEngine::takeResult(Transfer& transfer, Answer::Result result, bool nothingLeft) {

@@ -97,6 +97,26 @@ TEST_F(ExchangeTest, AnAnswerThatComesLaterIsNobodysEither) {
   EXPECT_EQ(second.body, "second");
 }
 
+TEST_F(ExchangeTest, WhatHasArrivedIsTakenInOnePiece) {
+  const std::string body(48UL * 1024, 'x');
+  std::atomic<bool> sent{false};
+  server_.handle("/file", [&](const ServerRequest&, Socket& socket) {
+    const std::string answer = ScriptedServer::response(200, body);
+    const std::size_t first = answer.size() - body.size() + 1;
+    sent = socket.send(answer.substr(0, first)) && socket.send(answer.substr(first));
+    return true;
+  });
+  Received received;
+  received.onFirstBytes = [&] {
+    const auto end = Clock::now() + std::chrono::seconds(10);
+    while (!sent && Clock::now() < end)
+      std::this_thread::sleep_for(milliseconds(1));
+  };
+  get("/file", received);
+  EXPECT_EQ(received.body, body);
+  EXPECT_GT(received.largestPiece, 32UL * 1024);
+}
+
 TEST_F(ExchangeTest, BytesBehindABodyCloseTheConnection) {
   answer("/file", ScriptedServer::response(200, "x") + "y");
   Received received;

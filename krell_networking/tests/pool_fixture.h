@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -20,6 +22,8 @@ struct Received {
   std::uint32_t status = 0;
   int statusCalls = 0;
   std::string body;
+  std::size_t largestPiece = 0;          ///< Of the body.
+  std::function<void()> onFirstBytes{};  ///< Called within the callback that has them.
   std::int64_t lastReceivedBytes = 0;
   std::atomic<int> dataCalls{0};
   std::vector<std::chrono::steady_clock::time_point> calledAt;  ///< When data calls came.
@@ -140,7 +144,10 @@ class PoolFixture : public testing::Test {
     std::string bytes(static_cast<std::size_t>(stream.GetSize()), '\0');
     stream.Seek(0);
     stream.ReadBuffer(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    const bool areFirst = received.body.empty() && !bytes.empty();
     received.body += bytes;
+    received.largestPiece = std::max(received.largestPiece, bytes.size());
+    if (areFirst && received.onFirstBytes) received.onFirstBytes();
     if (received.abortAfter >= 0 && calls > received.abortAfter) progress->abort = 1;
     --fixture.inCallback_;
   }
