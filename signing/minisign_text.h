@@ -15,6 +15,11 @@ namespace mtlsigning {
 inline constexpr std::string_view kUntrustedStart = "untrusted comment: ";
 inline constexpr std::string_view kTrustedStart = "trusted comment: ";
 
+/// A text as libsodium takes it.
+inline const std::uint8_t* bytesOf(std::string_view text) {
+  return reinterpret_cast<const std::uint8_t*>(text.data());
+}
+
 /// The lines of a text in which every line, the last one too, ends in LF, or every one in CR LF.
 /// None when the text is another one, or has a zero byte or a CR within a line.
 std::optional<std::vector<std::string_view>> linesOf(std::string_view text);

@@ -23,10 +23,6 @@ constexpr std::size_t kFileSize = 2 + 2 + 2 + 32 + 8 + 8 + 8 + 64 + 32;
 
 using Checksum = std::array<std::uint8_t, 32>;
 
-const std::uint8_t* bytesOf(std::string_view text) {
-  return reinterpret_cast<const std::uint8_t*>(text.data());
-}
-
 std::uint64_t numberOf(const std::array<std::uint8_t, 8>& bytes) {
   std::uint64_t number = 0;
   for (auto byte = bytes.rbegin(); byte != bytes.rend(); ++byte)
@@ -34,7 +30,7 @@ std::uint64_t numberOf(const std::array<std::uint8_t, 8>& bytes) {
   return number;
 }
 
-std::array<std::uint8_t, 8> bytesOf(std::uint64_t number) {
+std::array<std::uint8_t, 8> recordOf(std::uint64_t number) {
   std::array<std::uint8_t, 8> bytes;
   for (std::uint8_t& byte : bytes) {
     byte = static_cast<std::uint8_t>(number & 255U);
@@ -159,8 +155,8 @@ std::string SecretKeyFile::text(const SecretKey& key, std::string_view password,
   add(file.isEncrypted_ ? kScrypt : kNoEncryption);
   add(kBlake2b);
   add(file.salt_);
-  add(bytesOf(file.cost_.operations));
-  add(bytesOf(file.cost_.memory));
+  add(recordOf(file.cost_.operations));
+  add(recordOf(file.cost_.memory));
   add(file.secret_);
   std::string text = std::string(kUntrustedStart) + std::string(kComment) + '\n' +
                      base64Of(bytes.data(), bytes.size()) + '\n';

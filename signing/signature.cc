@@ -20,10 +20,6 @@ constexpr std::array<std::uint8_t, 2> kOfDigest{'E', 'D'};
 constexpr std::size_t kKeySize = 2 + 8 + 32;
 constexpr std::size_t kSignatureSize = 2 + 8 + 64;
 
-const std::uint8_t* bytesOf(std::string_view text) {
-  return reinterpret_cast<const std::uint8_t*>(text.data());
-}
-
 bool isSigned(const SignatureBytes& signature, const PublicKey& key, std::string_view content) {
   return sodium_init() >= 0 && crypto_sign_verify_detached(signature.data(), bytesOf(content),
                                                            content.size(), key.bytes.data()) == 0;
