@@ -32,10 +32,14 @@ std::string contentOf(const fs::path& file, std::size_t limit) {
   return readContent(file, content, limit) ? std::string() : content;
 }
 
-std::optional<Release> releaseOf(const std::string& stamp) {
+/// Of a stamp that the key signed; without a key, of any. The stamp may come from a server.
+std::optional<Release> releaseOf(const std::string& stamp,
+                                 const std::optional<mtlsigning::SecretKey>& key) {
   std::string problem;
   const auto signature = mtlsigning::signatureFrom(stamp, problem);
-  return signature ? mtlsigning::releaseFrom(signature->comment) : std::nullopt;
+  const bool counts =
+      signature && (!key || mtlsigning::isCommentSigned(*signature, key->publicKey()));
+  return counts ? mtlsigning::releaseFrom(signature->comment) : std::nullopt;
 }
 
 }  // namespace
@@ -46,7 +50,7 @@ LibrarySigner::LibrarySigner(const fs::path& root, const SigningOptions& options
   stamp_ = contentOf(root_ / mtlrules::kStampName, kLimit);
   std::string record = contentOf(root_ / kSignedName, kLimit);
   if (record.empty()) {
-    last_ = releaseOf(stamp_);
+    last_ = releaseOf(stamp_, options_.key);
     return;
   }
   if (record.back() == '\n') record.pop_back();

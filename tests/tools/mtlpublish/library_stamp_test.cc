@@ -191,6 +191,21 @@ TEST_F(LibraryStamp, GoesOnFromTheStampAlone) {
   EXPECT_EQ(release.serial, static_cast<std::uint64_t>(kStart + kDay + 1));
 }
 
+// A job that starts from nothing may fetch the last stamp from a server that is not to be trusted.
+TEST_F(LibraryStamp, TakesNoSerialFromAStampThatItsKeyDidNotSign) {
+  Release release = signedRelease();
+  release.serial = mtlsigning::kLargestSerial;
+  const std::string list = readFile(dir_ / "filelist.json");
+  const std::string comment = mtlsigning::commentText(release);
+  mtlsigning::Signature changed = key_.sign(list, "library: oak");
+  changed.comment = comment;
+  for (const auto& signature : {changed, SecretKey::generate().value().sign(list, comment)}) {
+    writeFile(dir_ / "id.txt", mtlsigning::signatureFile(signature));
+    fs::remove(dir_.path() / ".mtlpublish-signed");
+    EXPECT_EQ(signedRelease().serial, static_cast<std::uint64_t>(kStart));
+  }
+}
+
 TEST_F(LibraryStamp, WarnsOfAClockBehindTheLastRelease) {
   signedRelease();
   at(kStart - 1);
