@@ -1,0 +1,69 @@
+#!/bin/sh
+# What docs/publishing.md says about signing, command by command, on a terminal: keys are made,
+# used, replaced, and used elsewhere, and an old release is published again.
+# usage: signing_guide.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
+set -eu
+. "$1/tests/system/small_library.sh"
+tests=$1/tests/system
+PATH=$2:$PATH
+cd "$folder"
+sed -n '/^## Signing$/,/^## In order$/p' "$1/docs/publishing.md" >signing.md
+
+# commands_of HEADING: those in its section, as they stand.
+commands_of() {
+  awk -v heading="### $1" '/^### / { inside = $0 == heading } inside' signing.md >section.md
+  code_of sh section.md
+}
+
+# follow HEADING: what the section says is done.
+follow() {
+  echo "$1"
+  commands_of "$1" >commands
+  [ -s commands ]
+  python3 "$tests/on_terminal.py" word sh -eux commands </dev/null
+}
+
+serial() {
+  sed -n 's/^trusted comment: library: oak; serial: \([0-9]*\); .*/\1/p' library/id.txt
+}
+
+# expect_release FILE KEY: the library has a higher serial than before, the oak as in the file, and
+# KEY's signature.
+last=0
+expect_release() {
+  now=$(serial)
+  [ "$now" -gt "$last" ]
+  last=$now
+  cmp "$1" library/oak.mat
+  mtlpublish verify --key "$2" library
+}
+
+follow "The first time"
+expect_release library/oak.mat oak.pub
+cp -a library library-of-last-week
+echo "new oak" >library/oak.mat
+python3 "$tests/on_terminal.py" word mtlpublish build --sign oak.key library
+expect_release library/oak.mat oak.pub
+
+follow "Going back"
+expect_release library-of-last-week/oak.mat oak.pub
+# The whole folder, from a backup.
+rm -r library
+cp -a library-of-last-week library
+rm library/id.txt
+python3 "$tests/on_terminal.py" word mtlpublish build --sign oak.key library
+expect_release library-of-last-week/oak.mat oak.pub
+
+echo "oak from elsewhere" >library/oak.mat
+follow "Elsewhere"
+expect_release library/oak.mat oak.pub
+
+echo "oak of a job" >library/oak.mat
+export SIGNING_PASSWORD=word
+rm library/.mtlpublish-signed
+follow "In a job that publishes by itself"
+expect_release library/oak.mat oak.pub
+
+follow "Another key"
+expect_release library/oak.mat spare.pub
+if mtlpublish verify --key oak.pub library; then exit 1; fi
