@@ -17,8 +17,6 @@ namespace mtlupdate {
 
 namespace {
 
-constexpr const char* kNewStamp = ".mtllib/stamp.new";
-
 std::string folderOf(std::string_view path) {
   const std::size_t end = path.rfind('/');
   return std::string(path.substr(0, end == path.npos ? 0 : end));
@@ -36,6 +34,9 @@ class Commit {
     if (Outcome failure = prepareFiles()) return failure;
     if (Outcome failure = prepareState()) return failure;
     if (Outcome failure = flush()) return failure;
+    if (!target_.trusted.empty()) {
+      if (Outcome failure = rename(kNewTrustedFile, kTrustedFile)) return failure;
+    }
     keepOldFiles();
     if (Outcome failure = clearTheWay()) return failure;
     if (Outcome failure = placeFiles()) return failure;
@@ -124,12 +125,16 @@ class Commit {
     plan_.next.stamp = target_.stamp;
     if (Outcome failure = writeOwnFile(folder_, kNewStateFile, stateBytes(plan_.next)))
       return failure;
-    return writeOwnFile(folder_, kNewStamp, target_.stamp);
+    if (!target_.trusted.empty()) {
+      if (Outcome failure = writeOwnFile(folder_, kNewTrustedFile, target_.trusted)) return failure;
+    }
+    return writeOwnFile(folder_, kNewStampFile, target_.stamp);
   }
 
   Outcome flush() {
-    std::vector<const char*> own{kNewStateFile, kNewStamp};
+    std::vector<const char*> own{kNewStateFile, kNewStampFile};
     if (target_.hasNewList) own.push_back(kNewListFile);
+    if (!target_.trusted.empty()) own.push_back(kNewTrustedFile);
     uses_.assign(plan_.contents, 0);
     const auto path = [&](std::size_t i) {
       if (i < own.size()) return std::string(own[i]);
@@ -247,7 +252,7 @@ class Commit {
       return diskFailure("cannot be made durable", "", error);
     }
     // Otherwise, the new stamp stays beside the old one, and says that the copy is unfinished.
-    return plan_.hindrance() == nullptr ? rename(kNewStamp, stampPath_) : Outcome{};
+    return plan_.hindrance() == nullptr ? rename(kNewStampFile, stampPath_) : Outcome{};
   }
 
   Folder& folder_;
@@ -272,7 +277,7 @@ Outcome commit(Folder& folder, Plan& plan, const StagedContents& staged, const C
 }
 
 bool isUnfinished(Folder& folder) {
-  for (const char* path : {kNewListFile, kNewStateFile, kNewStamp}) {
+  for (const char* path : {kNewListFile, kNewStateFile, kNewStampFile}) {
     Look look;
     if (folder.look(path, look) || look.kind != FileKind::kNone) return true;
   }

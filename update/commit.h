@@ -23,6 +23,8 @@ struct CommitTarget {
   /// Take the list that lies at kNewListFile for the one that was followed; otherwise the one that
   /// was kept stays.
   bool hasNewList = false;
+  /// What kTrustedFile is to have, from before the first file is put in its place; "" leaves it.
+  std::string trusted{};
 };
 
 struct CommitResult {

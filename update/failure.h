@@ -15,6 +15,7 @@ struct Failure {
     kNetwork,    ///< The network or the server: worth trying again later.
     kDisk,       ///< The local disk or folder.
     kContent,    ///< What arrived, or lies there, is not what was published.
+    kUntrusted,  ///< What arrived, or lies there, is not what the library's publisher signed.
     kLimit,      ///< A limit that the host set would be exceeded.
     kBusy,       ///< Another run is at work on the folder.
     kCancelled,  ///< The host asked to stop.

@@ -27,6 +27,20 @@ std::error_code readOwnFile(Folder& folder, std::string_view path, std::string& 
   return error;
 }
 
+std::error_code readPieces(Folder& folder, std::string_view path,
+                           const std::function<Outcome(std::string_view)>& take, Outcome& failure) {
+  constexpr std::size_t kPiece = 65536;
+  File file;
+  if (const std::error_code error = folder.openToRead(path, file)) return error;
+  std::string piece(kPiece, '\0');
+  std::size_t count = 0;
+  do {
+    if (const std::error_code error = file.read(piece.data(), piece.size(), count)) return error;
+    if (count > 0) failure = take({piece.data(), count});
+  } while (count > 0 && !failure);
+  return {};
+}
+
 std::error_code makeOwnFile(Folder& folder, std::string_view path, File& file) {
   const std::error_code error = folder.removeFile(path);
   return error ? error : folder.makeFile(path, file);

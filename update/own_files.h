@@ -3,6 +3,7 @@
 #ifndef MTLLIB_UPDATE_OWN_FILES_H_
 #define MTLLIB_UPDATE_OWN_FILES_H_
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -25,6 +26,12 @@ inline constexpr const char* kStateFile = ".mtllib/state";
 inline constexpr const char* kNewStateFile = ".mtllib/state.new";
 /// The text of the list that the last update followed.
 inline constexpr const char* kListFile = ".mtllib/filelist.json";
+/// The stamp of the release that a run brings the copy to, until it is put in its place.
+inline constexpr const char* kNewStampFile = ".mtllib/stamp.new";
+/// The stamps of signed releases that the copy was brought to, or was about to be.
+inline constexpr const char* kTrustedFile = ".mtllib/trusted";
+/// The next such file, while it is not made durable.
+inline constexpr const char* kNewTrustedFile = ".mtllib/trusted.new";
 
 /// The text of the list that a run follows, while it is not the one above.
 inline constexpr const char* kNewListFile = ".mtllib/filelist.json.new";
@@ -34,6 +41,10 @@ Failure diskFailure(const char* what, std::string_view path, const std::error_co
 
 /// The whole content of a file.
 std::error_code readOwnFile(Folder& folder, std::string_view path, std::string& bytes);
+
+/// Hands the content of a file of the copy to `take` in pieces, until that fails.
+std::error_code readPieces(Folder& folder, std::string_view path,
+                           const std::function<Outcome(std::string_view)>& take, Outcome& failure);
 
 /// Makes the file, in the place of one that a hard-linked copy of the folder may have, too.
 std::error_code makeOwnFile(Folder& folder, std::string_view path, File& file);

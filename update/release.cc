@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "update/list_reader.h"
+#include "update/trust.h"
 
 namespace mtlupdate {
 
@@ -42,11 +43,16 @@ class DocumentBody : public Body {
 
 class StampBody : public DocumentBody {
  public:
-  StampBody(const Document& document, std::string& stamp)
-      : DocumentBody(document, kLargestStamp), stamp_(stamp) {}
+  StampBody(const Document& document, bool isSigned, std::string& stamp)
+      : DocumentBody(document, kLargestStamp), isSigned_(isSigned), stamp_(stamp) {}
+
+  /// What is too long for a signature is not a matter of limits.
+  std::optional<std::uint64_t> largestSize() const override {
+    return isSigned_ ? std::nullopt : DocumentBody::largestSize();
+  }
 
   Outcome finish() override {
-    if (!stamp_.empty()) return {};
+    if (!stamp_.empty() || isSigned_) return {};
     return Failure{Failure::Kind::kContent, "the library's stamp is empty"};
   }
 
@@ -56,34 +62,56 @@ class StampBody : public DocumentBody {
     return {};
   }
   Outcome take(std::string_view bytes) override {
+    if (isSigned_ && bytes.size() > mtlsigning::kLargestSignature - stamp_.size()) {
+      return Failure{Failure::Kind::kUntrusted, "it is longer than a signature may be, 64 KiB"};
+    }
     stamp_.append(bytes);
     return {};
   }
 
+  bool isSigned_;
   std::string& stamp_;
 };
 
 class ListBody : public DocumentBody {
  public:
-  ListBody(const Document& document, const ListKeeper& keep, Listing& listing)
-      : DocumentBody(document, kLargestList), keep_(keep), listing_(listing) {}
+  ListBody(const Document& document, const ListKeeper& keep,
+           const mtlsigning::SignedRelease* release, Listing& listing)
+      : DocumentBody(document, kLargestList), keep_(keep), release_(release), listing_(listing) {}
 
-  Outcome finish() override { return reader_->finish(); }
+  Outcome finish() override {
+    if (release_ != nullptr) {
+      if (Outcome failure = check_->finish()) return failure;
+    }
+    if (!problem_) problem_ = reader_->finish();
+    if (problem_ || release_ == nullptr) return problem_;
+    return checkEntries(listing_);
+  }
 
  private:
   Outcome beginAnew() override {
     listing_ = Listing();
     reader_.emplace(listing_);
+    problem_.reset();
+    if (release_ != nullptr) check_.emplace(*release_);
     return keep_ ? keep_(true, {}) : Outcome();
   }
   Outcome take(std::string_view bytes) override {
-    if (Outcome failure = reader_->feed(bytes)) return failure;
+    if (release_ != nullptr) {
+      if (Outcome failure = check_->update(bytes)) return failure;
+    }
+    if (!problem_) problem_ = reader_->feed(bytes);
+    // Whose list it is that cannot be read, its end shows.
+    if (problem_ && release_ == nullptr) return problem_;
     return keep_ ? keep_(false, bytes) : Outcome();
   }
 
   const ListKeeper& keep_;
+  const mtlsigning::SignedRelease* release_;
   Listing& listing_;
   std::optional<ListReader> reader_;
+  std::optional<ListCheck> check_;
+  Outcome problem_;  ///< Of the reader.
 };
 
 /// The client of one body.
@@ -107,14 +135,15 @@ class Alone : public Transfers::Client {
 }  // namespace
 
 Outcome fetchStamp(Transfers& transfers, const Document& document, const Company& company,
-                   std::string& stamp) {
-  Alone alone(std::make_unique<StampBody>(document, stamp), company);
+                   bool isSigned, std::string& stamp) {
+  Alone alone(std::make_unique<StampBody>(document, isSigned, stamp), company);
   return transfers.run(alone);
 }
 
 Outcome fetchList(Transfers& transfers, const Document& document, const Company& company,
-                  const ListKeeper& keep, Listing& listing) {
-  Alone alone(std::make_unique<ListBody>(document, keep, listing), company);
+                  const ListKeeper& keep, const mtlsigning::SignedRelease* release,
+                  Listing& listing) {
+  Alone alone(std::make_unique<ListBody>(document, keep, release, listing), company);
   return transfers.run(alone);
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "signing/signed_release.h"
 #include "update/failure.h"
 #include "update/listing.h"
 #include "update/session.h"
@@ -32,17 +33,21 @@ struct Document {
   bool pastCaches = false;  ///< Caches on the way are not to answer.
 };
 
-/// Fetches a stamp, which must not be empty: kContent.
+/// Fetches a stamp, which must not be empty: kContent. One that has to be signed is kUntrusted when
+/// it is longer than a signature may be, whose further bytes are not looked at.
 Outcome fetchStamp(Transfers& transfers, const Document& document, const Company& company,
-                   std::string& stamp);
+                   bool isSigned, std::string& stamp);
 
 /// Takes the text of a list as it arrives, on the session's thread: `anew` says that it is the
 /// first piece, and what came before does not count.
 using ListKeeper = std::function<Outcome(bool anew, std::string_view bytes)>;
 
 /// Fetches a list and reads it as it arrives. kContent when it is not a list. `keep` may be empty.
+/// With a release, kUntrusted when the list is not the one that was signed, or what it lists could
+/// not be checked.
 Outcome fetchList(Transfers& transfers, const Document& document, const Company& company,
-                  const ListKeeper& keep, Listing& listing);
+                  const ListKeeper& keep, const mtlsigning::SignedRelease* release,
+                  Listing& listing);
 
 }  // namespace mtlupdate
 

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <mutex>
 #include <random>
 
@@ -17,6 +18,12 @@ class Timing {
   virtual ~Timing() = default;
 
   virtual TimePoint now() { return std::chrono::steady_clock::now(); }
+
+  /// Of the computer's clock, since 1970.
+  virtual std::int64_t seconds() {
+    using namespace std::chrono;
+    return duration_cast<std::chrono::seconds>(system_clock::now().time_since_epoch()).count();
+  }
 
   /// At least 0 and less than 1.
   virtual double random() {

@@ -43,24 +43,9 @@ class NoDisk final : public Disk {
   std::optional<std::uint64_t> freeRoom() override { return std::nullopt; }
 };
 
-// Reads a file of the copy in pieces.
-std::error_code readFile(Folder& folder, std::string_view path,
-                         const std::function<Outcome(std::string_view)>& take, Outcome& failure) {
-  constexpr std::size_t kPiece = 65536;
-  File file;
-  if (const std::error_code error = folder.openToRead(path, file)) return error;
-  std::string piece(kPiece, '\0');
-  std::size_t count = 0;
-  do {
-    if (const std::error_code error = file.read(piece.data(), piece.size(), count)) return error;
-    if (count > 0) failure = take({piece.data(), count});
-  } while (count > 0 && !failure);
-  return {};
-}
-
 // Whether the library may just have been published anew: looking again costs two requests.
 bool isWorthASecondLook(const Failure& failure) {
-  return failure.kind == Failure::Kind::kContent ||
+  return failure.kind == Failure::Kind::kContent || failure.kind == Failure::Kind::kUntrusted ||
          (failure.kind == Failure::Kind::kNetwork && !failure.isTransient);
 }
 
@@ -94,7 +79,12 @@ class Updater::Run {
   Outcome connect();
   Outcome openFolder(bool create);
   Outcome lock();
+  Outcome lockAndRead();
+  Outcome openRecord();
+  Outcome makeFolder();
   Outcome fetchLibrarysStamp(bool pastCaches);
+  Outcome findStamp();
+  Outcome findRelease();
   Outcome fetchLibrarysList(bool pastCaches, bool keeps);
   bool isCurrent();
   Outcome makePlanFor(bool rereads, Plan& plan);
@@ -120,6 +110,7 @@ class Updater::Run {
   std::unique_ptr<Listing> listing_;
   std::optional<Staging> staging_;
   StagedContents staged_;
+  Trust trust_{options_.trust, options_.subPath};
 };
 
 Outcome Updater::Run::connect() {
@@ -147,15 +138,50 @@ Outcome Updater::Run::lock() {
   });
 }
 
+// Finds out what the copy has had with keys.
+Outcome Updater::Run::openRecord() {
+  return hasFolder_ ? trust_.readRecord(folder_) : Outcome{};
+}
+
+// Makes the folder where there was none when the operation began. Another run may have done so
+// meanwhile, and have come to an end.
+Outcome Updater::Run::makeFolder() {
+  if (Outcome failure = openFolder(true)) return failure;
+  if (Outcome failure = lock_.take(folder_)) return failure;
+  if (Outcome failure = openRecord()) return failure;
+  std::string toldBefore;
+  return trust_.hasKeys() ? trust_.check(stamp_, updater_.timing_.seconds(), toldBefore)
+                          : Outcome{};
+}
+
 Outcome Updater::Run::fetchLibrarysStamp(bool pastCaches) {
   observer_.onPhase(Phase::kStamp);
   const std::string target = session_->fileTarget(mtlrules::stampName(options_.subPath));
-  return fetchStamp(*transfers_, {target, pastCaches}, company_, stamp_);
+  Outcome failure =
+      fetchStamp(*transfers_, {target, pastCaches}, company_, trust_.hasKeys(), stamp_);
+  if (failure || !trust_.hasKeys()) return failure;
+  std::string warning;
+  failure = trust_.check(stamp_, updater_.timing_.seconds(), warning);
+  if (failure) failure->about = session_->url(target);
+  if (!warning.empty()) observer_.onWarning(session_->url(target) + ": " + warning);
+  return failure;
+}
+
+// Fetches the stamp, and once more past caches when it is not one to trust: they may have kept an
+// old one.
+Outcome Updater::Run::findStamp() {
+  Outcome failure = fetchLibrarysStamp(false);
+  if (!failure || failure->kind != Failure::Kind::kUntrusted) return failure;
+  observer_.onSecondLook(*failure);
+  return fetchLibrarysStamp(true);
 }
 
 Outcome Updater::Run::fetchLibrarysList(bool pastCaches, bool keeps) {
   observer_.onPhase(Phase::kList);
   listing_ = std::make_unique<Listing>();
+  Look old;
+  const bool hadNewList =
+      hasFolder_ && !folder_.look(kNewListFile, old) && old.kind != FileKind::kNone;
   File file;
   ListKeeper keeper;
   if (keeps) {
@@ -165,8 +191,7 @@ Outcome Updater::Run::fetchLibrarysList(bool pastCaches, bool keeps) {
       if (bytes.empty() && !error) return {};
       // A folder is made for what begins as a list does: not for what a wrong address has.
       if (!hasFolder_) {
-        if (Outcome failure = openFolder(true)) return failure;
-        if (Outcome failure = lock_.take(folder_)) return failure;
+        if (Outcome failure = makeFolder()) return failure;
       }
       if (!error && !file.isOpen()) error = makeOwnFile(folder_, kNewListFile, file);
       if (!error) error = file.write(bytes);
@@ -174,9 +199,16 @@ Outcome Updater::Run::fetchLibrarysList(bool pastCaches, bool keeps) {
       return {};
     };
   }
+  const mtlsigning::SignedRelease* const release = trust_.hasKeys() ? &trust_.release() : nullptr;
   Outcome failure = fetchList(*transfers_, {session_->listTarget(options_.subPath), pastCaches},
-                              company_, keeper, *listing_);
-  if (failure || !file.isOpen()) return failure;
+                              company_, keeper, release, *listing_);
+  if (!file.isOpen()) return failure;
+  if (failure) {
+    // Otherwise it would say that the copy is between two releases.
+    file.close();
+    if (failure->kind == Failure::Kind::kUntrusted && !hadNewList) folder_.removeFile(kNewListFile);
+    return failure;
+  }
   if (const std::error_code error = file.close()) {
     return diskFailure("cannot be written", kNewListFile, error);
   }
@@ -186,9 +218,11 @@ Outcome Updater::Run::fetchLibrarysList(bool pastCaches, bool keeps) {
 // Whether the copy has the library's stamp, and nothing of a run that was cut.
 bool Updater::Run::isCurrent() {
   if (!hasFolder_ || isUnfinished(folder_)) return false;
+  // Files that were fetched without keys are compared with the list that was signed.
+  if (trust_.hasKeys() && !trust_.isRecorded(stamp_)) return false;
   std::string local;
   Outcome failure;
-  const std::error_code error = readFile(
+  const std::error_code error = readPieces(
       folder_, mtlrules::stampName(options_.subPath),
       [&](std::string_view bytes) {
         local.append(bytes);
@@ -201,7 +235,8 @@ bool Updater::Run::isCurrent() {
 Outcome Updater::Run::check(CheckResult& result) {
   if (Outcome failure = connect()) return failure;
   if (Outcome failure = openFolder(false)) return failure;
-  if (Outcome failure = fetchLibrarysStamp(false)) return failure;
+  if (Outcome failure = openRecord()) return failure;
+  if (Outcome failure = findStamp()) return failure;
   result.stamp = stamp_;
   result.isCurrent = isCurrent();
   return {};
@@ -246,11 +281,21 @@ StagedBytes Updater::Run::stagedBytes() {
   };
 }
 
+// Fetches stamp and list, and both once more past caches when the list is not the signed one.
+Outcome Updater::Run::findRelease() {
+  if (Outcome failure = findStamp()) return failure;
+  Outcome failure = fetchLibrarysList(false, false);
+  if (!failure || failure->kind != Failure::Kind::kUntrusted) return failure;
+  observer_.onSecondLook(*failure);
+  failure = fetchLibrarysStamp(true);
+  return failure ? failure : fetchLibrarysList(true, false);
+}
+
 Outcome Updater::Run::plan(Preview& preview) {
   if (Outcome failure = connect()) return failure;
   if (Outcome failure = openFolder(false)) return failure;
-  if (Outcome failure = fetchLibrarysStamp(false)) return failure;
-  if (Outcome failure = fetchLibrarysList(false, false)) return failure;
+  if (Outcome failure = openRecord()) return failure;
+  if (Outcome failure = findRelease()) return failure;
   Outcome failure = makePlanFor(false, preview.plan);
   preview.isCurrent = isCurrent();
   preview.stamp = stamp_;
@@ -258,25 +303,33 @@ Outcome Updater::Run::plan(Preview& preview) {
   return failure;
 }
 
+Outcome Updater::Run::lockAndRead() {
+  if (Outcome failure = lock()) return failure;
+  if (options_.trust.forgets && !trust_.hasKeys()) {
+    if (Outcome failure = forgetTrust(folder_)) return failure;
+  }
+  return openRecord();
+}
+
 Outcome Updater::Run::update(bool repairs, UpdateResult& result) {
   if (Outcome failure = connect()) return failure;
   if (Outcome failure = openFolder(false)) return failure;
   const bool isNew = !hasFolder_;
   if (hasFolder_) {
-    if (Outcome failure = lock()) return failure;
+    if (Outcome failure = lockAndRead()) return failure;
     dropOldFiles(folder_);
   }
   Outcome failure = bringUpToDate(repairs, result);
   const bool isTaken = isNew && failure && failure->kind == Failure::Kind::kBusy;
   if (!isTaken || !options_.waitForOthers) return failure;
   // Another run has made the folder meanwhile.
-  if (Outcome again = lock()) return again;
+  if (Outcome again = lockAndRead()) return again;
   return bringUpToDate(repairs, result);
 }
 
 Outcome Updater::Run::bringUpToDate(bool repairs, UpdateResult& result) {
   result = {};
-  if (Outcome failure = fetchLibrarysStamp(false)) return failure;
+  if (Outcome failure = findStamp()) return failure;
   result.stamp = stamp_;
   const bool isAsked = repairs || options_.full || options_.prune;
   if (!isAsked && isCurrent()) return {};
@@ -308,7 +361,8 @@ Outcome Updater::Run::bring(bool pastCaches, bool repairs, UpdateResult& result)
 
 Outcome Updater::Run::commitPlan(Plan& plan, UpdateResult& result) {
   observer_.onPhase(Phase::kCommit);
-  const CommitTarget target{options_.session.address, options_.subPath, stamp_, true};
+  CommitTarget target{options_.session.address, options_.subPath, stamp_, true};
+  if (trust_.hasKeys()) target.trusted = trust_.recordWith(stamp_);
   CommitResult committed;
   Outcome failure = commit(folder_, plan, staged_, target, committed);
   result.placed = std::move(committed.changed);
@@ -376,12 +430,15 @@ Outcome Updater::Run::fetchContents(const Plan& plan, UpdateResult& result) {
 
 Outcome Updater::Run::verify(VerifyResult& result) {
   if (Outcome failure = openFolder(false)) return failure;
+  if (trust_.hasKeys()) {
+    if (Outcome failure = openRecord()) return failure;
+  }
   Listing listing;
   ListReader reader(listing);
   Outcome failure;
   std::error_code error = std::make_error_code(std::errc::no_such_file_or_directory);
   if (hasFolder_) {
-    error = readFile(
+    error = readPieces(
         folder_, kListFile,
         [&](std::string_view bytes) {
           if (goOn()) return reader.feed(bytes);
@@ -394,11 +451,14 @@ Outcome Updater::Run::verify(VerifyResult& result) {
       return Failure{Failure::Kind::kUsage, "no update of this folder has kept its list",
                      options_.folder};
     }
-    failure = connect();
-    if (!failure) failure = fetchLibrarysList(false, false);
+    failure = openRecord();
+    if (!failure) failure = connect();
+    if (!failure) failure = trust_.hasKeys() ? findRelease() : fetchLibrarysList(false, false);
     return failure ? failure : compare(*listing_, result);
   }
   if (error) return diskFailure("cannot be read", kListFile, error);
+  // Whatever else is wrong with a list that nobody signed.
+  if (Outcome untrusted = trust_.checkKeptList(folder_)) return untrusted;
   if (!failure) failure = reader.finish();
   if (failure) {
     failure->about = kListFile;

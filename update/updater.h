@@ -17,6 +17,7 @@
 #include "update/retries.h"
 #include "update/session.h"
 #include "update/timing.h"
+#include "update/trust.h"
 #include "update/verify.h"
 
 namespace mtlupdate {
@@ -33,6 +34,7 @@ struct UpdateOptions {
   std::optional<std::chrono::seconds> duration{};  ///< Of everything.
   RetryPolicy retries{};
   bool waitForOthers = false;  ///< Of runs on the same folder; else kBusy.
+  TrustOptions trust{};
 };
 
 /// An UpdateObserver is told what an Updater does, on the thread that called it.
@@ -60,8 +62,11 @@ class UpdateObserver {
   virtual void onCopied(const Entry& /*entry*/, const std::string& /*from*/) {}
   /// A request failed, and is sent again after the wait.
   virtual void onAgain(const Failure& /*failure*/, std::chrono::milliseconds /*wait*/) {}
-  /// The library does not match its list: both are looked at once more.
+  /// The library does not match its list, or either is not signed as it should be: stamp and list
+  /// are looked at once more, past caches.
   virtual void onSecondLook(const Failure& /*failure*/) {}
+  /// Something is not as it should be, and does not end the operation.
+  virtual void onWarning(const std::string& /*text*/) {}
   /// Another process has the copy, and is waited for.
   virtual void onWaiting(std::int64_t /*process*/) {}
 };

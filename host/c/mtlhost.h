@@ -201,7 +201,8 @@ enum {
   MTLHOST_FAILURE_CONTENT = 5,     /**< Something is not what was published. */
   MTLHOST_FAILURE_LIMIT = 6,       /**< A limit would be exceeded. */
   MTLHOST_FAILURE_ANOTHER_RUN = 7, /**< Another run is at work on the copy. */
-  MTLHOST_FAILURE_MEMORY = 8       /**< Not enough memory. */
+  MTLHOST_FAILURE_MEMORY = 8,      /**< Not enough memory. */
+  MTLHOST_FAILURE_UNTRUSTED = 9    /**< Something is not what the library's publisher signed. */
 };
 
 /** What an operation did. Of the module, only what is said to be of it too is known. */

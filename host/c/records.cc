@@ -59,6 +59,8 @@ std::int32_t failureOf(mtlhost::Result::Failure failure) {
       return MTLHOST_FAILURE_ANOTHER_RUN;
     case Failure::kMemory:
       return MTLHOST_FAILURE_MEMORY;
+    case Failure::kUntrusted:
+      return MTLHOST_FAILURE_UNTRUSTED;
     case Failure::kOther:
       break;
   }

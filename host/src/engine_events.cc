@@ -155,6 +155,10 @@ void EngineEvents::onSecondLook(const mtlupdate::Failure& failure) {
   events_.logWarning("%s; looking at the library's stamp and list again", textOf(failure).c_str());
 }
 
+void EngineEvents::onWarning(const std::string& warning) {
+  events_.tell([&](Observer& observer) { observer.warning(warning); });
+}
+
 void EngineEvents::onWaiting(std::int64_t process) {
   if (!hasToldOfWaiting_) {
     events_.logStage("Waiting for another run on this folder: process %lli",

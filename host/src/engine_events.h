@@ -36,6 +36,7 @@ class EngineEvents final : public mtlupdate::UpdateObserver {
   void onCopied(const mtlupdate::Entry& entry, const std::string& from) override;
   void onAgain(const mtlupdate::Failure& failure, std::chrono::milliseconds wait) override;
   void onSecondLook(const mtlupdate::Failure& failure) override;
+  void onWarning(const std::string& warning) override;
   void onWaiting(std::int64_t process) override;
 
  private:

@@ -14,6 +14,7 @@
 #include "platform/file_names.h"
 #include "rules/address.h"
 #include "rules/path.h"
+#include "trust.h"
 #include "update/commit.h"
 #include "update/system.h"
 #include "update/updater.h"
@@ -34,7 +35,7 @@ std::optional<std::string> proxyOf(const Settings& settings) {
   return std::nullopt;
 }
 
-mtlupdate::UpdateOptions optionsOf(const Settings& settings) {
+mtlupdate::UpdateOptions optionsOf(const Settings& settings, mtlupdate::TrustOptions trust) {
   const UpdateSettings& update = settings.update;
   mtlupdate::UpdateOptions options;
   options.session.address =
@@ -51,6 +52,7 @@ mtlupdate::UpdateOptions optionsOf(const Settings& settings) {
   if (update.duration) options.duration = std::min(*update.duration, kLongestDuration);
   options.retries.tries = update.tries;
   options.waitForOthers = update.waitsForOthers;
+  options.trust = std::move(trust);
   return options;
 }
 
@@ -65,6 +67,8 @@ Result::Failure kindOf(mtlupdate::Failure::Kind kind) {
       return Result::Failure::kDisk;
     case Kind::kContent:
       return Result::Failure::kContent;
+    case Kind::kUntrusted:
+      return Result::Failure::kUntrusted;
     case Kind::kLimit:
       return Result::Failure::kLimit;
     case Kind::kBusy:
@@ -115,8 +119,8 @@ void take(mtlupdate::UpdateResult update, Result& result) {
 
 class EngineKeeper final : public Keeper {
  public:
-  EngineKeeper(const Settings& settings, EventStream& events)
-      : options_(optionsOf(settings)),
+  EngineKeeper(const Settings& settings, mtlupdate::TrustOptions trust, EventStream& events)
+      : options_(optionsOf(settings, std::move(trust))),
         hasAddress_(!settings.remoteAddress.empty()),
         events_(events) {}
 
@@ -289,8 +293,8 @@ std::unique_ptr<Keeper> openEngine(const Settings& settings, EventStream& events
   } else if (!settings.subPath.empty() &&
              !mtlrules::staysBelow(settings.subPath, Platform::kHasWindowsNames)) {
     problem = {ownError("The sub-path \"" + settings.subPath + "\" does not stay in the library")};
-  } else {
-    return std::make_unique<EngineKeeper>(settings, events);
+  } else if (auto trust = trustOptionsOf(settings.trust, problem)) {
+    return std::make_unique<EngineKeeper>(settings, *std::move(trust), events);
   }
   return nullptr;
 }

@@ -20,6 +20,7 @@
 #include "rules/path.h"
 #include "update/lock.h"
 #include "update/system.h"
+#include "update/trust.h"
 
 namespace mtlhost {
 
@@ -90,11 +91,13 @@ class ModuleKeeper final : public Keeper {
         folder_(copyFolder(settings.targetDirectory)),
         waitsForOthers_(settings.update.waitsForOthers),
         events_(events),
-        downloader_(table().createDownloader(&events_, &record_), table().destroyDownloader) {}
+        downloader_(table().createDownloader(&events_, &record_), table().destroyDownloader) {
+    trust_.forgets = settings.trust.forgetsKeys;
+  }
 
   bool isUsable(Errors& problem) const;
 
-  Result check() override { return call(table().checkForUpdate); }
+  Result check() override;
   Result run() override;
   Result plan(Plan& /*plan*/) override { return refusal(); }
   Result verify() override { return refusal(); }
@@ -109,7 +112,8 @@ class ModuleKeeper final : public Keeper {
 
   const DownloaderInterface& table() const { return module_.table(); }
   Result call(Entry entry);
-  mtlupdate::Outcome takeLock(mtlupdate::Folder& folder, mtlupdate::Lock& lock);
+  Result refusedBy(const mtlupdate::Failure& failure);
+  mtlupdate::Outcome takeCopy(mtlupdate::Folder& folder, mtlupdate::Lock& lock);
 
   // In the order in which they are made; they are released in the opposite one.
   Module module_;
@@ -117,6 +121,7 @@ class ModuleKeeper final : public Keeper {
   DownloaderSettings record_;
   const std::string folder_;
   const bool waitsForOthers_;
+  mtlupdate::TrustOptions trust_{};  ///< Without keys.
   EventStream& events_;
   Owned<DownloaderImpl> downloader_;
 };
@@ -147,35 +152,52 @@ Result ModuleKeeper::call(Entry entry) {
   return result;
 }
 
+/// A call that was not made.
+Result ModuleKeeper::refusedBy(const mtlupdate::Failure& failure) {
+  const CallRecord told = events_.finish();
+  if (told.failure) std::rethrow_exception(told.failure);
+  return failedBy(failure);
+}
+
+Result ModuleKeeper::check() {
+  mtlupdate::Folder folder;
+  if (!folder_.empty() && !folder.open(folder_, false)) {
+    const mtlupdate::Outcome failure = mtlupdate::Trust(trust_, "").readRecord(folder);
+    if (failure) return refusedBy(*failure);
+  }
+  return call(table().checkForUpdate);
+}
+
 Result ModuleKeeper::run() {
   mtlupdate::Folder folder;
   mtlupdate::Lock lock;
-  if (const mtlupdate::Outcome failure = takeLock(folder, lock)) {
-    // What else fails about a folder, the module meets too, and says in its own words.
-    if (failure->kind != mtlupdate::Failure::Kind::kDisk) {
-      const CallRecord told = events_.finish();
-      if (told.failure) std::rethrow_exception(told.failure);
-      return failedBy(*failure);
-    }
-  }
+  if (const mtlupdate::Outcome failure = takeCopy(folder, lock)) return refusedBy(*failure);
   if (Errors problem = makeStampFolder(record_); !problem.empty()) {
     return failedBy(Result::Failure::kDisk, std::move(problem));
   }
   return call(table().runDownload);
 }
 
-mtlupdate::Outcome ModuleKeeper::takeLock(mtlupdate::Folder& folder, mtlupdate::Lock& lock) {
+mtlupdate::Outcome ModuleKeeper::takeCopy(mtlupdate::Folder& folder, mtlupdate::Lock& lock) {
   if (folder_.empty() || folder.open(folder_, true)) return {};
-  if (!waitsForOthers_) return lock.take(folder);
-  return lock.take(folder, [this](std::int64_t holder) {
+  const auto goOn = [this](std::int64_t holder) {
     events_.tell([holder](Observer& observer) { observer.waiting(holder); });
     return events_.isAborted(nullptr, nullptr, nullptr) == 0;
-  });
+  };
+  const mtlupdate::Outcome failure = waitsForOthers_ ? lock.take(folder, goOn) : lock.take(folder);
+  // What else fails about a folder, the module meets too, and says in its own words.
+  if (failure && failure->kind != mtlupdate::Failure::Kind::kDisk) return failure;
+  return trust_.forgets ? mtlupdate::forgetTrust(folder)
+                        : mtlupdate::Trust(trust_, "").readRecord(folder);
 }
 
 }  // namespace
 
 std::unique_ptr<Keeper> openModule(const Settings& settings, EventStream& events, Errors& problem) {
+  if (!settings.trust.keys.empty() || !settings.trust.libraryName.empty()) {
+    problem = {ownError("Keys are for the engine only: the module cannot check signatures")};
+    return nullptr;
+  }
   std::optional<Module> module = Module::load(settings.moduleFile, problem);
   if (!module) return nullptr;
   auto keeper = std::make_unique<ModuleKeeper>(std::move(*module), settings, events);

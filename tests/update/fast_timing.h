@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 
 #include "update/timing.h"
 
@@ -12,6 +13,7 @@
 class FastTiming : public mtlupdate::Timing {
  public:
   TimePoint now() override { return Timing::now() + skipped_.load(); }
+  std::int64_t seconds() override { return clock > 0 ? clock.load() : Timing::seconds(); }
   double random() override { return 0.999999; }
   void wait(std::condition_variable& changed, std::unique_lock<std::mutex>& lock,
             TimePoint until) override {
@@ -19,6 +21,9 @@ class FastTiming : public mtlupdate::Timing {
     changed.wait_for(lock, std::chrono::milliseconds(1));
     if (until > before) skipped_ = skipped_.load() + 10 * (until - before);
   }
+
+  /// What the computer's clock says, in seconds since 1970; 0 for what it really does.
+  std::atomic<std::int64_t> clock{0};
 
  private:
   std::atomic<std::chrono::steady_clock::duration> skipped_{

@@ -27,9 +27,9 @@ class ReleaseTest : public testing::Test {
     transfers_ = std::make_unique<Transfers>(*session_, timing_, RetryPolicy{}, TransferLimits{});
   }
 
-  Outcome stamp() { return fetchStamp(*transfers_, {"/lib/id.txt"}, company_, stamp_); }
+  Outcome stamp() { return fetchStamp(*transfers_, {"/lib/id.txt"}, company_, false, stamp_); }
   Outcome list(const ListKeeper& keep = {}) {
-    return fetchList(*transfers_, {"/lib/filelist.json"}, company_, keep, listing_);
+    return fetchList(*transfers_, {"/lib/filelist.json"}, company_, keep, nullptr, listing_);
   }
 
   std::vector<std::string> paths() const {
@@ -75,7 +75,7 @@ TEST_F(ReleaseTest, AStampHasAMebibyteAtMost) {
 
 TEST_F(ReleaseTest, CachesCanBePassedFromTheBeginning) {
   server_.serve("/lib/id.txt", "one");
-  ASSERT_FALSE(fetchStamp(*transfers_, {"/lib/id.txt", true}, company_, stamp_));
+  ASSERT_FALSE(fetchStamp(*transfers_, {"/lib/id.txt", true}, company_, false, stamp_));
   EXPECT_EQ(server_.requests().at(0).header("Cache-Control"), "no-cache");
 }
 

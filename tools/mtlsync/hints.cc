@@ -203,6 +203,10 @@ std::string hintFor(mtlhost::Result::Failure failure, const ErrorEntries& errors
       return "--max-file-size and --max-total-size say how much is taken.";
     case Failure::kAnotherRun:
       return "--wait waits until it has ended.";
+    case Failure::kUntrusted:
+      return "Nothing was changed. If it stays so, ask the library's publisher, by another way "
+             "than "
+             "this server.";
     case Failure::kNone:
     case Failure::kOther:
     case Failure::kNetwork:

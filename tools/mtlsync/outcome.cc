@@ -62,6 +62,7 @@ ExitStatus exitStatusOf(mtlhost::Result::Failure failure) {
     case Failure::kDisk:
       return kExitDisk;
     case Failure::kContent:
+    case Failure::kUntrusted:
       return kExitContent;
     case Failure::kAnotherRun:
       return kExitAnotherRun;

@@ -22,6 +22,7 @@
 
 #include "mtlhost/error.h"
 #include "mtlhost/observer.h"
+#include "mtlhost/trust.h"
 #include "mtlhost/update.h"
 #include "mtllib/downloader_settings.h"
 
@@ -48,6 +49,8 @@ struct Settings {
   bool usesModule = false;
   /// What the engine is to do.
   UpdateSettings update{};
+  /// Who has to have signed the library: of the engine only.
+  TrustSettings trust{};
 };
 
 /// How an operation ended.
@@ -71,7 +74,10 @@ struct Result {
     kContent,     ///< What arrived, or lies there, is not what was published.
     kLimit,       ///< A limit of the settings would be exceeded.
     kAnotherRun,  ///< Another run is at work on the copy, perhaps of another process.
-    kMemory       ///< Not enough memory.
+    kMemory,      ///< Not enough memory.
+    /// Stamp, list or files are not what the library's publisher signed, or older than what the
+    /// copy has had. The copy is as it was.
+    kUntrusted
   };
   Status status = Status::kFailed;  ///< Which of them it was.
   /// What the module returned, or would have: 0 or more when all is well; -1 when it was not asked.

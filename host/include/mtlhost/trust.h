@@ -1,0 +1,71 @@
+/// @file
+/// Whose libraries a host takes, and who has signed the copy that it has.
+#ifndef MTLLIB_HOST_TRUST_H_
+#define MTLLIB_HOST_TRUST_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "mtlhost/error.h"
+
+namespace mtlhost {
+
+/// Who has to have signed a library. With keys, nothing takes effect that the holder of one of them
+/// did not sign, and no release that is older than what the copy has had; whatever is not as it
+/// should be ends an operation as Result::Failure::kUntrusted, with the copy as it was. A copy that
+/// was once updated with keys is not updated without.
+///
+/// Of the engine only: the module cannot check signatures.
+struct TrustSettings {
+  /// Public keys in minisign's format: the 56 characters of one ("RWQ..."), the text of its file,
+  /// or the name of its file. Usually the publisher's, and one or more that will follow it: any of
+  /// them may have signed. Without any, no signature is looked at.
+  std::vector<std::string> keys{};
+  /// The name that the publisher has given to the library. "": that of the release that the copy
+  /// was first brought to with keys, and of no other from then on.
+  std::string libraryName{};
+  /// Take a release that has expired, with a warning.
+  bool allowsExpired = false;
+  /// Forget what the copy has had with keys: it may be updated without, with other keys, to a
+  /// library of another name, or to an older release.
+  bool forgetsKeys = false;
+};
+
+/// What a copy shows of who has signed it. Times are in seconds since 1970.
+struct CopySignature {
+  /// Whether it can be trusted.
+  enum class Kind {
+    kNone,       ///< The copy's stamp is not a signature.
+    kUnchecked,  ///< It looks like one, which nobody checks: no keys were given.
+    kGood,       ///< The holder of one of the keys has signed it.
+    kBad         ///< It is not what the holder of one of the keys has signed: see `problem`.
+  };
+
+  Kind kind = Kind::kNone;  ///< Which of them.
+  /// An update with keys has brought the copy to a signed release, or was about to: it is not
+  /// updated without any.
+  bool needsKeys = false;
+  std::string problem{};  ///< kBad: why, in words that follow the name of the stamp.
+
+  /// @name What was signed
+  /// Of kGood only.
+  /// @{
+  std::string libraryName{};              ///< The name of the library.
+  std::uint64_t serial = 0;               ///< Grows with each release.
+  std::int64_t published = 0;             ///< When the release was made.
+  std::optional<std::int64_t> expires{};  ///< From when on it is refused.
+  std::string keyId{};                    ///< Of the key: 16 hexadecimal digits.
+  /// @}
+};
+
+/// Looks at the stamp of the copy in this folder, without a network. Of the settings, the keys and
+/// the name count. Empty, with the reason in `problem`, when a key cannot be used.
+std::optional<CopySignature> copySignature(const std::string& targetDirectory,
+                                           const std::string& subPath, const TrustSettings& trust,
+                                           Errors& problem);
+
+}  // namespace mtlhost
+
+#endif  // MTLLIB_HOST_TRUST_H_

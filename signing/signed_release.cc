@@ -1,0 +1,31 @@
+// Nothing of a stamp is believed, its comment least of all, before its signature is found good.
+#include "signing/signed_release.h"
+
+#include <utility>
+
+namespace mtlsigning {
+
+std::optional<SignedRelease> signedReleaseFrom(std::string_view stamp,
+                                               const std::vector<PublicKey>& keys,
+                                               std::string& problem) {
+  std::optional<Signature> signature = signatureFrom(stamp, problem);
+  if (!signature) return std::nullopt;
+  const PublicKey* const key = findKey(keys, signature->keyId);
+  if (key == nullptr) {
+    problem =
+        "was signed with key " + idText(signature->keyId) + ", which is not one of those given";
+    return std::nullopt;
+  }
+  if (!isCommentSigned(*signature, *key)) {
+    problem = "has a wrong signature: it was changed, or not made with key " + idText(key->id);
+    return std::nullopt;
+  }
+  std::optional<Release> release = releaseFrom(signature->comment);
+  if (!release) {
+    problem = "has a signed comment that does not describe a release of a library";
+    return std::nullopt;
+  }
+  return SignedRelease{*std::move(signature), *key, *std::move(release)};
+}
+
+}  // namespace mtlsigning

@@ -1,0 +1,29 @@
+// A SignedRelease is what a library's stamp says once its signature was checked.
+#ifndef MTLLIB_SIGNING_SIGNED_RELEASE_H_
+#define MTLLIB_SIGNING_SIGNED_RELEASE_H_
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "signing/release_comment.h"
+#include "signing/signature.h"
+
+namespace mtlsigning {
+
+struct SignedRelease {
+  Signature signature{};
+  PublicKey key{};  ///< Whose holder signed it.
+  Release release{};
+};
+
+/// The release of a stamp that the holder of one of the keys signed. Otherwise none, and `problem`
+/// is what follows "it ". Whether a list is the signed one, a ContentCheck finds out.
+std::optional<SignedRelease> signedReleaseFrom(std::string_view stamp,
+                                               const std::vector<PublicKey>& keys,
+                                               std::string& problem);
+
+}  // namespace mtlsigning
+
+#endif  // MTLLIB_SIGNING_SIGNED_RELEASE_H_
