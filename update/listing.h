@@ -5,9 +5,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include "rules/list_entry.h"
 #include "update/sha256.h"
@@ -39,17 +39,40 @@ class Listing {
     Entry kept = entry;
     kept.path = texts_.keep(entry.path);
     kept.remotePath = entry.remotePath == entry.path ? kept.path : texts_.keep(entry.remotePath);
-    entries_.push_back(kept);
+    if (size_ % kBlock == 0) blocks_.emplace_back().reserve(kBlock);
+    blocks_.back().push_back(kept);
+    ++size_;
   }
 
-  std::size_t size() const { return entries_.size(); }
-  bool empty() const { return entries_.empty(); }
-  const Entry& operator[](std::size_t number) const { return entries_[number]; }
-  auto begin() const { return entries_.begin(); }
-  auto end() const { return entries_.end(); }
+  std::size_t size() const { return size_; }
+  bool empty() const { return size_ == 0; }
+  const Entry& operator[](std::size_t number) const {
+    return blocks_[number / kBlock][number % kBlock];
+  }
+
+  class Iterator {
+   public:
+    Iterator(const Listing& listing, std::size_t number) : listing_(&listing), number_(number) {}
+    const Entry& operator*() const { return (*listing_)[number_]; }
+    Iterator& operator++() {
+      ++number_;
+      return *this;
+    }
+    bool operator!=(const Iterator& other) const { return number_ != other.number_; }
+
+   private:
+    const Listing* listing_;
+    std::size_t number_;
+  };
+
+  Iterator begin() const { return {*this, 0}; }
+  Iterator end() const { return {*this, size_}; }
 
  private:
-  std::deque<Entry> entries_;
+  static constexpr std::size_t kBlock = 256;
+
+  std::vector<std::vector<Entry>> blocks_;  // Each of them full before the next is begun.
+  std::size_t size_ = 0;
   TextStore texts_;
 };
 

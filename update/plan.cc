@@ -75,9 +75,16 @@ class Places {
   bool isTaken(std::string_view path) const {
     const std::string folded = Platform::kHasWindowsNames ? foldedCase(path) : std::string();
     if (Platform::kHasWindowsNames) path = folded;
+    // Most often paths are asked about in their order.
+    if (next_ < places_.size() && places_[next_].path == path &&
+        verdicts_[places_[next_].number] == Verdict::kAlone) {
+      ++next_;
+      return true;
+    }
     const auto next = std::upper_bound(
         places_.begin(), places_.end(), path,
         [](std::string_view other, const Place& place) { return isBefore(other, place.path); });
+    next_ = static_cast<std::size_t>(next - places_.begin());
     if (next == places_.begin()) return false;
     const Place& last = *std::prev(next);
     return last.path == path && verdicts_[last.number] == Verdict::kAlone;
@@ -92,6 +99,7 @@ class Places {
   TextStore texts_;
   std::vector<Place> places_;
   std::vector<Verdict> verdicts_;
+  mutable std::size_t next_ = 0;  ///< Behind what was found last.
 };
 
 /// Files by the digests that they had, for the same reason sorted.
@@ -144,6 +152,7 @@ class Planner {
         places_(listing) {}
 
   Outcome run() {
+    plan_.next.reserve(listing_.size());
     if (Outcome failure = findWithdrawn()) return failure;
     for (; entries_ < listing_.size(); ++entries_) {
       if (!mayGoOn(entries_)) return stopped();

@@ -9,11 +9,20 @@ namespace {
 
 constexpr std::string_view kDigits = "0123456789abcdef";
 
-/// 16 for anything but a lower-case hexadecimal digit.
-std::size_t valueOf(char digit) {
-  if (digit >= '0' && digit <= '9') return static_cast<std::size_t>(digit - '0');
-  return digit >= 'a' && digit <= 'f' ? static_cast<std::size_t>(digit - 'a') + 10 : 16;
+constexpr unsigned kNoDigit = 16;
+
+/// What each character stands for. Digits come in no order, so that asking what each is would be
+/// guessed wrong half of the time.
+constexpr std::array<std::uint8_t, 256> makeValues() {
+  std::array<std::uint8_t, 256> values{};
+  for (std::uint8_t& value : values)
+    value = kNoDigit;
+  for (std::size_t i = 0; i < kDigits.size(); ++i)
+    values[static_cast<unsigned char>(kDigits[i])] = static_cast<std::uint8_t>(i);
+  return values;
 }
+
+constexpr std::array<std::uint8_t, 256> kValues = makeValues();
 
 }  // namespace
 
@@ -30,13 +39,14 @@ std::string hexText(const std::optional<Digest>& digest) {
 std::optional<Digest> digestFrom(std::string_view hexText) {
   Digest digest{};
   if (hexText.size() != digest.size() * 2) return std::nullopt;
+  unsigned all = 0;
   for (std::size_t i = 0; i < digest.size(); ++i) {
-    const std::size_t high = valueOf(hexText[2 * i]);
-    const std::size_t low = valueOf(hexText[2 * i + 1]);
-    if (high > 15 || low > 15) return std::nullopt;
-    digest[i] = static_cast<std::uint8_t>(high * 16 + low);
+    const unsigned high = kValues[static_cast<unsigned char>(hexText[2 * i])];
+    const unsigned low = kValues[static_cast<unsigned char>(hexText[2 * i + 1])];
+    all |= high | low;
+    digest[i] = static_cast<std::uint8_t>(high << 4U | low);
   }
-  return digest;
+  return (all & kNoDigit) == 0 ? std::optional(digest) : std::nullopt;
 }
 
 }  // namespace mtlupdate

@@ -133,10 +133,15 @@ const std::vector<KnownFile>& State::files() const {
 }
 
 const KnownFile* State::find(std::string_view path) const {
+  const std::vector<KnownFile>& all = files();
+  // Most often files are looked for in their order.
+  if (next_ < all.size() && all[next_].path == path) return &all[next_++];
   KnownFile wanted;
   wanted.path = path;
-  const auto found = std::lower_bound(files().begin(), files().end(), wanted, isBefore);
-  return found != files_.end() && found->path == path ? &*found : nullptr;
+  const auto found = std::lower_bound(all.begin(), all.end(), wanted, isBefore);
+  if (found == all.end() || found->path != path) return nullptr;
+  next_ = static_cast<std::size_t>(found - all.begin()) + 1;
+  return &*found;
 }
 
 std::string stateBytes(const State& state) {
@@ -166,10 +171,12 @@ std::optional<State> stateFrom(std::string_view bytes) {
   state.subPath = pieces.takeText();
   state.stamp = pieces.takeText();
   const auto count = pieces.takeNumber<std::uint64_t>();
+  constexpr std::size_t kLeast = 30;  // Bytes of one file.
+  state.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(count, bytes.size() / kLeast)));
   for (std::uint64_t i = 0; i < count && pieces.isWhole(); ++i) {
     const KnownFile file = takeFile(pieces);
     // Who can write the file can also make its digest right.
-    if (!pieces.isWhole() || file.path.empty() || mtlrules::plainPath(file.path) != file.path) {
+    if (!pieces.isWhole() || !mtlrules::isPlain(file.path)) {
       return std::nullopt;
     }
     state.add(file);

@@ -4,6 +4,7 @@
 #ifndef MTLLIB_UPDATE_STATE_H_
 #define MTLLIB_UPDATE_STATE_H_
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -31,6 +32,9 @@ class State {
   std::string subPath{};
   std::string stamp{};  ///< Of the library's release that the copy was brought to.
 
+  /// So many files are going to be added: memory for them is taken once.
+  void reserve(std::size_t files) { files_.reserve(files); }
+
   /// Copies the path. Of several files with the same path the last one counts.
   void add(const KnownFile& file);
 
@@ -44,6 +48,7 @@ class State {
   TextStore texts_;
   mutable std::vector<KnownFile> files_;
   mutable bool isSorted_ = true;
+  mutable std::size_t next_ = 0;  ///< Behind the file that was found last.
 };
 
 /// The bytes of the file.

@@ -48,12 +48,15 @@ std::string stampName(std::string_view subPath) {
 }
 
 bool isOwnName(std::string_view path, std::string_view subPath) {
-  const std::string plain = plainPath(path);
-  const std::vector<std::string_view> names = namesOf(plain);
-  if (names.empty()) return false;
+  if (!isPlain(path)) {
+    const std::string plain = plainPath(path);
+    return !plain.empty() && isOwnName(plain, subPath);
+  }
+  const std::string_view first = path.substr(0, path.find('/'));
+  if (isStateFolder(first) || isSameName(first, kStampName)) return true;
+  if (subPath.empty()) return false;
   const std::string stamp = plainPath(stampName(subPath));
-  return isStateFolder(names.front()) || isSameName(names.front(), kStampName) ||
-         (!stamp.empty() && isInTheWay(names, namesOf(stamp)));
+  return !stamp.empty() && isInTheWay(namesOf(path), namesOf(stamp));
 }
 
 }  // namespace mtlrules

@@ -43,21 +43,6 @@ std::string joined(const std::vector<std::string_view>& names, std::string_view 
   return text;
 }
 
-// Whether the path is written as plainPath() writes it, as most are.
-bool isPlain(std::string_view path) {
-  std::size_t begin = 0;
-  while (true) {
-    const auto* const end =
-        std::find_if(path.begin() + static_cast<std::ptrdiff_t>(begin), path.end(), isSeparator);
-    const auto size = static_cast<std::size_t>(end - path.begin()) - begin;
-    const std::string_view name = path.substr(begin, size);
-    if (name.empty() || name == "." || name == "..") return false;
-    if (end == path.end()) return true;
-    if (*end != '/') return false;
-    begin += size + 1;
-  }
-}
-
 bool isUnreserved(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' ||
          c == '.' || c == '_' || c == '~' || c == '/';
@@ -93,6 +78,20 @@ std::string joinedPath(std::string_view base, std::string_view relative) {
   path = canonicalPath(path.append("/").append(relative));
   if (path == ".." || path.compare(0, 3, "../") == 0) return {};
   return path;
+}
+
+bool isPlain(std::string_view path) {
+  std::size_t begin = 0;
+  while (true) {
+    const auto* const end =
+        std::find_if(path.begin() + static_cast<std::ptrdiff_t>(begin), path.end(), isSeparator);
+    const auto size = static_cast<std::size_t>(end - path.begin()) - begin;
+    const std::string_view name = path.substr(begin, size);
+    if (name.empty() || name == "." || name == "..") return false;
+    if (end == path.end()) return true;
+    if (*end != '/') return false;
+    begin += size + 1;
+  }
 }
 
 std::string plainPath(std::string_view path) {

@@ -27,6 +27,9 @@ std::string joinedPath(std::string_view base, std::string_view relative);
 /// it is put in; "" when it does not stay below that.
 std::string plainPath(std::string_view path);
 
+/// Whether the path is written as plainPath() writes it, as most are; "" is not.
+bool isPlain(std::string_view path);
+
 /// Whether `path`, appended to a folder, names something below it: it never climbs above the
 /// folder on its way and does not end at the folder itself. `onWindows`, it has no name either
 /// that Windows takes for a device, a drive or a stream of another file.

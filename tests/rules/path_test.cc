@@ -166,6 +166,15 @@ TEST(PlainPath, IsTheSameHoweverThePathIsWritten) {
   EXPECT_EQ(plainPath("..a"), "..a");
 }
 
+TEST(PlainPath, IsKnownByItself) {
+  for (const char* path : {"a", "a/b", "..a/b..", ".a", "a/..."}) {
+    EXPECT_TRUE(isPlain(path)) << path;
+    EXPECT_EQ(plainPath(path), path);
+  }
+  for (const char* path : {"", "/", "/a", "a/", "a//b", "a\\b", ".", "./a", "a/.", "..", "a/../b"})
+    EXPECT_FALSE(isPlain(path)) << path;
+}
+
 TEST(PlainPath, IsNothingOfWhatLeavesTheFolder) {
   for (const char* path : {"", ".", "/", "..", "a/..", "../a", "a/../../a/b"})
     EXPECT_EQ(plainPath(path), "") << path;
