@@ -1,13 +1,16 @@
-// The text is cut into entries here, and JsonCpp, which does not take texts in pieces, parses
-// them one at a time: so both read the same lists, since the module has that parser too.
+// The text is cut into entries here. RapidJSON, which keeps nothing, reads those that any parser
+// reads alike, as publishers write them. JsonCpp, which the module has, reads all others: so both
+// read the same lists, however odd they are.
 #include "update/list_reader.h"
 
 #include <json/reader.h>
 #include <json/value.h>
+#include <rapidjson/reader.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -32,52 +35,58 @@ Outcome refused(std::string text) {
   return Failure{Failure::Kind::kContent, std::move(text)};
 }
 
-std::optional<std::string> textOf(const Json::Value& member) {
-  return member.isString() ? std::optional(member.asString()) : std::nullopt;
-}
-
-std::optional<std::uint64_t> sizeOf(const Json::Value* member) {
-  if (member == nullptr || !member->isInt64() || member->asInt64() < 0) return std::nullopt;
-  return static_cast<std::uint64_t>(member->asInt64());
-}
-
-/// One entry, read from its object.
+/// What an entry says of its file. Of members with the same name the last one counts.
 class EntryReading {
  public:
-  // Going through the members once costs less than looking for each of them.
-  EntryReading(const Json::Value& object, std::size_t number) : number_(number) {
-    for (auto member = object.begin(); member != object.end(); ++member) {
-      const char* end = nullptr;
-      const char* const begin = member.memberName(&end);
-      const std::string_view name(begin, static_cast<std::size_t>(end - begin));
-      if (name == "path") {
-        // Up to a zero byte.
-        if (member->isString()) path_ = member->asCString();
-      } else if (name == "download") {
-        download_ = &*member;
-      } else if (name == "size") {
-        size_ = &*member;
-      } else if (name == "jpegSize") {
-        lossySize_ = &*member;
-      } else if (name == "sha256") {
-        sha256_ = &*member;
-      }
+  enum class Member { kPath, kPolicy, kSize, kLossySize, kDigest, kOther };
+
+  static Member memberOf(std::string_view name) {
+    if (name == "path") return Member::kPath;
+    if (name == "download") return Member::kPolicy;
+    if (name == "size") return Member::kSize;
+    if (name == "jpegSize") return Member::kLossySize;
+    return name == "sha256" ? Member::kDigest : Member::kOther;
+  }
+
+  /// `text` is none for anything else; `number` as well, and for those that are not sizes.
+  void take(Member member, std::optional<std::string_view> text,
+            std::optional<std::int64_t> number) {
+    const std::string_view word = text.value_or("");
+    const bool isSize = number.value_or(-1) >= 0;
+    const auto size = isSize ? std::optional(static_cast<std::uint64_t>(*number)) : std::nullopt;
+    if (member == Member::kPath) {
+      path_ = word.substr(0, word.find('\0'));
+    } else if (member == Member::kPolicy) {
+      policy_ = mtlrules::policyOf(text);
+      hasOddPolicy_ = !mtlrules::policyNamed(word);
+    } else if (member == Member::kSize) {
+      size_ = size;
+    } else if (member == Member::kLossySize) {
+      lossySize_ = size;
+    } else if (member == Member::kDigest) {
+      digest_ = digestFrom(word);
+      hasOddDigest_ = !digest_;
     }
-    if (download_ != nullptr) policy_ = mtlrules::policyOf(textOf(*download_));
-    if (sha256_ != nullptr) digest_ = digestFrom(textOf(*sha256_).value_or(""));
+  }
+
+  /// For the next entry.
+  void clear() {
+    path_.clear();
+    size_.reset();
+    lossySize_.reset();
+    digest_.reset();
+    policy_ = mtlrules::policyOf(std::nullopt);
+    hasOddPolicy_ = false;
+    hasOddDigest_ = false;
   }
 
   /// What is not as a publisher would have written it, but does not matter to clients.
-  std::vector<ListProblem> oddities(std::string_view subPath) const {
+  std::vector<ListProblem> oddities(std::size_t number, std::string_view subPath) const {
     std::vector<ListProblem> odd;
-    const auto add = [&](const char* reason) { odd.push_back({number_, path_, reason, false}); };
+    const auto add = [&](const char* reason) { odd.push_back({number, path_, reason, false}); };
     if (path_.empty()) add("has no \"path\"");
-    if (download_ != nullptr && !mtlrules::policyNamed(textOf(*download_).value_or(""))) {
-      add("its \"download\" is not always, missing or never");
-    }
-    if (sha256_ != nullptr && !digest_) {
-      add("its \"sha256\" is not 64 lower-case hexadecimal digits");
-    }
+    if (hasOddPolicy_) add("its \"download\" is not always, missing or never");
+    if (hasOddDigest_) add("its \"sha256\" is not 64 lower-case hexadecimal digits");
     if (isFetched() && mtlrules::isOwnName(path_, subPath)) {
       add("has a name that clients keep for their own files");
     }
@@ -90,15 +99,16 @@ class EntryReading {
     if (!mtlrules::staysBelow(path_, Platform::kHasWindowsNames)) {
       return "a path leaves the target directory";
     }
-    const std::string path = mtlrules::plainPath(path_);
-    const std::optional<std::uint64_t> lossySize = sizeOf(lossySize_);
-    if (lossySize.value_or(0) == 0) {
-      listing.add({path, path, sizeOf(size_), digest_, policy_});
+    std::string plain;
+    std::string_view path = path_;
+    if (!mtlrules::isPlain(path_)) path = plain = mtlrules::plainPath(path_);
+    if (lossySize_.value_or(0) == 0) {
+      listing.add({path, path, size_, digest_, policy_});
       return "";
     }
     const std::optional<std::string> variant = mtlrules::lossyVariantOf(path_);
     if (!variant) return "a lossy map does not end in \".tx\"";
-    listing.add({path, mtlrules::plainPath(*variant), lossySize, digest_, policy_});
+    listing.add({path, mtlrules::plainPath(*variant), lossySize_, digest_, policy_});
     return "";
   }
 
@@ -107,37 +117,99 @@ class EntryReading {
  private:
   bool isFetched() const { return !path_.empty() && policy_ != mtlrules::DownloadPolicy::kNever; }
 
-  std::size_t number_;
   std::string path_{};
-  // Null where there is no such member.
-  const Json::Value* download_ = nullptr;
-  const Json::Value* size_ = nullptr;
-  const Json::Value* lossySize_ = nullptr;
-  const Json::Value* sha256_ = nullptr;
-  mtlrules::DownloadPolicy policy_ = mtlrules::policyOf(std::nullopt);
+  std::optional<std::uint64_t> size_{};
+  std::optional<std::uint64_t> lossySize_{};
   std::optional<Digest> digest_{};
+  mtlrules::DownloadPolicy policy_ = mtlrules::policyOf(std::nullopt);
+  bool hasOddPolicy_ = false;
+  bool hasOddDigest_ = false;
 };
 
-/// "" or why the text is not one value.
-std::string parse(const std::string& text, Json::Reader& reader, Json::Value& value) {
-  try {
-    if (!reader.parse(text.data(), text.data() + text.size(), value, false)) {
-      return mtlrules::printableLine(reader.getFormattedErrorMessages().substr(0, 512));
-    }
-  } catch (const Json::Exception& exception) {
-    return exception.what();  // It is nested too deep.
+/// Takes what RapidJSON reads of one object without objects, arrays and fractions in it, and gives
+/// up on anything else.
+class PlainObject : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, PlainObject> {
+ public:
+  explicit PlainObject(EntryReading& entry) : entry_(entry) {}
+
+  bool StartObject() { return !std::exchange(isInObject_, true); }
+  bool EndObject(rapidjson::SizeType /*members*/) { return true; }
+  bool StartArray() { return false; }
+  bool Double(double /*value*/) { return false; }
+  bool Key(const char* text, rapidjson::SizeType size, bool /*copy*/) {
+    member_ = EntryReading::memberOf({text, size});
+    return true;
   }
-  const auto end = static_cast<std::size_t>(value.getOffsetLimit());
-  return std::all_of(text.begin() + static_cast<std::ptrdiff_t>(end), text.end(), isSpace)
-             ? ""
-             : "a comma is missing";
-}
+  bool String(const char* text, rapidjson::SizeType size, bool /*copy*/) {
+    return take(std::string_view(text, size), std::nullopt);
+  }
+  bool Int64(std::int64_t value) { return take(std::nullopt, value); }
+  bool Uint64(std::uint64_t value) {
+    constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
+    return value <= kMost ? Int64(static_cast<std::int64_t>(value)) : Default();
+  }
+  bool Int(int value) { return Int64(value); }
+  bool Uint(unsigned value) { return Int64(value); }
+  bool Default() { return take(std::nullopt, std::nullopt); }
+
+ private:
+  bool take(std::optional<std::string_view> text, std::optional<std::int64_t> number) {
+    if (isInObject_) entry_.take(member_, text, number);
+    return isInObject_;
+  }
+
+  EntryReading& entry_;
+  bool isInObject_ = false;
+  EntryReading::Member member_ = EntryReading::Member::kOther;
+};
 
 }  // namespace
 
 struct ListReader::Parser {
-  Json::Reader reader;
+  /// Reads the entry if it is plain. If not, the members of it that were read must not count.
+  bool readPlain(const std::string& text) {
+    // Parsers differ in what they make of some escapes.
+    if (text.find('\\') != text.npos) return false;
+    entry.clear();
+    rapidjson::StringStream stream(text.c_str());
+    PlainObject object(entry);
+    return !plain.Parse(stream, object).IsError() && stream.Tell() == text.size();
+  }
+
+  /// "" or why the text is not one value. `isObject` is false for a value that is not an entry.
+  std::string readAny(const std::string& text, bool& isObject) {
+    try {
+      if (!any.parse(text.data(), text.data() + text.size(), value, false)) {
+        return mtlrules::printableLine(any.getFormattedErrorMessages().substr(0, 512));
+      }
+    } catch (const Json::Exception& exception) {
+      return exception.what();  // It is nested too deep.
+    }
+    const auto end = static_cast<std::ptrdiff_t>(value.getOffsetLimit());
+    if (!std::all_of(text.begin() + end, text.end(), isSpace)) return "a comma is missing";
+    isObject = value.isObject();
+    if (isObject) takeMembers();
+    return "";
+  }
+
+  rapidjson::Reader plain;
+  Json::Reader any;
   Json::Value value;
+  EntryReading entry;
+
+ private:
+  void takeMembers() {
+    entry.clear();
+    // Going through the members once costs less than looking for each of them.
+    for (auto member = value.begin(); member != value.end(); ++member) {
+      const char* end = nullptr;
+      const char* const name = member.memberName(&end);
+      const std::string text = member->isString() ? member->asString() : "";
+      entry.take(EntryReading::memberOf({name, static_cast<std::size_t>(end - name)}),
+                 member->isString() ? std::optional<std::string_view>(text) : std::nullopt,
+                 member->isInt64() ? std::optional<std::int64_t>(member->asInt64()) : std::nullopt);
+    }
+  }
 };
 
 ListReader::ListReader(Listing& listing, std::function<void(const ListProblem&)> onProblem,
@@ -264,17 +336,18 @@ Outcome ListReader::append(std::string_view bytes) {
 
 Outcome ListReader::endEntry() {
   ++number_;
-  const Json::Value& value = parser_->value;
-  const std::string problem = parse(entry_, parser_->reader, parser_->value);
+  bool isObject = true;
+  std::string problem;
+  if (!parser_->readPlain(entry_)) problem = parser_->readAny(entry_, isObject);
   entry_.clear();
   if (!problem.empty()) {
     return refused("entry " + std::to_string(number_) +
                    " of the list is not valid JSON: " + problem);
   }
-  if (!value.isObject()) return report({number_, "", "an entry is not an object", true});
-  const EntryReading entry(value, number_);
+  if (!isObject) return report({number_, "", "an entry is not an object", true});
+  const EntryReading& entry = parser_->entry;
   if (onProblem_) {
-    for (const ListProblem& odd : entry.oddities(subPath_))
+    for (const ListProblem& odd : entry.oddities(number_, subPath_))
       onProblem_(odd);
   }
   const std::string refusal = entry.addTo(listing_);

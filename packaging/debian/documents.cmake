@@ -6,6 +6,8 @@ set(MTLLIB_MAINTAINER "The mtllib authors <packages@mtllib.example>" CACHE STRIN
   "Who answers for Debian's packages")
 
 file(READ ${PROJECT_SOURCE_DIR}/LICENSE licences)
+file(READ ${MTLLIB_RAPIDJSON_LICENCE} rapidjson)
+string(APPEND licences "\nThe engine carries code of RapidJSON:\n\n${rapidjson}")
 file(READ ${MTLLIB_LLHTTP_LICENCE} llhttp)
 file(WRITE ${generated}/copyright
   "${licences}\nThe networking library carries code of llhttp:\n\n${llhttp}")

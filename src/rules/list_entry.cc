@@ -41,7 +41,7 @@ std::optional<DownloadPolicy> policyNamed(std::string_view word) {
   return found != kWords.end() ? std::optional(found->first) : std::nullopt;
 }
 
-DownloadPolicy policyOf(const std::optional<std::string>& word) {
+DownloadPolicy policyOf(std::optional<std::string_view> word) {
   if (!word) return DownloadPolicy::kAlways;
   return policyNamed(*word).value_or(DownloadPolicy::kNever);
 }

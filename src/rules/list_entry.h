@@ -26,7 +26,7 @@ std::optional<DownloadPolicy> policyNamed(std::string_view word);
 
 /// What a client makes of an entry's word: without one it fetches the file always, with an
 /// unknown one never.
-DownloadPolicy policyOf(const std::optional<std::string>& word);
+DownloadPolicy policyOf(std::optional<std::string_view> word);
 
 /// The name under which a library has the lossy variant of a map; none for files that are not
 /// maps, whose names end in ".tx".

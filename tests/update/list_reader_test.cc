@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <optional>
+#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -142,6 +143,91 @@ TEST(ListReader, LeavesOutWhatIsNeverFetched) {
   EXPECT_THAT(pathsIn("[{\"path\":\"../a\",\"download\":\"never\"},{\"path\":\"b\",\"download\":"
                       "\"sometimes\"},{\"size\":1},{\"path\":\"c\"}]\n"),
               ElementsAre("c"));
+}
+
+/// What a client keeps of the list, or that it refuses it.
+std::string readingOf(const std::string& text) {
+  Listing listing;
+  ListReader reader(listing);
+  if (readPieces(text, text.size(), reader)) return "refused";
+  std::string reading;
+  for (const Entry& entry : listing) {
+    reading.append(entry.path).append(1, '|').append(entry.remotePath).append(1, '|');
+    reading += entry.size ? std::to_string(*entry.size) : "no size";
+    reading += '|' + mtlupdate::hexText(entry.sha256);
+    reading += entry.policy == DownloadPolicy::kAlways ? "|always " : "|missing ";
+  }
+  return reading;
+}
+
+// Entries with an escape in them are left to the parser that the module has.
+TEST(ListReader, ReadsGeneratedEntriesAsIfTheyHadAnEscape) {
+  const std::string digest(64, 'b');
+  const std::vector<std::string> names{"path",   "path",     "path", "size", "size", "jpegSize",
+                                       "sha256", "download", "Path", "",     "note"};
+  const std::vector<std::string> values{"\"a/b.tx\"",
+                                        "\"./a//c.tx\"",
+                                        "\"../d\"",
+                                        "\"\xC3\xA9\xFF\"",
+                                        "\"\"",
+                                        "\"always\"",
+                                        "\"missing\"",
+                                        "\"never\"",
+                                        "\"" + digest + "\"",
+                                        "\"" + digest + "b\"",
+                                        "0",
+                                        "-0",
+                                        "5",
+                                        "-1",
+                                        "4294967296",
+                                        "9223372036854775807",
+                                        "9223372036854775808",
+                                        "18446744073709551616",
+                                        "5.0",
+                                        "5.5",
+                                        "-0.0",
+                                        "5e1",
+                                        "1e400",
+                                        "05",
+                                        "+5",
+                                        "0x5",
+                                        "null",
+                                        "true",
+                                        "false",
+                                        "nul",
+                                        "NaN",
+                                        "[]",
+                                        "[5]",
+                                        "{}",
+                                        "{\"path\":\"e\"}",
+                                        "\"tab\there\"",
+                                        "\"line\nhere\"",
+                                        "\"\x7F\"",
+                                        std::string("\"zero\0here\"", 11),
+                                        "",
+                                        "5 6",
+                                        "\"f\" \"g\""};
+  const std::vector<std::string> ends{"}",  "}", "}",  "}",   "}", "} ",
+                                      ",}", "",  "}}", "} 5", "]", std::string("}\0", 2)};
+  std::mt19937 random(20260101);
+  const auto oneOf = [&](const std::vector<std::string>& choices) {
+    return choices[random() % choices.size()];
+  };
+  std::size_t taken = 0;
+  for (int i = 0; i < 20'000; ++i) {
+    std::string members;
+    for (auto count = random() % 5; count > 0; --count) {
+      members += (members.empty() ? "\"" : ",\"") + oneOf(names) + "\":" + oneOf(values);
+    }
+    const std::string end = oneOf(ends);
+    const std::string plain = "[{" + members + end + "]\n";
+    const std::string escaped =
+        "[{\"\\n\":0" + (members.empty() ? "" : "," + members) + end + "]\n";
+    ASSERT_EQ(readingOf(plain), readingOf(escaped)) << plain;
+    if (readingOf(plain) != "refused") ++taken;
+  }
+  EXPECT_GT(taken, 2000U);
+  EXPECT_LT(taken, 18'000U);
 }
 
 TEST(ListReader, RefusesWhatTheModuleRefuses) {

@@ -62,4 +62,27 @@ TEST(Memory, OfReadingAListIsThatOfItsEntriesWhateverTheirTextIs) {
   EXPECT_EQ(listing.size(), 200U);
 }
 
+// What a list takes most of its time for is the entries as publishers write them: nothing is taken
+// for one but what is kept of it.
+TEST(Memory, IsNotTakenForEachPlainEntry) {
+  Listing listing;
+  mtlupdate::ListReader reader(listing);
+  const auto textOf = [](std::size_t number) {
+    return (number > 0 ? ",{\"download\":\"always\",\"path\":\"" : "[{\"path\":\"") +
+           pathOf(number) + "\",\"sha256\":\"" + std::string(64, 'a') + "\",\"size\":4096}\n";
+  };
+  ASSERT_FALSE(reader.feed(textOf(0)));
+  ASSERT_FALSE(reader.feed(textOf(1)));
+  std::string text;
+  constexpr std::size_t kEntries = 10'000;
+  for (std::size_t i = 2; i < kEntries; ++i)
+    text += textOf(i);
+  const AllocationCount count;
+  ASSERT_FALSE(reader.feed(text));
+  EXPECT_LE(count.sizes().size(), kEntries / 20);
+  ASSERT_FALSE(reader.feed("]\n"));
+  ASSERT_FALSE(reader.finish());
+  EXPECT_EQ(listing.size(), kEntries);
+}
+
 }  // namespace
