@@ -141,13 +141,32 @@ std::string contentHint(const ErrorEntries& errors) {
          "tell its publisher.";
 }
 
+/// Whether the words stand in the newest message.
+bool isFound(const ErrorEntries& errors, const char* words) {
+  return errors.front().message.find(words) != std::string::npos;
+}
+
+/// For what was not signed as it should be.
+std::string untrustedHint(const ErrorEntries& errors) {
+  if (isFound(errors, "older release")) return "Nothing was changed. Run it again later.";
+  if (isFound(errors, "expired"))
+    return "Nothing was changed. --allow-expired takes it, and warns.";
+  return "Nothing was changed. If it stays so, ask the library's publisher, but not by way of its "
+         "server.";
+}
+
 /// For what cannot be done, whatever the state of things is.
 std::string usageHint(const ErrorEntries& errors, const Options& options) {
+  if (isFound(errors, "was updated with keys")) {
+    return "--key names them; --forget-keys goes on without, and nobody checks what comes.";
+  }
+  if (isFound(errors, "this is a copy of the library")) {
+    return "--forget-keys makes it one of another library.";
+  }
   if (options.mode == Mode::kVerify) {
     return '"' + commandWith("--verify", options) + "\" compares with the library's own list.";
   }
-  const bool isOfPruning = errors.front().message.find("would be removed") != std::string::npos;
-  return isOfPruning ? "--prune-most removes them all the same." : "";
+  return isFound(errors, "would be removed") ? "--prune-most removes them all the same." : "";
 }
 
 }  // namespace
@@ -163,6 +182,11 @@ std::string commandWith(const std::string& option, const Options& options) {
     text += "--proxy " + shellWord(options.proxyAddress) + ' ';
   }
   if (options.proxyMode == PROXY_MODE_DISABLED) text += "--no-proxy ";
+  for (const std::string& key : options.trust.keys)
+    text += "--key " + shellWord(key) + ' ';
+  if (!options.trust.libraryName.empty()) {
+    text += "--name " + shellWord(options.trust.libraryName) + ' ';
+  }
   const auto looksLikeAnOption = [](const std::string& name) { return name.rfind('-', 0) == 0; };
   if (looksLikeAnOption(options.url) || looksLikeAnOption(directory)) text += "-- ";
   text += options.url.empty() ? "URL" : shellWord(options.url);
@@ -204,9 +228,7 @@ std::string hintFor(mtlhost::Result::Failure failure, const ErrorEntries& errors
     case Failure::kAnotherRun:
       return "--wait waits until it has ended.";
     case Failure::kUntrusted:
-      return "Nothing was changed. If it stays so, ask the library's publisher, by another way "
-             "than "
-             "this server.";
+      return untrustedHint(errors);
     case Failure::kNone:
     case Failure::kOther:
     case Failure::kNetwork:

@@ -5,6 +5,7 @@
 
 #include "mtlhost/utf8.h"
 #include "mtlsync/plan_text.h"
+#include "mtlsync/status.h"
 #include "rules/printable.h"
 
 namespace mtlsync {
@@ -21,6 +22,37 @@ Json::Value amountValue(const mtlhost::Amount& amount) {
   Json::Value object(Json::objectValue);
   object["files"] = static_cast<Json::Int64>(amount.files);
   object["bytes"] = static_cast<Json::Int64>(amount.bytes);
+  return object;
+}
+
+const char* nameOf(mtlhost::CopySignature::Kind kind) {
+  using Kind = mtlhost::CopySignature::Kind;
+  switch (kind) {
+    case Kind::kNone:
+      return "none";
+    case Kind::kUnchecked:
+      return "unchecked";
+    case Kind::kGood:
+      return "good";
+    case Kind::kBad:
+      break;
+  }
+  return "bad";
+}
+
+Json::Value signatureValue(const mtlhost::CopySignature& signature) {
+  const auto timeText = [](std::int64_t seconds) {
+    return seconds > 0 ? universalTimeText(seconds) : std::string();
+  };
+  Json::Value object(Json::objectValue);
+  object["kind"] = nameOf(signature.kind);
+  object["needsKeys"] = signature.needsKeys;
+  object["problem"] = signature.problem;
+  object["keyId"] = signature.keyId;
+  object["library"] = signature.libraryName;
+  object["serial"] = static_cast<Json::UInt64>(signature.serial);
+  object["published"] = timeText(signature.published);
+  object["expires"] = timeText(signature.expires.value_or(0));
   return object;
 }
 
@@ -112,13 +144,15 @@ void JsonEvents::waiting(std::int64_t process) {
 }
 
 void JsonEvents::status(const std::string& stamp, const std::string& since, std::int64_t files,
-                        std::int64_t bytes, bool isUnfinished) {
+                        std::int64_t bytes, bool isUnfinished,
+                        const mtlhost::CopySignature& signature) {
   Json::Value object = eventNamed("status");
   object["stamp"] = mtlhost::validUtf8(stamp);
   object["since"] = since;
   object["files"] = static_cast<Json::Int64>(files);
   object["bytes"] = static_cast<Json::Int64>(bytes);
   object["unfinished"] = isUnfinished;
+  object["signature"] = signatureValue(signature);
   writeLine(stream_, object);
 }
 
@@ -148,11 +182,12 @@ void JsonEvents::changes(const mtlhost::Result& result) {
   writeLine(stream_, object);
 }
 
-void JsonEvents::result(int code, const std::string& status, std::int64_t files,
-                        std::int64_t bytes) {
+void JsonEvents::result(int code, const std::string& status, const std::string& failure,
+                        std::int64_t files, std::int64_t bytes) {
   Json::Value object = eventNamed("result");
   object["code"] = code;
   object["status"] = status;
+  object["failure"] = failure;
   object["files"] = static_cast<Json::Int64>(files);
   object["bytes"] = static_cast<Json::Int64>(bytes);
   writeLine(stream_, object);

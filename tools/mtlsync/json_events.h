@@ -32,13 +32,16 @@ class JsonEvents {
   void plan(const mtlhost::Plan& plan);
   /// Another run is waited for.
   void waiting(std::int64_t process);
-  /// What the local copy is: its stamp, when that was written, and the files beside it.
+  /// What the local copy is: its stamp, when that was written, the files beside it, and who has
+  /// signed it.
   void status(const std::string& stamp, const std::string& since, std::int64_t files,
-              std::int64_t bytes, bool isUnfinished);
+              std::int64_t bytes, bool isUnfinished, const mtlhost::CopySignature& signature);
   void error(const ErrorEntries& entries);
   /// What an update did, in all.
   void changes(const mtlhost::Result& result);
-  void result(int code, const std::string& status, std::int64_t files, std::int64_t bytes);
+  /// `failure` is what kind of failure it was, "" for none.
+  void result(int code, const std::string& status, const std::string& failure, std::int64_t files,
+              std::int64_t bytes);
 
  private:
   std::ostream& stream_;

@@ -20,9 +20,8 @@ constexpr const char* kNoLimit = "0";
 
 constexpr const char* kFooter =
     R"(SIZE is in bytes, or with k, M or G; 0 is no limit. TIME is in s, m or h.
-Exit status: 0 done or up to date, 1 failed, 2 wrong usage, 3 network or server,
-4 disk, 5 content that was not published, 6 another run is at work, 7 --verify
-found differences, 100 an update is available (--check), 130 interrupted.)";
+Exit status: 0 done, 1 failed, 2 wrong usage, 3 network, 4 disk, 5 content not
+as published or signed, 6 other run, 7 differences, 100 update, 130 interrupted.)";
 
 /// Knows that URL is not always given.
 class HelpFormatter final : public CLI::Formatter {
@@ -118,6 +117,20 @@ void declareUpdate(CLI::App& app, Options& options, Typed& typed) {
   app.add_flag("--wait", update.waitsForOthers, "Wait for another run on DIR to end");
 }
 
+void declareTrust(CLI::App& app, mtlhost::TrustSettings& trust) {
+  app.add_option("--key", trust.keys, "Take only what this public key has signed")
+      ->type_name("KEY|FILE")
+      ->expected(1)
+      ->allow_extra_args(false)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->check(notEmpty());
+  app.add_option("--name", trust.libraryName, "Name that the library must be signed with")
+      ->type_name("NAME")
+      ->check(notEmpty());
+  app.add_flag("--allow-expired", trust.allowsExpired, "Take what has expired, with a warning");
+  app.add_flag("--forget-keys", trust.forgetsKeys, "Forget which keys and releases DIR has had");
+}
+
 /// The modes that were asked for, by their options.
 std::vector<std::pair<std::string, Mode>> modesOf(const Typed& typed) {
   std::vector<std::pair<std::string, Mode>> modes;
@@ -137,6 +150,7 @@ std::string engineOptionIn(const Typed& typed, const Options& options) {
   if (options.update.full) return "--full";
   if (options.update.prune) return "--prune";
   if (options.update.pruneMost) return "--prune-most";
+  if (!options.trust.keys.empty()) return "--key";
   if (typed.limitRate != kNoLimit) return "--limit-rate";
   return typed.retries != Typed().retries ? "--retries" : "";
 }
@@ -149,6 +163,10 @@ std::string contradictionIn(const Typed& typed, const Options& options) {
   const auto modes = modesOf(typed);
   if (typed.quiet && typed.verbose) return exclusion("--quiet", "--verbose");
   if (modes.size() > 1) return exclusion(modes[0].first, modes[1].first);
+  if (options.trust.keys.empty()) {
+    if (!options.trust.libraryName.empty()) return "--name needs --key";
+    if (options.trust.allowsExpired) return "--allow-expired needs --key";
+  }
   if (typed.noProxy && !options.proxyAddress.empty()) return exclusion("--proxy", "--no-proxy");
   if (const std::string option = engineOptionIn(typed, options);
       !usesEngine(options) && !option.empty()) {
@@ -203,6 +221,7 @@ CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
   declareModes(app, typed);
   declareSettings(app, options, typed);
   declareUpdate(app, options, typed);
+  declareTrust(app, options.trust);
 
   try {
     app.parse(argumentCount, arguments);

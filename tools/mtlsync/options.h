@@ -5,6 +5,7 @@
 #include <chrono>
 #include <string>
 
+#include "mtlhost/trust.h"
 #include "mtlhost/update.h"
 #include "mtllib/downloader_settings.h"
 #include "mtlsync/size_limits.h"
@@ -31,7 +32,8 @@ struct Options {
   std::string moduleFile;  ///< "" for the engine.
   Verbosity verbosity = Verbosity::kNormal;
   SizeLimits limits;
-  mtlhost::UpdateSettings update{};   ///< Without the limits above.
+  mtlhost::UpdateSettings update{};  ///< Without the limits above.
+  mtlhost::TrustSettings trust{};
   std::chrono::seconds mostDelay{0};  ///< Before anything is done, a random part of it.
   Mode mode = Mode::kSync;
   bool json = false;

@@ -50,6 +50,32 @@ const char* nameOf(Outcome outcome) {
   return "";
 }
 
+const char* nameOf(mtlhost::Result::Failure failure) {
+  using Failure = mtlhost::Result::Failure;
+  switch (failure) {
+    case Failure::kUsage:
+      return "usage";
+    case Failure::kNetwork:
+      return "network";
+    case Failure::kDisk:
+      return "disk";
+    case Failure::kContent:
+      return "content";
+    case Failure::kLimit:
+      return "limit";
+    case Failure::kAnotherRun:
+      return "anotherRun";
+    case Failure::kMemory:
+      return "memory";
+    case Failure::kUntrusted:
+      return "untrusted";
+    case Failure::kNone:
+    case Failure::kOther:
+      break;
+  }
+  return "other";
+}
+
 namespace {
 
 ExitStatus exitStatusOf(mtlhost::Result::Failure failure) {

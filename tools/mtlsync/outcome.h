@@ -28,6 +28,9 @@ Outcome outcomeOf(int code, bool stopped, const Options& options, const RunRecor
 /// The name that programs know it by.
 const char* nameOf(Outcome outcome);
 
+/// The same of a failure.
+const char* nameOf(mtlhost::Result::Failure failure);
+
 /// `failure` counts with kFailed only.
 ExitStatus exitStatusOf(Outcome outcome, mtlhost::Result::Failure failure);
 

@@ -150,6 +150,26 @@ class Counter {
   std::vector<fs::path> folders_;
 };
 
+std::vector<std::string> signatureLines(const mtlhost::CopySignature& signature) {
+  using Kind = mtlhost::CopySignature::Kind;
+  switch (signature.kind) {
+    case Kind::kNone:
+      return signature.needsKeys ? std::vector<std::string>{"Signed: no, but updates need --key"}
+                                 : std::vector<std::string>{};
+    case Kind::kUnchecked:
+      return {signature.needsKeys ? "Signed: not checked without --key, which updates need"
+                                  : "Signed: nobody checks by whom, without --key"};
+    case Kind::kBad:
+      return {"Signed: not as it should be: " + mtlrules::printableLine(signature.problem)};
+    case Kind::kGood:
+      break;
+  }
+  std::string release = signature.libraryName + ", serial " + std::to_string(signature.serial);
+  release += ", published " + localTimeText(signature.published);
+  if (signature.expires) release += ", expires " + localTimeText(*signature.expires);
+  return {"Signed: by key " + signature.keyId, "Release: " + mtlrules::printableLine(release)};
+}
+
 std::string timeText(const std::tm* time, const char* format) {
   std::array<char, 64> text{};
   const std::size_t length =
@@ -161,6 +181,13 @@ std::string timeText(const std::tm* time, const char* format) {
 
 StatusResult readStatus(const Options& options, const std::function<bool()>& stop,
                         CopyStatus& status, ErrorEntries& problem) {
+  const auto signature =
+      mtlhost::copySignature(options.directory, options.subPath, options.trust, problem);
+  if (!signature) {
+    problem = asOwn(problem);
+    return StatusResult::kWrongKey;
+  }
+  status.signature = *signature;
   const fs::path stamp = stampFile(options);
   const StatusResult result = readStamp(stamp, status, problem);
   status.isUnfinished = mtlhost::isUpdateUnfinished(options.directory);
@@ -175,7 +202,8 @@ ExitStatus tellStatus(const Options& options, const SyncObserver::Outputs& outpu
   ErrorEntries problem;
   const StatusResult result = readStatus(options, stop, status, problem);
   if (result == StatusResult::kStopped) {
-    if (outputs.events != nullptr) outputs.events->result(-1, nameOf(Outcome::kInterrupted), 0, 0);
+    if (outputs.events != nullptr)
+      outputs.events->result(-1, nameOf(Outcome::kInterrupted), "", 0, 0);
     outputs.messages.printLine("mtlsync: interrupted");
     return kExitInterrupted;
   }
@@ -190,15 +218,17 @@ ExitStatus tellStatus(const Options& options, const SyncObserver::Outputs& outpu
     observer.warning(text);
   if (outputs.events != nullptr) {
     outputs.events->status(status.stamp, universalTimeText(status.since), status.files,
-                           status.bytes, status.isUnfinished);
+                           status.bytes, status.isUnfinished, status.signature);
   } else if (options.verbosity != Verbosity::kQuiet) {
     outputs.results.printLine("Stamp: " + common::elided(status.stamp, kStampColumns));
     outputs.results.printLine("Since: " + localTimeText(status.since));
     outputs.results.printLine("Files: " + std::to_string(status.files));
     outputs.results.printLine("Size:  " + common::bytesText(status.bytes));
+    for (const std::string& line : signatureLines(status.signature))
+      outputs.results.printLine(line);
     if (status.isUnfinished) outputs.results.printLine("An update is unfinished.");
   }
-  return kExitDone;
+  return status.signature.kind == mtlhost::CopySignature::Kind::kBad ? kExitContent : kExitDone;
 }
 
 std::string localTimeText(std::int64_t secondsSince1970) {

@@ -21,6 +21,7 @@ struct CopyStatus {
   std::int64_t files = 0;     ///< Regular files in the folder of the stamp, but for the stamp.
   std::int64_t bytes = 0;     ///< Their sizes.
   bool isUnfinished = false;  ///< An update was cut, and the next one goes on from there.
+  mtlhost::CopySignature signature{};
   std::vector<std::string> unread;  ///< Why what could not be looked at is not counted.
 };
 
@@ -28,6 +29,7 @@ enum class StatusResult {
   kRead,
   kNoStamp,     ///< There is no complete copy; `problem` tells what is there instead.
   kUnreadable,  ///< `problem` tells why.
+  kWrongKey,    ///< `problem` tells which of the keys cannot be used.
   kStopped      ///< `stop` answered true.
 };
 

@@ -30,6 +30,7 @@ mtlhost::Settings settingsOf(const Options& options) {
   mtlhost::Settings settings{options.url,       options.directory,    options.subPath,
                              options.proxyMode, options.proxyAddress, options.moduleFile};
   settings.update = options.update;
+  settings.trust = options.trust;
   const auto limitOf = [](std::int64_t bytes) {
     return bytes > 0 ? std::optional(static_cast<std::uint64_t>(bytes)) : std::nullopt;
   };
@@ -116,7 +117,9 @@ void tellResult(Outcome outcome, const mtlhost::Result& result, const RunRecord&
     const std::int64_t files = options.mode == Mode::kVerify ? record.compared : record.files;
     const bool isUpdate = options.mode == Mode::kSync || options.mode == Mode::kRepair;
     if (usesEngine(options) && isUpdate) events.changes(result);
-    events.result(result.code, nameOf(outcome), files, record.bytes);
+    const bool isFailed = outcome == Outcome::kFailed;
+    events.result(result.code, nameOf(outcome), isFailed ? nameOf(result.failure) : "", files,
+                  record.bytes);
   } else if (options.verbosity != Verbosity::kQuiet) {
     const auto [word, rest] = closingLine(outcome, record, seconds);
     if (word.empty() && rest.empty()) return;

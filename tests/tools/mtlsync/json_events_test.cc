@@ -57,7 +57,7 @@ TEST_F(JsonEventsTest, GivesATerminalNoCommandsAndProgramsTheWholeText) {
   expectEscaped(1);
   events_.difference(kHostile, "missing", kHostile);
   expectEscaped(2);
-  events_.status(kHostile, "", 0, 0, false);
+  events_.status(kHostile, "", 0, 0, false, {});
   expectEscaped(1);
   events_.error({{kHostile, 1, kHostile}});
   expectEscaped(2);
@@ -84,9 +84,19 @@ TEST_F(JsonEventsTest, WritesAnObjectALine) {
   EXPECT_EQ(written(),
             "{\"event\":\"difference\",\"kind\":\"missing\",\"path\":\"maps/a.tx\","
             "\"text\":\"is missing\"}\n");
-  events_.status("v7", "2026-03-01T13:05:09Z", 73, 19000000000, false);
+  mtlhost::CopySignature signature;
+  signature.kind = mtlhost::CopySignature::Kind::kGood;
+  signature.needsKeys = true;
+  signature.libraryName = "oak";
+  signature.serial = 7;
+  signature.published = 1767225600;
+  signature.keyId = "ABDF899AEF2B661F";
+  events_.status("v7", "2026-03-01T13:05:09Z", 73, 19000000000, false, signature);
   EXPECT_EQ(written(),
             "{\"bytes\":19000000000,\"event\":\"status\",\"files\":73,"
+            "\"signature\":{\"expires\":\"\",\"keyId\":\"ABDF899AEF2B661F\",\"kind\":\"good\","
+            "\"library\":\"oak\",\"needsKeys\":true,\"problem\":\"\","
+            "\"published\":\"2026-01-01T00:00:00Z\",\"serial\":7},"
             "\"since\":\"2026-03-01T13:05:09Z\",\"stamp\":\"v7\",\"unfinished\":false}\n");
   events_.error({{"A::b", -1, "newest"}, {"", 5, ""}});
   EXPECT_EQ(written(),
@@ -100,10 +110,10 @@ TEST_F(JsonEventsTest, WritesAnObjectALine) {
             "\"source\":\"\",\"text\":\"\"}\n");
   events_.waiting(7);
   EXPECT_EQ(written(), "{\"event\":\"waiting\",\"process\":7}\n");
-  events_.result(0, "updated", 73, 19000000000);
+  events_.result(0, "updated", "", 73, 19000000000);
   EXPECT_EQ(written(),
-            "{\"bytes\":19000000000,\"code\":0,\"event\":\"result\",\"files\":73,"
-            "\"status\":\"updated\"}\n");
+            "{\"bytes\":19000000000,\"code\":0,\"event\":\"result\",\"failure\":\"\","
+            "\"files\":73,\"status\":\"updated\"}\n");
 }
 
 TEST_F(JsonEventsTest, GivesTextsBackAsTheyWere) {
@@ -124,7 +134,7 @@ TEST_F(JsonEventsTest, StaysValidWhateverTheBytes) {
   EXPECT_EQ(read()["chain"][0]["message"].asString(), "\xEF\xBF\xBD");
   events_.difference("\xFF", "missing", "");
   EXPECT_EQ(read()["path"].asString(), "\xEF\xBF\xBD");
-  events_.status("\xFF", "", 0, 0, false);
+  events_.status("\xFF", "", 0, 0, false, {});
   EXPECT_EQ(read()["stamp"].asString(), "\xEF\xBF\xBD");
   events_.progress({"\xFF"});
   EXPECT_EQ(read()["text"].asString(), "\xEF\xBF\xBD");

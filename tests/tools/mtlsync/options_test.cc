@@ -213,6 +213,10 @@ TEST(CommandLineOptions, ShowHelpWithEveryOption) {
                              "--retries",
                              "--random-delay",
                              "--wait",
+                             "--key",
+                             "--name",
+                             "--allow-expired",
+                             "--forget-keys",
                              "--module",
                              "--version"}) {
       EXPECT_THAT(line.text, HasSubstr(name));

@@ -79,7 +79,10 @@ TEST_F(StatusTest, TellsProgramsInUniversalTime) {
   dateStamp(copy("id.txt"));
   writeFile(copy("a.tx"), "abc");
   EXPECT_EQ(status({"--json"}).out,
-            "{\"bytes\":3,\"event\":\"status\",\"files\":1,\"since\":\"2026-01-01T01:00:01Z\","
+            "{\"bytes\":3,\"event\":\"status\",\"files\":1,"
+            "\"signature\":{\"expires\":\"\",\"keyId\":\"\",\"kind\":\"none\",\"library\":\"\","
+            "\"needsKeys\":false,\"problem\":\"\",\"published\":\"\",\"serial\":0},"
+            "\"since\":\"2026-01-01T01:00:01Z\","
             "\"stamp\":\"stamp 7\",\"unfinished\":false}\n");
 }
 
@@ -173,7 +176,7 @@ TEST_F(StatusTest, TellsProgramsThatItWasStopped) {
   mtlsync::JsonEvents events(lines);
   EXPECT_EQ(tellHere(&events), mtlsync::kExitInterrupted);
   EXPECT_EQ(lines.str(),
-            "{\"bytes\":0,\"code\":-1,\"event\":\"result\",\"files\":0,"
+            "{\"bytes\":0,\"code\":-1,\"event\":\"result\",\"failure\":\"\",\"files\":0,"
             "\"status\":\"interrupted\"}\n");
 }
 
