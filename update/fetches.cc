@@ -1,4 +1,4 @@
-// Bodies go to the disk as they arrive, and their digest is known with their last byte.
+// Bodies go to the disk as they arrive. Those that have a listed digest are digested as well.
 #include "update/fetches.h"
 
 #include <utility>
@@ -40,12 +40,13 @@ class Fetches::StagedBody : public Body {
     return staging_.keepValidator(entry_, validator);
   }
   Outcome append(std::string_view bytes) override { return file_.append(bytes); }
+  void check(std::string_view bytes) override { file_.digest(bytes); }
 
   Outcome finish() override {
     isOpen_ = false;
     Staging::Found found{State::kWhole, file_.size(), {}, {}};
     if (Outcome failure = file_.finish(found.digest, found.identity)) return failure;
-    if (!entry_.sha256 || found.digest == *entry_.sha256) {
+    if (found.digest == entry_.sha256) {
       staged_ = found;
       return {};
     }

@@ -43,7 +43,6 @@ Outcome StagedFile::append(std::string_view bytes) {
   if (const std::error_code error = file_.write(bytes)) {
     return diskFailure("cannot be written", path_, error);
   }
-  sha256_.update(bytes);
   size_ += bytes.size();
   return {};
 }
@@ -54,15 +53,15 @@ Outcome StagedFile::restart() {
   return outcomeOf("cannot be emptied", path_, file_.cutAt(0));
 }
 
-Outcome StagedFile::finish(Digest& digest, FileIdentity& identity) {
+Outcome StagedFile::finish(std::optional<Digest>& digest, FileIdentity& identity) {
   std::error_code error = file_.identity(identity);
   const std::error_code closeError = file_.close();
   if (!error) error = closeError;
   if (error) return diskFailure("cannot be written", path_, error);
-  const std::optional<Digest> result = sha256_.finish();
-  if (!result) return notDigested();
-  digest = *result;
-  return {};
+  digest.reset();
+  if (!isDigested_) return {};
+  digest = sha256_.finish();
+  return digest ? Outcome() : notDigested();
 }
 
 Outcome Staging::find(const Entry& entry, const GoOn& goOn, Found& found) {
@@ -94,6 +93,7 @@ Outcome Staging::find(const Entry& entry, const GoOn& goOn, Found& found) {
 Outcome Staging::open(const Entry& entry, bool anew, StagedFile& file) {
   StagedFile opened;
   opened.path_ = stagedPath(entry, stamp_);
+  opened.isDigested_ = entry.sha256.has_value();
   // As a rule there is none.
   std::error_code error = folder_.makeFile(opened.path_, opened.file_);
   if (error == std::errc::no_such_file_or_directory) {
@@ -111,8 +111,11 @@ Outcome Staging::open(const Entry& entry, bool anew, StagedFile& file) {
   FileIdentity identity;
   if (!error) error = opened.file_.identity(identity);
   if (error) return diskFailure("cannot be opened", opened.path_, error);
-  if (identity.size > 0) {
-    if (Outcome failure = anew ? opened.restart() : readPart(opened)) return failure;
+  opened.size_ = identity.size;
+  if (anew && identity.size > 0) {
+    if (Outcome failure = opened.restart()) return failure;
+  } else if (opened.isDigested_ && identity.size > 0) {
+    if (Outcome failure = readPart(opened)) return failure;
   }
   file = std::move(opened);
   return {};

@@ -23,9 +23,9 @@ namespace mtlupdate {
 /// is known by its path and the stamp of the library.
 std::string stagedPath(const Entry& entry, std::string_view stamp);
 
-/// A StagedFile is a content that is being staged: bytes are digested as they are appended. It
-/// stays staged, as far as it came, when it is closed or destroyed. One thread at a time, not
-/// always the same.
+/// A StagedFile is a content that is being staged. It stays staged, as far as it came, when it is
+/// closed or destroyed. One thread at a time, not always the same; but one may append while another
+/// one digests.
 class StagedFile {
  public:
   /// The bytes that are staged: where a body that was cut goes on.
@@ -33,18 +33,22 @@ class StagedFile {
 
   /// Fails with kDisk; the content is as it was then, or cut somewhere.
   Outcome append(std::string_view bytes);
+  /// Digests bytes that were appended: all of them, in their order. Of an entry with a digest
+  /// alone.
+  void digest(std::string_view bytes) { sha256_.update(bytes); }
   /// Begins anew, with no bytes.
   Outcome restart();
 
-  /// Closes the file. `digest` is that of all bytes, `identity` what it has also after it has been
-  /// put in its place.
-  Outcome finish(Digest& digest, FileIdentity& identity);
+  /// Closes the file. `digest` is that of all bytes, none for an entry without one; `identity` is
+  /// what it has also after it has been put in its place.
+  Outcome finish(std::optional<Digest>& digest, FileIdentity& identity);
 
  private:
   friend class Staging;
 
   std::string path_;
   File file_;
+  bool isDigested_ = false;
   Sha256 sha256_;
   std::uint64_t size_ = 0;
 };
@@ -56,9 +60,9 @@ class Staging {
   struct Found {
     enum class State { kNothing, kPart, kWhole };
     State state = State::kNothing;
-    std::uint64_t size = 0;   ///< Of what is there, in bytes.
-    Digest digest{};          ///< Of a whole content.
-    FileIdentity identity{};  ///< Of a whole content.
+    std::uint64_t size = 0;          ///< Of what is there, in bytes.
+    std::optional<Digest> digest{};  ///< Of a whole content, where the entry has one.
+    FileIdentity identity{};         ///< Of a whole content.
   };
 
   /// The folder of the copy, which must live longer, and the stamp of the library's release.
@@ -71,7 +75,7 @@ class Staging {
   Outcome find(const Entry& entry, const GoOn& goOn, Found& found);
 
   /// Opens the content of the entry for more bytes: behind those that are there, which are read
-  /// for the digest, or anew.
+  /// where there is a digest, or anew.
   Outcome open(const Entry& entry, bool anew, StagedFile& file);
 
   /// Stages the content of the entry from the file at `path` of the copy. kContent, with nothing

@@ -1,9 +1,11 @@
 // The session's thread settles each request as it ends and issues the connection's next one there
-// and then. The thread of run() starts the first ones and those that waited, and serves the client.
+// and then. The thread of run() starts the first ones and those that waited, serves the client, and
+// checks what large bodies have brought, which the other one lays in a queue for it.
 #include "update/transfers.h"
 
 #include <algorithm>
 #include <charconv>
+#include <new>
 #include <utility>
 
 #include "mtllib/transfer_progress.h"
@@ -103,6 +105,32 @@ struct Transfers::Work {
   }
 };
 
+/// Bytes of a body that go to the other thread.
+struct Transfers::Piece {
+  static constexpr std::size_t kRoom = 256UL * 1024;
+
+  std::unique_ptr<char[]> bytes;
+  std::size_t size = 0;
+};
+
+/// What became of a try.
+struct Transfers::Ending {
+  std::unique_ptr<Work> work;
+  Outcome failure;
+  bool isComplete = false;      ///< All of the body has arrived.
+  bool isStopped = false;       ///< Ended before its end because everything ends.
+  bool isRangeRefused = false;  ///< The server did not give the range that was asked for.
+  int status = 0;
+  std::optional<std::chrono::seconds> wishedWait;
+};
+
+/// What waits in the queue: a piece of a body, or the end of a try, behind all of its pieces.
+struct Transfers::Check {
+  Body* body = nullptr;
+  Piece piece;
+  std::optional<Ending> ending;
+};
+
 /// What one connection is doing. The session's thread has it while a request runs; the thread that
 /// holds the mutex otherwise.
 class Transfers::Slot : public Exchange {
@@ -118,6 +146,7 @@ class Transfers::Slot : public Exchange {
     status_ = 0;
     isTaking_ = false;
     isStopped_ = false;
+    isHandedOver_ = false;
     errorPageBytes_ = 0;
     failure_.reset();
     for (std::string* field : {&retryAfter_, &date_, &contentRange_, &entityTag_, &lastModified_})
@@ -135,24 +164,25 @@ class Transfers::Slot : public Exchange {
 
   std::unique_ptr<Work> release() { return std::move(work_); }
 
-  /// What became of the try: no failure when the body is there and as it should be.
-  Outcome conclude() {
-    if (failure_ || isStopped_) return failure_;
-    if (!isTaking_) return statusFailure();
-    Body& body = *work_->body;
-    if (body.size() && body.part() != *body.size()) return sizeFailure(body);
-    return body.finish();
+  /// What became of the try, but for its work. Pieces that the other thread still has to check
+  /// leave open what finish() says.
+  Ending conclude() {
+    Ending ending;
+    ending.isStopped = isStopped_;
+    ending.status = status_;
+    ending.isRangeRefused = firstByte_ > 0 && !isTaking_ &&
+                            (status_ == kPartialContent || status_ == kRangeNotSatisfiable);
+    ending.failure = failure_ || isStopped_ ? std::move(failure_) : completion();
+    ending.isComplete = !ending.failure && !isStopped_;
+    if (ending.failure) ending.wishedWait = askedWait(retryAfter_, date_);
+    if (ending.isComplete && !isHandedOver_) ending.failure = work_->body->finish();
+    return ending;
   }
 
-  /// Ended before its end because everything ends.
-  bool isStopped() const { return isStopped_; }
-  /// The server did not give the range that was asked for.
-  bool isRangeRefused() const {
-    return firstByte_ > 0 && !isTaking_ &&
-           (status_ == kPartialContent || status_ == kRangeNotSatisfiable);
-  }
-  int status() const { return status_; }
-  std::optional<std::chrono::seconds> wishedWait() const { return askedWait(retryAfter_, date_); }
+  /// Whether pieces of the body go, or went, to the other thread: the ending goes there, too.
+  bool isHandedOver() const { return isHandedOver_; }
+  /// The last piece, which may have nothing.
+  Piece takePiece() { return std::exchange(piece_, {}); }
 
   void onField(std::string_view name, std::string_view value) override {
     if (name == "retry-after") retryAfter_ = value;
@@ -191,6 +221,7 @@ class Transfers::Slot : public Exchange {
     const std::optional<std::uint64_t> most = mostBytes();
     const bool isTooMuch = most && body.part() + bytes.size() > *most;
     failure_ = isTooMuch ? sizeFailure(body) : body.append(bytes);
+    if (!failure_ && body.isChecked()) check(bytes);
     return !failure_;
   }
 
@@ -214,6 +245,36 @@ class Transfers::Slot : public Exchange {
     return body.size() ? body.size() : body.largestSize();
   }
 
+  /// Small bodies are checked at once: handing them over would take longer.
+  void check(std::string_view bytes) {
+    Body& body = *work_->body;
+    isHandedOver_ = isHandedOver_ || body.size().value_or(body.part()) > kWorthHandingOver;
+    if (!isHandedOver_) return body.check(bytes);
+    while (!bytes.empty()) {
+      if (piece_.bytes == nullptr) piece_ = transfers_.takeSpare();
+      if (piece_.bytes == nullptr) {
+        failure_ = Failure{Failure::Kind::kMemory, "there is not enough memory"};
+        return;
+      }
+      const std::size_t count = std::min(bytes.size(), Piece::kRoom - piece_.size);
+      std::copy_n(bytes.data(), count, piece_.bytes.get() + piece_.size);
+      piece_.size += count;
+      bytes.remove_prefix(count);
+      if (piece_.size < Piece::kRoom) return;
+      Lock lock(transfers_.mutex_);
+      transfers_.makeRoom(lock);
+      transfers_.addCheck({&body, takePiece(), std::nullopt});
+    }
+  }
+
+  /// No failure when all of the body has arrived.
+  Outcome completion() const {
+    if (!isTaking_) return statusFailure();
+    const Body& body = *work_->body;
+    if (body.size() && body.part() != *body.size()) return sizeFailure(body);
+    return {};
+  }
+
   Failure statusFailure() const {
     return {Failure::Kind::kNetwork,
             "the server answered with HTTP status " + std::to_string(status_),
@@ -229,6 +290,8 @@ class Transfers::Slot : public Exchange {
   int status_ = 0;
   bool isTaking_ = false;
   bool isStopped_ = false;
+  bool isHandedOver_ = false;
+  Piece piece_;
   std::size_t errorPageBytes_ = 0;
   Outcome failure_;
   std::string retryAfter_;
@@ -254,13 +317,22 @@ Outcome Transfers::run(Client& client) {
   stopping_ = false;
   failure_.reset();
   startIdle();
-  while (running_ > 0 || (!failure_ && (hasMore_ || !waiting_.empty()))) {
-    timing_.wait(changed_, lock, nextLook());
+  Timing::TimePoint look = nextLook();
+  while (running_ > 0 || isChecking_ || !checks_.empty() ||
+         (!failure_ && (hasMore_ || !waiting_.empty()))) {
+    if (isChecking_ || checks_.empty()) {
+      timing_.wait(changed_, lock, look);
+    } else {
+      checkNext(lock);
+    }
+    if (timing_.now() < look && (running_ > 0 || isChecking_ || !checks_.empty())) continue;
     handOver(lock);
     checkEnd();
     startIdle();
+    look = nextLook();
   }
   handOver(lock);
+  spare_.clear();
   waiting_.clear();
   for (int i = 0; i < session_.connectionCount(); ++i)
     session_.waitUntilIdle(i);
@@ -344,36 +416,90 @@ bool Transfers::startNext(int connection) {
 
 // On the session's thread.
 void Transfers::settle(Slot& slot, int connection) {
-  Outcome failure = slot.conclude();
-  const Lock lock(mutex_);
+  Ending ending = slot.conclude();
+  Lock lock(mutex_);
+  if (slot.isHandedOver()) makeRoom(lock);
+  // From here on it is idle, and has its next request before anybody else sees that.
+  ending.work = slot.release();
+  if (slot.isHandedOver()) {
+    Body* const body = ending.work->body.get();
+    addCheck({body, slot.takePiece(), std::move(ending)});
+  } else {
+    judge(std::move(ending));
+  }
   --running_;
-  std::unique_ptr<Work> work = slot.release();
-  if (!slot.isStopped()) judge(std::move(work), std::move(failure), slot);
   // The other thread looks by itself soon enough, except for what it waits for alone.
   if (!startNext(connection) && running_ == 0) changed_.notify_all();
 }
 
-void Transfers::judge(std::unique_ptr<Work> work, Outcome failure, const Slot& slot) {
-  if (!failure) {
+// Receiving does not wait for a thread that is busy with its client: whoever has no room in the
+// queue does what is in it.
+void Transfers::makeRoom(Lock& lock) {
+  while (checks_.size() >= kMostUnchecked / Piece::kRoom) {
+    if (isChecking_) {
+      checked_.wait(lock);
+    } else {
+      checkNext(lock);
+    }
+  }
+}
+
+void Transfers::addCheck(Check check) {
+  checks_.push_back(std::move(check));
+  changed_.notify_all();
+}
+
+// One thread at a time, so that all is done in its order. Without the lock while it takes long.
+void Transfers::checkNext(Lock& lock) {
+  Check check = std::move(checks_.front());
+  checks_.pop_front();
+  isChecking_ = true;
+  lock.unlock();
+  if (check.piece.size > 0) check.body->check({check.piece.bytes.get(), check.piece.size});
+  if (check.ending && check.ending->isComplete) check.ending->failure = check.body->finish();
+  lock.lock();
+  isChecking_ = false;
+  check.piece.size = 0;
+  if (check.piece.bytes != nullptr) spare_.push_back(std::move(check.piece));
+  if (check.ending) judge(std::move(*check.ending));
+  checked_.notify_all();
+}
+
+// Without its bytes when there is no memory.
+Transfers::Piece Transfers::takeSpare() {
+  const Lock lock(mutex_);
+  if (spare_.empty()) {
+    return {std::unique_ptr<char[]>(new (std::nothrow) char[Piece::kRoom]), 0};
+  }
+  Piece piece = std::move(spare_.back());
+  spare_.pop_back();
+  return piece;
+}
+
+void Transfers::judge(Ending ending) {
+  std::unique_ptr<Work>& work = ending.work;
+  if (ending.isStopped) return;
+  if (!ending.failure) {
     finished_.push_back(std::move(work->body));
     return;
   }
-  const bool isFirst = !work->pastCaches;
-  if (slot.isRangeRefused()) {
+  if (ending.isRangeRefused) {
     work->mayUseRange = false;
-    return retry(std::move(work), std::move(*failure), slot);
+    return retry(std::move(ending));
   }
-  if (failure->kind == Failure::Kind::kContent && isFirst) {
+  if (ending.failure->kind == Failure::Kind::kContent && !work->pastCaches) {
     work->pastCaches = true;
     work->mayUseRange = false;
     waiting_.push_back(std::move(work));
     return;
   }
-  if (failure->isTransient) return retry(std::move(work), std::move(*failure), slot);
-  fail(std::move(*failure), work->body->target());
+  if (ending.failure->isTransient) return retry(std::move(ending));
+  fail(std::move(*ending.failure), work->body->target());
 }
 
-void Transfers::retry(std::unique_ptr<Work> work, Failure failure, const Slot& slot) {
+void Transfers::retry(Ending ending) {
+  std::unique_ptr<Work> work = std::move(ending.work);
+  Failure failure = std::move(*ending.failure);
   const std::uint64_t next = work->firstByte();
   if (next >= work->countedFrom + kProgress) {
     work->countedFrom = next;
@@ -384,14 +510,14 @@ void Transfers::retry(std::unique_ptr<Work> work, Failure failure, const Slot& s
     return fail(std::move(failure), work->body->target());
   }
   milliseconds wait{0};
-  if (!slot.isRangeRefused()) wait = waitAfter(work->failedTries, timing_.random(), policy_);
-  if (const auto wish = slot.wishedWait()) wait = std::max<milliseconds>(wait, *wish);
+  if (!ending.isRangeRefused) wait = waitAfter(work->failedTries, timing_.random(), policy_);
+  if (ending.wishedWait) wait = std::max<milliseconds>(wait, *ending.wishedWait);
   if (wait > policy_.mostPatience) {
     failure.text += ", and asks to wait for " + std::to_string(wait.count() / 1000) + " seconds";
     return fail(std::move(failure), work->body->target());
   }
   work->due = timing_.now() + wait;
-  if (slot.status() == kTooManyRequests || slot.status() == kServiceUnavailable) {
+  if (ending.status == kTooManyRequests || ending.status == kServiceUnavailable) {
     pausedUntil_ = std::max(pausedUntil_, work->due);
   }
   failure.about = session_.url(work->body->target());

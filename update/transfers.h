@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <list>
 #include <memory>
@@ -23,8 +24,14 @@ namespace mtlupdate {
 
 /// In bytes: smaller bodies are fetched anew where they were cut.
 inline constexpr std::uint64_t kWorthARange = 1048576;
+/// In bytes: what a larger body brings is checked by the thread of Transfers::run(), while the next
+/// bytes are received.
+inline constexpr std::uint64_t kWorthHandingOver = 64UL * 1024;
+/// In bytes, of all bodies: what waits to be checked. When there is more, receiving waits.
+inline constexpr std::size_t kMostUnchecked = 4UL * 1024 * 1024;
 
-/// A Body takes one body as it arrives. It is used by one thread at a time, not always the same.
+/// A Body takes one body as it arrives. It is used by one thread at a time, not always the same;
+/// only check() may run while more is appended.
 class Body {
  public:
   explicit Body(std::string target) : target_(std::move(target)) {}
@@ -51,7 +58,11 @@ class Body {
   /// A body begins to arrive: the rest, behind the part, or the whole, anew.
   virtual Outcome begin(bool anew, const std::string& validator) = 0;
   virtual Outcome append(std::string_view bytes) = 0;
-  /// The body is complete. After kContent it is fetched once more, past caches.
+  /// Of a body that isChecked(): takes what was appended for finish() to judge by, all of it, in
+  /// its order, and sooner or later.
+  virtual void check(std::string_view /*bytes*/) {}
+  /// The body is complete, and all of it was checked. After kContent it is fetched once more, past
+  /// caches.
   virtual Outcome finish() = 0;
 
  private:
@@ -95,14 +106,21 @@ class Transfers {
  private:
   class Slot;
   struct Work;
+  struct Piece;
+  struct Ending;
+  struct Check;
   using Lock = std::unique_lock<std::mutex>;
 
   std::unique_ptr<Work> takeWork();
   bool startNext(int connection);
   void startIdle();
   void settle(Slot& slot, int connection);
-  void judge(std::unique_ptr<Work> work, Outcome failure, const Slot& slot);
-  void retry(std::unique_ptr<Work> work, Failure failure, const Slot& slot);
+  void judge(Ending ending);
+  void retry(Ending ending);
+  Piece takeSpare();
+  void makeRoom(Lock& lock);
+  void addCheck(Check check);
+  void checkNext(Lock& lock);
   void fail(Failure failure, const std::string& target);
   bool mayReceive(std::size_t size);
   Timing::TimePoint nextLook() const;
@@ -128,6 +146,10 @@ class Transfers {
   bool hasMore_ = false;
   int running_ = 0;
   std::list<std::unique_ptr<Work>> waiting_;
+  std::list<Check> checks_;
+  std::vector<Piece> spare_;
+  bool isChecking_ = false;
+  std::condition_variable checked_;
   Timing::TimePoint pausedUntil_;
   std::vector<std::unique_ptr<Body>> finished_;
   std::vector<Notice> notices_;

@@ -26,9 +26,9 @@ Outcome stage(mtlupdate::Staging& staging, const mtlupdate::Entry& entry,
   if (Outcome failure = staging.open(entry, false, file)) return failure;
   // In pieces, and from where a run that was killed has left off.
   while (file.size() < content.size()) {
-    if (Outcome failure = file.append(std::string_view(content).substr(file.size(), 700))) {
-      return failure;
-    }
+    const std::string_view piece = std::string_view(content).substr(file.size(), 700);
+    if (Outcome failure = file.append(piece)) return failure;
+    file.digest(piece);
   }
   if (Outcome failure = file.finish(found.digest, found.identity)) return failure;
   found.state = mtlupdate::Staging::Found::State::kWhole;

@@ -43,10 +43,15 @@ class StagingTest : public testing::Test {
  protected:
   StagingTest() { EXPECT_FALSE(folder.open(dir / "copy", true)); }
 
+  static void append(StagedFile& file, std::string_view bytes) {
+    ASSERT_FALSE(file.append(bytes));
+    file.digest(bytes);
+  }
+
   void stage(const Entry& of, std::string_view bytes, bool anew = false) {
     StagedFile file;
     ASSERT_FALSE(staging.open(of, anew, file));
-    ASSERT_FALSE(file.append(bytes));
+    append(file, bytes);
   }
 
   Found find(const Entry& of) {
@@ -85,9 +90,9 @@ TEST_F(StagingTest, DigestsWhatIsAppendedInThisRunAndEarlierOnes) {
   StagedFile file;
   ASSERT_FALSE(staging.open(entry, false, file));
   EXPECT_EQ(file.size(), 3U);
-  ASSERT_FALSE(file.append("te"));
-  ASSERT_FALSE(file.append("nt"));
-  Digest digest{};
+  append(file, "te");
+  append(file, "nt");
+  std::optional<Digest> digest;
   FileIdentity identity;
   ASSERT_FALSE(file.finish(digest, identity));
   EXPECT_EQ(digest, entry.sha256);
@@ -97,17 +102,34 @@ TEST_F(StagingTest, DigestsWhatIsAppendedInThisRunAndEarlierOnes) {
   EXPECT_EQ(found.identity, identity);
 }
 
+TEST_F(StagingTest, GoesOnWithWhatHasNoDigest) {
+  Entry without = entry;
+  without.sha256.reset();
+  StagedFile file;
+  ASSERT_FALSE(staging.open(without, true, file));
+  ASSERT_FALSE(file.append("con"));
+  ASSERT_FALSE(staging.open(without, false, file));
+  EXPECT_EQ(file.size(), 3U);
+  ASSERT_FALSE(file.append("tent"));
+  std::optional<Digest> digest = entry.sha256;
+  FileIdentity identity;
+  ASSERT_FALSE(file.finish(digest, identity));
+  EXPECT_EQ(digest, std::nullopt);
+  EXPECT_EQ(identity.size, 7U);
+  EXPECT_EQ(readFile(nameOf(without)), "content");
+}
+
 TEST_F(StagingTest, BeginsAnewWhenAsked) {
   stage(entry, "wrong");
   stage(entry, "con", true);
   EXPECT_EQ(readFile(nameOf(entry)), "con");
   StagedFile file;
   ASSERT_FALSE(staging.open(entry, false, file));
-  ASSERT_FALSE(file.append("sense"));
+  append(file, "sense");
   ASSERT_FALSE(file.restart());
   EXPECT_EQ(file.size(), 0U);
-  ASSERT_FALSE(file.append("content"));
-  Digest digest{};
+  append(file, "content");
+  std::optional<Digest> digest;
   FileIdentity identity;
   ASSERT_FALSE(file.finish(digest, identity));
   EXPECT_EQ(digest, entry.sha256);

@@ -6,9 +6,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <deque>
 #include <functional>
 #include <map>
+#include <memory>
 #include <random>
 #include <set>
 #include <string>
@@ -40,13 +42,21 @@ struct File {
   bool isDone = false;
   int begun = 0;
   bool failsToAppend = false;
+  bool failsToFinish = false;
+  std::function<void()> onCheck{};  ///< Before bytes are checked.
+  std::string checked{};
+  std::shared_ptr<std::atomic<std::size_t>> unchecked =  ///< Bytes.
+      std::make_shared<std::atomic<std::size_t>>(0);
+  std::size_t mostUnchecked = 0;
   std::optional<std::uint64_t> sizeAlone{};  ///< Of a body whose bytes are only counted.
   std::size_t largestPiece = 0;
 };
 
 class KeptBody : public Body {
  public:
-  explicit KeptBody(File& file) : Body(file.target), file_(file), size_(file.part.size()) {}
+  explicit KeptBody(File& file) : Body(file.target), file_(file), size_(file.part.size()) {
+    file_.checked = file_.part;
+  }
 
   std::optional<std::uint64_t> size() const override {
     if (file_.sizeAlone || !file_.hasSize) return file_.sizeAlone;
@@ -58,6 +68,7 @@ class KeptBody : public Body {
   Outcome begin(bool anew, const std::string& /*validator*/) override {
     ++file_.begun;
     if (anew) file_.part.clear();
+    if (anew) file_.checked.clear();
     if (anew) size_ = 0;
     return {};
   }
@@ -66,10 +77,21 @@ class KeptBody : public Body {
     size_ += bytes.size();
     file_.largestPiece = std::max(file_.largestPiece, bytes.size());
     if (!file_.sizeAlone) file_.part.append(bytes);
+    if (!file_.isChecked) return {};
+    const std::size_t unchecked = *file_.unchecked += bytes.size();
+    file_.mostUnchecked = std::max(file_.mostUnchecked, unchecked);
     return {};
   }
+  void check(std::string_view bytes) override {
+    EXPECT_TRUE(file_.isChecked);
+    if (file_.onCheck) file_.onCheck();
+    if (!file_.sizeAlone) file_.checked.append(bytes);
+    *file_.unchecked -= bytes.size();
+  }
   Outcome finish() override {
-    if (file_.sizeAlone || !file_.isChecked || file_.part == file_.expected) return {};
+    if (file_.failsToFinish) return Failure{Kind::kDisk, "disk full"};
+    EXPECT_EQ(*file_.unchecked, 0U);
+    if (file_.sizeAlone || !file_.isChecked || file_.checked == file_.expected) return {};
     return Failure{Kind::kContent, "other content"};
   }
 
@@ -93,6 +115,7 @@ class TransfersTest : public testing::Test, protected Transfers::Client {
     for (File& file : files_)
       left_.push_back(&file);
     Transfers transfers(*session_, timing, policy_, limits_);
+    transfers_ = &transfers;
     const Outcome failure = transfers.run(*this);
     received_ = transfers.receivedBytes();
     left_.clear();
@@ -137,6 +160,7 @@ class TransfersTest : public testing::Test, protected Transfers::Client {
   FastTiming timing_;
   ScriptedServer server_;
   std::unique_ptr<Session> session_;
+  Transfers* transfers_ = nullptr;  ///< Of the run.
   std::deque<File> files_;
   std::deque<File*> left_;
   RetryPolicy policy_;
@@ -519,13 +543,95 @@ TEST_F(TransfersTest, ALargeBodyThatIsCutTenTimesIsFetchedOnce) {
 }
 
 TEST_F(TransfersTest, EndsWhenTheDiskFails) {
-  server_.serve("/a", "a");
-  files_ = {{"/a", "a"}};
-  files_[0].failsToAppend = true;
+  for (const std::size_t size : {std::size_t{1}, std::size_t{1000000}}) {
+    for (const bool atTheEnd : {false, true}) {
+      const std::string body = bytes(size);
+      server_.forgetRequests();
+      server_.serve("/a", body);
+      files_ = {{"/a", body}};
+      files_[0].failsToAppend = !atTheEnd;
+      files_[0].failsToFinish = atTheEnd;
+      const Outcome failure = run();
+      ASSERT_TRUE(failure);
+      EXPECT_EQ(failure->kind, Kind::kDisk);
+      EXPECT_EQ(failure->text, "disk full");
+      EXPECT_EQ(failure->about, server_.address() + "/a");
+      EXPECT_EQ(requestCount(), 1U);
+      EXPECT_FALSE(files_[0].isDone);
+    }
+  }
+}
+
+TEST_F(TransfersTest, CheckAllOfABodyInItsOrderWhateverItsSize) {
+  const std::size_t room = 256UL * 1024;
+  for (const std::size_t bound : {std::size_t{1}, std::size_t{kWorthHandingOver}, room, 2 * room,
+                                  kMostUnchecked, 3 * kMostUnchecked}) {
+    for (const std::size_t size : {bound - 1, bound, bound + 1}) {
+      const std::string name = "/" + std::to_string(size);
+      const std::string body = bytes(size);
+      server_.serve(name, body);
+      for (const bool hasSize : {true, false})
+        files_.push_back({name, body, hasSize});
+    }
+  }
   const Outcome failure = run();
-  ASSERT_TRUE(failure);
-  EXPECT_EQ(failure->kind, Kind::kDisk);
-  EXPECT_EQ(requestCount(), 1U);
+  ASSERT_FALSE(failure) << failure->text;
+  for (const File& file : files_) {
+    EXPECT_TRUE(file.isDone && file.part == file.expected && file.checked == file.expected)
+        << file.target;
+  }
+}
+
+TEST_F(TransfersTest, FetchALargeBodyOfOtherContentOnceMorePastCaches) {
+  const std::string body = bytes(1000000);
+  const std::string other(body.size(), 'o');
+  answer("/a", {ScriptedServer::response(200, other), ScriptedServer::response(200, body)});
+  files_ = {{"/a", body}};
+  ASSERT_FALSE(run());
+  EXPECT_TRUE(files_[0].part == body);
+  ASSERT_EQ(requestCount(), 2U);
+  EXPECT_EQ(server_.requests()[1].header("Cache-Control"), "no-cache");
+}
+
+// What waits to be checked takes memory: beside what is in the queue, a piece that is being checked
+// and one that is being received.
+TEST_F(TransfersTest, ReceivesNoFasterThanBodiesAreChecked) {
+  const std::string body(32UL * 1024 * 1024, 'x');
+  server_.serve("/a", body);
+  files_ = {{"/a", body}};
+  files_[0].onCheck = [] { std::this_thread::sleep_for(milliseconds(2)); };
+  ASSERT_FALSE(run());
+  EXPECT_LE(files_[0].mostUnchecked, kMostUnchecked + 3UL * 256 * 1024);
+}
+
+TEST_F(TransfersTest, GoesOnWhenManyBodiesEndWhileMuchWaitsToBeChecked) {
+  const std::string body(300UL * 1024, 'x');
+  server_.serve("/a", body);
+  for (int i = 0; i < 200; ++i) {
+    files_.push_back({"/a", body});
+    files_.back().onCheck = [] { std::this_thread::sleep_for(std::chrono::microseconds(300)); };
+  }
+  ASSERT_FALSE(run());
+  for (const File& file : files_)
+    EXPECT_TRUE(file.isDone && file.checked == body);
+}
+
+TEST_F(TransfersTest, ReceivesALargeBodyWhileTheClientIsBusy) {
+  const std::string body(32UL * 1024 * 1024, 'x');
+  server_.serve("/a", body);
+  files_ = {{"/a", body}};
+  bool isLate = false;
+  goOn_ = [&] {
+    const auto end = std::chrono::steady_clock::now() + seconds(20);
+    while (transfers_->receivedBytes() < body.size() && !isLate) {
+      isLate = std::chrono::steady_clock::now() > end;
+      std::this_thread::sleep_for(milliseconds(1));
+    }
+    return true;
+  };
+  ASSERT_FALSE(run());
+  EXPECT_FALSE(isLate);
+  EXPECT_TRUE(files_[0].checked == body);
 }
 
 TEST_F(TransfersTest, KeepsToTheBytesInAll) {
@@ -576,12 +682,15 @@ TEST_F(TransfersTest, CanBeUsedAgainAfterAFailure) {
 class Cancelled : public TransfersTest {
  protected:
   /// The median of five, so that a machine that is busy with something else does not matter.
-  void expectAnEndAtOnce(const std::function<bool()>& isThere) {
+  void expectAnEndAtOnce(const std::function<bool()>& isThere,
+                         const std::function<void()>& onCheck = {}) {
     Timing timing;
     std::vector<Timing::TimePoint::duration> times;
     for (int i = 0; i < 5; ++i) {
       for (File& file : files_)
         file = {file.target, file.expected, file.hasSize, file.isChecked};
+      for (File& file : files_)
+        file.onCheck = onCheck;
       Timing::TimePoint asked{};
       goOn_ = [&] {
         if (!isThere()) return true;
@@ -617,6 +726,14 @@ TEST_F(Cancelled, WithinTheBody) {
   });
   files_ = {{"/a", std::string(1000000, 'x')}};
   expectAnEndAtOnce([&] { return isSent->exchange(false); });
+}
+
+TEST_F(Cancelled, WhileMuchWaitsToBeChecked) {
+  const std::string body(32UL * 1024 * 1024, 'x');
+  server_.serve("/a", body);
+  files_ = {{"/a", body}};
+  const auto isSlow = [] { std::this_thread::sleep_for(milliseconds(2)); };
+  expectAnEndAtOnce([&] { return *files_[0].unchecked > kMostUnchecked / 2; }, isSlow);
 }
 
 TEST_F(Cancelled, WhileItWaitsForTheNextTry) {

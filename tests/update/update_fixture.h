@@ -59,6 +59,7 @@ class UpdateFixture : public testing::Test {
         mtlupdate::Staging::Found::State::kWhole, content.size(), {}, {}};
     ASSERT_FALSE(staging.open(entry, true, file));
     ASSERT_FALSE(file.append(content));
+    file.digest(content);
     ASSERT_FALSE(file.finish(whole.digest, whole.identity));
     staged.at(number) = whole;
   }
