@@ -8,14 +8,18 @@ _mtlpublish() {
   if [[ $previous == = ]]; then previous=${COMP_WORDS[COMP_CWORD - 2]}; fi
   for ((i = 1; i < COMP_CWORD; ++i)); do
     case ${COMP_WORDS[i]} in
-      build | keygen | verify | serve)
+      build | files | keygen | verify | serve)
         command=${COMP_WORDS[i]}
         break
         ;;
     esac
   done
   case $previous in
-    --missing | --never | --fail | --port | --delay | --host-name | --name | --sub-path | --expires)
+    --missing | --never | --exclude | --include | --fail | --port | --delay | --host-name | --name | --sub-path | --expires)
+      return
+      ;;
+    --allow)
+      mapfile -t COMPREPLY < <(compgen -W 'windows-names same-names long-paths unused-entries' -- "$word")
       return
       ;;
     --sign | --password-file | --key)
@@ -27,7 +31,7 @@ _mtlpublish() {
   case $command in
     '') options+=' --version' ;;
     build)
-      options+=' --missing --never --lossy --no-cache -q --quiet -v --verbose'
+      options+=' --missing --never --exclude --include --allow --lossy --no-cache -q --quiet -v --verbose'
       options+=' --sign --prepare --no-sign --name --sub-path --expires --password-file'
       ;;
     keygen) options+=' --password-file --no-password' ;;
@@ -37,7 +41,7 @@ _mtlpublish() {
   if [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
   elif [[ -z $command ]]; then
-    mapfile -t COMPREPLY < <(compgen -W 'build keygen verify serve' -- "$word")
+    mapfile -t COMPREPLY < <(compgen -W 'build files keygen verify serve' -- "$word")
   else
     mapfile -t COMPREPLY < <(compgen -d -- "$word")
     compopt -o filenames 2>/dev/null

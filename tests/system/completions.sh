@@ -40,8 +40,8 @@ expect_same() {
   [ "$2" = "$(echo "$3" | sort)" ] || fail "$1: expected $2, found $3"
 }
 
-for command_line in mtlsync mtlpublish "mtlpublish build" "mtlpublish keygen" \
-  "mtlpublish verify" "mtlpublish serve"; do
+for command_line in mtlsync mtlpublish "mtlpublish build" "mtlpublish files" \
+  "mtlpublish keygen" "mtlpublish verify" "mtlpublish serve"; do
   # shellcheck disable=SC2086  # a word or two
   {
     options=$(listed_options "$2"/$command_line)
@@ -51,7 +51,7 @@ for command_line in mtlsync mtlpublish "mtlpublish build" "mtlpublish keygen" \
   }
 done
 
-commands=$(printf 'build\nkeygen\nserve\nverify')
+commands=$(printf 'build\nfiles\nkeygen\nserve\nverify')
 expect_same "bash, commands" "$commands" "$(in_bash mtlpublish '')"
 expect_same "fish, commands" "$commands" "$(in_fish mtlpublish '')"
 expect_same "bash, prefix of a command" verify "$(in_bash mtlpublish v)"
@@ -70,5 +70,7 @@ expect_same "bash, file, nothing behind =" "$(printf 'materials\nmaterials.txt')
   "$(in_bash mtlsync --module =)"
 expect_same "bash, size behind =" "" "$(in_bash mtlsync --max-file-size = m)"
 expect_same "bash, port behind =" "" "$(in_bash mtlpublish serve --port = m)"
+expect_same "bash, kinds" "$(printf 'long-paths\nsame-names')" \
+  "$(in_bash mtlpublish build --allow '' | grep -E '^(long|same)')"
 expect_same "bash, size" "" "$(in_bash mtlsync --max-file-size '')"
 zsh -n "$source"/completions/_*

@@ -2,16 +2,11 @@
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_FILE_NAME_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_FILE_NAME_H_
 
-#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <string_view>
 
 namespace mtlpublish {
-
-/// A client saves nothing whose full local path has 260 bytes or more; with the
-/// separator, this is the first length that leaves no room for a target folder.
-constexpr std::size_t kUnsavablePathLength = 259;
 
 /// The last component of `path` in UTF-8; bytes that are not UTF-8 are kept as they are.
 std::string fileName(const std::filesystem::path& path);

@@ -96,4 +96,9 @@ bool Glob::matches(std::string_view path) const {
                      [](const Token& rest) { return rest.kind == Kind::kAnyText; });
 }
 
+bool anyMatches(const std::vector<Glob>& globs, std::string_view path) {
+  return std::any_of(globs.begin(), globs.end(),
+                     [path](const Glob& glob) { return glob.matches(path); });
+}
+
 }  // namespace mtlpublish

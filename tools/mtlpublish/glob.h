@@ -48,6 +48,8 @@ class Glob {
   std::vector<Token> tokens_;
 };
 
+bool anyMatches(const std::vector<Glob>& globs, std::string_view path);
+
 }  // namespace mtlpublish
 
 #endif  // MTLLIB_TOOLS_MTLPUBLISH_GLOB_H_

@@ -55,9 +55,11 @@ class LibrarySigner {
   /// release.
   std::string clockWarning(std::chrono::system_clock::time_point now) const;
 
+  /// The sub-path that clients give, as far as it is known.
+  std::string subPath() const;
+
  private:
   std::string libraryName() const;
-  std::string subPath() const;
   bool isStillGood(const mtlsigning::Release& release, std::int64_t now) const;
   std::optional<mtlsigning::Release> keptRelease(const std::string& list, std::int64_t now) const;
 

@@ -2,11 +2,14 @@
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_LIST_CHECK_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_LIST_CHECK_H_
 
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "mtlpublish/file_list.h"
 #include "mtlpublish/listed_files.h"
+#include "rules/published_names.h"
 
 namespace mtlpublish {
 
@@ -21,6 +24,17 @@ struct CheckedList {
 
 /// `text` is the whole list.
 CheckedList checkList(std::string_view text);
+
+/// The faults that a publisher lets pass.
+using AllowedFaults = std::set<mtlrules::NameFault>;
+
+/// Of entries that are to be listed: "NAME: what is wrong" for each name that some client could not
+/// take, but for those that may pass. `subPath` is that of the clients.
+std::vector<std::string> checkEntries(const std::vector<ListEntry>& entries,
+                                      const std::string& subPath, const AllowedFaults& allowed);
+
+/// The same for files that are larger than many clients take.
+std::vector<std::string> sizeWarnings(const std::vector<ListEntry>& entries);
 
 }  // namespace mtlpublish
 

@@ -41,11 +41,6 @@ bool isLossyVariant(const std::vector<DigestedFile>& files, std::string_view pat
   return map && find(files, *map) != nullptr && !isLossyVariant(files, *map);
 }
 
-bool anyMatches(const std::vector<Glob>& globs, std::string_view path) {
-  return std::any_of(globs.begin(), globs.end(),
-                     [path](const Glob& glob) { return glob.matches(path); });
-}
-
 DownloadPolicy policyOf(std::string_view path, const PublishOptions& options) {
   if (anyMatches(options.never, path)) return DownloadPolicy::kNever;
   if (anyMatches(options.missing, path)) return DownloadPolicy::kMissing;
@@ -53,13 +48,33 @@ DownloadPolicy policyOf(std::string_view path, const PublishOptions& options) {
 }
 
 void warnOfIdleGlobs(const char* option, const std::vector<Glob>& globs,
-                     const std::vector<ListEntry>& entries, std::vector<std::string>& warnings) {
+                     const std::vector<std::string_view>& paths,
+                     std::vector<std::string>& warnings) {
   for (const Glob& glob : globs) {
-    if (std::none_of(entries.begin(), entries.end(),
-                     [&glob](const ListEntry& entry) { return glob.matches(entry.path); })) {
+    if (std::none_of(paths.begin(), paths.end(),
+                     [&glob](std::string_view path) { return glob.matches(path); })) {
       warnings.push_back(std::string(option) + " '" + glob.text() + "' matches no file");
     }
   }
+}
+
+void warnOfIdleGlobs(const PublishOptions& options, const std::vector<ListEntry>& entries,
+                     const TreeScan& scan, std::vector<std::string>& warnings) {
+  std::vector<std::string_view> listed;
+  listed.reserve(entries.size());
+  for (const ListEntry& entry : entries)
+    listed.push_back(entry.path);
+  warnOfIdleGlobs("--missing", options.missing, listed, warnings);
+  warnOfIdleGlobs("--never", options.never, listed, warnings);
+  std::vector<std::string_view> passedOver;
+  passedOver.reserve(scan.passedOver.size());
+  for (std::string_view path : scan.passedOver) {
+    if (path.back() == '/') path.remove_suffix(1);
+    passedOver.push_back(path);
+  }
+  warnOfIdleGlobs("--exclude", options.selection.exclude, passedOver, warnings);
+  warnOfIdleGlobs("--include", options.selection.include,
+                  {scan.askedFor.begin(), scan.askedFor.end()}, warnings);
 }
 
 /// A client takes a size of 0 to say that a map has no variant.
@@ -209,20 +224,24 @@ PublishResult publish(const fs::path& folder, const PublishOptions& options) {
     return result;
   }
 
-  TreeScan scan = scanTree(root);
+  TreeScan scan = scanTree(root, options.selection);
   DigestedFiles digested = digestWithCache(root, std::move(scan.files), options, result.warnings);
   const std::vector<DigestedFile>& files = digested.files;
   result.problems = std::move(scan.problems);
   result.problems.insert(result.problems.end(), digested.problems.begin(), digested.problems.end());
   if (options.lossy) refuseEmptyVariants(files, result.problems);
+  const std::vector<ListEntry> entries = makeEntries(files, options);
+  const auto faults = checkEntries(entries, signer.subPath(), options.allowed);
+  result.problems.insert(result.problems.end(), faults.begin(), faults.end());
   if (!result.problems.empty()) return result;
 
-  const std::vector<ListEntry> entries = makeEntries(files, options);
-  warnOfIdleGlobs("--missing", options.missing, entries, result.warnings);
-  warnOfIdleGlobs("--never", options.never, entries, result.warnings);
+  for (std::string& warning : sizeWarnings(entries))
+    result.warnings.push_back(std::move(warning));
+  warnOfIdleGlobs(options, entries, scan, result.warnings);
   const std::string list = fileListText(entries);
   const std::vector<Part> parts = partsOf(root, list, files, signer, options, result);
   result.files = entries.size();
+  result.passedOver = std::move(scan.passedOver);
   for (const ListEntry& entry : entries)
     result.bytes += entry.fetchedSize();
   compareWithLastBuild(root, entries, list, result);

@@ -13,11 +13,15 @@
 #include "mtlpublish/glob.h"
 #include "mtlpublish/library_stamp.h"
 #include "mtlpublish/list_changes.h"
+#include "mtlpublish/list_check.h"
+#include "mtlpublish/tree_scan.h"
 #include "mtlpublish/work_progress.h"
 
 namespace mtlpublish {
 
 struct PublishOptions {
+  /// Which files are listed at all.
+  FileSelection selection{};
   /// Files that clients fetch only when they do not have them.
   std::vector<Glob> missing;
   /// Files that clients never fetch, whatever `missing` says.
@@ -25,6 +29,8 @@ struct PublishOptions {
   /// List a map x.tx that has a lossy variant x.jpeg.tx beside it as lossy, and leave
   /// the variant out of the list.
   bool lossy = false;
+  /// What is published though some client cannot take it.
+  AllowedFaults allowed{};
   /// Keep what was found out about the files, in a file beside the list, and read only
   /// those that have changed since. Otherwise every file is read, and that file removed.
   bool cache = true;
@@ -45,6 +51,8 @@ struct PublishResult {
   std::size_t files = 0;
   /// What they amount to when they are fetched.
   std::uint64_t bytes = 0;
+  /// Files and folders that are not listed, as in TreeScan::passedOver.
+  std::vector<std::string> passedOver{};
   /// The library's new id, 64 hexadecimal digits: another one exactly when the list, a
   /// path or a content is another one. "" when the library is signed.
   std::string id;

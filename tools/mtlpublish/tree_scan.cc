@@ -2,6 +2,7 @@
 #include "mtlpublish/tree_scan.h"
 
 #include <algorithm>
+#include <array>
 #include <set>
 #include <system_error>
 
@@ -9,9 +10,11 @@
 #include "mtlpublish/file_name.h"
 #include "mtlpublish/system.h"
 #include "mtlpublish/whole_file.h"
+#include "rules/ascii.h"
 #include "rules/list_entry.h"
 #include "rules/own_names.h"
 #include "rules/printable.h"
+#include "rules/published_names.h"
 
 namespace mtlpublish {
 
@@ -25,14 +28,34 @@ bool isWritten(std::string_view name) {
          name == kSignedName;
 }
 
+bool endsWith(std::string_view name, std::string_view end) {
+  return name.size() >= end.size() &&
+         mtlrules::equalsIgnoringCase(name.substr(name.size() - end.size()), end);
+}
+
+/// What people hardly mean to publish: settings and passwords that hide behind a dot, backups of
+/// editors, and what systems leave in every folder.
+bool isByTheWay(std::string_view name) {
+  constexpr std::array<std::string_view, 3> kEnds = {"~", ".bak", ".swp"};
+  constexpr std::array<std::string_view, 3> kNames = {"Thumbs.db", "desktop.ini", "__MACOSX"};
+  return name.front() == '.' ||
+         std::any_of(kEnds.begin(), kEnds.end(),
+                     [name](std::string_view end) { return endsWith(name, end); }) ||
+         std::any_of(kNames.begin(), kNames.end(), [name](std::string_view one) {
+           return one.size() == name.size() && mtlrules::equalsIgnoringCase(name, one);
+         });
+}
+
 class Scanner {
  public:
-  explicit Scanner(const fs::path& root) : root_(root) {}
+  Scanner(const fs::path& root, const FileSelection& selection)
+      : root_(root), selection_(selection) {}
 
   TreeScan run() {
     walk(root_, "");
     std::sort(result_.files.begin(), result_.files.end(),
               [](const LibraryFile& a, const LibraryFile& b) { return a.path < b.path; });
+    std::sort(result_.passedOver.begin(), result_.passedOver.end());
     return std::move(result_);
   }
 
@@ -82,6 +105,13 @@ class Scanner {
         return true;
       }
       if (isPrivateName(name)) return true;
+    }
+    if (!isSelected(name, relative)) {
+      const bool isFolder = fs::is_directory(fs::status(path, error));
+      result_.passedOver.push_back(isFolder ? relative + "/" : relative);
+      return true;
+    }
+    if (prefix.empty()) {
       if (mtlrules::isOwnName(name, "")) {
         addProblem(relative, "clients keep the name for their own files");
         return true;
@@ -90,10 +120,8 @@ class Scanner {
     if (const std::string problem = nameProblem(name); !problem.empty()) {
       addProblem(relative, problem);
     }
-    if (relative.size() >= kUnsavablePathLength) {
-      addProblem(relative, "the path has " + std::to_string(relative.size()) +
-                               " bytes, no client can hold more than " +
-                               std::to_string(kUnsavablePathLength - 1));
+    if (const std::string problem = mtlrules::unsavableLength(relative); !problem.empty()) {
+      addProblem(relative, problem);
       return true;
     }
     if (isLink(path) && !acceptLink(path, relative)) return true;
@@ -106,6 +134,14 @@ class Scanner {
     } else {
       addProblem(relative, "cannot be read: " + errorMessage(error));
     }
+    return true;
+  }
+
+  bool isSelected(const std::string& name, const std::string& relative) {
+    if (anyMatches(selection_.exclude, relative)) return false;
+    if (!isByTheWay(name)) return true;
+    if (!anyMatches(selection_.include, relative)) return false;
+    result_.askedFor.push_back(relative);
     return true;
   }
 
@@ -131,6 +167,7 @@ class Scanner {
   }
 
   const fs::path& root_;
+  const FileSelection& selection_;
   TreeScan result_;
   /// The folders that the walk is in, canonical, outermost first.
   std::vector<fs::path> open_;
@@ -147,8 +184,8 @@ bool isPrivateName(std::string_view name) {
          name.substr(name.size() - kTemporarySuffix.size()) == kTemporarySuffix;
 }
 
-TreeScan scanTree(const fs::path& root) {
-  return Scanner(root).run();
+TreeScan scanTree(const fs::path& root, const FileSelection& selection) {
+  return Scanner(root, selection).run();
 }
 
 }  // namespace mtlpublish

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "mtlpublish/glob.h"
+
 namespace mtlpublish {
 
 /// What a build keeps in the library's folder for the next one.
@@ -28,17 +30,31 @@ struct LibraryFile {
   std::filesystem::path location;
 };
 
+/// Which files and folders of a library are published. Patterns are matched against both.
+struct FileSelection {
+  /// Not these.
+  std::vector<Glob> exclude{};
+  /// These, though they have a name that is passed over unless asked for: one that begins with a
+  /// dot, one of editors' backups, or one that systems give to files of their own.
+  std::vector<Glob> include{};
+};
+
 struct TreeScan {
   /// In bytewise order of the paths.
   std::vector<LibraryFile> files;
+  /// What was not selected, folders with a '/' at the end; in bytewise order.
+  std::vector<std::string> passedOver;
+  /// What is there only because FileSelection::include says so.
+  std::vector<std::string> askedFor;
   /// One sentence for each file or folder that cannot be published, "PATH: what is
   /// wrong". Nothing may be published unless there are none.
   std::vector<std::string> problems;
 };
 
 /// Finds every file below `root`, which is canonical. Symbolic links that stay below
-/// `root` are followed, as long as they do not lead back to a folder they lie in.
-TreeScan scanTree(const std::filesystem::path& root);
+/// `root` are followed, as long as they do not lead back to a folder they lie in. What is not
+/// selected is not looked at, and nothing below it.
+TreeScan scanTree(const std::filesystem::path& root, const FileSelection& selection = {});
 
 }  // namespace mtlpublish
 

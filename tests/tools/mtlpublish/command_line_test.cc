@@ -39,7 +39,7 @@ class CommandLine : public testing::Test {
 TEST_F(CommandLine, RefusesWrongUsageInTwoLines) {
   writeFile(dir_ / "a", "1");
   const std::string folder = dir_ / "";
-  expectUsageError({}, "a command is needed: build, keygen, verify or serve");
+  expectUsageError({}, "a command is needed: build, files, keygen, verify or serve");
   expectUsageError({"publish"}, "The following argument was not expected: publish");
   expectUsageError({"build"}, "DIR is required");
   expectUsageError({"build", ""}, "DIR: must not be empty");
@@ -53,6 +53,9 @@ TEST_F(CommandLine, RefusesWrongUsageInTwoLines) {
   expectUsageError({"build", folder, "--missing"}, "--missing: 1 required GLOB missing");
   expectUsageError({"build", folder, "--missing", "[a"},
                    "--missing: pattern '[a' has a '[' without its ']'");
+  expectUsageError({"build", folder, "--allow", "names"},
+                   "--allow: 'names' is not windows-names, same-names, long-paths or "
+                   "unused-entries");
   expectUsageError({"build", folder, "--never", ""}, "--never: pattern '' is empty");
   expectUsageError({"serve", folder, "--port", "65536"},
                    "--port: Value 65536 not in range 0 to 65535");
@@ -79,6 +82,7 @@ TEST_F(CommandLine, PrintsItsVersion) {
 TEST_F(CommandLine, PrintsHelpThatFitsAScreen) {
   for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--help"},
                                                     {"build", "--help"},
+                                                    {"files", "--help"},
                                                     {"keygen", "--help"},
                                                     {"verify", "-h"},
                                                     {"serve", "-h"}}) {
@@ -93,6 +97,41 @@ TEST_F(CommandLine, PrintsHelpThatFitsAScreen) {
     for (std::string line; std::getline(lines, line);)
       EXPECT_LE(line.size(), 80U) << line;
   }
+}
+
+TEST_F(CommandLine, FilesNamesWhatClientsFetch) {
+  for (const char* path : {"é b.tx", "oak.tx", "oak.jpeg.tx", "oak.psd", ".git/config"})
+    writeFile(dir_ / path, "x");
+  EXPECT_EQ(run({"files", dir_ / ""}).exitCode, 1) << "nothing is built yet";
+  EXPECT_EQ(run({"build", "-q", "--lossy", "--never", "*.psd", dir_ / ""}).exitCode, 0);
+  const ProcessResult result = run({"files", dir_ / ""});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.out, "oak.jpeg.tx\né b.tx\n");
+}
+
+TEST_F(CommandLine, FilesRefusesAListThatClientsRefuse) {
+  writeFile(dir_ / "filelist.json", "[{\"path\":\"../x\"}]\n");
+  const ProcessResult result = run({"files", dir_ / ""});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(result.err, HasSubstr("filelist.json: clients refuse it: "));
+}
+
+TEST_F(CommandLine, BuildCountsWhatItPassesOver) {
+  for (const char* path : {"a", ".htpasswd", "b~", "work/x", ".git/config"})
+    writeFile(dir_ / path, "x");
+  ProcessResult result = run({"build", "--include", "b~", "--exclude", "work", dir_ / ""});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err, "");
+  EXPECT_THAT(result.out,
+              HasSubstr("\nPassed over 1 file and 2 folders; -v names them\nFirst build"));
+  EXPECT_THAT(readFile(dir_ / "filelist.json"), HasSubstr("\"b~\""));
+  result = run({"build", "-v", dir_ / ""});
+  EXPECT_THAT(result.out, HasSubstr("\npassed over  .git/\n"
+                                    "passed over  .htpasswd\n"
+                                    "passed over  b~\n"
+                                    "Passed over 2 files and 1 folder\n"));
 }
 
 TEST_F(CommandLine, BuildTellsWhatIsThereAndWhatHasChanged) {

@@ -297,7 +297,7 @@ TEST_F(LibraryStamp, IsPreparedForThoseWhoSignElsewhere) {
 TEST_F(LibraryStamp, IsNotMadeForAFolderThatCannotBePublished) {
   signedRelease();
   const std::string before = stamp();
-  writeFile(dir_ / ".MTLLIB/x", "");
+  writeFile(dir_ / "MTLLIB~1", "");
   const PublishResult result = publish();
   EXPECT_THAT(result.problems, testing::Not(IsEmpty()));
   EXPECT_EQ(stamp(), before);

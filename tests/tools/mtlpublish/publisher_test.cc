@@ -181,6 +181,18 @@ TEST_F(Publisher, WarnsOfPatternsThatSelectNothing) {
   EXPECT_THAT(list(), HasSubstr("missing"));
 }
 
+TEST_F(Publisher, NamesWhatItPassesOver) {
+  add("a", "x");
+  add(".htpasswd", "x");
+  PublishOptions options;
+  options.selection.exclude = globs({"b"});
+  options.selection.include = globs({".c"});
+  const PublishResult result = publish(options);
+  EXPECT_THAT(result.passedOver, ElementsAre(".htpasswd"));
+  EXPECT_THAT(result.warnings,
+              ElementsAre("--exclude 'b' matches no file", "--include '.c' matches no file"));
+}
+
 TEST_F(Publisher, LeavesOutTheLossyVariant) {
   add("maps/oak.tx", "large map");
   add("maps/oak.jpeg.tx", "small");
@@ -268,6 +280,35 @@ TEST_F(Publisher, LeavesTheLibraryAsItWasWhenAFileCannotBePublished) {
   // What was read need not be read again.
   before[".mtlpublish-cache"] = readFile(dir_ / ".mtlpublish-cache");
   EXPECT_EQ(readTree(dir_ / ""), before);
+}
+
+TEST_F(Publisher, RefusesAtOnceEverythingThatSomeClientCannotTake) {
+  const std::string longName = std::string(199, 'f');
+  for (const std::string& path : {std::string("beta/id.txt"), longName, "d/" + longName})
+    add(path, "x");
+  PublishOptions options;
+  options.never = globs({"d/*"});
+  options.signing.subPath = "beta";
+  EXPECT_THAT(publish(options).problems,
+              ElementsAre("beta/id.txt: has a name that clients keep for their own files",
+                          longName + ": the path has 199 bytes, more than the 198 that a client "
+                                     "can hold in a folder of 60"));
+  EXPECT_FALSE(fs::exists(dir_.path() / "filelist.json"));
+  options.allowed = {mtlrules::NameFault::kUnusedEntry};
+  EXPECT_EQ(publish(options).problems.size(), 1U);
+  options.allowed.insert(mtlrules::NameFault::kLongPath);
+  EXPECT_THAT(publish(options).problems, IsEmpty());
+  EXPECT_THAT(list(), HasSubstr("beta/id.txt"));
+}
+
+TEST_F(Publisher, WarnsOfFilesThatAreTooLargeForMany) {
+  mtlpublish::ListEntry entry{"a.tx", mtlpublish::DownloadPolicy::kAlways, 2'000'000'000};
+  EXPECT_THAT(mtlpublish::sizeWarnings({entry}), IsEmpty());
+  ++entry.size;
+  EXPECT_THAT(mtlpublish::sizeWarnings({entry}),
+              ElementsAre("a.tx: has more than 2 GB, which many clients do not take"));
+  entry.policy = mtlpublish::DownloadPolicy::kNever;
+  EXPECT_THAT(mtlpublish::sizeWarnings({entry}), IsEmpty());
 }
 
 TEST_F(Publisher, RefusesAFolderThatIsNone) {

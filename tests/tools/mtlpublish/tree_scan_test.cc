@@ -19,9 +19,9 @@ TEST_F(TreeScan, FindsNothingInAnEmptyFolder) {
 }
 
 TEST_F(TreeScan, SortsByTheBytesOfTheWholePath) {
-  for (const char* path : {"b", "a/z", "a-b", "a b/é 木.tx", "Z", "é", ".hidden/x"})
+  for (const char* path : {"b", "a/z", "a-b", "a b/é 木.tx", "Z", "é", "!/x"})
     add(path);
-  EXPECT_THAT(paths(), ElementsAre(".hidden/x", "Z", "a b/é 木.tx", "a-b", "a/z", "b", "é"));
+  EXPECT_THAT(paths(), ElementsAre("!/x", "Z", "a b/é 木.tx", "a-b", "a/z", "b", "é"));
 }
 
 TEST_F(TreeScan, TellsWhereTheContentIs) {
@@ -45,12 +45,52 @@ TEST_F(TreeScan, LeavesOutWhatAClientKeptInItsCopy) {
 }
 
 TEST_F(TreeScan, TakesFilesOfSuchNamesInFoldersBelow) {
+  for (const char* path : {"a/filelist.json", "a/id.txt", "id.txt.tmp"})
+    add(path);
+  EXPECT_THAT(paths(), ElementsAre("a/filelist.json", "a/id.txt", "id.txt.tmp"));
+}
+
+TEST_F(TreeScan, PassesOverWhatIsHardlyMeantToBePublished) {
   for (const char* path :
-       {"a/filelist.json", "a/id.txt", "a/.mtlpublish-12.tmp", "a/.mtllib/x", "id.txt.tmp"}) {
+       {".git/config", ".htpasswd", ".MtlLib/x", "a/.mtlpublish-12.tmp", "a/.hidden", "a/oak.mat~",
+        "b.BAK", "c.swp", "maps/thumbs.db", "maps/desktop.ini", "maps/__MACOSX/._oak.tx", "oak.tx",
+        "a/bak", "a~b", "thumbs.db.tx"}) {
     add(path);
   }
-  EXPECT_THAT(paths(), ElementsAre("a/.mtllib/x", "a/.mtlpublish-12.tmp", "a/filelist.json",
-                                   "a/id.txt", "id.txt.tmp"));
+  EXPECT_THAT(paths(), ElementsAre("a/bak", "a~b", "oak.tx", "thumbs.db.tx"));
+  EXPECT_THAT(scanTree(root_).passedOver,
+              ElementsAre(".MtlLib/", ".git/", ".htpasswd", "a/.hidden", "a/.mtlpublish-12.tmp",
+                          "a/oak.mat~", "b.BAK", "c.swp", "maps/__MACOSX/", "maps/desktop.ini",
+                          "maps/thumbs.db"));
+}
+
+TEST_F(TreeScan, LooksAtNothingBelowWhatItPassesOver) {
+  add(".git/" + std::string(200, 'd') + "/" + std::string(58, 'f'));
+  EXPECT_THAT(problems(), IsEmpty());
+}
+
+TEST_F(TreeScan, TakesWhatIsAskedForInSpiteOfItsName) {
+  for (const char* path : {".well-known/key", ".well-known/.git", ".git/config", "a/.keep"})
+    add(path);
+  selection_.include = {glob(".well-known"), glob("a/.k*")};
+  EXPECT_THAT(paths(), ElementsAre(".well-known/key", "a/.keep"));
+  EXPECT_THAT(scanTree(root_, selection_).askedFor, ElementsAre(".well-known", "a/.keep"));
+}
+
+TEST_F(TreeScan, LeavesOutWhatIsExcluded) {
+  for (const char* path : {"a/work/x.psd", "a/x.psd", "a/x.tx", "Id.Txt", ".keep"})
+    add(path);
+  selection_.exclude = {glob("work"), glob("a/*.psd"), glob("Id.Txt"), glob(".keep")};
+  selection_.include = {glob("*")};
+  EXPECT_THAT(paths(), ElementsAre("a/x.tx")) << "an exclusion counts, whatever is asked for";
+}
+
+TEST_F(TreeScan, NeverTakesThePublishersOwnFiles) {
+  for (const char* path : {".mtlpublish-cache", ".mtlpublish-signed", ".mtllib/state"})
+    add(path);
+  selection_.include = {glob("*")};
+  EXPECT_THAT(paths(), IsEmpty());
+  EXPECT_THAT(scanTree(root_, selection_).passedOver, IsEmpty()) << "no news to anybody";
 }
 
 TEST_F(TreeScan, RefusesAFolderWherePublishingWritesAFile) {
@@ -60,11 +100,9 @@ TEST_F(TreeScan, RefusesAFolderWherePublishingWritesAFile) {
 }
 
 TEST_F(TreeScan, RefusesNamesThatClientsTakeForTheirOwn) {
-  add(".MtlLib/x");
   add("MTLLIB~1");
   add("Id.Txt");
-  EXPECT_THAT(problems(), ElementsAre(".MtlLib: clients keep the name for their own files",
-                                      "Id.Txt: clients keep the name for their own files",
+  EXPECT_THAT(problems(), ElementsAre("Id.Txt: clients keep the name for their own files",
                                       "MTLLIB~1: clients keep the name for their own files"));
 }
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 
+#include "mtlpublish/publisher.h"
 #include "tree_scan_fixture.h"
 
 namespace {
@@ -42,6 +43,18 @@ TEST_F(Unpublishable, AreSomeNamesAndWhatIsNoFile) {
                   "esc\\x1B: the name has a control character",
                   "new\\x0Aline: the name has a control character",
                   "pipe: neither a file nor a folder", "socket: neither a file nor a folder"));
+}
+
+TEST_F(Unpublishable, AreNamesThatOtherSystemsDoNotTellApart) {
+  for (const char* path : {"Oak.tx", "oak.tx", "nul", "maps/a", "Maps"})
+    add(path);
+  mtlpublish::PublishOptions options;
+  EXPECT_THAT(
+      mtlpublish::publish(root_, options).problems,
+      ElementsAre("maps/a: lies in \"Maps\", a file", "nul: Windows cannot hold the name \"nul\"",
+                  "oak.tx: differs from \"Oak.tx\" only in upper and lower case"));
+  options.allowed = {mtlrules::NameFault::kSameName, mtlrules::NameFault::kWindowsName};
+  EXPECT_THAT(mtlpublish::publish(root_, options).problems, testing::IsEmpty());
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // mtlpublish build: writes a library's list and stamp.
 #include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -14,6 +15,7 @@
 #include "mtlpublish/publisher.h"
 #include "mtlpublish/work_progress.h"
 #include "rules/printable.h"
+#include "rules/published_names.h"
 #include "signing/release_comment.h"
 
 namespace mtlpublish {
@@ -24,12 +26,9 @@ namespace fs = std::filesystem;
 
 constexpr const char* kBuildFooter = R"(
 GLOB, in options that may be repeated: * stands for any characters, ? for one,
-[a-z] for one of these and [!a-z] for any other. A pattern without '/' matches
-the file's name, with '/' the whole path below DIR; * matches '/' too. Quote
-patterns, so that the shell does not expand them.
-
-The list is DIR/filelist.json, the id, which tells clients that something has
-changed, or the list's signature, DIR/id.txt. See the manual page for the rest.
+[a-z] for one of these and [!a-z] for any other. Without '/' it matches the name
+of a file, with '/' the path below DIR, where * matches '/' too. Quote patterns,
+so that the shell does not expand them. The manual page has the rest.
 
 Examples:
   mtlpublish build --lossy --missing 'previews/*' --never '*.psd' library
@@ -37,9 +36,12 @@ Examples:
 
 struct BuildArguments {
   std::string folder;
+  std::vector<std::string> exclude;
+  std::vector<std::string> include;
   std::vector<std::string> missing;
   std::vector<std::string> never;
   bool lossy = false;
+  std::vector<std::string> allow;
   bool noCache = false;
   bool quiet = false;
   bool verbose = false;
@@ -113,6 +115,17 @@ void printChanges(const PublishResult& result, bool names) {
   std::cout << "; clients of the last build fetch " << bytesText(result.bytesToFetch) << '\n';
 }
 
+void printPassedOver(const std::vector<std::string>& paths, bool names) {
+  if (paths.empty()) return;
+  std::size_t folders = 0;
+  for (const std::string& path : paths) {
+    if (names) std::cout << "passed over  " << mtlrules::printable(path) << '\n';
+    if (path.back() == '/') ++folders;
+  }
+  std::cout << "Passed over " << filesText(paths.size() - folders) << " and " << folders
+            << (folders == 1 ? " folder" : " folders") << (names ? "\n" : "; -v names them\n");
+}
+
 void printResult(const PublishResult& result, const BuildArguments& arguments) {
   if (arguments.prepare) {
     // For a shell to hand on, and nothing else.
@@ -126,15 +139,20 @@ void printResult(const PublishResult& result, const BuildArguments& arguments) {
   } else {
     std::cout << "id " << result.id.substr(0, 8) << "…\n";
   }
+  printPassedOver(result.passedOver, arguments.verbose);
   printChanges(result, arguments.verbose);
 }
 
 PublishResult published(const BuildArguments& arguments, SigningOptions signing) {
   common::Console console = makeConsole(arguments.quiet);
   PublishOptions options;
+  options.selection = {parsed(arguments.exclude), parsed(arguments.include)};
   options.missing = parsed(arguments.missing);
   options.never = parsed(arguments.never);
   options.lossy = arguments.lossy;
+  for (const std::string& word : arguments.allow) {
+    if (const auto fault = mtlrules::faultNamed(word)) options.allowed.insert(*fault);
+  }
   options.cache = !arguments.noCache;
   options.signing = std::move(signing);
   options.onProgress = shownOn(console);
@@ -156,6 +174,12 @@ int build(const BuildArguments& arguments) {
   if (!result.problems.empty()) return kFailed;
   printResult(result, arguments);
   return kDone;
+}
+
+std::string kindProblem(const std::string& word) {
+  return mtlrules::faultNamed(word)
+             ? ""
+             : "'" + word + "' is not windows-names, same-names, long-paths or unused-entries";
 }
 
 std::string libraryNameProblem(const std::string& name) {
@@ -201,10 +225,16 @@ Command addBuildCommand(CLI::App& program) {
            "Files that clients fetch only if they lack them");
   addGlobs(command, "--never", arguments->never,
            "Files that clients never fetch, --missing or not");
+  addGlobs(command, "--exclude", arguments->exclude, "Files and folders that are not published");
+  addGlobs(command, "--include", arguments->include, "Files and folders to publish all the same");
   command->add_flag("--lossy", arguments->lossy, "Clients fetch x.jpeg.tx, where it is, for x.tx");
+  addTexts(command, "--allow", "KIND", arguments->allow,
+           "Publish what some client cannot take, by kind")
+      ->check(CLI::Validator(kindProblem, "", "kind"));
   command->add_flag("--no-cache", arguments->noCache, "Read every file again, and keep no cache");
   command->add_flag("-q,--quiet", arguments->quiet, "Print errors only");
-  command->add_flag("-v,--verbose", arguments->verbose, "Name what was added, changed and removed");
+  command->add_flag("-v,--verbose", arguments->verbose,
+                    "Name what has changed, and what was passed over");
   addSigning(command, *arguments);
   command->footer(kBuildFooter);
   return {command, [arguments] { return build(*arguments); }};
