@@ -1,5 +1,6 @@
 #!/bin/sh
-# In every document, what a link points to exists, and what is quoted is what the file has.
+# In every document, what a link points to exists, so do the tests that it names, and what is quoted
+# is what the file has.
 # usage: documents.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 cd "$1"
@@ -44,9 +45,23 @@ expect_quotes() {
     END { if (file != "") print FILENAME ": nothing is quoted from " file }' "$1"
 }
 
+# named_tests: all that there are, one a line.
+named_tests() {
+  find tests krell_networking -name '*.cc' -exec cat {} + | tr '\n' ' ' |
+    grep -oE '\bTEST(_[FP])?\([[:alnum:]]+, +[[:alnum:]]+\)' | sed 's/.*(\(.*\), *\(.*\))/\1.\2/'
+}
+
+# tests_of DOCUMENT: those that it names.
+tests_of() {
+  grep -oE '`[A-Z][[:alnum:]]*\.[A-Z][[:alnum:]]*`' "$1" | tr -d '`' || true
+}
+
 # problems_of DOCUMENT
 problems_of() {
   expect_quotes "$1"
+  for test in $(tests_of "$1"); do
+    echo "$tests" | grep -qxF "$test" || echo "$1: there is no test $test"
+  done
   for target in $(targets_of "$1"); do
     file=$1
     [ -z "${target%%#*}" ] || file=$(dirname "$1")/${target%%#*}
@@ -60,6 +75,7 @@ problems_of() {
   done
 }
 
+tests=$(named_tests)
 documents=$(find . -name '*.md' -not -path './build/*' -not -path './.git/*' | sort)
 problems=$(for document in $documents; do problems_of "$document"; done)
 echo "$problems"
