@@ -18,7 +18,7 @@ commands_of() {
 # follow HEADING: what the section says is done.
 follow() {
   echo "$1"
-  commands_of "$1" >commands
+  commands_of "$1" | sed "s|https://materials.example/library|$address|" >commands
   [ -s commands ]
   python3 "$tests/on_terminal.py" word sh -eux commands </dev/null
 }
@@ -27,15 +27,22 @@ serial() {
   sed -n 's/^trusted comment: library: oak; serial: \([0-9]*\); .*/\1/p' library/id.txt
 }
 
-# expect_release FILE KEY: the library has a higher serial than before, the oak as in the file, and
-# KEY's signature.
+# expect_release FILE KEY...: the library has a higher serial than before, the oak as in the file, and
+# the signature of a KEY; a client that has the keys takes it.
 last=0
 expect_release() {
   now=$(serial)
   [ "$now" -gt "$last" ]
   last=$now
   cmp "$1" library/oak.mat
-  mtlpublish verify --key "$2" library
+  shift
+  for key in "$@"; do
+    shift
+    set -- "$@" --key "$key"
+  done
+  mtlpublish verify "$@" library
+  mtlsync --quiet "$@" "$address" copy
+  expect_copy copy
 }
 
 follow "The first time"
@@ -47,10 +54,13 @@ expect_release library/oak.mat oak.pub
 
 follow "Going back"
 expect_release library-of-last-week/oak.mat oak.pub
-# The whole folder, from a backup.
+# The whole folder, from a backup, which knows no serial of this second.
+sleep 1
 rm -r library
 cp -a library-of-last-week library
-rm library/id.txt
+rm library/id.txt library/filelist.json
+prepared=$(mtlpublish build --prepare library | sed 's/.*serial: \([0-9]*\);.*/\1/')
+[ "$prepared" -gt "$last" ]
 python3 "$tests/on_terminal.py" word mtlpublish build --sign oak.key library
 expect_release library-of-last-week/oak.mat oak.pub
 
@@ -65,5 +75,8 @@ follow "In a job that publishes by itself"
 expect_release library/oak.mat oak.pub
 
 follow "Another key"
-expect_release library/oak.mat spare.pub
 if mtlpublish verify --key oak.pub library; then exit 1; fi
+mtlsync --quiet --key oak.pub "$address" copy && exit 1 || [ $? -eq 5 ]
+if cmp library/id.txt copy/id.txt; then exit 1; fi
+expect_release library/oak.mat oak.pub spare.pub
+mtlsync --quiet --key spare.pub "$address" copy
