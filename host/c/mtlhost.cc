@@ -57,6 +57,9 @@ mtlhost_options takenFrom(const mtlhost_options& options) {
   take(&mtlhost_options::largest_file, options, taken);
   take(&mtlhost_options::largest_total, options, taken);
   take(&mtlhost_options::seconds, options, taken);
+  take(&mtlhost_options::key_count, options, taken);
+  take(&mtlhost_options::keys, options, taken);
+  take(&mtlhost_options::library_name, options, taken);
   return taken;
 }
 
@@ -72,6 +75,22 @@ ProxyMode proxyModeOf(std::int32_t mode) {
 bool hasNegativeNumbers(const mtlhost_options& options) {
   return std::min<std::int64_t>({options.tries, options.bytes_per_second, options.largest_file,
                                  options.largest_total, options.seconds}) < 0;
+}
+
+/// Keys without their count, or a count without its keys, must not come to nobody checking.
+bool hasEachKey(const mtlhost_options& options) {
+  if (options.keys == nullptr) return options.key_count == 0;
+  const char* const* end = options.keys + options.key_count;
+  return options.key_count > 0 && std::find(options.keys, end, nullptr) == end;
+}
+
+mtlhost::TrustSettings trustSettingsOf(const mtlhost_options& options) {
+  mtlhost::TrustSettings trust;
+  trust.keys.assign(options.keys, options.keys + options.key_count);
+  trust.libraryName = textOf(options.library_name);
+  trust.allowsExpired = (options.flags & MTLHOST_ALLOW_EXPIRED) != 0;
+  trust.forgetsKeys = (options.flags & MTLHOST_FORGET_KEYS) != 0;
+  return trust;
 }
 
 mtlhost::UpdateSettings updateSettingsOf(const mtlhost_options& options) {
@@ -101,7 +120,8 @@ mtlhost::Settings settingsOf(const mtlhost_options& options) {
           textOf(options.proxy_address),
           textOf(options.module_file),
           (options.flags & MTLHOST_USE_MODULE) != 0,
-          updateSettingsOf(options)};
+          updateSettingsOf(options),
+          trustSettingsOf(options)};
 }
 
 std::unique_ptr<mtlhost_library> open(const mtlhost_options& options, ErrorList& error) {
@@ -187,6 +207,8 @@ std::int32_t mtlhost_open(const mtlhost_options* options, mtlhost_library** libr
     reason = ownErrorList("mtlhost_open() needs a target directory");
   } else if (hasNegativeNumbers(taken)) {
     reason = ownErrorList("mtlhost_open() takes no negative numbers");
+  } else if (!hasEachKey(taken)) {
+    reason = ownErrorList("mtlhost_open() needs each of the keys, and their count");
   } else {
     try {
       *library = open(taken, reason).release();

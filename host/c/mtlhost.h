@@ -184,11 +184,15 @@ enum {
 
 /** How a copy is brought up to date, one or more of these. */
 enum {
-  MTLHOST_USE_MODULE = 1, /**< By the module, also when module_file names none. */
-  MTLHOST_FULL = 2,       /**< Fetch all that the list selects, whatever the copy has. */
-  MTLHOST_PRUNE = 4,      /**< Remove the files that the library has withdrawn. */
-  MTLHOST_PRUNE_MOST = 8, /**< The same, also when they are more than half of the copy. */
-  MTLHOST_WAIT = 16       /**< Wait for another run on the copy, instead of failing at once. */
+  MTLHOST_USE_MODULE = 1,     /**< By the module, also when module_file names none. */
+  MTLHOST_FULL = 2,           /**< Fetch all that the list selects, whatever the copy has. */
+  MTLHOST_PRUNE = 4,          /**< Remove the files that the library has withdrawn. */
+  MTLHOST_PRUNE_MOST = 8,     /**< The same, also when they are more than half of the copy. */
+  MTLHOST_WAIT = 16,          /**< Wait for another run on the copy, instead of failing at once. */
+  MTLHOST_ALLOW_EXPIRED = 32, /**< With keys: take a release that has expired, with a warning. */
+  MTLHOST_FORGET_KEYS = 64    /**< Forget what the copy has had with keys: it may be updated
+                                   without, with other keys, to a library of another name, or to
+                                   an older release. Of the module too. */
 };
 
 /** What a host may do about a failure. */
@@ -254,15 +258,29 @@ typedef struct mtlhost_options {
                                      0 for 5. This and what follows are of the engine. */
   int64_t bytes_per_second;     /**< Received at most; 0 for no limit. */
   int64_t largest_file;         /**< In bytes: a larger one is a failure. 0 for no limit. */
-  int64_t largest_total; /**< In bytes: to receive more, in all, is a failure. 0 for no limit. */
-  int64_t seconds;       /**< An operation that takes longer fails. 0 for no limit. */
+  int64_t largest_total;    /**< In bytes: to receive more, in all, is a failure. 0 for no limit. */
+  int64_t seconds;          /**< An operation that takes longer fails. 0 for no limit. */
+  size_t key_count;         /**< Of the next field. */
+  const char* const* keys;  /**< Public keys in minisign's format: the 56 characters of one
+                                 ("RWQ..."), the text of its file, or the name of its file. Usually
+                                 the publisher's, and one or more that will follow it: any of them
+                                 may have signed. With keys, nothing takes effect that the holder of
+                                 one of them did not sign, and no release that is older than what
+                                 the copy has had: an operation then fails as
+                                 MTLHOST_FAILURE_UNTRUSTED, and the copy is as it was. A copy that
+                                 was once updated with keys is not updated without. NULL: no
+                                 signature is looked at. */
+  const char* library_name; /**< The name that the publisher has given to the library. None: that of
+                                 the release that the copy was first brought to with keys, and of no
+                                 other from then on. */
 } mtlhost_options;
 
 /** Prepares the engine, or loads the module and starts its networking; nothing is transferred
  * or written yet. When that works, returns MTLHOST_OK and stores the new object in
- * `*library`. Otherwise returns MTLHOST_FAILED, or MTLHOST_WRONG_USE when an argument or the
- * target directory is missing or a number is negative, stores NULL there, and in `*error` the
- * reason, which the caller must give back by mtlhost_free_error(). `error` may be NULL. */
+ * `*library`. Otherwise returns MTLHOST_FAILED, or MTLHOST_WRONG_USE when an argument, the
+ * target directory, a key or the count of the keys is missing or a number is negative, stores NULL
+ * there, and in `*error` the reason, which the caller must give back by mtlhost_free_error().
+ * `error` may be NULL. */
 MTLHOST_API int32_t mtlhost_open(const mtlhost_options* options, mtlhost_library** library,
                                  mtlhost_error** error);
 

@@ -97,7 +97,7 @@ MTLLIB_RECORD(mtlhost_event, size, kind, permille, megabytes_done, megabytes_tot
               bytes_done, bytes_total, bytes_per_second, seconds_left, plan, file, process);
 MTLLIB_RECORD(mtlhost_options, size, module_file, remote_address, target_directory, sub_path,
               proxy_mode, proxy_address, callback, user, flags, tries, bytes_per_second,
-              largest_file, largest_total, seconds);
+              largest_file, largest_total, seconds, key_count, keys, library_name);
 MTLLIB_RECORD(mtlhost_result, size, failure, is_changed, stamp, fetched, copied, removed, withdrawn,
               left, compared, received_bytes, commit_microseconds, changed_count, changed_paths,
               removed_count, removed_paths, difference_count, differences);
@@ -220,6 +220,8 @@ void printCInterface() {
   MTLLIB_VALUE(MTLHOST_PRUNE);
   MTLLIB_VALUE(MTLHOST_PRUNE_MOST);
   MTLLIB_VALUE(MTLHOST_WAIT);
+  MTLLIB_VALUE(MTLHOST_ALLOW_EXPIRED);
+  MTLLIB_VALUE(MTLHOST_FORGET_KEYS);
   MTLLIB_VALUE(MTLHOST_FAILURE_NONE);
   MTLLIB_VALUE(MTLHOST_FAILURE_OTHER);
   MTLLIB_VALUE(MTLHOST_FAILURE_USAGE);

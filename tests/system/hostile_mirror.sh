@@ -2,6 +2,7 @@
 # A hostile mirror plays one attack after the other on copies of a signed library. None takes effect:
 # each update is refused, the copy stays byte for byte what it was, and the next update from an
 # honest mirror finishes.
+# CLIENTS (all) says which of the functions below bring copies up to date.
 # STAMP_BYTES (400, which is all of them) says how many bytes of a stamp are changed, one at a time.
 # usage: hostile_mirror.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
@@ -22,7 +23,10 @@ stop_other_servers() {
 mtlsync() {
   "$bin/mtlsync" -q --no-proxy --retries 0 --key "$folder/oak.pub" "$address" "$target"
 }
-clients="mtlsync"
+host_in_c() {
+  "$bin/pinned_host" "$folder/oak.pub" "$address" "$target"
+}
+clients=${CLIENTS:-mtlsync host_in_c}
 
 # attack NAME: what the mirror does from now on.
 attack() {
