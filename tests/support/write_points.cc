@@ -183,6 +183,12 @@ int renameat(int fromFolder, const char* from, int toFolder, const char* to) noe
   return next<int(int, const char*, int, const char*)>("renameat")(fromFolder, from, toFolder, to);
 }
 
+int linkat(int fromFolder, const char* from, int toFolder, const char* to, int flags) noexcept {
+  pass("linkat", pathAt(toFolder, to).c_str());
+  return next<int(int, const char*, int, const char*, int)>("linkat")(fromFolder, from, toFolder,
+                                                                      to, flags);
+}
+
 int mkdirat(int folder, const char* name, mode_t mode) noexcept {
   pass("mkdirat", pathAt(folder, name).c_str());
   return next<int(int, const char*, mode_t)>("mkdirat")(folder, name, mode);

@@ -4,7 +4,7 @@
 
 #include <filesystem>
 #include <map>
-#include <set>
+#include <sstream>
 #include <string>
 #include <utility>
 
@@ -126,6 +126,44 @@ TEST_F(CutUpdate, SharesNothingThatIsWrittenWithAHardLinkedCopyOfTheFolder) {
     if (cut.exitCode == 0) break;
     ASSERT_LT(point, 500);
   }
+}
+
+// What an old file had takes long to free: with a name left, renaming over the other takes no time.
+TEST_F(CutUpdate, KeepsOldFilesByAnotherNameUntilAllNewOnesAreInTheirPlaces) {
+  const Tree before = copyOf(0);
+  std::size_t replaced = 0;
+  for (const auto& [path, content] : madeUpLibrary(1)) {
+    if (before.count(path) != 0 && before.at(path) != content) ++replaced;
+  }
+  ASSERT_GT(replaced, 0U);
+  ASSERT_EQ(run(1, {{"LD_PRELOAD", WRITE_POINTS},
+                    {"ASAN_OPTIONS", "verify_asan_link_order=0"},
+                    {"WRITE_POINTS_BELOW", dir / "copy"},
+                    {"WRITE_POINTS_LOG", dir / "log"}})
+                .exitCode,
+            0);
+  // In the order in which they were done: what became of which file.
+  std::size_t kept = 0;
+  std::size_t placed = 0;
+  std::size_t freed = 0;
+  std::istringstream log(readFile(dir / "log"));
+  for (std::string line; std::getline(log, line);) {
+    const bool isOwn = line.find("/.mtllib/") != std::string::npos;
+    const bool isOld = line.find("/.mtllib/old/") != std::string::npos;
+    if (isOld && line.rfind("linkat ", 0) == 0) {
+      EXPECT_EQ(placed, 0U) << line;
+      ++kept;
+    } else if (isOld && line.rfind("unlinkat ", 0) == 0) {
+      EXPECT_GT(placed, replaced) << line;
+      ++freed;
+    } else if (!isOwn && line.rfind("renameat ", 0) == 0) {
+      EXPECT_EQ(freed, 0U) << line;
+      ++placed;
+    }
+  }
+  EXPECT_EQ(kept, replaced);
+  EXPECT_EQ(freed, replaced);
+  EXPECT_FALSE(std::filesystem::exists(dir / "copy/.mtllib/old"));
 }
 
 TEST_F(CutUpdate, LeavesTheOldCopyWhenTheFolderCannotBeWritten) {
