@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <iterator>
 #include <limits>
 #include <map>
 #include <set>
@@ -12,8 +11,8 @@
 #include <utility>
 
 #include "platform/file_names.h"
-#include "rules/ascii.h"
 #include "rules/own_names.h"
+#include "update/places.h"
 
 namespace mtlupdate {
 
@@ -22,87 +21,8 @@ namespace {
 using mtlrules::DownloadPolicy;
 using Reason = PassedOver::Reason;
 
-/// Of names that mean the same file, all but the ASCII letters' case being the same.
-std::string foldedCase(std::string_view path) {
-  std::string folded(path);
-  for (char& c : folded)
-    c = mtlrules::asciiLower(c);
-  return folded;
-}
-
-/// The order of paths in which those below a folder follow it at once.
-bool isBefore(std::string_view a, std::string_view b) {
-  const auto [left, right] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
-  if (left == a.end() || right == b.end()) return right != b.end();
-  if (*left == '/' || *right == '/') return *left == '/';
-  return *left < *right;
-}
-
-bool isBelow(std::string_view path, std::string_view folder) {
-  return path.size() > folder.size() && path[folder.size()] == '/' &&
-         path.substr(0, folder.size()) == folder;
-}
-
-/// Which entries have their places to themselves. Sorted, since whoever writes a list could make
-/// all paths fall into one bucket of a hash table.
-class Places {
- public:
-  explicit Places(const Listing& listing) : verdicts_(listing.size(), Verdict::kAlone) {
-    places_.reserve(listing.size());
-    for (std::size_t i = 0; i < listing.size(); ++i) {
-      const std::string_view path = listing[i].path;
-      places_.push_back({Platform::kHasWindowsNames ? texts_.keep(foldedCase(path)) : path, i});
-    }
-    const auto precedes = [](const Place& a, const Place& b) {
-      return a.path == b.path ? a.number < b.number : isBefore(a.path, b.path);
-    };
-    // As lists are, most often.
-    if (!std::is_sorted(places_.begin(), places_.end(), precedes)) {
-      std::sort(places_.begin(), places_.end(), precedes);
-    }
-    for (std::size_t i = 0; i + 1 < places_.size(); ++i) {
-      const Place& next = places_[i + 1];
-      if (next.path == places_[i].path) verdicts_[places_[i].number] = Verdict::kSame;
-      if (isBelow(next.path, places_[i].path)) verdicts_[places_[i].number] = Verdict::kFolder;
-    }
-  }
-
-  /// kSame: an entry further down has the same place; kFolder: another one has a place below it.
-  enum class Verdict : unsigned char { kAlone, kSame, kFolder };
-  Verdict of(std::size_t number) const { return verdicts_[number]; }
-
-  /// Whether an entry has its place at the path.
-  bool isTaken(std::string_view path) const {
-    const std::string folded = Platform::kHasWindowsNames ? foldedCase(path) : std::string();
-    if (Platform::kHasWindowsNames) path = folded;
-    // Most often paths are asked about in their order.
-    if (next_ < places_.size() && places_[next_].path == path &&
-        verdicts_[places_[next_].number] == Verdict::kAlone) {
-      ++next_;
-      return true;
-    }
-    const auto next = std::upper_bound(
-        places_.begin(), places_.end(), path,
-        [](std::string_view other, const Place& place) { return isBefore(other, place.path); });
-    next_ = static_cast<std::size_t>(next - places_.begin());
-    if (next == places_.begin()) return false;
-    const Place& last = *std::prev(next);
-    return last.path == path && verdicts_[last.number] == Verdict::kAlone;
-  }
-
- private:
-  struct Place {
-    std::string_view path;
-    std::size_t number;
-  };
-
-  TextStore texts_;
-  std::vector<Place> places_;
-  std::vector<Verdict> verdicts_;
-  mutable std::size_t next_ = 0;  ///< Behind what was found last.
-};
-
-/// Files by the digests that they had, for the same reason sorted.
+/// Files by the digests that they had. Sorted, since whoever writes a list could make all of them
+/// fall into one bucket of a hash table.
 class Sources {
  public:
   explicit Sources(const State& state) {

@@ -2,14 +2,15 @@
 #include "update/verify.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <optional>
 #include <system_error>
-#include <unordered_set>
 #include <utility>
 
 #include "rules/own_names.h"
 #include "update/disk.h"
 #include "update/own_files.h"
+#include "update/places.h"
 
 namespace mtlupdate {
 
@@ -22,10 +23,10 @@ class Verification {
       : folder_(folder), listing_(listing), subPath_(subPath), goOn_(goOn), result_(result) {}
 
   Outcome run() {
-    for (const Entry& entry : listing_) {
-      // The first of several entries has the place.
-      if (!listed_.insert(entry.path).second) continue;
-      if (Outcome failure = compare(entry)) return failure;
+    for (std::size_t i = 0; i < listing_.size(); ++i) {
+      // Updates pass over the others.
+      if (places_.of(i) != Places::Verdict::kAlone) continue;
+      if (Outcome failure = compare(listing_[i])) return failure;
     }
     return lookForOthers({});
   }
@@ -86,7 +87,7 @@ class Verification {
         std::string path = folder;
         if (!path.empty()) path += '/';
         path += name;
-        if (listed_.count(path) > 0) continue;
+        if (places_.isTaken(path)) continue;
         Look look;
         if (const std::error_code error = folder_.look(path, look)) {
           return diskFailure("cannot be looked at", path, error);
@@ -106,10 +107,10 @@ class Verification {
 
   Folder& folder_;
   const Listing& listing_;
+  const Places places_{listing_};
   std::string_view subPath_;
   const std::function<bool()>& goOn_;
   VerifyResult& result_;
-  std::unordered_set<std::string_view> listed_;
 };
 
 }  // namespace

@@ -34,8 +34,9 @@ struct VerifyResult {
 };
 
 /// Reads the files of the listing that have a digest, looks at the others' sizes, and looks for
-/// files that the listing does not name. Links are not followed, and what is below them is not
-/// looked at. `goOn` is asked again and again; kCancelled when it answers false.
+/// files that the listing does not name. Entries that updates pass over do not count. Links are not
+/// followed, and what is below them is not looked at. `goOn` is asked again and again; kCancelled
+/// when it answers false.
 Outcome verifyCopy(Folder& folder, const Listing& listing, std::string_view subPath,
                    const std::function<bool()>& goOn, VerifyResult& result);
 

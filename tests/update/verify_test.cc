@@ -90,6 +90,18 @@ TEST_F(VerifyTest, FindsDamagedMissingAndExtraFiles) {
                                          "extra extra", "extra far/below/extra"));
 }
 
+TEST_F(VerifyTest, EntriesThatUpdatesPassOverMakeNoDifference) {
+  list("a", "first");
+  list("a", "second");
+  list("b", "a file");
+  list("b/c", "a file below it");
+  write("a", "second");
+  write("b/c", "a file below it");
+  EXPECT_THAT(differences(), IsEmpty());
+  write("a", "first!");
+  EXPECT_THAT(differences(), ElementsAre("damaged a"));
+}
+
 TEST_F(VerifyTest, TheFoldersOfAStampMayHoldOtherFiles) {
   list("a/b/c", "content");
   write("a/b/c", "content");
