@@ -22,7 +22,7 @@ std::optional<SignedRelease> signedReleaseFrom(std::string_view stamp,
   }
   std::optional<Release> release = releaseFrom(signature->comment);
   if (!release) {
-    problem = "has a signed comment that does not describe a release of a library";
+    problem = "has a comment that does not describe a release of a library";
     return std::nullopt;
   }
   return SignedRelease{*std::move(signature), *key, *std::move(release)};

@@ -216,6 +216,22 @@ TEST_F(CommitTest, LeavesTheOldStampWhenAFileCannotBePlaced) {
   EXPECT_EQ(readFile(dir / "copy/id.txt"), "stamp 2");
 }
 
+TEST_F(CommitTest, WritesDownWhatIsTrustedBeforeTheFirstFileIsPlaced) {
+  target.trusted = "stamps";
+  list("a", "1");
+  plan = makePlan();
+  stageAll();
+  writeFile(dir / "copy/a/theirs", "a folder since the plan was made");
+  ASSERT_TRUE(commit() || !result.busy.empty());
+  EXPECT_THAT(result.changed, IsEmpty());
+  EXPECT_EQ(readFile(dir / "copy/.mtllib/trusted"), "stamps");
+  // It stays where nothing is said of it.
+  std::filesystem::remove_all(dir / "copy/a");
+  target.trusted = "";
+  update();
+  EXPECT_EQ(readFile(dir / "copy/.mtllib/trusted"), "stamps");
+}
+
 TEST_F(CommitTest, MeasuresTheTimeFromTheFirstRenameToTheLast) {
   for (int i = 0; i < 1000; ++i)
     list("folder " + std::to_string(i % 20) + "/" + std::to_string(i), std::to_string(i));

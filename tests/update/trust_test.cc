@@ -164,7 +164,7 @@ TEST_F(TrustTest, RefusesAChangedComment) {
 TEST_F(TrustTest, RefusesACommentThatDoesNotDescribeARelease) {
   publishTwice();
   oak_.serveStamp(mtlsigning::signatureFile(oak_.key.sign(oak_.list(), "timestamp:1700000000")));
-  expectStampRefused("it has a signed comment that does not describe a release of a library");
+  expectStampRefused("it has a comment that does not describe a release of a library");
 }
 
 TEST_F(TrustTest, RefusesAStampOfWhichAnyByteIsChanged) {

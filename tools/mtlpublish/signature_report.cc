@@ -5,7 +5,7 @@
 #include "rules/list_entry.h"
 #include "rules/own_names.h"
 #include "rules/printable.h"
-#include "signing/release_comment.h"
+#include "signing/signed_release.h"
 
 namespace mtlpublish {
 
@@ -19,27 +19,9 @@ std::string ofStamp(const std::string& problem) {
   return std::string(mtlrules::kStampName) + ": " + problem;
 }
 
-// What is wrong with a signature that has all its parts.
-std::vector<std::string> problemsOf(const Signature& signature, std::string_view list,
-                                    const std::vector<PublicKey>& keys) {
-  const PublicKey* const key = mtlsigning::findKey(keys, signature.keyId);
-  if (key == nullptr) {
-    return {ofStamp("was signed with key " + mtlsigning::idText(signature.keyId) +
-                    ", which is not one of those given")};
-  }
-  if (!mtlsigning::isCommentSigned(signature, *key)) {
-    return {ofStamp("its signature is wrong: it was changed, or not made with key " +
-                    mtlsigning::idText(key->id))};
-  }
-  if (!mtlsigning::isContentSigned(signature, *key, list)) {
-    return {std::string(mtlrules::kListName) + ": is not the list that was signed"};
-  }
-  return {};
-}
-
 std::vector<std::string> problemsOf(const std::optional<Release>& release, std::size_t listSize,
                                     std::int64_t now) {
-  if (!release) return {ofStamp("the signed comment is not one of a library's release")};
+  if (!release) return {ofStamp("has a comment that does not describe a release of a library")};
   std::vector<std::string> problems;
   if (release->listSize != listSize) {
     problems.push_back(ofStamp("was signed for a list of another size"));
@@ -69,9 +51,18 @@ SignatureReport reportSignature(std::string_view stamp, std::string_view list,
   report.text = "signed with key " + mtlsigning::idText(signature->keyId) +
                 (keys.empty() ? ", which was not checked" : "") + "; " +
                 mtlrules::printable(signature->comment);
-  if (!keys.empty()) report.problems = problemsOf(*signature, list, keys);
-  if (report.problems.empty()) {
+  if (keys.empty()) {
     report.problems = problemsOf(mtlsigning::releaseFrom(signature->comment), list.size(), now);
+    return report;
+  }
+  const auto release = mtlsigning::signedReleaseFrom(stamp, keys, problem);
+  if (!release) {
+    report.problems.push_back(ofStamp(problem));
+  } else if (!mtlsigning::isContentSigned(release->signature, release->key, list)) {
+    report.problems.push_back(std::string(mtlrules::kListName) +
+                              ": is not the list that was signed");
+  } else {
+    report.problems = problemsOf(release->release, list.size(), now);
   }
   return report;
 }

@@ -73,7 +73,7 @@ TEST_F(ReportedSignature, IsWrong) {
   changed[changed.find("oak")] = 'O';
   EXPECT_THAT(
       report(changed).problems,
-      ElementsAre("id.txt: its signature is wrong: it was changed, or not made with key " + id()));
+      ElementsAre("id.txt: has a wrong signature: it was changed, or not made with key " + id()));
 }
 
 TEST_F(ReportedSignature, IsOfAnotherList) {
@@ -84,7 +84,7 @@ TEST_F(ReportedSignature, IsOfAnotherList) {
 TEST_F(ReportedSignature, IsNotOfALibrary) {
   const std::string plain = mtlsigning::signatureFile(key_.sign(kList, "timestamp:1\tfile:x"));
   EXPECT_THAT(report(plain).problems,
-              ElementsAre("id.txt: the signed comment is not one of a library's release"));
+              ElementsAre("id.txt: has a comment that does not describe a release of a library"));
   EXPECT_EQ(report(plain).text, "signed with key " + id() + "; timestamp:1\\x09file:x");
 }
 
