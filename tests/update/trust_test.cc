@@ -180,6 +180,9 @@ TEST_F(TrustTest, RefusesAStampOfWhichAnyByteIsChanged) {
       changed[i] = static_cast<char>(changed[i] ^ change);
       EXPECT_TRUE(trust.check(changed, SignedLibrary::kFirstTime, warning)) << i;
     }
+  }
+  // Some of them in whole updates, which take their time.
+  for (std::size_t i = 0; i < stamp.size(); i += 20) {
     std::string changed = stamp;
     changed[i] = static_cast<char>(changed[i] ^ 1);
     oak_.serveStamp(changed);
