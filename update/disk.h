@@ -41,7 +41,7 @@ class Disk {
 };
 
 /// The disk itself. The folder must live longer.
-class FolderDisk final : public Disk {
+class FolderDisk : public Disk {
  public:
   explicit FolderDisk(Folder& folder) : folder_(folder) {}
 

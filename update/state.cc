@@ -134,13 +134,17 @@ const std::vector<KnownFile>& State::files() const {
 
 const KnownFile* State::find(std::string_view path) const {
   const std::vector<KnownFile>& all = files();
-  // Most often files are looked for in their order.
-  if (next_ < all.size() && all[next_].path == path) return &all[next_++];
+  // Most often files are looked for in their order, each more than once.
+  for (const std::size_t number : {last_, last_ + 1}) {
+    if (number >= all.size() || all[number].path != path) continue;
+    last_ = number;
+    return &all[number];
+  }
   KnownFile wanted;
   wanted.path = path;
   const auto found = std::lower_bound(all.begin(), all.end(), wanted, isBefore);
   if (found == all.end() || found->path != path) return nullptr;
-  next_ = static_cast<std::size_t>(found - all.begin()) + 1;
+  last_ = static_cast<std::size_t>(found - all.begin());
   return &*found;
 }
 

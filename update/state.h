@@ -48,7 +48,7 @@ class State {
   TextStore texts_;
   mutable std::vector<KnownFile> files_;
   mutable bool isSorted_ = true;
-  mutable std::size_t next_ = 0;  ///< Behind the file that was found last.
+  mutable std::size_t last_ = 0;  ///< The file that was found last.
 };
 
 /// The bytes of the file.

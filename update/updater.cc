@@ -13,6 +13,7 @@
 #include "update/fetches.h"
 #include "update/list_reader.h"
 #include "update/lock.h"
+#include "update/looks_ahead.h"
 #include "update/own_files.h"
 #include "update/release.h"
 #include "update/staging.h"
@@ -105,6 +106,7 @@ class Updater::Run {
   std::unique_ptr<Transfers> transfers_;
   bool hasFolder_ = false;
   Folder folder_;
+  std::unique_ptr<LooksAhead> disk_;  ///< From when the list is fetched until the plan is made.
   Lock lock_;
   std::string stamp_;
   std::unique_ptr<Listing> listing_;
@@ -178,6 +180,7 @@ Outcome Updater::Run::findStamp() {
 
 Outcome Updater::Run::fetchLibrarysList(bool pastCaches, bool keeps) {
   observer_.onPhase(Phase::kList);
+  if (hasFolder_) disk_ = std::make_unique<LooksAhead>(folder_);
   listing_ = std::make_unique<Listing>();
   Look old;
   const bool hadNewList =
@@ -259,8 +262,10 @@ Outcome Updater::Run::makePlanFor(bool rereads, Plan& plan) {
     return makePlan(*listing_, State(), planOptions, {}, none, plan);
   }
   staging_.emplace(folder_, stamp_);
-  FolderDisk disk(folder_);
-  Outcome failure = makePlan(*listing_, readState(folder_), planOptions, stagedBytes(), disk, plan);
+  // The folder may be a new one.
+  if (disk_ == nullptr) disk_ = std::make_unique<LooksAhead>(folder_);
+  Outcome failure = makePlan(*listing_, disk_->state(), planOptions, stagedBytes(), *disk_, plan);
+  disk_.reset();
   staged_.resize(plan.contents);
   return failure;
 }
