@@ -21,7 +21,7 @@ constexpr std::size_t kLongestPath = 258;
 /// Of the path that a copy's folder should be allowed to have.
 constexpr std::size_t kFolderLength = 60;
 
-constexpr std::array<std::pair<NameFault, const char*>, 4> kWords = {{
+constexpr std::array<std::pair<NameFault, const char*>, 4> kFaultWords = {{
     {NameFault::kWindowsName, "windows-names"},
     {NameFault::kSameName, "same-names"},
     {NameFault::kLongPath, "long-paths"},
@@ -35,14 +35,14 @@ std::string quoted(const std::string& path) {
 }  // namespace
 
 const char* wordFor(NameFault fault) {
-  for (const auto& [one, word] : kWords) {
+  for (const auto& [one, word] : kFaultWords) {
     if (one == fault) return word;
   }
   return "";
 }
 
 std::optional<NameFault> faultNamed(std::string_view word) {
-  for (const auto& [fault, one] : kWords) {
+  for (const auto& [fault, one] : kFaultWords) {
     if (word == one) return fault;
   }
   return std::nullopt;
