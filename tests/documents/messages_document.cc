@@ -50,6 +50,11 @@ bool isOfProtocol(const std::string& file) {
   return file == "answer_head.cc" || file == "request_text.cc";
 }
 
+/// What only the publisher's program says, no host gets to see.
+bool isOfPublisher(const std::string& file) {
+  return file == "rules/published_names.cc";
+}
+
 /// The header of the table that stands there, which is the document's own.
 std::string headOf(const std::string& table) {
   return table.substr(0, table.find("| `"));
@@ -61,7 +66,8 @@ std::vector<SourceMessage> allMessages(const std::string& root) {
   std::vector<SourceFile> sources;
   for (const char* folder : {"src/", "krell_networking/src/", "host/src/", "host/c/"}) {
     for (auto& [name, code] : readTree(root + '/' + folder)) {
-      if (!isOfProtocol(name)) sources.push_back({folder + name, std::move(code)});
+      if (!isOfProtocol(name) && !isOfPublisher(name))
+        sources.push_back({folder + name, std::move(code)});
     }
   }
   std::vector<SourceMessage> messages = findMessages(sources);
