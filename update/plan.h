@@ -30,7 +30,7 @@ struct PlanOptions {
   /// Also when they are more than half of the copy.
   bool pruneMost = false;
   std::optional<std::uint64_t> largestFile{};   ///< In bytes; a larger one is refused.
-  std::optional<std::uint64_t> largestTotal{};  ///< In bytes, of all that is fetched.
+  std::optional<std::uint64_t> largestTotal{};  ///< In bytes, of all contents to fetch.
   /// Asked again and again, with the entries that have been looked at and the bytes that were
   /// read, whether to go on.
   std::function<bool(std::size_t entries, std::uint64_t bytes)> goOn{};

@@ -30,7 +30,7 @@ struct UpdateOptions {
   bool prune = false;      ///< Remove files that the library has withdrawn.
   bool pruneMost = false;  ///< Also when they are more than half of the copy.
   std::optional<std::uint64_t> largestFile{};      ///< In bytes.
-  std::optional<std::uint64_t> largestTotal{};     ///< In bytes, of all that is fetched.
+  std::optional<std::uint64_t> largestTotal{};     ///< In bytes received, stamp and list included.
   std::optional<std::chrono::seconds> duration{};  ///< Of everything.
   RetryPolicy retries{};
   bool waitForOthers = false;  ///< Of runs on the same folder; else kBusy.

@@ -17,7 +17,7 @@ struct UpdateSettings {
   bool prune = false;      ///< Remove the files that the library has withdrawn.
   bool pruneMost = false;  ///< Also when they are more than half of the copy.
   std::optional<std::uint64_t> largestFile{};      ///< In bytes; a larger one is a failure.
-  std::optional<std::uint64_t> largestTotal{};     ///< In bytes, of all that is fetched.
+  std::optional<std::uint64_t> largestTotal{};     ///< In bytes received, stamp and list included.
   std::optional<std::chrono::seconds> duration{};  ///< Of everything, at most.
   std::int64_t bytesPerSecond = 0;                 ///< Received at most; 0 for no limit.
   int tries = 5;                ///< Of a request that may succeed later, the first one included.
