@@ -235,6 +235,7 @@ TEST_F(TrustTest, EachSubPathHasSerialsOfItsOwn) {
   server_.serve("/beta/oak/filelist.json", oak_.list());
   options_.subPath = "beta";
   updateWell();
+  EXPECT_EQ(everything().at(kTrustedFile), oak_.stamp() + stamp);
   options_.subPath = "";
   oak_.serveStamp(oldStamp_);
   oak_.serveList(oldList_);
@@ -359,10 +360,14 @@ TEST_F(TrustTest, AClockBeforeTheTimeOfPublicationIsToldAsWhatItIs) {
                              "this computer's clock is wrong: it says 2023-11-13T22:13:20Z, and "
                              "the library was published at 2023-11-14T22:13:20Z")));
   // A few minutes are nothing to talk about.
-  warnings_.clear();
-  timing_.clock = SignedLibrary::kFirstTime - 300;
-  updateWell();
-  EXPECT_THAT(warnings_, IsEmpty());
+  Trust trust(options_.trust, "");
+  std::string warning;
+  EXPECT_FALSE(trust.check(oak_.stamp(), SignedLibrary::kFirstTime - 600, warning));
+  EXPECT_EQ(warning, "");
+  EXPECT_FALSE(trust.check(oak_.stamp(), SignedLibrary::kFirstTime - 601, warning));
+  EXPECT_NE(warning, "");
+  EXPECT_FALSE(trust.check(oak_.stamp(), -5, warning));
+  EXPECT_THAT(warning, HasSubstr("it says 1970-01-01T00:00:00Z"));
 }
 
 TEST_F(TrustTest, AClockThatIsWrongDoesNotHideThatAReleaseHasExpired) {
@@ -386,6 +391,27 @@ TEST_F(TrustTest, RefusesAListWithoutDigestsEvenIfItIsSigned) {
   publishTwice();
   oak_.publish({{"a.mtl", "x"}}, false);
   expectRefused("\"a.mtl\" has no digest");
+}
+
+TEST_F(TrustTest, RefusesAListWithoutSizesEvenIfItIsSigned) {
+  publishTwice();
+  std::string list = oak_.list();
+  list.replace(list.find("\"size\":1"), 8, "\"sice\":1");
+  oak_.serveList(list);
+  ++oak_.release.serial;
+  oak_.serveStamp(oak_.signedStamp(list));
+  expectRefused("\"a.mtl\" has no size");
+}
+
+TEST_F(TrustTest, RefusesAListOfAnotherSizeThanTheCommentSays) {
+  publishTwice();
+  mtlsigning::Release release = oak_.release;
+  for (const int more : {1, -1}) {
+    release.listSize = oak_.list().size() + static_cast<std::uint64_t>(more);
+    oak_.serveStamp(
+        mtlsigning::signatureFile(oak_.key.sign(oak_.list(), mtlsigning::commentText(release))));
+    expectRefused(" the list that was signed");
+  }
 }
 
 TEST_F(TrustTest, AStaleCacheDoesNotCountAsAnAttack) {
@@ -500,6 +526,22 @@ TEST_F(TrustTest, ADamagedRecordDoesNotCount) {
   write(kTrustedFile, record);
   updateWell();
   EXPECT_EQ(everything().at(kTrustedFile), oak_.stamp());
+  write(kTrustedFile, "a\nb\nc\nd\ne");
+  updateWell();
+  EXPECT_EQ(everything().at(kTrustedFile), oak_.stamp());
+  pin({});
+  write(kTrustedFile, "");
+  expectFailure(Kind::kUsage);
+}
+
+TEST_F(TrustTest, AStampThatSomebodyElsePutThereDoesNotCount) {
+  publishTwice();
+  write("id.txt", oak_.stamp());
+  CheckResult check;
+  ASSERT_FALSE(Updater(options_, *this, &timing_).check(check));
+  EXPECT_FALSE(check.isCurrent);
+  updateWell();
+  EXPECT_EQ(copy().at("a.mtl"), "A");
 }
 
 TEST_F(TrustTest, ARecordIsWrittenBeforeTheFirstFileIsPlaced) {
