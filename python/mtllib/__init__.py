@@ -6,12 +6,21 @@
         result = lib.sync(on_progress=print)
 
 `Library` is the way in: it can check, plan, sync, verify and repair. A run that does not
-succeed raises `SyncError`, which says what failed and why, or `Cancelled`; what happens
+succeed raises `SyncError`, which says what failed and why, or `Cancelled`; with the keys of the
+library's publisher, `UntrustedError` for what was not signed. What happens
 meanwhile comes as `Progress` and `Event` to the handlers given to it, and to the logger
 "mtllib".
 """
 
-from mtllib._errors import Cancelled, Error, ErrorEntry, Failure, LoadError, SyncError
+from mtllib._errors import (
+    Cancelled,
+    Error,
+    ErrorEntry,
+    Failure,
+    LoadError,
+    SyncError,
+    UntrustedError,
+)
 from mtllib._events import Event, Progress
 from mtllib._handle import is_unfinished
 from mtllib._library import Library
@@ -37,6 +46,7 @@ __all__ = [
     "Result",
     "SyncError",
     "SystemProxy",
+    "UntrustedError",
     "UpdateOptions",
     "Verification",
     "is_unfinished",

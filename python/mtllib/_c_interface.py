@@ -44,6 +44,8 @@ FULL = 2
 PRUNE = 4
 PRUNE_MOST = 8
 WAIT = 16
+ALLOW_EXPIRED = 32
+FORGET_KEYS = 64
 
 _Text = bytes
 
@@ -212,6 +214,9 @@ class OptionsRecord(ctypes.Structure):
         ("largest_file", ctypes.c_int64),
         ("largest_total", ctypes.c_int64),
         ("seconds", ctypes.c_int64),
+        ("key_count", ctypes.c_size_t),
+        ("keys", ctypes.POINTER(ctypes.c_char_p)),
+        ("library_name", ctypes.c_char_p),
     ]
 
 

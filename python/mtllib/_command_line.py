@@ -25,12 +25,14 @@ _STATUSES = {
     Failure.NETWORK: 3,
     Failure.DISK: 4,
     Failure.CONTENT: 5,
+    Failure.UNTRUSTED: 5,
     Failure.ANOTHER_RUN: 6,
 }
 
 _EPILOG = """Exit status: 0 done or up to date, 1 failed otherwise, 2 wrong usage, 3 the network or
-the server failed, 4 the disk or folder, 5 something is not what was published, 6 another
-run is at work on the copy, 100 an update is available (with --check), 130 interrupted."""
+the server failed, 4 the disk or folder, 5 something is not what was published or signed, 6
+another run is at work on the copy, 100 an update is available (with --check), 130
+interrupted."""
 
 
 class _ShowVersion(argparse.Action):
@@ -71,6 +73,26 @@ def _parser() -> argparse.ArgumentParser:
         "--wait", action="store_true", help="wait for another run instead of failing"
     )
     parser.add_argument(
+        "--key",
+        action="append",
+        default=[],
+        type=_not_empty,
+        metavar="KEY|FILE",
+        help="take only what this public key has signed; several may be given",
+    )
+    parser.add_argument(
+        "--name",
+        type=_not_empty,
+        metavar="NAME",
+        help="name that the library must be signed with",
+    )
+    parser.add_argument(
+        "--allow-expired", action="store_true", help="take what has expired, with a warning"
+    )
+    parser.add_argument(
+        "--forget-keys", action="store_true", help="forget which keys and releases DIR has had"
+    )
+    parser.add_argument(
         "--module", type=_not_empty, metavar="FILE", help="plug-in that does the work instead"
     )
     proxy = parser.add_mutually_exclusive_group()
@@ -89,6 +111,18 @@ def _parser() -> argparse.ArgumentParser:
     return parser
 
 
+def _options(arguments: Optional[List[str]]) -> argparse.Namespace:
+    parser = _parser()
+    options = parser.parse_args(arguments)
+    if options.key and options.module:
+        parser.error("--module and --key exclude each other")
+    if options.name and not options.key:
+        parser.error("--name needs --key")
+    if options.allow_expired and not options.key:
+        parser.error("--allow-expired needs --key")
+    return options
+
+
 class _Program:
     """One run of the program."""
 
@@ -98,6 +132,10 @@ class _Program:
         self._sub_path: str = options.sub_path
         self._proxy: Proxy = options.proxy
         self._module: Module = options.module
+        self._keys: List[str] = options.key
+        self._name: str = options.name or ""
+        self._allow_expired: bool = options.allow_expired
+        self._forget_keys: bool = options.forget_keys
         self._options = UpdateOptions(prune=options.prune, wait=options.wait)
         self._check: bool = options.check
         self._quiet: bool = options.quiet
@@ -111,6 +149,10 @@ class _Program:
             proxy=self._proxy,
             module=self._module,
             options=self._options,
+            keys=self._keys,
+            name=self._name,
+            allow_expired=self._allow_expired,
+            forget_keys=self._forget_keys,
         ) as library:
             if self._check:
                 is_update = library.check(self._show_warning)
@@ -159,7 +201,7 @@ def main(arguments: Optional[List[str]] = None) -> int:
     if signal.getsignal(signal.SIGTERM) != signal.SIG_IGN:
         signal.signal(signal.SIGTERM, _interrupt)
     try:
-        return _Program(_parser().parse_args(arguments)).run()
+        return _Program(_options(arguments)).run()
     except KeyboardInterrupt:
         print("mtllib: interrupted", file=sys.stderr)
         return _INTERRUPTED

@@ -29,6 +29,8 @@ class Failure(enum.Enum):
     """Another run is at work on the copy, perhaps of another process."""
     MEMORY = 8
     """Not enough memory."""
+    UNTRUSTED = 9
+    """Something is not what the library's publisher signed."""
 
     @classmethod
     def _missing_(cls, value: object) -> "Failure":
@@ -99,6 +101,12 @@ class SyncError(ChainError):
         super().__init__(message, chain)
         self.failure = failure
         self.result = result
+
+
+class UntrustedError(SyncError):
+    """A run failed because something is not what the holder of one of the keys has signed, or is
+    older than what the copy has had: nothing of it took effect. The message says what was found,
+    and what it may mean. `failure` is `Failure.UNTRUSTED`."""
 
 
 class LoadError(ChainError):

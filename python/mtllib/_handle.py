@@ -144,7 +144,9 @@ def _open(library: ctypes.CDLL, settings: Settings, callback: object) -> int:
     if library.mtlhost_open(options, pointer, error) != c.OK or pointer.value is None:
         chain = chain_of(library, error.value)
         library.mtlhost_free_error(error)
-        raise LoadError(chain_text(chain), chain)
+        if settings.module and not settings.trust.keys and not settings.trust.name:
+            raise LoadError(chain_text(chain), chain)
+        raise ValueError(chain_text(chain))  # The engine has nothing to load.
     return pointer.value
 
 
@@ -152,6 +154,7 @@ def _options_of(settings: Settings) -> c.OptionsRecord:
     if not os.fspath(settings.directory):
         raise ValueError("no directory")
     update = settings.options
+    trust = settings.trust
     record = c.OptionsRecord(
         size=ctypes.sizeof(c.OptionsRecord),
         remote_address=_c_text(settings.url),
@@ -163,7 +166,11 @@ def _options_of(settings: Settings) -> c.OptionsRecord:
         largest_file=_c_number(update.largest_file),
         largest_total=_c_number(update.largest_total),
         seconds=_c_number(update.seconds),
+        library_name=_c_text(trust.name),
     )
+    if trust.keys:
+        record.key_count = len(trust.keys)
+        record.keys = (ctypes.c_char_p * len(trust.keys))(*map(_c_path, trust.keys))
     if settings.proxy is None:
         record.proxy_mode = c.PROXY_NONE
     elif not isinstance(settings.proxy, SystemProxy):
@@ -177,6 +184,8 @@ def _options_of(settings: Settings) -> c.OptionsRecord:
         c.PRUNE: update.prune,
         c.PRUNE_MOST: update.prune_most,
         c.WAIT: update.wait,
+        c.ALLOW_EXPIRED: trust.allow_expired,
+        c.FORGET_KEYS: trust.forget_keys,
     }
     record.flags = sum(flag for flag, is_set in flags.items() if is_set)
     return record

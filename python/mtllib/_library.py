@@ -4,10 +4,11 @@ from __future__ import annotations
 
 import asyncio
 import dataclasses
+import os
 import queue
 import threading
 from types import TracebackType
-from typing import Callable, Optional, Type, Union
+from typing import Callable, Iterable, Optional, Type, Union
 
 from mtllib import _c_interface as c
 from mtllib._errors import Error
@@ -16,7 +17,7 @@ from mtllib._handle import Handle
 from mtllib._logging import log
 from mtllib._results import Plan, Result, Verification
 from mtllib._run import Operation, Run
-from mtllib._settings import SYSTEM_PROXY, Module, Path, Proxy, Settings, UpdateOptions
+from mtllib._settings import SYSTEM_PROXY, Module, Path, Proxy, Settings, Trust, UpdateOptions
 
 ProgressHandler = Callable[[Progress], object]
 EventHandler = Callable[[Event], object]
@@ -44,7 +45,8 @@ class Library:
     goes on from there, the module's starts over. An interrupt from the keyboard during a run
     ends it within 200 ms, then `KeyboardInterrupt` is raised.
 
-    Runs raise `SyncError` when they fail, `Cancelled`, or what a handler raises.
+    Runs raise `SyncError` when they fail, `UntrustedError` among them, `Cancelled`, or what a
+    handler raises.
 
     Handlers are called on the thread that called for the run, or in the task that awaits it,
     while the transfers go on, and may call `cancel` and `close`. When they
@@ -67,6 +69,10 @@ class Library:
         proxy: Proxy = SYSTEM_PROXY,
         module: Module = None,
         options: UpdateOptions = UpdateOptions(),
+        keys: Union[Path, Iterable[Path]] = (),
+        name: str = "",
+        allow_expired: bool = False,
+        forget_keys: bool = False,
     ) -> None:
         """Transfers and writes nothing yet. Raises `LoadError`, and `ValueError` for arguments
         that cannot be used.
@@ -78,8 +84,20 @@ class Library:
         module: the plug-in that does the work in the engine's place, or True for the one that
             comes with the package.
         options: how the copy is brought up to date.
+        keys: the public key of the library's publisher, or several, any of which may have signed:
+            the 56 characters of one ("RWQ..."), the text of its file, or the name of its file. With
+            keys, nothing takes effect that the holder of one of them did not sign, and no release
+            that is older than what the copy has had: runs raise `UntrustedError`. A copy that was
+            once updated with keys is not updated without. Of the engine only.
+        name: that of the library, as it was signed; the first one that the copy has had with keys
+            unless given.
+        allow_expired: take a release that has expired, with a warning.
+        forget_keys: forget what the copy has had with keys: it may be updated without, with other
+            keys, to a library of another name, or to an older release.
         """
-        self._handle = Handle(Settings(url, directory, sub_path, proxy, module, options))
+        pinned = (keys,) if isinstance(keys, (str, os.PathLike)) else tuple(keys)
+        trust = Trust(pinned, name, allow_expired, forget_keys)
+        self._handle = Handle(Settings(url, directory, sub_path, proxy, module, options, trust))
         self._lock = threading.RLock()
         self._run: Optional[Run] = None
         self._is_closed = False

@@ -20,7 +20,15 @@ import threading
 from typing import Callable, List, Optional, Set, Union
 
 from mtllib import _c_interface as c
-from mtllib._errors import Cancelled, Error, ErrorEntry, Failure, SyncError, chain_text
+from mtllib._errors import (
+    Cancelled,
+    Error,
+    ErrorEntry,
+    Failure,
+    SyncError,
+    UntrustedError,
+    chain_text,
+)
 from mtllib._event_queue import EventQueue
 from mtllib._events import Event, Progress
 from mtllib._handle import Handle, Listener
@@ -88,7 +96,8 @@ class Run:
             _end_thread_on_exit()
             raise Cancelled("cancelled", self.result)
         if self._code == c.FAILED:
-            raise SyncError(chain_text(self._chain), self._chain, self._kind, self.result)
+            kind = UntrustedError if self._kind == Failure.UNTRUSTED else SyncError
+            raise kind(chain_text(self._chain), self._chain, self._kind, self.result)
         if self._code < 0:
             raise Error(f"the library answered {self._code}")
         return self._code

@@ -5,7 +5,7 @@ from __future__ import annotations
 import enum
 import os
 from dataclasses import dataclass
-from typing import Optional, Union
+from typing import Optional, Tuple, Union
 
 
 class SystemProxy(enum.Enum):
@@ -47,6 +47,16 @@ class UpdateOptions:
 
 
 @dataclass(frozen=True)
+class Trust:
+    """Who has to have signed a library."""
+
+    keys: Tuple[Path, ...] = ()
+    name: str = ""
+    allow_expired: bool = False
+    forget_keys: bool = False
+
+
+@dataclass(frozen=True)
 class Settings:
     """The arguments of `Library`."""
 
@@ -56,3 +66,4 @@ class Settings:
     proxy: Proxy = SYSTEM_PROXY
     module: Module = None
     options: UpdateOptions = UpdateOptions()
+    trust: Trust = Trust()

@@ -5,7 +5,7 @@ from __future__ import annotations
 import os
 import pathlib
 import signal
-from typing import Callable, Iterator, Optional
+from typing import Any, Callable, Iterator, Optional
 
 import pytest
 
@@ -45,6 +45,7 @@ def open_library(server: ScriptedServer, copy: pathlib.Path, way: str) -> Iterat
         directory: pathlib.Path = copy,
         proxy: Optional[str] = None,
         options: mtllib.UpdateOptions = mtllib.UpdateOptions(),
+        **trust: Any,
     ) -> mtllib.Library:
         opened.append(
             mtllib.Library(
@@ -53,6 +54,7 @@ def open_library(server: ScriptedServer, copy: pathlib.Path, way: str) -> Iterat
                 proxy=proxy,
                 module=way == "module",
                 options=options,
+                **trust,
             )
         )
         return opened[-1]

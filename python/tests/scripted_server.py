@@ -74,12 +74,8 @@ class ScriptedServer:
         self._thread.join()
 
     def publish(self, files: Dict[str, bytes], stamp: bytes = b"v1\n") -> None:
-        listed = [
-            {"path": path, "size": len(body), "sha256": hashlib.sha256(body).hexdigest()}
-            for path, body in files.items()
-        ]
         self.serve("/lib/id.txt", stamp)
-        self.serve("/lib/filelist.json", json.dumps(listed).encode() + b"\n")
+        self.serve("/lib/filelist.json", list_of(files))
         for path, body in files.items():
             self.serve("/lib/" + path, body)
 
@@ -128,6 +124,15 @@ class ScriptedServer:
             self._answers[connection.path](connection)
         else:
             _send(connection, 404, 0, [])
+
+
+def list_of(files: Dict[str, bytes]) -> bytes:
+    """As it is published."""
+    listed = [
+        {"path": path, "size": len(body), "sha256": hashlib.sha256(body).hexdigest()}
+        for path, body in files.items()
+    ]
+    return json.dumps(listed).encode() + b"\n"
 
 
 def _send(

@@ -15,6 +15,7 @@ import pytest
 import child
 import mtllib
 from scripted_server import ScriptedServer
+from signed_library import FIRST_TIME, SignedLibrary
 
 
 _MODULE = str(pathlib.Path(os.environ["MTLLIB_LIBRARY"]).with_name("libmtllib.so"))
@@ -87,6 +88,39 @@ def test_what_can_be_done_about_a_failure_is_told_by_the_exit_status(
     copy.write_text("in the way")
     server.publish({"a.mat": b"oak"})
     assert status() == 4, "there is no folder"
+
+
+def test_only_what_a_key_has_signed_is_taken(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    oak = SignedLibrary(server)
+    key = ("--key", SignedLibrary(server).public_key, "--key", oak.public_key)
+
+    def run(*arguments: str) -> "subprocess.CompletedProcess[str]":
+        return _run("-q", "--no-proxy", *arguments, server.url, str(copy))
+
+    oak.publish({"a.mat": b"oak"})
+    assert run(*key, "--name", "elm").returncode == 5
+    assert run(*key, "--name", "oak").returncode == 0
+    oak.expires = FIRST_TIME
+    oak.publish({"a.mat": b"ash"})
+    process = run(*key)
+    assert process.returncode == 5
+    assert process.stderr.startswith(
+        f"mtllib: error: {server.url}/id.txt: it has expired at 2023-11-14T22:13:20Z: "
+    )
+    assert run(*key, "--allow-expired").returncode == 0
+    assert run().returncode == 2, "the copy was updated with keys"
+    assert run("--forget-keys").returncode == 0
+    assert run().returncode == 0
+    assert run("--key", "RWQ").returncode == 1
+    for wrong in (
+        ("--name", "oak"),
+        ("--allow-expired",),
+        ("--module", _MODULE, *key),
+        ("--key", ""),
+    ):
+        assert run(*wrong).returncode == 2
 
 
 def test_withdrawn_files_are_removed_when_asked_for(

@@ -131,5 +131,5 @@ def test_a_library_works_after_a_failure(
 
 
 def test_all_exceptions_are_errors_of_the_package() -> None:
-    for kind in (mtllib.SyncError, mtllib.Cancelled, mtllib.LoadError):
+    for kind in (mtllib.SyncError, mtllib.UntrustedError, mtllib.Cancelled, mtllib.LoadError):
         assert issubclass(kind, mtllib.Error)

@@ -60,6 +60,11 @@ def test_the_sub_path_is_part_of_the_requests(
         assert library.check() is True
 
 
+def test_a_sub_path_stays_in_the_library(server: ScriptedServer, copy: pathlib.Path) -> None:
+    with pytest.raises(ValueError, match="does not stay in the library"):
+        mtllib.Library(server.url, copy, sub_path="..")
+
+
 def test_a_sub_path_comes_into_a_fresh_folder(
     server: ScriptedServer, copy: pathlib.Path, way: str
 ) -> None:
