@@ -19,6 +19,10 @@ _FOLDER_ADVICE = (
 _LIBRARY_ADVICE = (
     "Check the address in the add-on's preferences; if it is right, tell who runs the library"
 )
+_UNTRUSTED_ADVICE = (
+    "The local copy is as it was. Try again later; if it stays so, ask the library's publisher, but "
+    "not by way of its server"
+)
 _LOAD_ADVICE = (
     "Install the add-on's zip file that was built for this system, and the system's libcurl "
     "and JsonCpp"
@@ -33,6 +37,7 @@ _ADVICE = {
     mtllib.Failure.DISK: _FOLDER_ADVICE,
     mtllib.Failure.CONTENT: _LIBRARY_ADVICE,
     mtllib.Failure.ANOTHER_RUN: _ANOTHER_RUN_ADVICE,
+    mtllib.Failure.UNTRUSTED: _UNTRUSTED_ADVICE,
 }
 _UNITS = ("bytes", "kB", "MB", "GB", "TB")
 

@@ -2,9 +2,11 @@
 
 from __future__ import annotations
 
+import dataclasses
 from typing import Any, Optional, Set
 
 import bpy
+from bpy.props import BoolProperty
 
 from . import asset_library, message, package, preferences, session
 from .message import Message
@@ -21,6 +23,9 @@ class _TaskOperator:
     _task: Task
     _session: session.Session
     _settings: Settings
+
+    def settings(self, context: Any) -> Settings:
+        return preferences.settings(context)
 
     def after_success(self) -> None:
         """On Blender's thread."""
@@ -57,7 +62,7 @@ class _TaskOperator:
 
     def _start(self, context: Any) -> bool:
         """Tells why, when it cannot."""
-        self._settings = preferences.settings(context)
+        self._settings = self.settings(context)
         obstacle = _obstacle(self._settings) or self._begin()
         if obstacle is not None:
             self._report(obstacle)
@@ -120,6 +125,16 @@ class MTLLIB_OT_synchronise(_ChangingOperator, bpy.types.Operator):
     )
 
     _task = Task.SYNCHRONISE
+
+    forget_keys: BoolProperty(  # type: ignore[valid-type]
+        name="Forget Keys",
+        description="Forget what the copy has had with keys: it may be updated without, with other "
+        "keys, to a library of another name, or to an older release",
+        options={"SKIP_SAVE"},
+    )
+
+    def settings(self, context: Any) -> Settings:
+        return dataclasses.replace(super().settings(context), forget_keys=self.forget_keys)
 
 
 class MTLLIB_OT_repair(_ChangingOperator, bpy.types.Operator):

@@ -1,7 +1,7 @@
 """The add-on's preferences, with its buttons."""
 
 import os
-from typing import Any
+from typing import Any, Tuple
 
 import bpy
 from bpy.props import BoolProperty, EnumProperty, StringProperty
@@ -51,6 +51,20 @@ class MtllibPreferences(bpy.types.AddonPreferences):
         name="Remove Withdrawn Files",
         description="Remove files of the local copy that the online library has withdrawn",
     )
+    keys: StringProperty(  # type: ignore[valid-type]
+        name="Public Keys",
+        description="Take only what one of these keys has signed: keys of the library's publisher, "
+        "or the names of their files, with commas between them",
+    )
+    library_name: StringProperty(  # type: ignore[valid-type]
+        name="Library Name",
+        description="Name that the library must be signed with; empty for that of the release "
+        "that comes first",
+    )
+    allow_expired: BoolProperty(  # type: ignore[valid-type]
+        name="Allow Expired",
+        description="Take a signed release that has expired, with a warning",
+    )
     uses_module: BoolProperty(  # type: ignore[valid-type]
         name="Use the Module",
         description="Let the module do the work: it fetches everything when anything has "
@@ -66,6 +80,10 @@ class MtllibPreferences(bpy.types.AddonPreferences):
         if self.proxy == PROXY_ADDRESS:
             layout.prop(self, "proxy_address")
         layout.prop(self, "asset_library")
+        layout.prop(self, "keys")
+        layout.prop(self, "library_name")
+        if self.keys:
+            layout.prop(self, "allow_expired")
         layout.prop(self, "uses_module")
         if not self.uses_module:
             layout.prop(self, "prune")
@@ -95,7 +113,16 @@ def settings(context: Any) -> Settings:
         preferences.asset_library.strip(),
         preferences.prune,
         preferences.uses_module,
+        _keys_of(preferences.keys),
+        preferences.library_name.strip(),
+        preferences.allow_expired,
     )
+
+
+def _keys_of(text: str) -> Tuple[str, ...]:
+    """An empty one between commas stays, and is refused: it is a mistake, and must not come to
+    nobody checking."""
+    return tuple(key.strip() for key in text.split(",")) if text.strip() else ()
 
 
 register, unregister = bpy.utils.register_classes_factory((MtllibPreferences,))

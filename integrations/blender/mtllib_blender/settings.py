@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 from dataclasses import dataclass
-from typing import Optional
+from typing import Optional, Tuple
 
 PROXY_SYSTEM = "SYSTEM"
 PROXY_NONE = "NONE"
@@ -25,6 +25,14 @@ class Settings:
     """Whether files that the library has withdrawn are removed."""
     uses_module: bool
     """Whether the module does the work in the engine's place."""
+    keys: Tuple[str, ...]
+    """The public keys, or their files, of which one has to have signed the library."""
+    library_name: str
+    """That it has to be signed with; may be empty."""
+    allow_expired: bool
+    """Whether a release that has expired is taken."""
+    forget_keys: bool = False
+    """Whether what the copy has had with keys does not count any longer."""
 
     def missing(self) -> Optional[str]:
         """The label of the first setting without which nothing can start."""

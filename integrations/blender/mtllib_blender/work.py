@@ -38,6 +38,10 @@ class Work:
             proxy=_proxy_of(settings),
             module=settings.uses_module,
             options=mtllib.UpdateOptions(prune=settings.prune),
+            keys=settings.keys,
+            name=settings.library_name,
+            allow_expired=settings.allow_expired,
+            forget_keys=settings.forget_keys,
         )
         # A daemon: the package ends its runs itself when the interpreter exits.
         self._thread = threading.Thread(target=self._run, name="mtllib_blender", daemon=True)

@@ -3,11 +3,13 @@
 from __future__ import annotations
 
 import pathlib
+from typing import Dict, Union
 
 import pytest
 
 from blender import Blender
 from scripted_server import ScriptedServer, unused_address
+from signed_library import FIRST_TIME, SignedLibrary
 
 _SCRIPT = """
 import bpy
@@ -204,6 +206,82 @@ def test_a_library_that_is_none_is_told(blender: Blender, server: ScriptedServer
     finished = blender.run(_SYNCHRONISE)
     assert finished.status == 1
     assert "if it is right, tell who runs the library." in finished.output + finished.errors
+
+
+def test_only_what_one_of_the_keys_has_signed_is_taken(
+    blender: Blender, server: ScriptedServer, copy: pathlib.Path, tmp_path: pathlib.Path
+) -> None:
+    oak = SignedLibrary(server)
+    file = tmp_path / "oak and more.pub"
+    file.write_text(oak.public_key + "\n")
+    other = SignedLibrary(server).public_key
+    pinned = blender.with_preferences(keys=f" {other}, {file}", library_name="oak")
+    oak.publish({"a.mat": b"oak"})
+    pinned.run(_SYNCHRONISE + "bpy.ops.mtllib.check()\nbpy.ops.mtllib.verify()").check()
+    oak.publish({"a.mat": b"ash"})
+    oak.serve_stamp(b"7a1bc3d2")
+    for operator in ("synchronise", "check", "plan", "repair"):
+        finished = pinned.run(_SCRIPT + f"bpy.ops.mtllib.{operator}()")
+        assert finished.status == 1
+        told = finished.output + finished.errors
+        assert f"RuntimeError: Error: {server.url}/id.txt: it is not signed: " in told
+        assert (
+            ". \nThe local copy is as it was. Try again later; if it stays so, ask the library's "
+            "publisher, but not by way of its server.\n"
+        ) in told
+    assert (copy / "a.mat").read_bytes() == b"oak"
+
+
+def test_an_expired_release_is_taken_on_request_with_a_warning(
+    blender: Blender, server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    oak = SignedLibrary(server)
+    oak.expires = FIRST_TIME
+    oak.publish({"a.mat": b"oak"})
+    pinned = blender.with_preferences(keys=oak.public_key)
+    assert pinned.run(_SYNCHRONISE).status == 1
+    finished = pinned.with_preferences(allow_expired=True).run(_SYNCHRONISE).check()
+    assert f"1 warning: {server.url}/id.txt: it has expired at " in finished.output
+    assert (copy / "a.mat").read_bytes() == b"oak"
+
+
+def test_a_copy_that_had_keys_needs_them_until_they_are_forgotten(
+    blender: Blender, server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    oak = SignedLibrary(server)
+    oak.publish({"a.mat": b"oak"})
+    blender.with_preferences(keys=oak.public_key).run(_SYNCHRONISE).check()
+    oak.publish({"a.mat": b"ash"})
+    finished = blender.run(_SYNCHRONISE)
+    assert finished.status == 1
+    assert "this copy was updated with keys" in finished.output + finished.errors
+    assert (copy / "a.mat").read_bytes() == b"oak"
+    forget = "bpy.ops.mtllib.synchronise(forget_keys=True)\n"
+    blender.run(_SCRIPT + forget + _AGAIN).check()
+    assert (copy / "a.mat").read_bytes() == b"ash"
+
+
+@pytest.mark.parametrize(
+    "wrong, reason",
+    [
+        ({"keys": "RWQ"}, '"RWQ" is neither a public key nor a file that can be read'),
+        ({"keys": ","}, '"" is neither a public key nor a file that can be read'),
+        ({"library_name": "oak"}, "A library's name is checked with keys only"),
+        ({"keys": "KEY", "uses_module": True}, "the module cannot check signatures"),
+    ],
+)
+def test_keys_that_cannot_be_used_are_told(
+    blender: Blender, server: ScriptedServer, wrong: Dict[str, Union[str, bool]], reason: str
+) -> None:
+    oak = SignedLibrary(server)
+    oak.publish({"a.mat": b"oak"})
+    if wrong.get("keys") == "KEY":
+        wrong = {**wrong, "keys": oak.public_key}
+    finished = blender.with_preferences(**wrong).run(_SYNCHRONISE)
+    assert finished.status == 1
+    assert reason in finished.output + finished.errors
+    assert "Check the add-on's preferences." in finished.output + finished.errors
+    assert server.requests == []
 
 
 @pytest.mark.parametrize(
