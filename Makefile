@@ -68,6 +68,8 @@ blender-addon: wheel
 test-blender: blender-addon
 	scripts/install-deps --blender
 	cd integrations/blender && /usr/bin/mypy && /usr/bin/python3 -m pytest --quiet
+	cmake --build --preset release --target mtlpublish
+	CLIENTS=host_in_blender tests/system/hostile_mirror.sh $(CURDIR) $(CURDIR)/build/release/bin
 
 # Publishing to a store that speaks S3, which Debian has no server for.
 .PHONY: test-publishing

@@ -88,7 +88,7 @@ def test_what_was_not_signed_is_an_error_of_its_own(
         assert _files(copy) == before
 
 
-def test_no_byte_of_a_stamp_can_be_changed(
+def test_a_stamp_of_which_a_byte_is_changed_is_refused(
     oak: SignedLibrary, open_library: Opener, copy: pathlib.Path
 ) -> None:
     library = open_library(keys=oak.public_key)

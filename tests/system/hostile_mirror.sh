@@ -2,9 +2,9 @@
 # A hostile mirror plays one attack after the other on copies of a signed library. None takes effect:
 # each update is refused, the copy stays byte for byte what it was, and the next update from an
 # honest mirror finishes.
-# CLIENTS (all) says which of the functions below bring copies up to date.
+# CLIENTS (all but Blender) says which of the functions below bring copies up to date.
 # STAMP_BYTES (400, which is all of them) says how many bytes of a stamp are changed, one at a time;
-# a tenth of that for clients that take long to start.
+# fewer of them by clients that take long to start.
 # usage: hostile_mirror.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/nginx.sh"
@@ -30,7 +30,42 @@ host_in_c() {
 }
 host_in_python() {
   PYTHONPATH=$source/python PYTHONDONTWRITEBYTECODE=1 MTLLIB_LIBRARY=$bin/libmtlhost.so \
-    python3 -m mtllib -q --no-proxy --key "$folder/oak.pub" "$address" "$target"
+    python3 - "$address" "$target" "$folder/oak.pub" <<'END'
+import sys
+
+import mtllib
+
+url, directory, key = sys.argv[1:]
+options = mtllib.UpdateOptions(tries=1)
+try:
+    with mtllib.Library(url, directory, proxy=None, options=options, keys=key) as library:
+        library.sync()
+except mtllib.SyncError as error:
+    print(error, file=sys.stderr)
+    is_content = error.failure == mtllib.Failure.CONTENT
+    sys.exit(5 if is_content or isinstance(error, mtllib.UntrustedError) else 1)
+END
+}
+# With the add-on and the Python package as they lie in the source.
+host_in_blender() {
+  local home=$folder/blender status=0
+  if [ ! -e "$home" ]; then
+    mkdir -p "$home/scripts/addons"
+    cp -r "$source/integrations/blender/mtllib_blender" "$home/scripts/addons"
+    ln -s "$source/python" "$home/scripts/addons/mtllib_blender/vendor"
+  fi
+  BLENDER_USER_RESOURCES=$home HOME=$home PYTHONDONTWRITEBYTECODE=1 \
+    MTLLIB_LIBRARY=$bin/libmtlhost.so \
+    blender --background --factory-startup --python-exit-code 5 --python-expr "
+import bpy
+bpy.ops.preferences.addon_enable(module='mtllib_blender')
+preferences = bpy.context.preferences.addons['mtllib_blender'].preferences
+preferences.address, preferences.folder = '$address', '$target'
+preferences.keys, preferences.proxy = '$folder/oak.pub', 'NONE'
+bpy.ops.mtllib.synchronise()
+" >"$folder/blender.log" 2>&1 || status=$?
+  [ $status -eq 0 ] || cat "$folder/blender.log" >&2
+  return $status
 }
 clients=${CLIENTS:-mtlsync host_in_c host_in_python}
 
@@ -160,7 +195,10 @@ old|changed comment|wrong signature
 END
   size=$(wc -c <"$folder/releases/new/id.txt")
   tries=$stamp_bytes
-  case $client in host_in_python) tries=$((stamp_bytes / 10)) ;; esac
+  case $client in
+    host_in_python) tries=$((stamp_bytes / 10)) ;;
+    host_in_blender) tries=$((stamp_bytes / 40)) ;;
+  esac
   step=$((size > tries ? size / tries : 1))
   changed=0
   begin_with old
