@@ -3,7 +3,6 @@
 #include "update/trust.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <system_error>
 #include <utility>

@@ -1,3 +1,4 @@
+// A key is text, or the name of a file that has it: what is not the one may be the other.
 #include "trust.h"
 
 #include <cerrno>
@@ -10,7 +11,6 @@
 
 #include "keeper.h"
 #include "module.h"
-#include "mtlhost/folder_name.h"
 #include "mtlhost/system.h"
 #include "rules/path.h"
 #include "update/system.h"
