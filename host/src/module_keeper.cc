@@ -184,7 +184,7 @@ mtlupdate::Outcome ModuleKeeper::takeCopy(mtlupdate::Folder& folder, mtlupdate::
     events_.tell([holder](Observer& observer) { observer.waiting(holder); });
     return events_.isAborted(nullptr, nullptr, nullptr) == 0;
   };
-  const mtlupdate::Outcome failure = waitsForOthers_ ? lock.take(folder, goOn) : lock.take(folder);
+  mtlupdate::Outcome failure = waitsForOthers_ ? lock.take(folder, goOn) : lock.take(folder);
   // What else fails about a folder, the module meets too, and says in its own words.
   if (failure && failure->kind != mtlupdate::Failure::Kind::kDisk) return failure;
   return trust_.forgets ? mtlupdate::forgetTrust(folder)

@@ -7,7 +7,6 @@
 #include <fstream>
 #include <string>
 #include <system_error>
-#include <utility>
 
 #include "keeper.h"
 #include "module.h"
@@ -60,9 +59,9 @@ std::optional<mtlupdate::TrustOptions> trustOptionsOf(const TrustSettings& setti
   options.allowsExpired = settings.allowsExpired;
   options.forgets = settings.forgetsKeys;
   for (const std::string& keyOrFile : settings.keys) {
-    auto key = keyOf(keyOrFile, problem);
+    const auto key = keyOf(keyOrFile, problem);
     if (!key) return std::nullopt;
-    options.keys.push_back(*std::move(key));
+    options.keys.push_back(*key);
   }
   if (!settings.libraryName.empty() && options.keys.empty()) {
     problem = {ownError("A library's name is checked with keys only, and none are given")};
