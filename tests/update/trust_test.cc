@@ -417,10 +417,11 @@ TEST_F(TrustTest, RefusesAListOfAnotherSizeThanTheCommentSays) {
 TEST_F(TrustTest, AStaleCacheDoesNotCountAsAnAttack) {
   publishTwice();
   const std::string list = oak_.list();
-  server_.handle("/oak/filelist.json", [=](const ServerRequest& request, Socket& socket) {
-    const bool isCached = request.header("Cache-Control").empty();
-    return socket.send(ScriptedServer::response(200, isCached ? oldList_ : list));
-  });
+  server_.handle("/oak/filelist.json",
+                 [list, old = oldList_](const ServerRequest& request, Socket& socket) {
+                   const bool isCached = request.header("Cache-Control").empty();
+                   return socket.send(ScriptedServer::response(200, isCached ? old : list));
+                 });
   updateWell();
   EXPECT_EQ(secondLooks_, 1);
   EXPECT_EQ(copy().at("a.mtl"), "A");
@@ -430,10 +431,11 @@ TEST_F(TrustTest, AStaleCacheOfTheStampDoesNotCountAsAnAttackEither) {
   publishTwice();
   updateWell();
   const std::string stamp = oak_.stamp();
-  server_.handle("/oak/id.txt", [=](const ServerRequest& request, Socket& socket) {
-    const bool isCached = request.header("Cache-Control").empty();
-    return socket.send(ScriptedServer::response(200, isCached ? oldStamp_ : stamp));
-  });
+  server_.handle("/oak/id.txt",
+                 [stamp, old = oldStamp_](const ServerRequest& request, Socket& socket) {
+                   const bool isCached = request.header("Cache-Control").empty();
+                   return socket.send(ScriptedServer::response(200, isCached ? old : stamp));
+                 });
   updateWell();
   CheckResult check;
   ASSERT_FALSE(Updater(options_, *this, &timing_).check(check));
