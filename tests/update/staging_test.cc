@@ -108,6 +108,7 @@ TEST_F(StagingTest, GoesOnWithWhatHasNoDigest) {
   StagedFile file;
   ASSERT_FALSE(staging.open(without, true, file));
   ASSERT_FALSE(file.append("con"));
+  file = StagedFile();
   ASSERT_FALSE(staging.open(without, false, file));
   EXPECT_EQ(file.size(), 3U);
   ASSERT_FALSE(file.append("tent"));
