@@ -123,7 +123,8 @@ TEST_F(TrustTest, ACheckCostsOneRequest) {
 TEST_F(TrustTest, RefusesALibraryThatIsNotSigned) {
   publishTwice();
   oak_.serveStamp("7a1bc3d2");
-  expectStampRefused("it is not signed");
+  expectStampRefused(
+      "it is not signed: somebody has replaced it, or the library's publisher does not sign");
   oak_.serveStamp("");
   expectStampRefused("it is not signed");
 }
@@ -243,6 +244,7 @@ TEST_F(TrustTest, EachSubPathHasSerialsOfItsOwn) {
   oak_.serveStamp(stamp);
   oak_.serveList(list);
   updateWell();
+  EXPECT_THAT(requests(), SizeIs(1)) << "both are remembered";
 }
 
 TEST_F(TrustTest, RefusesAnOldStampWithItsOldList) {
