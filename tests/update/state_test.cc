@@ -67,6 +67,33 @@ TEST(State, IsReadAsItWasWritten) {
   EXPECT_EQ(read->find("b"), nullptr);
 }
 
+TEST(State, KeepsApartWhatWasPlacedAndWhatHasADigest) {
+  State state;
+  KnownFile placed = fileOf("placed", 1);
+  placed.isPlaced = true;
+  state.add(placed);
+  KnownFile digested = fileOf("digested", 1);
+  digested.sha256.emplace();
+  state.add(digested);
+  const std::optional<State> read = stateFrom(stateBytes(state));
+  ASSERT_TRUE(read);
+  EXPECT_TRUE(read->find("placed")->isPlaced);
+  EXPECT_EQ(read->find("placed")->sha256, std::nullopt);
+  EXPECT_FALSE(read->find("digested")->isPlaced);
+  EXPECT_EQ(read->find("digested")->sha256, Digest{});
+}
+
+TEST(State, FindsFilesInAnyOrder) {
+  State state;
+  for (const char* path : {"a", "b", "c", "d"})
+    state.add(fileOf(path, 1));
+  for (const char* path : {"c", "c", "d", "d", "a", "b", "d", "c", "a"}) {
+    ASSERT_NE(state.find(path), nullptr) << path;
+    EXPECT_EQ(state.find(path)->path, path);
+    EXPECT_EQ(state.find("bb"), nullptr);
+  }
+}
+
 TEST(State, KeepsTheLastOfSeveralWithTheSamePath) {
   State state;
   state.add(fileOf("b", 1));
