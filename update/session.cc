@@ -91,6 +91,10 @@ void onField(CallbackContext* /*context*/, ReqTokenGeneralType* token, const cha
   exchangeOf(token).onField(name, value);
 }
 
+HttpClient::Room onRoom(CallbackContext* /*context*/, ReqTokenGeneralType* token) {
+  return exchangeOf(token).room();
+}
+
 void onStatus(CallbackContext* /*context*/, ReqTokenGeneralType* token,
               const std::uint32_t* status) {
   exchangeOf(token).onStatus(static_cast<int>(*status));
@@ -168,6 +172,7 @@ Outcome Session::configure(const SessionOptions& options) {
       err, {HttpClient::kSerialized, nullptr, onStatus, onData, onError, nullptr, nullptr}, &pool_);
   pool_.setCompletionCallback(err, onComplete);
   pool_.setFieldCallback(err, onField);
+  pool_.setRoomCallback(err, onRoom);
   pool_.setRateLimit(err, options.bytesPerSecond);
   Headers headers;
   setField(headers, "User-Agent", options.userAgent);

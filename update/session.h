@@ -43,6 +43,9 @@ class Exchange {
   /// A field of the answer, before its status; the name in lower case.
   virtual void onField(std::string_view name, std::string_view value) = 0;
   virtual void onStatus(int status) = 0;
+  using Room = Krell::Networking::HttpClient::Room;
+  /// Where the next bytes of the body may be put; by default nowhere. onBytes() gets them there.
+  virtual Room room() { return {nullptr, 0}; }
   /// Bytes of the body. Called without any at least ten times a second while the request runs.
   /// False ends the request, which is then not a failure.
   virtual bool onBytes(std::string_view bytes) = 0;

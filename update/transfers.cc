@@ -109,6 +109,9 @@ struct Transfers::Work {
 struct Transfers::Piece {
   static constexpr std::size_t kRoom = 256UL * 1024;
 
+  char* end() const { return bytes.get() + size; }
+  std::size_t room() const { return kRoom - size; }
+
   std::unique_ptr<char[]> bytes;
   std::size_t size = 0;
 };
@@ -208,6 +211,13 @@ class Transfers::Slot : public Exchange {
     failure_ = body.begin(isWhole, work_->validator);
   }
 
+  /// Large bodies are received where the other thread will find them.
+  Room room() override {
+    constexpr std::size_t kWorthReceiving = Piece::kRoom / 4;
+    if (!isHandedOver_ || !hasRoom(kWorthReceiving)) return {nullptr, 0};
+    return {piece_.end(), piece_.room()};
+  }
+
   bool onBytes(std::string_view bytes) override {
     isStopped_ = transfers_.stopping_;
     if (failure_ || isStopped_) return false;
@@ -250,21 +260,31 @@ class Transfers::Slot : public Exchange {
     Body& body = *work_->body;
     isHandedOver_ = isHandedOver_ || body.size().value_or(body.part()) > kWorthHandingOver;
     if (!isHandedOver_) return body.check(bytes);
-    while (!bytes.empty()) {
-      if (piece_.bytes == nullptr) piece_ = transfers_.takeSpare();
-      if (piece_.bytes == nullptr) {
+    // What was received there is in its place already.
+    const bool isThere = piece_.bytes != nullptr && bytes.data() == piece_.end();
+    if (isThere) piece_.size += bytes.size();
+    while (!isThere && !bytes.empty()) {
+      if (!hasRoom(1)) {
         failure_ = Failure{Failure::Kind::kMemory, "there is not enough memory"};
         return;
       }
-      const std::size_t count = std::min(bytes.size(), Piece::kRoom - piece_.size);
-      std::copy_n(bytes.data(), count, piece_.bytes.get() + piece_.size);
+      const std::size_t count = std::min(bytes.size(), piece_.room());
+      std::copy_n(bytes.data(), count, piece_.end());
       piece_.size += count;
       bytes.remove_prefix(count);
-      if (piece_.size < Piece::kRoom) return;
+    }
+  }
+
+  /// Gives a piece away in which there is no room for so many bytes more, and begins another one.
+  /// False when there is no memory for that.
+  bool hasRoom(std::size_t size) {
+    if (piece_.bytes != nullptr && piece_.room() < size) {
       Lock lock(transfers_.mutex_);
       transfers_.makeRoom(lock);
-      transfers_.addCheck({&body, takePiece(), std::nullopt});
+      transfers_.addCheck({work_->body.get(), takePiece(), std::nullopt});
     }
+    if (piece_.bytes == nullptr) piece_ = transfers_.takeSpare();
+    return piece_.bytes != nullptr;
   }
 
   /// No failure when all of the body has arrived.

@@ -50,6 +50,8 @@ class Answer {
   HttpRule broken() const { return broken_; }
   /// Whether the header proper is complete.
   bool hasHeader() const { return stage_ != Stage::kHead; }
+  /// Whether all that comes next, but for what is behind the answer, is its body.
+  bool isInBody() const { return stage_ == Stage::kLength; }
   /// Whether the connection may carry another answer after this one.
   bool keepsConnection() const { return head_.keepsAlive(); }
 

@@ -145,6 +145,13 @@ krbool HttpClientPool::setFieldCallback(Err& err, HttpClient::FieldCallback call
   return 1;
 }
 
+krbool HttpClientPool::setRoomCallback(Err& err, HttpClient::RoomCallback callback) {
+  TransferEngine* to = engine(err, "HttpClientPool::setRoomCallback");
+  if (to == nullptr) return 0;
+  to->configuration().onRoom = callback;
+  return 1;
+}
+
 krbool HttpClientPool::setRateLimit(Err& err, long long bytesPerSecond) {
   constexpr const char* kTag = "HttpClientPool::setRateLimit";
   TransferEngine* to = engine(err, kTag);

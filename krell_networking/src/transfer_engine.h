@@ -31,6 +31,7 @@ struct TransferConfiguration : Peer {
   HttpClient::Callbacks callbacks{};
   HttpClient::CompletionCallback onComplete = nullptr;
   HttpClient::FieldCallback onField = nullptr;
+  HttpClient::RoomCallback onRoom = nullptr;
   void* userPointer = nullptr;
   std::int64_t bytesPerSecond = 0;  ///< 0 for no limit.
   TransferLimits limits = transferLimits();
@@ -140,7 +141,8 @@ class TransferEngine : private Connection::Watch {
   std::size_t serve(Link& link);
   void send(Transfer& transfer);
   std::size_t receive(Transfer& transfer);
-  Arrived fillBuffer(Connection& connection, std::size_t size);
+  HttpClient::Room roomFor(const Transfer& transfer);
+  Arrived fill(Connection& connection, char* buffer, std::size_t size);
   void takeResult(Transfer& transfer, Answer::Result result, bool nothingLeft);
   void takeEnd(Transfer& transfer);
   bool isQuiet(Link& link);

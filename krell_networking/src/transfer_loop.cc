@@ -270,12 +270,13 @@ std::size_t TransferEngine::receive(Transfer& transfer) {
       link.mayHaveMore = true;
       return total;
     }
-    const Arrived arrived = fillBuffer(link.connection, size);
+    const HttpClient::Room room = roomFor(transfer);
+    const Arrived arrived = fill(link.connection, room.bytes, std::min(size, room.size));
     rate_.spend(arrived.size);
     total += arrived.size;
     if (arrived.size > 0) {
       if (!std::exchange(transfer.begun, true)) transfer.pace.beginStep(now_);
-      const char* at = buffer_.get();
+      const char* at = room.bytes;
       const char* const end = at + arrived.size;
       const Answer::Result result = transfer.answer.take(&at, end, transfer);
       if (result != Answer::Result::kMore) {
@@ -294,13 +295,24 @@ std::size_t TransferEngine::receive(Transfer& transfer) {
   return total;
 }
 
+// Where the next bytes are to be received.
+HttpClient::Room TransferEngine::roomFor(const Transfer& transfer) {
+  HttpClient::Room room{nullptr, 0};
+  if (configuration_.onRoom != nullptr && transfer.answer.isInBody()) {
+    CallbackContext context{transfer.client, configuration_.userPointer};
+    room = configuration_.onRoom(&context, transfer.token);
+  }
+  return room.size > 0 ? room : HttpClient::Room{buffer_.get(), kBufferSize};
+}
+
 // Large pieces cost less than many small ones, and TLS gives a record at a time.
-TransferEngine::Arrived TransferEngine::fillBuffer(Connection& connection, std::size_t size) {
+TransferEngine::Arrived TransferEngine::fill(Connection& connection, char* buffer,
+                                             std::size_t size) {
   Arrived arrived;
   while (arrived.size < size && arrived.code == CURLE_OK && !arrived.isEnd) {
     const std::size_t wanted = size - arrived.size;
     std::size_t count = 0;
-    arrived.code = connection.receive(buffer_.get() + arrived.size, wanted, count);
+    arrived.code = connection.receive(buffer + arrived.size, wanted, count);
     arrived.isEnd = arrived.code == CURLE_OK && count == 0;
     arrived.size += count;
     const bool isAll = !configuration_.tls && count < wanted;

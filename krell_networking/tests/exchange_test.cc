@@ -117,6 +117,76 @@ TEST_F(ExchangeTest, WhatHasArrivedIsTakenInOnePiece) {
   EXPECT_GT(received.largestPiece, 32UL * 1024);
 }
 
+/// Says where bodies are to be received.
+class RoomTest : public ExchangeTest {
+ protected:
+  RoomTest() : room_(2 * kSize, '.') {
+    Krell::Err err;
+    pool_.setRoomCallback(err, [](Context* context, Token*) {
+      auto& test = static_cast<RoomTest&>(*static_cast<PoolFixture*>(context->userPointer));
+      ++test.asked_;
+      const std::size_t taken = test.received_.body.size();
+      return Client::Room{test.room_.data() + taken, test.mostAtOnce_};
+    });
+    EXPECT_FALSE(err.chain);
+  }
+
+  /// The first byte of the body comes with the header, the others when it was taken.
+  void serve(const std::string& head, const std::string& body) {
+    server_.handle("/file", [=](const ServerRequest&, Socket& socket) {
+      if (!socket.send(head + "\r\n\r\n" + body.substr(0, 1))) return false;
+      const auto end = Clock::now() + std::chrono::seconds(10);
+      while (!isBegun_ && Clock::now() < end)
+        std::this_thread::sleep_for(milliseconds(1));
+      return socket.send(body.substr(1));
+    });
+    received_.onFirstBytes = [this] { isBegun_ = true; };
+    get("/file", received_);
+    EXPECT_EQ(received_.errorCalls, 0);
+  }
+
+  static constexpr std::size_t kSize = 48UL * 1024;
+
+  std::string room_;
+  std::size_t mostAtOnce_ = kSize;
+  int asked_ = 0;
+  std::atomic<bool> isBegun_{false};
+  Received received_;
+};
+
+TEST_F(RoomTest, HasTheBodyWithoutACopy) {
+  const std::string body(kSize, 'x');
+  for (const std::size_t most : {kSize, std::size_t{1000}}) {
+    room_.assign(2 * kSize, '.');
+    received_.body.clear();
+    isBegun_ = false;
+    mostAtOnce_ = most;
+    serve("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(kSize), body);
+    EXPECT_TRUE(received_.body == body);
+    EXPECT_TRUE(room_ == '.' + body.substr(1) + std::string(kSize, '.'));
+  }
+}
+
+TEST_F(RoomTest, MayBeNone) {
+  const std::string body(kSize, 'x');
+  mostAtOnce_ = 0;
+  serve("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(kSize), body);
+  EXPECT_GT(asked_, 0);
+  EXPECT_TRUE(received_.body == body);
+}
+
+TEST_F(RoomTest, IsNotForWhatIsNotTheBody) {
+  serve("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked", "1\r\nx\r\n2\r\nyz\r\n0\r\n\r\n");
+  EXPECT_EQ(received_.body, "xyz");
+  EXPECT_EQ(asked_, 0);
+}
+
+TEST_F(RoomTest, MayHaveWhatIsBehindTheBodyToo) {
+  serve("HTTP/1.1 200 OK\r\nContent-Length: 3", "xyzHTTP/1.1 200 OK\r\n\r\n");
+  EXPECT_EQ(received_.body, "xyz");
+  EXPECT_EQ(room_.substr(0, 4), ".yzH");
+}
+
 TEST_F(ExchangeTest, BytesBehindABodyCloseTheConnection) {
   answer("/file", ScriptedServer::response(200, "x") + "y");
   Received received;

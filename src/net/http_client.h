@@ -111,6 +111,15 @@ class HttpClient {
   using FieldCallback = void (*)(CallbackContext* context, ReqTokenGeneralType* token,
                                  const char* name, const char* value);
 
+  struct Room {
+    char* bytes;
+    std::size_t size;
+  };
+  /// Called on the library's thread before more of a body with a length is received: gives memory
+  /// for it, or none. The next data callback with bytes has them there, or the request has ended;
+  /// from then on the memory is not used any longer. It must not throw.
+  using RoomCallback = Room (*)(CallbackContext* context, ReqTokenGeneralType* token);
+
   /// Starts a GET of `path`, which is sent as it stands: it must begin with '/' and hold
   /// neither spaces nor control characters. `token` is handed to the callbacks. `body`
   /// and `id` must be null. Returns 0, with the reason in `err`, when nothing was
@@ -159,6 +168,9 @@ class HttpClientPool {
   /// Gives `callback` the fields of all answers; null for nobody, as at first. It gets the
   /// user pointer of setCallbacks().
   KRELL_EXPORT krbool setFieldCallback(Err& err, HttpClient::FieldCallback callback);
+  /// Receives bodies where `callback` says, which spares callers that keep them a copy; null for
+  /// memory of its own, as at first. It gets the user pointer of setCallbacks().
+  KRELL_EXPORT krbool setRoomCallback(Err& err, HttpClient::RoomCallback callback);
   /// Receives at most so many bytes a second for all clients together, headers included; 0
   /// for no limit.
   // Not std::int64_t, whose mangled name differs between systems.
