@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "digest_of.h"
 #include "fast_timing.h"
 #include "support/scripted_server.h"
 #include "support/temp_dir.h"
@@ -19,13 +20,6 @@ namespace {
 
 using testing::UnorderedElementsAre;
 using Kind = Failure::Kind;
-using State = Staging::Found::State;
-
-std::optional<Digest> digestOf(std::string_view content) {
-  Sha256 sha256;
-  sha256.update(content);
-  return sha256.finish();
-}
 
 class FetchesTest : public testing::Test {
  protected:
@@ -62,7 +56,7 @@ class FetchesTest : public testing::Test {
           const auto isOfIt = [&](const Plan::Fetch& fetch) { return fetch.entry == &entry; };
           const auto fetch = std::find_if(fetches.begin(), fetches.end(), isOfIt);
           const Staging::Found& found = staged.at(fetch->content);
-          EXPECT_EQ(found.state, State::kWhole);
+          EXPECT_EQ(found.state, Staging::Found::State::kWhole);
           EXPECT_EQ(found.digest, entry.sha256 ? digestOf(content(entry)) : std::nullopt);
           EXPECT_EQ(found.identity.size, found.size);
           fetched_.emplace_back(entry.path);

@@ -11,7 +11,7 @@ namespace {
 using mtlupdate::Entry;
 using mtlupdate::Listing;
 
-Entry entryOf(std::string_view path, std::string_view remotePath) {
+Entry entryWith(std::string_view path, std::string_view remotePath) {
   Entry entry;
   entry.path = path;
   entry.remotePath = remotePath;
@@ -23,7 +23,7 @@ TEST(Listing, KeepsTextsOfItsOwn) {
   {
     std::string path = "maps/wood.tx";
     std::string remote = "maps/wood.jpeg.tx";
-    listing.add(entryOf(path, remote));
+    listing.add(entryWith(path, remote));
     path.assign(path.size(), 'x');
     remote.assign(remote.size(), 'x');
   }
@@ -36,7 +36,7 @@ TEST(Listing, KeepsTextsOfAnyLengthInOrder) {
   Listing listing;
   for (std::size_t i = 0; i < 300; ++i) {
     const std::string path(i * 997 % 200'000 + 1, static_cast<char>('a' + i % 26));
-    listing.add(entryOf(path, path));
+    listing.add(entryWith(path, path));
   }
   const Listing moved = std::move(listing);
   ASSERT_EQ(moved.size(), 300U);

@@ -12,6 +12,8 @@
 #include <string_view>
 #include <vector>
 
+#include "digest_of.h"
+
 namespace {
 
 using mtlrules::DownloadPolicy;
@@ -26,18 +28,11 @@ using mtlupdate::Outcome;
 using mtlupdate::PassedOver;
 using mtlupdate::Plan;
 using mtlupdate::PlanOptions;
-using mtlupdate::Sha256;
 using mtlupdate::State;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Pair;
-
-std::optional<Digest> digestOf(std::string_view content) {
-  Sha256 sha256;
-  sha256.update(content);
-  return sha256.finish();
-}
 
 /// A disk in memory, which notes what is read.
 class FakeDisk final : public mtlupdate::Disk {

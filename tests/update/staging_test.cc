@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "digest_of.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -18,17 +19,10 @@ using mtlupdate::Failure;
 using mtlupdate::FileIdentity;
 using mtlupdate::Folder;
 using mtlupdate::Outcome;
-using mtlupdate::Sha256;
 using mtlupdate::StagedFile;
 using mtlupdate::Staging;
 using Found = Staging::Found;
 using testing::IsEmpty;
-
-std::optional<Digest> digestOf(std::string_view content) {
-  Sha256 sha256;
-  sha256.update(content);
-  return sha256.finish();
-}
 
 Entry entryOf(std::string_view path, std::string_view content) {
   Entry entry;

@@ -6,23 +6,16 @@
 
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 
+#include "digest_of.h"
 #include "support/temp_dir.h"
 #include "update/commit.h"
 #include "update/disk.h"
 #include "update/plan.h"
 #include "update/staging.h"
 #include "update/state.h"
-
-inline std::optional<mtlupdate::Digest> digestOf(std::string_view content) {
-  mtlupdate::Sha256 sha256;
-  sha256.update(content);
-  return sha256.finish();
-}
 
 class UpdateFixture : public testing::Test {
  protected:
