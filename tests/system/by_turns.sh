@@ -1,6 +1,7 @@
 #!/bin/bash
 # Module and engine by turns on one folder, copies that the engine has never seen, snapshots of
-# hard links, and several runs at once: the copy always becomes what the library is.
+# hard links, several runs at once, and a signed library: the copy always becomes what the library
+# is.
 # TURNS (8) says how many; a thorough run takes 100.
 # usage: by_turns.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
@@ -115,3 +116,28 @@ for ((i = 0; i < turns; i++)); do
   done
   expect_holds $release
 done
+
+echo "A signed library, by the module, and by the engine with the publisher's key"
+rm -rf "$target"
+"$bin/mtlpublish" keygen --no-password "$folder/oak" >/dev/null 2>&1
+for release in 1 2 3; do
+  "$bin/mtlpublish" build --sign "$folder/oak.key" --name oak "$folder/releases/$release" >/dev/null
+  manifest_of "$folder/releases/$release" >"$folder/manifest-$release"
+  sleep 1.1 # Serials are at least the time.
+done
+publish_release 1
+module
+expect_holds 1
+engine --key "$folder/oak.pub"
+expect_holds 1
+publish_release 2
+engine --key "$folder/oak.pub" --prune-most
+expect_release "$target" 2
+publish_release 3
+expect 2 module
+expect_text "without any, nobody would check what comes"
+expect_release "$target" 2
+module --forget-keys
+expect_holds 3
+engine --key "$folder/oak.pub" --prune-most
+expect_release "$target" 3
