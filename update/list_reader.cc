@@ -171,9 +171,12 @@ struct ListReader::Parser {
     // Parsers differ in what they make of some escapes.
     if (text.find('\\') != text.npos) return false;
     entry.clear();
-    rapidjson::StringStream stream(text.c_str());
+    // Strings are read where they are, which changes what is behind them.
+    scratch = text;
+    rapidjson::InsituStringStream stream(scratch.data());
     PlainObject object(entry);
-    return !plain.Parse(stream, object).IsError() && stream.Tell() == text.size();
+    return !plain.Parse<rapidjson::kParseInsituFlag>(stream, object).IsError() &&
+           stream.Tell() == text.size();
   }
 
   /// "" or why the text is not one value. `isObject` is false for a value that is not an entry.
@@ -193,6 +196,7 @@ struct ListReader::Parser {
   }
 
   rapidjson::Reader plain;
+  std::string scratch;
   Json::Reader any;
   Json::Value value;
   EntryReading entry;
