@@ -331,6 +331,11 @@ Transfers::Transfers(Session& session, Timing& timing, const RetryPolicy& policy
 Transfers::~Transfers() = default;
 
 Outcome Transfers::run(Client& client) {
+  // Also when memory runs out, or the client throws.
+  struct End {
+    ~End() { transfers.end(); }
+    Transfers& transfers;
+  } const atLast{*this};
   Lock lock(mutex_);
   client_ = &client;
   hasMore_ = true;
@@ -352,11 +357,22 @@ Outcome Transfers::run(Client& client) {
     look = nextLook();
   }
   handOver(lock);
-  spare_.clear();
-  waiting_.clear();
+  return std::exchange(failure_, {});
+}
+
+// Waits until nothing runs any longer; what still does is stopped.
+void Transfers::end() {
+  {
+    const Lock lock(mutex_);
+    stopping_ = true;
+  }
   for (int i = 0; i < session_.connectionCount(); ++i)
     session_.waitUntilIdle(i);
-  return std::exchange(failure_, {});
+  checks_.clear();
+  spare_.clear();
+  waiting_.clear();
+  finished_.clear();
+  notices_.clear();
 }
 
 // The moment of the next thing to do for the thread of run().
@@ -474,15 +490,23 @@ void Transfers::checkNext(Lock& lock) {
   Check check = std::move(checks_.front());
   checks_.pop_front();
   isChecking_ = true;
+  // Whoever waits for its end waits in vain when memory runs out.
+  struct Done {
+    ~Done() {
+      if (!lock.owns_lock()) lock.lock();
+      transfers.isChecking_ = false;
+      transfers.checked_.notify_all();
+    }
+    Lock& lock;
+    Transfers& transfers;
+  } const atLast{lock, *this};
   lock.unlock();
   if (check.piece.size > 0) check.body->check({check.piece.bytes.get(), check.piece.size});
   if (check.ending && check.ending->isComplete) check.ending->failure = check.body->finish();
   lock.lock();
-  isChecking_ = false;
   check.piece.size = 0;
   if (check.piece.bytes != nullptr) spare_.push_back(std::move(check.piece));
   if (check.ending) judge(std::move(*check.ending));
-  checked_.notify_all();
 }
 
 // Without its bytes when there is no memory.

@@ -111,6 +111,7 @@ class Transfers {
   struct Check;
   using Lock = std::unique_lock<std::mutex>;
 
+  void end();
   std::unique_ptr<Work> takeWork();
   bool startNext(int connection);
   void startIdle();

@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <new>
 #include <random>
 #include <set>
 #include <string>
@@ -129,7 +130,10 @@ class TransfersTest : public testing::Test, protected Transfers::Client {
     left_.pop_front();
     return std::make_unique<KeptBody>(file);
   }
-  void done(Body& body) override { static_cast<KeptBody&>(body).file_.isDone = true; }
+  void done(Body& body) override {
+    if (throwsWhenDone_) throw std::bad_alloc();
+    static_cast<KeptBody&>(body).file_.isDone = true;
+  }
   bool goOn() override { return goOn_ == nullptr || goOn_(); }
   void again(const Failure& failure, milliseconds wait) override {
     notices_.push_back(failure.text);
@@ -166,6 +170,7 @@ class TransfersTest : public testing::Test, protected Transfers::Client {
   RetryPolicy policy_;
   TransferLimits limits_;
   std::function<bool()> goOn_;
+  bool throwsWhenDone_ = false;
   std::vector<std::string> notices_;
   std::vector<milliseconds> waits_;
   std::uint64_t received_ = 0;
@@ -352,6 +357,29 @@ TEST_F(TransfersTest, TriesAgainAfterAReset) {
   EXPECT_EQ(files_[0].part, "abcdef");
   ASSERT_EQ(requestCount(), 2U);
   EXPECT_EQ(server_.requests()[1].header("Range"), "") << "of a small body";
+}
+
+// As it does when memory runs out.
+TEST_F(TransfersTest, EndsWhatRunsWhenItsClientThrows) {
+  for (const char* target : {"/a", "/b", "/c"}) {
+    server_.serve(target, "abc");
+    files_.push_back({target, "abc"});
+  }
+  for (const char* target : {"/a", "/b"})
+    server_.hold(target);
+  open();
+  Transfers transfers(*session_, timing_, policy_, limits_);
+  left_ = {&files_[0], &files_[1], &files_[2]};
+  throwsWhenDone_ = true;
+  EXPECT_THROW(transfers.run(*this), std::bad_alloc);
+  for (const char* target : {"/a", "/b"})
+    server_.release(target);
+  std::this_thread::sleep_for(milliseconds(100));
+  EXPECT_EQ(files_[0].begun + files_[1].begun, 0) << "nobody may be there any longer";
+  throwsWhenDone_ = false;
+  left_ = {&files_[0], &files_[1]};
+  EXPECT_FALSE(transfers.run(*this));
+  EXPECT_TRUE(files_[0].isDone && files_[1].isDone);
 }
 
 TEST_F(TransfersTest, ReportsAServerThatIsNotThere) {
