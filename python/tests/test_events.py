@@ -136,7 +136,7 @@ def test_progress_comes_only_when_something_has_changed(
     told: List[Progress] = []
     library.sync(on_progress=told.append)
     assert told[0] == Progress("Accessing stamp", None, 0, None, 0, None)
-    assert told[1].text == "Getting file list"
+    assert all(earlier != later for earlier, later in zip(told, told[1:]))
 
 
 def test_a_slow_handler_does_not_stall_the_transfers(

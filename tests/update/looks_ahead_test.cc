@@ -14,7 +14,6 @@
 namespace {
 
 using mtlupdate::FileKind;
-using mtlupdate::Folder;
 using mtlupdate::FolderDisk;
 using mtlupdate::Look;
 using mtlupdate::LooksAhead;
