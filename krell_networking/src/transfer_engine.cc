@@ -68,6 +68,7 @@ bool TransferEngine::start(int index, const HttpClient::RequestOptions& options,
   bool wake = false;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
+    if (isEnding(error)) return false;
     transfer.state = State::kRunning;
     transfer.completing = false;
     pending_.push_back(&transfer);
@@ -78,14 +79,17 @@ bool TransferEngine::start(int index, const HttpClient::RequestOptions& options,
   return true;
 }
 
+// The caller has the lock.
+bool TransferEngine::isEnding(ErrorChain& error) const {
+  if (stopping_) setError(error, kRequestTag, -1, "The pool is shutting down");
+  return stopping_;
+}
+
 bool TransferEngine::checkStart(const Transfer& transfer, const HttpClient::RequestOptions& options,
                                 ErrorChain& error) {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (stopping_) {
-      setError(error, kRequestTag, -1, "The pool is shutting down");
-      return false;
-    }
+    if (isEnding(error)) return false;
     // Its completion callback may use a client again at once.
     const bool mayGoOn = ofThisThread_ == this && transfer.completing;
     if (transfer.state == State::kRunning && !mayGoOn) {

@@ -116,6 +116,7 @@ class TransferEngine : private Connection::Watch {
     bool isEnd = false;        ///< Of the connection.
   };
 
+  bool isEnding(ErrorChain& error) const;
   bool checkStart(const Transfer& transfer, const HttpClient::RequestOptions& options,
                   ErrorChain& error);
   bool launch();

@@ -41,22 +41,25 @@ void TransferEngine::run() {
     link.connection.close();
 }
 
-// False when the engine is stopping.
+// False when the engine is stopping. No request comes after that was seen with the lock held, so
+// that each of them is told of its end.
 bool TransferEngine::takeRequests() {
+  bool isStopping = false;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     asleep_ = false;
     taken_.swap(pending_);
+    isStopping = stopping_;
   }
   for (Transfer* transfer : taken_) {
     transfer->active = true;
     transfer->begun = false;
     transfer->progress = TransferProgress{};
     transfer->startedAs = ++startedCount_;
-    if (!stopping_) begin(*transfer);
+    if (!isStopping) begin(*transfer);
   }
   taken_.clear();
-  return !stopping_;
+  return !isStopping;
 }
 
 void TransferEngine::begin(Transfer& transfer) {
