@@ -139,6 +139,7 @@ void runDownloads(mtlupdate::Session& session, const std::function<std::optional
   downloads.run(meanwhile);
   for (int i = 0; i < session.connectionCount(); ++i)
     session.waitUntilIdle(i);
+  meanwhile();
 }
 
 }  // namespace mtlpublish

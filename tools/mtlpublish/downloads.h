@@ -33,7 +33,7 @@ struct Download {
 
 /// Runs the downloads that `next` gives until it gives none, as many at a time as the session has
 /// connections. `next` and the downloads' functions are called on any thread, one at a time.
-/// `meanwhile` is called ten times a second on this one.
+/// `meanwhile` is called on this one, about ten times a second and once at the end.
 void runDownloads(mtlupdate::Session& session, const std::function<std::optional<Download>()>& next,
                   const std::function<void()>& meanwhile);
 

@@ -5,7 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <future>
 #include <memory>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "support/scripted_server.h"
@@ -138,6 +142,29 @@ TEST_F(DownloadsTest, AsksForTheHeaderAlone) {
   EXPECT_EQ(results[1].problem, "");
   EXPECT_LT(results[1].announcedSize, 0);
   EXPECT_EQ(server_.requests()[0].method, "HEAD");
+}
+
+TEST_F(DownloadsTest, LooksOnceMoreWhenTheLastEndsDuringALook) {
+  std::promise<void> look;
+  std::promise<void> end;
+  std::future<void> isEnded = end.get_future();
+  server_.handle("/x", [&look](const ServerRequest&, ::Socket& socket) {
+    look.get_future().wait();
+    return socket.send(ScriptedServer::response(200, "x"));
+  });
+  std::optional<Download> download{{"/x", false, largestSize_, [](std::string_view) {},
+                                    [&end](const DownloadEnd&) { end.set_value(); }}};
+  bool isFirstLook = true;
+  bool wasEndedAtLastLook = false;
+  runDownloads(
+      *session_, [&] { return std::exchange(download, std::nullopt); },
+      [&] {
+        wasEndedAtLastLook = isEnded.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+        if (!std::exchange(isFirstLook, false)) return;
+        look.set_value();
+        isEnded.wait();
+      });
+  EXPECT_TRUE(wasEndedAtLastLook);
 }
 
 TEST_F(DownloadsTest, EndsAtOnceWithoutADownload) {
