@@ -5,13 +5,16 @@
 //   WRITE_POINTS_LOG     a file that gets a line for each change, in front of it
 //   WRITE_POINTS_AT      the number of the change, from 1 on; without it none is special
 //   WRITE_POINTS_SIGNAL  the number of the signal, 9 unless given
-// The write at which a program is killed is half done.
+// The write at which a program is killed is half done. As many changes are counted whatever the
+// network does: how many bytes a program writes at once depends on how they arrive, so a write
+// counts for the blocks of the file that it begins.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <climits>
@@ -60,12 +63,27 @@ std::string pathOf(int descriptor) {
   return {path.data(), length > 0 ? static_cast<std::size_t>(length) : 0};
 }
 
-/// True in front of the change at which the signal is due.
-bool isDue(const char* call, std::string_view path) {
+/// True in front of the change at which the signal is due, where a call makes several.
+bool isDue(const char* call, std::string_view path, int changes = 1) {
   static std::atomic<int> count{0};
   if (!isBelow(path)) return false;
-  log(call, path);
-  return ++count == numberIn("WRITE_POINTS_AT", 0);
+  for (int i = 0; i < changes; ++i)
+    log(call, path);
+  const int before = count.fetch_add(changes);
+  const int at = numberIn("WRITE_POINTS_AT", 0);
+  return before < at && at <= before + changes;
+}
+
+/// The blocks of which a write of so many bytes writes the first byte.
+int blocksBegun(int descriptor, std::size_t size) {
+  constexpr off_t kBlock = 65536;
+  const auto blocksBefore = [](off_t offset) { return (offset + kBlock - 1) / kBlock; };
+  struct stat status {};
+  const bool appends = (fcntl(descriptor, F_GETFL) & O_APPEND) != 0;
+  const off_t begin = appends && fstat(descriptor, &status) == 0
+                          ? status.st_size
+                          : std::max<off_t>(lseek(descriptor, 0, SEEK_CUR), 0);
+  return static_cast<int>(blocksBefore(begin + static_cast<off_t>(size)) - blocksBefore(begin));
 }
 
 int signalToSend() {
@@ -151,7 +169,7 @@ FILE* fopen64(const char* path, const char* mode) {
 
 ssize_t write(int descriptor, const void* bytes, std::size_t size) {
   const auto real = next<ssize_t(int, const void*, std::size_t)>("write");
-  if (isDue("write", pathOf(descriptor))) {
+  if (isDue("write", pathOf(descriptor), blocksBegun(descriptor, size))) {
     if (signalToSend() == SIGKILL) real(descriptor, bytes, size / 2);
     kill(getpid(), signalToSend());
   }
