@@ -38,6 +38,18 @@ begin_with() {
   publish_release 2
 }
 
+# count_requests: how many were answered since they were forgotten.
+count_requests() {
+  await_requests
+  wc -l <"$folder/requests.log"
+}
+
+# A run that had all it asks for when the server ended has nothing to notice; any other one has.
+expect_all_answered() {
+  [ "$answered" -eq "$1" ] ||
+    fail "point $point: $answered of $1 requests were answered, and the run noticed nothing"
+}
+
 begin_anew() {
   begin_with $((RANDOM % 2 * 2 + (RANDOM % 4 > 0)))
 }
@@ -50,7 +62,9 @@ expect_repair() {
 
 for case in 0 1 2 3; do
   begin_with $case
+  forget_requests
   points[case]=$(count_points "${engine[@]}" "$(url)" "$target")
+  needed[case]=$(count_requests)
   expect_release "$target" 2
 done
 echo "The engine makes ${points[0]} changes for a first copy, ${points[1]} for an update," \
@@ -101,15 +115,17 @@ echo "$kills clients told to stop, of which $interrupted did"
 failed=0
 for ((i = 0; i < kills; i++)); do
   begin_anew
-  point=$((RANDOM % (points[case] / 2) + 1))
+  point=$((RANDOM % (points[case] / 4) + 1))
+  forget_requests
   stop_at $point "${engine[@]}" --retries 0 "$(url)" "$target"
+  answered=$(count_requests)
   stop_nginx
   kill -CONT $client
   status=0
   wait $client || status=$?
   expect_old_or_new "$target" $from 2
   case $status in
-    0) expect_release "$target" 2 ;;
+    0) expect_release "$target" 2 && expect_all_answered "${needed[case]}" ;;
     3) failed=$((failed + 1)) ;;
     *) fail "point $point: exit status $status: $(cat "$folder/err")" ;;
   esac
@@ -117,7 +133,7 @@ for ((i = 0; i < kills; i++)); do
   expect_repair
 done
 echo "$kills servers killed, which ended $failed runs"
-[ $((failed * 4)) -ge $((kills * 3)) ] || fail "too few runs noticed that the server was killed"
+[ $failed -gt 0 ] || fail "no run noticed that the server was killed"
 
 # A repair: of files that have lost their content unnoticed, are cut, or are gone.
 damage_copy() {
@@ -174,7 +190,9 @@ expect_repair() {
 publish_release 2
 list_digests with
 begin_anew
+forget_requests
 changes=$(count_points "${module[@]}" "$(url)" "$target")
+needed_by_module=$(count_requests)
 # Each file is made and written, and the stamp at last.
 [ "$changes" -ge 240 ] || fail "only $changes changes"
 
@@ -192,11 +210,14 @@ failed=0
 for ((i = 0; i < kills; i++)); do
   point=$((RANDOM % changes + 1))
   begin_anew
+  forget_requests
   stop_at $point "${module[@]}" "$(url)" "$target"
+  answered=$(count_requests)
   stop_nginx
   kill -CONT $client
   if wait $client; then
     expect_same_tree "$folder/library" "$target"
+    expect_all_answered "$needed_by_module"
   else
     failed=$((failed + 1))
     expect_no_new_stamp
@@ -205,4 +226,4 @@ for ((i = 0; i < kills; i++)); do
   expect_repair
 done
 echo "The module: $kills servers killed, each at one of $changes changes, which ended $failed runs"
-[ $((failed * 4)) -ge $((kills * 3)) ] || fail "too few runs noticed that the server was killed"
+[ $failed -gt 0 ] || fail "no run noticed that the server was killed"
