@@ -153,7 +153,7 @@ for _ in 1 2 3 4; do
   [ $got -eq 3 ] || fail "status $got: $(cat "$folder/err")"
 done
 sent=$(awk '/huge.tx$/ { sum += $2 } END { print sum + 0 }' "$folder/proxy.log")
-: >"$folder/requests.log"
+forget_requests
 network pass
 expect 0 "${update[@]}"
 expect_release "$target" 2

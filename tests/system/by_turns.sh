@@ -40,9 +40,10 @@ echo "Of a copy that the engine has never seen, only what differs is fetched"
 module
 rm -rf "$target/.mtllib"
 publish_release 2
-: >"$folder/requests.log"
+forget_requests
 engine
 expect_holds 2
+await_requests
 # Each content once, the stamp among them, and the list.
 contents=$(comm -23 "$folder/manifest-2" "$folder/manifest-1" | cut -c-64 | sort -u | wc -l)
 [ "$(wc -l <"$folder/requests.log")" -le $((contents + 1)) ] ||

@@ -51,6 +51,18 @@ is_ours() {
   [ "$(curl -s --noproxy '*' "http://127.0.0.1:$http_port/owner")" = "$folder" ]
 }
 
+# await_requests: until $folder/requests.log has all requests that were answered. nginx may write
+# of an answer after the client has it, but its one process does so before it takes the next request.
+await_requests() {
+  is_ours || fail "nginx does not answer"
+}
+
+# forget_requests: empties the log.
+forget_requests() {
+  await_requests
+  : >"$folder/requests.log"
+}
+
 # start_nginx DIRECTORY [EXTRA_DIRECTIVES]: serves DIRECTORY as /lib on $http_port and
 # $https_port; the requests go to $folder/requests.log.
 start_nginx() {
@@ -61,7 +73,7 @@ start_nginx() {
     : >"$folder/requests.log"
     /usr/sbin/nginx -p "$folder" -c "$folder/nginx.conf" -e "$folder/error.log" 2>>"$folder/error.log" &
     nginx_pid=$!
-    for _ in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20; do
+    for _ in $(seq 100); do
       kill -0 "$nginx_pid" 2>/dev/null || break
       if is_ours; then
         : >"$folder/requests.log"
@@ -80,7 +92,7 @@ write_nginx_configuration() {
   cat >"$folder/nginx.conf" <<END
 user root;
 daemon off;
-worker_processes 2;
+worker_processes 1;
 pid $folder/nginx.pid;
 events { worker_connections 4096; }
 http {
@@ -92,7 +104,7 @@ http {
   $2
   server {
     listen 127.0.0.1:$http_port;
-    location = /owner { return 200 "$folder"; }
+    location = /owner { access_log off; return 200 "$folder"; }
     location /lib/ { alias $1/; }
   }
   server {

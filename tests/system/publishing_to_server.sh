@@ -14,6 +14,7 @@ export CURL_CA_BUNDLE="$folder/ca.pem"
 write_nginx_configuration() {
   mkdir -p "$folder/tmp"
   sed -e "s|^user .*|user root; daemon off;|" \
+    -e "s|^worker_processes .*|worker_processes 1;|" \
     -e "s|/run/nginx.pid|$folder/nginx.pid|" \
     -e "s|/var/log/nginx/access.log|$folder/requests.log|" \
     -e "s|/var/log/nginx/error.log|$folder/error.log|" \
@@ -47,7 +48,8 @@ is_ours() {
 }
 
 requests() {
-  sed 's/.*"\(GET [^ ]*\) .*/\1/' "$folder/requests.log" | sort
+  await_requests
+  sed 's/.*"\(GET [^ ]*\) .*/\1/' "$folder/requests.log" | grep -v "/owner$" | sort
 }
 
 header() {
@@ -94,17 +96,17 @@ curl -s --noproxy '*' -H "If-None-Match: $etag" -w '%{http_code} %{num_connects}
 304 0" ] || fail "$(cat "$folder/out")"
 
 echo "A first run asks for the stamp, the list and every file; the next for the stamp"
-: >"$folder/requests.log"
+forget_requests
 expect 0 mtlsync --no-proxy "$https" "$folder/copy"
 expect_same_tree "$folder/library" "$folder/copy"
 [ "$(requests | wc -l)" -eq 12 ] || fail "$(requests)"
-: >"$folder/requests.log"
+forget_requests
 expect 0 mtlsync --no-proxy "$https" "$folder/copy"
 [ "$(requests)" = "GET /library/id.txt" ] || fail "$(requests)"
 
 echo "A later one asks for the files that may have changed, and the maps that it lacks"
 publish 2
-: >"$folder/requests.log"
+forget_requests
 expect 0 mtlsync --no-proxy "$https" "$folder/copy"
 requests | grep -v /materials/ >"$folder/asked"
 [ "$(requests | wc -l)" -eq 12 ] || fail "$(requests)"
@@ -116,7 +118,7 @@ GET /library/maps/passing%202.tx" ] || fail "$(cat "$folder/asked")"
 echo "Behind a cache, a run gets nothing older than its stamp, and maps come from the cache"
 expect 0 mtlsync --no-proxy "$cdn" "$folder/behind-1"
 publish 3
-: >"$folder/requests.log"
+forget_requests
 expect 0 mtlsync --no-proxy "$cdn" "$folder/behind-2"
 diff -r -x ".mtlpublish-*" -x .mtllib -x id.txt -x filelist.json "$folder/library" "$folder/behind-2" || fail "something old"
 expect_nothing_older_than_stamp "$folder/behind-2"

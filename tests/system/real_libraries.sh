@@ -56,13 +56,9 @@ logged() {
   awk '{ requests++; bytes += $3 } END { print requests + 0, bytes + 0 }' "$folder/bodies.log"
 }
 
-# The server may write of an answer after the client has it.
 expect_cost() {
-  for _ in $(seq 100); do
-    [ "$(logged)" != "$1" ] || return 0
-    sleep 0.1
-  done
-  fail "requests and bytes were $(logged) instead of $1"
+  await_requests
+  [ "$(logged)" = "$1" ] || fail "requests and bytes were $(logged) instead of $1"
 }
 
 address_of() {
@@ -74,6 +70,7 @@ address_of() {
 
 # update COPY OPTION...: the copy, named after how it is kept. The log is that of this run.
 update() {
+  await_requests
   : >"$folder/bodies.log"
   expect 0 mtlsync -q --no-proxy "${@:2}" "$(address_of "$1")" "$folder/$1"
 }

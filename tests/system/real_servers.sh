@@ -26,10 +26,11 @@ echo "The second run makes one request and writes nothing"
 look_at_copy() {
   find "$folder/copy" ! -name lock -printf '%p %T@ %C@\n' | sort
 }
-: >"$folder/requests.log"
+forget_requests
 look_at_copy >"$folder/before"
 expect 0 mtlsync --no-proxy "$http" "$folder/copy"
 look_at_copy | cmp - "$folder/before" || fail "something was written"
+await_requests
 [ "$(cat "$folder/requests.log")" = "GET /lib/id.txt 200" ] || fail "$(cat "$folder/requests.log")"
 
 echo "A check tells whether something changed"

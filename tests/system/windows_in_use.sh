@@ -64,7 +64,7 @@ release_it() {
 }
 
 expect_finish() {
-  : >"$folder/requests.log"
+  forget_requests
   "${update[@]}" || fail "the next run fails"
   expect_release "$target" 2
 }
@@ -86,6 +86,7 @@ expect_in_use large.tx
 expect_in_use large.tx
 release_it
 expect_finish
+await_requests
 [ "$(wc -l <"$folder/requests.log")" -eq 2 ] || fail "fetched again: $(cat "$folder/requests.log")"
 
 echo "A file that is withdrawn, and open without sharing"
