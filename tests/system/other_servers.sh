@@ -17,10 +17,11 @@ stop_other_servers() {
   server_pid=
 }
 
-# wait_for_port: until the server has printed where it listens.
+# wait_for_port: until the server has printed where it listens: the port alone, or a sentence with
+# the address at its end. The folder that stands in it may have digits, too.
 wait_for_port() {
-  for _ in $(seq 100); do
-    port=$(grep -oE '[0-9]{4,5}' "$folder/port" | head -n 1)
+  for _ in $(seq 600); do
+    port=$(sed -nE 's|^(.*:)?([0-9]+)/?$|\2|p' "$folder/port")
     [ -z "$port" ] || return 0
     kill -0 "$server_pid" 2>/dev/null || break
     sleep 0.1
@@ -57,9 +58,11 @@ server.port = $port
 server.stat-cache-engine = "disable"
 ${1:-}
 END
-    /usr/sbin/lighttpd -D -f "$folder/lighttpd.conf" 2>"$folder/server.log" &
+    # The words of the one before are not of this one.
+    : >"$folder/server.log"
+    /usr/sbin/lighttpd -D -f "$folder/lighttpd.conf" 2>>"$folder/server.log" &
     server_pid=$!
-    for _ in $(seq 50); do
+    for _ in $(seq 600); do
       kill -0 "$server_pid" 2>/dev/null || break
       ! grep -q "server started" "$folder/server.log" || return 0
       sleep 0.1
