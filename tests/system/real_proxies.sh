@@ -17,41 +17,52 @@ stop_other_servers() {
   proxy_pid=
 }
 
-# start_proxy [DIRECTIVES]: on $proxy_port, one above nginx's own.
-start_proxy() {
-  stop_other_servers
-  proxy_port=$((https_port + 1))
-  printf 'Port %s\nListen 127.0.0.1\nTimeout 60\nMaxClients 50\nLogFile "%s"\nLogLevel Info\n%s\n' \
-    "$proxy_port" "$folder/proxy.log" "${1:-}" >"$folder/proxy.conf"
-  forget_log
-  tinyproxy -d -c "$folder/proxy.conf" >/dev/null 2>&1 &
-  proxy_pid=$!
-  for _ in $(seq 100); do
-    if curl -s --noproxy '*' -o /dev/null "http://127.0.0.1:$proxy_port/"; then
-      forget_log
-      return 0
-    fi
-    kill -0 "$proxy_pid" 2>/dev/null || break
-    sleep 0.1
+# start_on_any_port FUNCTION: has it start a proxy on $proxy_port, as $proxy_pid, until one finds
+# its port free and says in $folder/started that it listens. Its log begins empty: the one before
+# has ended, so that it has nothing more to say.
+start_on_any_port() {
+  for _ in 1 2 3 4 5 6 7 8 9 10; do
+    stop_other_servers
+    : >"$folder/proxy.log"
+    proxy_port=$((20000 + $(od -A n -N 2 -t u2 /dev/urandom) % 20000))
+    proxy=127.0.0.1:$proxy_port
+    "$1"
+    while kill -0 "$proxy_pid" 2>/dev/null; do
+      ! grep -q "Accepting" "$folder/started" || return 0
+      sleep 0.1
+    done
   done
+  cat "$folder/started" >&2
   fail "the proxy does not start"
 }
 
+# start_proxy [DIRECTIVES]
+start_proxy() {
+  directives=${1:-}
+  start_on_any_port run_tinyproxy
+}
+
+run_tinyproxy() {
+  printf 'Port %s\nListen 127.0.0.1\nTimeout 60\nMaxClients 50\nLogFile "%s"\nLogLevel Info\n%s\n' \
+    "$proxy_port" "$folder/proxy.log" "$directives" >"$folder/proxy.conf"
+  ln -sf proxy.log "$folder/started"
+  tinyproxy -d -c "$folder/proxy.conf" >/dev/null 2>&1 &
+  proxy_pid=$!
+}
+
+# A proxy may write of a request after the client has its answer.
 expect_logged() {
-  grep -qF -- "$1" "$folder/proxy.log" || { cat "$folder/proxy.log" >&2; fail "the proxy saw no $1"; }
-}
-
-# What the proxy still has to say of the runs before is not of the next one.
-forget_log() {
-  before=
-  while [ "$(cksum <"$folder/proxy.log")" != "$before" ]; do
-    before=$(cksum <"$folder/proxy.log")
-    sleep 0.5
+  for _ in $(seq 600); do
+    ! grep -qF -- "$1" "$folder/proxy.log" || return 0
+    sleep 0.1
   done
-  : >"$folder/proxy.log"
+  cat "$folder/proxy.log" >&2
+  fail "the proxy saw no $1"
 }
 
+# When the proxy has ended, which leaves it nothing to write.
 expect_nothing_logged() {
+  stop_other_servers
   ! grep -q Request "$folder/proxy.log" || { cat "$folder/proxy.log" >&2; fail "went through the proxy"; }
 }
 
@@ -64,7 +75,6 @@ start_nginx "$folder/library"
 start_proxy
 http="http://127.0.0.1:$http_port/lib"
 https="https://localhost:$https_port/lib"
-proxy="127.0.0.1:$proxy_port"
 
 echo "Plain requests go through the system's proxy"
 expect 0 env http_proxy="http://$proxy/" mtlsync "$http" "$folder/copy1"
@@ -77,14 +87,14 @@ expect_same_tree "$folder/library" "$folder/copy2"
 expect_logged "CONNECT localhost:$https_port"
 
 echo "So does an explicit proxy, with and without a scheme"
-forget_log
+start_proxy
 expect 0 mtlsync --proxy "$proxy" "$http" "$folder/copy3"
 expect_logged "GET $http/id.txt"
 expect 0 mtlsync --proxy "http://$proxy" "$https" "$folder/copy4"
 expect_logged "CONNECT localhost:$https_port"
 
 echo "Bypassed hosts, and a proxy switched off, are reached directly"
-forget_log
+start_proxy
 expect 0 env http_proxy="http://$proxy" no_proxy="example.com, 127.0.0.*" \
   mtlsync -v "$http" "$folder/copy5"
 expect_text "No HTTP proxy: using direct connection."
@@ -117,9 +127,8 @@ expect 3 mtlsync --retries 0 --proxy "$unknown_host" "$http" "$folder/none"
 expect_text "the proxy could not be reached or refused"
 [ ! -e "$folder/none" ] || fail "a folder for nothing"
 
-# start_squid: on $proxy_port. It keeps nothing, and logs what it was asked for.
-start_squid() {
-  stop_other_servers
+# It keeps nothing, and logs what it was asked for.
+run_squid() {
   mkdir -p "$folder/squid"
   cat >"$folder/squid.conf" <<END
 http_port 127.0.0.1:$proxy_port
@@ -137,24 +146,15 @@ shutdown_lifetime 0
 END
   # As root it becomes another user, who must be able to write here.
   chmod 755 "$folder"
-  forget_log
+  : >"$folder/squid/cache.log"
+  ln -sf squid/cache.log "$folder/started"
   chmod -R a+rwX "$folder/squid" "$folder/proxy.log"
   squid -N -f "$folder/squid.conf" >"$folder/squid/out" 2>&1 &
   proxy_pid=$!
-  for _ in $(seq 100); do
-    if curl -s --noproxy '*' -o /dev/null "http://127.0.0.1:$proxy_port/"; then
-      forget_log
-      return 0
-    fi
-    kill -0 "$proxy_pid" 2>/dev/null || break
-    sleep 0.1
-  done
-  cat "$folder/squid/out" >&2
-  fail "squid does not start"
 }
 
 echo "Another make of proxy is spoken to alike"
-start_squid
+start_on_any_port run_squid
 expect 0 mtlsync --proxy "$proxy" "$http" "$folder/copy8"
 expect_same_tree "$folder/library" "$folder/copy8"
 expect_logged "GET $http/elm%20tree.mat"
