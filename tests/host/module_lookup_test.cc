@@ -80,7 +80,7 @@ TEST_F(ModuleLookup, TakesNoneInTheCurrentFolder) {
 }
 
 TEST_F(ModuleLookup, TakesTheOneThatTheSystemsLoaderFinds) {
-  if (module_ == "mtllib.dll") GTEST_SKIP() << "Windows has no variable that names folders";
+  if (module_ == "mtllib.dll") GTEST_SKIP() << "on Windows, PATH is not searched";
   const fs::path libraries = directory_.path() / "lib";
   fs::create_directories(libraries);
   fs::copy_file(FAKE_MODULE, libraries / module_);
