@@ -50,6 +50,13 @@ class PoolFixture : public testing::Test {
     context_.deinitialize(1);
   }
 
+  /// With another pool.
+  void beginAnew(const char* host, int port) {
+    pool_.destroy();
+    ASSERT_NE(pool_.initialize(5), 0);
+    configure(host, port);
+  }
+
   void configure(const char* host, int port) {
     Krell::Err err;
     pool_.setMode(err, Pool::kBackground);
@@ -95,21 +102,24 @@ class PoolFixture : public testing::Test {
   void get(const char* path, Received& received) { wait(start(path, received)); }
 
   /// For a server that leaves the request waiting: the host is asked ten times a second
-  /// whether to abort, and what it then asks for happens at once. The median of the times
-  /// between two calls does not mind when the machine is busy with something else for one.
+  /// whether to abort, and what it then asks for happens at once.
   void expectToBeAskedTenTimesASecond() {
-    Received received;
-    received.abortAfter = 10;
-    get("/file", received);
-    const auto ended = std::chrono::steady_clock::now();
-    ASSERT_EQ(received.calledAt.size(), 11U);
-    std::vector<std::chrono::steady_clock::duration> gaps;
-    for (std::size_t i = 1; i < received.calledAt.size(); ++i)
-      gaps.push_back(received.calledAt[i] - received.calledAt[i - 1]);
-    std::sort(gaps.begin(), gaps.end());
-    EXPECT_LE(gaps[gaps.size() / 2], std::chrono::milliseconds(100));
-    EXPECT_LT(ended - received.calledAt.back(), kPromptly);
-    EXPECT_EQ(received.errorCalls, 0);
+    using Duration = std::chrono::steady_clock::duration;
+    expectPromptly([&] {
+      Received received;
+      received.abortAfter = 10;
+      get("/file", received);
+      const auto ended = std::chrono::steady_clock::now();
+      EXPECT_EQ(received.errorCalls, 0);
+      const auto& calledAt = received.calledAt;
+      EXPECT_EQ(calledAt.size(), 11U);
+      if (calledAt.size() < 2) return Duration::max();
+      std::vector<Duration> gaps;
+      for (std::size_t i = 1; i < calledAt.size(); ++i)
+        gaps.push_back(calledAt[i] - calledAt[i - 1]);
+      std::sort(gaps.begin(), gaps.end());
+      return std::max(10 * gaps[gaps.size() / 2], ended - calledAt.back());
+    });
   }
 
   using Token = Krell::Networking::ReqTokenGeneralType;

@@ -55,21 +55,26 @@ class SlowResolverTest : public PoolFixture {
 
   /// Returns when the name of the request's server is being looked up.
   int startResolving(Received& received) {
-    const int index = start("/file", received);
     std::unique_lock<std::mutex> lock(gate().mutex);
-    gate().changed.wait(lock, [] { return gate().inside > gate().left; });
+    const int before = gate().inside;
+    lock.unlock();
+    const int index = start("/file", received);
+    lock.lock();
+    gate().changed.wait(lock, [&] { return gate().inside > before; });
     return index;
   }
 };
 
 TEST_F(SlowResolverTest, AnAbortDoesNotWaitForTheResolver) {
-  Received received;
-  const int index = startResolving(received);
-  const auto begin = Clock::now();
-  received.abortAfter = 0;
-  wait(index);
-  EXPECT_LT(Clock::now() - begin, kPromptly);
-  EXPECT_EQ(received.errorCalls, 0);
+  expectPromptly([&] {
+    Received received;
+    const int index = startResolving(received);
+    const auto begin = Clock::now();
+    received.abortAfter = 0;
+    wait(index);
+    EXPECT_EQ(received.errorCalls, 0);
+    return Clock::now() - begin;
+  });
 }
 
 TEST_F(SlowResolverTest, TheHostIsAskedTenTimesASecondMeanwhile) {
@@ -77,12 +82,15 @@ TEST_F(SlowResolverTest, TheHostIsAskedTenTimesASecondMeanwhile) {
 }
 
 TEST_F(SlowResolverTest, DestroyDoesNotWaitForTheResolver) {
-  Received received;
-  startResolving(received);
-  const auto begin = Clock::now();
-  pool_.destroy();
-  EXPECT_LT(Clock::now() - begin, kPromptly);
-  EXPECT_EQ(received.errorCalls, 1);
+  expectPromptly([&] {
+    beginAnew("slow.invalid", 80);
+    Received received;
+    startResolving(received);
+    const auto begin = Clock::now();
+    pool_.destroy();
+    EXPECT_EQ(received.errorCalls, 1);
+    return Clock::now() - begin;
+  });
 }
 
 }  // namespace

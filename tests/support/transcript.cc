@@ -48,6 +48,11 @@ void Transcript::add(std::string line) {
     action();
 }
 
+void Transcript::clear() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  text_.clear();
+}
+
 std::string Transcript::text() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   return text_;

@@ -25,6 +25,9 @@ class Transcript {
 
   void add(std::string line);
 
+  /// Forgets the lines.
+  void clear();
+
   /// The lines, each with its line break.
   std::string text() const;
 

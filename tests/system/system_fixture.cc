@@ -89,6 +89,11 @@ void SystemTest::answer(const std::string& path, const std::string& beginning) {
   transcript_.after(beginning, [this, path] { server_.release(path); });
 }
 
+void SystemTest::beginTranscript() {
+  transcript_.clear();
+  entered_ = false;
+}
+
 void SystemTest::describeDisk() {
   const std::vector<std::string> lines = describeTree(directory_ / "");
   for (const std::string& line : lines)

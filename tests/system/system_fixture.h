@@ -52,6 +52,9 @@ class SystemTest : public testing::Test {
   /// with `beginning`. A run that waits for a line that never comes is aborted in the end.
   void answer(const std::string& path, const std::string& beginning);
 
+  /// Begins the transcript anew, with what is on disk before the next call into the library.
+  void beginTranscript();
+
   /// Adds what is on disk now.
   void describeDisk();
 
