@@ -52,6 +52,10 @@ Failure usage(std::string text, const std::string& about) {
   return {Failure::Kind::kUsage, std::move(text), about};
 }
 
+Failure outOfResources() {
+  return {Failure::Kind::kMemory, "there is not enough memory, or no further thread to be had"};
+}
+
 // The proxy of the user's settings for the host; "" for none.
 std::string systemProxy(const std::string& host, bool isHttps) {
   QUtils::SystemProxySettings settings;
@@ -163,7 +167,7 @@ Outcome Session::configure(const SessionOptions& options) {
 
   Err err;
   connectionCount_ = options.connections;
-  pool_.initialize(connectionCount_);
+  if (pool_.initialize(connectionCount_) == 0) return outOfResources();
   pool_.setMode(err, HttpClientPool::kBackground);
   pool_.setServer(err, server.host.c_str(), server.port, nullptr);
   if (isHttps) pool_.setSSLContext(err, getKrellNetworkingContext()->clientSsl);
@@ -205,8 +209,9 @@ Outcome Session::start(int connection, const Request& request, Exchange& exchang
   options.fields = &fields;
   options.mostBodyBytes = request.mostBytes;
   Err err;
+  // Targets are well-formed, and the connection is idle.
   if (pool_.client(connection).request(err, options) != 0) return {};
-  return usage(textOf(err.chain), url(target));
+  return outOfResources();
 }
 
 void Session::waitUntilIdle(int connection) {

@@ -2,6 +2,7 @@
 #include "update/text_store.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace mtlupdate {
 
@@ -13,9 +14,10 @@ constexpr std::size_t kBlock = 65536;
 
 std::string_view TextStore::keep(std::string_view text) {
   if (text.size() > room_) {
-    room_ = std::max(kBlock, text.size());
-    blocks_.emplace_back(new char[room_]);
-    next_ = blocks_.back().get();
+    const std::size_t size = std::max(kBlock, text.size());
+    std::unique_ptr<char[]> block(new char[size]);
+    next_ = blocks_.emplace_back(std::move(block)).get();
+    room_ = size;
   }
   char* const kept = next_;
   std::copy(text.begin(), text.end(), kept);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <exception>
 #include <new>
 #include <utility>
 
@@ -188,6 +189,36 @@ class Transfers::Slot : public Exchange {
   Piece takePiece() { return std::exchange(piece_, {}); }
 
   void onField(std::string_view name, std::string_view value) override {
+    attempt([&] { takeField(name, value); });
+  }
+  void onStatus(int status) override {
+    attempt([&] { takeStatus(status); });
+  }
+  Room room() override {
+    Room room{nullptr, 0};
+    attempt([&] { room = roomInPiece(); });
+    return room;
+  }
+  bool onBytes(std::string_view bytes) override {
+    bool goesOn = false;
+    attempt([&] { goesOn = takeBytes(bytes); });
+    return goesOn;
+  }
+  void onFailure(const ConnectionError& error) override {
+    attempt([&] { takeFailure(error); });
+  }
+  void onEnd(int connection) override { transfers_.settle(*this, connection); }
+
+ private:
+  /// What is thrown ends everything, and so this try.
+  template <typename Step>
+  void attempt(Step step) noexcept {
+    Lock lock(transfers_.mutex_, std::defer_lock);
+    transfers_.attempt(lock, step);
+    isStopped_ = isStopped_ || lock.owns_lock();
+  }
+
+  void takeField(std::string_view name, std::string_view value) {
     if (name == "retry-after") retryAfter_ = value;
     if (name == "date") date_ = value;
     if (name == "content-range") contentRange_ = value;
@@ -195,7 +226,7 @@ class Transfers::Slot : public Exchange {
     if (name == "last-modified") lastModified_ = value;
   }
 
-  void onStatus(int status) override {
+  void takeStatus(int status) {
     status_ = status;
     Body& body = *work_->body;
     const bool isWhole = status == kOk;
@@ -212,13 +243,13 @@ class Transfers::Slot : public Exchange {
   }
 
   /// Large bodies are received where the other thread will find them.
-  Room room() override {
+  Room roomInPiece() {
     constexpr std::size_t kWorthReceiving = Piece::kRoom / 4;
     if (!isHandedOver_ || !hasRoom(kWorthReceiving)) return {nullptr, 0};
     return {piece_.end(), piece_.room()};
   }
 
-  bool onBytes(std::string_view bytes) override {
+  bool takeBytes(std::string_view bytes) {
     isStopped_ = transfers_.stopping_;
     if (failure_ || isStopped_) return false;
     if (bytes.empty()) return true;
@@ -235,7 +266,7 @@ class Transfers::Slot : public Exchange {
     return !failure_;
   }
 
-  void onFailure(const ConnectionError& error) override {
+  void takeFailure(const ConnectionError& error) {
     using namespace Krell::Networking;  // NOLINT(google-build-using-namespace)
     constexpr auto kTooLarge =
         std::uint32_t{CONNECTION_ERROR_LIMIT} | std::uint32_t{CONNECTION_ERROR_RULE_NUMBER};
@@ -247,9 +278,6 @@ class Transfers::Slot : public Exchange {
     }
   }
 
-  void onEnd(int connection) override { transfers_.settle(*this, connection); }
-
- private:
   std::optional<std::uint64_t> mostBytes() const {
     const Body& body = *work_->body;
     return body.size() ? body.size() : body.largestSize();
@@ -331,7 +359,7 @@ Transfers::Transfers(Session& session, Timing& timing, const RetryPolicy& policy
 Transfers::~Transfers() = default;
 
 Outcome Transfers::run(Client& client) {
-  // Also when memory runs out, or the client throws.
+  // Also when something throws.
   struct End {
     ~End() { transfers.end(); }
     Transfers& transfers;
@@ -341,10 +369,11 @@ Outcome Transfers::run(Client& client) {
   hasMore_ = true;
   stopping_ = false;
   failure_.reset();
+  thrown_ = nullptr;
   startIdle();
   Timing::TimePoint look = nextLook();
   while (running_ > 0 || isChecking_ || !checks_.empty() ||
-         (!failure_ && (hasMore_ || !waiting_.empty()))) {
+         (!stopping_ && (hasMore_ || !waiting_.empty()))) {
     if (isChecking_ || checks_.empty()) {
       timing_.wait(changed_, lock, look);
     } else {
@@ -357,7 +386,21 @@ Outcome Transfers::run(Client& client) {
     look = nextLook();
   }
   handOver(lock);
+  if (thrown_) std::rethrow_exception(thrown_);
   return std::exchange(failure_, {});
+}
+
+// Does a step on the session's thread, which nothing may leave: what is thrown there is for the
+// caller of run(). The step may take the lock; when it has thrown, the lock is held.
+template <typename Step>
+void Transfers::attempt(Lock& lock, Step step) noexcept {
+  try {
+    step();
+  } catch (...) {
+    if (!lock.owns_lock()) lock.lock();
+    stopping_ = true;
+    if (!thrown_) thrown_ = std::current_exception();
+  }
 }
 
 // Waits until nothing runs any longer; what still does is stopped.
@@ -369,6 +412,11 @@ void Transfers::end() {
   for (int i = 0; i < session_.connectionCount(); ++i)
     session_.waitUntilIdle(i);
   checks_.clear();
+  // What was in their hands when something was thrown. Pieces in the queue were of these bodies.
+  for (const auto& slot : slots_) {
+    slot->release();
+    slot->takePiece();
+  }
   spare_.clear();
   waiting_.clear();
   finished_.clear();
@@ -441,31 +489,42 @@ bool Transfers::startNext(int connection) {
   std::unique_ptr<Work> work = takeWork();
   if (work == nullptr) return false;
   Slot& slot = *slots_[static_cast<std::size_t>(connection)];
-  ++running_;
   if (Outcome failure = slot.start(std::move(work), connection)) {
-    --running_;
     fail(std::move(*failure), slot.release()->body->target());
     return false;
   }
+  ++running_;
   return true;
 }
 
 // On the session's thread.
-void Transfers::settle(Slot& slot, int connection) {
+void Transfers::settle(Slot& slot, int connection) noexcept {
+  Lock lock(mutex_, std::defer_lock);
+  attempt(lock, [&] { takeEnding(lock, slot); });
+  --running_;
+  bool isStarted = false;
+  attempt(lock, [&] { isStarted = startNext(connection); });
+  // The other thread looks by itself soon enough, except for what it waits for alone.
+  if (!isStarted && running_ == 0) changed_.notify_all();
+}
+
+// Takes the lock, and keeps it.
+void Transfers::takeEnding(Lock& lock, Slot& slot) {
   Ending ending = slot.conclude();
-  Lock lock(mutex_);
+  lock.lock();
   if (slot.isHandedOver()) makeRoom(lock);
   // From here on it is idle, and has its next request before anybody else sees that.
-  ending.work = slot.release();
-  if (slot.isHandedOver()) {
-    Body* const body = ending.work->body.get();
-    addCheck({body, slot.takePiece(), std::move(ending)});
-  } else {
-    judge(std::move(ending));
+  if (!slot.isHandedOver()) {
+    ending.work = slot.release();
+    return judge(std::move(ending));
   }
-  --running_;
-  // The other thread looks by itself soon enough, except for what it waits for alone.
-  if (!startNext(connection) && running_ == 0) changed_.notify_all();
+  // The body leaves the slot when it has its place in the queue, where pieces of it wait before.
+  Check& check = checks_.emplace_back();
+  check.piece = slot.takePiece();
+  check.ending = std::move(ending);
+  check.ending->work = slot.release();
+  check.body = check.ending->work->body.get();
+  changed_.notify_all();
 }
 
 // Receiving does not wait for a thread that is busy with its client: whoever has no room in the

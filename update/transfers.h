@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -97,7 +98,8 @@ class Transfers {
   Transfers& operator=(const Transfers&) = delete;
 
   /// Fetches all bodies. The first failure that further tries do not help ends all of it, with
-  /// what was taken until then as parts. One call at a time.
+  /// what was taken until then as parts. One call at a time. Throws what bodies and the client
+  /// throw, on whatever thread, when everything has ended.
   Outcome run(Client& client);
 
   /// Bytes of bodies received so far, over all runs. Any thread may ask.
@@ -111,11 +113,14 @@ class Transfers {
   struct Check;
   using Lock = std::unique_lock<std::mutex>;
 
+  template <typename Step>
+  void attempt(Lock& lock, Step step) noexcept;
   void end();
   std::unique_ptr<Work> takeWork();
   bool startNext(int connection);
   void startIdle();
-  void settle(Slot& slot, int connection);
+  void settle(Slot& slot, int connection) noexcept;
+  void takeEnding(Lock& lock, Slot& slot);
   void judge(Ending ending);
   void retry(Ending ending);
   Piece takeSpare();
@@ -155,6 +160,7 @@ class Transfers {
   std::vector<std::unique_ptr<Body>> finished_;
   std::vector<Notice> notices_;
   Outcome failure_;
+  std::exception_ptr thrown_;  ///< On the session's thread.
 };
 
 }  // namespace mtlupdate

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <new>
 #include <system_error>
 #include <unordered_set>
 #include <utility>
@@ -491,10 +492,15 @@ Updater::Updater(UpdateOptions options, UpdateObserver& observer, Timing* timing
 
 template <typename Operation>
 Outcome Updater::perform(Operation operation) {
-  Run run(*this);
-  Outcome failure = operation(run);
-  run.tellReceived();
-  return failure;
+  try {
+    Run run(*this);
+    Outcome failure = operation(run);
+    run.tellReceived();
+    return failure;
+  } catch (const std::bad_alloc&) {
+    // Short enough for a string to hold without memory.
+    return Failure{Failure::Kind::kMemory, "out of memory"};
+  }
 }
 
 Outcome Updater::check(CheckResult& result) {

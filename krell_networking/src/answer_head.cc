@@ -21,6 +21,8 @@ constexpr std::size_t kKeptValueBytes = 64;
 // Of other fields, for those who want them.
 constexpr std::size_t kReportedValueBytes = 1024;
 
+constexpr const char* kBlanks = " \t";
+
 bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
@@ -30,9 +32,9 @@ char lowerCase(char c) {
 }
 
 std::string_view trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(" \t");
+  const std::size_t begin = text.find_first_not_of(kBlanks);
   if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
+  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
 }
 
 void appendLowerCase(std::string& text, const char* bytes, std::size_t size, std::size_t most) {
@@ -43,8 +45,9 @@ void appendLowerCase(std::string& text, const char* bytes, std::size_t size, std
 }  // namespace
 
 AnswerHead::AnswerHead() {
+  // For good: nothing may be thrown through llhttp.
   name_.reserve(kKeptNameBytes);
-  value_.reserve(kKeptValueBytes);
+  value_.reserve(kReportedValueBytes);
 }
 
 const llhttp_settings_t& AnswerHead::settings() {
@@ -227,27 +230,28 @@ int AnswerHead::onValuePart(llhttp_t* parser, const char* bytes, std::size_t siz
 
 int AnswerHead::onValueEnd(llhttp_t* parser) {
   auto& head = *static_cast<AnswerHead*>(parser->data);
-  head.report();
-  head.name_.clear();
-  if (head.inTrailers_) return 0;
-  if (head.field_ == Field::kLength && !head.takeLength()) {
+  if (!head.inTrailers_ && head.field_ == Field::kLength && !head.takeLength()) {
     head.broken_ = HTTP_RULE_LENGTH;
     return -1;
   }
-  if (head.field_ == Field::kCoding && !head.takeCoding()) {
+  if (!head.inTrailers_ && head.field_ == Field::kCoding && !head.takeCoding()) {
     head.broken_ = HTTP_RULE_CODING;
     return -1;
   }
+  head.report();
+  head.name_.clear();
   return 0;
 }
 
 void AnswerHead::report() {
   constexpr int kFirstFinal = 200;
   if (reader_ == nullptr || inTrailers_ || parser_.status_code < kFirstFinal) return;
-  const std::string name(trimmed(name_));
-  const std::string value(trimmed(value_));
   if (name_.size() == kKeptNameBytes || value_.size() == kReportedValueBytes) return;
-  reader_->onField(name.c_str(), value.c_str());
+  for (std::string* text : {&name_, &value_}) {
+    text->erase(text->find_last_not_of(kBlanks) + 1);
+    text->erase(0, text->find_first_not_of(kBlanks));
+  }
+  reader_->onField(name_.c_str(), value_.c_str());
 }
 
 bool AnswerHead::takeLength() {
@@ -267,10 +271,12 @@ bool AnswerHead::takeLength() {
 }
 
 bool AnswerHead::takeCoding() {
+  constexpr std::string_view kChunked = "chunked";
   const std::string_view coding = trimmed(value_);
-  std::string name;
-  appendLowerCase(name, coding.data(), coding.size(), kKeptValueBytes);
-  if (chunked_ || name != "chunked") return false;
+  const bool isKnown =
+      std::equal(coding.begin(), coding.end(), kChunked.begin(), kChunked.end(),
+                 [](char given, char expected) { return lowerCase(given) == expected; });
+  if (chunked_ || !isKnown) return false;
   chunked_ = true;
   return true;
 }

@@ -2,6 +2,7 @@
 #include "net/http_client.h"
 
 #include <new>
+#include <utility>
 
 #include "plugin/error_chain.h"
 #include "server_address.h"
@@ -46,8 +47,14 @@ krbool HttpClientPool::initialize(int clientCount) {
   if (clients_ != nullptr || clientCount < 1) return 0;
   clients_ = new (std::nothrow) HttpClient[static_cast<std::size_t>(clientCount)];
   if (clients_ == nullptr) return 0;
+  TransferEngine* shared = nullptr;
+  try {
+    shared = new TransferEngine(clients_, clientCount);
+  } catch (const std::bad_alloc&) {
+    delete[] std::exchange(clients_, nullptr);
+    return 0;
+  }
   clientCount_ = clientCount;
-  auto* shared = new TransferEngine(clients_, clientCount);
   for (int index = 0; index < clientCount; ++index) {
     clients_[index].engine_ = shared;
     clients_[index].index_ = index;

@@ -3,8 +3,8 @@
 #include "transfer_engine.h"
 
 #include <algorithm>
+#include <exception>
 #include <new>
-#include <system_error>
 #include <utility>
 
 #include "platform/quiet_thread.h"
@@ -57,11 +57,10 @@ bool TransferEngine::start(int index, const HttpClient::RequestOptions& options,
                            ErrorChain& error) {
   Transfer& transfer = transfers_[static_cast<std::size_t>(index)];
   if (!checkStart(transfer, options, error)) return false;
-  if (!launch()) {
+  if (!prepare(options, transfer)) {
     setError(error, kRequestTag, -1, "Out of resources");
     return false;
   }
-  requestText_.write(options, transfer.request);
   transfer.token = options.token;
   transfer.toHead = options.method == HttpClient::kHead;
   transfer.mostBodyBytes = options.mostBodyBytes;
@@ -109,6 +108,17 @@ bool TransferEngine::checkStart(const Transfer& transfer, const HttpClient::Requ
   return true;
 }
 
+// False when memory, or anything else, has run out.
+bool TransferEngine::prepare(const HttpClient::RequestOptions& options, Transfer& transfer) {
+  try {
+    if (!launch()) return false;
+    requestText_.write(options, transfer.request);
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
 // Prepares, at the first request, what all of them share.
 bool TransferEngine::launch() {
   if (ofThisThread_ == this || thread_.joinable()) return true;
@@ -118,11 +128,7 @@ bool TransferEngine::launch() {
   connector_ = makeConnector(configuration_, configuration_.limits.connectMilliseconds);
   if (buffer_ == nullptr || connector_ == nullptr) return false;
   requestText_ = RequestText(configuration_, configuration_.headers);
-  try {
-    thread_ = Platform::startQuietThread([this] { run(); });
-  } catch (const std::system_error&) {
-    return false;
-  }
+  thread_ = Platform::startQuietThread([this] { run(); });
   return true;
 }
 

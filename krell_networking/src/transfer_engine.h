@@ -87,8 +87,9 @@ class TransferEngine : private Connection::Watch {
 
     bool active = false;
     bool completing = false;
-    bool begun = false;     ///< A byte of the answer has arrived.
-    bool mayRetry = false;  ///< The connection is older than the request.
+    bool hasThrown = false;  ///< One of its callbacks.
+    bool begun = false;      ///< A byte of the answer has arrived.
+    bool mayRetry = false;   ///< The connection is older than the request.
     Link* link = nullptr;
     std::size_t sent = 0;
     Answer answer;
@@ -119,6 +120,7 @@ class TransferEngine : private Connection::Watch {
   bool isEnding(ErrorChain& error) const;
   bool checkStart(const Transfer& transfer, const HttpClient::RequestOptions& options,
                   ErrorChain& error);
+  bool prepare(const HttpClient::RequestOptions& options, Transfer& transfer);
   bool launch();
   int pickAvailable() const;
 
@@ -142,7 +144,7 @@ class TransferEngine : private Connection::Watch {
   std::size_t serve(Link& link);
   void send(Transfer& transfer);
   std::size_t receive(Transfer& transfer);
-  HttpClient::Room roomFor(const Transfer& transfer);
+  HttpClient::Room roomFor(Transfer& transfer);
   Arrived fill(Connection& connection, char* buffer, std::size_t size);
   void takeResult(Transfer& transfer, Answer::Result result, bool nothingLeft);
   void takeEnd(Transfer& transfer);
@@ -150,9 +152,12 @@ class TransferEngine : private Connection::Watch {
 
   void askHosts();
   void endSlow();
+  template <typename Callback>
+  static void tell(Transfer& transfer, Callback callback) noexcept;
   bool deliver(Transfer& transfer, const char* bytes, std::size_t size);
   void breakOff(Transfer& transfer, CURLcode code);
   void fail(Transfer& transfer, const ConnectionError& error);
+  void report(Transfer& transfer, const ConnectionError& error);
   void drop(Transfer& transfer);
   void finish(Transfer& transfer);
 

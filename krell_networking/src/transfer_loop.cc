@@ -54,6 +54,7 @@ bool TransferEngine::takeRequests() {
   for (Transfer* transfer : taken_) {
     transfer->active = true;
     transfer->begun = false;
+    transfer->hasThrown = false;
     transfer->progress = TransferProgress{};
     transfer->startedAs = ++startedCount_;
     if (!isStopping) begin(*transfer);
@@ -299,11 +300,11 @@ std::size_t TransferEngine::receive(Transfer& transfer) {
 }
 
 // Where the next bytes are to be received.
-HttpClient::Room TransferEngine::roomFor(const Transfer& transfer) {
+HttpClient::Room TransferEngine::roomFor(Transfer& transfer) {
   HttpClient::Room room{nullptr, 0};
   if (configuration_.onRoom != nullptr && transfer.answer.isInBody()) {
-    CallbackContext context{transfer.client, configuration_.userPointer};
-    room = configuration_.onRoom(&context, transfer.token);
+    tell(transfer,
+         [&](CallbackContext& context) { room = configuration_.onRoom(&context, transfer.token); });
   }
   return room.size > 0 ? room : HttpClient::Room{buffer_.get(), kBufferSize};
 }
@@ -379,17 +380,33 @@ void TransferEngine::endSlow() {
   }
 }
 
+// Calls what is not the pool's own. They are not to throw, but memory may run out on them, and
+// nothing may leave the thread, or go through the C of libcurl and llhttp: what is thrown ends the
+// request, as a failure.
+template <typename Callback>
+void TransferEngine::tell(Transfer& transfer, Callback callback) noexcept {
+  CallbackContext context{transfer.client, transfer.engine->configuration_.userPointer};
+  try {
+    callback(context);
+  } catch (...) {
+    transfer.hasThrown = true;
+    transfer.progress.abort = 1;
+  }
+}
+
 void TransferEngine::Transfer::onField(const char* name, const char* value) {
-  CallbackContext context{client, engine->configuration_.userPointer};
-  engine->configuration_.onField(&context, token, name, value);
+  if (hasThrown) return;
+  tell(*this, [&](CallbackContext& context) {
+    engine->configuration_.onField(&context, token, name, value);
+  });
 }
 
 void TransferEngine::Transfer::onStatus(int code) {
   const auto status = static_cast<std::uint32_t>(code);
-  const TransferConfiguration& to = engine->configuration_;
-  CallbackContext context{client, to.userPointer};
+  const auto callback = engine->configuration_.callbacks.onStatus;
   pace.beginStep(engine->now_);
-  if (to.callbacks.onStatus != nullptr) to.callbacks.onStatus(&context, token, &status);
+  if (callback == nullptr || hasThrown) return;
+  tell(*this, [&](CallbackContext& context) { callback(&context, token, &status); });
 }
 
 bool TransferEngine::Transfer::onBody(const char* bytes, std::size_t size) {
@@ -403,9 +420,10 @@ bool TransferEngine::deliver(Transfer& transfer, const char* bytes, std::size_t 
   transfer.progress.receivedBytes += static_cast<std::int64_t>(size);
   Response response;
   response.data = &transfer.data;
-  CallbackContext context{transfer.client, configuration_.userPointer};
-  if (configuration_.callbacks.onData != nullptr) {
-    configuration_.callbacks.onData(&context, transfer.token, &transfer.progress, &response);
+  if (configuration_.callbacks.onData != nullptr && !transfer.hasThrown) {
+    tell(transfer, [&](CallbackContext& context) {
+      configuration_.callbacks.onData(&context, transfer.token, &transfer.progress, &response);
+    });
   }
   return transfer.progress.abort == 0;
 }
@@ -427,12 +445,17 @@ void TransferEngine::breakOff(Transfer& transfer, CURLcode code) {
 }
 
 void TransferEngine::fail(Transfer& transfer, const ConnectionError& error) {
-  CallbackContext context{transfer.client, configuration_.userPointer};
   // What the callback aborted itself is not news to it.
-  if (transfer.progress.abort == 0 && configuration_.callbacks.onError != nullptr) {
-    configuration_.callbacks.onError(&context, &error, transfer.token);
-  }
+  if (transfer.progress.abort == 0) report(transfer, error);
   drop(transfer);
+}
+
+void TransferEngine::report(Transfer& transfer, const ConnectionError& error) {
+  const auto callback = configuration_.callbacks.onError;
+  if (callback == nullptr) return;
+  tell(transfer, [&](CallbackContext& context) { callback(&context, &error, transfer.token); });
+  // Once is enough, even if that one throws.
+  transfer.hasThrown = false;
 }
 
 // Ends the request together with its connection.
@@ -446,10 +469,13 @@ void TransferEngine::drop(Transfer& transfer) {
 
 void TransferEngine::finish(Transfer& transfer) {
   transfer.active = false;
+  if (transfer.hasThrown) {
+    report(transfer, describeFailure(connector_.get(), CURLE_OUT_OF_MEMORY, false));
+  }
   transfer.completing = configuration_.onComplete != nullptr;
   if (transfer.completing) {
-    CallbackContext context{transfer.client, configuration_.userPointer};
-    configuration_.onComplete(&context, transfer.token);
+    tell(transfer,
+         [&](CallbackContext& context) { configuration_.onComplete(&context, transfer.token); });
     // It may have been given its next request.
     if (!std::exchange(transfer.completing, false)) return;
   }

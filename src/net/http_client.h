@@ -59,7 +59,8 @@ class HttpClient {
   /// `onData` before anything is sent, for each piece of the body, and at least ten
   /// times a second while the request runs; `onStatus` once per response, before the
   /// body; and last `onError`, if the request failed otherwise than through the abort
-  /// flag. They must not throw.
+  /// flag. They are not to throw: a request whose callback does so fails with
+  /// CONNECTION_ERROR_MEMORY, whatever was thrown.
   struct Callbacks {
     std::int32_t flags;  ///< kSerialized
     void (*onSent)(CallbackContext* context, ReqTokenGeneralType* token);

@@ -67,12 +67,13 @@ class Lock {
 };
 
 void noteSize(std::size_t size) {
+  if (UncountedThread::isThis()) return;
   const Lock lock;
   if (currentBooks != nullptr) currentBooks->sizes.push_back(size);
 }
 
 void noteTaken(const void* block) {
-  if (block == nullptr) return;
+  if (block == nullptr || UncountedThread::isThis()) return;
   const Lock lock;
   if (currentBooks != nullptr) currentBooks->outstanding.insert(block);
 }

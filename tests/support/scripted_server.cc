@@ -6,6 +6,8 @@
 #include <chrono>
 #include <utility>
 
+#include "support/counting_allocator.h"
+
 namespace {
 
 constexpr std::string_view kEndOfHead = "\r\n\r\n";
@@ -143,6 +145,7 @@ std::string ScriptedServer::response(int status, std::string_view body) {
 }
 
 void ScriptedServer::acceptConnections() {
+  const UncountedThread uncounted;
   while (true) {
     Socket socket = listener_.accept();
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -154,6 +157,7 @@ void ScriptedServer::acceptConnections() {
 }
 
 void ScriptedServer::serveConnection(Socket& socket) {
+  const UncountedThread uncounted;
   std::string unread;
   ServerRequest request;
   while (readRequest(socket, unread, request)) {

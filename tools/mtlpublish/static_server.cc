@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <exception>
 #include <fstream>
 #include <mutex>
 #include <optional>
@@ -286,7 +287,16 @@ class ConnectionServer : public httplib::Server {
     ConnectionServer& server_;
   };
 
+  // Nothing may leave the thread: when memory runs out, the connection is closed.
   bool process_and_close_socket(socket_t socket) override {
+    try {
+      return answerAll(socket);
+    } catch (const std::exception&) {
+      return false;
+    }
+  }
+
+  bool answerAll(socket_t socket) {
     Connection connection(socket, [this] { return waiting_ > 0; });
     while (connection.awaitRequest()) {
       bool isClosed = false;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <new>
 #include <thread>
 #include <vector>
 
@@ -53,6 +54,38 @@ TEST(ParallelWork, TellsWhileItIsUnderWay) {
       },
       [&] { told = true; });
   EXPECT_TRUE(told);
+}
+
+TEST(ParallelWork, ThrowsWhatAPieceOfItThrowsWhenAllThreadsHaveEnded) {
+  std::atomic<int> running{0};
+  std::atomic<bool> mayThrow{false};
+  const auto work = [&](std::size_t number) {
+    ++running;
+    if (number == 1) mayThrow = true;
+    while (!mayThrow && std::thread::hardware_concurrency() > 1)
+      std::this_thread::yield();
+    --running;
+    if (number == 0) throw std::bad_alloc();
+  };
+  EXPECT_THROW(workInParallel(1000, work, [] {}), std::bad_alloc);
+  EXPECT_EQ(running, 0);
+}
+
+TEST(ParallelWork, EndsWhenItsCallerThrowsMeanwhile) {
+  std::atomic<int> running{0};
+  std::atomic<bool> hasThrown{false};
+  const auto work = [&](std::size_t /*number*/) {
+    ++running;
+    while (!hasThrown)
+      std::this_thread::yield();
+    --running;
+  };
+  const auto meanwhile = [&] {
+    hasThrown = true;
+    throw std::bad_alloc();
+  };
+  EXPECT_THROW(workInParallel(2, work, meanwhile), std::bad_alloc);
+  EXPECT_EQ(running, 0);
 }
 
 }  // namespace
