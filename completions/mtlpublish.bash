@@ -8,7 +8,7 @@ _mtlpublish() {
   if [[ $previous == = ]]; then previous=${COMP_WORDS[COMP_CWORD - 2]}; fi
   for ((i = 1; i < COMP_CWORD; ++i)); do
     case ${COMP_WORDS[i]} in
-      build | files | keygen | verify | serve)
+      build | diff | files | keygen | verify | serve)
         command=${COMP_WORDS[i]}
         break
         ;;
@@ -19,7 +19,7 @@ _mtlpublish() {
       return
       ;;
     --allow)
-      mapfile -t COMPREPLY < <(compgen -W 'windows-names same-names long-paths unused-entries' -- "$word")
+      mapfile -t COMPREPLY < <(compgen -W 'windows-names same-names long-paths unused-entries changed-missing' -- "$word")
       return
       ;;
     --sign | --password-file | --key)
@@ -30,18 +30,20 @@ _mtlpublish() {
   esac
   case $command in
     '') options+=' --version' ;;
-    build)
-      options+=' --missing --never --exclude --include --allow --lossy --no-cache -q --quiet -v --verbose'
-      options+=' --sign --prepare --no-sign --name --sub-path --expires --password-file'
+    build | diff)
+      options+=' --missing --never --exclude --include --allow --lossy --no-cache --json'
+      options+=' -q --quiet -v --verbose'
+      [[ $command == diff ]] ||
+        options+=' --sign --prepare --no-sign --name --sub-path --expires --password-file'
       ;;
     keygen) options+=' --password-file --no-password' ;;
-    verify) options+=' --quick --key -q --quiet' ;;
+    verify) options+=' --quick --key --json -q --quiet' ;;
     serve) options+=' --port --delay --fail --host-name -q --quiet' ;;
   esac
   if [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
   elif [[ -z $command ]]; then
-    mapfile -t COMPREPLY < <(compgen -W 'build files keygen verify serve' -- "$word")
+    mapfile -t COMPREPLY < <(compgen -W 'build diff files keygen verify serve' -- "$word")
   else
     mapfile -t COMPREPLY < <(compgen -d -- "$word")
     compopt -o filenames 2>/dev/null

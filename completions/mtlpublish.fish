@@ -1,27 +1,29 @@
 # Completes mtlpublish in fish.
-set -l commands build files keygen verify serve
+set -l commands build diff files keygen verify serve
 set -l none "not __fish_seen_subcommand_from $commands"
 set -l any "__fish_seen_subcommand_from $commands"
 complete -c mtlpublish -f
 complete -c mtlpublish -s h -l help -d 'Print the help and exit'
 complete -c mtlpublish -n "$none" -l version -d 'Print the version and exit'
 complete -c mtlpublish -n "$none" -a build -d 'Write the list of the files, and a new id'
+complete -c mtlpublish -n "$none" -a diff -d 'Say what a build would change'
 complete -c mtlpublish -n "$none" -a files -d 'Name the files that clients fetch'
 complete -c mtlpublish -n "$none" -a keygen -d 'Make a pair of keys to sign libraries with'
 complete -c mtlpublish -n "$none" -a verify -d 'Check the library as clients see it'
 complete -c mtlpublish -n "$none" -a serve -d 'Serve the library on this computer alone'
 complete -c mtlpublish -n "$any" -a '(__fish_complete_directories)'
-complete -c mtlpublish -n "__fish_seen_subcommand_from build verify serve" -s q -l quiet -d 'Print problems only'
+complete -c mtlpublish -n "__fish_seen_subcommand_from build diff verify serve" -s q -l quiet -d 'Print problems only'
 
+set -l list '__fish_seen_subcommand_from build diff'
 set -l build '__fish_seen_subcommand_from build'
-complete -c mtlpublish -n "$build" -l missing -x -d 'Clients fetch these only if they lack them'
-complete -c mtlpublish -n "$build" -l never -x -d 'Clients never fetch these'
-complete -c mtlpublish -n "$build" -l exclude -x -d 'These are not published'
-complete -c mtlpublish -n "$build" -l include -x -d 'Publish these all the same'
-complete -c mtlpublish -n "$build" -l allow -x -a 'windows-names same-names long-paths unused-entries' -d 'Publish what some client cannot take'
-complete -c mtlpublish -n "$build" -l lossy -d 'Clients fetch x.jpeg.tx, where it is, for x.tx'
-complete -c mtlpublish -n "$build" -l no-cache -d 'Read every file again, and keep no cache'
-complete -c mtlpublish -n "$build" -s v -l verbose -d 'Name what has changed, and what was passed over'
+complete -c mtlpublish -n "$list" -l missing -x -d 'Clients fetch these only if they lack them'
+complete -c mtlpublish -n "$list" -l never -x -d 'Clients never fetch these'
+complete -c mtlpublish -n "$list" -l exclude -x -d 'These are not published'
+complete -c mtlpublish -n "$list" -l include -x -d 'Publish these all the same'
+complete -c mtlpublish -n "$list" -l allow -x -a 'windows-names same-names long-paths unused-entries changed-missing' -d 'Publish what some client cannot take'
+complete -c mtlpublish -n "$list" -l lossy -d 'Clients fetch x.jpeg.tx, where it is, for x.tx'
+complete -c mtlpublish -n "$list" -l no-cache -d 'Read every file again, and keep no cache'
+complete -c mtlpublish -n "$list" -s v -l verbose -d 'Name what has changed, and what was passed over'
 
 complete -c mtlpublish -n "$build" -l sign -r -F -d 'Sign the list with the secret key in this file'
 complete -c mtlpublish -n "$build" -l prepare -d 'Print the comment to sign the list with elsewhere'
@@ -30,6 +32,8 @@ complete -c mtlpublish -n "$build" -l name -x -d "The library's name"
 complete -c mtlpublish -n "$build" -l sub-path -x -d 'Sub-path that clients give'
 complete -c mtlpublish -n "$build" -l expires -x -d 'Days for which clients accept the signature'
 complete -c mtlpublish -n '__fish_seen_subcommand_from build keygen' -l password-file -r -F -d 'Read the password from this file'
+
+complete -c mtlpublish -n '__fish_seen_subcommand_from build diff verify' -l json -d 'Print one JSON object and nothing else'
 
 complete -c mtlpublish -n '__fish_seen_subcommand_from keygen' -l no-password -d 'Do not encrypt the secret key'
 

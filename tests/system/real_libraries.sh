@@ -26,10 +26,15 @@ find "$library/Adwaita/48x48" -name '*.png' | sort | while read -r large; do
   cp "$small" "$library/maps/$name.jpeg.tx"
 done
 
-# publish OPTION...
+# publish OPTION...: with what clients of the kit and of the module are foretold to ask for.
 publish() {
   [ ! -e "$library/filelist.json" ] || cp "$library/filelist.json" "$folder/old.json"
-  expect 0 mtlpublish build "$@" "$library"
+  expect 0 mtlpublish diff --json --allow changed-missing "$@" "$library"
+  foretold=$(python3 -c 'import json, sys
+result = json.load(sys.stdin)
+for client in ("byKit", "byModule"):
+    print(result[client]["requests"], result[client]["bytes"])' <"$folder/out")
+  expect 0 mtlpublish build --allow changed-missing "$@" "$library"
 }
 
 # The requests for the new release, and the bytes of their bodies: for the stamp, the list, and
@@ -78,6 +83,7 @@ update() {
 # release NAME: has the copies follow it.
 release() {
   cost=$(cost_by_lists)
+  [ "$(echo "$foretold" | head -n 1)" = "$cost" ] || fail "$1: foretold were $foretold, not $cost"
   rm -rf "$folder/fresh"
   update fresh
   for scheme in http https; do
@@ -88,7 +94,7 @@ release() {
   done
   if [ -n "${COMPARE_MODULE:-}" ]; then
     update by-module --module "$module"
-    sleep 1
+    expect_cost "$(echo "$foretold" | tail -n 1)"
     cost="$cost $(logged)"
   fi
   # shellcheck disable=SC2086  # two numbers, or four
@@ -138,6 +144,6 @@ publish --lossy
 release 'lossy maps on'
 publish
 release 'lossy maps off'
-rsync -a --delete --exclude filelist.json "$folder/first/" "$library/"
+rsync -a --delete --exclude filelist.json --exclude id.txt "$folder/first/" "$library/"
 publish
 release 'rolled back'

@@ -66,6 +66,10 @@ std::string LibrarySigner::subPath() const {
   return options_.subPath.value_or(last_ ? last_->subPath : std::string());
 }
 
+bool LibrarySigner::wasSigned() const {
+  return last_ || isRecordDamaged_ || mtlsigning::looksSigned(stamp_);
+}
+
 bool LibrarySigner::isNeeded() const {
   return options_.way == Way::kKey || options_.way == Way::kElsewhere;
 }
@@ -73,10 +77,9 @@ bool LibrarySigner::isNeeded() const {
 std::string LibrarySigner::problem() const {
   if (options_.way == Way::kNone) return {};
   if (options_.way == Way::kUnsaid) {
-    const bool wasSigned = last_ || isRecordDamaged_ || mtlsigning::looksSigned(stamp_);
-    return wasSigned ? "the library was signed before, and clients may refuse it without: give "
-                       "--sign KEYFILE, --prepare or --no-sign"
-                     : "";
+    return wasSigned() ? "the library was signed before, and clients may refuse it without: give "
+                         "--sign KEYFILE, --prepare or --no-sign"
+                       : "";
   }
   if (isRecordDamaged_) {
     return std::string(kSignedName) +

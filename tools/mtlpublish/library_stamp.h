@@ -44,6 +44,9 @@ class LibrarySigner {
   /// Why the library cannot be signed, or not signed, as was asked; "" when it can.
   std::string problem() const;
 
+  /// Whether clients may know the library as one that is signed.
+  bool wasSigned() const;
+
   /// Whether there is anything to sign.
   bool isNeeded() const;
 

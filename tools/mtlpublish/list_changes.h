@@ -1,7 +1,8 @@
-// What sets one list of a library apart from the one before.
+// The difference between two lists, and what it costs clients.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_LIST_CHANGES_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_LIST_CHANGES_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -10,15 +11,29 @@
 
 namespace mtlpublish {
 
-/// Paths, in bytewise order.
+/// What one client asks for. Bytes are those of the bodies that it gets.
+struct Fetches {
+  std::size_t requests = 0;
+  std::uint64_t bytes = 0;
+
+  void add(std::uint64_t size) {
+    ++requests;
+    bytes += size;
+  }
+};
+
 struct ListChanges {
+  /// Paths, in their order. A policy or a variant that has changed is a change, too.
   std::vector<std::string> added;
-  /// Those with another content, as far as the lists tell, or another policy.
   std::vector<std::string> changed;
   std::vector<std::string> removed;
-  /// What a client fetches that has all of the list before, once it sees the new
-  /// id: every file but those that it fetches only when it does not have them, and has.
-  std::uint64_t bytesToFetch = 0;
+  /// Paths of files with another content that are "missing" now: where the module has one, it
+  /// never fetches it again.
+  std::vector<std::string> unreachable;
+  /// The files that a client of the kit fetches, and one of the module, which had all of the list
+  /// before.
+  Fetches byKit;
+  Fetches byModule;
 
   bool isEmpty() const { return added.empty() && changed.empty() && removed.empty(); }
 };

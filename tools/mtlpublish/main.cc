@@ -33,9 +33,9 @@ int run(const common::Arguments& given) {
   program.require_subcommand(0, 1);
   program.footer(kFooter);
   const Command commands[] = {
-      mtlpublish::addBuildCommand(program), mtlpublish::addFilesCommand(program),
-      mtlpublish::addKeygenCommand(program), mtlpublish::addVerifyCommand(program),
-      mtlpublish::addServeCommand(program)};
+      mtlpublish::addBuildCommand(program),  mtlpublish::addDiffCommand(program),
+      mtlpublish::addFilesCommand(program),  mtlpublish::addKeygenCommand(program),
+      mtlpublish::addVerifyCommand(program), mtlpublish::addServeCommand(program)};
   try {
     program.parse(given.count(), given.values());
   } catch (const CLI::Success& request) {
@@ -46,7 +46,8 @@ int run(const common::Arguments& given) {
   for (const Command& command : commands) {
     if (command.parser->parsed()) return command.run();
   }
-  return mtlpublish::refuseUsage("a command is needed: build, files, keygen, verify or serve");
+  return mtlpublish::refuseUsage(
+      "a command is needed: build, diff, files, keygen, verify or serve");
 }
 
 }  // namespace

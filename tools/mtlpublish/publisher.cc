@@ -26,87 +26,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// `files` is sorted by path.
-const DigestedFile* find(const std::vector<DigestedFile>& files, std::string_view path) {
-  const auto file = std::lower_bound(files.begin(), files.end(), path,
-                                     [](const DigestedFile& candidate, std::string_view wanted) {
-                                       return candidate.file.path < wanted;
-                                     });
-  return file != files.end() && file->file.path == path ? &*file : nullptr;
-}
-
-/// True for x.jpeg.tx beside x.tx, unless x.tx is itself the variant of another map.
-bool isLossyVariant(const std::vector<DigestedFile>& files, std::string_view path) {
-  const std::optional<std::string> map = mtlrules::mapOfVariant(path);
-  return map && find(files, *map) != nullptr && !isLossyVariant(files, *map);
-}
-
-DownloadPolicy policyOf(std::string_view path, const PublishOptions& options) {
-  if (anyMatches(options.never, path)) return DownloadPolicy::kNever;
-  if (anyMatches(options.missing, path)) return DownloadPolicy::kMissing;
-  return DownloadPolicy::kAlways;
-}
-
-void warnOfIdleGlobs(const char* option, const std::vector<Glob>& globs,
-                     const std::vector<std::string_view>& paths,
-                     std::vector<std::string>& warnings) {
-  for (const Glob& glob : globs) {
-    if (std::none_of(paths.begin(), paths.end(),
-                     [&glob](std::string_view path) { return glob.matches(path); })) {
-      warnings.push_back(std::string(option) + " '" + glob.text() + "' matches no file");
-    }
-  }
-}
-
-void warnOfIdleGlobs(const PublishOptions& options, const std::vector<ListEntry>& entries,
-                     const TreeScan& scan, std::vector<std::string>& warnings) {
-  std::vector<std::string_view> listed;
-  listed.reserve(entries.size());
-  for (const ListEntry& entry : entries)
-    listed.push_back(entry.path);
-  warnOfIdleGlobs("--missing", options.missing, listed, warnings);
-  warnOfIdleGlobs("--never", options.never, listed, warnings);
-  std::vector<std::string_view> passedOver;
-  passedOver.reserve(scan.passedOver.size());
-  for (std::string_view path : scan.passedOver) {
-    if (path.back() == '/') path.remove_suffix(1);
-    passedOver.push_back(path);
-  }
-  warnOfIdleGlobs("--exclude", options.selection.exclude, passedOver, warnings);
-  warnOfIdleGlobs("--include", options.selection.include,
-                  {scan.askedFor.begin(), scan.askedFor.end()}, warnings);
-}
-
-/// A client takes a size of 0 to say that a map has no variant.
-void refuseEmptyVariants(const std::vector<DigestedFile>& files,
-                         std::vector<std::string>& problems) {
-  for (const DigestedFile& file : files) {
-    if (file.state.size == 0 && isLossyVariant(files, file.file.path)) {
-      problems.push_back(mtlrules::printable(file.file.path) + ": a lossy variant that is empty");
-    }
-  }
-}
-
-std::vector<ListEntry> makeEntries(const std::vector<DigestedFile>& files,
-                                   const PublishOptions& options) {
-  std::vector<ListEntry> entries;
-  for (const DigestedFile& file : files) {
-    const std::string& path = file.file.path;
-    if (options.lossy && isLossyVariant(files, path)) continue;
-    ListEntry entry{path, policyOf(path, options), file.state.size, 0, file.sha256};
-    const auto variantName = mtlrules::lossyVariantOf(path);
-    if (options.lossy && variantName) {
-      const DigestedFile* variant = find(files, *variantName);
-      if (variant != nullptr) {
-        entry.jpegSize = variant->state.size;
-        entry.sha256 = variant->sha256;
-      }
-    }
-    entries.push_back(std::move(entry));
-  }
-  return entries;
-}
-
 /// Each part is ended by a zero byte, which neither the list nor a path has, so that no
 /// two libraries give the same bytes.
 std::string libraryId(const std::string& list, const std::vector<DigestedFile>& files) {
@@ -133,77 +52,161 @@ std::string contentOf(const fs::path& file) {
   return readContent(file, content) ? std::string() : content;
 }
 
-DigestedFiles digestWithCache(const fs::path& root, std::vector<LibraryFile> files,
-                              const PublishOptions& options, std::vector<std::string>& warnings) {
+/// A file of the library's folder with its new content.
+using Part = std::pair<const char*, std::string>;
+
+/// One build of the library in a folder.
+class Build {
+ public:
+  /// `root` is canonical.
+  Build(const fs::path& root, const PublishOptions& options)
+      : root_(root), options_(options), signer_(root_, options.signing) {}
+
+  PublishResult run() {
+    if (!options_.isTrial) addProblem(signer_.problem());
+    if (!result_.problems.empty()) return std::move(result_);
+    gather();
+    const std::vector<Part> parts = makeParts();
+    compareWithLastBuild(parts);
+    refuseUnreachable();
+    if (result_.problems.empty()) result_.problems = changedSince(files_);
+    if (result_.problems.empty() && !options_.isTrial) write(parts);
+    return std::move(result_);
+  }
+
+ private:
+  void addProblem(std::string problem) {
+    if (!problem.empty()) result_.problems.push_back(std::move(problem));
+  }
+  void addProblems(const std::vector<std::string>& problems) {
+    for (const std::string& problem : problems)
+      addProblem(problem);
+  }
+
+  void gather();
+  DigestedFiles digestWithCache(std::vector<LibraryFile> files);
+  std::vector<Part> makeParts();
+  void compareWithLastBuild(const std::vector<Part>& parts);
+  void refuseUnreachable();
+  void write(const std::vector<Part>& parts);
+
+  const fs::path& root_;
+  const PublishOptions& options_;
+  LibrarySigner signer_;
+  std::vector<DigestedFile> files_;
+  std::vector<ListEntry> entries_;
+  std::string list_;
+  PublishResult result_;
+};
+
+void Build::gather() {
+  TreeScan scan = scanTree(root_, options_.selection);
+  DigestedFiles digested = digestWithCache(std::move(scan.files));
+  files_ = std::move(digested.files);
+  entries_ = makeEntries(files_, options_);
+  list_ = fileListText(entries_);
+  addProblems(scan.problems);
+  addProblems(digested.problems);
+  addProblems(problemsOf(files_, entries_, signer_.subPath(), options_));
+  for (std::string& warning : warningsOf(entries_, scan, options_))
+    result_.warnings.push_back(std::move(warning));
+  result_.passedOver = std::move(scan.passedOver);
+  result_.files = entries_.size();
+  for (const ListEntry& entry : entries_)
+    result_.bytes += entry.fetchedSize();
+}
+
+DigestedFiles Build::digestWithCache(std::vector<LibraryFile> files) {
   const DigestCache known =
-      options.cache ? DigestCache::parse(contentOf(root / kCacheName)) : DigestCache();
-  DigestedFiles digested = digestFiles(std::move(files), known, options.start, options.onProgress);
+      options_.cache ? DigestCache::parse(contentOf(root_ / kCacheName)) : DigestCache();
+  DigestedFiles digested =
+      digestFiles(std::move(files), known, options_.start, options_.onProgress);
+  if (options_.isTrial) return digested;
   std::error_code error;
-  if (options.cache) {
-    error = replaceFile(root, kCacheName, digested.cache.text());
+  if (options_.cache) {
+    error = replaceFile(root_, kCacheName, digested.cache.text());
   } else {
     // What it tells may be what the publisher does not believe any more.
-    fs::remove(root / kCacheName, error);
+    fs::remove(root_ / kCacheName, error);
   }
   if (error) {
-    warnings.push_back(writeProblem(kCacheName, error) + "; the next build reads every file again");
+    result_.warnings.push_back(writeProblem(kCacheName, error) +
+                               "; the next build reads every file again");
   }
   return digested;
 }
 
-void compareWithLastBuild(const fs::path& root, const std::vector<ListEntry>& entries,
-                          const std::string& list, PublishResult& result) {
-  const std::string lastList = contentOf(root / mtlrules::kListName);
-  if (!result.isNew) {
-    result.isListRestored = lastList != list;
-    result.changes.emplace();
-    return;
-  }
-  std::error_code error;
-  result.isFirst = !fs::exists(root / mtlrules::kListName, error) && !error;
-  std::optional<std::vector<ListEntry>> before;
-  if (!result.isFirst) before = parseFileList(lastList);
-  ListChanges changes = changesBetween(before.value_or(std::vector<ListEntry>()), entries);
-  result.bytesToFetch = changes.bytesToFetch;
-  if (before) {
-    result.changes = std::move(changes);
-  } else if (!result.isFirst) {
-    result.warnings.push_back(std::string(mtlrules::kListName) +
-                              ": the last build's list cannot be read; what has changed since is "
-                              "not known");
-  }
-}
-
-/// A file of the library's folder with its new content.
-using Part = std::pair<const char*, std::string>;
-
 /// What the library consists of beside its files. In this order: whoever sees the new stamp sees
 /// the new list, and no serial is given again.
-std::vector<Part> partsOf(const fs::path& root, const std::string& list,
-                          const std::vector<DigestedFile>& files, const LibrarySigner& signer,
-                          const PublishOptions& options, PublishResult& result) {
-  if (!signer.isNeeded()) {
-    result.id = libraryId(list, files);
-    result.isNew = contentOf(root / mtlrules::kStampName) != result.id + "\n";
-    return {{mtlrules::kListName, list}, {mtlrules::kStampName, result.id + "\n"}};
+std::vector<Part> Build::makeParts() {
+  if (options_.isTrial && signer_.wasSigned()) {
+    // Who signs is asked for a key only when there is something to sign.
+    result_.isNew = contentOf(root_ / mtlrules::kListName) != list_;
+    return {{mtlrules::kStampName, contentOf(root_ / mtlrules::kStampName)}};
   }
-  if (std::string warning = signer.clockWarning(options.start); !warning.empty()) {
-    result.warnings.push_back(std::move(warning));
+  if (!signer_.isNeeded()) {
+    result_.id = libraryId(list_, files_);
+    result_.isNew = contentOf(root_ / mtlrules::kStampName) != result_.id + "\n";
+    return {{mtlrules::kListName, list_}, {mtlrules::kStampName, result_.id + "\n"}};
   }
-  SignedStamp stamp = signer.sign(list, options.start);
+  if (std::string warning = signer_.clockWarning(options_.start); !warning.empty()) {
+    result_.warnings.push_back(std::move(warning));
+  }
+  SignedStamp stamp = signer_.sign(list_, options_.start);
   std::vector<Part> parts{{kSignedName, mtlsigning::commentText(stamp.release) + "\n"},
-                          {mtlrules::kListName, list}};
+                          {mtlrules::kListName, list_}};
   if (!stamp.text.empty()) parts.emplace_back(mtlrules::kStampName, std::move(stamp.text));
-  result.isNew = stamp.isNew;
-  result.release = std::move(stamp.release);
+  result_.isNew = stamp.isNew;
+  result_.release = std::move(stamp.release);
   return parts;
 }
 
-void writeParts(const fs::path& root, const std::vector<Part>& parts, PublishResult& result) {
+void Build::compareWithLastBuild(const std::vector<Part>& parts) {
+  // One that is made elsewhere is about as long as the one that is there.
+  const bool hasStamp = parts.back().first == mtlrules::kStampName;
+  const std::string stamp =
+      hasStamp ? parts.back().second : contentOf(root_ / mtlrules::kStampName);
+  const std::string lastList = contentOf(root_ / mtlrules::kListName);
+  if (!result_.isNew) {
+    result_.byKit.add(stamp.size());
+    result_.byModule.add(stamp.size());
+    result_.isListRestored = lastList != list_;
+    result_.changes.emplace();
+    return;
+  }
+  std::error_code error;
+  result_.isFirst = !fs::exists(root_ / mtlrules::kListName, error) && !error;
+  std::optional<std::vector<ListEntry>> before;
+  if (!result_.isFirst) before = parseFileList(lastList);
+  ListChanges changes = changesBetween(before.value_or(std::vector<ListEntry>()), entries_);
+  result_.byKit = changes.byKit;
+  result_.byModule = changes.byModule;
+  for (Fetches* fetches : {&result_.byKit, &result_.byModule}) {
+    fetches->add(stamp.size());
+    fetches->add(list_.size());
+  }
+  if (before) {
+    result_.changes = std::move(changes);
+  } else if (!result_.isFirst && result_.problems.empty()) {
+    result_.warnings.push_back(std::string(mtlrules::kListName) +
+                               ": the last build's list cannot be read; what has changed since is "
+                               "not known");
+  }
+}
+
+void Build::refuseUnreachable() {
+  if (options_.allowsChangedMissing || !result_.changes) return;
+  for (const std::string& path : result_.changes->unreachable) {
+    addProblem(mtlrules::printable(path) +
+               ": has changed, but is \"missing\", and the module keeps the old one where it has "
+               "it: give it a new name");
+  }
+}
+
+void Build::write(const std::vector<Part>& parts) {
   for (const auto& [name, content] : parts) {
-    if (const std::error_code error = replaceFile(root, name, content)) {
-      result.problems.push_back(writeProblem(name, error));
-      return;
+    if (const std::error_code error = replaceFile(root_, name, content)) {
+      return addProblem(writeProblem(name, error));
     }
   }
 }
@@ -211,42 +214,11 @@ void writeParts(const fs::path& root, const std::vector<Part>& parts, PublishRes
 }  // namespace
 
 PublishResult publish(const fs::path& folder, const PublishOptions& options) {
-  PublishResult result;
   std::error_code error;
   const fs::path root = canonicalFolder(folder, error);
-  if (error) {
-    result.problems.push_back(mtlrules::printable(folder.u8string()) + ": " + errorMessage(error));
-    return result;
-  }
-  const LibrarySigner signer(root, options.signing);
-  if (std::string problem = signer.problem(); !problem.empty()) {
-    result.problems.push_back(std::move(problem));
-    return result;
-  }
-
-  TreeScan scan = scanTree(root, options.selection);
-  DigestedFiles digested = digestWithCache(root, std::move(scan.files), options, result.warnings);
-  const std::vector<DigestedFile>& files = digested.files;
-  result.problems = std::move(scan.problems);
-  result.problems.insert(result.problems.end(), digested.problems.begin(), digested.problems.end());
-  if (options.lossy) refuseEmptyVariants(files, result.problems);
-  const std::vector<ListEntry> entries = makeEntries(files, options);
-  const auto faults = checkEntries(entries, signer.subPath(), options.allowed);
-  result.problems.insert(result.problems.end(), faults.begin(), faults.end());
-  if (!result.problems.empty()) return result;
-
-  for (std::string& warning : sizeWarnings(entries))
-    result.warnings.push_back(std::move(warning));
-  warnOfIdleGlobs(options, entries, scan, result.warnings);
-  const std::string list = fileListText(entries);
-  const std::vector<Part> parts = partsOf(root, list, files, signer, options, result);
-  result.files = entries.size();
-  result.passedOver = std::move(scan.passedOver);
-  for (const ListEntry& entry : entries)
-    result.bytes += entry.fetchedSize();
-  compareWithLastBuild(root, entries, list, result);
-  result.problems = changedSince(files);
-  if (result.problems.empty()) writeParts(root, parts, result);
+  if (!error) return Build(root, options).run();
+  PublishResult result;
+  result.problems.push_back(mtlrules::printable(folder.u8string()) + ": " + errorMessage(error));
   return result;
 }
 

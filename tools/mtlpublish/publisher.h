@@ -10,27 +10,19 @@
 #include <string>
 #include <vector>
 
-#include "mtlpublish/glob.h"
+#include "mtlpublish/library_entries.h"
 #include "mtlpublish/library_stamp.h"
 #include "mtlpublish/list_changes.h"
-#include "mtlpublish/list_check.h"
-#include "mtlpublish/tree_scan.h"
 #include "mtlpublish/work_progress.h"
 
 namespace mtlpublish {
 
-struct PublishOptions {
-  /// Which files are listed at all.
-  FileSelection selection{};
-  /// Files that clients fetch only when they do not have them.
-  std::vector<Glob> missing;
-  /// Files that clients never fetch, whatever `missing` says.
-  std::vector<Glob> never;
-  /// List a map x.tx that has a lossy variant x.jpeg.tx beside it as lossy, and leave
-  /// the variant out of the list.
-  bool lossy = false;
-  /// What is published though some client cannot take it.
-  AllowedFaults allowed{};
+struct PublishOptions : ListingOptions {
+  /// Publish a new content of a "missing" file, which the module does not fetch where it has the
+  /// old one.
+  bool allowsChangedMissing = false;
+  /// Write nothing at all, and sign nothing.
+  bool isTrial = false;
   /// Keep what was found out about the files, in a file beside the list, and read only
   /// those that have changed since. Otherwise every file is read, and that file removed.
   bool cache = true;
@@ -66,8 +58,10 @@ struct PublishResult {
   bool isListRestored = false;
   /// Since the last build; none when there is no list of one, or it cannot be read.
   std::optional<ListChanges> changes;
-  /// What a client fetches now that has all of the last build, or nothing before the first.
-  std::uint64_t bytesToFetch = 0;
+  /// What a client of the kit asks for, and one of the module, that has all of the last build, or
+  /// nothing before the first: stamp, list and files.
+  Fetches byKit;
+  Fetches byModule;
 };
 
 /// Writes the list of the files in `folder` into it and then, once every client that

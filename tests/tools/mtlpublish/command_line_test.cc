@@ -39,7 +39,7 @@ class CommandLine : public testing::Test {
 TEST_F(CommandLine, RefusesWrongUsageInTwoLines) {
   writeFile(dir_ / "a", "1");
   const std::string folder = dir_ / "";
-  expectUsageError({}, "a command is needed: build, files, keygen, verify or serve");
+  expectUsageError({}, "a command is needed: build, diff, files, keygen, verify or serve");
   expectUsageError({"publish"}, "The following argument was not expected: publish");
   expectUsageError({"build"}, "DIR is required");
   expectUsageError({"build", ""}, "DIR: must not be empty");
@@ -54,8 +54,8 @@ TEST_F(CommandLine, RefusesWrongUsageInTwoLines) {
   expectUsageError({"build", folder, "--missing", "[a"},
                    "--missing: pattern '[a' has a '[' without its ']'");
   expectUsageError({"build", folder, "--allow", "names"},
-                   "--allow: 'names' is not windows-names, same-names, long-paths or "
-                   "unused-entries");
+                   "--allow: 'names' is not windows-names, same-names, long-paths, "
+                   "unused-entries or changed-missing");
   expectUsageError({"build", folder, "--never", ""}, "--never: pattern '' is empty");
   expectUsageError({"serve", folder, "--port", "65536"},
                    "--port: Value 65536 not in range 0 to 65535");
@@ -69,7 +69,10 @@ TEST_F(CommandLine, RefusesWrongUsageInTwoLines) {
                    "--host-name: 'maps:80' is not the name of a host");
   expectUsageError({"build", folder, "-q", "-v"}, "--quiet and --verbose exclude each other");
   expectUsageError({"verify"}, "URL|DIR is required");
-  expectUsageError({"verify", folder, "--json"}, "The following argument was not expected: --json");
+  expectUsageError({"diff", folder, "--prepare"},
+                   "The following argument was not expected: --prepare");
+  expectUsageError({"build", folder, "--prepare", "--json"},
+                   "--prepare and --json exclude each other");
   EXPECT_EQ(readTree(folder), (std::map<std::string, std::string>{{"a", "1"}}));
 }
 
@@ -82,6 +85,7 @@ TEST_F(CommandLine, PrintsItsVersion) {
 TEST_F(CommandLine, PrintsHelpThatFitsAScreen) {
   for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--help"},
                                                     {"build", "--help"},
+                                                    {"diff", "--help"},
                                                     {"files", "--help"},
                                                     {"keygen", "--help"},
                                                     {"verify", "-h"},
@@ -143,7 +147,9 @@ TEST_F(CommandLine, BuildTellsWhatIsThereAndWhatHasChanged) {
   ProcessResult result = run({"build", dir_ / ""});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.err, "");
-  EXPECT_EQ(result.out, firstLine("2 files, 1.5 kB") + "First build; clients fetch 1.5 kB\n");
+  EXPECT_EQ(result.out, firstLine("2 files, 1.5 kB") +
+                            "First build\nNew clients fetch 1.8 kB in 4 requests, by the module "
+                            "1.8 kB in 4 requests\n");
 
   result = run({"build", dir_ / ""});
   EXPECT_EQ(result.out,
@@ -158,7 +164,78 @@ TEST_F(CommandLine, BuildTellsWhatIsThereAndWhatHasChanged) {
                 "added    new\n"
                 "changed  a\n"
                 "removed  é b/c\n"
-                "1 added, 1 changed, 1 removed; clients of the last build fetch 1.5 kB\n");
+                "1 added, 1 changed, 1 removed\n"
+                "Clients of the last build fetch 1.8 kB in 4 requests, by the module 1.8 kB in 4 "
+                "requests\n");
+}
+
+TEST_F(CommandLine, DiffSaysWhatABuildWouldCostAndWritesNothing) {
+  for (const char* path : {"a", "b", "c"})
+    writeFile(dir_ / path, std::string(10'000, path[0]));
+  EXPECT_EQ(run({"diff", dir_ / ""}).exitCode, 0);
+  EXPECT_FALSE(fs::exists(dir_.path() / ".mtlpublish-cache"));
+  run({"build", dir_ / ""});
+  writeFile(dir_ / "a", std::string(10'000, 'x'));
+  fs::rename(dir_ / "b", dir_ / "d");
+  const auto before = readTree(dir_ / "");
+  const ProcessResult result = run({"diff", "-v", dir_ / ""});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err, "");
+  EXPECT_THAT(result.out,
+              MatchesPattern("3 files, 30\\.0 kB, id [0-9a-f]+…\nadded    d\nchanged  a\n"
+                             "removed  b\n1 added, 1 changed, 1 removed\nClients of the last "
+                             "build fetch 10\\.4 kB in 3 requests, by the module 30\\.4 kB in 5 "
+                             "requests\n"));
+  EXPECT_EQ(readTree(dir_ / ""), before);
+  const std::string forMissing = run({"diff", "--missing", "c", dir_ / ""}).out;
+  EXPECT_THAT(forMissing, HasSubstr("by the module 20.4 kB in 4 requests")) << forMissing;
+}
+
+TEST_F(CommandLine, BuildRefusesAChangedFileThatTheModuleDoesNotFetchAgain) {
+  writeFile(dir_ / "maps/oak.tx", "1");
+  run({"build", "--missing", "maps/*", dir_ / ""});
+  const std::string id = readFile(dir_ / "id.txt");
+  writeFile(dir_ / "maps/oak.tx", "2");
+  for (const char* command : {"build", "diff"}) {
+    const ProcessResult result = run({command, "--no-cache", "--missing", "maps/*", dir_ / ""});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.err,
+              "mtlpublish: maps/oak.tx: has changed, but is \"missing\", and the module keeps the "
+              "old one where it has it: give it a new name\n");
+  }
+  EXPECT_EQ(readFile(dir_ / "id.txt"), id);
+  EXPECT_EQ(
+      run({"build", "--no-cache", "--missing", "maps/*", "--allow", "changed-missing", dir_ / ""})
+          .exitCode,
+      0);
+  EXPECT_NE(readFile(dir_ / "id.txt"), id);
+}
+
+TEST_F(CommandLine, PrintsOneObjectForOtherPrograms) {
+  writeFile(dir_ / "a", "1");
+  writeFile(dir_ / ".b", "1");
+  ProcessResult result = run({"build", "--json", "--never", "x", dir_ / ""});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err, "");
+  const std::string id = readFile(dir_ / "id.txt").substr(0, 64);
+  EXPECT_EQ(result.out,
+            "{\"added\":[],\"byKit\":{\"bytes\":188,\"requests\":3},\"byModule\":{\"bytes\":188,"
+            "\"requests\":3},\"bytes\":1,\"changed\":[],\"files\":1,\"id\":\"" +
+                id +
+                "\",\"isFirst\":true,\"isNew\":true,\"passedOver\":[\".b\"],\"problems\":[],"
+                "\"removed\":[],\"serial\":null,\"warnings\":[\"--never 'x' matches no "
+                "file\"]}\n");
+  writeFile(dir_ / "a", "22");
+  EXPECT_THAT(run({"diff", "--json", dir_ / ""}).out, StartsWith("{\"added\":[],\"byKit\":"));
+  result = run({"verify", "--json", dir_ / ""});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.out,
+            "{\"bytes\":1,\"files\":1,\"problems\":[\"a: has 2 bytes, the list says 1 "
+            "byte\"],\"signature\":null,"
+            "\"withoutDigest\":0,\"withoutSize\":0}\n");
+  result = run({"build", "--json", dir_ / "none"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_THAT(result.out, HasSubstr("\"problems\":[\"" + dir_ / "none" + ": No such file"));
 }
 
 TEST_F(CommandLine, BuildRestoresAListThatWasDamaged) {
@@ -188,10 +265,11 @@ TEST_F(CommandLine, BuildSaysThatTheIdAloneIsNew) {
   run({"build", "--lossy", dir_ / ""});
   writeFile(dir_ / "oak.tx", "two");
   const ProcessResult result = run({"build", "--no-cache", "--lossy", "-v", dir_ / ""});
-  EXPECT_EQ(result.out,
-            "1 file, 2 bytes, id " + readFile(dir_ / "id.txt").substr(0, 8) +
-                "…\nThe id is new, though the list shows no change; clients of the last build "
-                "fetch 2 bytes\n");
+  EXPECT_EQ(
+      result.out,
+      "1 file, 2 bytes, id " + readFile(dir_ / "id.txt").substr(0, 8) +
+          "…\nThe id is new, though the list shows no change\nClients of the last build fetch "
+          "205 bytes in 2 requests, by the module 207 bytes in 3 requests\n");
 }
 
 TEST_F(CommandLine, BuildGoesOnWithoutALastList) {

@@ -13,6 +13,7 @@ struct Command {
 };
 
 Command addBuildCommand(CLI::App& program);
+Command addDiffCommand(CLI::App& program);
 Command addFilesCommand(CLI::App& program);
 Command addKeygenCommand(CLI::App& program);
 Command addVerifyCommand(CLI::App& program);

@@ -12,6 +12,7 @@
 #include "mtlpublish/commands/command_line.h"
 #include "mtlpublish/commands/commands.h"
 #include "mtlpublish/key_files.h"
+#include "mtlpublish/result_json.h"
 #include "mtlpublish/work_progress.h"
 #include "signing/signature.h"
 
@@ -40,6 +41,7 @@ struct VerifyArguments {
   std::string library;
   bool quick = false;
   bool quiet = false;
+  bool json = false;
   std::vector<std::string> keys;
 };
 
@@ -84,6 +86,10 @@ int verify(const VerifyArguments& arguments) {
     keys.push_back(*key);
   }
   const VerifyResult result = verified(arguments, std::move(keys));
+  if (arguments.json) {
+    std::cout << jsonText(result) << '\n';
+    return result.problems.empty() ? kDone : kFailed;
+  }
   for (const std::string& problem : result.problems)
     std::cout << problem << '\n';
   if (!result.problems.empty()) return kFailed;
@@ -105,6 +111,7 @@ Command addVerifyCommand(CLI::App& program) {
   command->add_flag("--quick", arguments->quick, "Compare sizes only; from a URL, fetch no file");
   addTexts(command, "--key", "KEY|FILE", arguments->keys,
            "Public key, or file of one, that may have signed");
+  command->add_flag("--json", arguments->json, "Print one JSON object and nothing else");
   command->add_flag("-q,--quiet", arguments->quiet, "Print problems only");
   command->footer(kVerifyFooter);
   return {command, [arguments] { return verify(*arguments); }};

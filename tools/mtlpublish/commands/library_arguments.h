@@ -1,0 +1,37 @@
+// The options that say what a library consists of: those of every command that makes its list.
+#ifndef MTLLIB_TOOLS_MTLPUBLISH_COMMANDS_LIBRARY_ARGUMENTS_H_
+#define MTLLIB_TOOLS_MTLPUBLISH_COMMANDS_LIBRARY_ARGUMENTS_H_
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "mtlpublish/publisher.h"
+
+namespace mtlpublish {
+
+struct LibraryArguments {
+  std::string folder;
+  std::vector<std::string> missing;
+  std::vector<std::string> never;
+  std::vector<std::string> exclude;
+  std::vector<std::string> include;
+  bool lossy = false;
+  std::vector<std::string> allow;
+  bool noCache = false;
+  bool quiet = false;
+  bool verbose = false;
+  bool json = false;
+};
+
+void addLibraryOptions(CLI::App* command, LibraryArguments& arguments);
+
+/// "" when the options go together.
+std::string contradictionIn(const LibraryArguments& arguments);
+
+/// The same as options of a build.
+PublishOptions publishOptions(const LibraryArguments& arguments);
+
+}  // namespace mtlpublish
+
+#endif  // MTLLIB_TOOLS_MTLPUBLISH_COMMANDS_LIBRARY_ARGUMENTS_H_
