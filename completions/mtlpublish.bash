@@ -8,7 +8,7 @@ _mtlpublish() {
   if [[ $previous == = ]]; then previous=${COMP_WORDS[COMP_CWORD - 2]}; fi
   for ((i = 1; i < COMP_CWORD; ++i)); do
     case ${COMP_WORDS[i]} in
-      build | diff | files | keygen | verify | serve)
+      build | diff | files | init | keygen | verify | serve)
         command=${COMP_WORDS[i]}
         break
         ;;
@@ -22,7 +22,7 @@ _mtlpublish() {
       mapfile -t COMPREPLY < <(compgen -W 'windows-names same-names long-paths unused-entries changed-missing' -- "$word")
       return
       ;;
-    --sign | --password-file | --key)
+    --config | --sign | --password-file | --key)
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
       compopt -o filenames 2>/dev/null
       return
@@ -31,8 +31,8 @@ _mtlpublish() {
   case $command in
     '') options+=' --version' ;;
     build | diff)
-      options+=' --missing --never --exclude --include --allow --lossy --no-cache --json'
-      options+=' -q --quiet -v --verbose'
+      options+=' --config --missing --never --exclude --include --allow --lossy --no-cache'
+      options+=' --json -q --quiet -v --verbose'
       [[ $command == diff ]] ||
         options+=' --sign --prepare --no-sign --name --sub-path --expires --password-file'
       ;;
@@ -43,7 +43,7 @@ _mtlpublish() {
   if [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
   elif [[ -z $command ]]; then
-    mapfile -t COMPREPLY < <(compgen -W 'build diff files keygen verify serve' -- "$word")
+    mapfile -t COMPREPLY < <(compgen -W 'build diff files init keygen verify serve' -- "$word")
   else
     mapfile -t COMPREPLY < <(compgen -d -- "$word")
     compopt -o filenames 2>/dev/null

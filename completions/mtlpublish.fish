@@ -1,5 +1,5 @@
 # Completes mtlpublish in fish.
-set -l commands build diff files keygen verify serve
+set -l commands build diff files init keygen verify serve
 set -l none "not __fish_seen_subcommand_from $commands"
 set -l any "__fish_seen_subcommand_from $commands"
 complete -c mtlpublish -f
@@ -8,6 +8,7 @@ complete -c mtlpublish -n "$none" -l version -d 'Print the version and exit'
 complete -c mtlpublish -n "$none" -a build -d 'Write the list of the files, and a new id'
 complete -c mtlpublish -n "$none" -a diff -d 'Say what a build would change'
 complete -c mtlpublish -n "$none" -a files -d 'Name the files that clients fetch'
+complete -c mtlpublish -n "$none" -a init -d 'Write a configuration to look through'
 complete -c mtlpublish -n "$none" -a keygen -d 'Make a pair of keys to sign libraries with'
 complete -c mtlpublish -n "$none" -a verify -d 'Check the library as clients see it'
 complete -c mtlpublish -n "$none" -a serve -d 'Serve the library on this computer alone'
@@ -16,6 +17,7 @@ complete -c mtlpublish -n "__fish_seen_subcommand_from build diff verify serve" 
 
 set -l list '__fish_seen_subcommand_from build diff'
 set -l build '__fish_seen_subcommand_from build'
+complete -c mtlpublish -n "$list" -l config -r -F -d 'Configuration instead of library.toml'
 complete -c mtlpublish -n "$list" -l missing -x -d 'Clients fetch these only if they lack them'
 complete -c mtlpublish -n "$list" -l never -x -d 'Clients never fetch these'
 complete -c mtlpublish -n "$list" -l exclude -x -d 'These are not published'

@@ -12,6 +12,8 @@ file(READ ${MTLLIB_LLHTTP_LICENCE} llhttp)
 file(WRITE ${generated}/copyright
   "${licences}\nThe networking library carries code of llhttp:\n\n${llhttp}")
 file(READ ${MTLLIB_CLI11_LICENCE} cli11)
+file(READ ${MTLLIB_TOMLPLUSPLUS_LICENCE} tomlplusplus)
+string(APPEND cli11 "\nand mtlpublish of toml++:\n\n${tomlplusplus}")
 file(WRITE ${generated}/copyright-tools "${licences}\nThe programs carry code of CLI11:\n\n${cli11}")
 
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)

@@ -40,7 +40,7 @@ expect_same() {
   [ "$2" = "$(echo "$3" | sort)" ] || fail "$1: expected $2, found $3"
 }
 
-for command_line in mtlsync mtlpublish "mtlpublish build" "mtlpublish diff" "mtlpublish files" \
+for command_line in mtlsync mtlpublish "mtlpublish build" "mtlpublish diff" "mtlpublish files" "mtlpublish init" \
   "mtlpublish keygen" "mtlpublish verify" "mtlpublish serve"; do
   # shellcheck disable=SC2086  # a word or two
   {
@@ -51,7 +51,7 @@ for command_line in mtlsync mtlpublish "mtlpublish build" "mtlpublish diff" "mtl
   }
 done
 
-commands=$(printf 'build\ndiff\nfiles\nkeygen\nserve\nverify')
+commands=$(printf 'build\ndiff\nfiles\ninit\nkeygen\nserve\nverify')
 expect_same "bash, commands" "$commands" "$(in_bash mtlpublish '')"
 expect_same "fish, commands" "$commands" "$(in_fish mtlpublish '')"
 expect_same "bash, prefix of a command" verify "$(in_bash mtlpublish v)"

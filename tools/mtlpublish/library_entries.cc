@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <optional>
-#include <string_view>
 #include <utility>
 
 #include "rules/list_entry.h"
@@ -60,6 +59,15 @@ void refuseEmptyVariants(const std::vector<DigestedFile>& files,
 
 }  // namespace
 
+bool allow(std::string_view kind, ListingOptions& options) {
+  if (const auto fault = mtlrules::faultNamed(kind)) {
+    options.allowed.insert(*fault);
+    return true;
+  }
+  if (kind != "changed-missing") return false;
+  return options.allowsChangedMissing = true;
+}
+
 std::vector<ListEntry> makeEntries(const std::vector<DigestedFile>& files,
                                    const ListingOptions& options) {
   std::vector<ListEntry> entries;
@@ -97,16 +105,18 @@ std::vector<std::string> warningsOf(const std::vector<ListEntry>& entries, const
   listed.reserve(entries.size());
   for (const ListEntry& entry : entries)
     listed.push_back(entry.path);
-  warnOfIdleGlobs("--missing", options.missing, listed, warnings);
-  warnOfIdleGlobs("--never", options.never, listed, warnings);
+  warnOfIdleGlobs("missing", options.missing, listed, warnings);
+  warnOfIdleGlobs("never", options.never, listed, warnings);
+  for (const PolicyRule& rule : options.policies)
+    warnOfIdleGlobs("policy for", {rule.files}, listed, warnings);
   std::vector<std::string_view> passedOver;
   passedOver.reserve(scan.passedOver.size());
   for (std::string_view path : scan.passedOver) {
     if (path.back() == '/') path.remove_suffix(1);
     passedOver.push_back(path);
   }
-  warnOfIdleGlobs("--exclude", options.selection.exclude, passedOver, warnings);
-  warnOfIdleGlobs("--include", options.selection.include,
+  warnOfIdleGlobs("exclude", options.selection.exclude, passedOver, warnings);
+  warnOfIdleGlobs("include", options.selection.include,
                   {scan.askedFor.begin(), scan.askedFor.end()}, warnings);
   return warnings;
 }

@@ -4,6 +4,7 @@
 #define MTLLIB_TOOLS_MTLPUBLISH_LIBRARY_ENTRIES_H_
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "mtlpublish/digest_files.h"
@@ -33,7 +34,17 @@ struct ListingOptions {
   bool lossy = false;
   /// What is published though some client cannot take it.
   AllowedFaults allowed{};
+  /// Publish a new content of a "missing" file, which the module does not fetch where it has the
+  /// old one.
+  bool allowsChangedMissing = false;
 };
+
+/// The kinds of what may be allowed, for messages.
+inline constexpr const char* kKinds =
+    "windows-names, same-names, long-paths, unused-entries or changed-missing";
+
+/// Lets a kind pass; false when it is none of them.
+bool allow(std::string_view kind, ListingOptions& options);
 
 /// `files` is sorted by path.
 std::vector<ListEntry> makeEntries(const std::vector<DigestedFile>& files,

@@ -34,8 +34,9 @@ int run(const common::Arguments& given) {
   program.footer(kFooter);
   const Command commands[] = {
       mtlpublish::addBuildCommand(program),  mtlpublish::addDiffCommand(program),
-      mtlpublish::addFilesCommand(program),  mtlpublish::addKeygenCommand(program),
-      mtlpublish::addVerifyCommand(program), mtlpublish::addServeCommand(program)};
+      mtlpublish::addFilesCommand(program),  mtlpublish::addInitCommand(program),
+      mtlpublish::addKeygenCommand(program), mtlpublish::addVerifyCommand(program),
+      mtlpublish::addServeCommand(program)};
   try {
     program.parse(given.count(), given.values());
   } catch (const CLI::Success& request) {
@@ -47,7 +48,7 @@ int run(const common::Arguments& given) {
     if (command.parser->parsed()) return command.run();
   }
   return mtlpublish::refuseUsage(
-      "a command is needed: build, diff, files, keygen, verify or serve");
+      "a command is needed: build, diff, files, init, keygen, verify or serve");
 }
 
 }  // namespace

@@ -18,9 +18,6 @@
 namespace mtlpublish {
 
 struct PublishOptions : ListingOptions {
-  /// Publish a new content of a "missing" file, which the module does not fetch where it has the
-  /// old one.
-  bool allowsChangedMissing = false;
   /// Write nothing at all, and sign nothing.
   bool isTrial = false;
   /// Keep what was found out about the files, in a file beside the list, and read only

@@ -106,6 +106,7 @@ class Scanner {
       }
       if (isPrivateName(name)) return true;
     }
+    if (path == selection_.config) return true;
     if (!isSelected(name, relative)) {
       const bool isFolder = fs::is_directory(fs::status(path, error));
       result_.passedOver.push_back(isFolder ? relative + "/" : relative);
@@ -178,7 +179,9 @@ class Scanner {
 }  // namespace
 
 bool isPrivateName(std::string_view name) {
-  if (name == kCacheName || name == kSignedName || name == mtlrules::kStateFolderName) return true;
+  if (name == kCacheName || name == kSignedName || name == kConfigName ||
+      name == mtlrules::kStateFolderName)
+    return true;
   return name.size() >= kTemporaryPrefix.size() + kTemporarySuffix.size() &&
          name.substr(0, kTemporaryPrefix.size()) == kTemporaryPrefix &&
          name.substr(name.size() - kTemporarySuffix.size()) == kTemporarySuffix;

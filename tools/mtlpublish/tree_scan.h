@@ -15,6 +15,8 @@ namespace mtlpublish {
 inline constexpr const char* kCacheName = ".mtlpublish-cache";
 /// What was signed last, which a build keeps there, too.
 inline constexpr const char* kSignedName = ".mtlpublish-signed";
+/// Where a library's configuration is, unless it is somewhere else.
+inline constexpr const char* kConfigName = "library.toml";
 /// How the names of files begin and end that are being written.
 inline constexpr std::string_view kTemporaryPrefix = ".mtlpublish-";
 inline constexpr std::string_view kTemporarySuffix = ".tmp";
@@ -37,6 +39,8 @@ struct FileSelection {
   /// These, though they have a name that is passed over unless asked for: one that begins with a
   /// dot, one of editors' backups, or one that systems give to files of their own.
   std::vector<Glob> include{};
+  /// The configuration, canonical, which is never published; empty for none.
+  std::filesystem::path config{};
 };
 
 struct TreeScan {

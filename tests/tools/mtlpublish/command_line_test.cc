@@ -39,11 +39,12 @@ class CommandLine : public testing::Test {
 TEST_F(CommandLine, RefusesWrongUsageInTwoLines) {
   writeFile(dir_ / "a", "1");
   const std::string folder = dir_ / "";
-  expectUsageError({}, "a command is needed: build, diff, files, keygen, verify or serve");
+  expectUsageError({}, "a command is needed: build, diff, files, init, keygen, verify or serve");
   expectUsageError({"publish"}, "The following argument was not expected: publish");
   expectUsageError({"build"}, "DIR is required");
   expectUsageError({"build", ""}, "DIR: must not be empty");
   expectUsageError({"keygen"}, "NAME is required");
+  expectUsageError({"init", ""}, "DIR: must not be empty");
   expectUsageError({"keygen", ""}, "NAME: must not be empty");
   expectUsageError({"serve", ""}, "DIR: must not be empty");
   expectUsageError({"verify", ""}, "URL|DIR: must not be empty");
@@ -87,6 +88,7 @@ TEST_F(CommandLine, PrintsHelpThatFitsAScreen) {
                                                     {"build", "--help"},
                                                     {"diff", "--help"},
                                                     {"files", "--help"},
+                                                    {"init", "--help"},
                                                     {"keygen", "--help"},
                                                     {"verify", "-h"},
                                                     {"serve", "-h"}}) {
@@ -211,6 +213,64 @@ TEST_F(CommandLine, BuildRefusesAChangedFileThatTheModuleDoesNotFetchAgain) {
   EXPECT_NE(readFile(dir_ / "id.txt"), id);
 }
 
+TEST_F(CommandLine, InitWritesAConfigurationThatBuildTakes) {
+  const std::string library = dir_ / "oak";
+  for (const char* path : {"maps/oak.tx", "oak.psd", "oak.mat"})
+    writeFile(library + "/" + path, "1");
+  ProcessResult result = run({"init", library});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err, "");
+  const std::string config = readFile(library + "/library.toml");
+  EXPECT_THAT(config, HasSubstr("\nname = \"oak\"\n"));
+  result = run({"build", "-v", library});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err, "");
+  EXPECT_THAT(result.out, HasSubstr("\npassed over  oak.psd\n"));
+  const std::string list = readFile(library + "/filelist.json");
+  EXPECT_THAT(list, HasSubstr("\"missing\",\"path\":\"maps/oak.tx\""));
+  EXPECT_THAT(list, Not(HasSubstr("toml")));
+  result = run({"init", library});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_THAT(result.err, HasSubstr("library.toml: cannot be written: "));
+  EXPECT_EQ(readFile(library + "/library.toml"), config);
+}
+
+TEST_F(CommandLine, OptionsWinAgainstTheConfiguration) {
+  writeFile(dir_ / "a.tx", "1");
+  writeFile(dir_ / "b.tx", "1");
+  writeFile(dir_ / "c.tx", "1");
+  writeFile(dir_ / "library.toml",
+            "never = ['a.tx']\n[[policy]]\nfiles = ['*.tx']\ndownload = 'missing'\n");
+  EXPECT_EQ(run({"build", "--never", "b.tx", "--missing", "a.tx", dir_ / ""}).exitCode, 0);
+  const std::string list = readFile(dir_ / "filelist.json");
+  EXPECT_THAT(list, HasSubstr("\"missing\",\"path\":\"a.tx\""));
+  EXPECT_THAT(list, HasSubstr("\"never\",\"path\":\"b.tx\""));
+  EXPECT_THAT(list, HasSubstr("\"missing\",\"path\":\"c.tx\""));
+}
+
+TEST_F(CommandLine, TakesAConfigurationFromElsewhere) {
+  writeFile(dir_ / "a", "1");
+  writeFile(dir_ / "library.toml", "no toml");
+  writeFile(dir_ / "beta.toml", "never = ['a']\n");
+  EXPECT_EQ(run({"build", "--config", dir_ / "beta.toml", dir_ / ""}).exitCode, 0);
+  EXPECT_THAT(readFile(dir_ / "filelist.json"), HasSubstr("\"never\",\"path\":\"a\""));
+  EXPECT_THAT(readFile(dir_ / "filelist.json"), Not(HasSubstr("toml")));
+  const ProcessResult result = run({"diff", "--config", dir_ / "none.toml", dir_ / ""});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_THAT(result.err, HasSubstr("none.toml: cannot be read: "));
+}
+
+TEST_F(CommandLine, BuildsNothingByAConfigurationThatIsWrong) {
+  writeFile(dir_ / "a", "1");
+  writeFile(dir_ / "library.toml", "lossi = true\nexclude = 1\n");
+  const ProcessResult result = run({"build", dir_ / ""});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.err,
+            "mtlpublish: library.toml:1: 'lossi' is not known; is it 'lossy'?\n"
+            "mtlpublish: library.toml:2: exclude is a list: [\"…\"]\n");
+  EXPECT_FALSE(fs::exists(dir_.path() / "id.txt"));
+}
+
 TEST_F(CommandLine, PrintsOneObjectForOtherPrograms) {
   writeFile(dir_ / "a", "1");
   writeFile(dir_ / ".b", "1");
@@ -223,7 +283,7 @@ TEST_F(CommandLine, PrintsOneObjectForOtherPrograms) {
             "\"requests\":3},\"bytes\":1,\"changed\":[],\"files\":1,\"id\":\"" +
                 id +
                 "\",\"isFirst\":true,\"isNew\":true,\"passedOver\":[\".b\"],\"problems\":[],"
-                "\"removed\":[],\"serial\":null,\"warnings\":[\"--never 'x' matches no "
+                "\"removed\":[],\"serial\":null,\"warnings\":[\"never 'x' matches no "
                 "file\"]}\n");
   writeFile(dir_ / "a", "22");
   EXPECT_THAT(run({"diff", "--json", dir_ / ""}).out, StartsWith("{\"added\":[],\"byKit\":"));
@@ -347,7 +407,7 @@ TEST_F(CommandLine, BuildTakesOptionsBeforeAndAfterTheFolder) {
   const ProcessResult result = run({"build", "--missing", "b", "--never", "c", dir_ / "",
                                     "--missing", "d", "--never", "nothing", "--lossy"});
   EXPECT_EQ(result.exitCode, 0);
-  EXPECT_EQ(result.err, "mtlpublish: warning: --never 'nothing' matches no file\n");
+  EXPECT_EQ(result.err, "mtlpublish: warning: never 'nothing' matches no file\n");
   EXPECT_THAT(result.out, StartsWith("4 files, 12 bytes, id "));
   const std::regex digest("\"sha256\":\"[0-9a-f]{64}\",");
   EXPECT_EQ(std::regex_replace(readFile(dir_ / "filelist.json"), digest, ""),

@@ -176,7 +176,7 @@ TEST_F(Publisher, WarnsOfPatternsThatSelectNothing) {
   options.never = globs({"c/d"});
   const PublishResult result = publish(options);
   EXPECT_THAT(result.warnings,
-              ElementsAre("--missing 'b*' matches no file", "--never 'c/d' matches no file"));
+              ElementsAre("missing 'b*' matches no file", "never 'c/d' matches no file"));
   EXPECT_THAT(result.problems, IsEmpty());
   EXPECT_THAT(list(), HasSubstr("missing"));
 }
@@ -190,7 +190,7 @@ TEST_F(Publisher, NamesWhatItPassesOver) {
   const PublishResult result = publish(options);
   EXPECT_THAT(result.passedOver, ElementsAre(".htpasswd"));
   EXPECT_THAT(result.warnings,
-              ElementsAre("--exclude 'b' matches no file", "--include '.c' matches no file"));
+              ElementsAre("exclude 'b' matches no file", "include '.c' matches no file"));
 }
 
 TEST_F(Publisher, LeavesOutTheLossyVariant) {

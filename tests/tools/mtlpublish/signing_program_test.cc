@@ -115,6 +115,20 @@ TEST_F(SigningProgram, TakesNoEmptyPassword) {
   EXPECT_EQ(result.err, "mtlpublish: -: has no password in its first line\n");
 }
 
+TEST_F(SigningProgram, SignsAsTheConfigurationSays) {
+  writeFile(library_ + "/library.toml",
+            "name = 'Oak'\n[signing]\nkey = '../oak.key'\nexpires = 30\nsub-path = 'beta'\n");
+  EXPECT_THAT(run({"build", library_}).out, HasSubstr("1 file, 1 byte, serial "));
+  const std::string comment = run({"build", "--prepare", library_}).out;
+  EXPECT_THAT(comment, StartsWith("library: Oak; sub-path: beta; "));
+  EXPECT_THAT(comment, HasSubstr("; expires: "));
+  EXPECT_THAT(run({"build", "--name", "Ash", library_}).out, HasSubstr("serial "));
+  EXPECT_THAT(run({"build", "--prepare", "--name", "Ash", library_}).out,
+              StartsWith("library: Ash; "));
+  EXPECT_EQ(run({"diff", library_}).exitCode, 0) << "which needs no key";
+  EXPECT_THAT(run({"build", "--no-sign", library_}).out, HasSubstr(", id "));
+}
+
 TEST_F(SigningProgram, SaysWhatItSigned) {
   const std::vector<std::string> build{"build", "--sign", dir_ / "oak.key", library_};
   expectFailure(build, "the library needs a name to be signed: give --name NAME");

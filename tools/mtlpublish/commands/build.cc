@@ -11,6 +11,7 @@
 #include "mtlpublish/commands/library_arguments.h"
 #include "mtlpublish/commands/publish_report.h"
 #include "mtlpublish/key_files.h"
+#include "mtlpublish/library_config.h"
 #include "mtlpublish/publisher.h"
 #include "signing/release_comment.h"
 
@@ -20,9 +21,8 @@ namespace {
 
 constexpr const char* kBuildFooter = R"(
 GLOB, in options that may be repeated: * stands for any characters, ? for one,
-[a-z] for one of these and [!a-z] for any other. Without '/' it matches the name
-of a file, with '/' the path below DIR, where * matches '/' too. Quote patterns,
-so that the shell does not expand them. The manual page has the rest.
+[a-z] for one of these, [!a-z] for others. Without '/' it matches a file's name,
+with '/' the path below DIR, where * matches '/' too. Quote it for the shell.
 
 Examples:
   mtlpublish build --lossy --missing 'previews/*' --never '*.psd' library
@@ -40,7 +40,7 @@ struct BuildArguments {
 };
 
 /// "" when the options go together.
-std::string contradictionIn(const BuildArguments& arguments) {
+std::string contradictionIn(const BuildArguments& arguments, const LibraryConfig& config) {
   if (std::string problem = contradictionIn(arguments.library); !problem.empty()) return problem;
   if (arguments.prepare && arguments.library.json) return "--prepare and --json exclude each other";
   const bool hasKey = !arguments.keyFile.empty();
@@ -49,34 +49,42 @@ std::string contradictionIn(const BuildArguments& arguments) {
   }
   const bool describesRelease =
       !arguments.name.empty() || arguments.subPath || arguments.expires > 0;
-  return describesRelease && !hasKey && !arguments.prepare
+  return describesRelease && !hasKey && !arguments.prepare && config.keyFile.empty()
              ? "--name, --sub-path and --expires need --sign or --prepare"
              : "";
 }
 
-/// False when there is no key to sign with, which has been said then.
-bool setSigning(const BuildArguments& arguments, SigningOptions& signing) {
+/// False when there is no key to sign with, which has been said then. The configuration says how to
+/// sign as far as the arguments do not.
+bool setSigning(const BuildArguments& arguments, const LibraryConfig& config,
+                SigningOptions& signing) {
   using Way = SigningOptions::Way;
-  signing.library = arguments.name;
-  signing.subPath = arguments.subPath;
-  if (arguments.expires > 0) signing.life = std::chrono::hours(24) * arguments.expires;
-  if (arguments.noSign) signing.way = Way::kNone;
-  if (arguments.prepare) signing.way = Way::kElsewhere;
-  if (arguments.keyFile.empty()) return true;
+  signing.library = arguments.name.empty() ? config.name : arguments.name;
+  signing.subPath = arguments.subPath ? arguments.subPath : config.subPath;
+  const int days = arguments.expires > 0 ? arguments.expires : config.expires;
+  if (days > 0) signing.life = std::chrono::hours(24) * days;
+  if (arguments.noSign || arguments.prepare) {
+    signing.way = arguments.noSign ? Way::kNone : Way::kElsewhere;
+    return true;
+  }
+  const std::string file =
+      arguments.keyFile.empty() ? config.keyFile.u8string() : arguments.keyFile;
+  if (file.empty()) return true;
   signing.way = Way::kKey;
   std::string problem;
-  signing.key =
-      readSecretKey(arguments.keyFile, arguments.password, arguments.library.folder, problem);
+  signing.key = readSecretKey(file, arguments.password, arguments.library.folder, problem);
   if (!signing.key) complain(problem);
   return signing.key.has_value();
 }
 
 int build(const BuildArguments& arguments) {
-  if (const std::string problem = contradictionIn(arguments); !problem.empty()) {
+  const std::optional<LibraryConfig> config = readConfig(arguments.library);
+  if (!config) return kFailed;
+  if (const std::string problem = contradictionIn(arguments, *config); !problem.empty()) {
     return refuseUsage(problem);
   }
-  PublishOptions options = publishOptions(arguments.library);
-  if (!setSigning(arguments, options.signing)) return kFailed;
+  PublishOptions options = publishOptions(arguments.library, *config);
+  if (!setSigning(arguments, *config, options.signing)) return kFailed;
   const PublishResult result = publishShown(arguments.library, std::move(options));
   if (!arguments.prepare) return reportPublishing(result, arguments.library);
   // The comment is for a shell to hand on, and nothing else.

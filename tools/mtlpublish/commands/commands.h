@@ -15,6 +15,7 @@ struct Command {
 Command addBuildCommand(CLI::App& program);
 Command addDiffCommand(CLI::App& program);
 Command addFilesCommand(CLI::App& program);
+Command addInitCommand(CLI::App& program);
 Command addKeygenCommand(CLI::App& program);
 Command addVerifyCommand(CLI::App& program);
 Command addServeCommand(CLI::App& program);

@@ -1,5 +1,6 @@
 // mtlpublish diff: says what a build would publish, and what that costs clients.
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -7,6 +8,7 @@
 #include "mtlpublish/commands/commands.h"
 #include "mtlpublish/commands/library_arguments.h"
 #include "mtlpublish/commands/publish_report.h"
+#include "mtlpublish/library_config.h"
 #include "mtlpublish/publisher.h"
 
 namespace mtlpublish {
@@ -26,7 +28,10 @@ int diff(const LibraryArguments& arguments) {
   if (const std::string problem = contradictionIn(arguments); !problem.empty()) {
     return refuseUsage(problem);
   }
-  PublishOptions options = publishOptions(arguments);
+  const std::optional<LibraryConfig> config = readConfig(arguments);
+  if (!config) return kFailed;
+  PublishOptions options = publishOptions(arguments, *config);
+  options.signing.subPath = config->subPath;
   options.isTrial = true;
   return reportPublishing(publishShown(arguments, std::move(options)), arguments);
 }

@@ -1,25 +1,41 @@
 #include "mtlpublish/commands/library_arguments.h"
 
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
 #include "mtlpublish/commands/command_line.h"
-#include "rules/published_names.h"
+#include "mtlpublish/system.h"
+#include "mtlpublish/tree_scan.h"
+#include "mtlpublish/whole_file.h"
 
 namespace mtlpublish {
 
 namespace {
 
-/// Beside those of names.
-constexpr const char* kChangedMissing = "changed-missing";
+namespace fs = std::filesystem;
 
 std::string kindProblem(const std::string& word) {
-  if (word == kChangedMissing || mtlrules::faultNamed(word)) return {};
-  return "'" + word +
-         "' is not windows-names, same-names, long-paths, unused-entries or changed-missing";
+  ListingOptions ignored;
+  return allow(word, ignored) ? "" : "'" + word + "' is not " + kKinds;
+}
+
+fs::path configFile(const LibraryArguments& arguments) {
+  return arguments.config.empty() ? fs::u8path(arguments.folder) / kConfigName
+                                  : fs::u8path(arguments.config);
+}
+
+void addPatterns(const std::vector<std::string>& patterns, std::vector<Glob>& globs) {
+  for (Glob& glob : parsed(patterns))
+    globs.push_back(std::move(glob));
 }
 
 }  // namespace
 
 void addLibraryOptions(CLI::App* command, LibraryArguments& arguments) {
   addPlace(command, "DIR", arguments.folder, "Folder to publish");
+  addText(command, "--config", "FILE", arguments.config,
+          "Configuration instead of DIR/library.toml");
   addGlobs(command, "--missing", arguments.missing,
            "Files that clients fetch only if they lack them");
   addGlobs(command, "--never", arguments.never, "Files that clients never fetch, --missing or not");
@@ -41,16 +57,40 @@ std::string contradictionIn(const LibraryArguments& arguments) {
   return "";
 }
 
-PublishOptions publishOptions(const LibraryArguments& arguments) {
+std::optional<LibraryConfig> readConfig(const LibraryArguments& arguments) {
+  const fs::path file = configFile(arguments);
+  std::string text;
+  const std::error_code error = readContent(file, text);
+  // A library needs none; one that was named is meant to be there.
+  const bool isThere =
+      error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory;
+  if (!isThere && arguments.config.empty()) return LibraryConfig();
+  std::vector<std::string> problems;
+  std::optional<LibraryConfig> config;
+  if (error) {
+    problems.push_back(file.u8string() + ": cannot be read: " + errorMessage(error));
+  } else {
+    config = parseConfig(text, file, problems);
+  }
+  for (const std::string& problem : problems)
+    complain(problem);
+  return config;
+}
+
+PublishOptions publishOptions(const LibraryArguments& arguments, const LibraryConfig& config) {
   PublishOptions options;
-  options.selection = {parsed(arguments.exclude), parsed(arguments.include)};
+  static_cast<ListingOptions&>(options) = config.listing;
+  addPatterns(arguments.exclude, options.selection.exclude);
+  addPatterns(arguments.include, options.selection.include);
+  std::error_code ignored;
+  if (!arguments.config.empty()) {
+    options.selection.config = canonicalPath(configFile(arguments), ignored);
+  }
   options.missing = parsed(arguments.missing);
   options.never = parsed(arguments.never);
-  options.lossy = arguments.lossy;
-  for (const std::string& word : arguments.allow) {
-    if (const auto fault = mtlrules::faultNamed(word)) options.allowed.insert(*fault);
-    if (word == kChangedMissing) options.allowsChangedMissing = true;
-  }
+  options.lossy = options.lossy || arguments.lossy;
+  for (const std::string& kind : arguments.allow)
+    allow(kind, options);
   options.cache = !arguments.noCache;
   return options;
 }

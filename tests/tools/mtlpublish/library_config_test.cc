@@ -1,0 +1,169 @@
+// What library.toml may say, and how it is said what it may not.
+#include "mtlpublish/library_config.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "mtlpublish/first_config.h"
+
+namespace {
+
+using mtlpublish::DownloadPolicy;
+using mtlpublish::firstConfig;
+using mtlpublish::LibraryConfig;
+using mtlpublish::nearestWord;
+using mtlpublish::parseConfig;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+LibraryConfig configOf(const std::string& text) {
+  std::vector<std::string> problems;
+  const auto config = parseConfig(text, "folder/library.toml", problems);
+  EXPECT_THAT(problems, IsEmpty());
+  return config.value_or(LibraryConfig());
+}
+
+std::vector<std::string> problemsOf(const std::string& text) {
+  std::vector<std::string> problems;
+  EXPECT_EQ(parseConfig(text, "folder/library.toml", problems), std::nullopt) << text;
+  return problems;
+}
+
+std::vector<std::string> textsOf(const std::vector<mtlpublish::Glob>& globs) {
+  std::vector<std::string> texts;
+  texts.reserve(globs.size());
+  for (const auto& glob : globs)
+    texts.push_back(glob.text());
+  return texts;
+}
+
+TEST(LibraryConfig, SaysWhatIsPublishedAndHow) {
+  const LibraryConfig config = configOf(R"(
+name = "Oak & Ash"
+lossy = true
+exclude = ["work", "*.psd"]
+include = [".well-known"]
+never = ["*.txt"]
+allow = ["long-paths", "changed-missing"]
+[[policy]]
+files = ["maps/new/*"]
+download = "always"
+[[policy]]
+files = ["maps/*", "*.png"]
+download = "missing"
+[signing]
+key = "../oak.key"
+expires = 30
+sub-path = "beta"
+)");
+  EXPECT_EQ(config.name, "Oak & Ash");
+  EXPECT_TRUE(config.listing.lossy);
+  EXPECT_THAT(textsOf(config.listing.selection.exclude), ElementsAre("work", "*.psd"));
+  EXPECT_THAT(textsOf(config.listing.selection.include), ElementsAre(".well-known"));
+  EXPECT_THAT(config.listing.allowed, ElementsAre(mtlrules::NameFault::kLongPath));
+  EXPECT_TRUE(config.listing.allowsChangedMissing);
+  std::vector<std::string> policies;
+  for (const auto& rule : config.listing.policies)
+    policies.push_back(std::string(mtlrules::wordFor(rule.policy)) + ' ' + rule.files.text());
+  EXPECT_THAT(policies,
+              ElementsAre("never *.txt", "always maps/new/*", "missing maps/*", "missing *.png"));
+  EXPECT_EQ(config.keyFile.generic_u8string(), "folder/../oak.key");
+  EXPECT_EQ(config.expires, 30);
+  EXPECT_EQ(config.subPath, "beta");
+}
+
+TEST(LibraryConfig, MaySayNothing) {
+  const LibraryConfig config = configOf("# nothing\n");
+  EXPECT_TRUE(config.keyFile.empty());
+  EXPECT_FALSE(config.listing.lossy);
+  EXPECT_THAT(config.listing.policies, IsEmpty());
+}
+
+TEST(LibraryConfig, HasUnknownWordsReportedWithTheNearestKnownOne) {
+  EXPECT_THAT(problemsOf("lossy = true\nexlude = []\nzzz = 1\n[[policy]]\nfile = []\n"
+                         "download = 'always'\n"),
+              ElementsAre("library.toml:2: 'exlude' is not known; is it 'exclude'?",
+                          "library.toml:3: 'zzz' is not known",
+                          "library.toml:5: 'file' is not known; is it 'files'?",
+                          "library.toml:4: a policy has no files"));
+  EXPECT_THAT(problemsOf("[signing]\nexpire = 1\n"),
+              ElementsAre("library.toml:2: 'expire' is not known; is it 'expires'?"));
+}
+
+TEST(LibraryConfig, HasEveryProblemReportedAtOnce) {
+  EXPECT_THAT(problemsOf("name = ''\nlossy = 1\nexclude = '*'\ninclude = [1, '[a']\n"
+                         "allow = ['names']\n[[policy]]\nfiles = ['a']\ndownload = 'sometimes'\n"
+                         "[signing]\nkey = 7\nexpires = 0\nsub-path = '/x'\n"),
+              ElementsAre("library.toml:1: name: '' is not a name for a library",
+                          "library.toml:2: lossy is true or false",
+                          "library.toml:3: exclude is a list: [\"…\"]",
+                          "library.toml:4: include is a text: \"…\"",
+                          "library.toml:4: include: '[a' has a '[' without its ']'",
+                          "library.toml:5: allow: 'names' is not windows-names, same-names, "
+                          "long-paths, unused-entries or changed-missing",
+                          "library.toml:8: download: 'sometimes' is not always, missing or never",
+                          "library.toml:10: key is a text: \"…\"",
+                          "library.toml:12: sub-path: '/x' is not the way to write a sub-path",
+                          "library.toml:11: expires is a number of days, 1 to 3650"));
+}
+
+TEST(LibraryConfig, HasTablesWhereTheyBelong) {
+  EXPECT_THAT(problemsOf("policy = 1\nsigning = 2\n"),
+              ElementsAre("library.toml:1: policies are tables: [[policy]]",
+                          "library.toml:2: signing is a table: [signing]"));
+  EXPECT_THAT(problemsOf("[[policy]]\n"), ElementsAre("library.toml:1: a policy has no files",
+                                                      "library.toml:1: a policy has no download"));
+}
+
+TEST(LibraryConfig, IsRefusedWhereItIsNotToml) {
+  for (const std::string text : {"name", "name = \"", "a = [1", "\xFF", "name = 'a'\nname = 'b'"})
+    EXPECT_THAT(problemsOf(text), ElementsAre(StartsWith("library.toml:"))) << text;
+  EXPECT_THAT(problemsOf("\n\nname = \"\x1B[2J\""), ElementsAre(Not(HasSubstr("\x1B"))));
+}
+
+TEST(LibraryConfig, FindsTheNearestWord) {
+  EXPECT_EQ(nearestWord("missing", {"always", "missing"}), "missing");
+  EXPECT_EQ(nearestWord("misisng", {"always", "missing"}), "missing");
+  EXPECT_EQ(nearestWord("xyz", {"always", "missing"}), "");
+  EXPECT_EQ(nearestWord("", {"a"}), "");
+}
+
+TEST(FirstConfig, SaysWhatThePublisherProbablyWants) {
+  mtlpublish::TreeScan scan;
+  for (const char* path : {"Maps/oak.jpeg.tx", "Maps/oak.tx", "oak.PSD", "previews/oak.png"})
+    scan.files.push_back({path, ""});
+  const std::string text = firstConfig(scan, "oak \"1\"");
+  const LibraryConfig config = configOf(text);
+  EXPECT_EQ(config.name, "oak \"1\"");
+  EXPECT_TRUE(config.listing.lossy);
+  EXPECT_THAT(textsOf(config.listing.selection.exclude), ElementsAre("*.PSD"));
+  ASSERT_EQ(config.listing.policies.size(), 2U);
+  EXPECT_EQ(config.listing.policies[0].files.text(), "Maps/*");
+  EXPECT_EQ(config.listing.policies[0].policy, DownloadPolicy::kMissing);
+  EXPECT_EQ(config.listing.policies[1].files.text(), "previews/*");
+}
+
+TEST(FirstConfig, IsGoodForAnEmptyFolder) {
+  const LibraryConfig config = configOf(firstConfig({}, "a;b"));
+  EXPECT_EQ(config.name, "") << "which is none for a signature";
+  EXPECT_FALSE(config.listing.lossy);
+  EXPECT_THAT(config.listing.policies, IsEmpty());
+}
+
+TEST(FirstConfig, IsGoodAlsoWithItsCommentsTaken) {
+  std::string text = firstConfig({}, "a;b");
+  for (const std::string comment : {"# name", "# exclude", "# allow", "# [[policy", "# files",
+                                    "# download", "# [signing", "# key", "# expires"}) {
+    const auto at = text.find("\n" + comment);
+    ASSERT_NE(at, text.npos) << comment;
+    text.erase(at + 1, 2);
+  }
+  const LibraryConfig config = configOf(text);
+  EXPECT_EQ(config.name, "materials");
+  EXPECT_EQ(config.expires, 30);
+}
+
+}  // namespace

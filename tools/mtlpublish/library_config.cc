@@ -1,0 +1,206 @@
+// Each key is taken from the table as it is read, so that what is left at the end is unknown.
+#include "mtlpublish/library_config.h"
+
+#define TOML_HEADER_ONLY 1
+#define TOML_EXCEPTIONS 0
+#define TOML_ENABLE_FORMATTERS 0
+#include <toml++/toml.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <numeric>
+#include <utility>
+
+#include "rules/list_entry.h"
+#include "rules/printable.h"
+#include "signing/release_comment.h"
+
+namespace mtlpublish {
+
+namespace {
+
+/// How many characters have to be changed, added or left out to make one of the other.
+std::size_t distance(std::string_view a, std::string_view b) {
+  std::vector<std::size_t> row(b.size() + 1);
+  std::iota(row.begin(), row.end(), std::size_t{0});
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    std::size_t diagonal = row[0];
+    row[0] = i + 1;
+    for (std::size_t j = 0; j < b.size(); ++j) {
+      const std::size_t replaced = diagonal + (a[i] == b[j] ? 0 : 1);
+      diagonal = row[j + 1];
+      row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
+    }
+  }
+  return row.back();
+}
+
+class ConfigReader {
+ public:
+  ConfigReader(const std::filesystem::path& file, std::vector<std::string>& problems)
+      : file_(file), problems_(problems) {}
+
+  void parse(std::string_view text) {
+    const toml::parse_result parsed = toml::parse(text);
+    if (!parsed) {
+      add(parsed.error().source(), std::string(parsed.error().description()));
+      return;
+    }
+    readLibrary(parsed.table());
+  }
+
+  LibraryConfig take() { return std::move(config_); }
+
+ private:
+  void add(const toml::source_region& place, const std::string& text) {
+    problems_.push_back(mtlrules::printable(file_.filename().u8string()) + ':' +
+                        std::to_string(place.begin.line) + ": " + mtlrules::printable(text));
+  }
+
+  void readLibrary(const toml::table& table) {
+    checkWords(table,
+               {"name", "lossy", "exclude", "include", "never", "allow", "policy", "signing"});
+    readText(table, "name", [this](const std::string& name) {
+      config_.name = name;
+      return mtlsigning::isLibraryName(name) ? "" : "is not a name for a library";
+    });
+    if (const toml::node* node = table.get("lossy")) {
+      if (const auto value = node->value_exact<bool>()) {
+        config_.listing.lossy = *value;
+      } else {
+        add(node->source(), "lossy is true or false");
+      }
+    }
+    readGlobs(table, "exclude", config_.listing.selection.exclude);
+    readGlobs(table, "include", config_.listing.selection.include);
+    std::vector<Glob> never;
+    readGlobs(table, "never", never);
+    for (Glob& glob : never)
+      config_.listing.policies.push_back({std::move(glob), DownloadPolicy::kNever});
+    readTexts(table, "allow", [this](const std::string& kind) {
+      return allow(kind, config_.listing) ? std::string() : "is not " + std::string(kKinds);
+    });
+    readPolicies(table);
+    if (const toml::node* node = table.get("signing")) {
+      if (node->is_table()) {
+        readSigning(*node->as_table());
+      } else {
+        add(node->source(), "signing is a table: [signing]");
+      }
+    }
+  }
+
+  void readPolicies(const toml::table& table) {
+    const toml::node* const node = table.get("policy");
+    if (node == nullptr) return;
+    if (!node->is_array_of_tables()) return add(node->source(), "policies are tables: [[policy]]");
+    for (const toml::node& element : *node->as_array()) {
+      const toml::table& policy = *element.as_table();
+      checkWords(policy, {"files", "download"});
+      std::vector<Glob> files;
+      readGlobs(policy, "files", files);
+      if (!policy.contains("files")) add(element.source(), "a policy has no files");
+      std::optional<DownloadPolicy> download;
+      readText(policy, "download", [&download](const std::string& word) {
+        download = mtlrules::policyNamed(word);
+        return download ? "" : "is not always, missing or never";
+      });
+      if (!policy.contains("download")) add(element.source(), "a policy has no download");
+      for (Glob& glob : files)
+        config_.listing.policies.push_back(
+            {std::move(glob), download.value_or(DownloadPolicy::kAlways)});
+    }
+  }
+
+  void readSigning(const toml::table& table) {
+    checkWords(table, {"key", "expires", "sub-path"});
+    readText(table, "key", [this](const std::string& key) {
+      config_.keyFile = file_.parent_path() / std::filesystem::u8path(key);
+      return key.empty() ? "is empty" : "";
+    });
+    readText(table, "sub-path", [this](const std::string& path) {
+      config_.subPath = path;
+      return mtlsigning::isSignableSubPath(path) ? "" : "is not the way to write a sub-path";
+    });
+    if (const toml::node* node = table.get("expires")) {
+      const auto days = node->value_exact<std::int64_t>();
+      if (days && *days >= 1 && *days <= 3650) {
+        config_.expires = static_cast<int>(*days);
+      } else {
+        add(node->source(), "expires is a number of days, 1 to 3650");
+      }
+    }
+  }
+
+  /// Has every word reported that is none of these.
+  void checkWords(const toml::table& table, const std::vector<std::string_view>& known) {
+    for (const auto& [key, value] : table) {
+      if (std::find(known.begin(), known.end(), key.str()) != known.end()) continue;
+      const std::string_view nearest = nearestWord(key.str(), known);
+      add(key.source(), "'" + std::string(key.str()) + "' is not known" +
+                            (nearest.empty() ? "" : "; is it '" + std::string(nearest) + "'?"));
+    }
+  }
+
+  /// `take` gets the text, if there is one, and returns what is wrong with it.
+  template <class Take>
+  void readText(const toml::table& table, const char* word, Take take) {
+    if (const toml::node* node = table.get(word)) takeText(*node, word, take);
+  }
+
+  template <class Take>
+  void takeText(const toml::node& node, const char* word, Take take) {
+    const auto text = node.value_exact<std::string>();
+    if (!text) return add(node.source(), std::string(word) + " is a text: \"…\"");
+    const std::string problem = take(*text);
+    if (!problem.empty()) add(node.source(), std::string(word) + ": '" + *text + "' " + problem);
+  }
+
+  /// The same for each of several.
+  template <class Take>
+  void readTexts(const toml::table& table, const char* word, Take take) {
+    const toml::node* const node = table.get(word);
+    if (node == nullptr) return;
+    if (!node->is_array()) return add(node->source(), std::string(word) + " is a list: [\"…\"]");
+    for (const toml::node& element : *node->as_array())
+      takeText(element, word, take);
+  }
+
+  void readGlobs(const toml::table& table, const char* word, std::vector<Glob>& globs) {
+    readTexts(table, word, [&globs](const std::string& pattern) {
+      std::string problem;
+      if (auto glob = Glob::parse(pattern, problem)) globs.push_back(*std::move(glob));
+      return problem;
+    });
+  }
+
+  const std::filesystem::path& file_;
+  std::vector<std::string>& problems_;
+  LibraryConfig config_;
+};
+
+}  // namespace
+
+std::string_view nearestWord(std::string_view word, const std::vector<std::string_view>& words) {
+  std::string_view nearest;
+  std::size_t least = word.size() / 2 + 1;
+  for (const std::string_view one : words) {
+    const std::size_t changes = distance(word, one);
+    if (changes < least) {
+      least = changes;
+      nearest = one;
+    }
+  }
+  return nearest;
+}
+
+std::optional<LibraryConfig> parseConfig(std::string_view text, const std::filesystem::path& file,
+                                         std::vector<std::string>& problems) {
+  const std::size_t before = problems.size();
+  ConfigReader reader(file, problems);
+  reader.parse(text);
+  if (problems.size() != before) return std::nullopt;
+  return reader.take();
+}
+
+}  // namespace mtlpublish
