@@ -8,7 +8,7 @@ _mtlpublish() {
   if [[ $previous == = ]]; then previous=${COMP_WORDS[COMP_CWORD - 2]}; fi
   for ((i = 1; i < COMP_CWORD; ++i)); do
     case ${COMP_WORDS[i]} in
-      build | diff | files | init | keygen | verify | serve)
+      build | diff | files | init | keygen | rollback | verify | serve)
         command=${COMP_WORDS[i]}
         break
         ;;
@@ -36,6 +36,9 @@ _mtlpublish() {
       [[ $command == diff ]] ||
         options+=' --sign --prepare --no-sign --name --sub-path --expires --password-file'
       ;;
+    rollback)
+      options+=' --config --sign --prepare --no-sign --name --sub-path --expires --password-file'
+      ;;
     keygen) options+=' --password-file --no-password' ;;
     verify) options+=' --quick --key --json -q --quiet' ;;
     serve) options+=' --port --delay --fail --host-name -q --quiet' ;;
@@ -43,7 +46,7 @@ _mtlpublish() {
   if [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
   elif [[ -z $command ]]; then
-    mapfile -t COMPREPLY < <(compgen -W 'build diff files init keygen verify serve' -- "$word")
+    mapfile -t COMPREPLY < <(compgen -W 'build diff files init keygen rollback verify serve' -- "$word")
   else
     mapfile -t COMPREPLY < <(compgen -d -- "$word")
     compopt -o filenames 2>/dev/null

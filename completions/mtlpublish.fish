@@ -1,5 +1,5 @@
 # Completes mtlpublish in fish.
-set -l commands build diff files init keygen verify serve
+set -l commands build diff files init keygen rollback verify serve
 set -l none "not __fish_seen_subcommand_from $commands"
 set -l any "__fish_seen_subcommand_from $commands"
 complete -c mtlpublish -f
@@ -10,14 +10,15 @@ complete -c mtlpublish -n "$none" -a diff -d 'Say what a build would change'
 complete -c mtlpublish -n "$none" -a files -d 'Name the files that clients fetch'
 complete -c mtlpublish -n "$none" -a init -d 'Write a configuration to look through'
 complete -c mtlpublish -n "$none" -a keygen -d 'Make a pair of keys to sign libraries with'
+complete -c mtlpublish -n "$none" -a rollback -d 'Publish the build before again'
 complete -c mtlpublish -n "$none" -a verify -d 'Check the library as clients see it'
 complete -c mtlpublish -n "$none" -a serve -d 'Serve the library on this computer alone'
 complete -c mtlpublish -n "$any" -a '(__fish_complete_directories)'
 complete -c mtlpublish -n "__fish_seen_subcommand_from build diff verify serve" -s q -l quiet -d 'Print problems only'
 
 set -l list '__fish_seen_subcommand_from build diff'
-set -l build '__fish_seen_subcommand_from build'
-complete -c mtlpublish -n "$list" -l config -r -F -d 'Configuration instead of library.toml'
+set -l sign '__fish_seen_subcommand_from build rollback'
+complete -c mtlpublish -n '__fish_seen_subcommand_from build diff rollback' -l config -r -F -d 'Configuration instead of library.toml'
 complete -c mtlpublish -n "$list" -l missing -x -d 'Clients fetch these only if they lack them'
 complete -c mtlpublish -n "$list" -l never -x -d 'Clients never fetch these'
 complete -c mtlpublish -n "$list" -l exclude -x -d 'These are not published'
@@ -27,13 +28,13 @@ complete -c mtlpublish -n "$list" -l lossy -d 'Clients fetch x.jpeg.tx, where it
 complete -c mtlpublish -n "$list" -l no-cache -d 'Read every file again, and keep no cache'
 complete -c mtlpublish -n "$list" -s v -l verbose -d 'Name what has changed, and what was passed over'
 
-complete -c mtlpublish -n "$build" -l sign -r -F -d 'Sign the list with the secret key in this file'
-complete -c mtlpublish -n "$build" -l prepare -d 'Print the comment to sign the list with elsewhere'
-complete -c mtlpublish -n "$build" -l no-sign -d 'Do not sign a library that was signed before'
-complete -c mtlpublish -n "$build" -l name -x -d "The library's name"
-complete -c mtlpublish -n "$build" -l sub-path -x -d 'Sub-path that clients give'
-complete -c mtlpublish -n "$build" -l expires -x -d 'Days for which clients accept the signature'
-complete -c mtlpublish -n '__fish_seen_subcommand_from build keygen' -l password-file -r -F -d 'Read the password from this file'
+complete -c mtlpublish -n "$sign" -l sign -r -F -d 'Sign the list with the secret key in this file'
+complete -c mtlpublish -n "$sign" -l prepare -d 'Print the comment to sign the list with elsewhere'
+complete -c mtlpublish -n "$sign" -l no-sign -d 'Do not sign a library that was signed before'
+complete -c mtlpublish -n "$sign" -l name -x -d "The library's name"
+complete -c mtlpublish -n "$sign" -l sub-path -x -d 'Sub-path that clients give'
+complete -c mtlpublish -n "$sign" -l expires -x -d 'Days for which clients accept the signature'
+complete -c mtlpublish -n '__fish_seen_subcommand_from build rollback keygen' -l password-file -r -F -d 'Read the password from this file'
 
 complete -c mtlpublish -n '__fish_seen_subcommand_from build diff verify' -l json -d 'Print one JSON object and nothing else'
 

@@ -58,8 +58,8 @@ class ConfigReader {
   }
 
   void readLibrary(const toml::table& table) {
-    checkWords(table,
-               {"name", "lossy", "exclude", "include", "never", "allow", "policy", "signing"});
+    checkWords(table, {"name", "lossy", "exclude", "include", "never", "allow", "keep", "policy",
+                       "signing"});
     readText(table, "name", [this](const std::string& name) {
       config_.name = name;
       return mtlsigning::isLibraryName(name) ? "" : "is not a name for a library";
@@ -80,6 +80,7 @@ class ConfigReader {
     readTexts(table, "allow", [this](const std::string& kind) {
       return allow(kind, config_.listing) ? std::string() : "is not " + std::string(kKinds);
     });
+    readNumber(table, "keep", 0, 1000, "a number of builds", config_.keep);
     readPolicies(table);
     if (const toml::node* node = table.get("signing")) {
       if (node->is_table()) {
@@ -122,13 +123,19 @@ class ConfigReader {
       config_.subPath = path;
       return mtlsigning::isSignableSubPath(path) ? "" : "is not the way to write a sub-path";
     });
-    if (const toml::node* node = table.get("expires")) {
-      const auto days = node->value_exact<std::int64_t>();
-      if (days && *days >= 1 && *days <= 3650) {
-        config_.expires = static_cast<int>(*days);
-      } else {
-        add(node->source(), "expires is a number of days, 1 to 3650");
-      }
+    readNumber(table, "expires", 1, 3650, "a number of days", config_.expires);
+  }
+
+  void readNumber(const toml::table& table, const char* word, int least, int most,
+                  const std::string& what, int& number) {
+    const toml::node* const node = table.get(word);
+    if (node == nullptr) return;
+    const auto value = node->value_exact<std::int64_t>();
+    if (value && *value >= least && *value <= most) {
+      number = static_cast<int>(*value);
+    } else {
+      add(node->source(), std::string(word) + " is " + what + ", " + std::to_string(least) +
+                              " to " + std::to_string(most));
     }
   }
 

@@ -19,6 +19,7 @@ struct LibraryConfig {
   std::optional<std::string> subPath{};  ///< That clients of a signed library give.
   std::filesystem::path keyFile{};       ///< To sign with; empty for none.
   int expires = 0;                       ///< Days for which a signature is accepted; 0 without end.
+  int keep = 0;                          ///< How many builds before the last one are kept.
 };
 
 /// Reads the text of a configuration. `file` is where it stands: its name begins each line of

@@ -35,8 +35,8 @@ int run(const common::Arguments& given) {
   const Command commands[] = {
       mtlpublish::addBuildCommand(program),  mtlpublish::addDiffCommand(program),
       mtlpublish::addFilesCommand(program),  mtlpublish::addInitCommand(program),
-      mtlpublish::addKeygenCommand(program), mtlpublish::addVerifyCommand(program),
-      mtlpublish::addServeCommand(program)};
+      mtlpublish::addKeygenCommand(program), mtlpublish::addRollbackCommand(program),
+      mtlpublish::addVerifyCommand(program), mtlpublish::addServeCommand(program)};
   try {
     program.parse(given.count(), given.values());
   } catch (const CLI::Success& request) {
@@ -48,7 +48,7 @@ int run(const common::Arguments& given) {
     if (command.parser->parsed()) return command.run();
   }
   return mtlpublish::refuseUsage(
-      "a command is needed: build, diff, files, init, keygen, verify or serve");
+      "a command is needed: build, diff, files, init, keygen, rollback, verify or serve");
 }
 
 }  // namespace

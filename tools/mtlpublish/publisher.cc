@@ -1,46 +1,29 @@
 // Scan, choose, digest, and only then write: the list first, the stamp last.
 #include "mtlpublish/publisher.h"
 
-#include <algorithm>
 #include <optional>
-#include <string_view>
 #include <system_error>
 #include <utility>
 
+#include "mtlpublish/build_lock.h"
 #include "mtlpublish/contained_path.h"
 #include "mtlpublish/digest_cache.h"
 #include "mtlpublish/digest_files.h"
 #include "mtlpublish/file_list.h"
+#include "mtlpublish/kept_builds.h"
 #include "mtlpublish/library_stamp.h"
+#include "mtlpublish/release_parts.h"
 #include "mtlpublish/tree_scan.h"
 #include "mtlpublish/whole_file.h"
 #include "rules/list_entry.h"
 #include "rules/own_names.h"
 #include "rules/printable.h"
-#include "signing/release_comment.h"
-#include "update/sha256.h"
 
 namespace mtlpublish {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-/// Each part is ended by a zero byte, which neither the list nor a path has, so that no
-/// two libraries give the same bytes.
-std::string libraryId(const std::string& list, const std::vector<DigestedFile>& files) {
-  constexpr std::string_view kEnd("\0", 1);
-  mtlupdate::Sha256 sha256;
-  sha256.update(list);
-  sha256.update(kEnd);
-  for (const DigestedFile& file : files) {
-    sha256.update(file.file.path);
-    sha256.update(kEnd);
-    sha256.update(file.sha256);
-    sha256.update(kEnd);
-  }
-  return mtlupdate::hexText(sha256.finish());
-}
 
 std::string writeProblem(const char* name, const std::error_code& error) {
   return std::string(name) + ": cannot be written: " + errorMessage(error);
@@ -52,9 +35,6 @@ std::string contentOf(const fs::path& file) {
   return readContent(file, content) ? std::string() : content;
 }
 
-/// A file of the library's folder with its new content.
-using Part = std::pair<const char*, std::string>;
-
 /// One build of the library in a folder.
 class Build {
  public:
@@ -63,14 +43,16 @@ class Build {
       : root_(root), options_(options), signer_(root_, options.signing) {}
 
   PublishResult run() {
-    if (!options_.isTrial) addProblem(signer_.problem());
+    if (!options_.isTrial) {
+      addProblem(lock_.take(root_));
+      addProblem(signer_.problem());
+    }
     if (!result_.problems.empty()) return std::move(result_);
     gather();
-    const std::vector<Part> parts = makeParts();
-    compareWithLastBuild(parts);
+    const std::string stamp = makeStamp();
+    compareWithLastBuild(stamp);
     refuseUnreachable();
-    if (result_.problems.empty()) result_.problems = changedSince(files_);
-    if (result_.problems.empty() && !options_.isTrial) write(parts);
+    if (result_.problems.empty() && !options_.isTrial) write();
     return std::move(result_);
   }
 
@@ -85,17 +67,19 @@ class Build {
 
   void gather();
   DigestedFiles digestWithCache(std::vector<LibraryFile> files);
-  std::vector<Part> makeParts();
-  void compareWithLastBuild(const std::vector<Part>& parts);
+  std::string makeStamp();
+  void compareWithLastBuild(const std::string& stamp);
   void refuseUnreachable();
-  void write(const std::vector<Part>& parts);
+  void write();
 
   const fs::path& root_;
   const PublishOptions& options_;
   LibrarySigner signer_;
   std::vector<DigestedFile> files_;
   std::vector<ListEntry> entries_;
-  std::string list_;
+  BuildRecord record_;
+  ReleaseParts parts_;
+  BuildLock lock_;
   PublishResult result_;
 };
 
@@ -104,7 +88,9 @@ void Build::gather() {
   DigestedFiles digested = digestWithCache(std::move(scan.files));
   files_ = std::move(digested.files);
   entries_ = makeEntries(files_, options_);
-  list_ = fileListText(entries_);
+  record_.list = fileListText(entries_);
+  for (const DigestedFile& file : files_)
+    record_.files.push_back({file.file.path, file.sha256});
   addProblems(scan.problems);
   addProblems(digested.problems);
   addProblems(problemsOf(files_, entries_, signer_.subPath(), options_));
@@ -117,14 +103,15 @@ void Build::gather() {
 }
 
 DigestedFiles Build::digestWithCache(std::vector<LibraryFile> files) {
-  const DigestCache known =
-      options_.cache ? DigestCache::parse(contentOf(root_ / kCacheName)) : DigestCache();
+  const std::string before = options_.cache ? contentOf(root_ / kCacheName) : std::string();
+  const DigestCache known = DigestCache::parse(before);
   DigestedFiles digested =
       digestFiles(std::move(files), known, options_.start, options_.onProgress);
   if (options_.isTrial) return digested;
   std::error_code error;
   if (options_.cache) {
-    error = replaceFile(root_, kCacheName, digested.cache.text());
+    const std::string text = digested.cache.text();
+    if (text != before) error = replaceFile(root_, kCacheName, text);
   } else {
     // What it tells may be what the publisher does not believe any more.
     fs::remove(root_ / kCacheName, error);
@@ -136,41 +123,32 @@ DigestedFiles Build::digestWithCache(std::vector<LibraryFile> files) {
   return digested;
 }
 
-/// What the library consists of beside its files. In this order: whoever sees the new stamp sees
-/// the new list, and no serial is given again.
-std::vector<Part> Build::makeParts() {
+/// The text of the stamp; of one that is made elsewhere, that of the last one, which is about as
+/// long.
+std::string Build::makeStamp() {
+  const std::string last = contentOf(root_ / mtlrules::kStampName);
   if (options_.isTrial && signer_.wasSigned()) {
     // Who signs is asked for a key only when there is something to sign.
-    result_.isNew = contentOf(root_ / mtlrules::kListName) != list_;
-    return {{mtlrules::kStampName, contentOf(root_ / mtlrules::kStampName)}};
-  }
-  if (!signer_.isNeeded()) {
-    result_.id = libraryId(list_, files_);
-    result_.isNew = contentOf(root_ / mtlrules::kStampName) != result_.id + "\n";
-    return {{mtlrules::kListName, list_}, {mtlrules::kStampName, result_.id + "\n"}};
+    result_.isNew = contentOf(root_ / mtlrules::kListName) != record_.list;
+    return last;
   }
   if (std::string warning = signer_.clockWarning(options_.start); !warning.empty()) {
     result_.warnings.push_back(std::move(warning));
   }
-  SignedStamp stamp = signer_.sign(list_, options_.start);
-  std::vector<Part> parts{{kSignedName, mtlsigning::commentText(stamp.release) + "\n"},
-                          {mtlrules::kListName, list_}};
-  if (!stamp.text.empty()) parts.emplace_back(mtlrules::kStampName, std::move(stamp.text));
-  result_.isNew = stamp.isNew;
-  result_.release = std::move(stamp.release);
-  return parts;
+  parts_ = makeParts(root_, record_, signer_, options_.start, false);
+  result_.id = parts_.id;
+  result_.release = parts_.release;
+  result_.isNew = parts_.isNew;
+  const auto& [name, content] = parts_.files.back();
+  return name == mtlrules::kStampName ? content : last;
 }
 
-void Build::compareWithLastBuild(const std::vector<Part>& parts) {
-  // One that is made elsewhere is about as long as the one that is there.
-  const bool hasStamp = parts.back().first == mtlrules::kStampName;
-  const std::string stamp =
-      hasStamp ? parts.back().second : contentOf(root_ / mtlrules::kStampName);
+void Build::compareWithLastBuild(const std::string& stamp) {
   const std::string lastList = contentOf(root_ / mtlrules::kListName);
   if (!result_.isNew) {
     result_.byKit.add(stamp.size());
     result_.byModule.add(stamp.size());
-    result_.isListRestored = lastList != list_;
+    result_.isListRestored = lastList != record_.list;
     result_.changes.emplace();
     return;
   }
@@ -183,7 +161,7 @@ void Build::compareWithLastBuild(const std::vector<Part>& parts) {
   result_.byModule = changes.byModule;
   for (Fetches* fetches : {&result_.byKit, &result_.byModule}) {
     fetches->add(stamp.size());
-    fetches->add(list_.size());
+    fetches->add(record_.list.size());
   }
   if (before) {
     result_.changes = std::move(changes);
@@ -203,11 +181,15 @@ void Build::refuseUnreachable() {
   }
 }
 
-void Build::write(const std::vector<Part>& parts) {
-  for (const auto& [name, content] : parts) {
-    if (const std::error_code error = replaceFile(root_, name, content)) {
-      return addProblem(writeProblem(name, error));
-    }
+void Build::write() {
+  KeptBuilds builds(root_);
+  if (options_.keep > 0) addProblem(builds.keepContents(files_));
+  addProblems(changedSince(files_));
+  if (result_.problems.empty()) addProblem(writeParts(root_, parts_));
+  if (!result_.problems.empty() || options_.keep == 0) return;
+  if (!result_.isNew && !builds.numbers().empty()) return;
+  if (std::string problem = builds.add(record_, options_.keep); !problem.empty()) {
+    result_.warnings.push_back(std::move(problem));
   }
 }
 

@@ -18,6 +18,8 @@
 namespace mtlpublish {
 
 struct PublishOptions : ListingOptions {
+  /// How many builds before this one are kept, so that they can be published again.
+  std::size_t keep = 0;
   /// Write nothing at all, and sign nothing.
   bool isTrial = false;
   /// Keep what was found out about the files, in a file beside the list, and read only

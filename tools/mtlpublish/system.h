@@ -33,9 +33,9 @@ inline bool operator==(const FileState& a, const FileState& b) {
 /// Follows symbolic links.
 std::error_code readFileState(const std::filesystem::path& file, FileState& state);
 
-/// True when `path` itself is a symbolic link, or a mount point that Windows takes for a
+/// True when the entry itself is a symbolic link, or a mount point that Windows takes for a
 /// kind of link.
-bool isLink(const std::filesystem::path& path);
+bool isLink(const std::filesystem::directory_entry& entry);
 
 /// The absolute path of what `path` stands for, which exists: without links, "." and
 /// "..", and with the names as they are on the disk.

@@ -135,9 +135,9 @@ std::error_code readFileState(const fs::path& file, FileState& state) {
   return {};
 }
 
-bool isLink(const fs::path& path) {
+bool isLink(const fs::directory_entry& entry) {
   std::error_code error;
-  return fs::is_symlink(fs::symlink_status(path, error));
+  return entry.is_symlink(error);
 }
 
 fs::path canonicalPath(const fs::path& path, std::error_code& error) {

@@ -94,9 +94,9 @@ std::error_code readFileState(const fs::path& path, FileState& state) {
   return error;
 }
 
-bool isLink(const fs::path& path) {
+bool isLink(const fs::directory_entry& entry) {
   WIN32_FIND_DATAW found;
-  const HANDLE search = FindFirstFileW(path.c_str(), &found);
+  const HANDLE search = FindFirstFileW(entry.path().c_str(), &found);
   if (search == INVALID_HANDLE_VALUE) return false;
   FindClose(search);
   return (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&

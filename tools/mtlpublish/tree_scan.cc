@@ -25,7 +25,7 @@ namespace fs = std::filesystem;
 /// For names in the library's folder itself.
 bool isWritten(std::string_view name) {
   return name == mtlrules::kListName || name == mtlrules::kStampName || name == kCacheName ||
-         name == kSignedName;
+         name == kSignedName || name == kAgainName || name == kLockName;
 }
 
 bool endsWith(std::string_view name, std::string_view end) {
@@ -65,11 +65,11 @@ class Scanner {
     // A folder is recognised by its canonical path, whichever links led to it.
     std::error_code error;
     const fs::path canonical = canonicalPath(folder, error);
-    std::vector<fs::path> entries;
+    std::vector<fs::directory_entry> entries;
     fs::directory_iterator entry;
     if (!error) entry = fs::directory_iterator(canonical, error);
     for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
-      entries.push_back(entry->path());
+      entries.push_back(*entry);
     }
     if (error) {
       addProblem(prefix, "cannot be read: " + errorMessage(error));
@@ -85,15 +85,16 @@ class Scanner {
     std::sort(entries.begin(), entries.end());
     open_.push_back(canonical);
     bool straight = true;
-    for (const fs::path& path : entries)
-      straight = visit(path, prefix) && straight;
+    for (const fs::directory_entry& one : entries)
+      straight = visit(one, prefix) && straight;
     open_.pop_back();
     if (!straight) circular_.insert(canonical);
     return straight;
   }
 
-  /// False when a symbolic link, `path` or one below it, leads back.
-  bool visit(const fs::path& path, const std::string& prefix) {
+  /// False when a symbolic link, the entry or one below it, leads back.
+  bool visit(const fs::directory_entry& entry, const std::string& prefix) {
+    const fs::path& path = entry.path();
     const std::string name = fileName(path);
     const std::string relative = prefix + name;
     std::error_code error;
@@ -125,12 +126,15 @@ class Scanner {
       addProblem(relative, problem);
       return true;
     }
-    if (isLink(path) && !acceptLink(path, relative)) return true;
-    const fs::file_status status = fs::status(path, error);
-    if (fs::is_directory(status)) return walk(path, relative + "/");
-    if (fs::is_regular_file(status)) {
+    if (isLink(entry) && !acceptLink(path, relative)) return true;
+    // Of these the folder may have told already.
+    if (entry.is_directory(error)) return walk(path, relative + "/");
+    if (entry.is_regular_file(error)) {
       result_.files.push_back({relative, path});
-    } else if (fs::status_known(status) && fs::exists(status)) {
+      return true;
+    }
+    const fs::file_status status = fs::status(path, error);
+    if (fs::status_known(status) && fs::exists(status)) {
       addProblem(relative, "neither a file nor a folder");
     } else {
       addProblem(relative, "cannot be read: " + errorMessage(error));
@@ -179,9 +183,14 @@ class Scanner {
 }  // namespace
 
 bool isPrivateName(std::string_view name) {
-  if (name == kCacheName || name == kSignedName || name == kConfigName ||
-      name == mtlrules::kStateFolderName)
-    return true;
+  constexpr std::array<std::string_view, 7> kNames = {kCacheName,
+                                                      kSignedName,
+                                                      kAgainName,
+                                                      kLockName,
+                                                      kKeptFolderName,
+                                                      kConfigName,
+                                                      mtlrules::kStateFolderName};
+  if (std::find(kNames.begin(), kNames.end(), name) != kNames.end()) return true;
   return name.size() >= kTemporaryPrefix.size() + kTemporarySuffix.size() &&
          name.substr(0, kTemporaryPrefix.size()) == kTemporaryPrefix &&
          name.substr(name.size() - kTemporarySuffix.size()) == kTemporarySuffix;

@@ -17,6 +17,12 @@ inline constexpr const char* kCacheName = ".mtlpublish-cache";
 inline constexpr const char* kSignedName = ".mtlpublish-signed";
 /// Where a library's configuration is, unless it is somewhere else.
 inline constexpr const char* kConfigName = "library.toml";
+/// That a library without a signature was published again.
+inline constexpr const char* kAgainName = ".mtlpublish-again";
+/// By which builds keep each other away.
+inline constexpr const char* kLockName = ".mtlpublish-lock";
+/// Where earlier builds are kept.
+inline constexpr const char* kKeptFolderName = ".mtlpublish";
 /// How the names of files begin and end that are being written.
 inline constexpr std::string_view kTemporaryPrefix = ".mtlpublish-";
 inline constexpr std::string_view kTemporarySuffix = ".tmp";

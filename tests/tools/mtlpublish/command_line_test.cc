@@ -39,7 +39,8 @@ class CommandLine : public testing::Test {
 TEST_F(CommandLine, RefusesWrongUsageInTwoLines) {
   writeFile(dir_ / "a", "1");
   const std::string folder = dir_ / "";
-  expectUsageError({}, "a command is needed: build, diff, files, init, keygen, verify or serve");
+  expectUsageError(
+      {}, "a command is needed: build, diff, files, init, keygen, rollback, verify or serve");
   expectUsageError({"publish"}, "The following argument was not expected: publish");
   expectUsageError({"build"}, "DIR is required");
   expectUsageError({"build", ""}, "DIR: must not be empty");
@@ -90,6 +91,7 @@ TEST_F(CommandLine, PrintsHelpThatFitsAScreen) {
                                                     {"files", "--help"},
                                                     {"init", "--help"},
                                                     {"keygen", "--help"},
+                                                    {"rollback", "--help"},
                                                     {"verify", "-h"},
                                                     {"serve", "-h"}}) {
     const ProcessResult result = run(arguments);
@@ -271,6 +273,23 @@ TEST_F(CommandLine, BuildsNothingByAConfigurationThatIsWrong) {
   EXPECT_FALSE(fs::exists(dir_.path() / "id.txt"));
 }
 
+TEST_F(CommandLine, RollbackPublishesTheBuildBefore) {
+  writeFile(dir_ / "library.toml", "keep = 1\n");
+  writeFile(dir_ / "a", "1");
+  run({"build", dir_ / ""});
+  ProcessResult result = run({"rollback", dir_ / ""});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_THAT(result.err, HasSubstr("no build before the last one is kept"));
+  writeFile(dir_ / "a", "22");
+  run({"build", dir_ / ""});
+  result = run({"rollback", dir_ / ""});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.out, "Published the build before, id " + readFile(dir_ / "id.txt").substr(0, 8) +
+                            "…\n1 file has its former content, 0 files removed\n");
+  EXPECT_EQ(readFile(dir_ / "a"), "1");
+}
+
 TEST_F(CommandLine, PrintsOneObjectForOtherPrograms) {
   writeFile(dir_ / "a", "1");
   writeFile(dir_ / ".b", "1");
@@ -428,7 +447,7 @@ TEST_F(CommandLine, BuildNamesEveryFileThatCannotBePublished) {
   EXPECT_EQ(result.err,
             "mtlpublish: filelist.json: a folder where publishing writes a file of that name\n"
             "mtlpublish: id.txt: a folder where publishing writes a file of that name\n");
-  EXPECT_EQ(readTree(dir_ / "").size(), 1U) << "the cache";
+  EXPECT_EQ(readTree(dir_ / "").size(), 2U) << "the cache and the lock";
 }
 
 TEST_F(CommandLine, ReportsALostOutput) {

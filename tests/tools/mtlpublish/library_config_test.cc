@@ -48,6 +48,7 @@ exclude = ["work", "*.psd"]
 include = [".well-known"]
 never = ["*.txt"]
 allow = ["long-paths", "changed-missing"]
+keep = 3
 [[policy]]
 files = ["maps/new/*"]
 download = "always"
@@ -72,6 +73,7 @@ sub-path = "beta"
               ElementsAre("never *.txt", "always maps/new/*", "missing maps/*", "missing *.png"));
   EXPECT_EQ(config.keyFile.generic_u8string(), "folder/../oak.key");
   EXPECT_EQ(config.expires, 30);
+  EXPECT_EQ(config.keep, 3);
   EXPECT_EQ(config.subPath, "beta");
 }
 
@@ -155,8 +157,8 @@ TEST(FirstConfig, IsGoodForAnEmptyFolder) {
 
 TEST(FirstConfig, IsGoodAlsoWithItsCommentsTaken) {
   std::string text = firstConfig({}, "a;b");
-  for (const std::string comment : {"# name", "# exclude", "# allow", "# [[policy", "# files",
-                                    "# download", "# [signing", "# key", "# expires"}) {
+  for (const std::string comment : {"# name", "# exclude", "# allow", "# keep", "# [[policy",
+                                    "# files", "# download", "# [signing", "# key", "# expires"}) {
     const auto at = text.find("\n" + comment);
     ASSERT_NE(at, text.npos) << comment;
     text.erase(at + 1, 2);

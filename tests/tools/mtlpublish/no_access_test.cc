@@ -2,6 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <map>
+#include <string>
+
 #include "mtlpublish/publisher.h"
 #include "mtlpublish/verify.h"
 #include "support/no_access.h"
@@ -11,7 +15,15 @@ namespace {
 
 using mtlpublish::publish;
 using testing::ElementsAre;
-using WithoutAccess = TreeScanTest;
+
+class WithoutAccess : public TreeScanTest {
+ protected:
+  /// Lets those lock the folder, too, who may not write to it.
+  void letEverybodyLock() {
+    add(".mtlpublish-lock");
+    std::filesystem::permissions(root_ / ".mtlpublish-lock", std::filesystem::perms::all);
+  }
+};
 
 TEST_F(WithoutAccess, AFolderCannotBeRead) {
   add("closed/a");
@@ -26,6 +38,7 @@ TEST_F(WithoutAccess, AFolderCannotBeRead) {
 TEST_F(WithoutAccess, FilesCannotBeRead) {
   for (const char* path : {"a", "b", "c"})
     add(path);
+  letEverybodyLock();
   {
     const NoAccess closed({root_ / "a", root_ / "c"});
     EXPECT_THAT(publish(root_, {}).problems, ElementsAre("a: cannot be read: Permission denied",
@@ -33,12 +46,14 @@ TEST_F(WithoutAccess, FilesCannotBeRead) {
   }
   auto files = readTree(root_.u8string());
   files.erase(".mtlpublish-cache");
+  files.erase(".mtlpublish-lock");
   EXPECT_EQ(files.size(), 3U);
 }
 
 TEST_F(WithoutAccess, TheListCannotBeWritten) {
   add("a");
   add("filelist.json");
+  letEverybodyLock();
   {
     const NoAccess closed({root_ / "filelist.json"});
     EXPECT_THAT(publish(root_, {}).problems,
@@ -46,6 +61,7 @@ TEST_F(WithoutAccess, TheListCannotBeWritten) {
   }
   auto files = readTree(root_.u8string());
   files.erase(".mtlpublish-cache");
+  files.erase(".mtlpublish-lock");
   EXPECT_EQ(files,
             (std::map<std::string, std::string>{{"a", "a"}, {"filelist.json", "filelist.json"}}));
 }

@@ -80,14 +80,14 @@ TEST(PublishOrder, LeavesTheOldIdWhenTheListCannotBeWritten) {
   EXPECT_EQ(readFile(dir / "id.txt"), id);
 }
 
-TEST(PublishOrder, LeavesTheNewListWhenTheIdCannotBeWritten) {
+TEST(PublishOrder, PutsTheOldListBackWhenTheIdCannotBeWritten) {
   const TempDir dir;
   writeFile(dir / "a", "1");
   mtlpublish::publish(dir.path(), {});
   writeFile(dir / "a", "12");
   EXPECT_THAT(publishWithoutRoomFor("id.txt", dir).problems,
               ElementsAre(StartsWith("id.txt: cannot be written: ")));
-  EXPECT_EQ(buildOf(readFile(dir / "filelist.json")), 2U);
+  EXPECT_EQ(buildOf(readFile(dir / "filelist.json")), 1U);
 }
 
 TEST(PublishOrder, NeedsNoCache) {

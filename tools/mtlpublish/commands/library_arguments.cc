@@ -32,10 +32,14 @@ void addPatterns(const std::vector<std::string>& patterns, std::vector<Glob>& gl
 
 }  // namespace
 
-void addLibraryOptions(CLI::App* command, LibraryArguments& arguments) {
-  addPlace(command, "DIR", arguments.folder, "Folder to publish");
+void addConfigOption(CLI::App* command, LibraryArguments& arguments) {
   addText(command, "--config", "FILE", arguments.config,
           "Configuration instead of DIR/library.toml");
+}
+
+void addLibraryOptions(CLI::App* command, LibraryArguments& arguments) {
+  addPlace(command, "DIR", arguments.folder, "Folder to publish");
+  addConfigOption(command, arguments);
   addGlobs(command, "--missing", arguments.missing,
            "Files that clients fetch only if they lack them");
   addGlobs(command, "--never", arguments.never, "Files that clients never fetch, --missing or not");
@@ -91,6 +95,7 @@ PublishOptions publishOptions(const LibraryArguments& arguments, const LibraryCo
   options.lossy = options.lossy || arguments.lossy;
   for (const std::string& kind : arguments.allow)
     allow(kind, options);
+  options.keep = static_cast<std::size_t>(config.keep);
   options.cache = !arguments.noCache;
   return options;
 }

@@ -27,6 +27,10 @@ struct LibraryArguments {
   bool json = false;
 };
 
+/// Adds --config.
+void addConfigOption(CLI::App* command, LibraryArguments& arguments);
+
+/// Adds that and all others.
 void addLibraryOptions(CLI::App* command, LibraryArguments& arguments);
 
 /// "" when the options go together.

@@ -1,0 +1,143 @@
+// Contents are files of their own, named by their digests, so that what does not change from build
+// to build is kept once. They are copies: a publisher may write into the library's files.
+#include "mtlpublish/kept_builds.h"
+
+#include <algorithm>
+#include <set>
+#include <system_error>
+#include <utility>
+
+#include "mtlpublish/file_name.h"
+#include "mtlpublish/system.h"
+#include "mtlpublish/tree_scan.h"
+#include "mtlpublish/whole_file.h"
+#include "rules/printable.h"
+
+namespace mtlpublish {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kFirstLine = "mtlpublish build 1\n";
+constexpr std::size_t kDigestLength = 64;
+constexpr const char* kBuilds = "builds";
+constexpr const char* kContents = "contents";
+
+std::string keepProblem(const std::string& what, const std::error_code& error) {
+  return what + ": cannot be kept: " + errorMessage(error);
+}
+
+std::optional<std::uint64_t> numberIn(const std::string& name) {
+  if (name.empty() || name.size() > 18) return std::nullopt;
+  if (name.find_first_not_of("0123456789") != name.npos) return std::nullopt;
+  return std::stoull(name);
+}
+
+}  // namespace
+
+std::string recordText(const BuildRecord& record) {
+  std::string text(kFirstLine);
+  for (const BuildRecord::File& file : record.files)
+    text += file.sha256 + ' ' + file.path + '\n';
+  // Paths have no line break, and a list ends in one: a text that was cut is none.
+  return text + '\n' + record.list;
+}
+
+std::optional<BuildRecord> parseRecord(std::string_view text) {
+  if (text.substr(0, kFirstLine.size()) != kFirstLine) return std::nullopt;
+  text.remove_prefix(kFirstLine.size());
+  BuildRecord record;
+  while (true) {
+    const std::size_t end = text.find('\n');
+    if (end == text.npos) return std::nullopt;
+    const std::string_view line = text.substr(0, end);
+    text.remove_prefix(end + 1);
+    if (line.empty()) break;
+    if (line.size() < kDigestLength + 2 || line[kDigestLength] != ' ') return std::nullopt;
+    const std::string_view digest = line.substr(0, kDigestLength);
+    if (digest.find_first_not_of("0123456789abcdef") != digest.npos) return std::nullopt;
+    record.files.push_back({std::string(line.substr(kDigestLength + 1)), std::string(digest)});
+  }
+  if (text.size() < 2 || text.substr(text.size() - 2) != "]\n") return std::nullopt;
+  record.list = text;
+  return record;
+}
+
+KeptBuilds::KeptBuilds(const fs::path& root) : root_(root), folder_(root / kKeptFolderName) {}
+
+fs::path KeptBuilds::contentFile(std::string_view sha256) const {
+  return folder_ / kContents / std::string(sha256);
+}
+
+std::string KeptBuilds::keepContents(const std::vector<DigestedFile>& files) {
+  std::error_code error;
+  fs::create_directories(folder_ / kContents, error);
+  if (error) return keepProblem(kKeptFolderName, error);
+  for (const DigestedFile& file : files) {
+    const fs::path content = contentFile(file.sha256);
+    if (fs::exists(content, error)) continue;
+    const fs::path unfinished = fs::path(content) += kTemporarySuffix;
+    fs::copy_file(file.file.location, unfinished, fs::copy_options::overwrite_existing, error);
+    if (!error) error = renameOver(unfinished, content);
+    if (error) return keepProblem(mtlrules::printable(file.file.path), error);
+  }
+  return {};
+}
+
+std::string KeptBuilds::add(const BuildRecord& record, std::size_t count) {
+  std::error_code error;
+  fs::create_directories(folder_ / kBuilds, error);
+  const std::vector<std::uint64_t> there = numbers();
+  const std::uint64_t number = there.empty() ? 1 : there.back() + 1;
+  if (!error) error = replaceFile(folder_ / kBuilds, std::to_string(number), recordText(record));
+  if (error) return keepProblem("the build", error);
+  for (std::size_t i = 0; i + count < there.size(); ++i)
+    forget(there[i]);
+  removeUnusedContents();
+  return {};
+}
+
+std::vector<std::uint64_t> KeptBuilds::numbers() const {
+  std::vector<std::uint64_t> numbers;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder_ / kBuilds, error);
+       !error && entry != fs::directory_iterator(); entry.increment(error)) {
+    if (const auto number = numberIn(fileName(entry->path()))) numbers.push_back(*number);
+  }
+  std::sort(numbers.begin(), numbers.end());
+  return numbers;
+}
+
+std::optional<BuildRecord> KeptBuilds::read(std::uint64_t number) const {
+  std::string text;
+  if (readContent(folder_ / kBuilds / std::to_string(number), text)) return std::nullopt;
+  return parseRecord(text);
+}
+
+void KeptBuilds::forget(std::uint64_t number) {
+  std::error_code ignored;
+  fs::remove(folder_ / kBuilds / std::to_string(number), ignored);
+}
+
+// What stays behind costs room, and is looked for again after the next build.
+void KeptBuilds::removeUnusedContents() {
+  std::set<std::string> used;
+  for (const std::uint64_t number : numbers()) {
+    const std::optional<BuildRecord> record = read(number);
+    // Without it nobody knows what it needs.
+    if (!record) return;
+    for (const BuildRecord::File& file : record->files)
+      used.insert(file.sha256);
+  }
+  std::vector<fs::path> unused;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder_ / kContents, error);
+       !error && entry != fs::directory_iterator(); entry.increment(error)) {
+    if (used.count(fileName(entry->path())) == 0) unused.push_back(entry->path());
+  }
+  for (const fs::path& file : unused)
+    fs::remove(file, error);
+}
+
+}  // namespace mtlpublish

@@ -1,0 +1,40 @@
+// What a release consists of beside the library's files: its list, its stamp, and what is to be
+// remembered of it; made for a build and for one that is published again.
+#ifndef MTLLIB_TOOLS_MTLPUBLISH_RELEASE_PARTS_H_
+#define MTLLIB_TOOLS_MTLPUBLISH_RELEASE_PARTS_H_
+
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "mtlpublish/kept_builds.h"
+#include "mtlpublish/library_stamp.h"
+#include "signing/release_comment.h"
+
+namespace mtlpublish {
+
+struct ReleaseParts {
+  /// Names of files in the library's folder with their contents, in the order in which they are to
+  /// be written: whoever sees the new stamp sees the new list, and no serial is given again.
+  std::vector<std::pair<std::string, std::string>> files;
+  std::string id{};                              ///< The library's; "" when it is signed.
+  std::optional<mtlsigning::Release> release{};  ///< That is signed.
+  bool isNew = false;                            ///< The stamp is another one than before.
+};
+
+/// The parts for this list and these files of the library in `root`. With `isAgain`, the stamp is
+/// one that was never there before, though the same was published once.
+ReleaseParts makeParts(const std::filesystem::path& root, const BuildRecord& build,
+                       const LibrarySigner& signer, std::chrono::system_clock::time_point now,
+                       bool isAgain);
+
+/// Writes the parts: all of them, or, where one cannot be written, none but what keeps serials from
+/// being given twice. Returns what went wrong; "" when nothing did.
+std::string writeParts(const std::filesystem::path& root, const ReleaseParts& parts);
+
+}  // namespace mtlpublish
+
+#endif  // MTLLIB_TOOLS_MTLPUBLISH_RELEASE_PARTS_H_

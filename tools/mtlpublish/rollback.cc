@@ -1,0 +1,172 @@
+// First all that could go wrong is looked at, then files, then list and stamp, as in a build. A
+// rollback that was cut is finished by the next one, which finds the files that are placed already.
+#include "mtlpublish/rollback.h"
+
+#include <map>
+#include <system_error>
+#include <utility>
+
+#include "mtlpublish/build_lock.h"
+#include "mtlpublish/contained_path.h"
+#include "mtlpublish/kept_builds.h"
+#include "mtlpublish/release_parts.h"
+#include "mtlpublish/system.h"
+#include "mtlpublish/tree_scan.h"
+#include "mtlpublish/whole_file.h"
+#include "rules/printable.h"
+#include "update/file_digest.h"
+
+namespace mtlpublish {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class Rollback {
+ public:
+  Rollback(fs::path root, const SigningOptions& signing, std::chrono::system_clock::time_point now)
+      : root_(std::move(root)), signer_(root_, signing), now_(now), builds_(root_) {}
+
+  RollbackResult run() {
+    addProblem(lock_.take(root_));
+    addProblem(signer_.problem());
+    if (result_.problems.empty()) choose();
+    if (result_.problems.empty()) compare();
+    if (result_.problems.empty()) placeAll();
+    if (result_.problems.empty()) publish();
+    return std::move(result_);
+  }
+
+ private:
+  void addProblem(std::string problem) {
+    if (!problem.empty()) result_.problems.push_back(std::move(problem));
+  }
+  void addProblem(const std::string& path, const std::string& problem) {
+    addProblem(mtlrules::printable(path) + ": " + problem);
+  }
+
+  void choose();
+  void compare();
+  void placeAll();
+  void publish();
+
+  fs::path place(const std::string& path) const { return root_ / fs::u8path(path); }
+  /// "" for a file that is not there; none when it cannot be read.
+  static std::optional<std::string> digestOf(const fs::path& file);
+
+  fs::path root_;
+  LibrarySigner signer_;
+  std::chrono::system_clock::time_point now_;
+  KeptBuilds builds_;
+  BuildLock lock_;
+  std::uint64_t lastNumber_ = 0;
+  BuildRecord last_;
+  BuildRecord before_;
+  std::vector<BuildRecord::File> toPlace_;
+  std::vector<std::string> toRemove_;
+  RollbackResult result_;
+};
+
+std::optional<std::string> Rollback::digestOf(const fs::path& file) {
+  std::error_code error;
+  const fs::file_status status = fs::status(file, error);
+  if (status.type() == fs::file_type::not_found) return "";
+  mtlupdate::FileDigest digest;
+  if (mtlupdate::digestFile(file, digest)) return std::nullopt;
+  return mtlupdate::hexText(*digest.sha256);
+}
+
+void Rollback::choose() {
+  const std::vector<std::uint64_t> numbers = builds_.numbers();
+  if (numbers.size() < 2) {
+    return addProblem("no build before the last one is kept: say keep = 1 or more in library.toml");
+  }
+  lastNumber_ = numbers.back();
+  auto last = builds_.read(numbers.back());
+  auto before = builds_.read(numbers[numbers.size() - 2]);
+  if (!last || !before) return addProblem(std::string(kKeptFolderName), "is damaged");
+  last_ = *std::move(last);
+  before_ = *std::move(before);
+}
+
+void Rollback::compare() {
+  std::map<std::string, std::string> latest;
+  for (const BuildRecord::File& file : last_.files)
+    latest.emplace(file.path, file.sha256);
+  const auto isExpected = [](const std::optional<std::string>& found, const std::string& one,
+                             const std::string& other) {
+    return found && (*found == one || *found == other);
+  };
+  for (const BuildRecord::File& file : before_.files) {
+    const auto entry = latest.find(file.path);
+    const std::string lastDigest = entry == latest.end() ? "" : entry->second;
+    if (entry != latest.end()) latest.erase(entry);
+    if (lastDigest == file.sha256) continue;
+    const std::optional<std::string> found = digestOf(place(file.path));
+    if (!isExpected(found, file.sha256, lastDigest)) {
+      addProblem(file.path, "has changed since the last build");
+    } else if (*found != file.sha256) {
+      if (digestOf(builds_.contentFile(file.sha256)) != file.sha256) {
+        addProblem(file.path, "its former content is not kept, or damaged");
+      }
+      toPlace_.push_back(file);
+    }
+  }
+  for (const auto& [path, digest] : latest) {
+    const std::optional<std::string> found = digestOf(place(path));
+    if (!isExpected(found, digest, "")) {
+      addProblem(path, "has changed since the last build");
+    } else if (!found->empty()) {
+      toRemove_.push_back(path);
+    }
+  }
+}
+
+void Rollback::placeAll() {
+  std::error_code error;
+  for (const std::string& path : toRemove_) {
+    if (!fs::remove(place(path), error))
+      return addProblem(path, "cannot be removed: " + errorMessage(error));
+    ++result_.removed;
+    // A folder that is empty now may be where a file goes.
+    for (fs::path folder = place(path).parent_path();
+         folder != root_ && fs::is_empty(folder, error) && !error; folder = folder.parent_path())
+      fs::remove(folder, error);
+  }
+  for (const BuildRecord::File& file : toPlace_) {
+    const fs::path target = place(file.path);
+    const fs::path unfinished = target.parent_path() / (std::string(kTemporaryPrefix) + "rollback" +
+                                                        std::string(kTemporarySuffix));
+    fs::create_directories(target.parent_path(), error);
+    if (!error) {
+      fs::copy_file(builds_.contentFile(file.sha256), unfinished,
+                    fs::copy_options::overwrite_existing, error);
+    }
+    if (!error) error = renameOver(unfinished, target);
+    if (error) return addProblem(file.path, "cannot be written: " + errorMessage(error));
+    ++result_.placed;
+  }
+}
+
+void Rollback::publish() {
+  ReleaseParts parts = makeParts(root_, before_, signer_, now_, true);
+  addProblem(writeParts(root_, parts));
+  if (!result_.problems.empty()) return;
+  builds_.forget(lastNumber_);
+  result_.id = std::move(parts.id);
+  result_.release = std::move(parts.release);
+}
+
+}  // namespace
+
+RollbackResult rollback(const fs::path& folder, const SigningOptions& signing,
+                        std::chrono::system_clock::time_point now) {
+  std::error_code error;
+  const fs::path root = canonicalFolder(folder, error);
+  if (!error) return Rollback(root, signing, now).run();
+  RollbackResult result;
+  result.problems.push_back(mtlrules::printable(folder.u8string()) + ": " + errorMessage(error));
+  return result;
+}
+
+}  // namespace mtlpublish
