@@ -78,16 +78,16 @@ std::vector<NameFinding> findingsOf(std::string_view path) {
 std::string PublishedNames::clash(const Use& use, const std::string& path) {
   if (use.isFolder) return "is a folder of other files, too";
   if (use.path != path) {
-    return "differs from " + quoted(use.path) + " only in upper and lower case";
+    return "differs from " + quoted(use.path) + " only in case, or in how accents are written";
   }
   return "is listed more than once";
 }
 
 std::string PublishedNames::clashOf(const std::string& path) {
-  Key key = fold_(codePoints(path));
+  Key key = fold_(path);
   const auto [place, isNew] = taken_.try_emplace(key, Use{path, false});
   if (!isNew) return clash(place->second, path);
-  for (std::size_t end = key.rfind(U'/'); end != key.npos; end = key.rfind(U'/')) {
+  for (std::size_t end = key.rfind('/'); end != key.npos; end = key.rfind('/')) {
     key.resize(end);
     const auto [above, isNewFolder] = taken_.try_emplace(key, Use{"", true});
     if (!above->second.isFolder) return "lies in " + quoted(above->second.path) + ", a file";

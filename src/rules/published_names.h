@@ -14,8 +14,8 @@ namespace mtlrules {
 enum class NameFault {
   kUnsavable,    ///< No client can hold the name.
   kWindowsName,  ///< Windows cannot hold the name.
-  kSameName,     ///< The file is another one, or lies in another file, where case makes none.
-  kLongPath,     ///< The path leaves less than 60 bytes for the folder of a copy.
+  kSameName,  ///< A file is another one, or lies in one, where case or accents are not told apart.
+  kLongPath,  ///< The path leaves less than 60 bytes for the folder of a copy.
   kUnusedEntry,  ///< Clients pass over the entry, as they have a file of their own there.
 };
 
@@ -33,8 +33,8 @@ struct NameFinding {
 /// Looks at the paths that clients fetch, one after another.
 class PublishedNames {
  public:
-  /// Makes one of characters that some system does not tell apart.
-  using Fold = std::u32string (*)(std::u32string);
+  /// Gives paths that some system does not tell apart the same text, with '/' where it was.
+  using Fold = std::string (*)(const std::string&);
 
   /// `subPath` is that of the clients, "" for none.
   PublishedNames(std::string_view subPath, Fold fold) : subPath_(subPath), fold_(fold) {}
@@ -43,7 +43,7 @@ class PublishedNames {
   std::vector<NameFinding> add(const std::string& path);
 
  private:
-  using Key = std::u32string;
+  using Key = std::string;
   struct Use {
     std::string path;  // Of a file.
     bool isFolder;

@@ -1,8 +1,13 @@
 // What a list can hold, a request can carry and a client can store.
 #include "mtlpublish/file_name.h"
 
-#include <algorithm>
+#include <utf8proc.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+
+#include "rules/ascii.h"
 #include "rules/utf8.h"
 
 namespace mtlpublish {
@@ -68,6 +73,28 @@ std::string nameProblem(std::string_view name) {
   }
   if (std::any_of(name.begin(), name.end(), isControl)) return "the name has a control character";
   return {};
+}
+
+std::string foldedPath(const std::string& path) {
+  std::string folded = path;
+  const bool isPlain = std::all_of(path.begin(), path.end(),
+                                   [](char c) { return static_cast<signed char>(c) >= 0; });
+  if (isPlain) {
+    for (char& character : folded)
+      character = mtlrules::asciiLower(character);
+    return folded;
+  }
+  utf8proc_uint8_t* text = nullptr;
+  constexpr auto kWay =
+      static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_COMPOSE | UTF8PROC_CASEFOLD);
+  const utf8proc_ssize_t size =
+      utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(path.data()),
+                   static_cast<utf8proc_ssize_t>(path.size()), &text, kWay);
+  if (size >= 0) {
+    folded.assign(reinterpret_cast<const char*>(text), static_cast<std::size_t>(size));
+  }
+  std::free(text);
+  return folded;
 }
 
 }  // namespace mtlpublish

@@ -15,6 +15,10 @@ std::string fileName(const std::filesystem::path& path);
 /// "NAME: "; empty when every client can.
 std::string nameProblem(std::string_view name);
 
+/// The same for all paths that some system takes for one: where upper and lower case make no
+/// difference, nor the ways to write an accent. `path` is UTF-8.
+std::string foldedPath(const std::string& path);
+
 }  // namespace mtlpublish
 
 #endif  // MTLLIB_TOOLS_MTLPUBLISH_FILE_NAME_H_

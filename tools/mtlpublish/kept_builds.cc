@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "mtlpublish/file_name.h"
-#include "mtlpublish/system.h"
 #include "mtlpublish/tree_scan.h"
 #include "mtlpublish/whole_file.h"
 #include "rules/printable.h"
@@ -78,8 +77,10 @@ std::string KeptBuilds::keepContents(const std::vector<DigestedFile>& files) {
     const fs::path content = contentFile(file.sha256);
     if (fs::exists(content, error)) continue;
     const fs::path unfinished = fs::path(content) += kTemporarySuffix;
-    fs::copy_file(file.file.location, unfinished, fs::copy_options::overwrite_existing, error);
-    if (!error) error = renameOver(unfinished, content);
+    fs::remove(unfinished, error);
+    fs::copy_file(file.file.location, unfinished, error);
+    // Whether it is whole is looked at when it is needed, which is rarely.
+    if (!error) fs::rename(unfinished, content, error);
     if (error) return keepProblem(mtlrules::printable(file.file.path), error);
   }
   return {};

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "mtlpublish/system.h"
+#include "mtlpublish/file_name.h"
 #include "rules/list_entry.h"
 #include "rules/printable.h"
 
@@ -47,7 +47,7 @@ CheckedList checkList(std::string_view text) {
   }
   for (const ListProblem& problem : problems)
     list.problems.push_back(problemLine(problem));
-  mtlrules::PublishedNames names("", foldCase);
+  mtlrules::PublishedNames names("", foldedPath);
   for (const ListedFile& file : list.files)
     addFindings(file.path, names.add(file.path), {}, list.problems);
   return list;
@@ -56,7 +56,7 @@ CheckedList checkList(std::string_view text) {
 std::vector<std::string> checkEntries(const std::vector<ListEntry>& entries,
                                       const std::string& subPath, const AllowedFaults& allowed) {
   std::vector<std::string> problems;
-  mtlrules::PublishedNames names(subPath, foldCase);
+  mtlrules::PublishedNames names(subPath, foldedPath);
   for (const ListEntry& entry : entries) {
     if (entry.policy == DownloadPolicy::kNever) continue;
     addFindings(entry.path, names.add(entry.path), allowed, problems);

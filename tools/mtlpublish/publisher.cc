@@ -40,13 +40,14 @@ class Build {
  public:
   /// `root` is canonical.
   Build(const fs::path& root, const PublishOptions& options)
-      : root_(root), options_(options), signer_(root_, options.signing) {}
+      : root_(root),
+        options_(options),
+        lockProblem_(options.isTrial ? "" : lock_.take(root)),
+        signer_(root_, options.signing) {}
 
   PublishResult run() {
-    if (!options_.isTrial) {
-      addProblem(lock_.take(root_));
-      addProblem(signer_.problem());
-    }
+    addProblem(lockProblem_);
+    if (!options_.isTrial) addProblem(signer_.problem());
     if (!result_.problems.empty()) return std::move(result_);
     gather();
     const std::string stamp = makeStamp();
@@ -74,12 +75,14 @@ class Build {
 
   const fs::path& root_;
   const PublishOptions& options_;
+  // Taken before anything is read, such as the last serial.
+  BuildLock lock_;
+  std::string lockProblem_;
   LibrarySigner signer_;
   std::vector<DigestedFile> files_;
   std::vector<ListEntry> entries_;
   BuildRecord record_;
   ReleaseParts parts_;
-  BuildLock lock_;
   PublishResult result_;
 };
 

@@ -25,10 +25,14 @@ namespace fs = std::filesystem;
 class Rollback {
  public:
   Rollback(fs::path root, const SigningOptions& signing, std::chrono::system_clock::time_point now)
-      : root_(std::move(root)), signer_(root_, signing), now_(now), builds_(root_) {}
+      : root_(std::move(root)),
+        lockProblem_(lock_.take(root_)),
+        signer_(root_, signing),
+        now_(now),
+        builds_(root_) {}
 
   RollbackResult run() {
-    addProblem(lock_.take(root_));
+    addProblem(lockProblem_);
     addProblem(signer_.problem());
     if (result_.problems.empty()) choose();
     if (result_.problems.empty()) compare();
@@ -55,10 +59,12 @@ class Rollback {
   static std::optional<std::string> digestOf(const fs::path& file);
 
   fs::path root_;
+  // Taken before anything is read, such as the last serial.
+  BuildLock lock_;
+  std::string lockProblem_;
   LibrarySigner signer_;
   std::chrono::system_clock::time_point now_;
   KeptBuilds builds_;
-  BuildLock lock_;
   std::uint64_t lastNumber_ = 0;
   BuildRecord last_;
   BuildRecord before_;
@@ -138,10 +144,8 @@ void Rollback::placeAll() {
     const fs::path unfinished = target.parent_path() / (std::string(kTemporaryPrefix) + "rollback" +
                                                         std::string(kTemporarySuffix));
     fs::create_directories(target.parent_path(), error);
-    if (!error) {
-      fs::copy_file(builds_.contentFile(file.sha256), unfinished,
-                    fs::copy_options::overwrite_existing, error);
-    }
+    if (!error) fs::remove(unfinished, error);
+    if (!error) fs::copy_file(builds_.contentFile(file.sha256), unfinished, error);
     if (!error) error = renameOver(unfinished, target);
     if (error) return addProblem(file.path, "cannot be written: " + errorMessage(error));
     ++result_.placed;

@@ -1,5 +1,5 @@
 // What mtlpublish needs of the operating system beyond the standard library: the state of a
-// file, links, replacing, names without case, interrupts and sockets. One source file a system.
+// file, links, replacing, interrupts and sockets. One source file a system.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_SYSTEM_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_SYSTEM_H_
 
@@ -56,9 +56,6 @@ std::error_code createFile(const std::filesystem::path& file, std::string_view c
 /// is no terminal. An interrupt meanwhile ends the program as it does otherwise, with the terminal
 /// as it was.
 std::optional<std::string> askPassword(const std::string& prompt);
-
-/// The code points in lower case, each for itself, by the system's own tables.
-std::u32string foldCase(std::u32string text);
 
 /// From now on an interrupt or a request to terminate ends the program at once, with the
 /// exit status 0. A signal that was ignored stays so.

@@ -2,13 +2,11 @@
 #include "mtlpublish/system.h"
 
 #include <fcntl.h>
-#include <locale.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
-#include <wctype.h>
 
 #include <array>
 #include <cerrno>
@@ -88,13 +86,6 @@ std::string readLine(int descriptor) {
     line += character;
   }
   return line;
-}
-
-// Letters belong to a locale, whatever the user's is.
-locale_t utf8Locale() {
-  const locale_t found = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-  // That one always exists, and knows the letters of English.
-  return found != nullptr ? found : newlocale(LC_CTYPE_MASK, "C", nullptr);
 }
 
 // Any thread may be the one that is interrupted. AddressSanitizer looks at its stack before a
@@ -189,13 +180,6 @@ std::optional<std::string> askPassword(const std::string& prompt) {
   // It now does what it would have done. After a stop, somebody continued.
   raise(notedSignal);
   return askPassword(prompt);
-}
-
-std::u32string foldCase(std::u32string text) {
-  static const locale_t locale = utf8Locale();
-  for (char32_t& character : text)
-    character = static_cast<char32_t>(towlower_l(static_cast<wint_t>(character), locale));
-  return text;
 }
 
 void endWhenInterrupted() {

@@ -192,19 +192,6 @@ std::optional<std::string> askPassword(const std::string& prompt) {
   return line;
 }
 
-std::u32string foldCase(std::u32string text) {
-  constexpr char32_t kFirstPair = 0x10000;
-  for (char32_t& character : text) {
-    // What takes two units is left as it is.
-    if (character >= kFirstPair) continue;
-    const auto unit = static_cast<wchar_t>(character);
-    wchar_t lower = unit;
-    LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_LOWERCASE, &unit, 1, &lower, 1, nullptr, nullptr, 0);
-    character = lower;
-  }
-  return text;
-}
-
 void endWhenInterrupted() {
   SetConsoleCtrlHandler(end, TRUE);
 }

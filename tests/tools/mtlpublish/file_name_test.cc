@@ -25,4 +25,15 @@ TEST(FileName, SaysWhyClientsCannotHoldIt) {
   EXPECT_EQ(nameProblem("a\x7F"), "the name has a control character");
 }
 
+TEST(FoldedPath, IsOneForPathsThatSomeSystemTakesForOne) {
+  using mtlpublish::foldedPath;
+  EXPECT_EQ(foldedPath("Maps/OAK.tx"), "maps/oak.tx");
+  EXPECT_EQ(foldedPath("\u00C9"), foldedPath("\u00E9"));
+  EXPECT_EQ(foldedPath("Cafe\u0301"), foldedPath("caf\u00E9")) << "as macOS writes it";
+  EXPECT_EQ(foldedPath("\u1E9E"), foldedPath("ss"));
+  EXPECT_NE(foldedPath("e"), foldedPath("\u00E9"));
+  EXPECT_EQ(foldedPath("\uFB01"), foldedPath("fi")) << "as file systems do that fold in full";
+  EXPECT_NE(foldedPath("\u00B2"), foldedPath("2"));
+}
+
 }  // namespace

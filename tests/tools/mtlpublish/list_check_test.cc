@@ -90,9 +90,9 @@ TEST(ListCheck, NamesPathsThatSomeClientsCannotHold) {
 TEST(ListCheck, NamesPathsThatGetInEachOthersWay) {
   EXPECT_THAT(problemsWith({"a/b", "A/B", "a//b", "a/./c", "a\\\\c", "É", "é", "x", "x/y/z",
                             "p/q/r", "P/q"}),
-              ElementsAre("A/B: differs from \"a/b\" only in upper and lower case",
+              ElementsAre("A/B: differs from \"a/b\" only in case, or in how accents are written",
                           "a//b: is listed more than once", "a\\c: is listed more than once",
-                          "é: differs from \"É\" only in upper and lower case",
+                          "é: differs from \"É\" only in case, or in how accents are written",
                           "x/y/z: lies in \"x\", a file", "P/q: is a folder of other files, too"));
 }
 

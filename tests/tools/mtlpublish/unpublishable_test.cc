@@ -46,13 +46,15 @@ TEST_F(Unpublishable, AreSomeNamesAndWhatIsNoFile) {
 }
 
 TEST_F(Unpublishable, AreNamesThatOtherSystemsDoNotTellApart) {
-  for (const char* path : {"Oak.tx", "oak.tx", "nul", "maps/a", "Maps"})
+  for (const char* path : {"Oak.tx", "oak.tx", "nul", "maps/a", "Maps", "caf\u00E9", "cafe\u0301"})
     add(path);
   mtlpublish::PublishOptions options;
   EXPECT_THAT(
       mtlpublish::publish(root_, options).problems,
-      ElementsAre("maps/a: lies in \"Maps\", a file", "nul: Windows cannot hold the name \"nul\"",
-                  "oak.tx: differs from \"Oak.tx\" only in upper and lower case"));
+      ElementsAre("caf\u00E9: differs from \"cafe\u0301\" only in case, or in how accents are "
+                  "written",
+                  "maps/a: lies in \"Maps\", a file", "nul: Windows cannot hold the name \"nul\"",
+                  "oak.tx: differs from \"Oak.tx\" only in case, or in how accents are written"));
   options.allowed = {mtlrules::NameFault::kSameName, mtlrules::NameFault::kWindowsName};
   EXPECT_THAT(mtlpublish::publish(root_, options).problems, testing::IsEmpty());
 }
