@@ -33,10 +33,11 @@ int run(const common::Arguments& given) {
   program.require_subcommand(0, 1);
   program.footer(kFooter);
   const Command commands[] = {
-      mtlpublish::addBuildCommand(program),  mtlpublish::addDiffCommand(program),
-      mtlpublish::addFilesCommand(program),  mtlpublish::addInitCommand(program),
-      mtlpublish::addKeygenCommand(program), mtlpublish::addRollbackCommand(program),
-      mtlpublish::addVerifyCommand(program), mtlpublish::addServeCommand(program)};
+      mtlpublish::addBuildCommand(program),    mtlpublish::addDiffCommand(program),
+      mtlpublish::addFilesCommand(program),    mtlpublish::addInitCommand(program),
+      mtlpublish::addKeygenCommand(program),   mtlpublish::addReportCommand(program),
+      mtlpublish::addRollbackCommand(program), mtlpublish::addVerifyCommand(program),
+      mtlpublish::addServeCommand(program)};
   try {
     program.parse(given.count(), given.values());
   } catch (const CLI::Success& request) {
@@ -48,7 +49,7 @@ int run(const common::Arguments& given) {
     if (command.parser->parsed()) return command.run();
   }
   return mtlpublish::refuseUsage(
-      "a command is needed: build, diff, files, init, keygen, rollback, verify or serve");
+      "a command is needed: build, diff, files, init, keygen, report, rollback, verify or serve");
 }
 
 }  // namespace

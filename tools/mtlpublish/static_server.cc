@@ -19,6 +19,8 @@
 #include "mtlpublish/file_name.h"
 #include "mtlpublish/host_field.h"
 #include "mtlpublish/http_file.h"
+#include "mtlpublish/media_type.h"
+#include "mtlpublish/page/page.h"
 #include "mtlpublish/system.h"
 #include "mtlpublish/tree_scan.h"
 #include "rules/printable.h"
@@ -66,11 +68,7 @@ struct Part {
   std::uint64_t length = 0;
 };
 
-std::string contentType(const fs::path& file) {
-  if (file.extension() == ".json") return "application/json";
-  if (file.extension() == ".txt") return "text/plain";
-  return "application/octet-stream";
-}
+constexpr const char* kIndexName = "index.html";
 
 /// Sends a part of a file, which stays open as long as the response lasts.
 class FileBody {
@@ -124,12 +122,12 @@ std::optional<httplib::Range> takeRange(const httplib::Request& request, const F
 void sendPart(const fs::path& file, std::ifstream stream, const Part& part,
               httplib::Response& response) {
   if (part.length == 0) {
-    response.set_content("", contentType(file));
+    response.set_content("", mediaType(fileName(file)));
     return;
   }
   auto body = std::make_shared<FileBody>(std::move(stream), part.start);
   response.set_content_provider(
-      static_cast<std::size_t>(part.length), contentType(file),
+      static_cast<std::size_t>(part.length), mediaType(fileName(file)),
       [body](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
         return body->send(offset, length, sink);
       });
@@ -196,6 +194,21 @@ HandlerResponse refuse(int status, const char* reason, httplib::Response& respon
   return HandlerResponse::Handled;
 }
 
+HandlerResponse answerWithPage(const fs::path& root, httplib::Response& response) {
+  std::string problem;
+  const std::string page = libraryPage(root, std::chrono::system_clock::now(), problem);
+  if (!problem.empty()) return refuse(kNotFound, (problem + "\n").c_str(), response);
+  response.set_header("Content-Security-Policy", pagePolicy());
+  response.set_header("Cache-Control", "no-cache");
+  response.set_content(page, "text/html; charset=utf-8");
+  return HandlerResponse::Handled;
+}
+
+/// Whether the answer is for somebody to look at. Clients of the library never ask for that.
+bool isForBrowser(const httplib::Request& request) {
+  return request.get_header_value("Accept").find("text/html") != std::string::npos;
+}
+
 HandlerResponse answer(const fs::path& root, const ServerOptions& options,
                        const httplib::Request& request, httplib::Response& response) {
   answering = Answering{steady_clock::now(), 0};
@@ -222,7 +235,9 @@ HandlerResponse answer(const fs::path& root, const ServerOptions& options,
     response.status = kServiceUnavailable;
     return HandlerResponse::Handled;
   }
-  const std::optional<fs::path> file = fileWithin(root, path);
+  const bool isLookedAt = path.empty() && isForBrowser(request);
+  const std::optional<fs::path> file = fileWithin(root, isLookedAt ? kIndexName : path);
+  if (isLookedAt && !file) return answerWithPage(root, response);
   const bool isPrivate = file && isPrivateName(fileName(*file->lexically_relative(root).begin()));
   if (!file || isPrivate) return HandlerResponse::Unhandled;
   return answerWithFile(*file, request, response);

@@ -40,7 +40,7 @@ TEST_F(CommandLine, RefusesWrongUsageInTwoLines) {
   writeFile(dir_ / "a", "1");
   const std::string folder = dir_ / "";
   expectUsageError(
-      {}, "a command is needed: build, diff, files, init, keygen, rollback, verify or serve");
+      {}, "a command is needed: build, diff, files, init, keygen, report, rollback, verify or serve");
   expectUsageError({"publish"}, "The following argument was not expected: publish");
   expectUsageError({"build"}, "DIR is required");
   expectUsageError({"build", ""}, "DIR: must not be empty");

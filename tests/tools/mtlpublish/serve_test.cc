@@ -63,6 +63,57 @@ TEST_F(Serve, KnowsNothingElse) {
   EXPECT_EQ(Client().post(url_ + "maps/oak.tx", "").status, 404);
 }
 
+const Client::Headers kBrowser{"Accept: text/html,application/xhtml+xml,*/*;q=0.8"};
+
+TEST_F(Serve, ShowsBrowsersAPageAboutTheLibrary) {
+  start();
+  const Answer page = Client().get(url_, kBrowser);
+  EXPECT_EQ(page.status, 200);
+  EXPECT_THAT(page.body, HasSubstr("<title>lib – material library</title>"));
+  EXPECT_EQ(page.headers.at("content-type"), "text/html; charset=utf-8");
+  EXPECT_THAT(page.headers.at("content-security-policy"), HasSubstr("default-src 'none'"));
+  const Answer head = Client().head(url_, kBrowser);
+  EXPECT_EQ(head.status, 200);
+  EXPECT_EQ(head.body, "");
+  EXPECT_EQ(head.announced, page.announced);
+  EXPECT_EQ(static_cast<std::uint64_t>(page.announced), page.size);
+}
+
+TEST_F(Serve, ShowsThePageToNobodyElse) {
+  start();
+  EXPECT_EQ(Client().get(url_).status, 404);
+  EXPECT_EQ(Client().get(url_, {"Accept:"}).status, 404);
+  EXPECT_EQ(Client().get(url_ + "nothing", kBrowser).status, 404);
+  EXPECT_EQ(Client().get(url_ + "id.txt", kBrowser).body, "1\n");
+  EXPECT_EQ(Client().get(url_, {kBrowser.front(), "Host: elsewhere.example"}).status, 421);
+}
+
+TEST_F(Serve, ShowsBrowsersTheLibrarysOwnIndex) {
+  add("index.html", "own");
+  start();
+  const Answer answer = Client().get(url_, kBrowser);
+  EXPECT_EQ(answer.body, "own");
+  EXPECT_EQ(answer.headers.at("content-type"), "text/html");
+  EXPECT_EQ(answer.headers.count("content-security-policy"), 0U);
+  EXPECT_EQ(Client().get(url_).status, 404);
+}
+
+TEST_F(Serve, SaysWhyThereIsNoPage) {
+  fs::remove(dir_.path() / "lib" / "id.txt");
+  start();
+  const Answer answer = Client().get(url_, kBrowser);
+  EXPECT_EQ(answer.status, 404);
+  EXPECT_THAT(answer.body, HasSubstr("run mtlpublish build first"));
+}
+
+TEST_F(Serve, ShowsTheBuildThatWasLast) {
+  start();
+  Client client;
+  EXPECT_THAT(client.get(url_, kBrowser).body, HasSubstr("<code>1</code>"));
+  add("id.txt", "2\n");
+  EXPECT_THAT(client.get(url_, kBrowser).body, HasSubstr("<code>2</code>"));
+}
+
 TEST_F(Serve, NeverLeavesItsFolder) {
   writeFile(dir_ / "secret", "secret");
   std::error_code noLinksHere;

@@ -17,6 +17,7 @@ Command addDiffCommand(CLI::App& program);
 Command addFilesCommand(CLI::App& program);
 Command addInitCommand(CLI::App& program);
 Command addKeygenCommand(CLI::App& program);
+Command addReportCommand(CLI::App& program);
 Command addRollbackCommand(CLI::App& program);
 Command addVerifyCommand(CLI::App& program);
 Command addServeCommand(CLI::App& program);
