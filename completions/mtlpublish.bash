@@ -8,7 +8,7 @@ _mtlpublish() {
   if [[ $previous == = ]]; then previous=${COMP_WORDS[COMP_CWORD - 2]}; fi
   for ((i = 1; i < COMP_CWORD; ++i)); do
     case ${COMP_WORDS[i]} in
-      build | diff | files | init | keygen | rollback | verify | serve)
+      build | diff | files | init | keygen | report | rollback | verify | serve)
         command=${COMP_WORDS[i]}
         break
         ;;
@@ -22,7 +22,7 @@ _mtlpublish() {
       mapfile -t COMPREPLY < <(compgen -W 'windows-names same-names long-paths unused-entries changed-missing' -- "$word")
       return
       ;;
-    --config | --sign | --password-file | --key)
+    --config | --output | --sign | --password-file | --key)
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
       compopt -o filenames 2>/dev/null
       return
@@ -40,13 +40,14 @@ _mtlpublish() {
       options+=' --config --sign --prepare --no-sign --name --sub-path --expires --password-file'
       ;;
     keygen) options+=' --password-file --no-password' ;;
+    report) options+=' --output' ;;
     verify) options+=' --quick --key --json -q --quiet' ;;
     serve) options+=' --port --delay --fail --host-name -q --quiet' ;;
   esac
   if [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
   elif [[ -z $command ]]; then
-    mapfile -t COMPREPLY < <(compgen -W 'build diff files init keygen rollback verify serve' -- "$word")
+    mapfile -t COMPREPLY < <(compgen -W 'build diff files init keygen report rollback verify serve' -- "$word")
   else
     mapfile -t COMPREPLY < <(compgen -d -- "$word")
     compopt -o filenames 2>/dev/null

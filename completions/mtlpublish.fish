@@ -1,5 +1,5 @@
 # Completes mtlpublish in fish.
-set -l commands build diff files init keygen rollback verify serve
+set -l commands build diff files init keygen report rollback verify serve
 set -l none "not __fish_seen_subcommand_from $commands"
 set -l any "__fish_seen_subcommand_from $commands"
 complete -c mtlpublish -f
@@ -10,6 +10,7 @@ complete -c mtlpublish -n "$none" -a diff -d 'Say what a build would change'
 complete -c mtlpublish -n "$none" -a files -d 'Name the files that clients fetch'
 complete -c mtlpublish -n "$none" -a init -d 'Write a configuration to look through'
 complete -c mtlpublish -n "$none" -a keygen -d 'Make a pair of keys to sign libraries with'
+complete -c mtlpublish -n "$none" -a report -d 'Write a page that shows what is in it'
 complete -c mtlpublish -n "$none" -a rollback -d 'Publish the build before again'
 complete -c mtlpublish -n "$none" -a verify -d 'Check the library as clients see it'
 complete -c mtlpublish -n "$none" -a serve -d 'Serve the library on this computer alone'
@@ -39,6 +40,8 @@ complete -c mtlpublish -n '__fish_seen_subcommand_from build rollback keygen' -l
 complete -c mtlpublish -n '__fish_seen_subcommand_from build diff verify' -l json -d 'Print one JSON object and nothing else'
 
 complete -c mtlpublish -n '__fish_seen_subcommand_from keygen' -l no-password -d 'Do not encrypt the secret key'
+
+complete -c mtlpublish -n '__fish_seen_subcommand_from report' -l output -r -F -d 'File to write'
 
 complete -c mtlpublish -n '__fish_seen_subcommand_from verify' -l quick -d 'Compare sizes only'
 complete -c mtlpublish -n '__fish_seen_subcommand_from verify' -l key -r -F -d 'Public key that may have signed'

@@ -41,7 +41,7 @@ expect_same() {
 }
 
 for command_line in mtlsync mtlpublish "mtlpublish build" "mtlpublish diff" "mtlpublish files" "mtlpublish init" \
-  "mtlpublish keygen" "mtlpublish rollback" "mtlpublish verify" "mtlpublish serve"; do
+  "mtlpublish keygen" "mtlpublish report" "mtlpublish rollback" "mtlpublish verify" "mtlpublish serve"; do
   # shellcheck disable=SC2086  # a word or two
   {
     options=$(listed_options "$2"/$command_line)
@@ -51,7 +51,7 @@ for command_line in mtlsync mtlpublish "mtlpublish build" "mtlpublish diff" "mtl
   }
 done
 
-commands=$(printf 'build\ndiff\nfiles\ninit\nkeygen\nrollback\nserve\nverify')
+commands=$(printf 'build\ndiff\nfiles\ninit\nkeygen\nreport\nrollback\nserve\nverify')
 expect_same "bash, commands" "$commands" "$(in_bash mtlpublish '')"
 expect_same "fish, commands" "$commands" "$(in_fish mtlpublish '')"
 expect_same "bash, prefix of a command" verify "$(in_bash mtlpublish v)"

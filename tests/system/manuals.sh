@@ -29,4 +29,4 @@ check_page() {
 }
 
 check_page mtlsync "$2" ""
-check_page mtlpublish "$2" "build diff files init keygen rollback verify serve"
+check_page mtlpublish "$2" "build diff files init keygen report rollback verify serve"

@@ -40,7 +40,8 @@ TEST_F(CommandLine, RefusesWrongUsageInTwoLines) {
   writeFile(dir_ / "a", "1");
   const std::string folder = dir_ / "";
   expectUsageError(
-      {}, "a command is needed: build, diff, files, init, keygen, report, rollback, verify or serve");
+      {},
+      "a command is needed: build, diff, files, init, keygen, report, rollback, verify or serve");
   expectUsageError({"publish"}, "The following argument was not expected: publish");
   expectUsageError({"build"}, "DIR is required");
   expectUsageError({"build", ""}, "DIR: must not be empty");
@@ -288,6 +289,45 @@ TEST_F(CommandLine, RollbackPublishesTheBuildBefore) {
   EXPECT_EQ(result.out, "Published the build before, id " + readFile(dir_ / "id.txt").substr(0, 8) +
                             "…\n1 file has its former content, 0 files removed\n");
   EXPECT_EQ(readFile(dir_ / "a"), "1");
+}
+
+TEST_F(CommandLine, ReportWritesAPageAboutTheLibrary) {
+  writeFile(dir_ / "lib/oak.mat", "1");
+  ASSERT_EQ(run({"build", dir_ / "lib"}).exitCode, 0);
+  const auto before = readTree(dir_ / "lib");
+  const ProcessResult printed = run({"report", dir_ / "lib"});
+  EXPECT_EQ(printed.exitCode, 0);
+  EXPECT_THAT(printed.out, StartsWith("<!DOCTYPE html>\n"));
+  EXPECT_THAT(printed.out, HasSubstr("[\"oak.mat\",1,0]"));
+  const ProcessResult written = run({"report", "--output", dir_ / "p.html", dir_ / "lib"});
+  EXPECT_EQ(written.out + written.err, "");
+  EXPECT_EQ(readFile(dir_ / "p.html"), printed.out);
+  EXPECT_EQ(readTree(dir_ / "lib"), before);
+}
+
+TEST_F(CommandLine, ReportWritesNothingIntoTheLibrary) {
+  writeFile(dir_ / "lib/maps/oak.tx", "1");
+  ASSERT_EQ(run({"build", dir_ / "lib"}).exitCode, 0);
+  const auto before = readTree(dir_ / "lib");
+  for (const std::string name : {"lib/index.html", "lib/maps/p.html", "lib/../lib/p.html"}) {
+    const ProcessResult result = run({"report", "--output", dir_ / name, dir_ / "lib"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.err, HasSubstr(": lies in the library, where the next build would list it"));
+  }
+  EXPECT_EQ(readTree(dir_ / "lib"), before);
+  const ProcessResult nowhere = run({"report", "--output", dir_ / "none/p.html", dir_ / "lib"});
+  EXPECT_EQ(nowhere.exitCode, 1);
+  EXPECT_THAT(nowhere.err, HasSubstr("none/p.html: cannot be written: No such file or directory"));
+}
+
+TEST_F(CommandLine, ReportNeedsALibraryThatWasBuilt) {
+  writeFile(dir_ / "lib/oak.mat", "1");
+  const ProcessResult result = run({"report", dir_ / "lib"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err,
+            "mtlpublish: id.txt: No such file or directory; run mtlpublish build first\n");
+  expectUsageError({"report"}, "DIR is required");
 }
 
 TEST_F(CommandLine, PrintsOneObjectForOtherPrograms) {

@@ -27,8 +27,9 @@ namespace fs = std::filesystem;
 
 constexpr const char* kServeFooter = R"(
 Prints the address on standard output, then a line for each request on standard
-error: method, path, status, bytes, time. GLOB is as in mtlpublish build --help;
-it is matched against the path below DIR.
+error: method, path, status, bytes, time. A browser that opens the address sees
+a page about the library, unless the library has an index.html. GLOB is as in
+mtlpublish build --help; it is matched against the path below DIR.
 
 Only requests for an IP address or for localhost are answered, so that no web
 page can read the library through a name of its own. Where clients reach the
