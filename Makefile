@@ -1,5 +1,5 @@
 # For people; CMake and its presets do the work.
-.PHONY: all release test windows test-windows fuzz documents demo coverage mutate bench bench-micro lint \
+.PHONY: all release test windows test-windows fuzz documents demo coverage mutate bench bench-fleet bench-micro lint \
   format clean deps wheel test-python blender-addon test-blender packages test-packages \
   windows-package
 
@@ -138,6 +138,11 @@ bench-programs:
 	scripts/install-deps --bench-programs
 	cmake --preset bench $(CMAKE_OPTIONS)
 	cmake --build --preset bench
+
+# What clients by the million cost those who publish for them: docs/cost.md.
+bench-fleet: bench-programs
+	python3 bench/fleet/measure.py --programs build/bench/bin
+	python3 bench/fleet --document docs/cost.md
 
 bench-micro: bench-programs
 	build/bench/bin/bench_micro

@@ -9,9 +9,11 @@ import statistics
 import unittest
 
 from exact import simulate_exactly
-from figures import DIFFERENCE, FILE, LIST, STAMP, Run, Traffic
+from figures import DIFFERENCE, FILE, LIST, STAMP, Figures, Run, Traffic
 from hours import DAY, HOUR, Habit, Hours, binomial, multinomial
+from measure import FIGURES
 from model import FOREVER, Cdn, Day, Fleet, mirrored, simulate
+from report import run_table
 
 ONE_ZONE = ((0.0, 1.0),)
 ANY_TIME = Habit(None)
@@ -194,6 +196,14 @@ class BesideTheExactSimulation(unittest.TestCase):
         theirs = [simulate_exactly(fleet, Cdn(5), CHECK, UNCHANGED, seed).busiest_second
                   for seed in range(10)]
         self.assertAlmostEqual(statistics.fmean(ours) / statistics.fmean(theirs), 1, delta=0.06)
+
+
+class Document(unittest.TestCase):
+    """What is written about the cost."""
+
+    def test_has_the_figures_that_were_measured(self) -> None:
+        text = (FIGURES.parents[2] / "docs" / "cost.md").read_text(encoding="utf-8")
+        self.assertIn(run_table(Figures.load(FIGURES)), text)
 
 
 if __name__ == "__main__":
