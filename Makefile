@@ -80,6 +80,22 @@ test-publishing: deps
 	tests/system/publishing_to_s3.sh $(CURDIR) $(CURDIR)/build/release/bin \
 	  $(CURDIR)/build/publishing/node_modules/.bin/s3rver
 
+# The page of "mtlpublish serve" in Debian's Chromium.
+.PHONY: test-browser
+test-browser: deps
+	scripts/install-deps --browser
+	cmake --preset release $(CMAKE_OPTIONS)
+	cmake --build --preset release --target mtlpublish
+	python3 tests/system/page_in_browser.py build/release/bin
+
+# The guide's picture of it.
+.PHONY: page-picture
+page-picture:
+	scripts/install-deps --browser
+	cmake --preset release $(CMAKE_OPTIONS)
+	cmake --build --preset release --target mtlpublish
+	scripts/picture-page build/release/bin docs/page.png
+
 fuzz:
 	scripts/install-deps --fuzz
 	cmake --preset fuzz $(CMAKE_OPTIONS)

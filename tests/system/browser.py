@@ -37,7 +37,7 @@ def die_with_parent():
 class Browser:
     """Loads pages, and says what they asked for and complained of."""
 
-    def __init__(self, width=1200, height=900, scheme="light", scale=1):
+    def __init__(self, width=1200, height=900):
         self._profile = tempfile.mkdtemp()
         self._driver = subprocess.Popen(
             ["chromedriver", "--port=0"],
@@ -49,7 +49,7 @@ class Browser:
         self._session = ""
         try:
             self._base = f"http://127.0.0.1:{self._port()}"
-            self._session = "/session/" + self._start(width, height, scheme, scale)
+            self._session = "/session/" + self._start(width, height)
         except BaseException:
             self.close()
             raise
@@ -74,14 +74,11 @@ class Browser:
                 return found[1]
         raise RuntimeError("chromedriver did not start")
 
-    def _start(self, width, height, scheme, scale):
+    def _start(self, width, height):
         options = OPTIONS + [
             f"--user-data-dir={self._profile}",
             f"--window-size={width},{height}",
-            f"--force-device-scale-factor={scale}",
         ]
-        if scheme == "dark":
-            options.append("--blink-settings=preferredColorScheme=0")
         if os.geteuid() == 0:
             options.append("--no-sandbox")
         wanted = {
@@ -146,6 +143,11 @@ class Browser:
         """The page's own width and height, however narrow."""
         metrics = {"width": width, "height": height, "deviceScaleFactor": 0, "mobile": False}
         self.command("Emulation.setDeviceMetricsOverride", metrics)
+
+    def prefer(self, scheme):
+        """The colours that a user prefers: "light" or "dark"."""
+        wanted = [{"name": "prefers-color-scheme", "value": scheme}]
+        self.command("Emulation.setEmulatedMedia", {"features": wanted})
 
     def command(self, name, parameters):
         """One of Chromium's own."""

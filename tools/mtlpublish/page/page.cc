@@ -136,12 +136,12 @@ std::string releaseFacts(const LibraryOverview& overview) {
 }
 
 std::string aboutSection(const LibraryOverview& overview, const Amount& fetched) {
-  std::string text = "<section aria-labelledby=\"about\">\n<h2 id=\"about\">Release</h2>\n<dl>\n";
-  text += fact("Files", number(fetched.files), "large");
-  text += fact("Size", bytesText(fetched.bytes), "large");
-  text +=
-      fact("List", "<a href=\"filelist.json\">filelist.json</a>, " + bytesText(overview.listSize));
-  return text + releaseFacts(overview) + "</dl>\n</section>\n";
+  return "<section aria-labelledby=\"about\">\n<h2 id=\"about\">Release</h2>\n<dl>\n" +
+         fact("Files", number(fetched.files), "large") +
+         fact("Size", bytesText(fetched.bytes), "large") + releaseFacts(overview) +
+         fact("List",
+              "<a href=\"filelist.json\">filelist.json</a>, " + bytesText(overview.listSize)) +
+         "</dl>\n</section>\n";
 }
 
 std::string warningsSection(const std::vector<std::string>& warnings) {
