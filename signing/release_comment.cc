@@ -96,11 +96,10 @@ class Fields {
     return days * kSecondsOfDay + part(11, 2) * 3600 + part(14, 2) * 60 + part(17, 2);
   }
 
-  bool areComplete() const { return isGood_ && rest_.empty(); }
+  std::string_view rest() const { return rest_; }
 
  private:
   std::string_view fail() {
-    isGood_ = false;
     rest_ = {};
     return {};
   }
@@ -114,7 +113,6 @@ class Fields {
   }
 
   std::string_view rest_;
-  bool isGood_ = true;
 };
 
 }  // namespace
@@ -122,9 +120,9 @@ class Fields {
 bool operator==(const Release& left, const Release& right) {
   const auto values = [](const Release& release) {
     return std::tie(release.library, release.subPath, release.serial, release.published,
-                    release.expires, release.listSize);
+                    release.expires);
   };
-  return values(left) == values(right);
+  return values(left) == values(right) && left.list == right.list;
 }
 
 bool isLibraryName(std::string_view name) {
@@ -150,7 +148,7 @@ std::string commentText(const Release& release) {
   text += "; serial: " + std::to_string(release.serial);
   text += "; published: " + utcText(release.published);
   if (release.expires) text += "; expires: " + utcText(*release.expires);
-  return text + "; list: " + std::to_string(release.listSize) + " bytes";
+  return text + "; " + mtlrules::noteText(release.list);
 }
 
 std::optional<Release> releaseFrom(std::string_view comment) {
@@ -162,11 +160,12 @@ std::optional<Release> releaseFrom(std::string_view comment) {
   release.serial = fields.number("serial: ", "; ");
   release.published = fields.time("published: ");
   if (fields.has("expires: ")) release.expires = fields.time("expires: ");
-  release.listSize = fields.number("list: ", " bytes");
-  const bool isOne = fields.areComplete() && isLibraryName(release.library) &&
-                     isSignableSubPath(release.subPath) && release.serial <= kLargestSerial &&
-                     isTime(release.published) && isTime(release.expires.value_or(0)) &&
-                     commentText(release) == comment;
+  auto list = mtlrules::noteFrom(fields.rest());
+  if (!list) return std::nullopt;
+  release.list = *std::move(list);
+  const bool isOne = isLibraryName(release.library) && isSignableSubPath(release.subPath) &&
+                     release.serial <= kLargestSerial && isTime(release.published) &&
+                     isTime(release.expires.value_or(0)) && commentText(release) == comment;
   return isOne ? std::optional<Release>(std::move(release)) : std::nullopt;
 }
 

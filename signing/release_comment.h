@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "rules/list_note.h"
+
 namespace mtlsigning {
 
 /// One release of a library as its publisher describes it. Times are in seconds since 1970, UTC,
@@ -18,7 +20,7 @@ struct Release {
   std::uint64_t serial = 0;               ///< Grows with each release.
   std::int64_t published = 0;             ///< When it was made.
   std::optional<std::int64_t> expires{};  ///< From when on clients refuse it.
-  std::uint64_t listSize = 0;             ///< The bytes of its list.
+  mtlrules::ListNote list{};              ///< What is said of its list.
 };
 
 bool operator==(const Release& left, const Release& right);
@@ -34,8 +36,8 @@ bool isLibraryName(std::string_view name);
 bool isSignableSubPath(std::string_view subPath);
 
 /// "library: oak; sub-path: beta; serial: 1767225600; published: 2026-01-01T00:00:00Z; expires:
-/// 2027-01-01T00:00:00Z; list: 812 bytes", on one line, in this order. What there is not, a
-/// sub-path or an expiry, is left out.
+/// 2027-01-01T00:00:00Z; list: 812 bytes, sha256 5f70...", on one line, in this order. What there
+/// is not, such as a sub-path or an expiry, is left out; the list is described as by noteText().
 std::string commentText(const Release& release);
 
 /// The release of such a comment; none for a text that commentText() would not write.

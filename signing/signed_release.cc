@@ -28,4 +28,13 @@ std::optional<SignedRelease> signedReleaseFrom(std::string_view stamp,
   return SignedRelease{*std::move(signature), *key, *std::move(release)};
 }
 
+std::optional<mtlrules::ListNote> listNoteIn(std::string_view stamp) {
+  if (!looksSigned(stamp)) return mtlrules::noteInStamp(stamp);
+  std::string problem;
+  const std::optional<Signature> signature = signatureFrom(stamp, problem);
+  if (!signature) return std::nullopt;
+  std::optional<Release> release = releaseFrom(signature->comment);
+  return release ? std::optional(std::move(release->list)) : std::nullopt;
+}
+
 }  // namespace mtlsigning

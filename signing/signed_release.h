@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "rules/list_note.h"
 #include "signing/release_comment.h"
 #include "signing/signature.h"
 
@@ -23,6 +24,10 @@ struct SignedRelease {
 std::optional<SignedRelease> signedReleaseFrom(std::string_view stamp,
                                                const std::vector<PublicKey>& keys,
                                                std::string& problem);
+
+/// What a stamp says of its list, signed or not; none when it says nothing. Nothing is checked: it
+/// is as good as the stamp is.
+std::optional<mtlrules::ListNote> listNoteIn(std::string_view stamp);
 
 }  // namespace mtlsigning
 

@@ -245,6 +245,8 @@ class Commit {
     if (Outcome failure = rename(kNewStateFile, kStateFile)) return failure;
     if (target_.hasNewList) {
       if (Outcome failure = rename(kNewListFile, kListFile)) return failure;
+    } else if (const std::error_code error = folder_.removeFile(kNewListFile)) {
+      return diskFailure("cannot be removed", kNewListFile, error);
     }
     // What is still staged now, such as the validator of a body, is of no use to any run.
     if (Outcome failure = Staging(folder_, target_.stamp).keepOnly({})) return failure;

@@ -1,12 +1,16 @@
 // Stamp and list are bodies like those of files, each fetched alone.
 #include "update/release.h"
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <memory>
 #include <optional>
+#include <system_error>
 #include <utility>
 
-#include "update/list_reader.h"
-#include "update/trust.h"
+#include "signing/signature.h"
+#include "update/gzip.h"
 
 namespace mtlupdate {
 
@@ -73,45 +77,119 @@ class StampBody : public DocumentBody {
   std::string& stamp_;
 };
 
+/// The list, in any of the forms in which it may come. One that was wrong is not asked for again,
+/// where whoever asked has another way: such a failure is kUntrusted here.
 class ListBody : public DocumentBody {
  public:
-  ListBody(const Document& document, const ListKeeper& keep,
-           const mtlsigning::SignedRelease* release, Listing& listing)
-      : DocumentBody(document, kLargestList), keep_(keep), release_(release), listing_(listing) {}
+  ListBody(const Document& document, std::uint64_t largestSize, bool isFinal, ListIntake& intake)
+      : DocumentBody(document, largestSize), isFinal_(isFinal), intake_(intake) {}
 
-  Outcome finish() override {
-    if (release_ != nullptr) {
-      if (Outcome failure = check_->finish()) return failure;
-    }
-    if (!problem_) problem_ = reader_->finish();
-    if (problem_ || release_ == nullptr) return problem_;
-    return checkEntries(listing_);
-  }
+  Outcome finish() override { return judged(finishList()); }
+
+ protected:
+  virtual Outcome finishList() { return intake_.finish(); }
+  virtual Outcome beginList() { return intake_.begin(); }
+  virtual Outcome takeList(std::string_view bytes) { return intake_.take(bytes); }
+
+  ListIntake& intake() { return intake_; }
 
  private:
-  Outcome beginAnew() override {
-    listing_ = Listing();
-    reader_.emplace(listing_);
-    problem_.reset();
-    if (release_ != nullptr) check_.emplace(*release_);
-    return keep_ ? keep_(true, {}) : Outcome();
-  }
-  Outcome take(std::string_view bytes) override {
-    if (release_ != nullptr) {
-      if (Outcome failure = check_->update(bytes)) return failure;
+  Outcome beginAnew() override { return judged(beginList()); }
+  Outcome take(std::string_view bytes) override { return judged(takeList(bytes)); }
+
+  Outcome judged(Outcome failure) const {
+    if (failure && isFinal_ && failure->kind == Failure::Kind::kContent) {
+      failure->kind = Failure::Kind::kUntrusted;
     }
-    if (!problem_) problem_ = reader_->feed(bytes);
-    // Whose list it is that cannot be read, its end shows.
-    if (problem_ && release_ == nullptr) return problem_;
-    return keep_ ? keep_(false, bytes) : Outcome();
+    return failure;
   }
 
-  const ListKeeper& keep_;
-  const mtlsigning::SignedRelease* release_;
-  Listing& listing_;
-  std::optional<ListReader> reader_;
-  std::optional<ListCheck> check_;
-  Outcome problem_;  ///< Of the reader.
+  bool isFinal_;
+  ListIntake& intake_;
+};
+
+/// How long another form of the list may be. Packing makes nothing much longer.
+std::uint64_t largestFormOf(const ListIntake& intake) {
+  constexpr std::uint64_t kRoom = 65536;
+  return intake.proof().note->size + kRoom;
+}
+
+class CompressedListBody : public ListBody {
+ public:
+  CompressedListBody(const Document& document, ListIntake& intake)
+      : ListBody(document, largestFormOf(intake), true, intake) {}
+
+ private:
+  Outcome beginList() override {
+    gunzip_.emplace([this](std::string_view bytes) { return intake().take(bytes); });
+    return intake().begin();
+  }
+  Outcome takeList(std::string_view bytes) override { return gunzip_->feed(bytes); }
+  Outcome finishList() override {
+    if (Outcome failure = gunzip_->finish()) return failure;
+    return intake().finish();
+  }
+
+  std::optional<Gunzip> gunzip_;
+};
+
+/// Makes the list from the one that is kept.
+class DifferenceBody : public ListBody, public DifferenceReader::Handler {
+ public:
+  DifferenceBody(const Document& document, const KeptList& old, ListIntake& intake)
+      : ListBody(document, largestFormOf(intake), true, intake), old_(old) {}
+
+ private:
+  Outcome beginList() override {
+    file_ = File();
+    if (const std::error_code error = old_.folder.openToRead(old_.path, file_)) return lost();
+    reader_.emplace(*this);
+    gunzip_.emplace([this](std::string_view bytes) { return reader_->feed(bytes); });
+    return intake().begin();
+  }
+  Outcome takeList(std::string_view bytes) override { return gunzip_->feed(bytes); }
+  Outcome finishList() override {
+    if (Outcome failure = gunzip_->finish()) return failure;
+    if (Outcome failure = reader_->finish()) return failure;
+    return intake().finish();
+  }
+
+  Outcome begin(const DifferenceHead& head) override {
+    const mtlrules::ListNote& wanted = *intake().proof().note;
+    const bool isRight = head.from == old_.identity && head.to.size == wanted.size &&
+                         hexText(head.to.sha256) == wanted.sha256;
+    if (isRight) return {};
+    return Failure{Failure::Kind::kContent, "it is a difference between other lists"};
+  }
+  Outcome copy(std::uint64_t size) override {
+    return readOld(size, [this](std::string_view bytes) { return intake().take(bytes); });
+  }
+  Outcome leaveOut(std::uint64_t size) override {
+    return readOld(size, [](std::string_view /*bytes*/) { return Outcome(); });
+  }
+  Outcome insert(std::string_view bytes) override { return intake().take(bytes); }
+
+  template <typename Take>
+  Outcome readOld(std::uint64_t size, const Take& take) {
+    std::array<char, 65536> room;
+    while (size > 0) {
+      const auto most = static_cast<std::size_t>(std::min<std::uint64_t>(size, room.size()));
+      std::size_t count = 0;
+      if (file_.read(room.data(), most, count) || count == 0) return lost();
+      if (Outcome failure = take(std::string_view(room.data(), count))) return failure;
+      size -= count;
+    }
+    return {};
+  }
+
+  static Failure lost() {
+    return {Failure::Kind::kContent, "the list that it is a difference from cannot be read"};
+  }
+
+  const KeptList& old_;
+  File file_;
+  std::optional<DifferenceReader> reader_;
+  std::optional<Gunzip> gunzip_;
 };
 
 /// The client of one body.
@@ -141,9 +219,26 @@ Outcome fetchStamp(Transfers& transfers, const Document& document, const Company
 }
 
 Outcome fetchList(Transfers& transfers, const Document& document, const Company& company,
-                  const ListKeeper& keep, const mtlsigning::SignedRelease* release,
-                  Listing& listing) {
-  Alone alone(std::make_unique<ListBody>(document, keep, release, listing), company);
+                  ListIntake& intake) {
+  // A list that is not that of its stamp is looked for together with that.
+  const bool isFinal = intake.proof().release == nullptr && intake.proof().isConclusive();
+  Alone alone(std::make_unique<ListBody>(document, kLargestList, isFinal, intake), company);
+  Outcome failure = transfers.run(alone);
+  if (failure && isFinal && failure->kind == Failure::Kind::kUntrusted) {
+    failure->kind = Failure::Kind::kContent;
+  }
+  return failure;
+}
+
+Outcome fetchCompressedList(Transfers& transfers, const Document& document, const Company& company,
+                            ListIntake& intake) {
+  Alone alone(std::make_unique<CompressedListBody>(document, intake), company);
+  return transfers.run(alone);
+}
+
+Outcome fetchDifference(Transfers& transfers, const Document& document, const Company& company,
+                        const KeptList& old, ListIntake& intake) {
+  Alone alone(std::make_unique<DifferenceBody>(document, old, intake), company);
   return transfers.run(alone);
 }
 

@@ -6,12 +6,12 @@
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <string_view>
 
-#include "signing/signed_release.h"
 #include "update/failure.h"
-#include "update/listing.h"
+#include "update/list_difference.h"
+#include "update/list_intake.h"
 #include "update/session.h"
+#include "update/system.h"
 #include "update/transfers.h"
 
 namespace mtlupdate {
@@ -38,16 +38,25 @@ struct Document {
 Outcome fetchStamp(Transfers& transfers, const Document& document, const Company& company,
                    bool isSigned, std::string& stamp);
 
-/// Takes the text of a list as it arrives, on the session's thread: `anew` says that it is the
-/// first piece, and what came before does not count.
-using ListKeeper = std::function<Outcome(bool anew, std::string_view bytes)>;
-
-/// Fetches a list and reads it as it arrives. kContent when it is not a list. `keep` may be empty.
-/// With a release, kUntrusted when the list is not the one that was signed, or what it lists could
-/// not be checked.
+/// Fetches a list, which the intake takes as it arrives; kContent when that is not the right one.
 Outcome fetchList(Transfers& transfers, const Document& document, const Company& company,
-                  const ListKeeper& keep, const mtlsigning::SignedRelease* release,
-                  Listing& listing);
+                  ListIntake& intake);
+
+/// The same of a list in the format of gzip, which comes in place of another one: whatever is wrong
+/// with it, it is not asked for again. The proof of the intake has a note.
+Outcome fetchCompressedList(Transfers& transfers, const Document& document, const Company& company,
+                            ListIntake& intake);
+
+/// A list that lies in the folder of a copy.
+struct KeptList {
+  Folder& folder;
+  std::string path;
+  ListIdentity identity;
+};
+
+/// The same of a difference, from which the intake gets the list that it makes of the old one.
+Outcome fetchDifference(Transfers& transfers, const Document& document, const Company& company,
+                        const KeptList& old, ListIntake& intake);
 
 }  // namespace mtlupdate
 

@@ -189,8 +189,8 @@ std::string Session::fileTarget(std::string_view relative) const {
   return mtlrules::urlPath(path_, relative);
 }
 
-std::string Session::listTarget(std::string_view subPath) const {
-  return mtlrules::listUrlPath(path_, subPath);
+std::string Session::listTarget(std::string_view subPath, std::string_view name) const {
+  return mtlrules::listUrlPath(path_, subPath, name);
 }
 
 Outcome Session::start(int connection, const Request& request, Exchange& exchange) {

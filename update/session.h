@@ -11,6 +11,7 @@
 
 #include "net/context.h"
 #include "net/http_client.h"
+#include "rules/list_entry.h"
 #include "update/failure.h"
 
 namespace mtlupdate {
@@ -69,8 +70,9 @@ class Session {
 
   /// The target of a request for the file `relative` of the library.
   std::string fileTarget(std::string_view relative) const;
-  /// The target of a request for the library's list.
-  std::string listTarget(std::string_view subPath) const;
+  /// The target of a request for the library's list, or for the file `name` beside it.
+  std::string listTarget(std::string_view subPath,
+                         std::string_view name = mtlrules::kListName) const;
   /// What a target is called in messages.
   std::string url(std::string_view target) const { return server_ + std::string(target); }
 

@@ -86,7 +86,7 @@ class Trust {
 class ListCheck {
  public:
   explicit ListCheck(const mtlsigning::SignedRelease& release)
-      : check_(release.signature, release.key), bytesLeft_(release.release.listSize) {}
+      : check_(release.signature, release.key), bytesLeft_(release.release.list.size) {}
 
   /// kUntrusted when it is longer than the signed one.
   Outcome update(std::string_view bytes);

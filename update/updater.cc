@@ -13,6 +13,7 @@
 #include "update/disk.h"
 #include "update/fetches.h"
 #include "update/list_reader.h"
+#include "update/list_sources.h"
 #include "update/lock.h"
 #include "update/looks_ahead.h"
 #include "update/own_files.h"
@@ -88,6 +89,7 @@ class Updater::Run {
   Outcome findStamp();
   Outcome findRelease();
   Outcome fetchLibrarysList(bool pastCaches, bool keeps);
+  std::string localStamp();
   bool isCurrent();
   Outcome makePlanFor(bool rereads, Plan& plan);
   StagedBytes stagedBytes();
@@ -111,6 +113,7 @@ class Updater::Run {
   Lock lock_;
   std::string stamp_;
   std::unique_ptr<Listing> listing_;
+  ListSources::Place listPlace_ = ListSources::Place::kNone;
   std::optional<Staging> staging_;
   StagedContents staged_;
   Trust trust_{options_.trust, options_.subPath};
@@ -203,9 +206,11 @@ Outcome Updater::Run::fetchLibrarysList(bool pastCaches, bool keeps) {
       return {};
     };
   }
-  const mtlsigning::SignedRelease* const release = trust_.hasKeys() ? &trust_.release() : nullptr;
-  Outcome failure = fetchList(*transfers_, {session_->listTarget(options_.subPath), pastCaches},
-                              company_, keeper, release, *listing_);
+  const std::string local = localStamp();
+  const ListWish wish{options_.subPath, stamp_, local,
+                      trust_.hasKeys() ? &trust_.release() : nullptr, pastCaches};
+  ListSources sources(*session_, *transfers_, company_, hasFolder_ ? &folder_ : nullptr);
+  Outcome failure = sources.find(wish, keeper, *listing_, listPlace_);
   if (!file.isOpen()) return failure;
   if (failure) {
     // Otherwise it would say that the copy is between two releases.
@@ -219,11 +224,9 @@ Outcome Updater::Run::fetchLibrarysList(bool pastCaches, bool keeps) {
   return {};
 }
 
-// Whether the copy has the library's stamp, and nothing of a run that was cut.
-bool Updater::Run::isCurrent() {
-  if (!hasFolder_ || isUnfinished(folder_)) return false;
-  // Files that were fetched without keys are compared with the list that was signed.
-  if (trust_.hasKeys() && !trust_.isRecorded(stamp_)) return false;
+// Of the copy; "" when it has none, or something too long for one.
+std::string Updater::Run::localStamp() {
+  if (!hasFolder_) return {};
   std::string local;
   Outcome failure;
   const std::error_code error = readPieces(
@@ -233,7 +236,15 @@ bool Updater::Run::isCurrent() {
         return local.size() <= kLargestStamp ? Outcome() : Failure{Failure::Kind::kContent};
       },
       failure);
-  return !error && !failure && local == stamp_;
+  return error || failure ? std::string() : local;
+}
+
+// Whether the copy has the library's stamp, and nothing of a run that was cut.
+bool Updater::Run::isCurrent() {
+  if (!hasFolder_ || isUnfinished(folder_)) return false;
+  // Files that were fetched without keys are compared with the list that was signed.
+  if (trust_.hasKeys() && !trust_.isRecorded(stamp_)) return false;
+  return localStamp() == stamp_;
 }
 
 Outcome Updater::Run::check(CheckResult& result) {
@@ -367,7 +378,8 @@ Outcome Updater::Run::bring(bool pastCaches, bool repairs, UpdateResult& result)
 
 Outcome Updater::Run::commitPlan(Plan& plan, UpdateResult& result) {
   observer_.onPhase(Phase::kCommit);
-  CommitTarget target{options_.session.address, options_.subPath, stamp_, true};
+  const bool hasNewList = listPlace_ == ListSources::Place::kNewFile;
+  CommitTarget target{options_.session.address, options_.subPath, stamp_, hasNewList};
   if (trust_.hasKeys()) target.trusted = trust_.recordWith(stamp_);
   CommitResult committed;
   Outcome failure = commit(folder_, plan, staged_, target, committed);

@@ -28,7 +28,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME mtllib-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 # Who links the kit links these, too.
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-  "mtllib (= ${PROJECT_VERSION}), libjsoncpp-dev, libsodium-dev, libssl-dev")
+  "mtllib (= ${PROJECT_VERSION}), libjsoncpp-dev, libsodium-dev, libssl-dev, zlib1g-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "local copies of online material libraries - development
 ${what} what such applications are built with: headers, the kit
 for hosts in C++, and files for CMake and pkg-config.")

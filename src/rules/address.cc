@@ -5,7 +5,6 @@
 #include <cstddef>
 
 #include "rules/ascii.h"
-#include "rules/list_entry.h"
 #include "rules/path.h"
 
 namespace mtlrules {
@@ -64,8 +63,8 @@ std::string urlPath(std::string_view base, std::string_view relative) {
   return percentEncoded(joinedPath(base, relative));
 }
 
-std::string listUrlPath(std::string_view base, std::string_view subPath) {
-  std::string path = urlPath(base, kListName);
+std::string listUrlPath(std::string_view base, std::string_view subPath, std::string_view name) {
+  std::string path = urlPath(base, name);
   if (!subPath.empty()) path.insert(0, std::string("/").append(subPath));
   return path;
 }

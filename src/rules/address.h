@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "rules/list_entry.h"
+
 namespace mtlrules {
 
 /// An address taken apart. The views point into the text that was given. Nothing is checked
@@ -33,9 +35,10 @@ bool hasUserName(std::string_view address);
 /// The path of a URL for `relative`, a file of the library whose address has the path `base`.
 std::string urlPath(std::string_view base, std::string_view relative);
 
-/// The same for the library's list. A sub-path goes in front of the library's own path, and as
-/// it stands: it is neither encoded nor made canonical.
-std::string listUrlPath(std::string_view base, std::string_view subPath);
+/// The same for the library's list, or for the file `name` beside it. A sub-path goes in front of
+/// the library's own path, and as it stands: it is neither encoded nor made canonical.
+std::string listUrlPath(std::string_view base, std::string_view subPath,
+                        std::string_view name = kListName);
 
 /// The URL of the file `relative` of the library at `address`; "" when that is not an address
 /// of http or https with a host.

@@ -20,7 +20,7 @@ Release wholeRelease() {
   release.serial = 1767225600;
   release.published = 1767225600;
   release.expires = 1798761600;
-  release.listSize = 812;
+  release.list.size = 812;
   return release;
 }
 
@@ -53,7 +53,7 @@ TEST(ReleaseComment, IsReadAsItWasWritten) {
   EXPECT_EQ(least->serial, 7U);
   EXPECT_EQ(least->published, 1709251199);
   EXPECT_FALSE(least->expires);
-  EXPECT_EQ(least->listSize, 0U);
+  EXPECT_EQ(least->list.size, 0U);
 }
 
 TEST(ReleaseComment, IsNoneWhenAnyByteIsMissingOrOneTooMany) {

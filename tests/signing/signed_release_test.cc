@@ -17,7 +17,7 @@ class SignedReleaseTest : public testing::Test {
   SignedReleaseTest() {
     release_.library = "oak";
     release_.serial = 7;
-    release_.listSize = 3;
+    release_.list.size = 3;
   }
 
   std::string stamp() const { return signatureFile(key_.sign("[]\n", commentText(release_))); }

@@ -40,7 +40,7 @@ class SignedLibrary {
 
   /// The stamp of such a list in this release.
   std::string signedStamp(const std::string& list) {
-    release.listSize = list.size();
+    release.list.size = list.size();
     return mtlsigning::signatureFile(key.sign(list, mtlsigning::commentText(release)));
   }
 

@@ -7,7 +7,7 @@ set -eu
 code_of cpp "$1/docs/hosts.md" >"$folder/host.cc"
 "$3" -std=c++17 -Wall -Wextra -Wpedantic -Werror -I "$1/include" -I "$1/host/include" \
   "$folder/host.cc" "$2/../host/libmtllib_host.a" -o "$folder/cpp_host" \
-  -L "$2" -lkrell_networking -ljsoncpp -lsodium -lcrypto -pthread -ldl
+  -L "$2" -lkrell_networking -ljsoncpp -lsodium -lz -lcrypto -pthread -ldl
 LD_LIBRARY_PATH=$2 "$folder/cpp_host" "$address" "$folder/cpp_copy"
 expect_copy "$folder/cpp_copy"
 

@@ -29,7 +29,8 @@ class ReleaseTest : public testing::Test {
 
   Outcome stamp() { return fetchStamp(*transfers_, {"/lib/id.txt"}, company_, false, stamp_); }
   Outcome list(const ListKeeper& keep = {}) {
-    return fetchList(*transfers_, {"/lib/filelist.json"}, company_, keep, nullptr, listing_);
+    ListIntake intake({}, keep, listing_);
+    return fetchList(*transfers_, {"/lib/filelist.json"}, company_, intake);
   }
 
   std::vector<std::string> paths() const {

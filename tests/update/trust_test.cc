@@ -409,7 +409,7 @@ TEST_F(TrustTest, RefusesAListOfAnotherSizeThanTheCommentSays) {
   publishTwice();
   mtlsigning::Release release = oak_.release;
   for (const int more : {1, -1}) {
-    release.listSize = oak_.list().size() + static_cast<std::uint64_t>(more);
+    release.list.size = oak_.list().size() + static_cast<std::uint64_t>(more);
     oak_.serveStamp(
         mtlsigning::signatureFile(oak_.key.sign(oak_.list(), mtlsigning::commentText(release))));
     expectRefused(" the list that was signed");

@@ -113,7 +113,7 @@ bool LibrarySigner::isStillGood(const Release& release, std::int64_t now) const 
 
 std::optional<Release> LibrarySigner::keptRelease(const std::string& list, std::int64_t now) const {
   if (options_.way == Way::kElsewhere) {
-    const bool isSame = last_ && last_->listSize == list.size() && isStillGood(*last_, now) &&
+    const bool isSame = last_ && last_->list.size == list.size() && isStillGood(*last_, now) &&
                         contentOf(root_ / mtlrules::kListName, list.size() + 1) == list;
     return isSame ? last_ : std::nullopt;
   }
@@ -124,7 +124,7 @@ std::optional<Release> LibrarySigner::keptRelease(const std::string& list, std::
   const std::optional<Release> release = mtlsigning::releaseFrom(signature->comment);
   // An older one that was put back has an older serial, too.
   const bool isSame = release && release == last_ && isStillGood(*release, now) &&
-                      release->listSize == list.size() &&
+                      release->list.size == list.size() &&
                       mtlsigning::isCommentSigned(*signature, key) &&
                       mtlsigning::isContentSigned(*signature, key, list);
   return isSame ? release : std::nullopt;
@@ -143,7 +143,7 @@ SignedStamp LibrarySigner::sign(const std::string& list,
   release.serial = std::max(static_cast<std::uint64_t>(now), last_ ? last_->serial + 1 : 0);
   release.published = now;
   if (options_.life) release.expires = now + options_.life->count();
-  release.listSize = list.size();
+  release.list.size = list.size();
   std::string text;
   if (!isElsewhere) {
     text = mtlsigning::signatureFile(options_.key->sign(list, mtlsigning::commentText(release)));

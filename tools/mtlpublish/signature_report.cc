@@ -23,7 +23,7 @@ std::vector<std::string> problemsOf(const std::optional<Release>& release, std::
                                     std::int64_t now) {
   if (!release) return {ofStamp("has a comment that does not describe a release of a library")};
   std::vector<std::string> problems;
-  if (release->listSize != listSize) {
+  if (release->list.size != listSize) {
     problems.push_back(ofStamp("was signed for a list of another size"));
   }
   if (release->expires && *release->expires <= now) {

@@ -76,7 +76,7 @@ TEST_F(LibraryStamp, IsTheListsSignature) {
   EXPECT_EQ(release.serial, static_cast<std::uint64_t>(kStart));
   EXPECT_EQ(release.published, kStart);
   EXPECT_FALSE(release.expires);
-  EXPECT_EQ(release.listSize, fs::file_size(dir_.path() / "filelist.json"));
+  EXPECT_EQ(release.list.size, fs::file_size(dir_.path() / "filelist.json"));
 }
 
 TEST_F(LibraryStamp, StaysWhenNothingChanges) {

@@ -26,7 +26,7 @@ class ReportedSignature : public testing::Test {
     release_.library = "oak";
     release_.serial = 7;
     release_.published = kNow;
-    release_.listSize = kList.size();
+    release_.list.size = kList.size();
   }
 
   std::string comment() { return mtlsigning::commentText(release_); }
@@ -89,7 +89,7 @@ TEST_F(ReportedSignature, IsNotOfALibrary) {
 }
 
 TEST_F(ReportedSignature, IsOfAListOfAnotherSize) {
-  release_.listSize = 4;
+  release_.list.size = 4;
   EXPECT_THAT(report(stamp()).problems,
               ElementsAre("id.txt: was signed for a list of another size"));
 }

@@ -186,7 +186,7 @@ TEST_F(SigningProgram, VerifiesThatTheListCoversEveryFile) {
   const std::string list = "[{\"path\":\"a\"},{\"path\":\"b\",\"size\":1}]\n";
   mtlsigning::Release release;
   release.library = "oak";
-  release.listSize = list.size();
+  release.list.size = list.size();
   writeFile(library_ + "/b", "1");
   writeFile(library_ + "/filelist.json", list);
   writeFile(library_ + "/id.txt",

@@ -1,0 +1,63 @@
+// Checked first: only of the right list does it matter whether it can be read.
+#include "update/list_intake.h"
+
+#include <utility>
+
+namespace mtlupdate {
+
+namespace {
+
+Failure otherList() {
+  return {Failure::Kind::kContent,
+          "it is not the list that the library's stamp is of: it was changed, or is of another "
+          "release"};
+}
+
+}  // namespace
+
+ListIntake::ListIntake(ListProof proof, ListKeeper keep, Listing& listing)
+    : proof_(std::move(proof)), keep_(std::move(keep)), listing_(listing) {}
+
+Outcome ListIntake::begin() {
+  listing_ = Listing();
+  reader_.emplace(listing_);
+  problem_.reset();
+  if (proof_.release != nullptr) {
+    signatureCheck_.emplace(*proof_.release);
+  } else if (proof_.isConclusive()) {
+    stampCheck_.emplace(StampCheck{Sha256(), proof_.note->size});
+  }
+  return keep_ ? keep_(true, {}) : Outcome();
+}
+
+Outcome ListIntake::check(std::string_view bytes) {
+  if (signatureCheck_) return signatureCheck_->update(bytes);
+  if (!stampCheck_) return {};
+  if (bytes.size() > stampCheck_->bytesLeft) return otherList();
+  stampCheck_->bytesLeft -= bytes.size();
+  stampCheck_->sha256.update(bytes);
+  return {};
+}
+
+Outcome ListIntake::checkEnd() {
+  if (signatureCheck_) return signatureCheck_->finish();
+  if (!stampCheck_) return {};
+  return hexText(stampCheck_->sha256.finish()) == proof_.note->sha256 ? Outcome() : otherList();
+}
+
+Outcome ListIntake::take(std::string_view bytes) {
+  if (Outcome failure = check(bytes)) return failure;
+  if (!problem_) problem_ = reader_->feed(bytes);
+  // Whose list it is that cannot be read, its end shows.
+  if (problem_ && !proof_.isConclusive()) return problem_;
+  return keep_ ? keep_(false, bytes) : Outcome();
+}
+
+Outcome ListIntake::finish() {
+  if (Outcome failure = checkEnd()) return failure;
+  if (!problem_) problem_ = reader_->finish();
+  if (problem_ || proof_.release == nullptr) return problem_;
+  return checkEntries(listing_);
+}
+
+}  // namespace mtlupdate

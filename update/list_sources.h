@@ -1,0 +1,58 @@
+// Where a run gets the list of a release from, with as little to fetch as there may be: from a run
+// before, as a difference from the list of the copy's own stamp, compressed, or as it is.
+#ifndef MTLLIB_UPDATE_LIST_SOURCES_H_
+#define MTLLIB_UPDATE_LIST_SOURCES_H_
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "signing/signed_release.h"
+#include "update/failure.h"
+#include "update/list_intake.h"
+#include "update/listing.h"
+#include "update/release.h"
+#include "update/session.h"
+#include "update/system.h"
+#include "update/transfers.h"
+
+namespace mtlupdate {
+
+struct ListWish {
+  std::string subPath{};
+  std::string_view stamp{};       ///< Of the release; "" when it is not known.
+  std::string_view localStamp{};  ///< Of the copy; "" when it has none.
+  /// What the stamp was found to say with keys; null without.
+  const mtlsigning::SignedRelease* release = nullptr;
+  bool pastCaches = false;  ///< Caches on the way are not to answer.
+};
+
+class ListSources {
+ public:
+  /// Where the text of the list lies now.
+  enum class Place { kNone, kNewFile, kFile };
+
+  /// `folder` is null when the copy has none. All must live longer.
+  ListSources(Session& session, Transfers& transfers, const Company& company, Folder* folder)
+      : session_(session), transfers_(transfers), company_(company), folder_(folder) {}
+
+  /// Reads the list into `listing`. kNewListFile and kListFile are read where they have it already;
+  /// otherwise `keep`, which may be empty, gets what arrives. Only a stamp that says what is
+  /// published beside the list has anything but the list itself asked for, and whatever is wrong
+  /// with that, the list is asked for next.
+  Outcome find(const ListWish& wish, const ListKeeper& keep, Listing& listing, Place& place);
+
+ private:
+  bool readKept(const char* path, ListIntake& intake);
+  Outcome fetch(const ListWish& wish, ListIntake& intake, const Outcome& keeping);
+  std::optional<KeptList> keptListOf(std::string_view localStamp);
+
+  Session& session_;
+  Transfers& transfers_;
+  const Company& company_;
+  Folder* folder_;
+};
+
+}  // namespace mtlupdate
+
+#endif  // MTLLIB_UPDATE_LIST_SOURCES_H_
