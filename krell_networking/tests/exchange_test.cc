@@ -20,9 +20,9 @@ class ExchangeTest : public PoolFixture {
  protected:
   ExchangeTest() { configure("127.0.0.1", server_.port()); }
 
-  /// Waits until so many connections were accepted in all, or for ten seconds.
+  /// Waits until so many connections were accepted in all, or for a minute.
   int connectionsOnceThereAre(int count) {
-    const auto end = Clock::now() + std::chrono::seconds(10);
+    const auto end = Clock::now() + std::chrono::seconds(60);
     while (server_.connectionCount() < count && Clock::now() < end)
       std::this_thread::sleep_for(milliseconds(5));
     return server_.connectionCount();
@@ -108,7 +108,7 @@ TEST_F(ExchangeTest, WhatHasArrivedIsTakenInOnePiece) {
   });
   Received received;
   received.onFirstBytes = [&] {
-    const auto end = Clock::now() + std::chrono::seconds(10);
+    const auto end = Clock::now() + std::chrono::seconds(60);
     while (!sent && Clock::now() < end)
       std::this_thread::sleep_for(milliseconds(1));
   };
@@ -135,7 +135,7 @@ class RoomTest : public ExchangeTest {
   void serve(const std::string& head, const std::string& body) {
     server_.handle("/file", [=](const ServerRequest&, Socket& socket) {
       if (!socket.send(head + "\r\n\r\n" + body.substr(0, 1))) return false;
-      const auto end = Clock::now() + std::chrono::seconds(10);
+      const auto end = Clock::now() + std::chrono::seconds(60);
       while (!isBegun_ && Clock::now() < end)
         std::this_thread::sleep_for(milliseconds(1));
       return socket.send(body.substr(1));

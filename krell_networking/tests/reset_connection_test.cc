@@ -2,7 +2,7 @@
 // takes the end of a connection for an orderly one.
 #include <cerrno>
 #include <chrono>
-#include <thread>
+#include <future>
 
 #include "pool_fixture.h"
 #include "support/scripted_server.h"
@@ -13,11 +13,18 @@ class ResetConnection : public PoolFixture {
  protected:
   ResetConnection() { configure("127.0.0.1", server_.port()); }
 
-  /// Sends `text`, which is not lost with the reset that follows.
+  /// Sends the beginning of an answer, if any, and resets the connection when its body has begun
+  /// to arrive.
   void resetAfter(const char* text) {
-    server_.handle("/file", [text](const ServerRequest&, Socket& socket) {
+    std::promise<void> arrived;
+    if (*text == '\0') {
+      arrived.set_value();
+    } else {
+      received_.onFirstBytes = [&] { arrived.set_value(); };
+    }
+    server_.handle("/file", [&, text](const ServerRequest&, Socket& socket) {
       socket.send(text);
-      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+      arrived.get_future().wait_for(std::chrono::seconds(60));
       socket.resetOnClose();
       return false;
     });

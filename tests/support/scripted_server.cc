@@ -111,7 +111,7 @@ void ScriptedServer::observe(Observer observer) {
 
 bool ScriptedServer::waitForRequests(std::size_t count) {
   std::unique_lock<std::mutex> lock(mutex_);
-  return changed_.wait_for(lock, std::chrono::seconds(10),
+  return changed_.wait_for(lock, std::chrono::seconds(60),
                            [&] { return requests_.size() >= count; });
 }
 

@@ -59,7 +59,7 @@ class ScriptedServer {
   void observe(Observer observer);
 
   /// Blocks until so many requests have arrived in all; false when they do not within
-  /// ten seconds.
+  /// a minute.
   bool waitForRequests(std::size_t count);
 
   std::vector<ServerRequest> requests() const;
