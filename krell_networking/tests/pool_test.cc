@@ -391,10 +391,8 @@ TEST_F(HttpClientPoolTest, WaitsForNoOtherRequestThanTheClients) {
 }
 
 TEST_F(HttpClientPoolTest, ReportsAPortThatNobodyListensOn) {
-  Socket closed = Socket::listenOnLoopback();
-  const int port = closed.port();
-  closed.close();
-  configure("127.0.0.1", port);
+  const Socket closed = Socket::refuseOnLoopback();
+  configure("127.0.0.1", closed.port());
   Received received;
   get("/file", received);
   EXPECT_EQ(received.reason, 2U);

@@ -50,11 +50,9 @@ TEST_F(ProxyTest, TlsRequestsAskForATunnelWithoutThePoolsHeaders) {
 }
 
 TEST_F(ProxyTest, AProxyThatIsNotThereIsReportedAsSuch) {
-  Socket closed = Socket::listenOnLoopback();
-  const int port = closed.port();
-  closed.close();
+  const Socket closed = Socket::refuseOnLoopback();
   Krell::Err err;
-  pool_.setProxyServer(err, "127.0.0.1", port);
+  pool_.setProxyServer(err, "127.0.0.1", closed.port());
   Received received;
   get("/file", received);
   EXPECT_EQ(received.reason, 4U);

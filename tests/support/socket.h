@@ -18,7 +18,10 @@ class Socket {
     return *this;
   }
 
-  /// Listens on 127.0.0.1, on a port that the system picks.
+  /// Has a port of 127.0.0.1, which the system picks, so that nobody else listens on it. Nor does
+  /// the socket: it refuses connections.
+  static Socket refuseOnLoopback();
+  /// Listens on such a port.
   static Socket listenOnLoopback();
 
   std::uint16_t port() const;

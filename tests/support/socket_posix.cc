@@ -19,15 +19,18 @@ int descriptor(std::intptr_t handle) {
 
 }  // namespace
 
-Socket Socket::listenOnLoopback() {
-  Socket listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+Socket Socket::refuseOnLoopback() {
+  Socket socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (::bind(descriptor(listener.handle_), general(&address), sizeof(address)) != 0 ||
-      ::listen(descriptor(listener.handle_), 64) != 0) {
-    listener.close();
-  }
+  if (::bind(descriptor(socket.handle_), general(&address), sizeof(address)) != 0) socket.close();
+  return socket;
+}
+
+Socket Socket::listenOnLoopback() {
+  Socket listener = refuseOnLoopback();
+  if (::listen(descriptor(listener.handle_), 64) != 0) listener.close();
   return listener;
 }
 

@@ -61,17 +61,21 @@ sockaddr* general(sockaddr_in* address) {
 
 }  // namespace
 
-Socket Socket::listenOnLoopback() {
+Socket Socket::refuseOnLoopback() {
   startWinsock();
-  const SOCKET socket = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-  if (socket == INVALID_SOCKET) return {};
-  Socket listener(adopt(socket));
+  const SOCKET handle = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+  if (handle == INVALID_SOCKET) return {};
+  Socket socket(adopt(handle));
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (::bind(socket, general(&address), sizeof(address)) != 0 || ::listen(socket, 64) != 0) {
-    listener.close();
-  }
+  if (::bind(handle, general(&address), sizeof(address)) != 0) socket.close();
+  return socket;
+}
+
+Socket Socket::listenOnLoopback() {
+  Socket listener = refuseOnLoopback();
+  if (listener.valid() && ::listen(waitable(listener.handle_).socket, 64) != 0) listener.close();
   return listener;
 }
 

@@ -553,9 +553,8 @@ TEST_F(Failure, AnAbsolutePathStaysBelowTheTarget) {
 }
 
 TEST_F(Failure, APortThatNobodyListensOnIsReported) {
-  Socket closed = Socket::listenOnLoopback();
+  const Socket closed = Socket::refuseOnLoopback();
   settings_.remoteAddress = ("http://127.0.0.1:" + std::to_string(closed.port())).c_str();
-  closed.close();
   EXPECT_LT(run(), 0);
   ASSERT_EQ(callback_.errors().size(), 1U);
   EXPECT_EQ(callback_.errors()[0].find(
