@@ -131,7 +131,7 @@ TEST_F(LibraryPage, ShowsWhatASignedStampSays) {
   release.published = kNow - 1;
   release.expires = kNow + 1;
   build({});
-  release.listSize = list_.size();
+  release.list.size = list_.size();
   build({}, mtlsigning::signatureFile(key.sign(list_, mtlsigning::commentText(release))));
   const std::string text = visibleText(page());
   EXPECT_THAT(text, HasSubstr(" Oak &amp; Ash "));
