@@ -33,7 +33,7 @@ http {{
   keepalive_requests 100000000; keepalive_timeout 600s;
   map $uri $life {{
     default        "no-cache";
-    ~/id\\.txt$     "max-age=60";
+    ~/id\\.txt$     "max-age={stamp_life}";
     ~^/[^/]+/maps/ "max-age=31536000, immutable";
   }}
   server {{
@@ -95,15 +95,17 @@ class Server:
 
 
 @contextlib.contextmanager
-def nginx(library: pathlib.Path, work: pathlib.Path) -> Iterator[Server]:
-    """Serves `library` on a port that the system picks until the context ends."""
+def nginx(library: pathlib.Path, work: pathlib.Path, stamp_life: int = 60) -> Iterator[Server]:
+    """Serves `library` on a port that the system picks until the context ends. Caches may answer
+    with the stamp for so many seconds."""
     with socket.socket() as listening:
         listening.bind(("127.0.0.1", 0))
         listening.listen(256)
         port: int = listening.getsockname()[1]
         configuration = work / "nginx.conf"
         configuration.write_text(CONFIGURATION.format(
-            user="user root;" if os.geteuid() == 0 else "", work=work, library=library, port=port))
+            user="user root;" if os.geteuid() == 0 else "", work=work, library=library, port=port,
+            stamp_life=stamp_life))
         # It takes the socket over, which nobody else can get in between.
         command = ["/usr/sbin/nginx", "-p", str(work), "-c", str(configuration),
                    "-e", str(work / "error.log")]
