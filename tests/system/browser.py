@@ -8,6 +8,7 @@ import re
 import shutil
 import signal
 import subprocess
+import sys
 import tempfile
 import time
 import urllib.error
@@ -177,3 +178,18 @@ class Browser:
             for event in events
             if event["method"] == "Network.requestWillBeSent"
         ]
+
+
+def main(url):
+    """Opens a page that is to be in order; prints its title and its headings."""
+    with Browser() as browser:
+        browser.open(url)
+        complaints = browser.complaints()
+        if complaints:
+            sys.exit("\n".join(complaints))
+        print(browser.run("return document.title"))
+        print(browser.run("return [...document.querySelectorAll('main')][0].innerText"))
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])

@@ -2,9 +2,9 @@
 # files tell which generation of it they belong to. With the arguments of the test.
 module=$2/libmtllib.so
 
-# make_generation NUMBER: every material changes and names a map that is new; one file of
+# change_library NUMBER: every material changes and names a map that is new; one file of
 # the generation before goes.
-make_generation() {
+change_library() {
   mkdir -p "$folder/library/maps" "$folder/library/materials"
   rm -f "$folder/library/maps/passing $(($1 - 1)).tx"
   for i in 1 2 3 4 5 6 7 8; do
@@ -12,6 +12,11 @@ make_generation() {
   done
   seq "$1" 20000 >"$folder/library/maps/oak $1.tx"
   echo "passing $1" >"$folder/library/maps/passing $1.tx"
+}
+
+# make_generation NUMBER: changes the library and builds it.
+make_generation() {
+  change_library "$1"
   expect 0 mtlpublish build --allow changed-missing --missing 'maps/*' "$folder/library"
   cp "$folder/library/id.txt" "$folder/id-$1"
 }

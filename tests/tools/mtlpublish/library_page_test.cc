@@ -16,6 +16,7 @@
 #include "mtlpublish/media_type.h"
 #include "signing/release_comment.h"
 #include "signing/secret_key.h"
+#include "support/regex_matchers.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -247,7 +248,7 @@ TEST_F(LibraryPage, ShowsNamesAsTextWhateverTheyAre) {
   const Json::Value files = data(page);
   ASSERT_EQ(files.size(), names.size());
   for (const Json::Value& file : files) {
-    EXPECT_THAT(file[3].asString(), testing::MatchesRegex("[-A-Za-z0-9._~/%]*"));
+    EXPECT_THAT(file[3].asString(), MatchesPattern("[-A-Za-z0-9._~/%]*"));
   }
 }
 
@@ -257,10 +258,9 @@ TEST_F(LibraryPage, AllowsNothingFromElsewhere) {
   const std::regex meta("<meta http-equiv=\"Content-Security-Policy\" content=\"([^\"]*)\">");
   std::smatch match;
   ASSERT_TRUE(std::regex_search(text, match, meta));
-  EXPECT_THAT(match[1].str(),
-              testing::MatchesRegex("default-src 'none'; img-src 'self' data:; "
-                                    "style-src 'sha256-[^']*'; script-src 'sha256-[^']*'; "
-                                    "base-uri 'none'; form-action 'none'"));
+  EXPECT_THAT(match[1].str(), MatchesPattern("default-src 'none'; img-src 'self' data:; "
+                                             "style-src 'sha256-[^']*'; script-src 'sha256-[^']*'; "
+                                             "base-uri 'none'; form-action 'none'"));
   EXPECT_EQ(mtlpublish::pagePolicy(), match[1].str() + "; frame-ancestors 'none'");
   EXPECT_EQ(text.find("://"), text.npos);
 }
