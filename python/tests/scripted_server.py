@@ -2,12 +2,14 @@
 
 from __future__ import annotations
 
+import contextlib
 import hashlib
 import http.server
 import json
+import socket
 import threading
 import time
-from typing import Callable, Dict, List, Tuple
+from typing import Callable, Dict, Iterator, List, Tuple
 
 _LONGEST_WAIT_SECONDS = 60
 
@@ -65,6 +67,10 @@ class ScriptedServer:
         """The targets in the order of arrival."""
         with self._arrived:
             return list(self._requests)
+
+    def forget_requests(self) -> None:
+        with self._arrived:
+            self._requests.clear()
 
     def stop(self) -> None:
         for event in self._held.values():
@@ -151,8 +157,9 @@ def _send(
         time.sleep(seconds_between)
 
 
-def unused_address() -> Tuple[str, int]:
-    """An address that refuses connections."""
-    with http.server.HTTPServer(("127.0.0.1", 0), _Connection) as server:
-        host, port = server.server_address[:2]
-        return str(host), port
+@contextlib.contextmanager
+def refusing_address() -> Iterator[Tuple[str, int]]:
+    """One that refuses connections: it is taken, but nobody listens there."""
+    with socket.socket() as taken:
+        taken.bind(("127.0.0.1", 0))
+        yield taken.getsockname()

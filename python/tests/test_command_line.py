@@ -246,9 +246,9 @@ def test_ignored_signals_stay_ignored(server: ScriptedServer, copy: pathlib.Path
 def test_a_terminal_has_a_line_that_is_redrawn_and_removed(
     server: ScriptedServer, copy: pathlib.Path
 ) -> None:
-    pieces = [bytes(1_000_000)] * 3
+    pieces = [bytes(100_000)] * 30
     server.publish({"a.mat": b"".join(pieces)})
-    server.serve_slowly("/lib/a.mat", pieces, 0.15)
+    server.serve_slowly("/lib/a.mat", pieces, 0.1)
     terminal, end = os.openpty()
     process = child.start("-m", "mtllib", "--no-proxy", server.url, str(copy), stderr=end)
     os.close(end)

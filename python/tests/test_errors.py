@@ -10,7 +10,7 @@ import pytest
 import mtllib
 from conftest import Opener
 from mtllib import ErrorEntry, Failure
-from scripted_server import ScriptedServer, unused_address
+from scripted_server import ScriptedServer, refusing_address
 
 
 def test_a_failure_has_its_chain(
@@ -87,9 +87,8 @@ def test_a_failed_check_raises_the_same(library: mtllib.Library) -> None:
 
 
 def test_a_server_that_refuses_is_a_failure(open_library: Opener) -> None:
-    host, port = unused_address()
     options = mtllib.UpdateOptions(tries=1)
-    with pytest.raises(mtllib.SyncError) as caught:
+    with refusing_address() as (host, port), pytest.raises(mtllib.SyncError) as caught:
         open_library(f"http://{host}:{port}", options=options).check()
     assert _connection_reason(caught.value) == 2
 

@@ -10,7 +10,7 @@ from typing import List, Union
 import pytest
 
 import mtllib
-from child import PROMPTLY_SECONDS
+from child import expect_promptly
 from mtllib import Event, FileChange, Progress
 from scripted_server import ScriptedServer
 
@@ -146,7 +146,7 @@ def test_a_slow_handler_does_not_stall_the_transfers(
     waited: List[str] = []
 
     def wait_for_the_last_file(_: Event) -> None:
-        deadline = time.monotonic() + 5
+        deadline = time.monotonic() + 60
         while not waited and time.monotonic() < deadline:
             if (copy / "id.txt").exists():
                 waited.append("enough")
@@ -185,17 +185,22 @@ def test_an_exception_of_a_handler_cancels_the_run_and_is_raised(
 ) -> None:
     server.publish({"a.mat": b"oak"})
     server.hold("/lib/a.mat")
-    raised_at = []
 
-    def fail(progress: Progress) -> None:
-        if progress.text == "Downloading files":
-            raised_at.append(time.monotonic())
-            raise LookupError("of the handler")
+    def attempt() -> float:
+        raised_at = []
 
-    with pytest.raises(LookupError, match="of the handler"):
-        library.sync(on_progress=fail)
-    assert time.monotonic() - raised_at[0] < PROMPTLY_SECONDS
-    assert len(raised_at) == 1
-    assert not (copy / "id.txt").exists()
+        def fail(progress: Progress) -> None:
+            if progress.text == "Downloading files":
+                raised_at.append(time.monotonic())
+                raise LookupError("of the handler")
+
+        with pytest.raises(LookupError, match="of the handler"):
+            library.sync(on_progress=fail)
+        taken = time.monotonic() - raised_at[0]
+        assert len(raised_at) == 1
+        assert not (copy / "id.txt").exists()
+        return taken
+
+    expect_promptly(attempt)
     server.release("/lib/a.mat")
     assert library.sync().updated

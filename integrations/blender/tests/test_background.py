@@ -8,7 +8,7 @@ from typing import Dict, Union
 import pytest
 
 from blender import Blender
-from scripted_server import ScriptedServer, unused_address
+from scripted_server import ScriptedServer, refusing_address
 from signed_library import FIRST_TIME, SignedLibrary
 
 _SCRIPT = """
@@ -327,9 +327,9 @@ def test_no_proxy_is_used_when_the_system_has_one(
     blender: Blender, server: ScriptedServer
 ) -> None:
     server.publish({"a.mat": b"oak"})
-    host, port = unused_address()
     script = _SCRIPT + "tell(list(bpy.ops.mtllib.check()))"
-    finished = blender.with_environment(http_proxy=f"{host}:{port}", no_proxy="").run(script)
+    with refusing_address() as (host, port):
+        finished = blender.with_environment(http_proxy=f"{host}:{port}", no_proxy="").run(script)
     assert finished.check().told == [["FINISHED"]]
 
 
