@@ -34,8 +34,11 @@ class Verification {
  private:
   static Outcome cancelled() { return Failure{Failure::Kind::kCancelled, "stopped on request"}; }
 
-  void add(Difference::Kind kind, std::string_view path) {
-    result_.differences.push_back({kind, std::string(path)});
+  void add(Difference::Kind kind, std::string_view path, std::string reason = {}) {
+    result_.differences.push_back({kind, std::string(path), std::move(reason)});
+  }
+  void addUnreadable(std::string_view path, const std::error_code& error) {
+    add(Difference::Kind::kUnreadable, path, systemText(error));
   }
 
   Outcome compare(const Entry& entry) {
@@ -43,29 +46,34 @@ class Verification {
     if (mtlrules::isOwnName(entry.path, subPath_)) return {};
     Look look;
     if (const std::error_code error = folder_.look(entry.path, look)) {
-      return diskFailure("cannot be looked at", entry.path, error);
+      addUnreadable(entry.path, error);
+      return {};
     }
     if (!look.blockedBy.empty() || look.kind != FileKind::kFile) {
       add(Difference::Kind::kMissing, entry.path);
       return {};
     }
-    bool isSame = !entry.size || *entry.size == look.identity.size;
-    if (isSame && entry.sha256) {
-      Digest digest{};
-      const std::uint64_t before = result_.bytesRead;
-      const auto goOn = [&](std::uint64_t bytes) {
-        result_.bytesRead = before + bytes;
-        return goOn_();
-      };
-      const std::error_code error = FolderDisk(folder_).digest(entry.path, goOn, digest);
-      if (error == std::errc::operation_canceled) return cancelled();
-      if (error) return diskFailure("cannot be read", entry.path, error);
-      ++result_.filesRead;
-      result_.bytesRead = before + look.identity.size;
-      isSame = digest == *entry.sha256;
-    }
-    if (isSame) return {};
     const bool mayChange = entry.policy == mtlrules::DownloadPolicy::kMissing;
+    if (entry.size && *entry.size != look.identity.size) {
+      add(mayChange ? Difference::Kind::kChanged : Difference::Kind::kWrongSize, entry.path);
+      return {};
+    }
+    if (!entry.sha256) return {};
+    Digest digest{};
+    const std::uint64_t before = result_.bytesRead;
+    const auto goOn = [&](std::uint64_t bytes) {
+      result_.bytesRead = before + bytes;
+      return goOn_();
+    };
+    const std::error_code error = FolderDisk(folder_).digest(entry.path, goOn, digest);
+    if (error == std::errc::operation_canceled) return cancelled();
+    if (error) {
+      addUnreadable(entry.path, error);
+      return {};
+    }
+    ++result_.filesRead;
+    result_.bytesRead = before + look.identity.size;
+    if (digest == *entry.sha256) return {};
     add(mayChange ? Difference::Kind::kChanged : Difference::Kind::kDamaged, entry.path);
     return {};
   }
@@ -79,7 +87,9 @@ class Verification {
       folders.pop_back();
       std::vector<std::string> names;
       if (const std::error_code error = folder_.names(folder, names)) {
-        return diskFailure("cannot be read", folder, error);
+        if (folder == top) return diskFailure("cannot be read", folder, error);
+        addUnreadable(folder, error);
+        continue;
       }
       std::sort(names.begin(), names.end());
       for (const std::string& name : names) {
@@ -90,7 +100,8 @@ class Verification {
         if (places_.isTaken(path)) continue;
         Look look;
         if (const std::error_code error = folder_.look(path, look)) {
-          return diskFailure("cannot be looked at", path, error);
+          addUnreadable(path, error);
+          continue;
         }
         // The folders that the stamp lies in may hold other files.
         const bool isFolder = look.kind == FileKind::kFolder;

@@ -17,14 +17,17 @@ namespace mtlupdate {
 
 struct Difference {
   enum class Kind {
-    kDamaged,  ///< Its content or its size is another than the listed one.
-    kMissing,  ///< There is no such file.
-    kExtra,    ///< The list does not name it.
-    kChanged,  ///< As kDamaged, but of policy "missing": somebody may change such files.
+    kWrongSize,   ///< It has another size than the listed one.
+    kDamaged,     ///< It has the listed size, and another content.
+    kUnreadable,  ///< It, or a folder, cannot be read: `reason` says why.
+    kMissing,     ///< There is no such file.
+    kExtra,       ///< The list does not name it.
+    kChanged,     ///< Its size or content is another, as policy "missing" allows.
   };
 
   Kind kind;
   std::string path;
+  std::string reason{};  ///< In the system's words, for kUnreadable; else "".
 };
 
 struct VerifyResult {
@@ -35,7 +38,8 @@ struct VerifyResult {
 
 /// Reads the files of the listing that have a digest, looks at the others' sizes, and looks for
 /// files that the listing does not name. Entries that updates pass over do not count. Links are not
-/// followed, and what is below them is not looked at. `goOn` is asked again and again; kCancelled
+/// followed, and what is below them is not looked at. What cannot be read is a difference, and does
+/// not end it. `goOn` is asked again and again; kCancelled
 /// when it answers false.
 Outcome verifyCopy(Folder& folder, const Listing& listing, std::string_view subPath,
                    const std::function<bool()>& goOn, VerifyResult& result);

@@ -106,11 +106,13 @@ enum {
   MTLHOST_FILE_WITHDRAWN = 3,   /**< The library does not have it any longer, and it stays. */
   MTLHOST_FILE_REMOVED = 4,     /**< The same, and it is removed. */
   MTLHOST_FILE_PASSED_OVER = 5, /**< The library has it, and what lies in its place stays. */
-  MTLHOST_FILE_DAMAGED = 6,     /**< It differs from the list in its content or its size. */
+  MTLHOST_FILE_DAMAGED = 6,     /**< It has the listed size, and another content. */
   MTLHOST_FILE_MISSING = 7,     /**< The list names it, and there is no such file. */
   MTLHOST_FILE_EXTRA = 8,       /**< The list does not name it. */
-  MTLHOST_FILE_CHANGED = 9      /**< As MTLHOST_FILE_DAMAGED, where the library lets others
+  MTLHOST_FILE_CHANGED = 9,     /**< It has another size or content, and the library lets others
                                      change the file. */
+  MTLHOST_FILE_WRONG_SIZE = 10, /**< It has another size than the listed one. */
+  MTLHOST_FILE_UNREADABLE = 11  /**< It, or a folder of that name, cannot be read. */
 };
 
 /** A file of the copy. */
@@ -121,7 +123,8 @@ typedef struct mtlhost_file {
   int64_t bytes;      /**< In it; -1 when unknown. */
   const char* source; /**< COPIED: the file of the copy that has the content; "" when that one
                            is fetched itself. Otherwise "". */
-  const char* reason; /**< PASSED_OVER: why, in words that follow the path. Otherwise "". */
+  const char* reason; /**< PASSED_OVER: why, in words that follow the path. UNREADABLE: why, in
+                           the system's words. Otherwise "". */
 } mtlhost_file;
 
 /** What an update would do. The files are all but those that are as they should be. */

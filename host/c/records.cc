@@ -34,6 +34,10 @@ std::int32_t kindOf(mtlhost::Difference::Kind kind) {
       return MTLHOST_FILE_MISSING;
     case Kind::kExtra:
       return MTLHOST_FILE_EXTRA;
+    case Kind::kWrongSize:
+      return MTLHOST_FILE_WRONG_SIZE;
+    case Kind::kUnreadable:
+      return MTLHOST_FILE_UNREADABLE;
     case Kind::kChanged:
       break;
   }
@@ -87,7 +91,7 @@ FileRecord::FileRecord(const mtlhost::FileChange& change)
 }
 
 FileRecord::FileRecord(const mtlhost::Difference& difference)
-    : FileRecord(mtlhost::FileChange{{}, difference.path, {}, {}, {}}) {
+    : FileRecord(mtlhost::FileChange{{}, difference.path, {}, {}, difference.reason}) {
   kind = kindOf(difference.kind);
 }
 

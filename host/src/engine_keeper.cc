@@ -84,8 +84,12 @@ Result::Failure kindOf(mtlupdate::Failure::Kind kind) {
 Difference differenceOf(const mtlupdate::Difference& difference) {
   using Kind = mtlupdate::Difference::Kind;
   switch (difference.kind) {
+    case Kind::kWrongSize:
+      return {Difference::Kind::kWrongSize, difference.path};
     case Kind::kDamaged:
       return {Difference::Kind::kDamaged, difference.path};
+    case Kind::kUnreadable:
+      return {Difference::Kind::kUnreadable, difference.path, difference.reason};
     case Kind::kMissing:
       return {Difference::Kind::kMissing, difference.path};
     case Kind::kExtra:

@@ -41,6 +41,8 @@ _DIFFERENCE_KINDS: Dict[int, DifferenceKind] = {
     c.FILE_MISSING: "missing",
     c.FILE_EXTRA: "extra",
     c.FILE_CHANGED: "changed",
+    c.FILE_WRONG_SIZE: "wrong size",
+    c.FILE_UNREADABLE: "unreadable",
 }
 _MICROSECONDS_PER_SECOND = 1_000_000
 
@@ -109,7 +111,7 @@ def result_of(record: c.ResultRecord) -> Result:
 def verification_of(record: c.ResultRecord) -> Verification:
     files = (x.contents for x in record.differences[: record.difference_count])
     differences = tuple(
-        Difference(_DIFFERENCE_KINDS[file.kind], file.path.decode())
+        Difference(_DIFFERENCE_KINDS[file.kind], file.path.decode(), file.reason.decode())
         for file in files
         if file.kind in _DIFFERENCE_KINDS
     )

@@ -6,7 +6,9 @@ from dataclasses import dataclass
 from typing import Literal, Optional, Tuple
 
 ChangeKind = Literal["fetched", "copied", "withdrawn", "removed", "passed over"]
-DifferenceKind = Literal["damaged", "missing", "extra", "changed"]
+DifferenceKind = Literal[
+    "damaged", "missing", "extra", "changed", "wrong size", "unreadable"
+]
 
 
 @dataclass(frozen=True)
@@ -70,11 +72,14 @@ class Difference:
     """A file that differs from the list that the last run followed."""
 
     kind: DifferenceKind
-    """"damaged": in its content or its size. "missing": there is no such file. "extra": the
-    list does not name it. "changed": as "damaged", where the library lets others change the
-    file."""
+    """"damaged": it has the listed size, and another content. "wrong size": it has another size.
+    "unreadable": it, or a folder of that name, cannot be read. "missing": there is no such
+    file. "extra": the list does not name it. "changed": it has another size or content, and the
+    library lets others change it."""
     path: str
     """Relative to the folder of the copy."""
+    reason: str = ""
+    """Why it is "unreadable", in the system's words."""
 
 
 @dataclass(frozen=True)

@@ -94,15 +94,17 @@ def test_verify_finds_what_differs_and_repair_fetches_it(
     (copy / "b").write_bytes(b"x")
     (copy / "c").unlink()
     (copy / "d").write_bytes(b"")
+    (copy / "a").write_bytes(b"aa")
     requests = len(server.requests)
     differences = library.verify().differences
     assert len(server.requests) == requests, "it needs no network"
     assert set(differences) == {
+        Difference("wrong size", "a"),
         Difference("damaged", "b"),
         Difference("missing", "c"),
         Difference("extra", "d"),
     }
-    assert library.repair().fetched == Amount(2, 2)
+    assert library.repair().fetched == Amount(3, 3)
     assert library.verify().differences == (Difference("extra", "d"),)
 
 

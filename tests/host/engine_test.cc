@@ -13,6 +13,7 @@
 
 #include "mtlhost/library.h"
 #include "recording_observer.h"
+#include "support/no_access.h"
 #include "support/promptly.h"
 #include "support/published_library.h"
 #include "support/scripted_server.h"
@@ -237,23 +238,36 @@ TEST_F(EngineTest, VerifiesWithoutANetworkAndRepairsOnlyWhatIsWrong) {
   EXPECT_EQ(open().verify().status, Status::kDone);
   writeFile(directory_ / "copy/a", "x");
   fs::remove(fs::u8path(directory_ / "copy/b"));
+  writeFile(directory_ / "copy/c", "cc");
   writeFile(directory_ / "copy/extra", "");
   server_.forgetRequests();
   const Result verified = open().verify();
   EXPECT_EQ(verified.status, Status::kDifferent);
-  ASSERT_EQ(verified.differences.size(), 3U);
+  ASSERT_EQ(verified.differences.size(), 4U);
   EXPECT_EQ(verified.differences[0].kind, Difference::Kind::kDamaged);
   EXPECT_EQ(verified.differences[0].path, "a");
   EXPECT_EQ(verified.differences[1].kind, Difference::Kind::kMissing);
-  EXPECT_EQ(verified.differences[2].kind, Difference::Kind::kExtra);
-  EXPECT_EQ(verified.compared.files, 2);
+  EXPECT_EQ(verified.differences[2].kind, Difference::Kind::kWrongSize);
+  EXPECT_EQ(verified.differences[3].kind, Difference::Kind::kExtra);
+  EXPECT_EQ(verified.compared.files, 1);
   EXPECT_THAT(server_.requestLines(), IsEmpty());
 
   const Result repaired = open().repair();
   EXPECT_EQ(repaired.status, Status::kDone);
-  EXPECT_EQ(repaired.fetched.files, 2);
-  EXPECT_THAT(repaired.changedPaths, ElementsAre("a", "b"));
+  EXPECT_EQ(repaired.fetched.files, 3);
+  EXPECT_THAT(repaired.changedPaths, ElementsAre("a", "b", "c"));
   EXPECT_EQ(copied("a"), "a");
+}
+
+TEST_F(EngineTest, SaysWhyAFileCannotBeRead) {
+  publish("one", {{"a", "a"}});
+  runWell();
+  const NoAccess closed({fs::u8path(directory_ / "copy/a")});
+  const Result verified = open().verify();
+  EXPECT_EQ(verified.status, Status::kDifferent);
+  ASSERT_EQ(verified.differences.size(), 1U);
+  EXPECT_EQ(verified.differences[0].kind, Difference::Kind::kUnreadable);
+  EXPECT_NE(verified.differences[0].reason, "");
 }
 
 TEST_F(EngineTest, ReportsThatTheServerHasNoLibrary) {

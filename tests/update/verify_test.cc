@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "support/no_access.h"
 #include "support/temp_dir.h"
 
 namespace mtlupdate {
@@ -48,7 +49,8 @@ class VerifyTest : public testing::Test {
     EXPECT_FALSE(failure) << failure->text;
     std::vector<std::string> texts;
     for (const Difference& difference : result_.differences) {
-      constexpr const char* kNames[] = {"damaged ", "missing ", "extra ", "changed "};
+      constexpr const char* kNames[] = {"size of ", "damaged ", "unreadable ",
+                                        "missing ", "extra ",   "changed "};
       texts.push_back(kNames[static_cast<int>(difference.kind)] + difference.path);
     }
     return texts;
@@ -85,7 +87,7 @@ TEST_F(VerifyTest, FindsDamagedMissingAndExtraFiles) {
   write("mine", "of my own");
   write("extra", "x");
   write("far/below/extra", "x");
-  EXPECT_THAT(differences(), ElementsAre("damaged content", "damaged size", "damaged sizeAlone",
+  EXPECT_THAT(differences(), ElementsAre("damaged content", "size of size", "size of sizeAlone",
                                          "missing gone", "missing below/gone", "changed mine",
                                          "extra extra", "extra far/below/extra"));
 }
@@ -100,6 +102,21 @@ TEST_F(VerifyTest, EntriesThatUpdatesPassOverMakeNoDifference) {
   EXPECT_THAT(differences(), IsEmpty());
   write("a", "first!");
   EXPECT_THAT(differences(), ElementsAre("damaged a"));
+}
+
+// One bad file, or folder, does not hide the others.
+TEST_F(VerifyTest, GoesOnBehindWhatCannotBeRead) {
+  for (const char* path : {"a", "b", "closed/c"}) {
+    list(path, "content");
+    write(path, "content");
+  }
+  write("b", "CONTENT");
+  const auto below = [&](const char* path) { return std::filesystem::u8path(dir_ / path); };
+  const NoAccess closed({below("copy/a"), below("copy/closed")});
+  EXPECT_THAT(differences(),
+              ElementsAre("unreadable a", "damaged b", "unreadable closed/c", "unreadable closed"));
+  for (const Difference& difference : result_.differences)
+    EXPECT_EQ(difference.reason.empty(), difference.kind != Difference::Kind::kUnreadable);
 }
 
 TEST_F(VerifyTest, TheFoldersOfAStampMayHoldOtherFiles) {

@@ -70,16 +70,24 @@ const char* nameOf(mtlhost::Difference::Kind kind) {
       return "missing";
     case mtlhost::Difference::Kind::kExtra:
       return "extra";
+    case mtlhost::Difference::Kind::kWrongSize:
+      return "size";
+    case mtlhost::Difference::Kind::kUnreadable:
+      return "unreadable";
     case mtlhost::Difference::Kind::kChanged:
       return "changed";
   }
   return "";
 }
 
-const char* textOf(mtlhost::Difference::Kind kind) {
-  switch (kind) {
+std::string textOf(const mtlhost::Difference& difference) {
+  switch (difference.kind) {
+    case mtlhost::Difference::Kind::kWrongSize:
+      return "has another size than in the library";
     case mtlhost::Difference::Kind::kDamaged:
-      return "is not as the library has it";
+      return "has another content than in the library";
+    case mtlhost::Difference::Kind::kUnreadable:
+      return "cannot be read: " + difference.reason;
     case mtlhost::Difference::Kind::kMissing:
       return "is missing";
     case mtlhost::Difference::Kind::kExtra:

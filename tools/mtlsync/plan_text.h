@@ -16,7 +16,7 @@ const char* nameOf(mtlhost::FileChange::Kind kind);
 const char* nameOf(mtlhost::Difference::Kind kind);
 
 /// For people, behind the path: "is missing".
-const char* textOf(mtlhost::Difference::Kind kind);
+std::string textOf(const mtlhost::Difference& difference);
 
 /// What an update did besides fetching: a line for each kind. `detailed` adds how long it took to
 /// put files in their places.

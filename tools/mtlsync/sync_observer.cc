@@ -25,11 +25,11 @@ void SyncObserver::showDifferences(const std::vector<mtlhost::Difference>& diffe
   outputs_.messages.hideStatus();
   for (const mtlhost::Difference& difference : differences) {
     ++record_.differences;
-    const std::string text = textOf(difference.kind);
+    const std::string text = textOf(difference);
     if (JsonEvents* to = events()) {
       to->difference(difference.path, nameOf(difference.kind), text);
     } else {
-      outputs_.results.printLine(mtlrules::printableLine(difference.path) + ": " + text);
+      outputs_.results.printLine(mtlrules::printableLine(difference.path + ": " + text));
     }
   }
 }

@@ -66,14 +66,17 @@ struct Plan {
 struct Difference {
   /// In what.
   enum class Kind {
-    kDamaged,  ///< In its content or its size.
-    kMissing,  ///< There is no such file.
-    kExtra,    ///< The list does not name it.
-    kChanged   ///< As kDamaged, where the library lets others change the file.
+    kDamaged,    ///< In its content; it has the listed size.
+    kMissing,    ///< There is no such file.
+    kExtra,      ///< The list does not name it.
+    kChanged,    ///< In its size or content, where the library lets others change the file.
+    kWrongSize,  ///< In its size.
+    kUnreadable  ///< It, or a folder of that name, cannot be read: `reason` says why.
   };
 
   Kind kind = Kind::kDamaged;  ///< Which of them.
   std::string path;            ///< Relative to the folder of the copy.
+  std::string reason{};        ///< For kUnreadable, in the system's words; else "".
 };
 
 /// Whether an update of the copy in this folder was cut: the next one goes on from there, whatever

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "mtlhost.h"
+#include "support/no_access.h"
 #include "support/published_library.h"
 #include "support/scripted_server.h"
 #include "support/temp_dir.h"
@@ -31,8 +32,9 @@ std::string textOf(const mtlhost_amount& amount) {
 
 std::string textOf(const mtlhost_file& file) {
   EXPECT_EQ(file.size, sizeof(mtlhost_file));
-  static const char* const kinds[] = {"?",           "fetched", "copied",  "withdrawn", "removed",
-                                      "passed over", "damaged", "missing", "extra",     "changed"};
+  static const char* const kinds[] = {"?",       "fetched",     "copied",     "withdrawn",
+                                      "removed", "passed over", "damaged",    "missing",
+                                      "extra",   "changed",     "wrong size", "unreadable"};
   std::string text = std::string(kinds[file.kind]) + " " + file.path;
   if (file.bytes >= 0) text += " of " + std::to_string(file.bytes);
   if (*file.source != '\0') text += std::string(" from ") + file.source;
@@ -164,12 +166,24 @@ TEST_F(CEngine, VerifiesAndRepairs) {
   writeFile(copy_ + "/b", "x");
   std::filesystem::remove(copy_ + "/c");
   writeFile(copy_ + "/d", "");
+  writeFile(copy_ + "/a", "aa");
   EXPECT_EQ(mtlhost_verify(library_), MTLHOST_DIFFERENT);
-  EXPECT_THAT(differences(), testing::UnorderedElementsAre("damaged b", "missing c", "extra d"));
+  EXPECT_THAT(differences(),
+              testing::UnorderedElementsAre("wrong size a", "damaged b", "missing c", "extra d"));
   EXPECT_EQ(mtlhost_repair(library_), MTLHOST_OK);
-  EXPECT_EQ(textOf(result().fetched), "2 with 2");
+  EXPECT_EQ(textOf(result().fetched), "3 with 3");
   EXPECT_THAT(differences(), IsEmpty());
   EXPECT_EQ(readFile(copy_ + "/b"), "b");
+}
+
+TEST_F(CEngine, SaysWhyAFileCannotBeRead) {
+  published_.publish("one", {{"a", "a"}});
+  EXPECT_EQ(mtlhost_sync(open()), MTLHOST_OK);
+  const NoAccess closed({std::filesystem::u8path(copy_ + "/a")});
+  EXPECT_EQ(mtlhost_verify(library_), MTLHOST_DIFFERENT);
+  ASSERT_EQ(result().difference_count, 1U);
+  EXPECT_EQ(result().differences[0]->kind, MTLHOST_FILE_UNREADABLE);
+  EXPECT_STRNE(result().differences[0]->reason, "");
 }
 
 TEST_F(CEngine, ReportsThePlanAndEachFile) {

@@ -185,7 +185,7 @@ TEST_F(EngineProgram, VerifiesWithoutTheLibraryAndRepairs) {
   const ProcessResult verified = runProcess({MTLSYNC, "-q", "--verify", copy_});
   EXPECT_EQ(verified.exitCode, 7) << verified.err;
   EXPECT_EQ(verified.out,
-            "a: is not as the library has it\n"
+            "a: has another content than in the library\n"
             "mine: is not of the library\n");
   EXPECT_THAT(server_.requestLines(), IsEmpty());
   runWell({"--repair"});
@@ -207,7 +207,7 @@ TEST_F(EngineProgram, VerifiesACopyOfTheModuleWithTheLibrary) {
   EXPECT_THAT(alone.err, HasSubstr("no update of this folder has kept its list"));
   const ProcessResult result = run({"-q", "--verify"});
   EXPECT_EQ(result.exitCode, 7) << result.err;
-  EXPECT_EQ(result.out, "b: is not as the library has it\n");
+  EXPECT_EQ(result.out, "b: has another content than in the library\n");
   runWell({"--repair"});
   EXPECT_EQ(copied("b"), "b");
 }

@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "support/child_process.h"
+#include "support/no_access.h"
 #include "support/published_library.h"
 #include "support/scripted_server.h"
 #include "support/temp_dir.h"
@@ -136,7 +137,11 @@ class Output {
     const auto run = [&](const std::string& option) {
       this->run({"--no-proxy", option, library.address(), dir / "copy"});
     };
-    library.publish("one", {{"changed", "abc"}, {"content", "abc"}, {"missing", "abc"}});
+    library.publish("one", {{"changed", "abc"},
+                            {"content", "abc"},
+                            {"missing", "abc"},
+                            {"size", "abc"},
+                            {"unreadable", "abc"}});
     std::string list = library.list();
     list.insert(list.find("\"path\":\"changed\""), "\"download\":\"missing\",");
     server.serve("/lib/filelist.json", list);
@@ -158,10 +163,14 @@ class Output {
     run("--full");
     run("--verify");
     writeFile(dir / "copy/changed", "x");
-    writeFile(dir / "copy/content", "x");
+    writeFile(dir / "copy/content", "xyz");
+    writeFile(dir / "copy/size", "x");
     writeFile(dir / "copy/extra", "x");
     fs::remove(fs::u8path(dir / "copy/missing"));
-    run("--verify");
+    {
+      const NoAccess closed({fs::u8path(dir / "copy/unreadable")});
+      run("--verify");
+    }
     this->run({"--status", dir / "copy"});
   }
 };

@@ -60,12 +60,20 @@ TEST_F(SyncObserverTest, ShowsTheFileThatWasBegunLast) {
 TEST_F(SyncObserverTest, TellsDifferences) {
   using Kind = mtlhost::Difference::Kind;
   SyncObserver observer = observerWith(Verbosity::kQuiet);
-  observer.showDifferences({{Kind::kDamaged, "a"}, {Kind::kMissing, "b\nc"}, {Kind::kExtra, "d"}});
+  observer.showDifferences({{Kind::kDamaged, "a"},
+                            {Kind::kMissing, "b\nc"},
+                            {Kind::kExtra, "d"},
+                            {Kind::kWrongSize, "e"},
+                            {Kind::kUnreadable, "f", "denied"},
+                            {Kind::kChanged, "g"}});
   EXPECT_EQ(stream_.str(),
-            "a: is not as the library has it\n"
+            "a: has another content than in the library\n"
             "b c: is missing\n"
-            "d: is not of the library\n");
-  EXPECT_EQ(observer.record().differences, 3);
+            "d: is not of the library\n"
+            "e: has another size than in the library\n"
+            "f: cannot be read: denied\n"
+            "g: was changed, as the library allows\n");
+  EXPECT_EQ(observer.record().differences, 6);
 }
 
 TEST_F(SyncObserverTest, ColoursTheKindOfAMessage) {
