@@ -1,53 +1,28 @@
-// A key is text, or the name of a file that has it: what is not the one may be the other.
+// What cannot be used of a host's keys is told in its words.
 #include "trust.h"
 
-#include <cerrno>
-#include <cstddef>
-#include <filesystem>
-#include <fstream>
 #include <string>
-#include <system_error>
 
 #include "keeper.h"
 #include "module.h"
 #include "mtlhost/system.h"
 #include "rules/path.h"
+#include "signing/named_key.h"
 #include "update/system.h"
 
 namespace mtlhost {
 
 namespace {
 
-/// In bytes: a file with a key has some 100.
-constexpr std::size_t kLargestKeyFile = 4096;
-
-std::error_code readKeyFile(const std::string& name, std::string& text) {
-  try {
-    errno = 0;
-    std::ifstream file(std::filesystem::u8path(name), std::ios::binary);
-    text.resize(kLargestKeyFile);
-    if (file) file.read(text.data(), static_cast<std::streamsize>(text.size()));
-    if (!file && !file.eof()) return {errno != 0 ? errno : EIO, std::generic_category()};
-    text.resize(static_cast<std::size_t>(file.gcount()));
-    return {};
-  } catch (const std::system_error& error) {
-    return error.code();  // Not a name that this system can have.
-  }
-}
-
 std::optional<mtlsigning::PublicKey> keyOf(const std::string& keyOrFile, Errors& problem) {
-  if (auto key = mtlsigning::publicKeyFrom(keyOrFile)) return key;
-  std::string text;
-  if (const std::error_code error = readKeyFile(keyOrFile, text)) {
+  const mtlsigning::NamedKey named = mtlsigning::keyNamed(keyOrFile);
+  if (named.error) {
     problem = {ownError('"' + keyOrFile + "\" is neither a public key nor a file that can be read"),
-               ownError(systemErrorText(error))};
-    return std::nullopt;
-  }
-  auto key = mtlsigning::publicKeyFrom(text);
-  if (!key) {
+               ownError(systemErrorText(named.error))};
+  } else if (!named.key) {
     problem = {ownError("The file \"" + keyOrFile + "\" has no public key of minisign's format")};
   }
-  return key;
+  return named.key;
 }
 
 }  // namespace

@@ -5,7 +5,7 @@ from __future__ import annotations
 import argparse
 import signal
 import sys
-from typing import List, Optional
+from typing import Dict, Iterable, Iterator, List, Optional
 
 from mtllib._display import ProgressDisplay
 from mtllib._errors import ChainError, Error, Failure, SyncError
@@ -13,15 +13,17 @@ from mtllib._events import Event
 from mtllib._library import Library
 from mtllib._loading import version
 from mtllib._printable import printable
-from mtllib._results import Result
+from mtllib._results import ChangeKind, Difference, DifferenceKind, FileChange, Plan, Result
 from mtllib._settings import SYSTEM_PROXY, Module, Proxy, UpdateOptions
 
 _DONE = 0
 _FAILED = 1
+_WRONG_USAGE = 2
+_DIFFERENT = 7
 _UPDATE_AVAILABLE = 100
 _INTERRUPTED = 130
 _STATUSES = {
-    Failure.USAGE: 2,
+    Failure.USAGE: _WRONG_USAGE,
     Failure.NETWORK: 3,
     Failure.DISK: 4,
     Failure.CONTENT: 5,
@@ -31,8 +33,24 @@ _STATUSES = {
 
 _EPILOG = """Exit status: 0 done or up to date, 1 failed otherwise, 2 wrong usage, 3 the network or
 the server failed, 4 the disk or folder, 5 something is not what was published or signed, 6
-another run is at work on the copy, 100 an update is available (with --check), 130
-interrupted."""
+another run is at work on the copy, 7 the copy differs from its list (with --verify), 100 an
+update is available (with --check), 130 interrupted."""
+
+_CHANGE_WORDS: Dict[ChangeKind, str] = {
+    "fetched": "fetch",
+    "copied": "copy",
+    "withdrawn": "leave",
+    "removed": "remove",
+    "passed over": "skip",
+}
+_DIFFERENCE_TEXTS: Dict[DifferenceKind, str] = {
+    "damaged": "has another content than in the library",
+    "wrong size": "has another size than in the library",
+    "unreadable": "cannot be read",
+    "missing": "is missing",
+    "extra": "is not of the library",
+    "changed": "was changed, as the library allows",
+}
 
 
 class _ShowVersion(argparse.Action):
@@ -56,13 +74,26 @@ def _parser() -> argparse.ArgumentParser:
         epilog=_EPILOG,
         formatter_class=argparse.RawDescriptionHelpFormatter,
     )
-    parser.add_argument("url", metavar="URL", type=_not_empty, help="address of the library")
+    parser.add_argument(
+        "url",
+        metavar="URL",
+        type=_not_empty,
+        nargs="?",
+        help="address of the library; --verify does without",
+    )
     parser.add_argument(
         "directory", metavar="DIR", type=_not_empty, help="folder of the copy; made if missing"
     )
-    parser.add_argument(
-        "--check", action="store_true", help="only tell whether an update exists"
-    )
+    operation = parser.add_mutually_exclusive_group()
+    for name, text in (
+        ("check", "only tell whether an update exists"),
+        ("dry-run", "only tell what an update would do"),
+        ("verify", "only tell how the copy differs from the list that the last run followed"),
+        ("repair", "read every file of the copy, and fetch what is missing or wrong"),
+    ):
+        operation.add_argument(
+            f"--{name}", dest="operation", action="store_const", const=name, help=text
+        )
     parser.add_argument(
         "--sub-path", default="", metavar="PATH", help="sub-path of the library"
     )
@@ -114,6 +145,10 @@ def _parser() -> argparse.ArgumentParser:
 def _options(arguments: Optional[List[str]]) -> argparse.Namespace:
     parser = _parser()
     options = parser.parse_args(arguments)
+    if options.url is None and options.operation != "verify":
+        parser.error("the following arguments are required: URL")
+    if options.module and options.operation not in (None, "check"):
+        parser.error(f"--module and --{options.operation} exclude each other")
     if options.key and options.module:
         parser.error("--module and --key exclude each other")
     if options.name and not options.key:
@@ -127,7 +162,7 @@ class _Program:
     """One run of the program."""
 
     def __init__(self, options: argparse.Namespace) -> None:
-        self._url: str = options.url
+        self._url: str = options.url or ""
         self._directory: str = options.directory
         self._sub_path: str = options.sub_path
         self._proxy: Proxy = options.proxy
@@ -137,7 +172,7 @@ class _Program:
         self._allow_expired: bool = options.allow_expired
         self._forget_keys: bool = options.forget_keys
         self._options = UpdateOptions(prune=options.prune, wait=options.wait)
-        self._check: bool = options.check
+        self._operation: Optional[str] = options.operation
         self._quiet: bool = options.quiet
         self._display = ProgressDisplay(sys.stderr)
 
@@ -154,23 +189,42 @@ class _Program:
             allow_expired=self._allow_expired,
             forget_keys=self._forget_keys,
         ) as library:
-            if self._check:
-                is_update = library.check(self._show_warning)
-                self._tell("An update is available." if is_update else "Up to date.")
-                return _UPDATE_AVAILABLE if is_update else _DONE
             try:
-                result = library.sync(
-                    on_progress=None if self._quiet else self._display.show,
-                    on_event=self._show_warning,
-                )
+                return self._use(library)
             finally:
                 self._display.hide()
-            self._tell(_closing_line(result))
+
+    def _use(self, library: Library) -> int:
+        if self._operation == "check":
+            is_update = library.check(self._show_warning)
+            self._tell("An update is available." if is_update else "Up to date.")
+            return _UPDATE_AVAILABLE if is_update else _DONE
+        progress = None if self._quiet else self._display.show
+        if self._operation == "dry-run":
+            self._print(_plan_lines(library.plan(progress, self._show_warning)))
             return _DONE
+        if self._operation == "verify":
+            verification = library.verify(progress, self._show_warning)
+            self._print(map(_difference_line, verification.differences))
+            if verification.differences:
+                return _DIFFERENT
+            self._tell(f"As listed: {_counted(verification.compared.files)}.")
+            return _DONE
+        run = library.repair if self._operation == "repair" else library.sync
+        result = run(progress, self._show_warning)
+        self._display.hide()
+        self._tell(_closing_line(result))
+        return _DONE
 
     def _show_warning(self, event: Event) -> None:
         if event.kind == "warning" and not self._quiet:
             self._display.print_line(f"mtllib: warning: {event.text}")
+
+    def _print(self, lines: Iterable[str]) -> None:
+        """What was asked for, which is printed in any case."""
+        self._display.hide()
+        for line in lines:
+            print(printable(line), flush=True)
 
     def _tell(self, line: str) -> None:
         if not self._quiet:
@@ -181,7 +235,41 @@ def _closing_line(result: Result) -> str:
     if not result.updated:
         return "Up to date."
     files = len(result.changed_paths) + len(result.removed_paths) or result.files
-    return f"Updated: {files} {'file' if files == 1 else 'files'}."
+    return f"Updated: {_counted(files)}."
+
+
+def _counted(files: int) -> str:
+    return f"{files} {'file' if files == 1 else 'files'}"
+
+
+def _plan_lines(plan: Plan) -> Iterator[str]:
+    yield from map(_change_line, plan.files)
+    for text, amount in (
+        ("To fetch", plan.fetched),
+        ("To copy", plan.copied),
+        ("To replace", plan.replaced),
+        ("To remove", plan.removed),
+        ("No longer of the library", plan.withdrawn),
+        ("Unchanged", plan.left),
+    ):
+        if amount.files > 0:
+            yield f"{text}: {_counted(amount.files)}, {amount.bytes} bytes."
+
+
+def _change_line(change: FileChange) -> str:
+    line = f"{_CHANGE_WORDS[change.kind]:6}  {change.path}"
+    if change.kind == "withdrawn":
+        line += ": the library does not have it any longer"
+    if change.source:
+        line += f", from {change.source}"
+    if change.reason:
+        line += f": {change.reason}"
+    return line if change.size is None else f"{line} ({change.size} bytes)"
+
+
+def _difference_line(difference: Difference) -> str:
+    line = f"{difference.path}: {_DIFFERENCE_TEXTS[difference.kind]}"
+    return f"{line}: {difference.reason}" if difference.reason else line
 
 
 def _print_error(error: Exception) -> None:
@@ -207,4 +295,6 @@ def main(arguments: Optional[List[str]] = None) -> int:
         return _INTERRUPTED
     except (Error, OSError, ValueError) as error:
         _print_error(error)
+        if isinstance(error, ValueError):
+            return _WRONG_USAGE
         return _STATUSES.get(error.failure, _FAILED) if isinstance(error, SyncError) else _FAILED

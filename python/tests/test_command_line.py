@@ -59,6 +59,53 @@ def test_a_check_tells_by_its_exit_status(server: ScriptedServer, copy: pathlib.
     assert (process.returncode, process.stdout) == (0, "Up to date.\n")
 
 
+def test_a_dry_run_tells_what_an_update_would_do_and_does_nothing(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.publish({"a": b"oak", "b": b"ash"})
+    _run("--no-proxy", server.url, str(copy))
+    server.publish({"a": b"birch", "d": b"ash\n"}, stamp=b"two\n")
+    process = _run("-q", "--no-proxy", "--dry-run", server.url, str(copy))
+    assert process.returncode == 0
+    assert process.stdout == (
+        "fetch   a (5 bytes)\n"
+        "fetch   d (4 bytes)\n"
+        "leave   b: the library does not have it any longer (3 bytes)\n"
+        "To fetch: 2 files, 9 bytes.\n"
+        "To replace: 1 file, 3 bytes.\n"
+        "No longer of the library: 1 file, 3 bytes.\n"
+    )
+    assert (copy / "a").read_bytes() == b"oak"
+    assert not (copy / "d").exists()
+
+
+def test_verify_tells_each_difference_without_the_library_and_repair_makes_it_good(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.publish({"a": b"oak", "b": b"ash", "c": b"elm"})
+    _run("--no-proxy", server.url, str(copy))
+    process = _run("-q", "--verify", str(copy))
+    assert (process.returncode, process.stdout) == (0, "")
+    process = _run("--verify", str(copy))
+    assert (process.returncode, process.stdout) == (0, "As listed: 3 files.\n")
+    (copy / "a").write_bytes(b"OAK")
+    (copy / "b").write_bytes(b"as")
+    (copy / "c").unlink()
+    (copy / "\x1b").touch()
+    process = _run("--quiet", "--verify", str(copy))
+    assert process.returncode == 7
+    assert process.stdout == (
+        "a: has another content than in the library\n"
+        "b: has another size than in the library\n"
+        "c: is missing\n"
+        "\\x1b: is not of the library\n"
+    )
+    process = _run("--no-proxy", "--repair", server.url, str(copy))
+    assert (process.returncode, process.stdout) == (0, "Updated: 3 files.\n")
+    assert (copy / "c").read_bytes() == b"elm"
+    assert _run("-q", "--no-proxy", "--repair", server.url, str(copy)).returncode == 0
+
+
 def test_quiet_prints_nothing(server: ScriptedServer, copy: pathlib.Path) -> None:
     server.publish({"a.mat": b"oak"})
     process = _run("-q", "--no-proxy", server.url, str(copy))
@@ -83,7 +130,7 @@ def test_what_can_be_done_about_a_failure_is_told_by_the_exit_status(
     assert status() == 3, "the server has nothing"
     server.publish({"../a.mat": b""})
     assert status() == 5, "not what a publisher would publish"
-    assert status("--sub-path", "..") == 1
+    assert status("--sub-path", "..") == 2, "not in the library"
     assert not copy.exists(), "nothing was put in it"
     copy.write_text("in the way")
     server.publish({"a.mat": b"oak"})
@@ -113,7 +160,7 @@ def test_only_what_a_key_has_signed_is_taken(
     assert run().returncode == 2, "the copy was updated with keys"
     assert run("--forget-keys").returncode == 0
     assert run().returncode == 0
-    assert run("--key", "RWQ").returncode == 1
+    assert run("--key", "RWQ").returncode == 2
     for wrong in (
         ("--name", "oak"),
         ("--allow-expired",),
@@ -177,7 +224,12 @@ def test_a_proxy_is_asked(server: ScriptedServer, copy: pathlib.Path) -> None:
 @pytest.mark.parametrize(
     "arguments, problem",
     [
-        ([], "the following arguments are required: URL, DIR"),
+        ([], "the following arguments are required: DIR"),
+        (["copy"], "the following arguments are required: URL"),
+        (["--repair", "copy"], "the following arguments are required: URL"),
+        (["--check", "--verify", "copy"], "not allowed with argument"),
+        (["--module", "m", "--dry-run", "http://a", "copy"], "--module and --dry-run exclude"),
+        (["http://a", "copy", "--key", "RWQ"], "is neither a public key nor a file"),
         (["", "copy"], "argument URL: must not be empty"),
         (["http://a", "copy", "--proxy", ""], "argument --proxy: must not be empty"),
         (["http://a", "copy", "--proxy", "b:1", "--no-proxy"], "not allowed with argument"),

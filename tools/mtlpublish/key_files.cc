@@ -9,6 +9,7 @@
 #include "mtlpublish/system.h"
 #include "mtlpublish/whole_file.h"
 #include "rules/printable.h"
+#include "signing/named_key.h"
 
 namespace mtlpublish {
 
@@ -132,15 +133,14 @@ std::optional<mtlsigning::SecretKey> readSecretKey(const std::string& file,
 
 std::optional<mtlsigning::PublicKey> readPublicKey(const std::string& keyOrFile,
                                                    std::string& problem) {
-  if (auto key = mtlsigning::publicKeyFrom(keyOrFile)) return key;
-  std::string text;
-  if (const auto error = readContent(fs::u8path(keyOrFile), text, kLargestFile)) {
-    problem = problemWith(keyOrFile, "neither a public key nor a file that can be read", error);
-    return std::nullopt;
+  const mtlsigning::NamedKey named = mtlsigning::keyNamed(keyOrFile);
+  if (named.error) {
+    problem =
+        problemWith(keyOrFile, "neither a public key nor a file that can be read", named.error);
+  } else if (!named.key) {
+    problem = problemWith(keyOrFile, "is not a public key of minisign's format");
   }
-  std::optional<mtlsigning::PublicKey> key = mtlsigning::publicKeyFrom(text);
-  if (!key) problem = problemWith(keyOrFile, "is not a public key of minisign's format");
-  return key;
+  return named.key;
 }
 
 }  // namespace mtlpublish

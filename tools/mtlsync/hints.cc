@@ -163,7 +163,7 @@ std::string usageHint(const ErrorEntries& errors, const Options& options) {
   if (isFound(errors, "this is a copy of the library")) {
     return "--forget-keys makes it one of another library.";
   }
-  if (options.mode == Mode::kVerify) {
+  if (options.mode == Mode::kVerify && isFound(errors, "has kept its list")) {
     return '"' + commandWith("--verify", options) + "\" compares with the library's own list.";
   }
   return isFound(errors, "would be removed") ? "--prune-most removes them all the same." : "";

@@ -212,7 +212,7 @@ ExitStatus tellStatus(const Options& options, const SyncObserver::Outputs& outpu
     if (result == StatusResult::kNoStamp) {
       outputs.messages.printLine('"' + commandWith("", options) + "\" makes it complete.");
     }
-    return kExitFailed;
+    return result == StatusResult::kWrongKey ? kExitWrongUsage : kExitFailed;
   }
   for (const std::string& text : status.unread)
     observer.warning(text);

@@ -67,10 +67,15 @@ mtlhost::Result useLibrary(const Options& options, mtlhost::Library& library,
   return library.run();
 }
 
-/// A failure, with `problem`, when it did not get that far.
+/// A failure, with `problem`, when it did not get that far. The engine has nothing to load that
+/// could be missing: then the options cannot be used.
 mtlhost::Result synchronise(const Options& options, SyncObserver& observer, ErrorEntries& problem) {
   auto library = mtlhost::Library::open(settingsOf(options), observer, problem);
-  if (!library) return {};
+  if (!library) {
+    mtlhost::Result result;
+    if (usesEngine(options)) result.failure = mtlhost::Result::Failure::kUsage;
+    return result;
+  }
   waitRandomly(options.mostDelay, common::stopRequested);
   return useLibrary(options, *library, observer);
 }

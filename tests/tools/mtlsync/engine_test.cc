@@ -212,6 +212,13 @@ TEST_F(EngineProgram, VerifiesACopyOfTheModuleWithTheLibrary) {
   EXPECT_EQ(copied("b"), "b");
 }
 
+TEST_F(EngineProgram, ASubPathThatLeavesTheLibraryIsWrongUsage) {
+  const ProcessResult result = run({"-q", "--sub-path", "../other"});
+  EXPECT_EQ(result.exitCode, 2);
+  EXPECT_EQ(result.err, "mtlsync: error: The sub-path \"../other\" does not stay in the library\n");
+  EXPECT_EQ(run({"--module", dir_ / "none"}).exitCode, 1) << "a fault of the installation";
+}
+
 TEST_F(EngineProgram, SaysByItsExitStatusWhatFailed) {
   library_.publish("one", {{"a", "a"}});
   server_.remove("/lib/id.txt");

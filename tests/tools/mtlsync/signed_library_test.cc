@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "support/child_process.h"
+#include "support/regex_matchers.h"
 #include "support/scripted_server.h"
 #include "support/temp_dir.h"
 
@@ -62,11 +63,16 @@ TEST_F(SignedLibraryProgram, TakesAKeyOrItsFile) {
 }
 
 TEST_F(SignedLibraryProgram, NamesAKeyThatCannotBeUsed) {
-  const ProcessResult result = run({"--key", "RWQ"});
-  EXPECT_NE(result.exitCode, 0);
-  EXPECT_THAT(result.err, HasSubstr("error: \"RWQ\" is neither a public key nor a file that can be "
-                                    "read\n  because: "));
-  EXPECT_EQ(status({"--key", "RWQ"}).exitCode, result.exitCode);
+  const auto expectUsage = [](const ProcessResult& result) {
+    EXPECT_EQ(result.exitCode, 2);
+    // The reason is the last line: there is nothing else to advise.
+    EXPECT_THAT(result.err,
+                MatchesPattern("mtlsync: error: \"RWQ\" is neither a public key nor a file "
+                               "that can be read\n  because: [^\n]+\n"));
+  };
+  expectUsage(run({"--key", "RWQ"}));
+  expectUsage(run({"--verify", "--key", "RWQ"}));
+  expectUsage(status({"--key", "RWQ"}));
 }
 
 TEST_F(SignedLibraryProgram, RefusesWhatIsNotSignedAsContent) {

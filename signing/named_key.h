@@ -1,0 +1,25 @@
+// A NamedKey is the public key that a user has named: by its text, or by the file that has it.
+#ifndef MTLLIB_SIGNING_NAMED_KEY_H_
+#define MTLLIB_SIGNING_NAMED_KEY_H_
+
+#include <optional>
+#include <string>
+#include <system_error>
+
+#include "signing/signature.h"
+
+namespace mtlsigning {
+
+struct NamedKey {
+  std::optional<PublicKey> key{};
+  /// Why what is not a key itself cannot be read as a file. Without it and a key, the file has
+  /// none.
+  std::error_code error{};
+};
+
+/// The key that `keyOrFile` is itself, or that the file of this name, in UTF-8, has.
+NamedKey keyNamed(const std::string& keyOrFile);
+
+}  // namespace mtlsigning
+
+#endif  // MTLLIB_SIGNING_NAMED_KEY_H_
