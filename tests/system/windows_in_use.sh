@@ -135,8 +135,10 @@ until [ -n "$(ls -A "$target/.mtllib/stage" 2>/dev/null)" ]; do
   kill -0 $client 2>/dev/null || fail "the first run is over: $(cat "$folder/err")"
   sleep 0.05
 done
+kill -STOP $client
 expect 6 "${update[@]}"
 expect_text "another run is at work"
+kill -CONT $client
 wait $client || fail "the first run fails"
 expect_release "$target" 2
 
