@@ -26,7 +26,7 @@ LibraryConfig configOf(const std::string& text) {
   return config.value_or(LibraryConfig());
 }
 
-std::vector<std::string> problemsOf(const std::string& text) {
+std::vector<std::string> problemsOfConfig(const std::string& text) {
   std::vector<std::string> problems;
   EXPECT_EQ(parseConfig(text, "folder/library.toml", problems), std::nullopt) << text;
   return problems;
@@ -85,45 +85,47 @@ TEST(LibraryConfig, MaySayNothing) {
 }
 
 TEST(LibraryConfig, HasUnknownWordsReportedWithTheNearestKnownOne) {
-  EXPECT_THAT(problemsOf("lossy = true\nexlude = []\nzzz = 1\n[[policy]]\nfile = []\n"
-                         "download = 'always'\n"),
+  EXPECT_THAT(problemsOfConfig("lossy = true\nexlude = []\nzzz = 1\n[[policy]]\nfile = []\n"
+                               "download = 'always'\n"),
               ElementsAre("library.toml:2: 'exlude' is not known; is it 'exclude'?",
                           "library.toml:3: 'zzz' is not known",
                           "library.toml:5: 'file' is not known; is it 'files'?",
                           "library.toml:4: a policy has no files"));
-  EXPECT_THAT(problemsOf("[signing]\nexpire = 1\n"),
+  EXPECT_THAT(problemsOfConfig("[signing]\nexpire = 1\n"),
               ElementsAre("library.toml:2: 'expire' is not known; is it 'expires'?"));
 }
 
 TEST(LibraryConfig, HasEveryProblemReportedAtOnce) {
-  EXPECT_THAT(problemsOf("name = ''\nlossy = 1\nexclude = '*'\ninclude = [1, '[a']\n"
-                         "allow = ['names']\n[[policy]]\nfiles = ['a']\ndownload = 'sometimes'\n"
-                         "[signing]\nkey = 7\nexpires = 0\nsub-path = '/x'\n"),
-              ElementsAre("library.toml:1: name: '' is not a name for a library",
-                          "library.toml:2: lossy is true or false",
-                          "library.toml:3: exclude is a list: [\"…\"]",
-                          "library.toml:4: include is a text: \"…\"",
-                          "library.toml:4: include: '[a' has a '[' without its ']'",
-                          "library.toml:5: allow: 'names' is not windows-names, same-names, "
-                          "long-paths, unused-entries or changed-missing",
-                          "library.toml:8: download: 'sometimes' is not always, missing or never",
-                          "library.toml:10: key is a text: \"…\"",
-                          "library.toml:12: sub-path: '/x' is not the way to write a sub-path",
-                          "library.toml:11: expires is a number of days, 1 to 3650"));
+  EXPECT_THAT(
+      problemsOfConfig("name = ''\nlossy = 1\nexclude = '*'\ninclude = [1, '[a']\n"
+                       "allow = ['names']\n[[policy]]\nfiles = ['a']\ndownload = 'sometimes'\n"
+                       "[signing]\nkey = 7\nexpires = 0\nsub-path = '/x'\n"),
+      ElementsAre("library.toml:1: name: '' is not a name for a library",
+                  "library.toml:2: lossy is true or false",
+                  "library.toml:3: exclude is a list: [\"…\"]",
+                  "library.toml:4: include is a text: \"…\"",
+                  "library.toml:4: include: '[a' has a '[' without its ']'",
+                  "library.toml:5: allow: 'names' is not windows-names, same-names, "
+                  "long-paths, unused-entries or changed-missing",
+                  "library.toml:8: download: 'sometimes' is not always, missing or never",
+                  "library.toml:10: key is a text: \"…\"",
+                  "library.toml:12: sub-path: '/x' is not the way to write a sub-path",
+                  "library.toml:11: expires is a number of days, 1 to 3650"));
 }
 
 TEST(LibraryConfig, HasTablesWhereTheyBelong) {
-  EXPECT_THAT(problemsOf("policy = 1\nsigning = 2\n"),
+  EXPECT_THAT(problemsOfConfig("policy = 1\nsigning = 2\n"),
               ElementsAre("library.toml:1: policies are tables: [[policy]]",
                           "library.toml:2: signing is a table: [signing]"));
-  EXPECT_THAT(problemsOf("[[policy]]\n"), ElementsAre("library.toml:1: a policy has no files",
-                                                      "library.toml:1: a policy has no download"));
+  EXPECT_THAT(problemsOfConfig("[[policy]]\n"),
+              ElementsAre("library.toml:1: a policy has no files",
+                          "library.toml:1: a policy has no download"));
 }
 
 TEST(LibraryConfig, IsRefusedWhereItIsNotToml) {
   for (const std::string text : {"name", "name = \"", "a = [1", "\xFF", "name = 'a'\nname = 'b'"})
-    EXPECT_THAT(problemsOf(text), ElementsAre(StartsWith("library.toml:"))) << text;
-  EXPECT_THAT(problemsOf("\n\nname = \"\x1B[2J\""), ElementsAre(Not(HasSubstr("\x1B"))));
+    EXPECT_THAT(problemsOfConfig(text), ElementsAre(StartsWith("library.toml:"))) << text;
+  EXPECT_THAT(problemsOfConfig("\n\nname = \"\x1B[2J\""), ElementsAre(Not(HasSubstr("\x1B"))));
 }
 
 TEST(LibraryConfig, FindsTheNearestWord) {
