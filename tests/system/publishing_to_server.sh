@@ -88,6 +88,16 @@ header maps/none.tx >"$folder/header"
 grep -q "404" "$folder/header" || fail "$(cat "$folder/header")"
 ! grep -qi "^Cache-Control: " "$folder/header" || fail "$(cat "$folder/header")"
 
+echo "Browsers are told what a page and its pictures are that lie beside the list"
+expect 0 mtlpublish report --output "$folder/served/library/index.html" "$folder/library"
+echo "<svg/>" >"$folder/served/library/oak.svg"
+for page in "" oak.svg; do
+  header "$page" >"$folder/header-of-$page"
+done
+grep -qix "Content-Type: text/html" "$folder/header-of-" || fail "$(cat "$folder/header-of-")"
+grep -qix "Content-Type: image/svg+xml" "$folder/header-of-oak.svg" || fail "$(cat "$folder/header-of-oak.svg")"
+rm "$folder/served/library/index.html" "$folder/served/library/oak.svg"
+
 echo "A cache that asks again by ETag gets no body, and connections are kept"
 etag=$(sed -n 's/^ETag: //p' "$folder/header-of-list")
 curl -s --noproxy '*' -H "If-None-Match: $etag" -w '%{http_code} %{num_connects}\n' -o "$folder/body" \
