@@ -120,12 +120,8 @@ done
 
 echo "A signed library, by the module, and by the engine with the publisher's key"
 rm -rf "$target"
-"$bin/mtlpublish" keygen --no-password "$folder/oak" >/dev/null 2>&1
-for release in 1 2 3; do
-  "$bin/mtlpublish" build --sign "$folder/oak.key" --name oak "$folder/releases/$release" >/dev/null
-  manifest_of "$folder/releases/$release" >"$folder/manifest-$release"
-  sleep 1.1 # Serials are at least the time.
-done
+sign_releases
+use_variant signed
 publish_release 1
 module
 expect_holds 1

@@ -16,23 +16,28 @@ url() {
 }
 
 make_releases 120
+sign_releases
 publish_release 1
 make_certificates
 start_nginx "$folder/library"
 
 # The engine: from a copy of release 1, or from nothing, to release 2.
 
-engine=("$bin/mtlsync" -q --no-proxy --prune-most)
+variants=(with without signed)
 update() {
   "${engine[@]}" "$(url)" "$target"
 }
 
-# begin_with CASE: nothing (0), or a copy of release 1 (1); the same without digests (2 and 3).
+# begin_with CASE: nothing (0), or a copy of release 1 (1); the same without digests (2 and 3), and
+# signed, with the key (4 and 5).
 begin_with() {
   case=$1
   from=$((case % 2))
+  variant=${variants[case / 2]}
+  engine=("$bin/mtlsync" -q --no-proxy --prune-most)
+  [ "$variant" != signed ] || engine+=(--key "$folder/oak.pub")
   rm -rf "$target"
-  list_digests "$([ "$case" -lt 2 ] && echo with || echo without)"
+  use_variant "$variant"
   publish_release 1
   [ "$from" -eq 0 ] || update || fail "the first run fails"
   publish_release 2
@@ -51,16 +56,26 @@ expect_all_answered() {
 }
 
 begin_anew() {
-  begin_with $((RANDOM % 2 * 2 + (RANDOM % 4 > 0)))
+  begin_with $((RANDOM % 3 * 2 + (RANDOM % 4 > 0)))
 }
 
+# expect_cut: what a run that was cut may leave behind.
+expect_cut() {
+  expect_old_or_new "$target" $from 2
+  [ "$variant" != signed ] || expect_record "$target" $from 2
+}
+
+# With keys, no run goes back to an older release.
 expect_repair() {
-  publish_release $((RANDOM % 3 + 1))
+  local oldest=1
+  [ "$variant" != signed ] || oldest=2
+  publish_release $((RANDOM % (4 - oldest) + oldest))
   update || fail "the next run fails"
   expect_release "$target" "$(basename "$(readlink "$folder/library")")"
+  [ "$variant" != signed ] || cmp "$target/id.txt" "$target/.mtllib/trusted" || fail "another record"
 }
 
-for case in 0 1 2 3; do
+for case in 0 1 2 3 4 5; do
   begin_with $case
   forget_requests
   points[case]=$(count_points "${engine[@]}" "$(url)" "$target")
@@ -68,7 +83,7 @@ for case in 0 1 2 3; do
   expect_release "$target" 2
 done
 echo "The engine makes ${points[0]} changes for a first copy, ${points[1]} for an update," \
-  "${points[2]} and ${points[3]} without digests"
+  "${points[2]} and ${points[3]} without digests, ${points[4]} and ${points[5]} with keys"
 
 # Every other one at a moment, and not at a change.
 for ((i = 0; i < kills; i++)); do
@@ -83,7 +98,7 @@ for ((i = 0; i < kills; i++)); do
     kill -9 $! 2>/dev/null || true
     { wait $! || true; } 2>/dev/null
   fi
-  expect_old_or_new "$target" $from 2
+  expect_cut
   expect_repair
 done
 echo "$kills clients killed"
@@ -97,7 +112,7 @@ for ((i = 0; i < kills; i++)); do
   kill -CONT $client
   status=0
   wait $client || status=$?
-  expect_old_or_new "$target" $from 2
+  expect_cut
   case $status in
     0) expect_release "$target" 2 ;;
     130)
@@ -123,7 +138,7 @@ for ((i = 0; i < kills; i++)); do
   kill -CONT $client
   status=0
   wait $client || status=$?
-  expect_old_or_new "$target" $from 2
+  expect_cut
   case $status in
     0) expect_release "$target" 2 && expect_all_answered "${needed[case]}" ;;
     3) failed=$((failed + 1)) ;;
@@ -188,7 +203,7 @@ expect_repair() {
 }
 
 publish_release 2
-list_digests with
+use_variant with
 begin_anew
 forget_requests
 changes=$(count_points "${module[@]}" "$(url)" "$target")

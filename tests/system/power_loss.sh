@@ -28,22 +28,38 @@ fi
 umount "$folder/disk"
 
 make_releases 60
-publish_release 1
+sign_releases
 make_certificates
+publish_release 1
 start_nginx "$folder/library"
-update=("$bin/mtlsync" -q --no-proxy --prune-most "http://127.0.0.1:$http_port/lib" "$target")
 
-# Old copies: none at all, and one of release 1.
-cp --sparse=always "$folder/empty.img" "$folder/old-0.img"
-cp --sparse=always "$folder/empty.img" "$folder/old-1.img"
-mount_image "$folder/old-1.img"
-"${update[@]}"
-umount "$folder/disk"
+# use_copies COPIES: what updates begin with from now on. Of nothing, of release 1, or of release 1
+# with the key of signed releases.
+use_copies() {
+  copies=$1
+  from=1
+  [ "$copies" != nothing ] || from=0
+  variant=with
+  update=("$bin/mtlsync" -q --no-proxy --prune-most)
+  if [ "$copies" = signed ]; then
+    variant=signed
+    update+=(--key "$folder/oak.pub")
+  fi
+  update+=("http://127.0.0.1:$http_port/lib" "$target")
+  use_variant $variant
+}
+
+for copies in nothing old signed; do
+  use_copies $copies
+  cp --sparse=always "$folder/empty.img" "$folder/$copies.img"
+  mount_image "$folder/$copies.img"
+  [ $from -eq 0 ] || "${update[@]}"
+  umount "$folder/disk"
+done
 publish_release 2
 
-# begin_with FROM
-begin_with() {
-  cp --sparse=always "$folder/old-$1.img" "$folder/live.img"
+begin() {
+  cp --sparse=always "$folder/$copies.img" "$folder/live.img"
   mount_image "$folder/live.img"
 }
 
@@ -55,7 +71,7 @@ copy_live_image() {
   done
 }
 
-# lose_power SECONDS FROM WHERE: so long after the client has got where it is.
+# lose_power SECONDS WHERE: so long after the client has got where it is.
 lose_power() {
   sleep "$1"
   copy_live_image
@@ -63,40 +79,41 @@ lose_power() {
   [ -z "$client" ] || { wait "$client" || true; } 2>/dev/null
   umount "$folder/disk"
   mount_image "$folder/cut.img"
-  echo "release $2, change $3, $1 s later: $(ls -A "$target" 2>/dev/null | wc -l) in the copy" >>"$folder/log"
-  (expect_old_or_new "$target" "$2" 2) || fail "change $3 from release $2, $1 s later"
-  "${update[@]}" || fail "change $3 from release $2, $1 s later: the next run fails"
+  local when="$copies, change $2, $1 s later"
+  echo "$when: $(ls -A "$target" 2>/dev/null | wc -l) in the copy" >>"$folder/log"
+  (expect_old_or_new "$target" $from 2) || fail "$when"
+  [ "$variant" != signed ] || (expect_record "$target" $from 2) || fail "$when"
+  "${update[@]}" || fail "$when: the next run fails"
   expect_release "$target" 2
   umount "$folder/disk"
 }
 
-for from in 0 1; do
-  list_digests with
-  begin_with $from
+for copies in nothing old signed; do
+  use_copies $copies
+  begin
   changes=$(count_points "${update[@]}")
   umount "$folder/disk"
   for ((i = 0; i < moments; i++)); do
     # Over all of it, and then the last ones.
     point=$((i * 2 < moments ? 1 + (i * 2 * changes + RANDOM % (2 * changes)) / moments : changes - moments + 1 + i))
-    digests=with
     last=$changes
-    if [ $((RANDOM % 3)) -eq 0 ]; then
+    use_variant $variant
+    if [ "$copies" != signed ] && [ $((RANDOM % 3)) -eq 0 ]; then
       # A first copy makes a few changes less then.
-      digests=without
+      use_variant without
       last=$((changes - 10))
     fi
-    list_digests $digests
     for seconds in 0 1.3; do
-      begin_with $from
+      begin
       stop_at $((point < last ? point : last)) "${update[@]}"
-      lose_power $seconds $from "$point of $changes"
+      lose_power $seconds "$point of $changes"
     done
   done
   client=
   for seconds in 0 1.3 7; do
-    begin_with $from
+    begin
     "${update[@]}"
-    lose_power $seconds $from "after the last"
+    lose_power $seconds "after the last"
     [ "$moments" -ge 10 ] || break
   done
 done

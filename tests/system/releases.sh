@@ -30,16 +30,40 @@ make_releases() {
   done
   for release in 1 2 3; do
     "$bin/mtlpublish" build "$folder/releases/$release" >/dev/null
-    manifest_of "$folder/releases/$release" >"$folder/manifest-$release"
-    cp "$folder/releases/$release/filelist.json" "$folder/list-$release-with"
-    sed 's/, *"sha256": *"[0-9a-f]*"//' "$folder/list-$release-with" >"$folder/list-$release-without"
+  done
+  keep_variant with
+  for release in 1 2 3; do
+    sed -i 's/, *"sha256": *"[0-9a-f]*"//' "$folder/releases/$release/filelist.json"
+  done
+  keep_variant without
+  use_variant with
+}
+
+# sign_releases: all of them, for the key in $folder/oak.pub, as releases of one library.
+sign_releases() {
+  "$bin/mtlpublish" keygen --no-password "$folder/oak" >/dev/null 2>&1
+  for release in 1 2 3; do
+    "$bin/mtlpublish" build --sign "$folder/oak.key" --name oak "$folder/releases/$release" >/dev/null
+    sleep 1.1 # Serials are at least the time.
+  done
+  keep_variant signed
+}
+
+# keep_variant NAME: the releases as they are, for use_variant.
+keep_variant() {
+  for release in 1 2 3; do
+    manifest_of "$folder/releases/$release" >"$folder/manifest-$release-$1"
+    cp "$folder/releases/$release/filelist.json" "$folder/list-$release-$1"
+    cp "$folder/releases/$release/id.txt" "$folder/id-$release-$1"
   done
 }
 
-# list_digests with|without: what the lists of all releases do from now on.
-list_digests() {
+# use_variant with|without|signed: all releases list digests, do not, or are signed, from now on.
+use_variant() {
   for release in 1 2 3; do
+    cp "$folder/manifest-$release-$1" "$folder/manifest-$release"
     cp "$folder/list-$release-$1" "$folder/releases/$release/filelist.json"
+    cp "$folder/id-$release-$1" "$folder/releases/$release/id.txt"
   done
 }
 
@@ -70,6 +94,20 @@ expect_old_or_new() {
   expect_whole_files "$@"
   ! cmp -s "$1/id.txt" "$folder/releases/$3/id.txt" || cmp "$folder/found" "$folder/manifest-$3" ||
     fail "the stamp is ahead"
+}
+
+# expect_record COPY FROM TO: what the copy has had with keys is what it had, as long as no file is
+# new, and otherwise the new release.
+expect_record() {
+  local record=$1/.mtllib/trusted
+  ! cmp -s "$record" "$folder/releases/$3/id.txt" || return 0
+  if [ "$2" -eq 0 ]; then
+    [ ! -e "$record" ] || fail "a record of nothing that there was: $(cat "$record")"
+  else
+    cmp "$record" "$folder/releases/$2/id.txt" || fail "the record is neither old nor new"
+  fi
+  manifest_of "$1" 2>/dev/null | comm -23 - "$folder/manifest-$2" >"$folder/ahead"
+  [ ! -s "$folder/ahead" ] || fail "the record is behind $(cat "$folder/ahead")"
 }
 
 # expect_release COPY NUMBER: it is what a fresh copy is, and nothing is unfinished.
