@@ -132,7 +132,9 @@ std::string firstConfig(const TreeScan& scan, const std::string& name) {
       "\n# What may pass though some client cannot take it: windows-names, same-names,\n"
       "# long-paths, unused-entries, changed-missing.\n# allow = []\n\n"
       "# How many builds before the last one mtlpublish rollback can go back to. Each content\n"
-      "# that changes is kept once more for that.\n# keep = 3\n\n";
+      "# that changes is kept once more for that.\n# keep = 3\n\n"
+      "# From how many builds before the last one there are differences of the list, so that\n"
+      "# clients of the kit need not fetch all of it.\n# differences = 50\n\n";
   text += policies(findings);
   text +=
       "\n# The key that signs the library, which mtlpublish keygen makes, and for how many days\n"

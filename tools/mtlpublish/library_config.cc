@@ -58,8 +58,8 @@ class ConfigReader {
   }
 
   void readLibrary(const toml::table& table) {
-    checkWords(table, {"name", "lossy", "exclude", "include", "never", "allow", "keep", "policy",
-                       "signing"});
+    checkWords(table, {"name", "lossy", "exclude", "include", "never", "allow", "keep",
+                       "differences", "policy", "signing"});
     readText(table, "name", [this](const std::string& name) {
       config_.name = name;
       return mtlsigning::isLibraryName(name) ? "" : "is not a name for a library";
@@ -81,6 +81,7 @@ class ConfigReader {
       return allow(kind, config_.listing) ? std::string() : "is not " + std::string(kKinds);
     });
     readNumber(table, "keep", 0, 1000, "a number of builds", config_.keep);
+    readNumber(table, "differences", 0, 1000, "a number of builds", config_.differences);
     readPolicies(table);
     if (const toml::node* node = table.get("signing")) {
       if (node->is_table()) {

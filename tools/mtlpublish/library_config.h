@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "mtlpublish/library_entries.h"
+#include "mtlpublish/list_forms.h"
 
 namespace mtlpublish {
 
@@ -20,6 +21,7 @@ struct LibraryConfig {
   std::filesystem::path keyFile{};       ///< To sign with; empty for none.
   int expires = 0;                       ///< Days for which a signature is accepted; 0 without end.
   int keep = 0;                          ///< How many builds before the last one are kept.
+  int differences = static_cast<int>(kUsualDifferences);  ///< As PublishOptions::differences.
 };
 
 /// Reads the text of a configuration. `file` is where it stands: its name begins each line of

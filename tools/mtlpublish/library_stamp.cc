@@ -111,9 +111,11 @@ bool LibrarySigner::isStillGood(const Release& release, std::int64_t now) const 
   return left >= life / 2 && left <= life;
 }
 
-std::optional<Release> LibrarySigner::keptRelease(const std::string& list, std::int64_t now) const {
+std::optional<Release> LibrarySigner::keptRelease(const std::string& list,
+                                                  const mtlrules::ListNote& note,
+                                                  std::int64_t now) const {
   if (options_.way == Way::kElsewhere) {
-    const bool isSame = last_ && last_->list.size == list.size() && isStillGood(*last_, now) &&
+    const bool isSame = last_ && last_->list == note && isStillGood(*last_, now) &&
                         contentOf(root_ / mtlrules::kListName, list.size() + 1) == list;
     return isSame ? last_ : std::nullopt;
   }
@@ -124,17 +126,16 @@ std::optional<Release> LibrarySigner::keptRelease(const std::string& list, std::
   const std::optional<Release> release = mtlsigning::releaseFrom(signature->comment);
   // An older one that was put back has an older serial, too.
   const bool isSame = release && release == last_ && isStillGood(*release, now) &&
-                      release->list.size == list.size() &&
-                      mtlsigning::isCommentSigned(*signature, key) &&
+                      release->list == note && mtlsigning::isCommentSigned(*signature, key) &&
                       mtlsigning::isContentSigned(*signature, key, list);
   return isSame ? release : std::nullopt;
 }
 
-SignedStamp LibrarySigner::sign(const std::string& list,
+SignedStamp LibrarySigner::sign(const std::string& list, const mtlrules::ListNote& note,
                                 std::chrono::system_clock::time_point time) const {
   const std::int64_t now = secondsOf(time);
   const bool isElsewhere = options_.way == Way::kElsewhere;
-  if (auto kept = keptRelease(list, now)) {
+  if (auto kept = keptRelease(list, note, now)) {
     return {*std::move(kept), isElsewhere ? std::string() : stamp_, false};
   }
   Release release;
@@ -143,7 +144,7 @@ SignedStamp LibrarySigner::sign(const std::string& list,
   release.serial = std::max(static_cast<std::uint64_t>(now), last_ ? last_->serial + 1 : 0);
   release.published = now;
   if (options_.life) release.expires = now + options_.life->count();
-  release.list.size = list.size();
+  release.list = note;
   std::string text;
   if (!isElsewhere) {
     text = mtlsigning::signatureFile(options_.key->sign(list, mtlsigning::commentText(release)));

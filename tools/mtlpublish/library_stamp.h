@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "rules/list_note.h"
 #include "signing/release_comment.h"
 #include "signing/secret_key.h"
 
@@ -50,9 +51,10 @@ class LibrarySigner {
   /// Whether there is anything to sign.
   bool isNeeded() const;
 
-  /// The stamp for this list. The last one stays when it is good for it: not yet half of its life
-  /// is over, when it has one.
-  SignedStamp sign(const std::string& list, std::chrono::system_clock::time_point now) const;
+  /// The stamp for this list, with what it is to say of it. The last one stays when it is good for
+  /// it: not yet half of its life is over, when it has one.
+  SignedStamp sign(const std::string& list, const mtlrules::ListNote& note,
+                   std::chrono::system_clock::time_point now) const;
 
   /// Why the publisher may want to look at the clock; "" when it is no earlier than the last
   /// release.
@@ -64,7 +66,9 @@ class LibrarySigner {
  private:
   std::string libraryName() const;
   bool isStillGood(const mtlsigning::Release& release, std::int64_t now) const;
-  std::optional<mtlsigning::Release> keptRelease(const std::string& list, std::int64_t now) const;
+  std::optional<mtlsigning::Release> keptRelease(const std::string& list,
+                                                 const mtlrules::ListNote& note,
+                                                 std::int64_t now) const;
 
   std::filesystem::path root_;
   const SigningOptions& options_;

@@ -133,12 +133,13 @@ std::string Build::makeStamp() {
   if (options_.isTrial && signer_.wasSigned()) {
     // Who signs is asked for a key only when there is something to sign.
     result_.isNew = contentOf(root_ / mtlrules::kListName) != record_.list;
+    parts_.listCosts = ListForms(root_, record_.list, options_.differences).costs();
     return last;
   }
   if (std::string warning = signer_.clockWarning(options_.start); !warning.empty()) {
     result_.warnings.push_back(std::move(warning));
   }
-  parts_ = makeParts(root_, record_, signer_, options_.start, false);
+  parts_ = makeParts(root_, record_, signer_, options_.start, false, options_.differences);
   result_.id = parts_.id;
   result_.release = parts_.release;
   result_.isNew = parts_.isNew;
@@ -162,10 +163,12 @@ void Build::compareWithLastBuild(const std::string& stamp) {
   ListChanges changes = changesBetween(before.value_or(std::vector<ListEntry>()), entries_);
   result_.byKit = changes.byKit;
   result_.byModule = changes.byModule;
-  for (Fetches* fetches : {&result_.byKit, &result_.byModule}) {
+  for (Fetches* fetches : {&result_.byKit, &result_.byModule})
     fetches->add(stamp.size());
-    fetches->add(record_.list.size());
-  }
+  result_.byModule.add(record_.list.size());
+  const ListCosts& costs = parts_.listCosts;
+  const auto listBytes = result_.isFirst ? costs.first : costs.update;
+  if (listBytes) result_.byKit.add(*listBytes);
   if (before) {
     result_.changes = std::move(changes);
   } else if (!result_.isFirst && result_.problems.empty()) {

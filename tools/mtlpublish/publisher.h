@@ -13,6 +13,7 @@
 #include "mtlpublish/library_entries.h"
 #include "mtlpublish/library_stamp.h"
 #include "mtlpublish/list_changes.h"
+#include "mtlpublish/list_forms.h"
 #include "mtlpublish/work_progress.h"
 
 namespace mtlpublish {
@@ -20,6 +21,8 @@ namespace mtlpublish {
 struct PublishOptions : ListingOptions {
   /// How many builds before this one are kept, so that they can be published again.
   std::size_t keep = 0;
+  /// From how many builds before this one there are to be list differences.
+  std::size_t differences = kUsualDifferences;
   /// Write nothing at all, and sign nothing.
   bool isTrial = false;
   /// Keep what was found out about the files, in a file beside the list, and read only

@@ -5,9 +5,11 @@
 #include <string_view>
 #include <system_error>
 
+#include "mtlpublish/file_name.h"
 #include "mtlpublish/tree_scan.h"
 #include "mtlpublish/whole_file.h"
 #include "rules/list_entry.h"
+#include "rules/list_note.h"
 #include "rules/own_names.h"
 #include "update/sha256.h"
 
@@ -55,17 +57,49 @@ std::string idByRecord(const std::string& id, const std::string& record) {
   return isThis ? record.substr(kIdLength + 1, kIdLength) : id;
 }
 
+/// The list last: who still has the stamp before is served as long as may be.
+void addList(const ListForms& forms, const std::string& list, ReleaseParts& parts) {
+  for (auto& file : forms.files(parts.isNew))
+    parts.files.push_back(std::move(file));
+  parts.files.emplace_back(mtlrules::kListName, list);
+  parts.stale = forms.stale(parts.isNew);
+}
+
+void putBack(const fs::path& file, const std::optional<std::string>& before) {
+  std::error_code ignored;
+  if (before) {
+    static_cast<void>(replaceFile(file.parent_path(), fileName(file), *before));
+  } else {
+    fs::remove(file, ignored);
+  }
+}
+
+/// Removes files, and the folder of differences if there is nothing in it. What stays is looked for
+/// again by the next build.
+void remove(const fs::path& root, const std::vector<std::string>& names) {
+  std::error_code ignored;
+  for (const std::string& name : names)
+    fs::remove(root / fs::u8path(name), ignored);
+  const fs::path folder = root / mtlrules::kDifferencesFolder;
+  if (fs::is_directory(fs::symlink_status(folder, ignored)) && fs::is_empty(folder, ignored)) {
+    fs::remove(folder, ignored);
+  }
+}
+
 }  // namespace
 
 ReleaseParts makeParts(const fs::path& root, const BuildRecord& build, const LibrarySigner& signer,
-                       std::chrono::system_clock::time_point now, bool isAgain) {
+                       std::chrono::system_clock::time_point now, bool isAgain,
+                       std::size_t differences) {
+  const ListForms forms(root, build.list, differences);
   ReleaseParts parts;
+  parts.listCosts = forms.costs();
   if (signer.isNeeded()) {
-    SignedStamp stamp = signer.sign(build.list, now);
-    parts.files = {{kSignedName, mtlsigning::commentText(stamp.release) + "\n"},
-                   {mtlrules::kListName, build.list}};
-    if (!stamp.text.empty()) parts.files.emplace_back(mtlrules::kStampName, std::move(stamp.text));
+    SignedStamp stamp = signer.sign(build.list, forms.note(), now);
     parts.isNew = stamp.isNew;
+    parts.files.emplace_back(kSignedName, mtlsigning::commentText(stamp.release) + "\n");
+    addList(forms, build.list, parts);
+    if (!stamp.text.empty()) parts.files.emplace_back(mtlrules::kStampName, std::move(stamp.text));
     parts.release = std::move(stamp.release);
     return parts;
   }
@@ -78,27 +112,34 @@ ReleaseParts makeParts(const fs::path& root, const BuildRecord& build, const Lib
   } else {
     parts.id = idByRecord(id, contentOf(root / kAgainName).value_or(""));
   }
-  parts.files.emplace_back(mtlrules::kListName, build.list);
-  parts.files.emplace_back(mtlrules::kStampName, parts.id + "\n");
-  parts.isNew = stamp != parts.id + "\n";
+  std::string newStamp = mtlrules::stampText(parts.id, forms.note());
+  parts.isNew = stamp != newStamp;
+  addList(forms, build.list, parts);
+  parts.files.emplace_back(mtlrules::kStampName, std::move(newStamp));
   return parts;
 }
 
 std::string writeParts(const fs::path& root, const ReleaseParts& parts) {
-  std::optional<std::string> listBefore;
+  // With what was there before.
+  std::vector<std::pair<fs::path, std::optional<std::string>>> written;
   for (const auto& [name, content] : parts.files) {
-    std::optional<std::string> before = contentOf(root / name);
-    const bool isSame = before == content;
-    if (name == mtlrules::kListName) listBefore = std::move(before);
-    if (isSame) continue;
-    const std::error_code error = replaceFile(root, name, content);
-    if (!error) continue;
-    // A list without its stamp harms no client, but is not what was published.
-    if (name == mtlrules::kStampName && listBefore) {
-      static_cast<void>(replaceFile(root, mtlrules::kListName, *listBefore));
+    const fs::path file = root / fs::u8path(name);
+    std::optional<std::string> before = contentOf(file);
+    if (before == content) continue;
+    std::error_code error;
+    fs::create_directories(file.parent_path(), error);
+    if (!error) error = replaceFile(file.parent_path(), fileName(file), content);
+    if (error) {
+      // A list without its stamp harms no client, but is not what was published.
+      for (auto part = written.rbegin(); part != written.rend(); ++part)
+        putBack(part->first, part->second);
+      remove(root, {});
+      return name + ": cannot be written: " + errorMessage(error);
     }
-    return name + ": cannot be written: " + errorMessage(error);
+    const bool isRecord = name == kSignedName || name == kAgainName;
+    if (!isRecord) written.emplace_back(file, std::move(before));
   }
+  remove(root, parts.stale);
   return {};
 }
 

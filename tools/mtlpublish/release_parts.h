@@ -4,6 +4,7 @@
 #define MTLLIB_TOOLS_MTLPUBLISH_RELEASE_PARTS_H_
 
 #include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -12,6 +13,7 @@
 
 #include "mtlpublish/kept_builds.h"
 #include "mtlpublish/library_stamp.h"
+#include "mtlpublish/list_forms.h"
 #include "signing/release_comment.h"
 
 namespace mtlpublish {
@@ -23,13 +25,17 @@ struct ReleaseParts {
   std::string id{};                              ///< The library's; "" when it is signed.
   std::optional<mtlsigning::Release> release{};  ///< That is signed.
   bool isNew = false;                            ///< The stamp is another one than before.
+  /// Names of what is not needed any longer once all is written.
+  std::vector<std::string> stale{};
+  ListCosts listCosts{};
 };
 
 /// The parts for this list and these files of the library in `root`. With `isAgain`, the stamp is
-/// one that was never there before, though the same was published once.
+/// one that was never there before, though the same was published once. `differences` is from how
+/// many builds there are to be list differences.
 ReleaseParts makeParts(const std::filesystem::path& root, const BuildRecord& build,
                        const LibrarySigner& signer, std::chrono::system_clock::time_point now,
-                       bool isAgain);
+                       bool isAgain, std::size_t differences);
 
 /// Writes the parts: all of them, or, where one cannot be written, none but what keeps serials from
 /// being given twice. Returns what went wrong; "" when nothing did.

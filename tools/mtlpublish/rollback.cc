@@ -24,10 +24,12 @@ namespace fs = std::filesystem;
 
 class Rollback {
  public:
-  Rollback(fs::path root, const SigningOptions& signing, std::chrono::system_clock::time_point now)
+  Rollback(fs::path root, const SigningOptions& signing, std::size_t differences,
+           std::chrono::system_clock::time_point now)
       : root_(std::move(root)),
         lockProblem_(lock_.take(root_)),
         signer_(root_, signing),
+        differences_(differences),
         now_(now),
         builds_(root_) {}
 
@@ -63,6 +65,7 @@ class Rollback {
   BuildLock lock_;
   std::string lockProblem_;
   LibrarySigner signer_;
+  std::size_t differences_;
   std::chrono::system_clock::time_point now_;
   KeptBuilds builds_;
   std::uint64_t lastNumber_ = 0;
@@ -153,7 +156,7 @@ void Rollback::placeAll() {
 }
 
 void Rollback::publish() {
-  ReleaseParts parts = makeParts(root_, before_, signer_, now_, true);
+  ReleaseParts parts = makeParts(root_, before_, signer_, now_, true, differences_);
   addProblem(writeParts(root_, parts));
   if (!result_.problems.empty()) return;
   builds_.forget(lastNumber_);
@@ -164,10 +167,10 @@ void Rollback::publish() {
 }  // namespace
 
 RollbackResult rollback(const fs::path& folder, const SigningOptions& signing,
-                        std::chrono::system_clock::time_point now) {
+                        std::size_t differences, std::chrono::system_clock::time_point now) {
   std::error_code error;
   const fs::path root = canonicalFolder(folder, error);
-  if (!error) return Rollback(root, signing, now).run();
+  if (!error) return Rollback(root, signing, differences, now).run();
   RollbackResult result;
   result.problems.push_back(mtlrules::printable(folder.u8string()) + ": " + errorMessage(error));
   return result;

@@ -26,9 +26,9 @@ struct RollbackResult {
 /// Gives the files in `folder` the contents that they had at the build before the last one, removes
 /// those that came later, and publishes that build's list under a stamp that is new. The last build
 /// is forgotten, so that the next rollback goes one further. Nothing is touched unless all that is
-/// needed was kept, and no file was changed since the last build.
+/// needed was kept, and no file was changed since the last build. `differences` is as in a build.
 RollbackResult rollback(const std::filesystem::path& folder, const SigningOptions& signing,
-                        std::chrono::system_clock::time_point now);
+                        std::size_t differences, std::chrono::system_clock::time_point now);
 
 }  // namespace mtlpublish
 

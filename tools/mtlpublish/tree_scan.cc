@@ -12,6 +12,7 @@
 #include "mtlpublish/whole_file.h"
 #include "rules/ascii.h"
 #include "rules/list_entry.h"
+#include "rules/list_note.h"
 #include "rules/own_names.h"
 #include "rules/printable.h"
 #include "rules/published_names.h"
@@ -25,7 +26,8 @@ namespace fs = std::filesystem;
 /// For names in the library's folder itself.
 bool isWritten(std::string_view name) {
   return name == mtlrules::kListName || name == mtlrules::kStampName || name == kCacheName ||
-         name == kSignedName || name == kAgainName || name == kLockName;
+         name == kSignedName || name == kAgainName || name == kLockName ||
+         name == mtlrules::kCompressedListName;
 }
 
 bool endsWith(std::string_view name, std::string_view end) {
@@ -44,6 +46,10 @@ bool isByTheWay(std::string_view name) {
          std::any_of(kNames.begin(), kNames.end(), [name](std::string_view one) {
            return one.size() == name.size() && mtlrules::equalsIgnoringCase(name, one);
          });
+}
+
+bool isLowerCase(std::string_view name) {
+  return std::all_of(name.begin(), name.end(), [](char c) { return mtlrules::asciiLower(c) == c; });
 }
 
 class Scanner {
@@ -108,6 +114,11 @@ class Scanner {
       if (isPrivateName(name)) return true;
     }
     if (path == selection_.config) return true;
+    if (mtlrules::isListForm(relative)) {
+      // Such as is written lies there already; one in other letters would be the same on Windows.
+      if (!isLowerCase(relative)) addProblem(relative, "publishing writes a file of that name");
+      return true;
+    }
     if (!isSelected(name, relative)) {
       const bool isFolder = fs::is_directory(fs::status(path, error));
       result_.passedOver.push_back(isFolder ? relative + "/" : relative);

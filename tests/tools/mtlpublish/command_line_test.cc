@@ -153,8 +153,8 @@ TEST_F(CommandLine, BuildTellsWhatIsThereAndWhatHasChanged) {
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.err, "");
   EXPECT_EQ(result.out, firstLine("2 files, 1.5 kB") +
-                            "First build\nNew clients fetch 1.8 kB in 4 requests, by the module "
-                            "1.8 kB in 4 requests\n");
+                            "First build\nNew clients fetch 1.9 kB in 4 requests, by the module "
+                            "1.9 kB in 4 requests\n");
 
   result = run({"build", dir_ / ""});
   EXPECT_EQ(result.out,
@@ -170,7 +170,7 @@ TEST_F(CommandLine, BuildTellsWhatIsThereAndWhatHasChanged) {
                 "changed  a\n"
                 "removed  é b/c\n"
                 "1 added, 1 changed, 1 removed\n"
-                "Clients of the last build fetch 1.8 kB in 4 requests, by the module 1.8 kB in 4 "
+                "Clients of the last build fetch 1.8 kB in 4 requests, by the module 1.9 kB in 4 "
                 "requests\n");
 }
 
@@ -189,11 +189,11 @@ TEST_F(CommandLine, DiffSaysWhatABuildWouldCostAndWritesNothing) {
   EXPECT_THAT(result.out,
               MatchesPattern("3 files, 30\\.0 kB, id [0-9a-f]+…\nadded    d\nchanged  a\n"
                              "removed  b\n1 added, 1 changed, 1 removed\nClients of the last "
-                             "build fetch 10\\.4 kB in 3 requests, by the module 30\\.4 kB in 5 "
+                             "build fetch 10\\.4 kB in 3 requests, by the module 30\\.5 kB in 5 "
                              "requests\n"));
   EXPECT_EQ(readTree(dir_ / ""), before);
   const std::string forMissing = run({"diff", "--missing", "c", dir_ / ""}).out;
-  EXPECT_THAT(forMissing, HasSubstr("by the module 20.4 kB in 4 requests")) << forMissing;
+  EXPECT_THAT(forMissing, HasSubstr("by the module 20.5 kB in 4 requests")) << forMissing;
 }
 
 TEST_F(CommandLine, BuildRefusesAChangedFileThatTheModuleDoesNotFetchAgain) {
@@ -338,7 +338,7 @@ TEST_F(CommandLine, PrintsOneObjectForOtherPrograms) {
   EXPECT_EQ(result.err, "");
   const std::string id = readFile(dir_ / "id.txt").substr(0, 64);
   EXPECT_EQ(result.out,
-            "{\"added\":[],\"byKit\":{\"bytes\":188,\"requests\":3},\"byModule\":{\"bytes\":188,"
+            "{\"added\":[],\"byKit\":{\"bytes\":277,\"requests\":3},\"byModule\":{\"bytes\":277,"
             "\"requests\":3},\"bytes\":1,\"changed\":[],\"files\":1,\"id\":\"" +
                 id +
                 "\",\"isFirst\":true,\"isNew\":true,\"passedOver\":[\".b\"],\"problems\":[],"
@@ -388,7 +388,7 @@ TEST_F(CommandLine, BuildSaysThatTheIdAloneIsNew) {
       result.out,
       "1 file, 2 bytes, id " + readFile(dir_ / "id.txt").substr(0, 8) +
           "…\nThe id is new, though the list shows no change\nClients of the last build fetch "
-          "205 bytes in 2 requests, by the module 207 bytes in 3 requests\n");
+          "154 bytes in 1 request, by the module 296 bytes in 3 requests\n");
 }
 
 TEST_F(CommandLine, BuildGoesOnWithoutALastList) {

@@ -77,7 +77,7 @@ TEST(FullDisk, KeepsTheLastBuild) {
   EXPECT_THAT(result.warnings,
               ElementsAre(".mtlpublish-cache: cannot be written: File too large; the next build "
                           "reads every file again"));
-  EXPECT_EQ(readFile(dir / "id.txt"), result.id + "\n");
+  EXPECT_THAT(readFile(dir / "id.txt"), testing::StartsWith(result.id + "\n"));
 }
 
 }  // namespace

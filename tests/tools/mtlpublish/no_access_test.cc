@@ -57,7 +57,7 @@ TEST_F(WithoutAccess, TheListCannotBeWritten) {
   {
     const NoAccess closed({root_ / "filelist.json"});
     EXPECT_THAT(publish(root_, {}).problems,
-                ElementsAre("filelist.json: cannot be written: Permission denied"));
+                ElementsAre("filelist.json.gz: cannot be written: Permission denied"));
   }
   auto files = readTree(root_.u8string());
   files.erase(".mtlpublish-cache");

@@ -9,6 +9,7 @@
 
 #include "support/regex_matchers.h"
 #include "support/temp_dir.h"
+#include "update/sha256.h"
 
 namespace {
 
@@ -67,12 +68,16 @@ TEST_F(Publisher, WritesTheListAndTheId) {
             "]\n");
   EXPECT_THAT(result.id, MatchesPattern("[0-9a-f]+"));
   EXPECT_EQ(result.id.size(), 64U);
-  EXPECT_EQ(readFile(dir_ / "id.txt"), result.id + "\n");
+  const std::string text = readFile(dir_ / "filelist.json");
+  mtlupdate::Sha256 sha256;
+  sha256.update(text);
+  EXPECT_EQ(readFile(dir_ / "id.txt"), result.id + "\nlist: 260 bytes, sha256 " +
+                                           mtlupdate::hexText(sha256.finish()) + ", compressed\n");
   std::vector<std::string> names;
   for (const auto& file : readTree(dir_ / ""))
     names.push_back(file.first);
   EXPECT_THAT(names, ElementsAre(".mtlpublish-cache", ".mtlpublish-lock", "a b/é.mat",
-                                 "filelist.json", "id.txt", "maps/oak.tx"));
+                                 "filelist.json", "filelist.json.gz", "id.txt", "maps/oak.tx"));
 }
 
 TEST_F(Publisher, PublishesAnEmptyFolder) {

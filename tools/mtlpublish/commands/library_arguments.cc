@@ -96,6 +96,7 @@ PublishOptions publishOptions(const LibraryArguments& arguments, const LibraryCo
   for (const std::string& kind : arguments.allow)
     allow(kind, options);
   options.keep = static_cast<std::size_t>(config.keep);
+  options.differences = static_cast<std::size_t>(config.differences);
   options.cache = !arguments.noCache;
   return options;
 }

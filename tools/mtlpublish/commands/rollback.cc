@@ -45,7 +45,8 @@ int runRollback(const RollbackArguments& arguments) {
   SigningOptions signing;
   if (!setSigning(arguments.signing, *config, folder, signing)) return kFailed;
   const RollbackResult result =
-      rollback(fs::u8path(folder), signing, std::chrono::system_clock::now());
+      rollback(fs::u8path(folder), signing, static_cast<std::size_t>(config->differences),
+               std::chrono::system_clock::now());
   for (const std::string& problem : result.problems)
     complain(problem);
   if (!result.problems.empty()) return kFailed;

@@ -1,0 +1,141 @@
+// What leads from older lists to the last one lies beside it: joined with what leads from there to
+// the new one, it is what to publish next.
+#include "mtlpublish/list_forms.h"
+
+#include <system_error>
+
+#include "mtlpublish/file_name.h"
+#include "mtlpublish/list_differences.h"
+#include "mtlpublish/whole_file.h"
+#include "rules/list_entry.h"
+#include "rules/own_names.h"
+#include "signing/signed_release.h"
+#include "update/gzip.h"
+#include "update/sha256.h"
+
+namespace mtlpublish {
+
+namespace {
+
+namespace fs = std::filesystem;
+using mtlrules::ListNote;
+using mtlupdate::ListDifference;
+
+/// A difference that has more than this part of the list saves too little.
+constexpr std::size_t kWorthPart = 4;
+
+/// "" when there is none, or it cannot be read.
+std::string contentOf(const fs::path& file) {
+  std::string content;
+  return readContent(file, content) ? std::string() : content;
+}
+
+ListNote noteOf(const mtlupdate::ListIdentity& list) {
+  return {list.size, mtlupdate::hexText(list.sha256), false, false};
+}
+
+bool isSameList(const ListNote& a, const ListNote& b) {
+  return a.size == b.size && a.sha256 == b.sha256;
+}
+
+}  // namespace
+
+ListForms::ListForms(const fs::path& folder, std::string list, std::size_t differences)
+    : folder_(folder), list_(std::move(list)) {
+  compress();
+  readLast();
+  note_ = noteOf(identityOf(list_));
+  note_.isCompressed = compressed_.size() < list_.size();
+  if (differences > 0) makeDifferences(differences);
+  note_.hasDifferences = !differences_.empty();
+  if (lastNote_ && isSameList(*lastNote_, note_)) {
+    note_.hasDifferences = lastNote_->hasDifferences && differences > 0;
+  }
+}
+
+// Unpacking what is there takes less time than packing it.
+void ListForms::compress() {
+  compressed_ = contentOf(folder_ / mtlrules::kCompressedListName);
+  if (mtlupdate::gunzipped(compressed_, list_.size()) == list_) return;
+  compressed_ = mtlupdate::gzipped(list_);
+}
+
+void ListForms::readLast() {
+  lastStamp_ = contentOf(folder_ / mtlrules::kStampName);
+  lastList_ = contentOf(folder_ / mtlrules::kListName);
+  const mtlupdate::ListIdentity last = identityOf(lastList_);
+  lastNote_ = mtlsigning::listNoteIn(lastStamp_);
+  if (lastNote_ && !isSameList(*lastNote_, noteOf(last))) lastNote_.reset();
+  std::error_code error;
+  for (fs::directory_iterator entry(folder_ / mtlrules::kDifferencesFolder, error);
+       !error && entry != fs::directory_iterator(); entry.increment(error)) {
+    std::string name =
+        std::string(mtlrules::kDifferencesFolder).append("/").append(fileName(entry->path()));
+    if (!mtlrules::isListForm(name)) continue;
+    // Nothing that is worth publishing is longer than the list.
+    const std::size_t most = lastList_.size() + list_.size();
+    const auto text = mtlupdate::gunzipped(contentOf(entry->path()), most);
+    auto difference = text ? mtlupdate::parseDifference(*text) : std::nullopt;
+    if (difference && difference->head.to == last) {
+      there_.emplace(std::move(name), *std::move(difference));
+    } else {
+      damaged_.push_back(std::move(name));
+    }
+  }
+}
+
+void ListForms::makeDifferences(std::size_t count) {
+  const ListDifference step = differenceBetween(lastList_, list_);
+  if (lastNote_) {
+    addDifference(ownName(), step, count);
+    // Most clients have the last build: those are not to ask in vain.
+    if (differences_.empty()) return;
+  }
+  for (const auto& [name, difference] : there_) {
+    if (differences_.count(name) == 0) addDifference(name, joined(difference, step), count);
+  }
+}
+
+/// Of the difference from the last list.
+std::string ListForms::ownName() const {
+  mtlupdate::Sha256 sha256;
+  sha256.update(lastStamp_);
+  return mtlrules::differenceName(mtlupdate::hexText(sha256.finish()));
+}
+
+void ListForms::addDifference(const std::string& name, const ListDifference& difference,
+                              std::size_t count) {
+  if (difference.head.builds > count) return;
+  std::string packed = mtlupdate::gzipped(mtlupdate::differenceText(difference));
+  if (packed.size() <= list_.size() / kWorthPart && packed.size() < compressed_.size()) {
+    differences_.emplace(name, std::move(packed));
+  }
+}
+
+std::vector<std::pair<std::string, std::string>> ListForms::files(bool isNewStamp) const {
+  std::vector<std::pair<std::string, std::string>> files;
+  if (isNewStamp) files.assign(differences_.begin(), differences_.end());
+  files.emplace_back(mtlrules::kCompressedListName, compressed_);
+  return files;
+}
+
+std::vector<std::string> ListForms::stale(bool isNewStamp) const {
+  std::vector<std::string> names = damaged_;
+  for (const auto& [name, difference] : there_) {
+    const bool stays = isNewStamp ? differences_.count(name) != 0 : note_.hasDifferences;
+    if (!stays) names.push_back(name);
+  }
+  return names;
+}
+
+ListCosts ListForms::costs() const {
+  const std::uint64_t whole = note_.isCompressed ? compressed_.size() : list_.size();
+  ListCosts costs{whole, whole};
+  if (!lastNote_) return costs;
+  const auto own = differences_.find(ownName());
+  if (own != differences_.end()) costs.update = own->second.size();
+  if (isSameList(*lastNote_, note_)) costs.update.reset();
+  return costs;
+}
+
+}  // namespace mtlpublish
