@@ -281,6 +281,27 @@ TEST_F(PlanTest, CopiesAContentThatIsThereUnderAnotherPath) {
   EXPECT_THAT(withdrawn(), ElementsAre("old/a"));
 }
 
+TEST_F(PlanTest, CopiesAContentThatIsThereOnceForAllFilesThatHaveIt) {
+  place("old/a", "content");
+  list("new/a", "content");
+  list("new/b", "content");
+  makeGood();
+  EXPECT_THAT(copied(), ElementsAre(Pair("new/a", "old/a")));
+  EXPECT_THAT(fetched(), IsEmpty());
+  EXPECT_EQ(placed().size(), 2U);
+  EXPECT_EQ(plan.bytesToCopy, 14U);
+}
+
+// Not even one that lies where a digest of zeros is known of it.
+TEST_F(PlanTest, CopiesNothingForAContentWithoutADigest) {
+  disk.put("old/a", "content");
+  state.add({"old/a", disk.looks["old/a"].identity, Digest{}, true});
+  listWithoutDigest("new/a");
+  makeGood();
+  EXPECT_THAT(copied(), IsEmpty());
+  EXPECT_THAT(fetched(), ElementsAre("new/a"));
+}
+
 TEST_F(PlanTest, ReadsWhatTheListDoesNotNameWhereNothingIsKnownOfACopy) {
   disk.put("old/a", "content");
   disk.put("old/b", "another");
@@ -616,10 +637,12 @@ TEST_F(PlanTest, FetchesAllThatTheListSelectsWhenAsked) {
   list("a", "content");
   list("b", "other", DownloadPolicy::kMissing);
   list("c", "content");
+  place("old/d", "elsewhere");
+  list("new/d", "elsewhere");
   options.full = true;
   makeGood();
-  EXPECT_THAT(fetched(), ElementsAre("a"));
-  EXPECT_EQ(placed(), (std::map<std::string, bool>{{"a", true}, {"c", false}}));
+  EXPECT_THAT(fetched(), ElementsAre("a", "new/d"));
+  EXPECT_EQ(placed(), (std::map<std::string, bool>{{"a", true}, {"c", false}, {"new/d", false}}));
   EXPECT_THAT(plan.copy, IsEmpty());
 }
 
