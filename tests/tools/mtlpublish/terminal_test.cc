@@ -71,7 +71,7 @@ class OnTerminal : public testing::Test {
     EXPECT_EQ(runProcess({MTLPUBLISH, "build", dir_ / ""}).exitCode, 0);
     // Slow enough for the line to be seen.
     server_ = std::make_unique<ChildProcess>(
-        std::vector<std::string>{MTLPUBLISH, "serve", "-q", "--delay", "300", dir_ / ""});
+        std::vector<std::string>{MTLPUBLISH, "serve", "-q", "--delay", "1000", dir_ / ""});
     const std::string line = server_->readLine();
     url_ = line.substr(line.find("http://"));
   }
