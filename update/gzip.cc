@@ -12,7 +12,7 @@ namespace mtlupdate {
 
 namespace {
 
-constexpr std::size_t kPiece = 65536;
+constexpr std::size_t kMostAtOnce = 65536;
 /// The largest window, with gzip's header and trailer around.
 constexpr int kGzip = 15 + 16;
 
@@ -27,7 +27,7 @@ Bytef* bytesOf(std::string_view text) {
 
 /// The front of a text, which is taken off.
 std::string_view takePiece(std::string_view& text) {
-  const std::string_view piece = text.substr(0, kPiece);
+  const std::string_view piece = text.substr(0, kMostAtOnce);
   text.remove_prefix(piece.size());
   return piece;
 }
@@ -50,7 +50,7 @@ struct Gunzip::State {
   z_stream stream{};
   bool isReady = false;
   bool isAtEnd = false;
-  std::array<char, kPiece> room;
+  std::array<char, kMostAtOnce> room;
 };
 
 Outcome Gunzip::State::unpack(std::string_view piece) {
@@ -107,7 +107,7 @@ std::string gzipped(std::string_view text) {
   header.os = kNoSystem;
   deflateSetHeader(&stream, &header);
   std::string packed;
-  std::array<char, kPiece> room;
+  std::array<char, kMostAtOnce> room;
   do {
     const std::string_view piece = takePiece(text);
     stream.next_in = bytesOf(piece);

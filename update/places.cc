@@ -12,7 +12,7 @@ namespace mtlupdate {
 namespace {
 
 /// The order of paths in which those below a folder follow it at once.
-bool isBefore(std::string_view a, std::string_view b) {
+bool isPathBefore(std::string_view a, std::string_view b) {
   const auto [left, right] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
   if (left == a.end() || right == b.end()) return right != b.end();
   if (*left == '/' || *right == '/') return *left == '/';
@@ -34,7 +34,7 @@ bool isBelow(std::string_view path, std::string_view folder) {
 }
 
 bool Places::precedes(const Place& a, const Place& b) {
-  return a.path == b.path ? a.number < b.number : isBefore(a.path, b.path);
+  return a.path == b.path ? a.number < b.number : isPathBefore(a.path, b.path);
 }
 
 Places::Places(const Listing& listing) : verdicts_(listing.size(), Verdict::kAlone) {
@@ -65,7 +65,7 @@ bool Places::isTaken(std::string_view path) const {
   }
   const auto next = std::upper_bound(
       places_.begin(), places_.end(), path,
-      [](std::string_view other, const Place& place) { return isBefore(other, place.path); });
+      [](std::string_view other, const Place& place) { return isPathBefore(other, place.path); });
   next_ = static_cast<std::size_t>(next - places_.begin());
   if (next == places_.begin()) return false;
   const Place& last = *std::prev(next);
