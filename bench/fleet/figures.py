@@ -7,13 +7,15 @@ import json
 import pathlib
 from collections.abc import Mapping
 
-STAMP, LIST, DIFFERENCE, FILE = "stamp", "list", "difference", "file"
+STAMP, LIST, PACKED_LIST, DIFFERENCE, FILE = KINDS = (
+    "stamp", "list", "packed list", "difference", "file")
 
 KIT, MODULE = "kit", "module"
 FIRST = "first run"
 NOTHING = "nothing new"
 ONE = "1 file changed"
 HUNDRED = "100 files changed"
+WHOLE_LIST = "1 file changed, without list differences"
 NAMED_ANEW = "1 file changed, under a new name"
 
 

@@ -16,7 +16,7 @@ import subprocess
 import tempfile
 
 from figures import (DIFFERENCE, FILE, FIRST, HUNDRED, KIT, LIST, MODULE, NAMED_ANEW, NOTHING, ONE,
-                     STAMP, Figures, Run, Traffic)
+                     PACKED_LIST, STAMP, WHOLE_LIST, Figures, Run, Traffic)
 from server import Server, nginx
 
 FIGURES = pathlib.Path(__file__).with_name("figures.json")
@@ -59,8 +59,20 @@ class Library:
         self.names.append("maps/texture-2.tx")
         self.write(self.names[-1])
 
+    @property
+    def key(self) -> pathlib.Path:
+        """Where the keys are, but for what tells them apart."""
+        return self.folder.with_name("fleet")
+
     def build(self, *options: str) -> None:
-        run([self.programs / "mtlpublish", "build", *options, self.folder])
+        if not self.key.with_suffix(".key").exists():
+            run([self.programs / "mtlpublish", "keygen", "--no-password", self.key])
+        run([self.programs / "mtlpublish", "build", "--sign", self.key.with_suffix(".key"),
+             "--name", "fleet", *options, self.folder])
+
+    def set(self, *lines: str) -> None:
+        """How it is published from now on."""
+        (self.folder / "library.toml").write_text("\n".join(lines) + "\n", encoding="utf-8")
 
 
 @dataclasses.dataclass
@@ -80,15 +92,18 @@ class Client:
         return server.counted()
 
 
-def clients_of(programs: pathlib.Path, work: pathlib.Path) -> list[Client]:
+def clients_of(library: Library, work: pathlib.Path) -> list[Client]:
+    programs = library.programs
     mtlsync: list[str | pathlib.Path] = [programs / "mtlsync", "--quiet", "--no-proxy"]
-    return [Client(KIT, mtlsync, work / KIT),
+    return [Client(KIT, [*mtlsync, "--key", library.key.with_suffix(".pub")], work / KIT),
             Client(MODULE, [*mtlsync, "--module", programs / "libmtllib.so"], work / MODULE)]
 
 
 def measure_unchanged(server: Server, library: Library) -> dict[str, Traffic]:
     """What a cache takes that asks whether what it has of each kind is still good."""
-    paths = {STAMP: "id.txt", LIST: "filelist.json", FILE: library.names[0]}
+    difference = next((library.folder / "changes").iterdir())
+    paths = {STAMP: "id.txt", LIST: "filelist.json", PACKED_LIST: "filelist.json.gz",
+             DIFFERENCE: f"changes/{difference.name}", FILE: library.names[0]}
     parts = {}
     for kind, path in paths.items():
         tag = server.get(f"/lib/{path}", {"Accept-Encoding": "identity"}).headers["ETag"]
@@ -96,7 +111,7 @@ def measure_unchanged(server: Server, library: Library) -> dict[str, Traffic]:
         response = server.get(f"/lib/{path}", {"If-None-Match": tag})
         assert response.status == 304, f"{path}: {response.status}"
         (parts[kind],) = server.counted().values()
-    return parts | {DIFFERENCE: parts[LIST]}
+    return parts
 
 
 def measure_runs(library: Library, server: Server,
@@ -110,16 +125,22 @@ def measure_runs(library: Library, server: Server,
 
     note(FIRST, len(library.names))
     note(NOTHING, 0)
-    for kind, count in ((ONE, 1), (HUNDRED, 100)):
+    def note_change(kind: str, count: int) -> None:
         library.change(count)
         library.build()
         note(kind, count)
+
+    note_change(ONE, 1)
+    note_change(HUNDRED, 100)
+    library.set("differences = 0")
+    note_change(WHOLE_LIST, 1)
     # From here on a content has a name of its own, and nobody fetches it twice.
-    library.build("--missing", "*")
+    library.set("[[policy]]", 'files = ["*"]', 'download = "missing"')
+    library.build()
     for client in clients:
         client.update(server)
     library.replace_by_another()
-    library.build("--missing", "*")
+    library.build()
     note(NAMED_ANEW, 1)
     return runs
 
@@ -133,7 +154,7 @@ def measure(programs: pathlib.Path, files: int, size: int) -> Figures:
         library.fill(files)
         library.build()
         with nginx(library.folder, work) as server:
-            runs = measure_runs(library, server, clients_of(programs, work))
+            runs = measure_runs(library, server, clients_of(library, work))
             unchanged = measure_unchanged(server, library)
         version = run([programs / "mtlsync", "--version"]).splitlines()[0]
         return Figures(version, files, files * size, runs, unchanged)

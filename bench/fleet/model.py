@@ -17,7 +17,7 @@ import math
 import random
 from collections.abc import Iterator, Mapping, Sequence
 
-from figures import DIFFERENCE, FILE, LIST, STAMP, Run, Traffic
+from figures import FILE, KINDS, STAMP, Run, Traffic
 from hours import DAY, Habit, Hours, binomial, multinomial
 
 FOREVER = math.inf
@@ -55,7 +55,7 @@ class Cdn:
     shield: bool = False  # whether they ask one more cache instead of the origin
     # Seconds by kind of document; 0 asks the origin each time whether the copy is still good.
     lives: Mapping[str, float] = dataclasses.field(
-        default_factory=lambda: {STAMP: MINUTE, LIST: 0, DIFFERENCE: 0, FILE: 0})
+        default_factory=lambda: dict.fromkeys(KINDS, 0.0) | {STAMP: float(MINUTE)})
 
     def shares(self, zones: Sequence[tuple[float, float]]) -> Iterator[tuple[int, float]]:
         """The zone of each place, and its share of the clients there: the second has half of what the

@@ -9,7 +9,7 @@ from collections.abc import Sequence
 from report import compact, plain
 
 WIDTH, HEIGHT = 860, 330
-LEFT, RIGHT, TOP, BOTTOM = 62, 262, 40, 36
+LEFT, RIGHT, TOP, BOTTOM = 62, 278, 40, 36
 STYLE = """
 text { font: 12px sans-serif; fill: #1f2328 }
 .title { font-weight: bold; font-size: 13px }

@@ -5,8 +5,7 @@ from __future__ import annotations
 import dataclasses
 from collections.abc import Iterator
 
-from figures import (DIFFERENCE, FILE, KIT, LIST, MODULE, NAMED_ANEW, NOTHING, ONE, STAMP, Figures,
-                     Run)
+from figures import FILE, KIT, MODULE, NAMED_ANEW, NOTHING, ONE, WHOLE_LIST, Figures, Run
 from hours import HOUR, Habit
 from model import FOREVER, Cdn, Day, Fleet, Load, mirrored, simulate
 
@@ -36,10 +35,11 @@ class Way:
 WAYS = (
     Way("module, all files `always`", MODULE, ONE),
     Way("module, contents under names of their own", MODULE, NAMED_ANEW, FOREVER),
+    Way("kit, no list differences", KIT, WHOLE_LIST),
     Way("kit", KIT, ONE),
     Way("kit, contents under names of their own", KIT, NAMED_ANEW, FOREVER),
 )
-KIT_WAY = WAYS[2]
+KIT_WAY = WAYS[3]
 
 
 @dataclasses.dataclass(frozen=True)
@@ -79,8 +79,7 @@ class Scenarios:
 
     def cdn(self, way: Way, shield: bool = False) -> Cdn:
         """As the guide has its caches."""
-        lives = {STAMP: 60.0, LIST: 0.0, DIFFERENCE: 0.0, FILE: way.file_life}
-        return Cdn(self.places, shield, lives)
+        return Cdn(self.places, shield, Cdn().lives | {FILE: way.file_life})
 
     def run(self, way: Way, kind: str | None = None) -> Run:
         return self.figures.runs[way.client][kind or way.update]

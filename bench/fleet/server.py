@@ -12,7 +12,7 @@ import subprocess
 import time
 from collections.abc import Iterator
 
-from figures import DIFFERENCE, FILE, LIST, STAMP, Traffic
+from figures import DIFFERENCE, FILE, LIST, PACKED_LIST, STAMP, Traffic
 
 # One worker: what it has answered last is what it writes last. The headers are those of the guide.
 CONFIGURATION = """
@@ -52,7 +52,7 @@ def kind_of(path: str) -> str:
         return STAMP
     if path.startswith("changes/"):
         return DIFFERENCE
-    return LIST if path.startswith("filelist.json") else FILE
+    return {"filelist.json": LIST, "filelist.json.gz": PACKED_LIST}.get(path, FILE)
 
 
 @dataclasses.dataclass

@@ -36,7 +36,7 @@ class OneClient(unittest.TestCase):
                     if kind == ONE:
                         library.change(1)
                         library.build()
-                    for client in clients_of(programs, work):
+                    for client in clients_of(library, work):
                         parts = client.update(server).values()
                         cls.logged[client.name, kind] = sum(parts, Traffic())
 

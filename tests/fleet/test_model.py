@@ -9,7 +9,7 @@ import statistics
 import unittest
 
 from exact import simulate_exactly
-from figures import DIFFERENCE, FILE, LIST, STAMP, Figures, Run, Traffic
+from figures import FILE, KINDS, LIST, STAMP, Figures, Run, Traffic
 from hours import DAY, HOUR, Habit, Hours, binomial, multinomial
 from measure import FIGURES
 from model import FOREVER, Cdn, Day, Fleet, mirrored, simulate
@@ -22,8 +22,8 @@ AN_HOUR_LONG = Habit(2.5, delay=HOUR)
 UPDATE = Run({STAMP: Traffic(1, 80, 300), LIST: Traffic(1, 90, 50_000),
               FILE: Traffic(5, 500, 60_000)}, new_files=2)
 CHECK = Run({STAMP: Traffic(1, 80, 300)})
-UNCHANGED = {kind: Traffic(1, 110, 200) for kind in (STAMP, LIST, DIFFERENCE, FILE)}
-LIVES = {STAMP: 60.0, LIST: 0.0, DIFFERENCE: 0.0, FILE: FOREVER}
+UNCHANGED = dict.fromkeys(KINDS, Traffic(1, 110, 200))
+LIVES = Cdn().lives | {FILE: FOREVER}
 
 
 def fleet_of(clients: int, habit: Habit = ANY_TIME) -> Fleet:
