@@ -139,7 +139,7 @@ TEST_F(LibraryPage, ShowsWhatASignedStampSays) {
   EXPECT_THAT(text, HasSubstr("Serial 41 Sub-path beta Published 2025-12-31T23:59:59Z "
                               "Expires 2026-01-01T00:00:01Z Signed with key " +
                               mtlsigning::idText(key.publicKey().id) + " "));
-  EXPECT_THAT(text, Not(HasSubstr("Not in order")));
+  EXPECT_THAT(text, Not(HasSubstr("Problems")));
 }
 
 TEST_F(LibraryPage, WarnsOfAStampThatIsNotInOrder) {
@@ -149,10 +149,10 @@ TEST_F(LibraryPage, WarnsOfAStampThatIsNotInOrder) {
   release.published = kNow - 2;
   release.expires = kNow - 1;
   build({}, mtlsigning::signatureFile(key.sign("", mtlsigning::commentText(release))));
-  EXPECT_THAT(visibleText(page()), HasSubstr(" Not in order id.txt: was signed for a list of "
+  EXPECT_THAT(visibleText(page()), HasSubstr(" Problems id.txt: was signed for a list of "
                                              "another size id.txt: expired at 2025-12-31T"));
   build({}, "untrusted comment: signature from minisign secret key\nnothing\n");
-  EXPECT_THAT(visibleText(page()), HasSubstr(" Not in order id.txt: is not a whole signature "));
+  EXPECT_THAT(visibleText(page()), HasSubstr(" Problems id.txt: is not a whole signature "));
 }
 
 TEST_F(LibraryPage, TakesTheNameFromTheConfiguration) {

@@ -148,7 +148,7 @@ std::string warningsSection(const std::vector<std::string>& warnings) {
   if (warnings.empty()) return {};
   std::string text =
       "<section class=\"warnings\" aria-labelledby=\"warnings\">\n"
-      "<h2 id=\"warnings\">Not in order</h2>\n<ul>\n";
+      "<h2 id=\"warnings\">Problems</h2>\n<ul>\n";
   for (const std::string& warning : warnings)
     text += elementText(html(warning), "li") + "\n";
   return text + "</ul>\n</section>\n";
