@@ -40,7 +40,7 @@ _mtlpublish() {
       options+=' --config --sign --prepare --no-sign --name --sub-path --expires --password-file'
       ;;
     keygen) options+=' --password-file --no-password' ;;
-    report) options+=' --output' ;;
+    report) options+=' --output --sub-path' ;;
     verify) options+=' --quick --key --json -q --quiet' ;;
     serve) options+=' --port --delay --fail --host-name -q --quiet' ;;
   esac

@@ -42,6 +42,7 @@ complete -c mtlpublish -n '__fish_seen_subcommand_from build diff verify' -l jso
 complete -c mtlpublish -n '__fish_seen_subcommand_from keygen' -l no-password -d 'Do not encrypt the secret key'
 
 complete -c mtlpublish -n '__fish_seen_subcommand_from report' -l output -r -F -d 'File to write'
+complete -c mtlpublish -n '__fish_seen_subcommand_from report' -l sub-path -x -d 'Show what clients see that give it'
 
 complete -c mtlpublish -n '__fish_seen_subcommand_from verify' -l quick -d 'Compare sizes only'
 complete -c mtlpublish -n '__fish_seen_subcommand_from verify' -l key -r -F -d 'Public key that may have signed'

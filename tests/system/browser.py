@@ -168,7 +168,7 @@ class Browser:
         return [entry["message"] for entry in self._ask("POST", "/se/log", {"type": "browser"})]
 
     def requests(self):
-        """The addresses that were asked for since the last call."""
+        """The addresses that pages asked for since the last call, but for the browser's own pages."""
         events = [
             json.loads(entry["message"])["message"]
             for entry in self._ask("POST", "/se/log", {"type": "performance"})
@@ -177,6 +177,7 @@ class Browser:
             event["params"]["request"]["url"]
             for event in events
             if event["method"] == "Network.requestWillBeSent"
+            and not event["params"]["documentURL"].startswith("chrome://")
         ]
 
 

@@ -168,6 +168,19 @@ class PageInBrowser(unittest.TestCase):
         self.expect_pictures(count)
         self.expect_nothing_from_elsewhere(page.as_uri())
 
+    def test_shows_a_view(self):
+        self.write("previews/oak.png", png((200, 100, 50)))
+        self.write("other.png", b"no picture")
+        self.build()
+        entry = b'[{"path":"previews/oak.png","download":"always","size":1}]\n'
+        self.write("views/beta/filelist.json", entry)
+        self.write("views/beta/id.txt")
+        with self.served() as url:
+            self.show(url + "views/beta/")
+            self.assertRegex(self.browser.run(COUNT), "^1 of 1 file, ")
+            self.expect_pictures(1)
+            self.assertEqual(self.browser.complaints(), [])
+
     def test_finds_files(self):
         make_library(self.library, 60, 0)
         self.write("Über/Oak.TX")

@@ -23,6 +23,9 @@
 #include "mtlpublish/page/page.h"
 #include "mtlpublish/system.h"
 #include "mtlpublish/tree_scan.h"
+#include "rules/address.h"
+#include "rules/own_names.h"
+#include "rules/path.h"
 #include "rules/printable.h"
 #include "rules/utf8.h"
 
@@ -194,9 +197,13 @@ HandlerResponse refuse(int status, const char* reason, httplib::Response& respon
   return HandlerResponse::Handled;
 }
 
-HandlerResponse answerWithPage(const fs::path& root, httplib::Response& response) {
+/// Of the library, or of its view of this sub-path.
+HandlerResponse answerWithPage(const fs::path& root, const std::string& subPath,
+                               httplib::Response& response) {
+  const bool isView = mtlrules::isPlain(subPath) && fileWithin(root, mtlrules::stampName(subPath));
+  if (!subPath.empty() && !isView) return HandlerResponse::Unhandled;
   std::string problem;
-  const std::string page = libraryPage(root, std::chrono::system_clock::now(), problem);
+  const std::string page = libraryPage(root, subPath, std::chrono::system_clock::now(), problem);
   if (!problem.empty()) return refuse(kNotFound, (problem + "\n").c_str(), response);
   response.set_header("Content-Security-Policy", pagePolicy());
   response.set_header("Cache-Control", "no-cache");
@@ -204,9 +211,10 @@ HandlerResponse answerWithPage(const fs::path& root, httplib::Response& response
   return HandlerResponse::Handled;
 }
 
-/// Whether the answer is for somebody to look at. Clients of the library never ask for that.
-bool isForBrowser(const httplib::Request& request) {
-  return request.get_header_value("Accept").find("text/html") != std::string::npos;
+/// Whether somebody wants to look at a folder. Clients of the library never do.
+bool isFolderForBrowser(std::string_view path, const httplib::Request& request) {
+  return (path.empty() || path.back() == '/') &&
+         request.get_header_value("Accept").find("text/html") != std::string::npos;
 }
 
 HandlerResponse answer(const fs::path& root, const ServerOptions& options,
@@ -235,9 +243,11 @@ HandlerResponse answer(const fs::path& root, const ServerOptions& options,
     response.status = kServiceUnavailable;
     return HandlerResponse::Handled;
   }
-  const bool isLookedAt = path.empty() && isForBrowser(request);
-  const std::optional<fs::path> file = fileWithin(root, isLookedAt ? kIndexName : path);
-  if (isLookedAt && !file) return answerWithPage(root, response);
+  const bool isLookedAt = isFolderForBrowser(path, request);
+  const std::optional<fs::path> file =
+      fileWithin(root, isLookedAt ? std::string(path) + kIndexName : std::string(path));
+  if (isLookedAt && !file)
+    return answerWithPage(root, mtlrules::withoutTrailingSlashes(path), response);
   const bool isPrivate = file && isPrivateName(fileName(*file->lexically_relative(root).begin()));
   if (!file || isPrivate) return HandlerResponse::Unhandled;
   return answerWithFile(*file, request, response);

@@ -26,11 +26,12 @@ struct ServerOptions {
   std::function<void(const std::string&)> log;
 };
 
-/// Answers GET and HEAD for the regular files below the folder, at "/" for index.html or, where
-/// there is none, for a page about the library, if the request accepts text/html, and 404 to
-/// everything else; requests for another host, and requests with a body, are refused. Parts, and
-/// files that the client has already, are told apart as any server of files does. Files are read in
-/// pieces as they are sent, so their size does not matter.
+/// Answers GET and HEAD for the regular files below the folder; where the request accepts
+/// text/html, for the folder itself and those of views by their index.html or, where there is none,
+/// with a page about the library or the view; and 404 to everything else; requests for another
+/// host, and requests with a body, are refused. Parts, and files that the client has already, are
+/// told apart as any server of files does. Files are read in pieces as they are sent, so their size
+/// does not matter.
 class StaticServer {
  public:
   /// `root` is canonical.

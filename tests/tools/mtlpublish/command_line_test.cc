@@ -328,6 +328,8 @@ TEST_F(CommandLine, ReportNeedsALibraryThatWasBuilt) {
   EXPECT_EQ(result.err,
             "mtlpublish: id.txt: No such file or directory; run mtlpublish build first\n");
   expectUsageError({"report"}, "DIR is required");
+  expectUsageError({"report", "--sub-path", "../x", dir_ / "lib"},
+                   "--sub-path: '../x' leaves the library");
 }
 
 TEST_F(CommandLine, PrintsOneObjectForOtherPrograms) {

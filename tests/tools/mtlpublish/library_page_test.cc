@@ -47,9 +47,9 @@ class LibraryPage : public testing::Test {
     EXPECT_EQ(mtlpublish::KeptBuilds(dir_.path() / "oak").add(record, 9), "");
   }
 
-  std::string page() {
+  std::string page(const std::string& subPath = "") {
     const auto now = std::chrono::system_clock::time_point(std::chrono::seconds(kNow));
-    return mtlpublish::libraryPage(dir_.path() / "oak", now, problem_);
+    return mtlpublish::libraryPage(dir_.path() / "oak", subPath, now, problem_);
   }
 
   /// A string of JSON, which keeps bytes that are not UTF-8.
@@ -136,7 +136,7 @@ TEST_F(LibraryPage, ShowsWhatASignedStampSays) {
   build({}, mtlsigning::signatureFile(key.sign(list_, mtlsigning::commentText(release))));
   const std::string text = visibleText(page());
   EXPECT_THAT(text, HasSubstr(" Oak &amp; Ash "));
-  EXPECT_THAT(text, HasSubstr("Serial 41 Sub-path beta Published 2025-12-31T23:59:59Z "
+  EXPECT_THAT(text, HasSubstr("Sub-path beta Serial 41 Published 2025-12-31T23:59:59Z "
                               "Expires 2026-01-01T00:00:01Z Signed with key " +
                               mtlsigning::idText(key.publicKey().id) + " "));
   EXPECT_THAT(text, Not(HasSubstr("Problems")));
@@ -250,6 +250,20 @@ TEST_F(LibraryPage, ShowsNamesAsTextWhateverTheyAre) {
   for (const Json::Value& file : files) {
     EXPECT_THAT(file[3].asString(), MatchesPattern("[-A-Za-z0-9._~/%]*"));
   }
+}
+
+TEST_F(LibraryPage, ShowsAViewWithTheFilesOfTheLibrary) {
+  build({{"all.png", DownloadPolicy::kAlways, 1, 0, ""}});
+  writeFile(dir_ / "oak/a/beta/filelist.json",
+            mtlpublish::fileListText({{"some.png", DownloadPolicy::kAlways, 2, 0, ""}}));
+  writeFile(dir_ / "oak/a/beta/id.txt", "view\n");
+  const std::string text = page("a/beta");
+  EXPECT_THAT(visibleText(text), HasSubstr("Sub-path a/beta "));
+  EXPECT_THAT(visibleText(text), HasSubstr("Id view "));
+  EXPECT_THAT(staticText(text), HasSubstr(" data-base=\"./../../\">"));
+  EXPECT_EQ(data(text)[0][0].asString(), "some.png");
+  EXPECT_THAT(staticText(page()), HasSubstr(" data-base=\"./\">"));
+  EXPECT_EQ(page("a"), "");
 }
 
 TEST_F(LibraryPage, AllowsNothingFromElsewhere) {

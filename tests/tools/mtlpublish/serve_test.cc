@@ -98,6 +98,19 @@ TEST_F(Serve, ShowsBrowsersTheLibrarysOwnIndex) {
   EXPECT_EQ(Client().get(url_).status, 404);
 }
 
+TEST_F(Serve, ShowsBrowsersAPageAboutAView) {
+  add("beta/filelist.json", "[]\n");
+  add("beta/id.txt", "of the view\n");
+  add("maps/oak.tx", "");
+  start();
+  EXPECT_THAT(Client().get(url_ + "beta/", kBrowser).body, HasSubstr("<code>of the view</code>"));
+  EXPECT_EQ(Client().get(url_ + "beta/").status, 404);
+  EXPECT_EQ(Client().get(url_ + "maps/", kBrowser).status, 404);
+  add("beta/index.html", "own");
+  EXPECT_EQ(Client().get(url_ + "beta/", kBrowser).body, "own");
+  EXPECT_EQ(Client().get(url_ + "beta/%2e%2e/", kBrowser).status, 404);
+}
+
 TEST_F(Serve, SaysWhyThereIsNoPage) {
   fs::remove(dir_.path() / "lib" / "id.txt");
   start();

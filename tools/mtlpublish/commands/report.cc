@@ -13,6 +13,7 @@
 #include "mtlpublish/file_name.h"
 #include "mtlpublish/page/page.h"
 #include "mtlpublish/whole_file.h"
+#include "rules/path.h"
 
 namespace mtlpublish {
 
@@ -23,8 +24,8 @@ namespace fs = std::filesystem;
 constexpr const char* kReportFooter = R"(
 The page is one file of HTML that shows the library as it was built last, with a
 search of its files, and takes nothing from elsewhere. Its links and pictures
-are those beside it: put it on the server next to filelist.json. It may not be
-written into DIR, where the next build would list it.
+are those beside it: put it on the server next to id.txt. It may not be written
+into DIR, where the next build would list it.
 
 Examples:
   mtlpublish report library >report.html
@@ -33,6 +34,7 @@ Examples:
 struct ReportArguments {
   std::string folder;
   std::string output;
+  std::string subPath;
 };
 
 /// Returns what went wrong; "" when nothing did.
@@ -54,8 +56,12 @@ int report(const ReportArguments& arguments) {
     complain(arguments.folder + ": " + errorMessage(error));
     return kFailed;
   }
+  const std::string subPath = mtlrules::plainPath(arguments.subPath);
+  if (subPath.empty() && !arguments.subPath.empty()) {
+    return refuseUsage("--sub-path: '" + arguments.subPath + "' leaves the library");
+  }
   std::string problem;
-  const std::string page = libraryPage(root, std::chrono::system_clock::now(), problem);
+  const std::string page = libraryPage(root, subPath, std::chrono::system_clock::now(), problem);
   if (problem.empty() && !arguments.output.empty()) {
     problem = writeReport(fs::u8path(arguments.output), root, page);
   } else if (problem.empty()) {
@@ -73,6 +79,8 @@ Command addReportCommand(CLI::App& program) {
   addPlace(command, "DIR", arguments->folder, "Folder of a library that was built");
   addText(command, "--output", "FILE", arguments->output,
           "File to write, outside DIR; standard output if not given");
+  addText(command, "--sub-path", "PATH", arguments->subPath,
+          "Show what clients see that give this sub-path");
   command->footer(kReportFooter);
   return {command, [arguments] { return report(*arguments); }};
 }

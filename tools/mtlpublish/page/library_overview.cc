@@ -65,13 +65,14 @@ std::optional<ListChanges> lastChanges(const fs::path& root, const std::string& 
 
 }  // namespace
 
-std::optional<LibraryOverview> readOverview(const fs::path& root, std::int64_t now,
-                                            std::string& problem) {
+std::optional<LibraryOverview> readOverview(const fs::path& root, const std::string& subPath,
+                                            std::int64_t now, std::string& problem) {
+  const fs::path folder = root / fs::u8path(subPath);
   std::string list;
   std::string stamp;
   for (const auto& [name, content] :
        {std::pair(mtlrules::kStampName, &stamp), std::pair(mtlrules::kListName, &list)}) {
-    const std::error_code error = readContent(root / name, *content);
+    const std::error_code error = readContent(folder / name, *content);
     if (!error) continue;
     problem = std::string(name) + ": " + errorMessage(error) + "; run mtlpublish build first";
     return std::nullopt;
@@ -82,11 +83,12 @@ std::optional<LibraryOverview> readOverview(const fs::path& root, std::int64_t n
     return std::nullopt;
   }
   LibraryOverview overview;
+  overview.subPath = subPath;
   overview.name = nameOf(root);
   overview.listSize = list.size();
   overview.entries = *std::move(entries);
   describeStamp(stamp, list, now, overview);
-  overview.changes = lastChanges(root, list, overview.entries);
+  if (subPath.empty()) overview.changes = lastChanges(root, list, overview.entries);
   return overview;
 }
 

@@ -17,8 +17,9 @@
 namespace mtlpublish {
 
 struct LibraryOverview {
-  std::string name;     ///< That it is signed with, or configured, or its folder's.
-  std::string stamp{};  ///< The first line of id.txt, of a signed one "".
+  std::string subPath{};  ///< Of the view that it is; "" for the library.
+  std::string name{};     ///< That it is signed with, or configured, or its folder's.
+  std::string stamp{};    ///< The first line of id.txt, of a signed one "".
   std::optional<mtlsigning::Release> release{};  ///< That the stamp describes; none unless signed.
   std::string keyId{};                           ///< Of the key that is said to have signed.
   std::vector<std::string> warnings{};           ///< What is wrong with stamp and list.
@@ -28,9 +29,11 @@ struct LibraryOverview {
   std::optional<ListChanges> changes{};
 };
 
-/// Reads what there is in the library's folder, `root`, which is canonical. `now` is in seconds
-/// since 1970. None when there is no list that a build wrote; `problem` says so then.
-std::optional<LibraryOverview> readOverview(const std::filesystem::path& root, std::int64_t now,
+/// Reads what there is in the library's folder, `root`, which is canonical, of the library or of
+/// its view of this sub-path, which is in the one way to write it. `now` is in seconds since 1970.
+/// None when there is no list that a build wrote; `problem` says so then.
+std::optional<LibraryOverview> readOverview(const std::filesystem::path& root,
+                                            const std::string& subPath, std::int64_t now,
                                             std::string& problem);
 
 }  // namespace mtlpublish

@@ -18,6 +18,7 @@
 #include "mtlpublish/page/page_parts.h"
 #include "rules/address.h"
 #include "rules/list_entry.h"
+#include "rules/path.h"
 #include "rules/printable.h"
 #include "signing/minisign_text.h"
 #include "update/sha256.h"
@@ -122,11 +123,23 @@ std::string fact(const char* name, const std::string& content, const char* kind 
          "</dd></div>\n";
 }
 
+/// Where clients look for the list of a view depends on the library's address.
+std::string listLink(const LibraryOverview& overview) {
+  return overview.subPath.empty() ? "<a href=\"filelist.json\">filelist.json</a>" : "filelist.json";
+}
+
+/// Leads from the page to the library, and makes an address of whatever follows a relative one.
+std::string baseOf(std::string_view subPath) {
+  std::string base = "./";
+  for (std::size_t i = 0; i < mtlrules::namesOf(subPath).size(); ++i)
+    base += "../";
+  return base;
+}
+
 std::string releaseFacts(const LibraryOverview& overview) {
   if (overview.release) {
     const mtlsigning::Release& release = *overview.release;
     std::string facts = fact("Serial", std::to_string(release.serial), "large");
-    if (!release.subPath.empty()) facts += fact("Sub-path", html(release.subPath));
     facts += fact("Published", mtlsigning::utcText(release.published));
     facts += fact("Expires", release.expires ? mtlsigning::utcText(*release.expires) : "never");
     return facts + fact("Signed with key", elementText(overview.keyId, "code"));
@@ -136,11 +149,12 @@ std::string releaseFacts(const LibraryOverview& overview) {
 }
 
 std::string aboutSection(const LibraryOverview& overview, const Amount& fetched) {
+  const std::string& subPath = overview.release ? overview.release->subPath : overview.subPath;
   return "<section aria-labelledby=\"about\">\n<h2 id=\"about\">Release</h2>\n<dl>\n" +
          fact("Files", number(fetched.files), "large") +
-         fact("Size", bytesText(fetched.bytes), "large") + releaseFacts(overview) +
-         fact("List",
-              "<a href=\"filelist.json\">filelist.json</a>, " + bytesText(overview.listSize)) +
+         fact("Size", bytesText(fetched.bytes), "large") +
+         (subPath.empty() ? "" : fact("Sub-path", html(subPath))) + releaseFacts(overview) +
+         fact("List", listLink(overview) + ", " + bytesText(overview.listSize)) +
          "</dl>\n</section>\n";
 }
 
@@ -288,8 +302,10 @@ std::string filesSection(const LibraryOverview& overview) {
 <option value="never">never: not fetched</option>
 </select></label>
 </div>
-<p id="count" role="status">To show them, this page needs the script that is in it. They all stand in <a href="filelist.json">filelist.json</a>.</p>
-<table class="files" id="files">
+<p id="count" role="status">To show them, this page needs the script that is in it. They all stand in )" +
+                     listLink(overview) + R"(.</p>
+<table class="files" id="files" data-base=")" +
+                     baseOf(overview.subPath) + R"(">
 <caption class="unseen">The files that were found</caption>
 <thead><tr>
 <th scope="col" class="preview">Preview</th>
@@ -335,10 +351,10 @@ std::string pageText(const LibraryOverview& overview) {
 
 }  // namespace
 
-std::string libraryPage(const std::filesystem::path& root,
+std::string libraryPage(const std::filesystem::path& root, const std::string& subPath,
                         std::chrono::system_clock::time_point now, std::string& problem) {
   const auto age = std::chrono::duration_cast<std::chrono::seconds>(now.time_since_epoch());
-  const std::optional<LibraryOverview> overview = readOverview(root, age.count(), problem);
+  const std::optional<LibraryOverview> overview = readOverview(root, subPath, age.count(), problem);
   return overview ? pageText(*overview) : std::string();
 }
 

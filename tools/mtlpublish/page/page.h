@@ -10,9 +10,10 @@
 namespace mtlpublish {
 
 /// The page, in UTF-8, for the library in the folder `root`, which is canonical, as it was built
-/// last. Links are relative: it belongs beside the library's list. Whatever names files have, they
-/// are shown as text. When no page can be made, `problem` says why.
-std::string libraryPage(const std::filesystem::path& root,
+/// last, or for its view of this sub-path, which is in the one way to write it. Links are relative:
+/// it belongs beside the stamp. Whatever names files have, they are shown as text. When no page can
+/// be made, `problem` says why.
+std::string libraryPage(const std::filesystem::path& root, const std::string& subPath,
                         std::chrono::system_clock::time_point now, std::string& problem);
 
 /// What browsers may do for the page, for a field Content-Security-Policy of its answer. The page

@@ -8,6 +8,7 @@
   const byId = (id) => document.getElementById(id);
   const [search, kind, count, more] = ["search", "kind", "count", "more"].map(byId);
   const body = byId("files").tBodies[0];
+  const base = byId("files").dataset.base;
   const heads = [...byId("files").querySelectorAll("th[data-key]")];
 
   const searchable = (text) => text.normalize("NFC").toLowerCase();
@@ -18,7 +19,7 @@
     policy: policies[marks & 3],
     isPicture: (marks & 4) !== 0,
     mark: marks & 8 ? "new" : marks & 16 ? "changed" : "",
-    address: "./" + (address ?? name),
+    address: base + (address ?? name),
     text: searchable(name),
   }));
   const kinds = {
