@@ -25,7 +25,7 @@ std::string sha256Of(const std::string& text) {
   return hexText(sha256.finish());
 }
 
-ListIdentity identityOf(const std::string& list) {
+ListIdentity identityOfList(const std::string& list) {
   return {list.size(), *digestFrom(sha256Of(list))};
 }
 
@@ -38,7 +38,7 @@ ListDifference differenceBetween(const std::string& from, const std::string& to)
   std::size_t back = 0;
   while (back < most - front && from[from.size() - 1 - back] == to[to.size() - 1 - back])
     ++back;
-  ListDifference difference{{1, identityOf(from), identityOf(to)}, {}};
+  ListDifference difference{{1, identityOfList(from), identityOfList(to)}, {}};
   if (front > 0) difference.pieces.push_back({0, front, {}});
   const std::string text = to.substr(front, to.size() - front - back);
   if (!text.empty()) difference.pieces.push_back({0, text.size(), text});
@@ -201,7 +201,7 @@ TEST_P(ListSourcesTest, AWrongDifferenceIsDoneWithout) {
         sent[packed.size() / 2] = static_cast<char>(~sent[packed.size() / 2]);
         break;
       case 3:  // From another list.
-        other.head.from = identityOf(lastList_ + "\n");
+        other.head.from = identityOfList(lastList_ + "\n");
         sent = gzipped(differenceText(other));
         break;
       case 4:  // To another list.

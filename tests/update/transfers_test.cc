@@ -33,7 +33,7 @@ using testing::HasSubstr;
 using Kind = Failure::Kind;
 
 /// What a test expects of a body, and what it got.
-struct File {
+struct FileToFetch {
   std::string target;
   std::string expected{};
   bool hasSize = true;
@@ -55,7 +55,7 @@ struct File {
 
 class KeptBody : public Body {
  public:
-  explicit KeptBody(File& file) : Body(file.target), file_(file), size_(file.part.size()) {
+  explicit KeptBody(FileToFetch& file) : Body(file.target), file_(file), size_(file.part.size()) {
     file_.checked = file_.part;
   }
 
@@ -96,7 +96,7 @@ class KeptBody : public Body {
     return Failure{Kind::kContent, "other content"};
   }
 
-  File& file_;
+  FileToFetch& file_;
   std::uint64_t size_;
 };
 
@@ -113,7 +113,7 @@ class TransfersTest : public testing::Test, protected Transfers::Client {
 
   Outcome run(Timing& timing) {
     if (session_ == nullptr) open();
-    for (File& file : files_)
+    for (FileToFetch& file : files_)
       left_.push_back(&file);
     Transfers transfers(*session_, timing, policy_, limits_);
     transfers_ = &transfers;
@@ -126,7 +126,7 @@ class TransfersTest : public testing::Test, protected Transfers::Client {
 
   std::unique_ptr<Body> next() override {
     if (left_.empty()) return nullptr;
-    File& file = *left_.front();
+    FileToFetch& file = *left_.front();
     left_.pop_front();
     return std::make_unique<KeptBody>(file);
   }
@@ -165,8 +165,8 @@ class TransfersTest : public testing::Test, protected Transfers::Client {
   ScriptedServer server_;
   std::unique_ptr<Session> session_;
   Transfers* transfers_ = nullptr;  ///< Of the run.
-  std::deque<File> files_;
-  std::deque<File*> left_;
+  std::deque<FileToFetch> files_;
+  std::deque<FileToFetch*> left_;
   RetryPolicy policy_;
   TransferLimits limits_;
   std::function<bool()> goOn_;
@@ -183,7 +183,7 @@ TEST_F(TransfersTest, FetchesAllBodiesFiveAtATime) {
     files_.push_back({name, "body of " + name});
   }
   ASSERT_FALSE(run());
-  for (const File& file : files_) {
+  for (const FileToFetch& file : files_) {
     EXPECT_TRUE(file.isDone);
     EXPECT_EQ(file.part, file.expected);
   }
@@ -598,7 +598,7 @@ TEST_F(TransfersTest, CheckAllOfABodyInItsOrderWhateverItsSize) {
   }
   const Outcome failure = run();
   ASSERT_FALSE(failure) << failure->text;
-  for (const File& file : files_) {
+  for (const FileToFetch& file : files_) {
     EXPECT_TRUE(file.isDone && file.part == file.expected && file.checked == file.expected)
         << file.target;
   }
@@ -634,7 +634,7 @@ TEST_F(TransfersTest, GoesOnWhenManyBodiesEndWhileMuchWaitsToBeChecked) {
     files_.back().onCheck = [] { std::this_thread::sleep_for(std::chrono::microseconds(300)); };
   }
   ASSERT_FALSE(run());
-  for (const File& file : files_)
+  for (const FileToFetch& file : files_)
     EXPECT_TRUE(file.isDone && file.checked == body);
 }
 
@@ -709,9 +709,9 @@ class Cancelled : public TransfersTest {
     Timing timing;
     std::vector<Timing::TimePoint::duration> times;
     for (int i = 0; i < 5; ++i) {
-      for (File& file : files_)
+      for (FileToFetch& file : files_)
         file = {file.target, file.expected, file.hasSize, file.isChecked};
-      for (File& file : files_)
+      for (FileToFetch& file : files_)
         file.onCheck = onCheck;
       Timing::TimePoint asked{};
       goOn_ = [&] {

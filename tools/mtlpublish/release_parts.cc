@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 constexpr std::size_t kIdLength = 64;
 
 /// None when there is no such file, or it cannot be read.
-std::optional<std::string> contentOf(const fs::path& file) {
+std::optional<std::string> contentIfAny(const fs::path& file) {
   std::string content;
   if (readContent(file, content)) return std::nullopt;
   return content;
@@ -103,14 +103,14 @@ ReleaseParts makeParts(const fs::path& root, const BuildRecord& build, const Lib
     parts.release = std::move(stamp.release);
     return parts;
   }
-  const std::string stamp = contentOf(root / mtlrules::kStampName).value_or("");
+  const std::string stamp = contentIfAny(root / mtlrules::kStampName).value_or("");
   const std::string id = libraryId(build);
   if (isAgain) {
     parts.id = idAfter(id, stamp);
     std::string record = id + ' ' + parts.id + '\n';
     parts.files.emplace_back(kAgainName, std::move(record));
   } else {
-    parts.id = idByRecord(id, contentOf(root / kAgainName).value_or(""));
+    parts.id = idByRecord(id, contentIfAny(root / kAgainName).value_or(""));
   }
   std::string newStamp = mtlrules::stampText(parts.id, forms.note());
   parts.isNew = stamp != newStamp;
@@ -124,7 +124,7 @@ std::string writeParts(const fs::path& root, const ReleaseParts& parts) {
   std::vector<std::pair<fs::path, std::optional<std::string>>> written;
   for (const auto& [name, content] : parts.files) {
     const fs::path file = root / fs::u8path(name);
-    std::optional<std::string> before = contentOf(file);
+    std::optional<std::string> before = contentIfAny(file);
     if (before == content) continue;
     std::error_code error;
     fs::create_directories(file.parent_path(), error);
