@@ -1,4 +1,4 @@
-"""Simulates fleets of clients, from what measure.py has measured, and writes or prints what they cost."""
+"""Simulates fleets of clients, from what measure.py has measured, and says what they cost."""
 
 from __future__ import annotations
 

@@ -1,4 +1,4 @@
-"""Figures are what one run of a client asks a server for, by kind of document, as nginx counted it."""
+"""Figures are what one run of a client asks for, by kind of document, as nginx counted it."""
 
 from __future__ import annotations
 

@@ -1,4 +1,4 @@
-"""Hours are when in a day clients run: at a minute of cron, when a computer is started, or at any time.
+"""Hours are when in a day clients run: by cron, with the computer, or at any time.
 
 A day has as many seconds here as elsewhere, begins with a release, and its end touches its
 beginning: what is asked for past midnight is asked for in the morning.

@@ -1,8 +1,9 @@
 """A Day is what a fleet of clients asks of a CDN in a day, and the CDN of the origin behind it.
 
-Clients are not simulated one by one: how many begin in each second is drawn, and so are the moments
-in which a place of the CDN has to ask. Only those depend on what came before, and there are no more of
-them than the life of a copy allows, so that ten million clients take as long as ten thousand.
+Clients are not simulated one by one: how many begin in each second is drawn, and so are the
+moments in which a place of the CDN has to ask. Only those depend on what came before, and there are
+no more of them than the life of a copy allows, so that ten million clients take as long as ten
+thousand.
 
 What is assumed: a place keeps what it has had for the day, lets others wait while it asks for the
 same, and answers at once; every client finds its nearest place, and begins once a day.
@@ -58,8 +59,8 @@ class Cdn:
         default_factory=lambda: dict.fromkeys(KINDS, 0.0) | {STAMP: float(MINUTE)})
 
     def shares(self, zones: Sequence[tuple[float, float]]) -> Iterator[tuple[int, float]]:
-        """The zone of each place, and its share of the clients there: the second has half of what the
-        first has, the third a third."""
+        """The zone of each place, and its share of all clients: of those of a zone, the second has
+        half as many as the first, the third a third."""
         total = math.fsum(share for _, share in zones)
         for zone, (_, share) in enumerate(zones):
             ranks = range(1, max(1, round(self.places * share / total)) + 1)
@@ -113,7 +114,7 @@ class Meter:
 
 
 class Place:
-    """The runs of one place that are still to come, drawn one after the other as far as they matter."""
+    """The runs of one place that are still to come, drawn one by one as far as they matter."""
 
     def __init__(self, source: random.Random, hours: Hours, clients: int) -> None:
         self._source = source
@@ -183,7 +184,8 @@ class _Population:
         self.starts = [0] * DAY  # runs that begin in each second
         for zone, (ahead, _) in enumerate(fleet.zones):
             count = sum(clients for where, clients in self._places if where == zone)
-            for second, runs in enumerate(multinomial(source, count, fleet.habit.weights(ahead))):
+            drawn = multinomial(source, count, fleet.habit.weights(ahead))
+            for second, runs in enumerate(drawn):
                 self.starts[second] += runs
 
     def places(self) -> list[Place]:
@@ -192,8 +194,8 @@ class _Population:
 
 def simulate(fleet: Fleet, cdn: Cdn, run: Run, unchanged: Mapping[str, Traffic],
              seed: int = 1) -> Day:
-    """A day in which every client of the fleet does such a run once; what is new was published as the
-    day began. `unchanged` is what it takes to ask whether a copy is good, by kind of document."""
+    """A day in which every client of the fleet does such a run once; what is new was published as
+    the day began. `unchanged` is what it takes to ask whether a copy is good, by kind of document."""
     source = random.Random(seed)
     population = _Population(source, fleet, cdn)
     lasting = fleet.seconds(run)

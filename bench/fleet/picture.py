@@ -1,12 +1,10 @@
-"""The picture of the document: peaks and cost by the number of clients, readable in light and dark."""
+"""The picture of the document: peaks and cost by the number of clients."""
 
 from __future__ import annotations
 
 import html
 import math
 from collections.abc import Sequence
-
-from report import compact, plain
 
 WIDTH, HEIGHT = 860, 330
 LEFT, RIGHT, TOP, BOTTOM = 62, 278, 40, 36
@@ -27,7 +25,21 @@ text { font: 12px sans-serif; fill: #1f2328 }
   .ground { fill: #0d1117 }
 }
 """
+UNITS = ((1e12, " T"), (1e9, " G"), (1e6, " M"), (1e3, " k"))
 Series = Sequence[tuple[str, Sequence[float]]]
+
+
+def compact(value: float) -> str:
+    """1.2 k; with two digits that count, or three."""
+    for unit, name in UNITS:
+        if value >= unit * 0.9995:
+            return f"{value / unit:.3g}{name}"
+    return f"{value:.3g}"
+
+
+def plain(text: str) -> str:
+    """Without marks for code."""
+    return text.replace("`", "")
 
 
 class Panel:

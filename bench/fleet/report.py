@@ -6,28 +6,15 @@ import pathlib
 from collections.abc import Iterable, Sequence
 
 from figures import FIRST, KIT, LIST, MODULE, PACKED_LIST, Figures, Traffic
+from picture import compact, draw
 from scenarios import FLEET, SIZES, Bill, Scenarios
 
 TEMPLATE = pathlib.Path(__file__).with_name("cost.md.in")
 SHOWN = 4  # ways to publish in the picture; the others would lie on these lines
-UNITS = ((1e12, " T"), (1e9, " G"), (1e6, " M"), (1e3, " k"))
-
-
-def compact(value: float) -> str:
-    """1.2 k; with two digits that count, or three."""
-    for unit, name in UNITS:
-        if value >= unit * 0.9995:
-            return f"{value / unit:.3g}{name}"
-    return f"{value:.3g}"
 
 
 def money(value: float) -> str:
     return f"{value:,.0f}" if value >= 100 else f"{value:.2f}"
-
-
-def plain(text: str) -> str:
-    """Without marks for code."""
-    return text.replace("`", "")
 
 
 def table(head: Sequence[str], rows: Iterable[Sequence[str]]) -> str:
@@ -45,7 +32,8 @@ def run_table(figures: Figures) -> str:
 
 
 def size_table(first: str, rows: Iterable[tuple[str, Sequence[str]]]) -> str:
-    return table([first, *(f"{size:,}" for size in SIZES)], [[name, *cells] for name, cells in rows])
+    return table([first, *(f"{size:,}" for size in SIZES)],
+                 [[name, *cells] for name, cells in rows])
 
 
 def origin_table(scenarios: Scenarios) -> str:
@@ -71,8 +59,6 @@ def mirror_table(scenarios: Scenarios) -> str:
 
 def document(scenarios: Scenarios, bill: Bill) -> tuple[str, str]:
     """The text, and its picture."""
-    # Its module takes the numbers' form from this one.
-    from picture import draw
     figures = scenarios.figures
     peaks = list(scenarios.peaks())
     costs = list(scenarios.costs(bill))

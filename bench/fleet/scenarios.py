@@ -1,4 +1,4 @@
-"""Scenarios are the fleets that the document on cost shows: ways to publish, hours, sizes and prices."""
+"""Scenarios are the fleets that the document shows: ways to publish, hours, sizes and prices."""
 
 from __future__ import annotations
 
@@ -98,8 +98,9 @@ class Scenarios:
     def costs(self, bill: Bill) -> Iterator[tuple[str, list[float]]]:
         """What a month costs, for each way and size."""
         for way in WAYS:
-            yield way.name, [bill.month(self.day(clients, way), self.day(clients, way, kind=NOTHING))
-                             for clients in SIZES]
+            yield way.name, [
+                bill.month(self.day(clients, way), self.day(clients, way, kind=NOTHING))
+                for clients in SIZES]
 
     def origins(self) -> Iterator[tuple[str, Day, Day]]:
         """What is behind the CDN on the day of a release, and on one without; and the same with one

@@ -154,9 +154,9 @@ class ManyClients(unittest.TestCase):
             self.assertAlmostEqual(part, 10_000, delta=400)
 
     def test_the_same_seed_gives_the_same_day(self) -> None:
-        self.assertEqual(day_of(fleet_of(5_000), Cdn(), seed=4), day_of(fleet_of(5_000), Cdn(), seed=4))
-        self.assertNotEqual(day_of(fleet_of(5_000), Cdn(), seed=4),
-                            day_of(fleet_of(5_000), Cdn(), seed=5))
+        first, second, other = (day_of(fleet_of(5_000), Cdn(), seed=seed) for seed in (4, 4, 5))
+        self.assertEqual(first, second)
+        self.assertNotEqual(first, other)
 
 
 class BesideTheExactSimulation(unittest.TestCase):
@@ -166,7 +166,8 @@ class BesideTheExactSimulation(unittest.TestCase):
 
     def expect_alike(self, fleet: Fleet, cdn: Cdn) -> None:
         days = [simulate(fleet, cdn, UPDATE, UNCHANGED, seed) for seed in range(self.ROUNDS)]
-        exact = [simulate_exactly(fleet, cdn, UPDATE, UNCHANGED, seed) for seed in range(self.ROUNDS)]
+        exact = [simulate_exactly(fleet, cdn, UPDATE, UNCHANGED, seed)
+                 for seed in range(self.ROUNDS)]
         self.assertEqual({day.edge.total for day in days}, {outcome.edge for outcome in exact})
         for ours, theirs in (
                 ([day.origin.total.requests for day in days],
