@@ -39,9 +39,10 @@ _mtlpublish() {
     rollback)
       options+=' --config --sign --prepare --no-sign --name --sub-path --expires --password-file'
       ;;
+    files) options+=' --lists' ;;
     keygen) options+=' --password-file --no-password' ;;
     report) options+=' --output --sub-path' ;;
-    verify) options+=' --quick --key --json -q --quiet' ;;
+    verify) options+=' --quick --key --sub-path --json -q --quiet' ;;
     serve) options+=' --port --delay --fail --host-name -q --quiet' ;;
   esac
   if [[ $word == -* ]]; then

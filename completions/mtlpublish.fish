@@ -44,6 +44,8 @@ complete -c mtlpublish -n '__fish_seen_subcommand_from keygen' -l no-password -d
 complete -c mtlpublish -n '__fish_seen_subcommand_from report' -l output -r -F -d 'File to write'
 complete -c mtlpublish -n '__fish_seen_subcommand_from report' -l sub-path -x -d 'Show what clients see that give it'
 
+complete -c mtlpublish -n '__fish_seen_subcommand_from files' -l lists -d 'Name the lists, each with its place on the server'
+complete -c mtlpublish -n '__fish_seen_subcommand_from verify' -l sub-path -x -d 'Check what clients that give this sub-path get'
 complete -c mtlpublish -n '__fish_seen_subcommand_from verify' -l quick -d 'Compare sizes only'
 complete -c mtlpublish -n '__fish_seen_subcommand_from verify' -l key -r -F -d 'Public key that may have signed'
 

@@ -139,7 +139,10 @@ std::string firstConfig(const TreeScan& scan, const std::string& name) {
   text +=
       "\n# The key that signs the library, which mtlpublish keygen makes, and for how many days\n"
       "# clients are to accept a signature.\n"
-      "# [signing]\n# key = \"../oak.key\"\n# expires = 30\n";
+      "# [signing]\n# key = \"../oak.key\"\n# expires = 30\n\n"
+      "# Other lists of the same files, for clients that give a sub-path.\n"
+      "# address = \"https://materials.example/library\"  # Above all tables, if there are views.\n"
+      "# [[view]]\n# sub-path = \"beta\"\n# files = [\"materials/*\"]\n";
   return text;
 }
 

@@ -9,6 +9,7 @@
 
 #include "mtlpublish/file_name.h"
 #include "mtlpublish/tree_scan.h"
+#include "mtlpublish/views.h"
 #include "mtlpublish/whole_file.h"
 #include "rules/printable.h"
 
@@ -19,6 +20,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kFirstLine = "mtlpublish build 1\n";
+constexpr std::string_view kView = "view ";
 constexpr std::size_t kDigestLength = 64;
 constexpr const char* kBuilds = "builds";
 constexpr const char* kContents = "contents";
@@ -33,32 +35,75 @@ std::optional<std::uint64_t> numberIn(const std::string& name) {
   return std::stoull(name);
 }
 
+bool isList(std::string_view text) {
+  return text.size() >= 2 && text.substr(text.size() - 2) == "]\n";
+}
+
+std::optional<BuildRecord::File> fileIn(std::string_view line) {
+  if (line.size() < kDigestLength + 2 || line[kDigestLength] != ' ') return std::nullopt;
+  const std::string_view digest = line.substr(0, kDigestLength);
+  if (digest.find_first_not_of("0123456789abcdef") != digest.npos) return std::nullopt;
+  return BuildRecord::File{std::string(line.substr(kDigestLength + 1)), std::string(digest)};
+}
+
+/// Adds the size of its list, which comes later.
+std::optional<BuildRecord::ViewList> viewIn(std::string_view line,
+                                            std::vector<std::size_t>& sizes) {
+  if (line.substr(0, kView.size()) != kView) return std::nullopt;
+  line.remove_prefix(kView.size());
+  const std::size_t blank = std::min(line.find(' '), line.size());
+  const std::string size(line.substr(0, blank));
+  const auto number = numberIn(size);
+  // A number has one way to be written.
+  if (!number || std::to_string(*number) != size || blank == line.size()) return std::nullopt;
+  std::string subPath(line.substr(blank + 1));
+  if (!viewPathProblem(subPath).empty()) return std::nullopt;
+  sizes.push_back(static_cast<std::size_t>(*number));
+  return BuildRecord::ViewList{std::move(subPath), ""};
+}
+
 }  // namespace
 
 std::string recordText(const BuildRecord& record) {
   std::string text(kFirstLine);
   for (const BuildRecord::File& file : record.files)
     text += file.sha256 + ' ' + file.path + '\n';
+  for (const auto& [subPath, list] : record.views)
+    text += std::string(kView) + std::to_string(list.size()) + ' ' + subPath + '\n';
   // Paths have no line break, and a list ends in one: a text that was cut is none.
-  return text + '\n' + record.list;
+  text += '\n';
+  for (const BuildRecord::ViewList& view : record.views)
+    text += view.list;
+  return text + record.list;
 }
 
 std::optional<BuildRecord> parseRecord(std::string_view text) {
   if (text.substr(0, kFirstLine.size()) != kFirstLine) return std::nullopt;
   text.remove_prefix(kFirstLine.size());
   BuildRecord record;
+  std::vector<std::size_t> sizes;
   while (true) {
     const std::size_t end = text.find('\n');
     if (end == text.npos) return std::nullopt;
     const std::string_view line = text.substr(0, end);
     text.remove_prefix(end + 1);
     if (line.empty()) break;
-    if (line.size() < kDigestLength + 2 || line[kDigestLength] != ' ') return std::nullopt;
-    const std::string_view digest = line.substr(0, kDigestLength);
-    if (digest.find_first_not_of("0123456789abcdef") != digest.npos) return std::nullopt;
-    record.files.push_back({std::string(line.substr(kDigestLength + 1)), std::string(digest)});
+    if (auto view = viewIn(line, sizes)) {
+      record.views.push_back(*std::move(view));
+    } else if (auto file = fileIn(line); file && record.views.empty()) {
+      record.files.push_back(*std::move(file));
+    } else {
+      return std::nullopt;
+    }
   }
-  if (text.size() < 2 || text.substr(text.size() - 2) != "]\n") return std::nullopt;
+  for (std::size_t i = 0; i < sizes.size(); ++i) {
+    record.views[i].list = text.substr(0, sizes[i]);
+    text.remove_prefix(std::min(sizes[i], text.size()));
+    if (record.views[i].list.size() != sizes[i] || !isList(record.views[i].list)) {
+      return std::nullopt;
+    }
+  }
+  if (!isList(text)) return std::nullopt;
   record.list = text;
   return record;
 }

@@ -23,6 +23,11 @@ struct BuildRecord {
   };
   std::vector<File> files;  ///< In the order of their paths.
   std::string list;         ///< The text of filelist.json.
+  struct ViewList {
+    std::string subPath;
+    std::string list;
+  };
+  std::vector<ViewList> views{};  ///< With the lists of the views that it has.
 };
 
 /// The text of a record, and the record of a text; none of any other text.

@@ -11,6 +11,7 @@
 #include <numeric>
 #include <utility>
 
+#include "rules/address.h"
 #include "rules/list_entry.h"
 #include "rules/printable.h"
 #include "signing/release_comment.h"
@@ -59,18 +60,14 @@ class ConfigReader {
 
   void readLibrary(const toml::table& table) {
     checkWords(table, {"name", "lossy", "exclude", "include", "never", "allow", "keep",
-                       "differences", "policy", "signing"});
+                       "differences", "policy", "signing", "address", "view"});
     readText(table, "name", [this](const std::string& name) {
       config_.name = name;
       return mtlsigning::isLibraryName(name) ? "" : "is not a name for a library";
     });
-    if (const toml::node* node = table.get("lossy")) {
-      if (const auto value = node->value_exact<bool>()) {
-        config_.listing.lossy = *value;
-      } else {
-        add(node->source(), "lossy is true or false");
-      }
-    }
+    std::optional<bool> lossy;
+    readFlag(table, "lossy", lossy);
+    config_.listing.lossy = lossy.value_or(false);
     readGlobs(table, "exclude", config_.listing.selection.exclude);
     readGlobs(table, "include", config_.listing.selection.include);
     std::vector<Glob> never;
@@ -82,7 +79,12 @@ class ConfigReader {
     });
     readNumber(table, "keep", 0, 1000, "a number of builds", config_.keep);
     readNumber(table, "differences", 0, 1000, "a number of builds", config_.differences);
-    readPolicies(table);
+    readPolicies(table, config_.listing.policies);
+    readText(table, "address", [this](const std::string& address) {
+      config_.address = mtlrules::withoutTrailingSlashes(address);
+      return addressProblem(config_.address);
+    });
+    readViews(table);
     if (const toml::node* node = table.get("signing")) {
       if (node->is_table()) {
         readSigning(*node->as_table());
@@ -92,26 +94,65 @@ class ConfigReader {
     }
   }
 
-  void readPolicies(const toml::table& table) {
-    const toml::node* const node = table.get("policy");
-    if (node == nullptr) return;
-    if (!node->is_array_of_tables()) return add(node->source(), "policies are tables: [[policy]]");
-    for (const toml::node& element : *node->as_array()) {
-      const toml::table& policy = *element.as_table();
-      checkWords(policy, {"files", "download"});
-      std::vector<Glob> files;
-      readGlobs(policy, "files", files);
-      if (!policy.contains("files")) add(element.source(), "a policy has no files");
-      std::optional<DownloadPolicy> download;
-      readText(policy, "download", [&download](const std::string& word) {
-        download = mtlrules::policyNamed(word);
-        return download ? "" : "is not always, missing or never";
-      });
-      if (!policy.contains("download")) add(element.source(), "a policy has no download");
-      for (Glob& glob : files)
-        config_.listing.policies.push_back(
-            {std::move(glob), download.value_or(DownloadPolicy::kAlways)});
+  static const char* addressProblem(const std::string& address) {
+    if (address.find("://") == address.npos || mtlrules::fileUrl(address, "").empty()) {
+      return "is not an address of http or https";
     }
+    if (mtlrules::hasUserName(address)) return "has a user name";
+    return "";
+  }
+
+  void readViews(const toml::table& table) {
+    readTables(table, "view", "views are tables: [[view]]", [this](const toml::table& one) {
+      checkWords(one, {"sub-path", "files", "exclude", "lossy", "policy"});
+      View view;
+      readText(one, "sub-path", [this, &view](const std::string& path) {
+        view.subPath = path;
+        const bool isTaken =
+            std::any_of(config_.views.begin(), config_.views.end(),
+                        [&path](const View& other) { return other.subPath == path; });
+        return isTaken ? "is that of another view" : viewPathProblem(path);
+      });
+      if (!one.contains("sub-path")) add(one.source(), "a view has no sub-path");
+      readGlobs(one, "files", view.files);
+      readGlobs(one, "exclude", view.exclude);
+      readFlag(one, "lossy", view.lossy);
+      readPolicies(one, view.policies);
+      config_.views.push_back(std::move(view));
+    });
+    // Their lists are looked for beside the folder that the address names.
+    if (!config_.views.empty() && !table.contains("address")) {
+      add(table.get("view")->source(), "views need the address that clients give: address = \"…\"");
+    }
+  }
+
+  void readPolicies(const toml::table& table, std::vector<PolicyRule>& policies) {
+    readTables(
+        table, "policy", "policies are tables: [[policy]]",
+        [this, &policies](const toml::table& policy) {
+          checkWords(policy, {"files", "download"});
+          std::vector<Glob> files;
+          readGlobs(policy, "files", files);
+          if (!policy.contains("files")) add(policy.source(), "a policy has no files");
+          std::optional<DownloadPolicy> download;
+          readText(policy, "download", [&download](const std::string& word) {
+            download = mtlrules::policyNamed(word);
+            return download ? "" : "is not always, missing or never";
+          });
+          if (!policy.contains("download")) add(policy.source(), "a policy has no download");
+          for (Glob& glob : files)
+            policies.push_back({std::move(glob), download.value_or(DownloadPolicy::kAlways)});
+        });
+  }
+
+  /// Has each of the tables of this name read.
+  template <class Read>
+  void readTables(const toml::table& table, const char* word, const char* problem, Read read) {
+    const toml::node* const node = table.get(word);
+    if (node == nullptr) return;
+    if (!node->is_array_of_tables()) return add(node->source(), problem);
+    for (const toml::node& element : *node->as_array())
+      read(*element.as_table());
   }
 
   void readSigning(const toml::table& table) {
@@ -125,6 +166,13 @@ class ConfigReader {
       return mtlsigning::isSignableSubPath(path) ? "" : "is not the way to write a sub-path";
     });
     readNumber(table, "expires", 1, 3650, "a number of days", config_.expires);
+  }
+
+  void readFlag(const toml::table& table, const char* word, std::optional<bool>& flag) {
+    const toml::node* const node = table.get(word);
+    if (node == nullptr) return;
+    flag = node->value_exact<bool>();
+    if (!flag) add(node->source(), std::string(word) + " is true or false");
   }
 
   void readNumber(const toml::table& table, const char* word, int least, int most,

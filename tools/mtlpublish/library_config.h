@@ -11,11 +11,14 @@
 
 #include "mtlpublish/library_entries.h"
 #include "mtlpublish/list_forms.h"
+#include "mtlpublish/views.h"
 
 namespace mtlpublish {
 
 struct LibraryConfig {
   ListingOptions listing{};
+  std::string address{};                 ///< That clients give; "" where it is not said.
+  std::vector<View> views{};             ///< With sub-paths that are all different.
   std::string name{};                    ///< Of the library when it is signed; "" for none.
   std::optional<std::string> subPath{};  ///< That clients of a signed library give.
   std::filesystem::path keyFile{};       ///< To sign with; empty for none.

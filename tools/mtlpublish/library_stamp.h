@@ -60,11 +60,13 @@ class LibrarySigner {
   /// release.
   std::string clockWarning(std::chrono::system_clock::time_point now) const;
 
+  /// The library's name, as far as it is known.
+  std::string libraryName() const;
+
   /// The sub-path that clients give, as far as it is known.
   std::string subPath() const;
 
  private:
-  std::string libraryName() const;
   bool isStillGood(const mtlsigning::Release& release, std::int64_t now) const;
   std::optional<mtlsigning::Release> keptRelease(const std::string& list,
                                                  const mtlrules::ListNote& note,

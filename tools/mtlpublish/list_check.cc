@@ -34,11 +34,11 @@ std::string problemLine(const ListProblem& problem) {
 
 }  // namespace
 
-CheckedList checkList(std::string_view text) {
+CheckedList checkList(std::string_view text, const std::string& subPath) {
   CheckedList list;
   const std::string listName = std::string(mtlrules::kListName) + ": ";
   std::vector<ListProblem> problems;
-  const std::string refusal = readList(text, "", list.files, problems);
+  const std::string refusal = readList(text, subPath, list.files, problems);
   if (!text.empty() && text.back() != '\n') {
     list.problems.push_back(listName +
                             "does not end in a line break; clients leave out the last byte");
@@ -47,7 +47,7 @@ CheckedList checkList(std::string_view text) {
   }
   for (const ListProblem& problem : problems)
     list.problems.push_back(problemLine(problem));
-  mtlrules::PublishedNames names("", foldedPath);
+  mtlrules::PublishedNames names(subPath, foldedPath);
   for (const ListedFile& file : list.files)
     addFindings(file.path, names.add(file.path), {}, list.problems);
   return list;

@@ -22,8 +22,8 @@ struct CheckedList {
   std::vector<std::string> problems;
 };
 
-/// `text` is the whole list.
-CheckedList checkList(std::string_view text);
+/// `text` is the whole list, `subPath` that of its clients.
+CheckedList checkList(std::string_view text, const std::string& subPath = {});
 
 /// The faults that a publisher lets pass.
 using AllowedFaults = std::set<mtlrules::NameFault>;

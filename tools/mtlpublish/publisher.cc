@@ -1,7 +1,8 @@
 // Scan, choose, digest, and only then write: the list first, the stamp last.
 #include "mtlpublish/publisher.h"
 
-#include <optional>
+#include <algorithm>
+#include <deque>
 #include <system_error>
 #include <utility>
 
@@ -9,13 +10,11 @@
 #include "mtlpublish/contained_path.h"
 #include "mtlpublish/digest_cache.h"
 #include "mtlpublish/digest_files.h"
-#include "mtlpublish/file_list.h"
 #include "mtlpublish/kept_builds.h"
-#include "mtlpublish/library_stamp.h"
+#include "mtlpublish/list_check.h"
 #include "mtlpublish/release_parts.h"
 #include "mtlpublish/tree_scan.h"
 #include "mtlpublish/whole_file.h"
-#include "rules/list_entry.h"
 #include "rules/own_names.h"
 #include "rules/printable.h"
 
@@ -40,37 +39,50 @@ class Build {
  public:
   /// `root` is canonical.
   Build(const fs::path& root, const PublishOptions& options)
-      : root_(root),
-        options_(options),
-        lockProblem_(options.isTrial ? "" : lock_.take(root)),
-        signer_(root_, options.signing) {}
+      : root_(root), options_(options), lockProblem_(options.isTrial ? "" : lock_.take(root)) {
+    editions_.emplace_back(root_, editionOptions(options.signing, options_, ""));
+    SigningOptions signing = options.signing;
+    signing.library = editions_.front().signer().libraryName();
+    for (const View& view : options.views) {
+      signing.subPath = view.subPath;
+      editions_.emplace_back(root_ / fs::u8path(view.subPath),
+                             editionOptions(signing, listingOf(view, options_), view.subPath));
+    }
+  }
 
   PublishResult run() {
     addProblem(lockProblem_);
-    if (!options_.isTrial) addProblem(signer_.problem());
+    if (!options_.isTrial) {
+      for (const Edition& edition : editions_)
+        addProblem(edition.signer().problem());
+    }
     if (!result_.problems.empty()) return std::move(result_);
     gather();
-    const std::string stamp = makeStamp();
-    compareWithLastBuild(stamp);
-    refuseUnreachable();
     if (result_.problems.empty() && !options_.isTrial) write();
     return std::move(result_);
   }
 
  private:
-  void addProblem(std::string problem) {
-    if (!problem.empty()) result_.problems.push_back(std::move(problem));
+  EditionOptions editionOptions(const SigningOptions& signing, ListingOptions listing,
+                                const std::string& view) const {
+    return {view,          options_.address,     std::move(listing),
+            signing,       options_.differences, options_.isTrial,
+            options_.start};
   }
-  void addProblems(const std::vector<std::string>& problems) {
-    for (const std::string& problem : problems)
-      addProblem(problem);
+
+  /// Views have much in common, faults too.
+  static void addTo(std::vector<std::string>& lines, std::string line) {
+    if (std::find(lines.begin(), lines.end(), line) == lines.end())
+      lines.push_back(std::move(line));
+  }
+  void addProblem(std::string problem) {
+    if (!problem.empty()) addTo(result_.problems, std::move(problem));
   }
 
   void gather();
+  void checkViews();
   DigestedFiles digestWithCache(std::vector<LibraryFile> files);
-  std::string makeStamp();
-  void compareWithLastBuild(const std::string& stamp);
-  void refuseUnreachable();
+  void make(Edition& edition, const std::vector<DigestedFile>& files);
   void write();
 
   const fs::path& root_;
@@ -78,31 +90,63 @@ class Build {
   // Taken before anything is read, such as the last serial.
   BuildLock lock_;
   std::string lockProblem_;
-  LibrarySigner signer_;
+  std::deque<Edition> editions_;  // That of clients without a sub-path, and those of the views.
   std::vector<DigestedFile> files_;
-  std::vector<ListEntry> entries_;
-  BuildRecord record_;
-  ReleaseParts parts_;
   PublishResult result_;
 };
 
 void Build::gather() {
-  TreeScan scan = scanTree(root_, options_.selection);
+  checkViews();
+  FileSelection selection = options_.selection;
+  // What a former view has left is removed when the build is written.
+  selection.views = readViews(root_).subPaths;
+  for (const View& view : options_.views)
+    selection.views.push_back(view.subPath);
+  TreeScan scan = scanTree(root_, selection);
   DigestedFiles digested = digestWithCache(std::move(scan.files));
   files_ = std::move(digested.files);
-  entries_ = makeEntries(files_, options_);
-  record_.list = fileListText(entries_);
-  for (const DigestedFile& file : files_)
-    record_.files.push_back({file.file.path, file.sha256});
-  addProblems(scan.problems);
-  addProblems(digested.problems);
-  addProblems(problemsOf(files_, entries_, signer_.subPath(), options_));
-  for (std::string& warning : warningsOf(entries_, scan, options_))
-    result_.warnings.push_back(std::move(warning));
+  for (const auto* problems : {&scan.problems, &digested.problems}) {
+    for (const std::string& problem : *problems)
+      addProblem(problem);
+  }
+  make(editions_.front(), files_);
+  for (std::string& warning : warningsOf(editions_.front().entries(), scan, options_))
+    addTo(result_.warnings, std::move(warning));
+  static_cast<EditionResult&>(result_) = editions_.front().result();
+  for (std::size_t i = 0; i < options_.views.size(); ++i) {
+    const View& view = options_.views[i];
+    make(editions_[i + 1], filesOf(view, files_));
+    for (std::string& warning : warningsOf(view, files_))
+      addTo(result_.warnings, std::move(warning));
+    result_.views.push_back(editions_[i + 1].result());
+  }
   result_.passedOver = std::move(scan.passedOver);
-  result_.files = entries_.size();
-  for (const ListEntry& entry : entries_)
-    result_.bytes += entry.fetchedSize();
+}
+
+void Build::make(Edition& edition, const std::vector<DigestedFile>& files) {
+  edition.make(files);
+  for (const std::string& problem : edition.problems())
+    addProblem(problem);
+  for (const std::string& warning : edition.warnings())
+    addTo(result_.warnings, warning);
+}
+
+/// Folders of views are written into, and their stamps are files of every copy.
+void Build::checkViews() {
+  std::vector<ListEntry> stamps;
+  for (const View& view : options_.views) {
+    stamps.push_back({mtlrules::stampName(view.subPath), DownloadPolicy::kAlways, 1, 0, ""});
+    fs::path folder = root_ / fs::u8path(view.subPath);
+    for (; folder != root_; folder = folder.parent_path()) {
+      std::error_code error;
+      const fs::file_status status = fs::symlink_status(folder, error);
+      if (!fs::exists(status) || fs::is_directory(status)) continue;
+      addProblem(mtlrules::printable(view.subPath) + ": not a folder, where a view is to be");
+      break;
+    }
+  }
+  for (std::string& problem : checkEntries(stamps, "", options_.allowed))
+    addProblem(std::move(problem));
 }
 
 DigestedFiles Build::digestWithCache(std::vector<LibraryFile> files) {
@@ -126,75 +170,27 @@ DigestedFiles Build::digestWithCache(std::vector<LibraryFile> files) {
   return digested;
 }
 
-/// The text of the stamp; of one that is made elsewhere, that of the last one, which is about as
-/// long.
-std::string Build::makeStamp() {
-  const std::string last = contentOf(root_ / mtlrules::kStampName);
-  if (options_.isTrial && signer_.wasSigned()) {
-    // Who signs is asked for a key only when there is something to sign.
-    result_.isNew = contentOf(root_ / mtlrules::kListName) != record_.list;
-    parts_.listCosts = ListForms(root_, record_.list, options_.differences).costs();
-    return last;
-  }
-  if (std::string warning = signer_.clockWarning(options_.start); !warning.empty()) {
-    result_.warnings.push_back(std::move(warning));
-  }
-  parts_ = makeParts(root_, record_, signer_, options_.start, false, options_.differences);
-  result_.id = parts_.id;
-  result_.release = parts_.release;
-  result_.isNew = parts_.isNew;
-  const auto& [name, content] = parts_.files.back();
-  return name == mtlrules::kStampName ? content : last;
-}
-
-void Build::compareWithLastBuild(const std::string& stamp) {
-  const std::string lastList = contentOf(root_ / mtlrules::kListName);
-  if (!result_.isNew) {
-    result_.byKit.add(stamp.size());
-    result_.byModule.add(stamp.size());
-    result_.isListRestored = lastList != record_.list;
-    result_.changes.emplace();
-    return;
-  }
-  std::error_code error;
-  result_.isFirst = !fs::exists(root_ / mtlrules::kListName, error) && !error;
-  std::optional<std::vector<ListEntry>> before;
-  if (!result_.isFirst) before = parseFileList(lastList);
-  ListChanges changes = changesBetween(before.value_or(std::vector<ListEntry>()), entries_);
-  result_.byKit = changes.byKit;
-  result_.byModule = changes.byModule;
-  for (Fetches* fetches : {&result_.byKit, &result_.byModule})
-    fetches->add(stamp.size());
-  result_.byModule.add(record_.list.size());
-  const ListCosts& costs = parts_.listCosts;
-  const auto listBytes = result_.isFirst ? costs.first : costs.update;
-  if (listBytes) result_.byKit.add(*listBytes);
-  if (before) {
-    result_.changes = std::move(changes);
-  } else if (!result_.isFirst && result_.problems.empty()) {
-    result_.warnings.push_back(std::string(mtlrules::kListName) +
-                               ": the last build's list cannot be read; what has changed since is "
-                               "not known");
-  }
-}
-
-void Build::refuseUnreachable() {
-  if (options_.allowsChangedMissing || !result_.changes) return;
-  for (const std::string& path : result_.changes->unreachable) {
-    addProblem(mtlrules::printable(path) +
-               ": has changed, but is \"missing\", and the module keeps the old one where it has "
-               "it: give it a new name");
-  }
-}
-
 void Build::write() {
   KeptBuilds builds(root_);
   if (options_.keep > 0) addProblem(builds.keepContents(files_));
-  addProblems(changedSince(files_));
-  if (result_.problems.empty()) addProblem(writeParts(root_, parts_));
+  for (std::string& problem : changedSince(files_))
+    addProblem(std::move(problem));
+  std::vector<PlacedParts> parts;
+  BuildRecord record = editions_.front().record();
+  bool isNew = false;
+  PublishedViews views{addressPath(options_.address), {}};
+  for (const Edition& edition : editions_) {
+    const EditionResult& result = edition.result();
+    parts.push_back(edition.parts());
+    isNew = isNew || result.isNew;
+    if (result.subPath.empty()) continue;
+    views.subPaths.push_back(result.subPath);
+    record.views.push_back({result.subPath, edition.record().list});
+  }
+  if (result_.problems.empty()) addProblem(writeParts(root_, parts, views));
   if (!result_.problems.empty() || options_.keep == 0) return;
-  if (!result_.isNew && !builds.numbers().empty()) return;
-  if (std::string problem = builds.add(record_, options_.keep); !problem.empty()) {
+  if (!isNew && !builds.numbers().empty()) return;
+  if (std::string problem = builds.add(record, options_.keep); !problem.empty()) {
     result_.warnings.push_back(std::move(problem));
   }
 }

@@ -1,6 +1,7 @@
 // A content that is the same stays as it is, so that a build that changes nothing writes nothing.
 #include "mtlpublish/release_parts.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <string_view>
 #include <system_error>
@@ -11,6 +12,7 @@
 #include "rules/list_entry.h"
 #include "rules/list_note.h"
 #include "rules/own_names.h"
+#include "rules/printable.h"
 #include "update/sha256.h"
 
 namespace mtlpublish {
@@ -65,15 +67,6 @@ void addList(const ListForms& forms, const std::string& list, ReleaseParts& part
   parts.stale = forms.stale(parts.isNew);
 }
 
-void putBack(const fs::path& file, const std::optional<std::string>& before) {
-  std::error_code ignored;
-  if (before) {
-    static_cast<void>(replaceFile(file.parent_path(), fileName(file), *before));
-  } else {
-    fs::remove(file, ignored);
-  }
-}
-
 /// Removes files, and the folder of differences if there is nothing in it. What stays is looked for
 /// again by the next build.
 void remove(const fs::path& root, const std::vector<std::string>& names) {
@@ -84,6 +77,81 @@ void remove(const fs::path& root, const std::vector<std::string>& names) {
   if (fs::is_directory(fs::symlink_status(folder, ignored)) && fs::is_empty(folder, ignored)) {
     fs::remove(folder, ignored);
   }
+}
+
+/// Replaces files; what it replaced comes back when it is destroyed before it is told to keep them.
+class PartWriter {
+ public:
+  explicit PartWriter(const fs::path& root) : root_(root) {}
+  PartWriter(const PartWriter&) = delete;
+  PartWriter& operator=(const PartWriter&) = delete;
+  ~PartWriter() {
+    // A list without its stamp harms no client, but is not what was published.
+    for (auto one = written_.rbegin(); one != written_.rend(); ++one)
+      putBack(*one);
+  }
+
+  std::string write(const fs::path& folder, const std::string& name, const std::string& content);
+  void keep() { written_.clear(); }
+
+ private:
+  struct Written {
+    fs::path file;
+    std::optional<std::string> before;
+  };
+
+  static void putBack(const Written& written);
+
+  const fs::path& root_;
+  std::vector<Written> written_;
+};
+
+void PartWriter::putBack(const Written& written) {
+  const auto& [file, before] = written;
+  std::error_code ignored;
+  if (before) {
+    static_cast<void>(replaceFile(file.parent_path(), fileName(file), *before));
+  } else {
+    fs::remove(file, ignored);
+    // It may have been made for the file.
+    if (fs::is_empty(file.parent_path(), ignored)) fs::remove(file.parent_path(), ignored);
+  }
+}
+
+std::string PartWriter::write(const fs::path& folder, const std::string& name,
+                              const std::string& content) {
+  const fs::path file = folder / fs::u8path(name);
+  std::optional<std::string> before = contentIfAny(file);
+  if (before == content) return {};
+  std::error_code error;
+  fs::create_directories(file.parent_path(), error);
+  if (!error) error = replaceFile(file.parent_path(), fileName(file), content);
+  if (error) {
+    return mtlrules::printable(file.lexically_relative(root_).generic_u8string()) +
+           ": cannot be written: " + errorMessage(error);
+  }
+  const bool isRecord = name == kSignedName || name == kAgainName;
+  if (!isRecord) written_.push_back({file, std::move(before)});
+  return {};
+}
+
+bool has(const PublishedViews& views, const std::string& subPath) {
+  return std::find(views.subPaths.begin(), views.subPaths.end(), subPath) != views.subPaths.end();
+}
+
+/// What cannot be removed stays, and is listed by the next build.
+void removeView(const fs::path& root, const std::string& subPath) {
+  std::error_code error;
+  fs::path folder = root / fs::u8path(subPath);
+  std::vector<std::string> written;
+  for (fs::recursive_directory_iterator entry(folder, error);
+       !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+    const std::string name = entry->path().lexically_relative(folder).generic_u8string();
+    if (isWrittenName(name) || mtlrules::isListForm(name)) written.push_back(name);
+  }
+  remove(folder, written);
+  for (; folder != root && fs::is_empty(folder, error) && !error; folder = folder.parent_path())
+    fs::remove(folder, error);
 }
 
 }  // namespace
@@ -119,28 +187,37 @@ ReleaseParts makeParts(const fs::path& root, const BuildRecord& build, const Lib
   return parts;
 }
 
-std::string writeParts(const fs::path& root, const ReleaseParts& parts) {
-  // With what was there before.
-  std::vector<std::pair<fs::path, std::optional<std::string>>> written;
-  for (const auto& [name, content] : parts.files) {
-    const fs::path file = root / fs::u8path(name);
-    std::optional<std::string> before = contentIfAny(file);
-    if (before == content) continue;
-    std::error_code error;
-    fs::create_directories(file.parent_path(), error);
-    if (!error) error = replaceFile(file.parent_path(), fileName(file), content);
-    if (error) {
-      // A list without its stamp harms no client, but is not what was published.
-      for (auto part = written.rbegin(); part != written.rend(); ++part)
-        putBack(part->first, part->second);
-      remove(root, {});
-      return name + ": cannot be written: " + errorMessage(error);
-    }
-    const bool isRecord = name == kSignedName || name == kAgainName;
-    if (!isRecord) written.emplace_back(file, std::move(before));
+std::string writeParts(const fs::path& root, const std::vector<PlacedParts>& releases,
+                       const PublishedViews& views) {
+  PartWriter writer(root);
+  const PublishedViews former = readViews(root);
+  PublishedViews all = views;
+  for (const std::string& subPath : former.subPaths) {
+    if (!has(views, subPath)) all.subPaths.push_back(subPath);
   }
-  remove(root, parts.stale);
-  return {};
+  // What a build that was cut has written is known, and not taken for files of the library.
+  std::string problem =
+      all.subPaths.empty() ? std::string() : writer.write(root, kViewsName, viewsText(all));
+  for (const bool stamps : {false, true}) {
+    for (const auto& [folder, parts] : releases) {
+      for (const auto& [name, content] : parts.files) {
+        if (problem.empty() && (name == mtlrules::kStampName) == stamps) {
+          problem = writer.write(folder, name, content);
+        }
+      }
+    }
+  }
+  if (!problem.empty()) return problem;
+  writer.keep();
+  for (const auto& [folder, parts] : releases)
+    remove(folder, parts.stale);
+  if (all.subPaths.size() == views.subPaths.size()) return {};
+  for (const std::string& subPath : former.subPaths) {
+    if (!has(views, subPath)) removeView(root, subPath);
+  }
+  problem = writer.write(root, kViewsName, viewsText(views));
+  writer.keep();
+  return problem;
 }
 
 }  // namespace mtlpublish

@@ -14,6 +14,7 @@
 #include "mtlpublish/kept_builds.h"
 #include "mtlpublish/library_stamp.h"
 #include "mtlpublish/list_forms.h"
+#include "mtlpublish/views.h"
 #include "signing/release_comment.h"
 
 namespace mtlpublish {
@@ -37,9 +38,18 @@ ReleaseParts makeParts(const std::filesystem::path& root, const BuildRecord& bui
                        const LibrarySigner& signer, std::chrono::system_clock::time_point now,
                        bool isAgain, std::size_t differences);
 
-/// Writes the parts: all of them, or, where one cannot be written, none but what keeps serials from
-/// being given twice. Returns what went wrong; "" when nothing did.
-std::string writeParts(const std::filesystem::path& root, const ReleaseParts& parts);
+/// Parts, and the folder that they belong into, which is made when they are written.
+struct PlacedParts {
+  std::filesystem::path folder;
+  const ReleaseParts& parts;
+};
+
+/// Writes the parts of the library in `root` and of these views of it, no stamp before all lists
+/// are there: all of them, or, where one cannot be written, none but what keeps serials from being
+/// given twice. Then removes what views have left that are none any more. Returns what went wrong;
+/// "" when nothing did.
+std::string writeParts(const std::filesystem::path& root, const std::vector<PlacedParts>& releases,
+                       const PublishedViews& views);
 
 }  // namespace mtlpublish
 

@@ -33,15 +33,9 @@ std::string lineOf(const Json::Value& object) {
   return mtlrules::printableJson(Json::writeString(builder, object));
 }
 
-}  // namespace
-
-std::string jsonText(const PublishResult& result) {
-  Json::Value object(Json::objectValue);
-  object["problems"] = arrayOf(result.problems);
-  object["warnings"] = arrayOf(result.warnings);
+void addEdition(const EditionResult& result, Json::Value& object) {
   object["files"] = Json::UInt64{result.files};
   object["bytes"] = Json::UInt64{result.bytes};
-  object["passedOver"] = arrayOf(result.passedOver);
   object["id"] = result.id.empty() ? Json::Value() : Json::Value(result.id);
   object["serial"] =
       result.release ? Json::Value(Json::UInt64{result.release->serial}) : Json::Value();
@@ -53,6 +47,25 @@ std::string jsonText(const PublishResult& result) {
   object["removed"] = arrayOf(changes.removed);
   object["byKit"] = objectOf(result.byKit);
   object["byModule"] = objectOf(result.byModule);
+}
+
+}  // namespace
+
+std::string jsonText(const PublishResult& result) {
+  Json::Value object(Json::objectValue);
+  object["problems"] = arrayOf(result.problems);
+  object["warnings"] = arrayOf(result.warnings);
+  object["passedOver"] = arrayOf(result.passedOver);
+  addEdition(result, object);
+  Json::Value views(Json::arrayValue);
+  for (const EditionResult& edition : result.views) {
+    Json::Value view(Json::objectValue);
+    view["subPath"] = edition.subPath;
+    view["listUrl"] = edition.listUrl;
+    addEdition(edition, view);
+    views.append(std::move(view));
+  }
+  object["views"] = std::move(views);
   return lineOf(object);
 }
 

@@ -2,6 +2,7 @@
 // rollback that was cut is finished by the next one, which finds the files that are placed already.
 #include "mtlpublish/rollback.h"
 
+#include <deque>
 #include <map>
 #include <system_error>
 #include <utility>
@@ -12,6 +13,7 @@
 #include "mtlpublish/release_parts.h"
 #include "mtlpublish/system.h"
 #include "mtlpublish/tree_scan.h"
+#include "mtlpublish/views.h"
 #include "mtlpublish/whole_file.h"
 #include "rules/printable.h"
 #include "update/file_digest.h"
@@ -28,7 +30,8 @@ class Rollback {
            std::chrono::system_clock::time_point now)
       : root_(std::move(root)),
         lockProblem_(lock_.take(root_)),
-        signer_(root_, signing),
+        signing_(signing),
+        signer_(root_, signing_),
         differences_(differences),
         now_(now),
         builds_(root_) {}
@@ -64,8 +67,16 @@ class Rollback {
   // Taken before anything is read, such as the last serial.
   BuildLock lock_;
   std::string lockProblem_;
+  const SigningOptions& signing_;
   LibrarySigner signer_;
   std::size_t differences_;
+  struct SignedView {
+    SignedView(const fs::path& folder, SigningOptions options)
+        : signing(std::move(options)), signer(folder, signing) {}
+    SigningOptions signing;
+    LibrarySigner signer;
+  };
+  std::deque<SignedView> views_;  // Of the build before.
   std::chrono::system_clock::time_point now_;
   KeptBuilds builds_;
   std::uint64_t lastNumber_ = 0;
@@ -96,6 +107,13 @@ void Rollback::choose() {
   if (!last || !before) return addProblem(std::string(kKeptFolderName), "is damaged");
   last_ = *std::move(last);
   before_ = *std::move(before);
+  for (const auto& [subPath, list] : before_.views) {
+    SigningOptions signing = signing_;
+    signing.library = signer_.libraryName();
+    signing.subPath = subPath;
+    const SignedView& view = views_.emplace_back(root_ / fs::u8path(subPath), std::move(signing));
+    addProblem(view.signer.problem());
+  }
 }
 
 void Rollback::compare() {
@@ -156,12 +174,23 @@ void Rollback::placeAll() {
 }
 
 void Rollback::publish() {
-  ReleaseParts parts = makeParts(root_, before_, signer_, now_, true, differences_);
-  addProblem(writeParts(root_, parts));
+  std::deque<ReleaseParts> made;
+  std::vector<PlacedParts> parts;
+  PublishedViews views{readViews(root_).addressPath, {}};
+  made.push_back(makeParts(root_, before_, signer_, now_, true, differences_));
+  parts.push_back({root_, made.back()});
+  for (std::size_t i = 0; i < before_.views.size(); ++i) {
+    const auto& [subPath, list] = before_.views[i];
+    const fs::path folder = root_ / fs::u8path(subPath);
+    made.push_back(makeParts(folder, {{}, list, {}}, views_[i].signer, now_, true, differences_));
+    parts.push_back({folder, made.back()});
+    views.subPaths.push_back(subPath);
+  }
+  addProblem(writeParts(root_, parts, views));
   if (!result_.problems.empty()) return;
   builds_.forget(lastNumber_);
-  result_.id = std::move(parts.id);
-  result_.release = std::move(parts.release);
+  result_.id = std::move(made.front().id);
+  result_.release = std::move(made.front().release);
 }
 
 }  // namespace

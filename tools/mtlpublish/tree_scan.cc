@@ -23,13 +23,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// For names in the library's folder itself.
-bool isWritten(std::string_view name) {
-  return name == mtlrules::kListName || name == mtlrules::kStampName || name == kCacheName ||
-         name == kSignedName || name == kAgainName || name == kLockName ||
-         name == mtlrules::kCompressedListName;
-}
-
 bool endsWith(std::string_view name, std::string_view end) {
   return name.size() >= end.size() &&
          mtlrules::equalsIgnoringCase(name.substr(name.size() - end.size()), end);
@@ -104,17 +97,15 @@ class Scanner {
     const std::string name = fileName(path);
     const std::string relative = prefix + name;
     std::error_code error;
-    if (prefix.empty()) {
-      if (isWritten(name)) {
-        if (fs::is_directory(fs::symlink_status(path, error))) {
-          addProblem(relative, "a folder where publishing writes a file of that name");
-        }
-        return true;
+    if (isWrittenName(name) && isReleaseFolder(prefix)) {
+      if (fs::is_directory(fs::symlink_status(path, error))) {
+        addProblem(relative, "a folder where publishing writes a file of that name");
       }
-      if (isPrivateName(name)) return true;
+      return true;
     }
+    if (prefix.empty() && isPrivateName(name)) return true;
     if (path == selection_.config) return true;
-    if (mtlrules::isListForm(relative)) {
+    if (isListForm(relative)) {
       // Such as is written lies there already; one in other letters would be the same on Windows.
       if (!isLowerCase(relative)) addProblem(relative, "publishing writes a file of that name");
       return true;
@@ -153,6 +144,29 @@ class Scanner {
     return true;
   }
 
+  /// `prefix` is "", or that of a folder below with its '/'.
+  bool isReleaseFolder(std::string_view prefix) const {
+    if (prefix.empty()) return true;
+    prefix.remove_suffix(1);
+    return std::find(selection_.views.begin(), selection_.views.end(), prefix) !=
+           selection_.views.end();
+  }
+
+  /// Of the library's list, or of a view's.
+  bool isListForm(std::string_view relative) const {
+    return mtlrules::isListForm(relative) ||
+           std::any_of(selection_.views.begin(), selection_.views.end(), [=](const auto& view) {
+             return relative.size() > view.size() && relative[view.size()] == '/' &&
+                    relative.substr(0, view.size()) == view &&
+                    mtlrules::isListForm(relative.substr(view.size() + 1));
+           });
+  }
+
+  /// `folder` is canonical, and within the root.
+  std::string prefixOf(const fs::path& folder) const {
+    return folder == root_ ? "" : folder.lexically_relative(root_).generic_u8string() + '/';
+  }
+
   bool isSelected(const std::string& name, const std::string& relative) {
     if (anyMatches(selection_.exclude, relative)) return false;
     if (!isByTheWay(name)) return true;
@@ -168,7 +182,7 @@ class Scanner {
       addProblem(relative, "a symbolic link that leads nowhere: " + errorMessage(error));
     } else if (!liesWithin(target, root_)) {
       addProblem(relative, "a symbolic link that leaves the folder");
-    } else if (target.parent_path() == root_ && isWritten(fileName(target))) {
+    } else if (isWrittenName(fileName(target)) && isReleaseFolder(prefixOf(target.parent_path()))) {
       addProblem(relative, "a symbolic link to a file that publishing writes");
     } else {
       return true;
@@ -193,14 +207,17 @@ class Scanner {
 
 }  // namespace
 
+bool isWrittenName(std::string_view name) {
+  constexpr std::array<std::string_view, 7> kNames = {
+      mtlrules::kListName, mtlrules::kStampName, kCacheName, kSignedName, kAgainName, kLockName,
+      kViewsName};
+  return std::find(kNames.begin(), kNames.end(), name) != kNames.end();
+}
+
 bool isPrivateName(std::string_view name) {
-  constexpr std::array<std::string_view, 7> kNames = {kCacheName,
-                                                      kSignedName,
-                                                      kAgainName,
-                                                      kLockName,
-                                                      kKeptFolderName,
-                                                      kConfigName,
-                                                      mtlrules::kStateFolderName};
+  constexpr std::array<std::string_view, 8> kNames = {
+      kCacheName, kSignedName,     kAgainName,  kViewsName,
+      kLockName,  kKeptFolderName, kConfigName, mtlrules::kStateFolderName};
   if (std::find(kNames.begin(), kNames.end(), name) != kNames.end()) return true;
   return name.size() >= kTemporaryPrefix.size() + kTemporarySuffix.size() &&
          name.substr(0, kTemporaryPrefix.size()) == kTemporaryPrefix &&

@@ -19,6 +19,8 @@ inline constexpr const char* kSignedName = ".mtlpublish-signed";
 inline constexpr const char* kConfigName = "library.toml";
 /// That a library without a signature was published again.
 inline constexpr const char* kAgainName = ".mtlpublish-again";
+/// Which views were built last.
+inline constexpr const char* kViewsName = ".mtlpublish-views";
 /// By which builds keep each other away.
 inline constexpr const char* kLockName = ".mtlpublish-lock";
 /// Where earlier builds are kept.
@@ -30,6 +32,9 @@ inline constexpr std::string_view kTemporarySuffix = ".tmp";
 /// True for what stands in the library's folder and is the business of mtlpublish, or of the
 /// client when the folder is a local copy itself: neither listed nor served.
 bool isPrivateName(std::string_view name);
+
+/// True for what builds write beside a list, the list itself, and the stamp.
+bool isWrittenName(std::string_view name);
 
 struct LibraryFile {
   /// Below the library's folder, in UTF-8, separated by '/'.
@@ -47,6 +52,9 @@ struct FileSelection {
   std::vector<Glob> include{};
   /// The configuration, canonical, which is never published; empty for none.
   std::filesystem::path config{};
+  /// Folders below the library's, with '/' between names, in which builds write lists and stamps
+  /// as in the library's own.
+  std::vector<std::string> views{};
 };
 
 struct TreeScan {

@@ -15,12 +15,14 @@
 #include "mtlpublish/parallel_work.h"
 #include "mtlpublish/signature_report.h"
 #include "mtlpublish/tree_scan.h"
+#include "mtlpublish/views.h"
 #include "mtlpublish/whole_file.h"
 #include "rules/address.h"
 #include "rules/list_entry.h"
 #include "rules/own_names.h"
 #include "rules/path.h"
 #include "rules/printable.h"
+#include "signing/release_comment.h"
 #include "update/file_digest.h"
 #include "update/sha256.h"
 
@@ -58,8 +60,9 @@ class Source {
   Source(const Source&) = delete;
   Source& operator=(const Source&) = delete;
 
-  /// The content of a small file, of a longer one no more than `limit` bytes.
-  virtual Text read(const std::string& name, std::int64_t limit) = 0;
+  /// The content of the stamp or the list, of a longer one no more than `limit` bytes.
+  virtual Text readStamp(const std::string& subPath, std::int64_t limit) = 0;
+  virtual Text readList(const std::string& subPath, std::int64_t limit) = 0;
 
   /// What every one of the files is, in their order.
   virtual std::vector<Found> find(const std::vector<ListedFile>& files, bool quick,
@@ -82,16 +85,12 @@ class Folder : public Source {
  public:
   explicit Folder(fs::path root) : root_(std::move(root)) {}
 
-  Text read(const std::string& name, std::int64_t limit) override {
-    const std::optional<fs::path> file = fileWithin(root_, name);
-    if (!file) return {"", "is missing"};
-    Text text;
-    if (const auto error = readContent(*file, text.content, static_cast<std::size_t>(limit))) {
-      text.problem = unreadable(error);
-    }
-    return text;
+  Text readStamp(const std::string& subPath, std::int64_t limit) override {
+    return read(mtlrules::stampName(subPath), limit);
   }
-
+  Text readList(const std::string& subPath, std::int64_t limit) override {
+    return read(listPlace("", subPath), limit);
+  }
   std::vector<Found> find(const std::vector<ListedFile>& files, bool quick, WorkCounter& counter,
                           const std::function<void()>& meanwhile) override {
     std::vector<Found> found(files.size());
@@ -107,6 +106,16 @@ class Folder : public Source {
   }
 
  private:
+  Text read(const std::string& name, std::int64_t limit) const {
+    const std::optional<fs::path> file = fileWithin(root_, mtlrules::plainPath(name));
+    if (!file) return {"", "is missing"};
+    Text text;
+    if (const auto error = readContent(*file, text.content, static_cast<std::size_t>(limit))) {
+      text.problem = unreadable(error);
+    }
+    return text;
+  }
+
   Found findOne(const ListedFile& listed, bool quick, WorkCounter& counter) const {
     const std::optional<fs::path> file = fileWithin(root_, mtlrules::plainPath(listed.remotePath));
     if (!file) return {"is missing", {}, ""};
@@ -128,22 +137,11 @@ class Server : public Source {
  public:
   explicit Server(mtlupdate::Session& session) : session_(session) {}
 
-  Text read(const std::string& name, std::int64_t limit) override {
-    Text text;
-    bool isBegun = false;
-    const auto next = [&]() -> std::optional<Download> {
-      if (std::exchange(isBegun, true)) return std::nullopt;
-      Download download;
-      download.target = session_.fileTarget(name);
-      download.largestSize = limit;
-      download.onBytes = [&](std::string_view bytes) { text.content += bytes; };
-      download.onEnd = [&](const DownloadEnd& end) {
-        if (!end.problem.empty()) text = {"", unfetched(end.problem)};
-      };
-      return download;
-    };
-    runDownloads(session_, next, [] {});
-    return text;
+  Text readStamp(const std::string& subPath, std::int64_t limit) override {
+    return read(session_.fileTarget(mtlrules::stampName(subPath)), limit);
+  }
+  Text readList(const std::string& subPath, std::int64_t limit) override {
+    return read(session_.listTarget(subPath), limit);
   }
 
   std::vector<Found> find(const std::vector<ListedFile>& files, bool quick, WorkCounter& counter,
@@ -163,6 +161,24 @@ class Server : public Source {
   }
 
  private:
+  Text read(const std::string& target, std::int64_t limit) {
+    Text text;
+    bool isBegun = false;
+    const auto next = [&]() -> std::optional<Download> {
+      if (std::exchange(isBegun, true)) return std::nullopt;
+      Download download;
+      download.target = target;
+      download.largestSize = limit;
+      download.onBytes = [&](std::string_view bytes) { text.content += bytes; };
+      download.onEnd = [&](const DownloadEnd& end) {
+        if (!end.problem.empty()) text = {"", unfetched(end.problem)};
+      };
+      return download;
+    };
+    runDownloads(session_, next, [] {});
+    return text;
+  }
+
   static std::string unfetched(const std::string& problem) {
     return "cannot be fetched: " + mtlrules::printable(problem);
   }
@@ -201,6 +217,16 @@ class Server : public Source {
   mtlupdate::Session& session_;
 };
 
+/// "" unless the stamp is signed for clients that give another sub-path.
+std::string subPathProblem(const std::string& stamp, const std::string& subPath) {
+  std::string ignored;
+  const auto signature = mtlsigning::signatureFrom(stamp, ignored);
+  const auto release = signature ? mtlsigning::releaseFrom(signature->comment) : std::nullopt;
+  return !release || release->subPath == subPath
+             ? ""
+             : "is signed for the sub-path \"" + release->subPath + '"';
+}
+
 /// "" when the file is what the list says.
 std::string difference(const ListedFile& listed, const Found& found) {
   if (!found.problem.empty()) return found.problem;
@@ -221,7 +247,7 @@ std::string nameOf(const ListedFile& file) {
 // A stamp may be anything; one that is a signature is no longer than signatures are.
 Text readStamp(Source& source, const VerifyOptions& options) {
   Text stamp =
-      source.read(mtlrules::kStampName, options.keys.empty() ? kLargestSize : kLargestSignedStamp);
+      source.readStamp(options.subPath, options.keys.empty() ? kLargestSize : kLargestSignedStamp);
   if (stamp.problem.empty() && stamp.content.empty()) stamp.problem = "is empty";
   return stamp;
 }
@@ -233,7 +259,7 @@ VerifyResult verify(Source& source, const VerifyOptions& options) {
   };
   const Text stamp = readStamp(source, options);
   addProblem(mtlrules::kStampName, stamp.problem);
-  const Text text = source.read(mtlrules::kListName, kLargestSize);
+  const Text text = source.readList(options.subPath, kLargestSize);
   addProblem(mtlrules::kListName, text.problem);
   if (!text.problem.empty()) return result;
 
@@ -244,9 +270,12 @@ VerifyResult verify(Source& source, const VerifyOptions& options) {
     SignatureReport report = reportSignature(stamp.content, text.content, options.keys, now);
     result.signature = std::move(report.text);
     result.problems.insert(result.problems.end(), report.problems.begin(), report.problems.end());
+    if (!options.subPath.empty()) {
+      addProblem(mtlrules::kStampName, subPathProblem(stamp.content, options.subPath));
+    }
   }
 
-  CheckedList list = checkList(text.content);
+  CheckedList list = checkList(text.content, options.subPath);
   result.problems.insert(result.problems.end(), list.problems.begin(), list.problems.end());
   result.files = list.files.size();
   for (const ListedFile& file : list.files) {

@@ -19,6 +19,8 @@ struct VerifyOptions {
   bool quick = false;
   /// Any of these may have signed the library; one of them must have, when there are any.
   std::vector<mtlsigning::PublicKey> keys{};
+  /// That clients give; "" for none.
+  std::string subPath{};
   OnProgress onProgress{};
 };
 

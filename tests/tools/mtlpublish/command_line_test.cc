@@ -119,6 +119,28 @@ TEST_F(CommandLine, FilesNamesWhatClientsFetch) {
   EXPECT_EQ(result.out, "oak.jpeg.tx\né b.tx\n");
 }
 
+TEST_F(CommandLine, FilesNamesWhatClientsOfViewsFetch) {
+  for (const char* path : {"a", "b", "c"})
+    writeFile(dir_ / path, path);
+  writeFile(dir_ / "library.toml",
+            "address = \"https://materials.example/library\"\nnever = [\"b\", \"c\"]\n"
+            "[[view]]\nsub-path = \"beta\"\nfiles = [\"b\"]\n"
+            "[[view.policy]]\nfiles = [\"b\"]\ndownload = \"missing\"\n");
+  ProcessResult result = run({"build", dir_ / ""});
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_THAT(result.out,
+              HasSubstr("View 'beta', list at https://materials.example/beta/library/filelist.json:"
+                        "\n1 file, 1 byte, id "));
+  EXPECT_EQ(run({"files", dir_ / ""}).out, "a\nb\n");
+  EXPECT_EQ(run({"files", "--lists", dir_ / ""}).out,
+            "filelist.json\tlibrary/filelist.json\n"
+            "beta/filelist.json\tbeta/library/filelist.json\n");
+  EXPECT_EQ(run({"verify", "--sub-path", "beta", dir_ / ""}).exitCode, 0);
+  result = run({"diff", "--json", dir_ / ""});
+  EXPECT_THAT(result.out, HasSubstr("\"views\":[{\"added\":[],"));
+  EXPECT_EQ(run({"build", "--prepare", "--name", "oak", dir_ / ""}).exitCode, 2);
+}
+
 TEST_F(CommandLine, FilesRefusesAListThatClientsRefuse) {
   writeFile(dir_ / "filelist.json", "[{\"path\":\"../x\"}]\n");
   const ProcessResult result = run({"files", dir_ / ""});
@@ -344,7 +366,7 @@ TEST_F(CommandLine, PrintsOneObjectForOtherPrograms) {
             "\"requests\":3},\"bytes\":1,\"changed\":[],\"files\":1,\"id\":\"" +
                 id +
                 "\",\"isFirst\":true,\"isNew\":true,\"passedOver\":[\".b\"],\"problems\":[],"
-                "\"removed\":[],\"serial\":null,\"warnings\":[\"never 'x' matches no "
+                "\"removed\":[],\"serial\":null,\"views\":[],\"warnings\":[\"never 'x' matches no "
                 "file\"]}\n");
   writeFile(dir_ / "a", "22");
   EXPECT_THAT(run({"diff", "--json", dir_ / ""}).out, StartsWith("{\"added\":[],\"byKit\":"));

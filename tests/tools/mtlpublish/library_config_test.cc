@@ -122,6 +122,40 @@ TEST(LibraryConfig, HasTablesWhereTheyBelong) {
                           "library.toml:1: a policy has no download"));
 }
 
+TEST(LibraryConfig, HasViewsWithPoliciesOfTheirOwn) {
+  const LibraryConfig config = configOf(R"(
+address = "https://materials.example/library/"
+[[view]]
+sub-path = "beta"
+files = ["maps/*"]
+exclude = ["*.psd"]
+lossy = true
+[[view.policy]]
+files = ["*"]
+download = "missing"
+[[view]]
+sub-path = "all"
+)");
+  EXPECT_EQ(config.address, "https://materials.example/library");
+  ASSERT_EQ(config.views.size(), 2U);
+  EXPECT_EQ(config.views[0].subPath, "beta");
+  EXPECT_EQ(config.views[0].files.size(), 1U);
+  EXPECT_EQ(config.views[0].exclude.size(), 1U);
+  EXPECT_EQ(config.views[0].lossy, true);
+  EXPECT_EQ(config.views[0].policies.size(), 1U);
+  EXPECT_EQ(config.views[1].lossy, std::nullopt);
+  EXPECT_THAT(problemsOfConfig("[[view]]\nsub-path = \"a\"\n"),
+              ElementsAre(HasSubstr("views need the address that clients give")));
+  EXPECT_THAT(problemsOfConfig("address = \"x\"\nview = [{}, {sub-path = \"..\", file = []}]\n"),
+              ElementsAre("library.toml:1: address: 'x' is not an address of http or https",
+                          "library.toml:2: a view has no sub-path",
+                          "library.toml:2: 'file' is not known; is it 'files'?",
+                          "library.toml:2: sub-path: '..' is not the way to write a sub-path"));
+  EXPECT_THAT(problemsOfConfig("address = \"http://x\"\n[[view]]\nsub-path = \"a\"\n"
+                               "[[view]]\nsub-path = \"a\"\n"),
+              ElementsAre("library.toml:5: sub-path: 'a' is that of another view"));
+}
+
 TEST(LibraryConfig, IsRefusedWhereItIsNotToml) {
   for (const std::string text : {"name", "name = \"", "a = [1", "\xFF", "name = 'a'\nname = 'b'"})
     EXPECT_THAT(problemsOfConfig(text), ElementsAre(StartsWith("library.toml:"))) << text;

@@ -40,6 +40,9 @@ int build(const BuildArguments& arguments) {
   if (problem.empty() && arguments.signing.prepare && arguments.library.json) {
     problem = "--prepare and --json exclude each other";
   }
+  if (problem.empty() && arguments.signing.prepare && !config->views.empty()) {
+    problem = "--prepare prints the comment of one list, and the library has views";
+  }
   if (!problem.empty()) return refuseUsage(problem);
   PublishOptions options = publishOptions(arguments.library, *config);
   if (!setSigning(arguments.signing, *config, arguments.library.folder, options.signing))

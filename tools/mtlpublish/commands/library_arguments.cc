@@ -95,6 +95,8 @@ PublishOptions publishOptions(const LibraryArguments& arguments, const LibraryCo
   options.lossy = options.lossy || arguments.lossy;
   for (const std::string& kind : arguments.allow)
     allow(kind, options);
+  options.views = config.views;
+  options.address = config.address;
   options.keep = static_cast<std::size_t>(config.keep);
   options.differences = static_cast<std::size_t>(config.differences);
   options.cache = !arguments.noCache;

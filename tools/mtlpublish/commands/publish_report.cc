@@ -34,12 +34,22 @@ std::string requestsText(const Fetches& fetches) {
          (fetches.requests == 1 ? " request" : " requests");
 }
 
+void printTotals(const EditionResult& result) {
+  std::cout << filesText(result.files) << ", " << bytesText(result.bytes);
+  if (result.release) {
+    std::cout << ", serial " << result.release->serial;
+  } else if (!result.id.empty()) {
+    std::cout << ", id " << result.id.substr(0, 8) << "…";
+  }
+  std::cout << '\n';
+}
+
 void printNames(const char* what, const std::vector<std::string>& paths) {
   for (const std::string& path : paths)
     std::cout << what << mtlrules::printable(path) << '\n';
 }
 
-void printChanges(const PublishResult& result, bool names) {
+void printChanges(const EditionResult& result, bool names) {
   if (result.isFirst) {
     std::cout << "First build\n";
   } else if (!result.isNew) {
@@ -91,15 +101,15 @@ int reportPublishing(const PublishResult& result, const LibraryArguments& argume
   }
   const int status = reportProblems(result, arguments);
   if (status != kDone || arguments.quiet) return status;
-  std::cout << filesText(result.files) << ", " << bytesText(result.bytes);
-  if (result.release) {
-    std::cout << ", serial " << result.release->serial;
-  } else if (!result.id.empty()) {
-    std::cout << ", id " << result.id.substr(0, 8) << "…";
-  }
-  std::cout << '\n';
+  printTotals(result);
   printPassedOver(result.passedOver, arguments.verbose);
   printChanges(result, arguments.verbose);
+  for (const EditionResult& view : result.views) {
+    std::cout << "View '" << view.subPath << "', list at " << mtlrules::printable(view.listUrl)
+              << ":\n";
+    printTotals(view);
+    printChanges(view, arguments.verbose);
+  }
   return kDone;
 }
 

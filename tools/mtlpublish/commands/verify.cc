@@ -43,11 +43,13 @@ struct VerifyArguments {
   bool quiet = false;
   bool json = false;
   std::vector<std::string> keys;
+  std::string subPath;
 };
 
 VerifyResult verified(const VerifyArguments& arguments, std::vector<mtlsigning::PublicKey> keys) {
   common::Console console = makeConsole(arguments.quiet);
-  const VerifyOptions options{arguments.quick, std::move(keys), shownOn(console)};
+  const VerifyOptions options{arguments.quick, std::move(keys), arguments.subPath,
+                              shownOn(console)};
   if (arguments.library.find("://") == arguments.library.npos) {
     return verifyFolder(fs::u8path(arguments.library), options);
   }
@@ -111,6 +113,8 @@ Command addVerifyCommand(CLI::App& program) {
   command->add_flag("--quick", arguments->quick, "Compare sizes only; from a URL, fetch no file");
   addTexts(command, "--key", "KEY|FILE", arguments->keys,
            "Public key, or file of one, that may have signed");
+  addText(command, "--sub-path", "PATH", arguments->subPath,
+          "Check what clients that give PATH get");
   command->add_flag("--json", arguments->json, "Print one JSON object and nothing else");
   command->add_flag("-q,--quiet", arguments->quiet, "Print problems only");
   command->footer(kVerifyFooter);
