@@ -70,6 +70,8 @@ class FaultyServer : public SystemTest, public testing::WithParamInterface<Fault
 
   void expectRepairByTheNextRun() {
     callback_.clear();
+    // Answers that are good, but late on a busy machine, are not what is tried here.
+    limits_.reset();
     EXPECT_EQ(runInTime(), 0);
     EXPECT_EQ(readTree(target_), (Files{{"a", "a"}, {"b", "b"}, {"c", "c"}, {"id.txt", "new"}}));
   }
