@@ -1,9 +1,9 @@
 #!/bin/sh
 # Views of a library, fetched by the module and by the engine: from "mtlpublish serve", and from a
-# server that has the lists where "mtlpublish files --lists" says.
+# server that publish-to-server has brought them to.
 # usage: views.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
-PATH=$2:$PATH
+PATH=$2:$1/docs/publishing:$PATH
 module=$2/libmtllib.so
 unset http_proxy HTTP_PROXY https_proxy HTTPS_PROXY all_proxy ALL_PROXY
 folder=$(mktemp -d)
@@ -45,8 +45,8 @@ expect_view() {
   done
 }
 
-library=$folder/site/library
-mkdir -p "$library/materials" "$library/maps"
+library=$folder/library
+mkdir -p "$library/materials" "$library/maps" "$folder/site"
 for name in materials/a.mat materials/b.mat maps/new.tx maps/old.tx; do
   echo "$name" >"$library/$name"
 done
@@ -72,10 +72,10 @@ for place in root path; do
   if [ $place = root ]; then
     serve "$library"
   else
-    mtlpublish files --lists "$library" | while IFS="$(printf '\t')" read -r list where; do
-      mkdir -p "$folder/site/$(dirname "$where")"
-      [ "library/$list" = "$where" ] || mv "$library/$list" "$folder/site/$where"
-    done
+    ! publish-to-server "$library" "$folder/site/other" 2>"$folder/err" || fail "no place for lists"
+    grep -q "must end in /library" "$folder/err" || fail "$(cat "$folder/err")"
+    publish-to-server "$library" "$folder/site/library"
+    publish-to-server --clean "$library" "$folder/site/library"
     serve "$folder/site"
     address=$address/library
   fi

@@ -31,7 +31,7 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
-Glob glob(const std::string& text) {
+Glob pattern(const std::string& text) {
   std::string problem;
   return *Glob::parse(text, problem);
 }
@@ -42,9 +42,9 @@ class Views : public testing::Test {
     options_.address = "https://materials.example/library";
     options_.keep = 2;
     View beta{"beta"};
-    beta.files = {glob("*.mat"), glob("new/*")};
-    beta.exclude = {glob("old*")};
-    beta.policies = {{glob("new/*"), mtlrules::DownloadPolicy::kMissing}};
+    beta.files = {pattern("*.mat"), pattern("new/*")};
+    beta.exclude = {pattern("old*")};
+    beta.policies = {{pattern("new/*"), mtlrules::DownloadPolicy::kMissing}};
     options_.views = {beta, View{"all/of/it"}};
     for (const char* path : {"a.mat", "old.mat", "b.tx", "new/c.tx"})
       add(path, path);
@@ -166,7 +166,7 @@ TEST_F(Views, ArePublishedAgainWithTheBuildBefore) {
   build();
   const auto before = published();
   add("a.mat", "changed");
-  options_.views[0].files = {glob("b.tx")};
+  options_.views[0].files = {pattern("b.tx")};
   options_.views[1].subPath = "later";
   const PublishResult last = build();
   EXPECT_THAT(last.problems, IsEmpty());
@@ -204,7 +204,7 @@ TEST_F(Views, AreRefusedWhereTheyHaveNoPlace) {
 }
 
 TEST_F(Views, HavePatternsThatSelectNothingReported) {
-  options_.views[0].files = {glob("*.none")};
+  options_.views[0].files = {pattern("*.none")};
   EXPECT_THAT(build().warnings, testing::Contains("view 'beta': files '*.none' matches no file"));
 }
 
