@@ -266,6 +266,21 @@ TEST_F(LibraryPage, ShowsAViewWithTheFilesOfTheLibrary) {
   EXPECT_EQ(page("a"), "");
 }
 
+TEST_F(LibraryPage, SaysWhatTheLastBuildChangedInAView) {
+  const auto listOf = [](const char* path) {
+    return mtlpublish::fileListText({{path, DownloadPolicy::kAlways, 2, 0, ""}});
+  };
+  build({{"all", DownloadPolicy::kAlways, 1, 0, ""}});
+  writeFile(dir_ / "oak/beta/filelist.json", listOf("new"));
+  writeFile(dir_ / "oak/beta/id.txt", "view\n");
+  mtlpublish::BuildRecord record;
+  record.list = list_;
+  record.views.push_back({"beta", listOf("old")});
+  EXPECT_EQ(mtlpublish::KeptBuilds(dir_.path() / "oak").add(record, 9), "");
+  EXPECT_THAT(visibleText(page("beta")), HasSubstr(" 1 added new 1 removed old "));
+  EXPECT_THAT(visibleText(page()), HasSubstr("No build before it is kept."));
+}
+
 TEST_F(LibraryPage, AllowsNothingFromElsewhere) {
   build({});
   const std::string text = page();

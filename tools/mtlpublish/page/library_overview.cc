@@ -50,14 +50,25 @@ void describeStamp(const std::string& stamp, const std::string& list, std::int64
   if (overview.release) overview.name = overview.release->library;
 }
 
-std::optional<ListChanges> lastChanges(const fs::path& root, const std::string& list,
+/// "" when the build had no such view.
+std::string listOf(const BuildRecord& build, const std::string& subPath) {
+  if (subPath.empty()) return build.list;
+  for (const auto& view : build.views) {
+    if (view.subPath == subPath) return view.list;
+  }
+  return {};
+}
+
+std::optional<ListChanges> lastChanges(const fs::path& root, const std::string& subPath,
+                                       const std::string& list,
                                        const std::vector<ListEntry>& entries) {
   const KeptBuilds builds(root);
   std::vector<std::uint64_t> numbers = builds.numbers();
   for (; !numbers.empty(); numbers.pop_back()) {
     const std::optional<BuildRecord> build = builds.read(numbers.back());
-    if (!build || build->list == list) continue;
-    const auto before = parseFileList(build->list);
+    const std::string kept = build ? listOf(*build, subPath) : list;
+    if (kept == list) continue;
+    const auto before = parseFileList(kept);
     if (before) return changesBetween(*before, entries);
   }
   return std::nullopt;
@@ -88,7 +99,7 @@ std::optional<LibraryOverview> readOverview(const fs::path& root, const std::str
   overview.listSize = list.size();
   overview.entries = *std::move(entries);
   describeStamp(stamp, list, now, overview);
-  if (subPath.empty()) overview.changes = lastChanges(root, list, overview.entries);
+  overview.changes = lastChanges(root, subPath, list, overview.entries);
   return overview;
 }
 
