@@ -29,6 +29,7 @@ http {
   server {
     listen 127.0.0.1:$http_port;
     location = /owner { access_log off; return 200 "$folder"; }
+    location /lagging/ { root $1; }
     location /library/ { root $1; access_log $folder/requests.log counted; }
     location /store/ { proxy_pass $store/materials/library/; access_log $folder/requests.log counted; }
   }
@@ -95,13 +96,18 @@ refused() {
   cmp -s "$folder/library/id.txt" "$folder/id-1" || fail "a stamp was written"
 }
 
-# expect_copy COPY: it holds what is published, and nothing else.
-expect_copy() {
+# expect_release COPY: it has all that is published, as it is.
+expect_release() {
   (cd "$folder/library" && mtlpublish files . && echo id.txt) | sort >"$folder/wanted"
-  (cd "$1" && find . -path ./.mtllib -prune -o -type f -printf '%P\n') | sort >"$folder/there"
-  diff "$folder/wanted" "$folder/there" || fail "$1 has others than the library"
   (cd "$folder/library" && xargs -d '\n' sha256sum) <"$folder/wanted" >"$folder/sums"
   (cd "$1" && sha256sum --quiet --check "$folder/sums") || fail "$1 differs from the library"
+}
+
+# expect_copy COPY: and nothing else.
+expect_copy() {
+  expect_release "$1"
+  (cd "$1" && find . -path ./.mtllib -prune -o -type f -printf '%P\n') | sort >"$folder/there"
+  diff "$folder/wanted" "$folder/there" || fail "$1 has others than the library"
 }
 
 # provoke WORDS NAME...: with files of these names a build is refused.
@@ -221,6 +227,7 @@ for copy in kit-nginx client-2 client-3; do
 done
 
 echo "The spare key signs, for clients that know it"
+cp -r "$folder/served/library" "$folder/served/lagging"
 change_library 13
 build --sign "$folder/spare.key"
 publish_generation 13
@@ -229,3 +236,19 @@ cmp "$folder/library/id.txt" "$folder/kit-nginx/id.txt"
 expect 5 mtlsync --no-proxy --key "$folder/oak.pub" "$address" "$folder/kit-store"
 expect 0 mtlsync --no-proxy --module "$module" "$address" "$folder/module-nginx"
 cmp "$folder/library/id.txt" "$folder/module-nginx/id.txt"
+
+echo "A mirror that lags and one that is down do no harm, whichever is asked first"
+lagging=http://127.0.0.1:$http_port/lagging
+down=http://127.0.0.1:1/library
+change_library 14
+build --sign "$folder/spare.key"
+publish_generation 14
+for run in 1 2 3 4 5 6; do
+  cp -a "$folder/kit-nginx" "$folder/mirrored-$run"
+  expect 0 mtlsync --no-proxy --key "$folder/oak.pub" --key "$folder/spare.pub" \
+    --mirror "$lagging" --mirror "$down" "$address" "$folder/mirrored-$run"
+  expect_release "$folder/mirrored-$run"
+done
+expect 3 mtlsync --no-proxy --key "$folder/oak.pub" --key "$folder/spare.pub" \
+  --mirror "$down" "$lagging" "$folder/mirrored-1"
+expect_release "$folder/mirrored-1"
