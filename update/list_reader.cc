@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "platform/file_names.h"
+#include "rules/address.h"
 #include "rules/list_entry.h"
 #include "rules/own_names.h"
 #include "rules/path.h"
@@ -38,14 +39,15 @@ Outcome refused(std::string text) {
 /// What an entry says of its file. Of members with the same name the last one counts.
 class EntryReading {
  public:
-  enum class Member { kPath, kPolicy, kSize, kLossySize, kDigest, kOther };
+  enum class Member { kPath, kPolicy, kSize, kLossySize, kDigest, kMirror, kOther };
 
   static Member memberOf(std::string_view name) {
     if (name == "path") return Member::kPath;
     if (name == "download") return Member::kPolicy;
     if (name == "size") return Member::kSize;
     if (name == "jpegSize") return Member::kLossySize;
-    return name == "sha256" ? Member::kDigest : Member::kOther;
+    if (name == "sha256") return Member::kDigest;
+    return name == "mirror" ? Member::kMirror : Member::kOther;
   }
 
   /// `text` is none for anything else; `number` as well, and for those that are not sizes.
@@ -66,6 +68,8 @@ class EntryReading {
     } else if (member == Member::kDigest) {
       digest_ = digestFrom(word);
       hasOddDigest_ = !digest_;
+    } else if (member == Member::kMirror) {
+      mirror_ = word;
     }
   }
 
@@ -75,6 +79,7 @@ class EntryReading {
     size_.reset();
     lossySize_.reset();
     digest_.reset();
+    mirror_.clear();
     policy_ = mtlrules::policyOf(std::nullopt);
     hasOddPolicy_ = false;
     hasOddDigest_ = false;
@@ -84,6 +89,10 @@ class EntryReading {
   std::vector<ListProblem> oddities(std::size_t number, std::string_view subPath) const {
     std::vector<ListProblem> odd;
     const auto add = [&](const char* reason) { odd.push_back({number, path_, reason, false}); };
+    if (isMirror()) {
+      if (!mtlrules::isMirrorAddress(mirror_)) add("its \"mirror\" is not an address to publish");
+      return odd;
+    }
     if (path_.empty()) add("has no \"path\"");
     if (hasOddPolicy_) add("its \"download\" is not always, missing or never");
     if (hasOddDigest_) add("its \"sha256\" is not 64 lower-case hexadecimal digits");
@@ -95,6 +104,7 @@ class EntryReading {
 
   /// Adds the entry to the listing if it is one to fetch; "" or why clients refuse it.
   std::string addTo(Listing& listing) const {
+    if (isMirror() && mtlrules::isMirrorAddress(mirror_)) listing.addMirror(mirror_);
     if (!isFetched()) return "";
     if (!mtlrules::staysBelow(path_, Platform::kHasWindowsNames)) {
       return "a path leaves the target directory";
@@ -115,12 +125,14 @@ class EntryReading {
   const std::string& path() const { return path_; }
 
  private:
+  bool isMirror() const { return path_.empty() && !mirror_.empty(); }
   bool isFetched() const { return !path_.empty() && policy_ != mtlrules::DownloadPolicy::kNever; }
 
   std::string path_{};
   std::optional<std::uint64_t> size_{};
   std::optional<std::uint64_t> lossySize_{};
   std::optional<Digest> digest_{};
+  std::string mirror_{};
   mtlrules::DownloadPolicy policy_ = mtlrules::policyOf(std::nullopt);
   bool hasOddPolicy_ = false;
   bool hasOddDigest_ = false;

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -14,6 +15,9 @@
 #include "update/text_store.h"
 
 namespace mtlupdate {
+
+/// As many as a list may name.
+inline constexpr std::size_t kMostMirrors = 16;
 
 /// One file. The texts belong to the Listing that the entry is from.
 struct Entry {
@@ -43,6 +47,13 @@ class Listing {
     blocks_.back().push_back(kept);
     ++size_;
   }
+
+  /// Other addresses of the library, which the list names. Those behind the first kMostMirrors do
+  /// not count.
+  void addMirror(std::string_view address) {
+    if (mirrors_.size() < kMostMirrors) mirrors_.emplace_back(address);
+  }
+  const std::vector<std::string>& mirrors() const { return mirrors_; }
 
   std::size_t size() const { return size_; }
   bool empty() const { return size_ == 0; }
@@ -74,6 +85,7 @@ class Listing {
   std::vector<std::vector<Entry>> blocks_;  // Each of them full before the next is begun.
   std::size_t size_ = 0;
   TextStore texts_;
+  std::vector<std::string> mirrors_;
 };
 
 }  // namespace mtlupdate

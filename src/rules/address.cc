@@ -59,6 +59,15 @@ bool hasUserName(std::string_view address) {
   return server.substr(0, server.find_first_of("?#")).find('@') != server.npos;
 }
 
+bool isMirrorAddress(std::string_view address) {
+  constexpr std::size_t kLongest = 2048;
+  const bool isPlain =
+      std::all_of(address.begin(), address.end(), [](char c) { return c > ' ' && c < '\x7F'; });
+  const bool isAlone = address.find_first_of("?#@\\") == address.npos;
+  return isPlain && isAlone && address.size() <= kLongest &&
+         address.find(kSchemeEnd) != address.npos && !urlOfServer(splitAddress(address)).empty();
+}
+
 std::string urlPath(std::string_view base, std::string_view relative) {
   return percentEncoded(joinedPath(base, relative));
 }

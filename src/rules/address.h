@@ -32,6 +32,11 @@ std::string withoutTrailingSlashes(std::string_view address);
 /// Whether the address has a user name, which may come with a password.
 bool hasUserName(std::string_view address);
 
+/// Whether a list may name the address as one more of its library's: of http or https, which it has
+/// to say, with a host, and with nothing that a file's name could not be put behind, such as a
+/// query. One with a user name is not for everybody.
+bool isMirrorAddress(std::string_view address);
+
 /// The path of a URL for `relative`, a file of the library whose address has the path `base`.
 std::string urlPath(std::string_view base, std::string_view relative);
 

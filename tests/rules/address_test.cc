@@ -58,6 +58,18 @@ TEST(HasUserName, LooksAtTheServerAlone) {
     EXPECT_FALSE(hasUserName(address)) << address;
 }
 
+TEST(IsMirrorAddress, WantsASchemeAndAHostAndNothingThatIsForSomeAlone) {
+  for (const char* address :
+       {"http://h", "https://h:8443/lib/", "HTTPS://h/a%20b", "http://[::1]/"})
+    EXPECT_TRUE(isMirrorAddress(address)) << address;
+  for (const char* address :
+       {"", "h/lib", "ftp://h/lib", "http://", "http:///lib", "http://me@h/", "http://h/lib?key=1",
+        "http://h/#top", "http://h/a b", "http://h/\n", "http://h/\xC3\xA4", "http://h\\lib"}) {
+    EXPECT_FALSE(isMirrorAddress(address)) << address;
+  }
+  EXPECT_FALSE(isMirrorAddress("http://h/" + std::string(2048, 'a')));
+}
+
 TEST(ListUrl, StandsBelowTheAddress) {
   EXPECT_EQ(listUrl("http://a.example/lib", ""), "http://a.example/lib/filelist.json");
   EXPECT_EQ(listUrl("https://a.example:8443", ""), "https://a.example:8443/filelist.json");

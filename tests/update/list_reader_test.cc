@@ -303,4 +303,38 @@ TEST(ListReader, ReportsWhateverIsNotAsAPublisherWouldHaveWrittenIt) {
   EXPECT_THAT(pathsOf(listing), ElementsAre("b", "sub/id.txt", ".mtllib/state", "d"));
 }
 
+TEST(ListReaderMirrors, AreEntriesWithoutAPath) {
+  Listing listing;
+  ListReader reader(listing);
+  ASSERT_FALSE(
+      readPieces("[{\"mirror\": \"https://b.example/lib\"}, {\"path\": \"a.tx\"},"
+                 " {\"mirror\": \"https://\\u0063.example\"},"
+                 " {\"mirror\": \"ftp://d.example/lib\"}, {\"mirror\": 7},"
+                 " {\"path\": \"e.tx\", \"mirror\": \"https://e.example/\"}]\n",
+                 5, reader));
+  EXPECT_THAT(pathsOf(listing), ElementsAre("a.tx", "e.tx"));
+  EXPECT_THAT(listing.mirrors(), ElementsAre("https://b.example/lib", "https://c.example"));
+}
+
+TEST(ListReaderMirrors, AreNotMoreThanSome) {
+  std::string text = "[";
+  for (int i = 0; i < 100; ++i)
+    text += "{\"mirror\": \"http://h" + std::to_string(i) + "/\"},";
+  text += "{}]\n";
+  Listing listing;
+  ListReader reader(listing);
+  ASSERT_FALSE(readPieces(text, text.size(), reader));
+  EXPECT_EQ(listing.mirrors().size(), mtlupdate::kMostMirrors);
+}
+
+TEST(ListReaderMirrors, AreNotEntriesThatLackAPath) {
+  Listing listing;
+  std::vector<std::string> problems;
+  ListReader reader(listing,
+                    [&](const ListProblem& problem) { problems.push_back(problem.reason); });
+  ASSERT_FALSE(
+      readPieces("[{\"mirror\": \"https://b.example/lib\"}, {\"mirror\": \"b\"}]\n", 99, reader));
+  EXPECT_THAT(problems, ElementsAre("its \"mirror\" is not an address to publish"));
+}
+
 }  // namespace
