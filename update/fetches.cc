@@ -7,13 +7,13 @@ namespace mtlupdate {
 
 class Fetches::StagedBody : public Body {
  public:
-  StagedBody(std::string target, Staging& staging, const Entry& entry, Staging::Found& staged,
-             std::optional<std::uint64_t> largestFile)
-      : Body(std::move(target)),
-        staging_(staging),
+  StagedBody(Staging& staging, const Entry& entry, Staging::Found& staged,
+             std::optional<std::uint64_t> largestFile, std::optional<std::size_t> uncheckedFrom)
+      : staging_(staging),
         entry_(entry),
         staged_(staged),
         largestFile_(largestFile),
+        uncheckedFrom_(uncheckedFrom),
         hasPart_(staged.state == State::kPart) {}
 
   const Entry& entry() const { return entry_; }
@@ -22,6 +22,12 @@ class Fetches::StagedBody : public Body {
     return staging_.open(entry_, false, file_);
   }
 
+  std::string target(const Session& session) const override {
+    return session.fileTarget(entry_.remotePath);
+  }
+  bool mayComeFrom(std::size_t mirror) const override {
+    return isChecked() || !uncheckedFrom_ || *uncheckedFrom_ == mirror;
+  }
   std::optional<std::uint64_t> size() const override { return entry_.size; }
   std::optional<std::uint64_t> largestSize() const override { return largestFile_; }
   std::uint64_t part() const override { return isOpen_ ? file_.size() : 0; }
@@ -63,16 +69,16 @@ class Fetches::StagedBody : public Body {
   const Entry& entry_;
   Staging::Found& staged_;
   std::optional<std::uint64_t> largestFile_;
+  std::optional<std::size_t> uncheckedFrom_;
   bool hasPart_;  ///< From an earlier run.
   StagedFile file_;
   bool isOpen_ = false;
 };
 
-Fetches::Fetches(const Session& session, Staging& staging, const std::vector<Plan::Fetch>& fetches,
-                 StagedContents& staged, std::optional<std::uint64_t> largestFile,
-                 const Company& company, std::function<void(const Entry&)> onFetched)
-    : session_(session),
-      staging_(staging),
+Fetches::Fetches(Staging& staging, const std::vector<Plan::Fetch>& fetches, StagedContents& staged,
+                 std::optional<std::uint64_t> largestFile, const Company& company,
+                 std::function<void(const Entry&, std::size_t)> onFetched)
+    : staging_(staging),
       fetches_(fetches),
       staged_(staged),
       largestFile_(largestFile),
@@ -86,8 +92,8 @@ Fetches::Fetches(const Session& session, Staging& staging, const std::vector<Pla
 Fetches::~Fetches() = default;
 
 std::unique_ptr<Fetches::StagedBody> Fetches::bodyOf(const Plan::Fetch& fetch) {
-  return std::make_unique<StagedBody>(session_.fileTarget(fetch.entry->remotePath), staging_,
-                                      *fetch.entry, staged_[fetch.content], largestFile_);
+  return std::make_unique<StagedBody>(staging_, *fetch.entry, staged_[fetch.content], largestFile_,
+                                      uncheckedFrom_);
 }
 
 Outcome Fetches::openParts() {
@@ -108,12 +114,16 @@ std::unique_ptr<Body> Fetches::next() {
   return next_ < others_.size() ? bodyOf(*others_[next_++]) : nullptr;
 }
 
-void Fetches::done(Body& body) {
-  onFetched_(static_cast<StagedBody&>(body).entry());
+void Fetches::done(Body& body, std::size_t mirror) {
+  onFetched_(static_cast<StagedBody&>(body).entry(), mirror);
 }
 
 void Fetches::again(const Failure& failure, std::chrono::milliseconds wait) {
   if (company_.again) company_.again(failure, wait);
+}
+
+void Fetches::elsewhere(const Failure& failure, const std::string& address) {
+  if (company_.elsewhere) company_.elsewhere(failure, address);
 }
 
 }  // namespace mtlupdate

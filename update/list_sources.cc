@@ -10,6 +10,7 @@
 #include "rules/list_note.h"
 #include "update/disk.h"
 #include "update/own_files.h"
+#include "update/session.h"
 
 namespace mtlupdate {
 
@@ -86,7 +87,14 @@ bool ListSources::readKept(const char* path, ListIntake& intake) {
 Outcome ListSources::fetch(const ListWish& wish, ListIntake& intake, const Outcome& keeping) {
   const auto& note = intake.proof().note;
   const auto document = [&](const std::string& name) {
-    return Document{session_.listTarget(wish.subPath, name), wish.pastCaches};
+    Document wanted;
+    wanted.target = [&wish, name](const Session& session) {
+      return session.listTarget(wish.subPath, name);
+    };
+    wanted.pastCaches = wish.pastCaches;
+    wanted.isAskedAsNamed = wish.release == nullptr;
+    if (!intake.proof().isConclusive()) wanted.mirror = wish.mirror;
+    return wanted;
   };
   // Where what keeps the list has failed, no other form helps.
   const auto isOver = [&](const Outcome& failure) {

@@ -3,6 +3,7 @@
 #ifndef MTLLIB_UPDATE_LIST_SOURCES_H_
 #define MTLLIB_UPDATE_LIST_SOURCES_H_
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,7 +13,6 @@
 #include "update/list_intake.h"
 #include "update/listing.h"
 #include "update/release.h"
-#include "update/session.h"
 #include "update/system.h"
 #include "update/transfers.h"
 
@@ -25,6 +25,9 @@ struct ListWish {
   /// What the stamp was found to say with keys; null without.
   const mtlsigning::SignedRelease* release = nullptr;
   bool pastCaches = false;  ///< Caches on the way are not to answer.
+  /// Where the stamp came from: no list of another address of the library is known to be of the
+  /// same release, unless something shows that it is.
+  std::optional<std::size_t> mirror{};
 };
 
 class ListSources {
@@ -33,8 +36,8 @@ class ListSources {
   enum class Place { kNone, kNewFile, kFile };
 
   /// `folder` is null when the copy has none. All must live longer.
-  ListSources(Session& session, Transfers& transfers, const Company& company, Folder* folder)
-      : session_(session), transfers_(transfers), company_(company), folder_(folder) {}
+  ListSources(Transfers& transfers, const Company& company, Folder* folder)
+      : transfers_(transfers), company_(company), folder_(folder) {}
 
   /// Reads the list into `listing`. kNewListFile and kListFile are read where they have it already;
   /// otherwise `keep`, which may be empty, gets what arrives. Only a stamp that says what is
@@ -47,7 +50,6 @@ class ListSources {
   Outcome fetch(const ListWish& wish, ListIntake& intake, const Outcome& keeping);
   std::optional<KeptList> keptListOf(std::string_view localStamp);
 
-  Session& session_;
   Transfers& transfers_;
   const Company& company_;
   Folder* folder_;

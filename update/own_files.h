@@ -32,7 +32,9 @@ inline constexpr const char* kNewStampFile = ".mtllib/stamp.new";
 inline constexpr const char* kTrustedFile = ".mtllib/trusted";
 /// The next such file, while it is not made durable.
 inline constexpr const char* kNewTrustedFile = ".mtllib/trusted.new";
-
+/// The addresses that the list of a signed release has added to the library's, one a line.
+inline constexpr const char* kMirrorsFile = ".mtllib/mirrors";
+inline constexpr const char* kNewMirrorsFile = ".mtllib/mirrors.new";
 /// The text of the list that a run follows, while it is not the one above.
 inline constexpr const char* kNewListFile = ".mtllib/filelist.json.new";
 

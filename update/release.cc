@@ -19,9 +19,14 @@ namespace {
 class DocumentBody : public Body {
  public:
   DocumentBody(const Document& document, std::uint64_t largestSize)
-      : Body(document.target), isPastCaches_(document.pastCaches), largestSize_(largestSize) {}
+      : document_(document), largestSize_(largestSize) {}
 
-  bool isPastCaches() const override { return isPastCaches_; }
+  std::string target(const Session& session) const override { return document_.target(session); }
+  bool mayComeFrom(std::size_t mirror) const override {
+    return !document_.mirror || *document_.mirror == mirror;
+  }
+  bool isAskedAsNamed() const override { return document_.isAskedAsNamed; }
+  bool isPastCaches() const override { return document_.pastCaches; }
   std::optional<std::uint64_t> largestSize() const override { return largestSize_; }
   std::uint64_t part() const override { return part_; }
 
@@ -40,23 +45,24 @@ class DocumentBody : public Body {
   virtual Outcome take(std::string_view bytes) = 0;
 
  private:
-  bool isPastCaches_;
+  const Document& document_;
   std::uint64_t largestSize_;
   std::uint64_t part_ = 0;
 };
 
 class StampBody : public DocumentBody {
  public:
-  StampBody(const Document& document, bool isSigned, std::string& stamp)
-      : DocumentBody(document, kLargestStamp), isSigned_(isSigned), stamp_(stamp) {}
+  StampBody(const Document& document, const StampCheck& check, std::string& stamp)
+      : DocumentBody(document, kLargestStamp), check_(check), stamp_(stamp) {}
 
   /// What is too long for a signature is not a matter of limits.
   std::optional<std::uint64_t> largestSize() const override {
-    return isSigned_ ? std::nullopt : DocumentBody::largestSize();
+    return check_ ? std::nullopt : DocumentBody::largestSize();
   }
 
   Outcome finish() override {
-    if (!stamp_.empty() || isSigned_) return {};
+    if (check_) return check_(stamp_);
+    if (!stamp_.empty()) return {};
     return Failure{Failure::Kind::kContent, "the library's stamp is empty"};
   }
 
@@ -66,14 +72,14 @@ class StampBody : public DocumentBody {
     return {};
   }
   Outcome take(std::string_view bytes) override {
-    if (isSigned_ && bytes.size() > mtlsigning::kLargestSignature - stamp_.size()) {
+    if (check_ && bytes.size() > mtlsigning::kLargestSignature - stamp_.size()) {
       return Failure{Failure::Kind::kUntrusted, "it is longer than a signature may be, 64 KiB"};
     }
     stamp_.append(bytes);
     return {};
   }
 
-  bool isSigned_;
+  const StampCheck& check_;
   std::string& stamp_;
 };
 
@@ -100,6 +106,7 @@ class ListBody : public DocumentBody {
   Outcome judged(Outcome failure) const {
     if (failure && isFinal_ && failure->kind == Failure::Kind::kContent) {
       failure->kind = Failure::Kind::kUntrusted;
+      failure->isTransient = true;
     }
     return failure;
   }
@@ -199,23 +206,32 @@ class Alone : public Transfers::Client {
       : body_(std::move(body)), company_(company) {}
 
   std::unique_ptr<Body> next() override { return std::move(body_); }
-  void done(Body& /*body*/) override {}
+  void done(Body& /*body*/, std::size_t mirror) override { mirror_ = mirror; }
   bool goOn() override { return company_.goOn(); }
   void again(const Failure& failure, std::chrono::milliseconds wait) override {
     if (company_.again) company_.again(failure, wait);
   }
+  void elsewhere(const Failure& failure, const std::string& address) override {
+    if (company_.elsewhere) company_.elsewhere(failure, address);
+  }
+
+  /// Where the body came from.
+  std::size_t mirror() const { return mirror_; }
 
  private:
   std::unique_ptr<Body> body_;
   const Company& company_;
+  std::size_t mirror_ = 0;
 };
 
 }  // namespace
 
 Outcome fetchStamp(Transfers& transfers, const Document& document, const Company& company,
-                   bool isSigned, std::string& stamp) {
-  Alone alone(std::make_unique<StampBody>(document, isSigned, stamp), company);
-  return transfers.run(alone);
+                   const StampCheck& check, std::string& stamp, std::size_t& mirror) {
+  Alone alone(std::make_unique<StampBody>(document, check, stamp), company);
+  Outcome failure = transfers.run(alone);
+  mirror = alone.mirror();
+  return failure;
 }
 
 Outcome fetchList(Transfers& transfers, const Document& document, const Company& company,

@@ -3,8 +3,10 @@
 #define MTLLIB_UPDATE_RELEASE_H_
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "update/failure.h"
@@ -25,18 +27,28 @@ struct Company {
   std::function<bool()> goOn;
   /// As Transfers::Client::again(); may be empty.
   std::function<void(const Failure& failure, std::chrono::milliseconds wait)> again{};
+  /// As Transfers::Client::elsewhere(); may be empty.
+  std::function<void(const Failure& failure, const std::string& address)> elsewhere{};
 };
 
 /// Which document, and from where.
 struct Document {
-  std::string target;       ///< Session::fileTarget() or Session::listTarget().
-  bool pastCaches = false;  ///< Caches on the way are not to answer.
+  /// Session::fileTarget() or Session::listTarget() of a session.
+  std::function<std::string(const Session& session)> target;
+  bool pastCaches = false;      ///< Caches on the way are not to answer.
+  bool isAskedAsNamed = false;  ///< As Body::isAskedAsNamed().
+  /// The one address of the library that it may come from; none for any.
+  std::optional<std::size_t> mirror{};
 };
 
-/// Fetches a stamp, which must not be empty: kContent. One that has to be signed is kUntrusted when
-/// it is longer than a signature may be, whose further bytes are not looked at.
+/// Says whether a stamp is one to trust.
+using StampCheck = std::function<Outcome(const std::string& stamp)>;
+
+/// Fetches a stamp, which must not be empty: kContent. With a `check`, one that it refuses does not
+/// count, and one that is longer than a signature may be is kUntrusted, whose further bytes are not
+/// looked at. `mirror` becomes the number of the address that it came from.
 Outcome fetchStamp(Transfers& transfers, const Document& document, const Company& company,
-                   bool isSigned, std::string& stamp);
+                   const StampCheck& check, std::string& stamp, std::size_t& mirror);
 
 /// Fetches a list, which the intake takes as it arrives; kContent when that is not the right one.
 Outcome fetchList(Transfers& transfers, const Document& document, const Company& company,

@@ -1,6 +1,7 @@
-// The session's thread settles each request as it ends and issues the connection's next one there
-// and then. The thread of run() starts the first ones and those that waited, serves the client, and
-// checks what large bodies have brought, which the other one lays in a queue for it.
+// A session's thread settles each request as it ends and issues the connection's next one there and
+// then, if that is of the same session. The thread of run() starts the first ones, those that
+// waited and those of another session, serves the client, and checks what large bodies have
+// brought, which the others lay in a queue for it.
 #include "update/transfers.h"
 
 #include <algorithm>
@@ -88,13 +89,41 @@ Failure sizeFailure(const Body& body) {
 
 /// One body on its way, through all its tries.
 struct Transfers::Work {
+  /// What became of the tries at one address.
+  struct Attempts {
+    int failed = 0;
+    bool isOver = false;  ///< No more of them there.
+    Outcome failure;      ///< Of the last one.
+    Timing::TimePoint due{};
+  };
+
   std::unique_ptr<Body> body;
-  int failedTries = 0;
+  std::size_t mirror = 0;            ///< Of the try under way, or else of the last one.
+  std::vector<Attempts> attempts{};  ///< By addresses, as far as there was any.
+  /// Where the part came from; none when an earlier run left it.
+  std::optional<std::size_t> partFrom{};
+  bool isMixed = false;           ///< The part is from several addresses.
   std::uint64_t countedFrom = 0;  ///< The part when the tries began to be counted.
   bool mayUseRange = true;
   bool pastCaches = false;
   std::string validator{};  ///< Of the part: what a range must be of.
-  Timing::TimePoint due{};
+
+  Attempts& attemptsAt(std::size_t number) {
+    if (number >= attempts.size()) attempts.resize(number + 1);
+    return attempts[number];
+  }
+  /// Content is wrong at some address.
+  bool hadWrongContent() const {
+    return std::any_of(attempts.begin(), attempts.end(), [](const Attempts& at) {
+      return at.failure && at.failure->kind == Failure::Kind::kContent;
+    });
+  }
+  /// What a range must be of at the address that is asked. What shows at its end whether it is
+  /// right may come from several.
+  const std::string& condition() const {
+    static const std::string kNone;
+    return body->isChecked() && partFrom && *partFrom != mirror ? kNone : validator;
+  }
 
   /// Where the next try begins.
   std::uint64_t firstByte() const {
@@ -115,6 +144,12 @@ struct Transfers::Piece {
 
   std::unique_ptr<char[]> bytes;
   std::size_t size = 0;
+};
+
+/// The address to ask next, and the moment from which it may be asked.
+struct Transfers::Choice {
+  std::size_t mirror;
+  Timing::TimePoint from;
 };
 
 /// What became of a try.
@@ -142,10 +177,13 @@ class Transfers::Slot : public Exchange {
   explicit Slot(Transfers& transfers) : transfers_(transfers) {}
 
   bool isIdle() const { return work_ == nullptr; }
+  /// The address that was asked last.
+  std::size_t mirror() const { return mirror_; }
 
   /// Begins a try.
   Outcome start(std::unique_ptr<Work> work, int connection) {
     work_ = std::move(work);
+    mirror_ = work_->mirror;
     firstByte_ = work_->firstByte();
     status_ = 0;
     isTaking_ = false;
@@ -155,15 +193,16 @@ class Transfers::Slot : public Exchange {
     failure_.reset();
     for (std::string* field : {&retryAfter_, &date_, &contentRange_, &entityTag_, &lastModified_})
       field->clear();
-    const Body& body = *work_->body;
+    Session& session = transfers_.mirrors_.session(mirror_);
+    const std::string target = work_->body->target(session);
     Request request;
-    request.target = body.target();
+    request.target = target;
     request.firstByte = firstByte_;
-    if (firstByte_ > 0) request.ifRange = work_->validator;
+    if (firstByte_ > 0) request.ifRange = work_->condition();
     request.pastCaches = work_->pastCaches;
     // Of the whole, which may come in place of the rest.
     if (const auto most = mostBytes()) request.mostBytes = static_cast<std::int64_t>(*most);
-    return transfers_.session_.start(connection, request, *this);
+    return session.start(connection, request, *this);
   }
 
   std::unique_ptr<Work> release() { return std::move(work_); }
@@ -238,6 +277,10 @@ class Transfers::Slot : public Exchange {
     if (isWhole) {
       work_->validator = hasStrongTag ? entityTag_ : lastModified_;
       work_->countedFrom = 0;
+      work_->partFrom = mirror_;
+      work_->isMixed = false;
+    } else {
+      work_->isMixed = work_->isMixed || work_->partFrom != mirror_;
     }
     failure_ = body.begin(isWhole, work_->validator);
   }
@@ -334,6 +377,7 @@ class Transfers::Slot : public Exchange {
 
   Transfers& transfers_;
   std::unique_ptr<Work> work_;
+  std::size_t mirror_ = 0;
   std::uint64_t firstByte_ = 0;
   int status_ = 0;
   bool isTaking_ = false;
@@ -349,10 +393,10 @@ class Transfers::Slot : public Exchange {
   std::string lastModified_;
 };
 
-Transfers::Transfers(Session& session, Timing& timing, const RetryPolicy& policy,
+Transfers::Transfers(Mirrors& mirrors, Timing& timing, const RetryPolicy& policy,
                      const TransferLimits& limits)
-    : session_(session), timing_(timing), policy_(policy), limits_(limits) {
-  for (int i = 0; i < session.connectionCount(); ++i)
+    : mirrors_(mirrors), timing_(timing), policy_(policy), limits_(limits) {
+  for (int i = 0; i < mirrors.connectionCount(); ++i)
     slots_.push_back(std::make_unique<Slot>(*this));
 }
 
@@ -409,8 +453,10 @@ void Transfers::end() {
     const Lock lock(mutex_);
     stopping_ = true;
   }
-  for (int i = 0; i < session_.connectionCount(); ++i)
-    session_.waitUntilIdle(i);
+  for (std::size_t mirror = 0; mirror < mirrors_.size(); ++mirror) {
+    for (int i = 0; i < mirrors_.connectionCount(); ++i)
+      mirrors_.session(mirror).waitUntilIdle(i);
+  }
   checks_.clear();
   // What was in their hands when something was thrown. Pieces in the queue were of these bodies.
   for (const auto& slot : slots_) {
@@ -427,8 +473,12 @@ void Transfers::end() {
 Timing::TimePoint Transfers::nextLook() const {
   const Timing::TimePoint now = timing_.now();
   Timing::TimePoint look = now + kLookInterval;
-  for (const auto& work : waiting_)
-    look = std::min(look, std::max({work->due, pausedUntil_, now}));
+  for (const auto& work : waiting_) {
+    const std::optional<Choice> choice = choose(*work);
+    if (!choice) continue;
+    if (choice->from > now) look = std::min(look, choice->from);
+    if (mayStart(*work, std::nullopt)) look = now;
+  }
   return look;
 }
 
@@ -437,43 +487,73 @@ void Transfers::handOver(Lock& lock) {
   const auto finished = std::exchange(finished_, {});
   const auto notices = std::exchange(notices_, {});
   lock.unlock();
-  for (const auto& body : finished)
-    client_->done(*body);
-  for (const Notice& notice : notices)
-    client_->again(notice.failure, notice.wait);
+  for (const Finished& one : finished)
+    client_->done(*one.body, one.mirror);
+  for (const Notice& notice : notices) {
+    if (notice.address.empty()) {
+      client_->again(notice.failure, notice.wait);
+    } else {
+      client_->elsewhere(notice.failure, notice.address);
+    }
+  }
   const bool goesOn = client_->goOn();
   lock.lock();
-  if (!goesOn) fail({Failure::Kind::kCancelled, "stopped on request"}, {});
+  if (!goesOn) fail({Failure::Kind::kCancelled, "stopped on request"});
 }
 
 void Transfers::checkEnd() {
   if (!limits_.end || timing_.now() < *limits_.end) return;
-  fail({Failure::Kind::kLimit, "the time that is allowed is over"}, {});
+  fail({Failure::Kind::kLimit, "the time that is allowed is over"});
 }
 
 void Transfers::startIdle() {
-  for (int i = 0; i < session_.connectionCount(); ++i) {
-    if (!slots_[static_cast<std::size_t>(i)]->isIdle()) continue;
+  for (int i = 0; i < mirrors_.connectionCount(); ++i) {
+    const Slot& slot = *slots_[static_cast<std::size_t>(i)];
+    if (!slot.isIdle()) continue;
     // Its exchange has ended, but the session may still be about to note that.
-    session_.waitUntilIdle(i);
-    if (!startNext(i)) return;
+    mirrors_.session(slot.mirror()).waitUntilIdle(i);
+    if (!startNext(i, std::nullopt)) return;
   }
 }
 
-// A body that waits keeps others from being begun in its place: a server in trouble is not asked
-// for more and more.
-std::unique_ptr<Transfers::Work> Transfers::takeWork() {
+// The first address of the order that may be asked by now, or else the one that may be first; none
+// when there is none left.
+std::optional<Transfers::Choice> Transfers::choose(const Work& work) const {
   const Timing::TimePoint now = timing_.now();
-  if (stopping_ || now < pausedUntil_) return nullptr;
-  const auto due = std::find_if(waiting_.begin(), waiting_.end(),
-                                [&](const auto& work) { return work->due <= now; });
-  if (due != waiting_.end()) {
-    std::unique_ptr<Work> work = std::move(*due);
-    waiting_.erase(due);
-    return work;
+  std::optional<Choice> choice;
+  for (const std::size_t mirror :
+       work.body->isAskedAsNamed() ? mirrors_.asNamed() : mirrors_.asDrawn()) {
+    if (!work.body->mayComeFrom(mirror)) continue;
+    Timing::TimePoint from = mirrors_.pausedUntil(mirror);
+    if (mirror < work.attempts.size()) {
+      const Work::Attempts& attempts = work.attempts[mirror];
+      if (attempts.isOver) continue;
+      from = std::max(from, attempts.due);
+    }
+    if (!choice || from < choice->from) choice = Choice{mirror, from};
+    if (from <= now) return Choice{mirror, from};
   }
-  const std::size_t open = waiting_.size() + static_cast<std::size_t>(running_);
-  if (!hasMore_ || open >= slots_.size()) return nullptr;
+  return choice;
+}
+
+// Whether the work may be started now, at this address if one is given. A limit of bytes a second
+// is each session's own, so that then one at a time is asked.
+bool Transfers::mayStart(const Work& work, std::optional<std::size_t> mirror) const {
+  const std::optional<Choice> choice = choose(work);
+  if (!choice || choice->from > timing_.now()) return false;
+  if (mirror && choice->mirror != *mirror) return false;
+  return !mirrors_.hasRateLimit() || running_ == 0 || choice->mirror == busyMirror_;
+}
+
+bool Transfers::isAnyAddressFree() const {
+  const Timing::TimePoint now = timing_.now();
+  const Mirrors::Order& order = mirrors_.asNamed();
+  return std::any_of(order.begin(), order.end(),
+                     [&](std::size_t mirror) { return mirrors_.pausedUntil(mirror) <= now; });
+}
+
+// Null when there are no more.
+std::unique_ptr<Transfers::Work> Transfers::takeNew() {
   std::unique_ptr<Body> body = client_->next();
   hasMore_ = body != nullptr;
   if (!hasMore_) return nullptr;
@@ -485,12 +565,35 @@ std::unique_ptr<Transfers::Work> Transfers::takeWork() {
   return work;
 }
 
-bool Transfers::startNext(int connection) {
-  std::unique_ptr<Work> work = takeWork();
+// A body that waits keeps others from being begun in its place: a server in trouble is not asked
+// for more and more.
+std::unique_ptr<Transfers::Work> Transfers::takeWork(std::optional<std::size_t> mirror) {
+  if (stopping_) return nullptr;
+  const auto due = std::find_if(waiting_.begin(), waiting_.end(),
+                                [&](const auto& work) { return mayStart(*work, mirror); });
+  if (due != waiting_.end()) {
+    std::unique_ptr<Work> work = std::move(*due);
+    waiting_.erase(due);
+    return work;
+  }
+  const std::size_t open = waiting_.size() + static_cast<std::size_t>(running_);
+  if (!hasMore_ || open >= slots_.size() || !isAnyAddressFree()) return nullptr;
+  std::unique_ptr<Work> work = takeNew();
+  if (work == nullptr || mayStart(*work, mirror)) return work;
+  waiting_.push_back(std::move(work));
+  return nullptr;
+}
+
+// At this address, if one is given.
+bool Transfers::startNext(int connection, std::optional<std::size_t> mirror) {
+  std::unique_ptr<Work> work = takeWork(mirror);
   if (work == nullptr) return false;
+  work->mirror = busyMirror_ = choose(*work)->mirror;
   Slot& slot = *slots_[static_cast<std::size_t>(connection)];
   if (Outcome failure = slot.start(std::move(work), connection)) {
-    fail(std::move(*failure), slot.release()->body->target());
+    const std::unique_ptr<Work> refused = slot.release();
+    if (failure->about.empty()) failure->about = urlOf(*refused);
+    fail(std::move(*failure));
     return false;
   }
   ++running_;
@@ -503,7 +606,7 @@ void Transfers::settle(Slot& slot, int connection) noexcept {
   attempt(lock, [&] { takeEnding(lock, slot); });
   --running_;
   bool isStarted = false;
-  attempt(lock, [&] { isStarted = startNext(connection); });
+  attempt(lock, [&] { isStarted = startNext(connection, slot.mirror()); });
   // The other thread looks by itself soon enough, except for what it waits for alone.
   if (!isStarted && running_ == 0) changed_.notify_all();
 }
@@ -583,61 +686,140 @@ void Transfers::judge(Ending ending) {
   std::unique_ptr<Work>& work = ending.work;
   if (ending.isStopped) return;
   if (!ending.failure) {
-    finished_.push_back(std::move(work->body));
+    finished_.push_back({std::move(work->body), work->mirror});
     return;
   }
+  Failure& failure = *ending.failure;
+  if (failure.about.empty()) failure.about = urlOf(*work);
   if (ending.isRangeRefused) {
     work->mayUseRange = false;
     return retry(std::move(ending));
   }
-  if (ending.failure->kind == Failure::Kind::kContent && !work->pastCaches) {
-    work->pastCaches = true;
-    work->mayUseRange = false;
-    waiting_.push_back(std::move(work));
-    return;
+  switch (failure.kind) {
+    case Failure::Kind::kNetwork:
+      return failure.isTransient ? retry(std::move(ending)) : refuse(std::move(ending));
+    case Failure::Kind::kContent:
+    case Failure::Kind::kUntrusted:
+      return refuse(std::move(ending));
+    case Failure::Kind::kLimit:
+      if (!isTooMuch()) return refuse(std::move(ending));
+      break;
+    default:
+      break;
   }
-  if (ending.failure->isTransient) return retry(std::move(ending));
-  fail(std::move(*ending.failure), work->body->target());
+  fail(std::move(failure));
 }
 
 void Transfers::retry(Ending ending) {
   std::unique_ptr<Work> work = std::move(ending.work);
   Failure failure = std::move(*ending.failure);
+  Work::Attempts& attempts = work->attemptsAt(work->mirror);
   const std::uint64_t next = work->firstByte();
   if (next >= work->countedFrom + kProgress) {
     work->countedFrom = next;
-    work->failedTries = 0;
+    attempts.failed = 0;
   }
-  if (++work->failedTries >= policy_.tries) {
-    if (policy_.tries > 1) failure.text += ", in " + std::to_string(policy_.tries) + " tries";
-    return fail(std::move(failure), work->body->target());
-  }
+  attempts.isOver = ++attempts.failed >= policy_.tries;
   milliseconds wait{0};
-  if (!ending.isRangeRefused) wait = waitAfter(work->failedTries, timing_.random(), policy_);
+  if (!ending.isRangeRefused) {
+    wait = waitAfter(attempts.failed, timing_.random(), policy_);
+    mirrors_.putLast(work->mirror, true);
+  }
   if (ending.wishedWait) wait = std::max<milliseconds>(wait, *ending.wishedWait);
-  if (wait > policy_.mostPatience) {
+  attempts.due = timing_.now() + wait;
+  if (attempts.isOver) {
+    if (policy_.tries > 1) failure.text += ", in " + std::to_string(policy_.tries) + " tries";
+  } else if (wait > policy_.mostPatience) {
     failure.text += ", and asks to wait for " + std::to_string(wait.count() / 1000) + " seconds";
-    return fail(std::move(failure), work->body->target());
+    attempts.isOver = true;
   }
-  work->due = timing_.now() + wait;
   if (ending.status == kTooManyRequests || ending.status == kServiceUnavailable) {
-    pausedUntil_ = std::max(pausedUntil_, work->due);
+    mirrors_.pause(work->mirror, attempts.due);
   }
-  failure.about = session_.url(work->body->target());
-  notices_.push_back({std::move(failure), wait});
+  waitOrFail(std::move(work), std::move(failure), wait);
+}
+
+// Trying again does not help there.
+void Transfers::refuse(Ending ending) {
+  std::unique_ptr<Work> work = std::move(ending.work);
+  const bool isContent = ending.failure->kind == Failure::Kind::kContent;
+  if (mirrors_.size() > 1 && isContent && std::exchange(work->isMixed, false)) {
+    // Nobody can say whose part of it is wrong.
+    work->mayUseRange = false;
+    waiting_.push_back(std::move(work));
+    return;
+  }
+  work->attemptsAt(work->mirror).isOver = true;
+  mirrors_.putLast(work->mirror, false);
+  waitOrFail(std::move(work), std::move(*ending.failure), milliseconds(0));
+}
+
+void Transfers::waitOrFail(std::unique_ptr<Work> work, Failure failure, milliseconds wait) {
+  work->attemptsAt(work->mirror).failure = failure;
+  if (const std::optional<Choice> choice = choose(*work)) {
+    const bool isOther = choice->mirror != work->mirror;
+    notices_.push_back(
+        {std::move(failure), wait, isOther ? mirrors_.address(choice->mirror) : std::string()});
+  } else if (!work->pastCaches && work->hadWrongContent()) {
+    work->pastCaches = true;
+    work->mayUseRange = false;
+    for (Work::Attempts& attempts : work->attempts) {
+      const bool wasWrong = attempts.failure && attempts.failure->kind == Failure::Kind::kContent;
+      if (wasWrong) attempts = {};
+    }
+  } else {
+    return fail(summaryOf(*work, std::move(failure)));
+  }
   waiting_.push_back(std::move(work));
 }
 
-void Transfers::fail(Failure failure, const std::string& target) {
+std::string Transfers::urlOf(const Work& work) const {
+  const Session& session = mirrors_.session(work.mirror);
+  return session.url(work.body->target(session));
+}
+
+// What ends the run when no address has the body. A mirror that lags may have it later, so that one
+// of them is enough for a later try to be worth it.
+Failure Transfers::summaryOf(const Work& work, Failure last) const {
+  if (mirrors_.size() == 1) return last;
+  const auto mayLag = [](const Outcome& failure) {
+    if (!failure) return false;
+    const bool isOther = failure->kind == Failure::Kind::kUntrusted && failure->isTransient;
+    return isOther || failure->kind == Failure::Kind::kNetwork ||
+           failure->kind == Failure::Kind::kContent;
+  };
+  std::size_t asked = 0;
+  bool isSilent = true;
+  const Outcome* lagging = nullptr;
+  for (const Work::Attempts& attempts : work.attempts) {
+    if (!attempts.failure) continue;
+    ++asked;
+    isSilent = isSilent && attempts.failure->kind == Failure::Kind::kNetwork &&
+               attempts.failure->isTransient;
+    if (lagging == nullptr && mayLag(attempts.failure)) lagging = &attempts.failure;
+  }
+  Failure failure = lagging != nullptr ? **lagging : std::move(last);
+  if (lagging != nullptr) failure.kind = Failure::Kind::kNetwork;
+  failure.isTransient = isSilent;
+  if (asked > 1) {
+    failure.text += "; none of " + std::to_string(asked) + " addresses has it";
+    if (lagging != nullptr) failure.text += " at the moment";
+  }
+  return failure;
+}
+
+void Transfers::fail(Failure failure) {
   stopping_ = true;
-  if (failure_) return;
-  if (failure.about.empty() && !target.empty()) failure.about = session_.url(target);
-  failure_ = std::move(failure);
+  if (!failure_) failure_ = std::move(failure);
 }
 
 bool Transfers::mayReceive(std::size_t size) {
   const std::uint64_t before = received_.fetch_add(size);
   return !limits_.totalBytes || before + size <= *limits_.totalBytes;
+}
+
+bool Transfers::isTooMuch() const {
+  return limits_.totalBytes && received_ > *limits_.totalBytes;
 }
 
 }  // namespace mtlupdate

@@ -1,5 +1,6 @@
-// Transfers fetches bodies over the connections of a session, as many at a time as there are
-// connections: again where that may help, and from where a body was cut.
+// Transfers fetches bodies of a library, as many at a time as a session has connections: again
+// where that may help, from another address of the library where that may, and from where a body
+// was cut.
 #ifndef MTLLIB_UPDATE_TRANSFERS_H_
 #define MTLLIB_UPDATE_TRANSFERS_H_
 
@@ -17,6 +18,7 @@
 #include <vector>
 
 #include "update/failure.h"
+#include "update/mirrors.h"
 #include "update/retries.h"
 #include "update/session.h"
 #include "update/timing.h"
@@ -35,11 +37,14 @@ inline constexpr std::size_t kMostUnchecked = 4UL * 1024 * 1024;
 /// only check() may run while more is appended.
 class Body {
  public:
-  explicit Body(std::string target) : target_(std::move(target)) {}
   virtual ~Body() = default;
 
-  /// What is asked for: the path of a URL, encoded.
-  const std::string& target() const { return target_; }
+  /// What is asked for at the address of this session: the path of a URL, encoded.
+  virtual std::string target(const Session& session) const = 0;
+  /// Whether it may come from this address of the library.
+  virtual bool mayComeFrom(std::size_t /*mirror*/) const { return true; }
+  /// Whether the addresses are asked in the order in which they were named, not as drawn.
+  virtual bool isAskedAsNamed() const { return false; }
 
   /// The size of the whole body, where it is known. Another one is kContent.
   virtual std::optional<std::uint64_t> size() const { return std::nullopt; }
@@ -65,9 +70,6 @@ class Body {
   /// The body is complete, and all of it was checked. After kContent it is fetched once more, past
   /// caches.
   virtual Outcome finish() = 0;
-
- private:
-  std::string target_;
 };
 
 struct TransferLimits {
@@ -83,22 +85,26 @@ class Transfers {
     virtual ~Client() = default;
     /// The next body; null when there are no more. Called on any thread, one call at a time.
     virtual std::unique_ptr<Body> next() = 0;
-    /// A body was fetched and finished. On the thread of run(), as is goOn().
-    virtual void done(Body& body) = 0;
+    /// A body was fetched from this address and finished. On the thread of run(), as are all below.
+    virtual void done(Body& body, std::size_t mirror) = 0;
     /// Asked at least ten times a second. False ends everything, as kCancelled.
     virtual bool goOn() = 0;
     /// A try failed, and another one follows after the wait.
     virtual void again(const Failure& /*failure*/, std::chrono::milliseconds /*wait*/) {}
+    /// A try failed, and another address of the library is asked.
+    virtual void elsewhere(const Failure& /*failure*/, const std::string& /*address*/) {}
   };
 
-  Transfers(Session& session, Timing& timing, const RetryPolicy& policy,
+  /// All must live longer. While run() is at work, the mirrors are left to it.
+  Transfers(Mirrors& mirrors, Timing& timing, const RetryPolicy& policy,
             const TransferLimits& limits);
   ~Transfers();
   Transfers(const Transfers&) = delete;
   Transfers& operator=(const Transfers&) = delete;
 
-  /// Fetches all bodies. The first failure that further tries do not help ends all of it, with
-  /// what was taken until then as parts. One call at a time. Throws what bodies and the client
+  /// Fetches all bodies. The first failure that neither further tries nor other addresses help ends
+  /// all of it, with what was taken until then as parts. Of several addresses of which some may
+  /// have the body later, it is kNetwork. One call at a time. Throws what bodies and the client
   /// throw, on whatever thread, when everything has ended.
   Outcome run(Client& client);
 
@@ -111,29 +117,39 @@ class Transfers {
   struct Piece;
   struct Ending;
   struct Check;
+  struct Choice;
   using Lock = std::unique_lock<std::mutex>;
 
   template <typename Step>
   void attempt(Lock& lock, Step step) noexcept;
   void end();
-  std::unique_ptr<Work> takeWork();
-  bool startNext(int connection);
+  std::optional<Choice> choose(const Work& work) const;
+  bool mayStart(const Work& work, std::optional<std::size_t> mirror) const;
+  bool isAnyAddressFree() const;
+  std::unique_ptr<Work> takeNew();
+  std::unique_ptr<Work> takeWork(std::optional<std::size_t> mirror);
+  bool startNext(int connection, std::optional<std::size_t> mirror);
   void startIdle();
   void settle(Slot& slot, int connection) noexcept;
   void takeEnding(Lock& lock, Slot& slot);
   void judge(Ending ending);
   void retry(Ending ending);
+  void refuse(Ending ending);
+  void waitOrFail(std::unique_ptr<Work> work, Failure failure, std::chrono::milliseconds wait);
+  std::string urlOf(const Work& work) const;
+  Failure summaryOf(const Work& work, Failure last) const;
   Piece takeSpare();
   void makeRoom(Lock& lock);
   void addCheck(Check check);
   void checkNext(Lock& lock);
-  void fail(Failure failure, const std::string& target);
+  void fail(Failure failure);
   bool mayReceive(std::size_t size);
+  bool isTooMuch() const;
   Timing::TimePoint nextLook() const;
   void handOver(Lock& lock);
   void checkEnd();
 
-  Session& session_;
+  Mirrors& mirrors_;
   Timing& timing_;
   const RetryPolicy policy_;
   const TransferLimits limits_;
@@ -147,17 +163,22 @@ class Transfers {
   struct Notice {
     Failure failure;
     std::chrono::milliseconds wait;
+    std::string address;  ///< That is asked next; "" for the same one.
+  };
+  struct Finished {
+    std::unique_ptr<Body> body;
+    std::size_t mirror;
   };
   Client* client_ = nullptr;
   bool hasMore_ = false;
   int running_ = 0;
+  std::size_t busyMirror_ = 0;  ///< Where the last try was begun.
   std::list<std::unique_ptr<Work>> waiting_;
   std::list<Check> checks_;
   std::vector<Piece> spare_;
   bool isChecking_ = false;
   std::condition_variable checked_;
-  Timing::TimePoint pausedUntil_;
-  std::vector<std::unique_ptr<Body>> finished_;
+  std::vector<Finished> finished_;
   std::vector<Notice> notices_;
   Outcome failure_;
   std::exception_ptr thrown_;  ///< On the session's thread.

@@ -25,6 +25,13 @@ Failure untrusted(std::string text) {
   return {Failure::Kind::kUntrusted, std::move(text)};
 }
 
+/// What may be the right thing a little later.
+Failure laggard(std::string text) {
+  Failure failure = untrusted(std::move(text));
+  failure.isTransient = true;
+  return failure;
+}
+
 Failure usage(std::string text) {
   return {Failure::Kind::kUsage, std::move(text)};
 }
@@ -131,7 +138,9 @@ Outcome Trust::check(std::string_view stamp, std::int64_t now, std::string& warn
   warning.clear();
   if (Outcome failure = checkSignature(stamp)) return failure;
   if (Outcome failure = checkSerial(stamp)) return failure;
-  return checkTime(now, warning);
+  Outcome failure = checkTime(now, warning);
+  if (!failure) newest_ = Seen{std::string(stamp), release_.release};
+  return failure;
 }
 
 Outcome Trust::checkSignature(std::string_view stamp) {
@@ -163,18 +172,23 @@ Outcome Trust::checkName(const Release& release) const {
 }
 
 Outcome Trust::checkSerial(std::string_view stamp) const {
-  const Seen* const last = seen();
-  if (last == nullptr || last->stamp == stamp) return {};
-  const Release& release = release_.release;
-  if (release.serial < last->release.serial) {
-    return untrusted("it is of an older release, " + whenOf(release) +
-                     ", than this copy has had, " + whenOf(last->release) +
-                     ": a mirror that lags, which a later try finds caught up, or somebody who "
-                     "puts an old release back");
+  if (const Seen* const last = seen()) {
+    if (Outcome failure = compare(stamp, *last, "this copy has had")) return failure;
   }
-  if (release.serial > last->release.serial) return {};
-  return untrusted("it is another one of the same release, " + whenOf(release) +
-                   ", as this copy has had: its publisher has signed two, or lost count");
+  return newest_ ? compare(stamp, *newest_, "this run has seen") : Outcome();
+}
+
+Outcome Trust::compare(std::string_view stamp, const Seen& last, const char* who) const {
+  const Release& release = release_.release;
+  if (last.stamp == stamp || release.serial > last.release.serial) return {};
+  if (release.serial < last.release.serial) {
+    return laggard("it is of an older release, " + whenOf(release) + ", than " + who + ", " +
+                   whenOf(last.release) +
+                   ": a mirror that lags, which a later try finds caught up, or somebody who "
+                   "puts an old release back");
+  }
+  return untrusted("it is another one of the same release, " + whenOf(release) + ", as " + who +
+                   ": its publisher has signed two, or lost count");
 }
 
 Outcome Trust::checkTime(std::int64_t now, std::string& warning) const {
@@ -242,7 +256,7 @@ std::string Trust::recordWith(std::string_view stamp) const {
 Outcome ListCheck::update(std::string_view bytes) {
   isTooLong_ = isTooLong_ || bytes.size() > bytesLeft_;
   if (isTooLong_) {
-    return untrusted(
+    return laggard(
         "it is longer than the list that was signed: it was changed, or is of another "
         "release than the stamp");
   }
@@ -253,7 +267,7 @@ Outcome ListCheck::update(std::string_view bytes) {
 
 Outcome ListCheck::finish() {
   if (!isTooLong_ && bytesLeft_ == 0 && check_.finish()) return {};
-  return untrusted(
+  return laggard(
       "it is not the list that was signed: it was changed, or is of another release "
       "than the stamp");
 }
@@ -283,7 +297,7 @@ LocalStamp lookAtStamp(Folder& folder, const TrustOptions& options, const std::s
 }
 
 Outcome forgetTrust(Folder& folder) {
-  for (const char* path : {kTrustedFile, kNewTrustedFile}) {
+  for (const char* path : {kTrustedFile, kNewTrustedFile, kMirrorsFile}) {
     if (const std::error_code error = folder.removeFile(path)) {
       return diskFailure("cannot be removed", path, error);
     }

@@ -40,8 +40,9 @@ class Trust {
   Outcome readRecord(Folder& folder);
 
   /// Whether the stamp is that of a release which the copy may be brought to at this time, in
-  /// seconds since 1970; kUntrusted when it is not. `warning` is "" unless there is one. Not
-  /// without keys.
+  /// seconds since 1970; kUntrusted when it is not, which is transient when it is only of an older
+  /// release than the copy has had, or this function has seen before. `warning` is "" unless there
+  /// is one. Not without keys.
   Outcome check(std::string_view stamp, std::int64_t now, std::string& warning);
 
   /// The part of check() that a copy's own stamp passes, too: whoever has signed it, for which
@@ -73,24 +74,27 @@ class Trust {
   std::string seenLibrary() const;
   Outcome checkName(const mtlsigning::Release& release) const;
   Outcome checkSerial(std::string_view stamp) const;
+  Outcome compare(std::string_view stamp, const Seen& last, const char* who) const;
   Outcome checkTime(std::int64_t now, std::string& warning) const;
 
   const TrustOptions& options_;
   const std::string subPath_;
   std::vector<Seen> record_{};        ///< One of each sub-path.
   std::optional<Seen> localStamp_{};  ///< Where the record has nothing.
+  std::optional<Seen> newest_{};      ///< That passed the check.
   mtlsigning::SignedRelease release_{};
 };
 
-/// A ListCheck finds out, as a list arrives, whether it is the one that was signed.
+/// A ListCheck finds out, as a list arrives, whether it is the one that was signed. If not, that is
+/// kUntrusted, and transient: a server may still be about to get the other one.
 class ListCheck {
  public:
   explicit ListCheck(const mtlsigning::SignedRelease& release)
       : check_(release.signature, release.key), bytesLeft_(release.release.list.size) {}
 
-  /// kUntrusted when it is longer than the signed one.
+  /// Fails when it is longer than the signed one.
   Outcome update(std::string_view bytes);
-  /// The list has ended. kUntrusted when it is not the signed one. Nothing may follow.
+  /// The list has ended. Fails when it is not the signed one. Nothing may follow.
   Outcome finish();
 
  private:

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <functional>
 #include <new>
+#include <sstream>
 #include <system_error>
 #include <unordered_set>
 #include <utility>
@@ -16,6 +17,7 @@
 #include "update/list_sources.h"
 #include "update/lock.h"
 #include "update/looks_ahead.h"
+#include "update/mirrors.h"
 #include "update/own_files.h"
 #include "update/release.h"
 #include "update/staging.h"
@@ -46,12 +48,6 @@ class NoDisk final : public Disk {
   std::optional<std::uint64_t> freeRoom() override { return std::nullopt; }
 };
 
-// Whether the library may just have been published anew: looking again costs two requests.
-bool isWorthASecondLook(const Failure& failure) {
-  return failure.kind == Failure::Kind::kContent || failure.kind == Failure::Kind::kUntrusted ||
-         (failure.kind == Failure::Kind::kNetwork && !failure.isTransient);
-}
-
 }  // namespace
 
 class Updater::Run {
@@ -61,6 +57,9 @@ class Updater::Run {
     company_.goOn = [this] { return goOn(); };
     company_.again = [this](const Failure& failure, std::chrono::milliseconds wait) {
       observer_.onAgain(failure, wait);
+    };
+    company_.elsewhere = [this](const Failure& failure, const std::string& address) {
+      observer_.onElsewhere(failure, address);
     };
   }
 
@@ -85,6 +84,10 @@ class Updater::Run {
   Outcome lockAndRead();
   Outcome openRecord();
   Outcome makeFolder();
+  void prepareMirrors();
+  Outcome takeMirrors(bool keeps);
+  bool isWorthASecondLook(const Failure& failure) const;
+  bool mayBeOutdated(const Failure& failure) const;
   Outcome fetchLibrarysStamp(bool pastCaches);
   Outcome findStamp();
   Outcome findRelease();
@@ -105,13 +108,14 @@ class Updater::Run {
   const UpdateOptions& options_;
   UpdateObserver& observer_;
   Company company_;
-  std::unique_ptr<Session> session_;
+  std::unique_ptr<Mirrors> mirrors_;
   std::unique_ptr<Transfers> transfers_;
   bool hasFolder_ = false;
   Folder folder_;
   std::unique_ptr<LooksAhead> disk_;  ///< From when the list is fetched until the plan is made.
   Lock lock_;
   std::string stamp_;
+  std::size_t stampMirror_ = 0;  ///< Where it came from.
   std::unique_ptr<Listing> listing_;
   ListSources::Place listPlace_ = ListSources::Place::kNone;
   std::optional<Staging> staging_;
@@ -120,12 +124,12 @@ class Updater::Run {
 };
 
 Outcome Updater::Run::connect() {
-  if (Outcome failure = Session::open(options_.session, session_)) return failure;
-  observer_.onProxy(session_->proxy());
+  if (Outcome failure = Mirrors::open(options_.session, options_.mirrors, mirrors_)) return failure;
+  observer_.onProxy(mirrors_->session(0).proxy());
   TransferLimits limits;
   limits.totalBytes = options_.largestTotal;
   if (options_.duration) limits.end = updater_.timing_.now() + *options_.duration;
-  transfers_ = std::make_unique<Transfers>(*session_, updater_.timing_, options_.retries, limits);
+  transfers_ = std::make_unique<Transfers>(*mirrors_, updater_.timing_, options_.retries, limits);
   return {};
 }
 
@@ -160,24 +164,86 @@ Outcome Updater::Run::makeFolder() {
                           : Outcome{};
 }
 
+// Decides which addresses are asked, and in which order. Those that a list has added count with
+// keys alone: whoever answers there has to show that it is the library.
+void Updater::Run::prepareMirrors() {
+  std::string known;
+  if (hasFolder_ && trust_.hasKeys() && !options_.trust.forgets) {
+    readOwnFile(folder_, kMirrorsFile, known);
+  }
+  std::istringstream lines(known);
+  for (std::string address; std::getline(lines, address);)
+    mirrors_->add(address);
+  mirrors_->draw(updater_.timing_);
+}
+
+// Takes the addresses that the list of a signed release has added, for what comes and for later
+// runs.
+Outcome Updater::Run::takeMirrors(bool keeps) {
+  if (!trust_.hasKeys()) return {};
+  std::string taken;
+  for (const std::string& address : listing_->mirrors()) {
+    const Outcome failure = mirrors_->add(address);
+    if (!failure) taken += address + '\n';
+    if (failure) observer_.onWarning(address + ": not taken for a mirror: " + failure->text);
+  }
+  if (!keeps || !hasFolder_) return {};
+  std::string known;
+  readOwnFile(folder_, kMirrorsFile, known);
+  if (known == taken) return {};
+  if (Outcome failure = writeOwnFile(folder_, kNewMirrorsFile, taken)) return failure;
+  if (const std::error_code error = folder_.replace(kNewMirrorsFile, kMirrorsFile)) {
+    return diskFailure("cannot be replaced", kMirrorsFile, error);
+  }
+  return {};
+}
+
+// Without signatures nobody can say which of two stamps is the newer one: the first address that
+// answers, in the order in which they were named, decides. With them, the serial does.
 Outcome Updater::Run::fetchLibrarysStamp(bool pastCaches) {
   observer_.onPhase(Phase::kStamp);
-  const std::string target = session_->fileTarget(mtlrules::stampName(options_.subPath));
-  Outcome failure =
-      fetchStamp(*transfers_, {target, pastCaches}, company_, trust_.hasKeys(), stamp_);
-  if (failure || !trust_.hasKeys()) return failure;
+  Document document;
+  document.target = [name = mtlrules::stampName(options_.subPath)](const Session& session) {
+    return session.fileTarget(name);
+  };
+  document.pastCaches = pastCaches;
+  document.isAskedAsNamed = !trust_.hasKeys();
   std::string warning;
-  failure = trust_.check(stamp_, updater_.timing_.seconds(), warning);
-  if (failure) failure->about = session_->url(target);
-  if (!warning.empty()) observer_.onWarning(session_->url(target) + ": " + warning);
-  return failure;
+  StampCheck check;
+  if (trust_.hasKeys()) {
+    check = [&](const std::string& stamp) {
+      return trust_.check(stamp, updater_.timing_.seconds(), warning);
+    };
+  }
+  Outcome failure = fetchStamp(*transfers_, document, company_, check, stamp_, stampMirror_);
+  if (failure || warning.empty()) return failure;
+  const Session& session = mirrors_->session(stampMirror_);
+  observer_.onWarning(session.url(document.target(session)) + ": " + warning);
+  return {};
+}
+
+// Whether the library may just have been published anew: looking again costs two requests. Without
+// signatures, it is also how another address gets to decide.
+bool Updater::Run::isWorthASecondLook(const Failure& failure) const {
+  using Kind = Failure::Kind;
+  const bool isOnlyOne = mirrors_->size() == 1 || trust_.hasKeys();
+  return failure.kind == Kind::kContent || failure.kind == Kind::kUntrusted ||
+         (failure.kind == Kind::kNetwork && !(failure.isTransient && isOnlyOne));
+}
+
+// The same of stamp and list alone: a single server that does not have them is not asked again.
+bool Updater::Run::mayBeOutdated(const Failure& failure) const {
+  return failure.kind == Failure::Kind::kUntrusted ||
+         (mirrors_->size() > 1 && failure.kind == Failure::Kind::kNetwork &&
+          isWorthASecondLook(failure));
 }
 
 // Fetches the stamp, and once more past caches when it is not one to trust: they may have kept an
 // old one.
 Outcome Updater::Run::findStamp() {
+  prepareMirrors();
   Outcome failure = fetchLibrarysStamp(false);
-  if (!failure || failure->kind != Failure::Kind::kUntrusted) return failure;
+  if (!failure || !trust_.hasKeys() || !mayBeOutdated(*failure)) return failure;
   observer_.onSecondLook(*failure);
   return fetchLibrarysStamp(true);
 }
@@ -207,10 +273,12 @@ Outcome Updater::Run::fetchLibrarysList(bool pastCaches, bool keeps) {
     };
   }
   const std::string local = localStamp();
-  const ListWish wish{options_.subPath, stamp_, local,
-                      trust_.hasKeys() ? &trust_.release() : nullptr, pastCaches};
-  ListSources sources(*session_, *transfers_, company_, hasFolder_ ? &folder_ : nullptr);
+  ListWish wish{options_.subPath, stamp_, local, trust_.hasKeys() ? &trust_.release() : nullptr,
+                pastCaches};
+  if (!stamp_.empty()) wish.mirror = stampMirror_;
+  ListSources sources(*transfers_, company_, hasFolder_ ? &folder_ : nullptr);
   Outcome failure = sources.find(wish, keeper, *listing_, listPlace_);
+  if (!failure) failure = takeMirrors(keeps);
   if (!file.isOpen()) return failure;
   if (failure) {
     // Otherwise it would say that the copy is between two releases.
@@ -302,7 +370,7 @@ StagedBytes Updater::Run::stagedBytes() {
 Outcome Updater::Run::findRelease() {
   if (Outcome failure = findStamp()) return failure;
   Outcome failure = fetchLibrarysList(false, false);
-  if (!failure || failure->kind != Failure::Kind::kUntrusted) return failure;
+  if (!failure || !mayBeOutdated(*failure)) return failure;
   observer_.onSecondLook(*failure);
   failure = fetchLibrarysStamp(true);
   return failure ? failure : fetchLibrarysList(true, false);
@@ -435,11 +503,12 @@ Outcome Updater::Run::fetchContents(const Plan& plan, UpdateResult& result) {
     observer_.onProgress(received(), plan.bytesToFetch);
     return goOn();
   };
-  Fetches client(*session_, *staging_, plan.fetch, staged_, options_.largestFile, company,
-                 [&](const Entry& entry) {
+  Fetches client(*staging_, plan.fetch, staged_, options_.largestFile, company,
+                 [&](const Entry& entry, std::size_t mirror) {
                    ++result.filesFetched;
-                   observer_.onFetched(entry);
+                   observer_.onFetched(entry, mirrors_->address(mirror));
                  });
+  client.takeUncheckedFrom(stampMirror_);
   Outcome failure = client.openParts();
   if (!failure) failure = transfers_->run(client);
   result.bytesFetched += received();

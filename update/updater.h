@@ -24,6 +24,9 @@ namespace mtlupdate {
 
 struct UpdateOptions {
   SessionOptions session{};
+  /// Other addresses of the same library, with the same options. One that does not answer, lags, or
+  /// has not what was published is passed over for another one.
+  std::vector<std::string> mirrors{};
   std::string folder{};    ///< Of the copy; made when there is something to put in it.
   std::string subPath{};   ///< Which of the library's stamps and lists.
   bool full = false;       ///< Fetch whatever the list selects.
@@ -46,7 +49,8 @@ class UpdateObserver {
   /// Asked at least ten times a second, but for calls of the system that take longer. False ends
   /// the operation as Updater::cancel() does.
   virtual bool goOn() { return true; }
-  /// "HOST:PORT" that requests go through; "" for none. Before the first request.
+  /// "HOST:PORT" that requests go through, to the first address; "" for none. Before the first
+  /// request.
   virtual void onProxy(const std::string& /*proxy*/) {}
   virtual void onPhase(Phase /*phase*/) {}
   /// Bytes of all bodies that were received so far, those of stamp and list among them: before each
@@ -57,11 +61,14 @@ class UpdateObserver {
   /// Bytes of contents that were received in kFetch, or read in kVerify, and how many there will be
   /// of known size.
   virtual void onProgress(std::uint64_t /*bytes*/, std::uint64_t /*total*/) {}
-  /// A content was fetched into the stage, or copied there from another file of the copy.
-  virtual void onFetched(const Entry& /*entry*/) {}
+  /// A content was fetched from this address of the library into the stage, or copied there from
+  /// another file of the copy.
+  virtual void onFetched(const Entry& /*entry*/, const std::string& /*address*/) {}
   virtual void onCopied(const Entry& /*entry*/, const std::string& /*from*/) {}
   /// A request failed, and is sent again after the wait.
   virtual void onAgain(const Failure& /*failure*/, std::chrono::milliseconds /*wait*/) {}
+  /// A request failed, and what it was for is asked for at another address of the library.
+  virtual void onElsewhere(const Failure& /*failure*/, const std::string& /*address*/) {}
   /// The library does not match its list, or either is not signed as it should be: stamp and list
   /// are looked at once more, past caches.
   virtual void onSecondLook(const Failure& /*failure*/) {}

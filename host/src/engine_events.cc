@@ -132,8 +132,9 @@ void EngineEvents::onProgress(std::uint64_t bytes, std::uint64_t total) {
   if (measured_ != nullptr) tellMeasured(signedBytes(bytes));
 }
 
-void EngineEvents::onFetched(const mtlupdate::Entry& entry) {
-  const FileChange change = changeOf(ChangeKind::kFetched, entry);
+void EngineEvents::onFetched(const mtlupdate::Entry& entry, const std::string& address) {
+  FileChange change = changeOf(ChangeKind::kFetched, entry);
+  change.source = address;
   events_.logStage("Downloaded file \"%s\" (%lli bytes)", change.path.c_str(),
                    static_cast<long long>(change.size.value_or(0)));
   events_.tell([&](Observer& observer) { observer.file(change); });
@@ -149,6 +150,10 @@ void EngineEvents::onCopied(const mtlupdate::Entry& entry, const std::string& fr
 void EngineEvents::onAgain(const mtlupdate::Failure& failure, std::chrono::milliseconds wait) {
   events_.logWarning("%s; trying again in %lli ms", textOf(failure).c_str(),
                      static_cast<long long>(wait.count()));
+}
+
+void EngineEvents::onElsewhere(const mtlupdate::Failure& failure, const std::string& address) {
+  events_.logWarning("%s; trying \"%s\" instead", textOf(failure).c_str(), address.c_str());
 }
 
 void EngineEvents::onSecondLook(const mtlupdate::Failure& failure) {

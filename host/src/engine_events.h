@@ -32,9 +32,10 @@ class EngineEvents final : public mtlupdate::UpdateObserver {
   void onPhase(Phase phase) override;
   void onPlan(const mtlupdate::Plan& plan) override;
   void onProgress(std::uint64_t bytes, std::uint64_t total) override;
-  void onFetched(const mtlupdate::Entry& entry) override;
+  void onFetched(const mtlupdate::Entry& entry, const std::string& address) override;
   void onCopied(const mtlupdate::Entry& entry, const std::string& from) override;
   void onAgain(const mtlupdate::Failure& failure, std::chrono::milliseconds wait) override;
+  void onElsewhere(const mtlupdate::Failure& failure, const std::string& address) override;
   void onSecondLook(const mtlupdate::Failure& failure) override;
   void onWarning(const std::string& warning) override;
   void onWaiting(std::int64_t process) override;

@@ -28,7 +28,7 @@ class FetchesTest : public testing::Test {
     SessionOptions options;
     options.address = server_.address() + "/lib";
     options.proxy = "";
-    EXPECT_FALSE(Session::open(options, session_));
+    EXPECT_FALSE(Mirrors::open(options, {}, mirrors_));
   }
 
   void add(std::string_view path, std::string_view content, bool hasDigest = true) {
@@ -50,9 +50,9 @@ class FetchesTest : public testing::Test {
       EXPECT_FALSE(staging.find(entry, {}, staged.at(fetches.size())));
       fetches.push_back({&entry, fetches.size()});
     }
-    Transfers transfers(*session_, timing_, RetryPolicy{}, TransferLimits{});
+    Transfers transfers(*mirrors_, timing_, RetryPolicy{}, TransferLimits{});
     Fetches client(
-        *session_, staging, fetches, staged, std::nullopt, company_, [&](const Entry& entry) {
+        staging, fetches, staged, std::nullopt, company_, [&](const Entry& entry, std::size_t) {
           const auto isOfIt = [&](const Plan::Fetch& fetch) { return fetch.entry == &entry; };
           const auto fetch = std::find_if(fetches.begin(), fetches.end(), isOfIt);
           const Staging::Found& found = staged.at(fetch->content);
@@ -83,7 +83,7 @@ class FetchesTest : public testing::Test {
   FastTiming timing_;
   ScriptedServer server_;
   Folder folder_;
-  std::unique_ptr<Session> session_;
+  std::unique_ptr<Mirrors> mirrors_;
   Company company_{[] { return true; }};
   std::deque<Entry> entries_;
   std::vector<std::string> fetched_;

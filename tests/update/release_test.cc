@@ -23,14 +23,22 @@ class ReleaseTest : public testing::Test {
     SessionOptions options;
     options.address = server_.address() + "/lib";
     options.proxy = "";
-    EXPECT_FALSE(Session::open(options, session_));
-    transfers_ = std::make_unique<Transfers>(*session_, timing_, RetryPolicy{}, TransferLimits{});
+    EXPECT_FALSE(Mirrors::open(options, {}, mirrors_));
+    transfers_ = std::make_unique<Transfers>(*mirrors_, timing_, RetryPolicy{}, TransferLimits{});
   }
 
-  Outcome stamp() { return fetchStamp(*transfers_, {"/lib/id.txt"}, company_, false, stamp_); }
+  static Document document(const char* name) {
+    return {[name](const Session& session) { return session.fileTarget(name); }};
+  }
+  Outcome stamp(bool pastCaches = false) {
+    std::size_t mirror = 0;
+    Document wanted = document("id.txt");
+    wanted.pastCaches = pastCaches;
+    return fetchStamp(*transfers_, wanted, company_, {}, stamp_, mirror);
+  }
   Outcome list(const ListKeeper& keep = {}) {
     ListIntake intake({}, keep, listing_);
-    return fetchList(*transfers_, {"/lib/filelist.json"}, company_, intake);
+    return fetchList(*transfers_, document("filelist.json"), company_, intake);
   }
 
   std::vector<std::string> paths() const {
@@ -42,7 +50,7 @@ class ReleaseTest : public testing::Test {
 
   FastTiming timing_;
   ScriptedServer server_;
-  std::unique_ptr<Session> session_;
+  std::unique_ptr<Mirrors> mirrors_;
   std::unique_ptr<Transfers> transfers_;
   Company company_{[] { return true; }};
   std::string stamp_;
@@ -76,7 +84,7 @@ TEST_F(ReleaseTest, AStampHasAMebibyteAtMost) {
 
 TEST_F(ReleaseTest, CachesCanBePassedFromTheBeginning) {
   server_.serve("/lib/id.txt", "one");
-  ASSERT_FALSE(fetchStamp(*transfers_, {"/lib/id.txt", true}, company_, false, stamp_));
+  ASSERT_FALSE(stamp(true));
   EXPECT_EQ(server_.requests().at(0).header("Cache-Control"), "no-cache");
 }
 

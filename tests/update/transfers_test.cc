@@ -55,10 +55,11 @@ struct FileToFetch {
 
 class KeptBody : public Body {
  public:
-  explicit KeptBody(FileToFetch& file) : Body(file.target), file_(file), size_(file.part.size()) {
+  explicit KeptBody(FileToFetch& file) : file_(file), size_(file.part.size()) {
     file_.checked = file_.part;
   }
 
+  std::string target(const Session& /*session*/) const override { return file_.target; }
   std::optional<std::uint64_t> size() const override {
     if (file_.sizeAlone || !file_.hasSize) return file_.sizeAlone;
     return file_.expected.size();
@@ -107,15 +108,15 @@ class TransfersTest : public testing::Test, protected Transfers::Client {
     options.address = server_.address() + "/lib";
     options.proxy = "";
     options.bytesPerSecond = bytesPerSecond;
-    const Outcome failure = Session::open(options, session_);
+    const Outcome failure = Mirrors::open(options, {}, mirrors_);
     ASSERT_FALSE(failure) << failure->text;
   }
 
   Outcome run(Timing& timing) {
-    if (session_ == nullptr) open();
+    if (mirrors_ == nullptr) open();
     for (FileToFetch& file : files_)
       left_.push_back(&file);
-    Transfers transfers(*session_, timing, policy_, limits_);
+    Transfers transfers(*mirrors_, timing, policy_, limits_);
     transfers_ = &transfers;
     const Outcome failure = transfers.run(*this);
     received_ = transfers.receivedBytes();
@@ -130,7 +131,7 @@ class TransfersTest : public testing::Test, protected Transfers::Client {
     left_.pop_front();
     return std::make_unique<KeptBody>(file);
   }
-  void done(Body& body) override {
+  void done(Body& body, std::size_t /*mirror*/) override {
     if (throwsWhenDone_) throw std::bad_alloc();
     static_cast<KeptBody&>(body).file_.isDone = true;
   }
@@ -163,7 +164,7 @@ class TransfersTest : public testing::Test, protected Transfers::Client {
 
   FastTiming timing_;
   ScriptedServer server_;
-  std::unique_ptr<Session> session_;
+  std::unique_ptr<Mirrors> mirrors_;
   Transfers* transfers_ = nullptr;  ///< Of the run.
   std::deque<FileToFetch> files_;
   std::deque<FileToFetch*> left_;
@@ -368,7 +369,7 @@ TEST_F(TransfersTest, EndsWhatRunsWhenItsClientThrows) {
   for (const char* target : {"/a", "/b"})
     server_.hold(target);
   open();
-  Transfers transfers(*session_, timing_, policy_, limits_);
+  Transfers transfers(*mirrors_, timing_, policy_, limits_);
   left_ = {&files_[0], &files_[1], &files_[2]};
   throwsWhenDone_ = true;
   EXPECT_THROW(transfers.run(*this), std::bad_alloc);
@@ -387,7 +388,7 @@ TEST_F(TransfersTest, ReportsAServerThatIsNotThere) {
   SessionOptions options;
   options.address = "http://127.0.0.1:" + std::to_string(closed.port());
   options.proxy = "";
-  ASSERT_FALSE(Session::open(options, session_));
+  ASSERT_FALSE(Mirrors::open(options, {}, mirrors_));
   files_ = {{"/a", "a"}};
   const Outcome failure = run();
   ASSERT_TRUE(failure);
@@ -777,7 +778,7 @@ TEST_F(Cancelled, WhileItConnects) {
   SessionOptions options;
   options.address = "https://127.0.0.1:" + std::to_string(silent.port());
   options.proxy = "";
-  ASSERT_FALSE(Session::open(options, session_));
+  ASSERT_FALSE(Mirrors::open(options, {}, mirrors_));
   files_ = {{"/a", "a"}};
   Timing timing;
   auto begun = timing.now();
@@ -825,7 +826,7 @@ TEST_F(TransfersTest, GoesThroughTheProxyThatItIsGiven) {
   SessionOptions options;
   options.address = "http://library.invalid/lib";
   options.proxy = server_.address().substr(std::string("http://").size());
-  ASSERT_FALSE(Session::open(options, session_));
+  ASSERT_FALSE(Mirrors::open(options, {}, mirrors_));
   server_.serve("http://library.invalid:80/a", "a");
   files_ = {{"/a", "a"}};
   const Outcome failure = run();
