@@ -506,7 +506,8 @@ Outcome Updater::Run::fetchContents(const Plan& plan, UpdateResult& result) {
   Fetches client(*staging_, plan.fetch, staged_, options_.largestFile, company,
                  [&](const Entry& entry, std::size_t mirror) {
                    ++result.filesFetched;
-                   observer_.onFetched(entry, mirrors_->address(mirror));
+                   const bool isOneOfSeveral = mirrors_->size() > 1;
+                   observer_.onFetched(entry, isOneOfSeveral ? mirrors_->address(mirror) : "");
                  });
   client.takeUncheckedFrom(stampMirror_);
   Outcome failure = client.openParts();

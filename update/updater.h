@@ -61,8 +61,8 @@ class UpdateObserver {
   /// Bytes of contents that were received in kFetch, or read in kVerify, and how many there will be
   /// of known size.
   virtual void onProgress(std::uint64_t /*bytes*/, std::uint64_t /*total*/) {}
-  /// A content was fetched from this address of the library into the stage, or copied there from
-  /// another file of the copy.
+  /// A content was fetched into the stage, from this address if the library has several, else "";
+  /// or copied there from another file of the copy.
   virtual void onFetched(const Entry& /*entry*/, const std::string& /*address*/) {}
   virtual void onCopied(const Entry& /*entry*/, const std::string& /*from*/) {}
   /// A request failed, and is sent again after the wait.

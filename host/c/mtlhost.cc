@@ -60,6 +60,8 @@ mtlhost_options takenFrom(const mtlhost_options& options) {
   take(&mtlhost_options::key_count, options, taken);
   take(&mtlhost_options::keys, options, taken);
   take(&mtlhost_options::library_name, options, taken);
+  take(&mtlhost_options::mirror_count, options, taken);
+  take(&mtlhost_options::mirrors, options, taken);
   return taken;
 }
 
@@ -78,10 +80,10 @@ bool hasNegativeNumbers(const mtlhost_options& options) {
 }
 
 /// Keys without their count, or a count without its keys, must not come to nobody checking.
-bool hasEachKey(const mtlhost_options& options) {
-  if (options.keys == nullptr) return options.key_count == 0;
-  const char* const* end = options.keys + options.key_count;
-  return options.key_count > 0 && std::find(options.keys, end, nullptr) == end;
+bool hasEach(const char* const* texts, std::size_t count) {
+  if (texts == nullptr) return count == 0;
+  const char* const* end = texts + count;
+  return count > 0 && std::find(texts, end, nullptr) == end;
 }
 
 mtlhost::TrustSettings trustSettingsOf(const mtlhost_options& options) {
@@ -121,7 +123,8 @@ mtlhost::Settings settingsOf(const mtlhost_options& options) {
           textOf(options.module_file),
           (options.flags & MTLHOST_USE_MODULE) != 0,
           updateSettingsOf(options),
-          trustSettingsOf(options)};
+          trustSettingsOf(options),
+          {options.mirrors, options.mirrors + options.mirror_count}};
 }
 
 std::unique_ptr<mtlhost_library> open(const mtlhost_options& options, ErrorList& error) {
@@ -207,8 +210,10 @@ std::int32_t mtlhost_open(const mtlhost_options* options, mtlhost_library** libr
     reason = ownErrorList("mtlhost_open() needs a target directory");
   } else if (hasNegativeNumbers(taken)) {
     reason = ownErrorList("mtlhost_open() takes no negative numbers");
-  } else if (!hasEachKey(taken)) {
+  } else if (!hasEach(taken.keys, taken.key_count)) {
     reason = ownErrorList("mtlhost_open() needs each of the keys, and their count");
+  } else if (!hasEach(taken.mirrors, taken.mirror_count)) {
+    reason = ownErrorList("mtlhost_open() needs each of the mirrors, and their count");
   } else {
     try {
       *library = open(taken, reason).release();

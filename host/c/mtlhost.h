@@ -122,7 +122,8 @@ typedef struct mtlhost_file {
   const char* path;   /**< Relative to the target directory. */
   int64_t bytes;      /**< In it; -1 when unknown. */
   const char* source; /**< COPIED: the file of the copy that has the content; "" when that one
-                           is fetched itself. Otherwise "". */
+                           is fetched itself. FETCHED: the address that it came from, once it
+                           has, of a library with several. Otherwise "". */
   const char* reason; /**< PASSED_OVER: why, in words that follow the path. UNREADABLE: why, in
                            the system's words. Otherwise "". */
 } mtlhost_file;
@@ -276,14 +277,21 @@ typedef struct mtlhost_options {
   const char* library_name; /**< The name that the publisher has given to the library. None: that of
                                  the release that the copy was first brought to with keys, and of no
                                  other from then on. */
+  size_t mirror_count;      /**< Of the next field. */
+  const char* const* mirrors; /**< Other addresses of the same library, which serve what
+                                 `remote_address` does. One that does not answer, lags, or has not
+                                 what was published is passed over for another one. With keys, the
+                                 order is drawn for each operation, and the library's list may add
+                                 addresses; without, the first one that answers says what the
+                                 library has. NULL: none. */
 } mtlhost_options;
 
 /** Prepares the engine, or loads the module and starts its networking; nothing is transferred
  * or written yet. When that works, returns MTLHOST_OK and stores the new object in
  * `*library`. Otherwise returns MTLHOST_FAILED, or MTLHOST_WRONG_USE when an argument, the
- * target directory, a key or the count of the keys is missing or a number is negative, stores NULL
- * there, and in `*error` the reason, which the caller must give back by mtlhost_free_error().
- * `error` may be NULL. */
+ * target directory, a key, a mirror or the count of either is missing or a number is negative,
+ * stores NULL there, and in `*error` the reason, which the caller must give back by
+ * mtlhost_free_error(). `error` may be NULL. */
 MTLHOST_API int32_t mtlhost_open(const mtlhost_options* options, mtlhost_library** library,
                                  mtlhost_error** error);
 

@@ -40,6 +40,7 @@ mtlupdate::UpdateOptions optionsOf(const Settings& settings, mtlupdate::TrustOpt
   mtlupdate::UpdateOptions options;
   options.session.address =
       settings.remoteAddress.empty() ? mtlrules::defaultAddress() : settings.remoteAddress;
+  options.session.userAgent = "mtllib/" MTLHOST_VERSION;
   options.session.proxy = proxyOf(settings);
   options.session.bytesPerSecond = update.bytesPerSecond;
   options.folder = copyFolder(settings.targetDirectory);
@@ -53,6 +54,7 @@ mtlupdate::UpdateOptions optionsOf(const Settings& settings, mtlupdate::TrustOpt
   options.retries.tries = update.tries;
   options.waitForOthers = update.waitsForOthers;
   options.trust = std::move(trust);
+  options.mirrors = settings.mirrors;
   return options;
 }
 
@@ -191,6 +193,8 @@ Result EngineKeeper::check() {
 
 Result EngineKeeper::update(Update kind) {
   events_.logInfo("Remote address: \"%s\"", options_.session.address.c_str());
+  for (const std::string& address : options_.mirrors)
+    events_.logInfo("Mirror: \"%s\"", address.c_str());
   events_.logInfo("Target directory: \"%s\"", options_.folder.c_str());
   EngineEvents events(events_);
   mtlupdate::Updater updater(options_, events);

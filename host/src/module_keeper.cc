@@ -198,6 +198,10 @@ std::unique_ptr<Keeper> openModule(const Settings& settings, EventStream& events
     problem = {ownError("Keys are for the engine only: the module cannot check signatures")};
     return nullptr;
   }
+  if (!settings.mirrors.empty()) {
+    problem = {ownError("Mirrors are for the engine only: the module knows one address")};
+    return nullptr;
+  }
   std::optional<Module> module = Module::load(settings.moduleFile, problem);
   if (!module) return nullptr;
   auto keeper = std::make_unique<ModuleKeeper>(std::move(*module), settings, events);

@@ -219,6 +219,8 @@ class OptionsRecord(ctypes.Structure):
         ("key_count", ctypes.c_size_t),
         ("keys", ctypes.POINTER(ctypes.c_char_p)),
         ("library_name", ctypes.c_char_p),
+        ("mirror_count", ctypes.c_size_t),
+        ("mirrors", ctypes.POINTER(ctypes.c_char_p)),
     ]
 
 

@@ -98,6 +98,14 @@ def _parser() -> argparse.ArgumentParser:
         "--sub-path", default="", metavar="PATH", help="sub-path of the library"
     )
     parser.add_argument(
+        "--mirror",
+        action="append",
+        default=[],
+        type=_not_empty,
+        metavar="URL",
+        help="other address of the library; several may be given",
+    )
+    parser.add_argument(
         "--prune", action="store_true", help="remove files that the library has withdrawn"
     )
     parser.add_argument(
@@ -151,6 +159,8 @@ def _options(arguments: Optional[List[str]]) -> argparse.Namespace:
         parser.error(f"--module and --{options.operation} exclude each other")
     if options.key and options.module:
         parser.error("--module and --key exclude each other")
+    if options.mirror and options.module:
+        parser.error("--module and --mirror exclude each other")
     if options.name and not options.key:
         parser.error("--name needs --key")
     if options.allow_expired and not options.key:
@@ -169,6 +179,7 @@ class _Program:
         self._module: Module = options.module
         self._keys: List[str] = options.key
         self._name: str = options.name or ""
+        self._mirrors: List[str] = options.mirror
         self._allow_expired: bool = options.allow_expired
         self._forget_keys: bool = options.forget_keys
         self._options = UpdateOptions(prune=options.prune, wait=options.wait)
@@ -188,6 +199,7 @@ class _Program:
             name=self._name,
             allow_expired=self._allow_expired,
             forget_keys=self._forget_keys,
+            mirrors=self._mirrors,
         ) as library:
             try:
                 return self._use(library)

@@ -144,7 +144,8 @@ def _open(library: ctypes.CDLL, settings: Settings, callback: object) -> int:
     if library.mtlhost_open(options, pointer, error) != c.OK or pointer.value is None:
         chain = chain_of(library, error.value)
         library.mtlhost_free_error(error)
-        if settings.module and not settings.trust.keys and not settings.trust.name:
+        is_engines = settings.trust.keys or settings.trust.name or settings.mirrors
+        if settings.module and not is_engines:
             raise LoadError(chain_text(chain), chain)
         raise ValueError(chain_text(chain))  # The engine has nothing to load.
     return pointer.value
@@ -171,6 +172,9 @@ def _options_of(settings: Settings) -> c.OptionsRecord:
     if trust.keys:
         record.key_count = len(trust.keys)
         record.keys = (ctypes.c_char_p * len(trust.keys))(*map(_c_path, trust.keys))
+    if settings.mirrors:
+        record.mirror_count = len(settings.mirrors)
+        record.mirrors = (ctypes.c_char_p * len(settings.mirrors))(*map(_c_text, settings.mirrors))
     if settings.proxy is None:
         record.proxy_mode = c.PROXY_NONE
     elif not isinstance(settings.proxy, SystemProxy):

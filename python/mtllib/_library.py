@@ -73,6 +73,7 @@ class Library:
         name: str = "",
         allow_expired: bool = False,
         forget_keys: bool = False,
+        mirrors: Iterable[str] = (),
     ) -> None:
         """Transfers and writes nothing yet. Raises `LoadError`, and `ValueError` for arguments
         that cannot be used.
@@ -94,10 +95,20 @@ class Library:
         allow_expired: take a release that has expired, with a warning.
         forget_keys: forget what the copy has had with keys: it may be updated without, with other
             keys, to a library of another name, or to an older release.
+        mirrors: other addresses of the same library. One that does not answer, lags, or has not
+            what was published is passed over for another one. With keys, their order is drawn for
+            each run, and the library's list may add some; without, the first one that answers says
+            what the library has. Of the engine only.
         """
+        if isinstance(mirrors, str):
+            raise TypeError("mirrors are several addresses, not one")
         pinned = (keys,) if isinstance(keys, (str, os.PathLike)) else tuple(keys)
         trust = Trust(pinned, name, allow_expired, forget_keys)
-        self._handle = Handle(Settings(url, directory, sub_path, proxy, module, options, trust))
+        self._handle = Handle(
+            Settings(
+                url, directory, sub_path, proxy, module, options, trust, mirrors=tuple(mirrors)
+            )
+        )
         self._lock = threading.RLock()
         self._run: Optional[Run] = None
         self._is_closed = False

@@ -34,7 +34,8 @@ class FileChange:
     size: Optional[int] = None
     """In bytes, where it is known."""
     source: str = ""
-    """Of "copied": the file of the copy that has the content, if it is there already."""
+    """Of "copied": the file of the copy that has the content, if it is there already. Of "fetched":
+    the address that it came from, once it has, of a library with several."""
     reason: str = ""
     """Of "passed over": why, in words that follow the path."""
 

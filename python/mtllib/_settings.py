@@ -67,3 +67,4 @@ class Settings:
     module: Module = None
     options: UpdateOptions = UpdateOptions()
     trust: Trust = Trust()
+    mirrors: Tuple[str, ...] = ()

@@ -30,6 +30,7 @@ using Files = PublishedLibrary::Files;
 using Kind = FileChange::Kind;
 using Status = Result::Status;
 using std::chrono::milliseconds;
+using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -456,6 +457,49 @@ TEST_F(EngineTest, AloneCanPlanVerifyAndRepair) {
     EXPECT_EQ(result.failure, Failure::kUsage);
     EXPECT_FALSE(result.errors.empty());
   }
+}
+
+TEST_F(EngineTest, NamesItselfAndItsVersionToServers) {
+  publish("one", {{"a", "a"}});
+  runWell();
+  for (const ServerRequest& request : server_.requests())
+    EXPECT_EQ(request.header("User-Agent"), "mtllib/" MTLHOST_VERSION);
+}
+
+TEST_F(EngineTest, GoesOnAtAMirrorAndSaysSo) {
+  publish("one", {{"a", "a"}});
+  settings_.remoteAddress = ScriptedServer().address() + "/lib";
+  settings_.mirrors = {library_.address()};
+  std::string source;
+  observer_.onFile = [&](const FileChange& change) { source = change.source; };
+  runWell();
+  EXPECT_EQ(copied("a"), "a");
+  EXPECT_EQ(source, library_.address());
+  EXPECT_THAT(observer_.lines, Contains("info: Mirror: \"" + library_.address() + '"'));
+  EXPECT_THAT(observer_.lines,
+              Contains(AllOf(HasSubstr("warning: " + settings_.remoteAddress + "/id.txt: "),
+                             HasSubstr("; trying \"" + library_.address() + "\" instead"))));
+}
+
+TEST_F(EngineTest, FailsForTheNetworkWhenNoAddressAnswers) {
+  settings_.remoteAddress = ScriptedServer().address() + "/lib";
+  settings_.mirrors = {settings_.remoteAddress + "/other"};
+  expectFailure(Failure::kNetwork, "none of 2 addresses has it at the moment");
+}
+
+TEST_F(EngineTest, RefusesAMirrorThatIsNotAnAddress) {
+  publish("one", {{"a", "a"}});
+  settings_.mirrors = {"gopher://b.example/lib"};
+  expectFailure(Failure::kUsage, "gopher://b.example/lib: not an address of http or https");
+  EXPECT_THAT(server_.requests(), IsEmpty());
+}
+
+TEST_F(EngineTest, LeavesMirrorsToTheEngine) {
+  settings_.mirrors = {library_.address()};
+  settings_.usesModule = true;
+  Errors problem;
+  EXPECT_FALSE(Library::open(settings_, observer_, problem));
+  EXPECT_THAT(chainText(problem), HasSubstr("the module knows one address"));
 }
 
 /// Both ways to keep a copy.

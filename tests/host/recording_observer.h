@@ -27,6 +27,7 @@ class RecordingObserver final : public mtlhost::Observer {
 
   /// Told of each line once it is written down. May throw. goOn() has the line "go on".
   std::function<void(const std::string& line)> onLine = [](const std::string&) {};
+  std::function<void(const mtlhost::FileChange& change)> onFile = [](const auto&) {};
   std::function<bool(const mtlhost::Transfer& transfer)> answer = [](const auto&) { return true; };
 
   void stage(const mtlhost::Message& message) override { add("stage: " + message.text()); }
@@ -39,6 +40,7 @@ class RecordingObserver final : public mtlhost::Observer {
         std::to_string(plan.fetched.bytes) + " bytes");
   }
   void file(const mtlhost::FileChange& change) override {
+    onFile(change);
     const char* const kinds[] = {"fetched", "copied", "withdrawn", "removed", "passed over"};
     add(std::string("file: ") + kinds[static_cast<int>(change.kind)] + " " + change.path + " " +
         std::to_string(change.size.value_or(-1)) + (change.reason.empty() ? "" : " ") +

@@ -27,7 +27,7 @@ as published or signed, 6 other run, 7 differences, 100 update, 130 interrupted.
 class HelpFormatter final : public CLI::Formatter {
  public:
   std::string make_usage(const CLI::App* /*app*/, std::string name) const override {
-    return "Usage: " + name + " [OPTIONS] URL DIR\n       " + name +
+    return "Usage: " + name + " [OPTIONS] URL DIR, " + name +
            " --status|--verify [OPTIONS] DIR\n";
   }
 };
@@ -81,6 +81,12 @@ void declareModes(CLI::App& app, Typed& typed) {
 
 void declareSettings(CLI::App& app, Options& options, Typed& typed) {
   app.add_option("--sub-path", options.subPath, "Sub-path of the library")->type_name("PATH");
+  app.add_option("--mirror", options.mirrors, "Other address of the library; repeatable")
+      ->type_name("URL")
+      ->expected(1)
+      ->allow_extra_args(false)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->check(notEmpty());
   app.add_option("--proxy", options.proxyAddress, "HTTP proxy HOST:PORT; else the system's")
       ->type_name("ADDRESS")
       ->check(notEmpty());
@@ -151,6 +157,7 @@ std::string engineOptionIn(const Typed& typed, const Options& options) {
   if (options.update.prune) return "--prune";
   if (options.update.pruneMost) return "--prune-most";
   if (!options.trust.keys.empty()) return "--key";
+  if (!options.mirrors.empty()) return "--mirror";
   if (typed.limitRate != kNoLimit) return "--limit-rate";
   return typed.retries != Typed().retries ? "--retries" : "";
 }

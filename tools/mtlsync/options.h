@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <string>
+#include <vector>
 
 #include "mtlhost/trust.h"
 #include "mtlhost/update.h"
@@ -34,6 +35,7 @@ struct Options {
   SizeLimits limits;
   mtlhost::UpdateSettings update{};  ///< Without the limits above.
   mtlhost::TrustSettings trust{};
+  std::vector<std::string> mirrors{};
   std::chrono::seconds mostDelay{0};  ///< Before anything is done, a random part of it.
   Mode mode = Mode::kSync;
   bool json = false;

@@ -31,6 +31,7 @@ mtlhost::Settings settingsOf(const Options& options) {
                              options.proxyMode, options.proxyAddress, options.moduleFile};
   settings.update = options.update;
   settings.trust = options.trust;
+  settings.mirrors = options.mirrors;
   const auto limitOf = [](std::int64_t bytes) {
     return bytes > 0 ? std::optional(static_cast<std::uint64_t>(bytes)) : std::nullopt;
   };

@@ -51,6 +51,13 @@ struct Settings {
   UpdateSettings update{};
   /// Who has to have signed the library: of the engine only.
   TrustSettings trust{};
+  /// Other addresses of the same library, which serve what `remoteAddress` does: of the engine
+  /// only. One that does not answer, lags, or has not what was published is passed over for another
+  /// one. With keys, the order is drawn for each operation, and the library's list may add
+  /// addresses, which later runs know; those of http do not count where an address here is of
+  /// https. Without keys, the first one that answers, in this order, says what the library has, and
+  /// the others serve the files that the list has digests of.
+  std::vector<std::string> mirrors{};
 };
 
 /// How an operation ended.

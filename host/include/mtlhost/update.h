@@ -44,7 +44,9 @@ struct FileChange {
   Kind kind = Kind::kFetched;          ///< Which of them.
   std::string path;                    ///< Relative to the folder of the copy.
   std::optional<std::int64_t> size{};  ///< In bytes, where it is known.
-  std::string source{};  ///< kCopied: the file of the copy, if it is one that is there.
+  /// kCopied: the file of the copy, if it is one that is there. kFetched: the address that it
+  /// came from, once it has, of a library with several.
+  std::string source{};
   std::string reason{};  ///< kPassedOver: why, in words that follow the path.
 };
 

@@ -25,6 +25,11 @@ class MtllibPreferences(bpy.types.AddonPreferences):
         name="Address",
         description="Address of the online library, such as https://library.example/materials",
     )
+    mirrors: StringProperty(  # type: ignore[valid-type]
+        name="Mirrors",
+        description="Other addresses of the same library, with commas between them, for when the "
+        "first one does not answer",
+    )
     folder: StringProperty(  # type: ignore[valid-type]
         name="Folder",
         description="Folder of the local copy, made if missing; keep nothing else in it",
@@ -75,6 +80,8 @@ class MtllibPreferences(bpy.types.AddonPreferences):
         layout = self.layout
         layout.use_property_split = True
         layout.prop(self, "address")
+        if not self.uses_module:
+            layout.prop(self, "mirrors")
         layout.prop(self, "folder")
         layout.prop(self, "proxy")
         if self.proxy == PROXY_ADDRESS:
@@ -113,16 +120,17 @@ def settings(context: Any) -> Settings:
         preferences.asset_library.strip(),
         preferences.prune,
         preferences.uses_module,
-        _keys_of(preferences.keys),
+        _parts_of(preferences.keys),
         preferences.library_name.strip(),
         preferences.allow_expired,
+        () if preferences.uses_module else _parts_of(preferences.mirrors),
     )
 
 
-def _keys_of(text: str) -> Tuple[str, ...]:
-    """An empty one between commas stays, and is refused: it is a mistake, and must not come to
-    nobody checking."""
-    return tuple(key.strip() for key in text.split(",")) if text.strip() else ()
+def _parts_of(text: str) -> Tuple[str, ...]:
+    """An empty one between commas stays, and is refused: it is a mistake, and for keys must not
+    come to nobody checking."""
+    return tuple(part.strip() for part in text.split(",")) if text.strip() else ()
 
 
 register, unregister = bpy.utils.register_classes_factory((MtllibPreferences,))

@@ -31,6 +31,8 @@ class Settings:
     """That it has to be signed with; may be empty."""
     allow_expired: bool
     """Whether a release that has expired is taken."""
+    mirrors: Tuple[str, ...] = ()
+    """Other addresses of the online library."""
     forget_keys: bool = False
     """Whether what the copy has had with keys does not count any longer."""
 

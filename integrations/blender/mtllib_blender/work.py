@@ -42,6 +42,7 @@ class Work:
             name=settings.library_name,
             allow_expired=settings.allow_expired,
             forget_keys=settings.forget_keys,
+            mirrors=settings.mirrors,
         )
         # A daemon: the package ends its runs itself when the interpreter exits.
         self._thread = threading.Thread(target=self._run, name="mtllib_blender", daemon=True)

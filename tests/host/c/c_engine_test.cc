@@ -365,6 +365,35 @@ TEST_F(CEngine, IsCancelledWhileItPlans) {
   EXPECT_EQ(mtlhost_last_plan(library_)->file_count, 0U);
 }
 
+TEST_F(CEngine, GoesOnAtAMirror) {
+  published_.publish("one", {{"a", "a"}});
+  const std::string dead = ScriptedServer().address() + "/lib";
+  const char* const mirrors[] = {address_.c_str()};
+  options_.remote_address = dead.c_str();
+  options_.mirrors = mirrors;
+  options_.mirror_count = 1;
+  options_.tries = 1;
+  EXPECT_EQ(mtlhost_sync(open()), MTLHOST_OK) << failure();
+  EXPECT_EQ(readFile(copy_ + "/a"), "a");
+}
+
+TEST_F(CEngine, RefusesMirrorsWithoutTheirCountAndACountWithoutThem) {
+  const char* const mirrors[] = {address_.c_str(), nullptr};
+  const auto refusal = [&](const char* const* given, std::size_t count) {
+    mtlhost_options options = options_;
+    options.mirrors = given;
+    options.mirror_count = count;
+    mtlhost_error* error = nullptr;
+    EXPECT_EQ(mtlhost_open(&options, &library_, &error), MTLHOST_WRONG_USE);
+    EXPECT_STREQ(mtlhost_error_message(error),
+                 "mtlhost_open() needs each of the mirrors, and their count");
+    mtlhost_free_error(error);
+  };
+  refusal(mirrors, 0);
+  refusal(nullptr, 1);
+  refusal(mirrors, 2);
+}
+
 TEST_F(CEngine, RefusesNegativeNumbers) {
   for (std::int64_t mtlhost_options::*field :
        {&mtlhost_options::bytes_per_second, &mtlhost_options::largest_file,

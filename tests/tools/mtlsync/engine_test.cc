@@ -264,6 +264,19 @@ TEST_F(EngineProgram, SaysByItsExitStatusWhatFailed) {
   EXPECT_EQ(runProcess({MTLSYNC, "-q", "--no-proxy", "ftp://host/lib", copy_}).exitCode, 2);
 }
 
+TEST_F(EngineProgram, GoesOnAtAMirror) {
+  library_.publish("one", {{"a", "a"}});
+  const std::string dead = ScriptedServer().address() + "/lib";
+  std::vector<std::string> command{MTLSYNC, "--no-proxy", "--retries", "0", dead, copy_};
+  EXPECT_EQ(runProcess(command).exitCode, 3);
+  command.insert(command.end(),
+                 {"--mirror", dead + "/other", "--mirror", library_.address(), "--json"});
+  const ProcessResult result = runProcess(command);
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(copied("a"), "a");
+  EXPECT_THAT(result.out, HasSubstr("\"source\":\"" + library_.address() + '"'));
+}
+
 TEST_F(EngineProgram, NeedsNoModule) {
   library_.publish("one", {{"a", "a"}});
   const fs::path folder = dir_.path() / "bin";

@@ -13,7 +13,9 @@
 namespace mtlsync {
 namespace {
 
+using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 
 CommandLine parse(std::vector<const char*> arguments) {
   arguments.insert(arguments.begin(), "mtlsync");
@@ -109,6 +111,13 @@ TEST(CommandLineOptions, SayHowToUpdate) {
   EXPECT_TRUE(accepted({"--prune-most", "u", "d"}).update.prune);
 }
 
+TEST(CommandLineOptions, NameMirrors) {
+  EXPECT_THAT(accepted({"u", "d"}).mirrors, IsEmpty());
+  EXPECT_THAT(accepted({"--mirror", "v", "u", "d", "--mirror", "w"}).mirrors,
+              ElementsAre("v", "w"));
+  EXPECT_NE(problemWith({"u", "d", "--mirror", ""}), "");
+}
+
 TEST(WrongUsage, IncludesWhatTheModuleKnowsNothingOf) {
   for (const std::vector<const char*>& option :
        std::vector<std::vector<const char*>>{{"--dry-run"},
@@ -117,6 +126,7 @@ TEST(WrongUsage, IncludesWhatTheModuleKnowsNothingOf) {
                                              {"--prune-most"},
                                              {"--limit-rate", "1"},
                                              {"--retries", "1"},
+                                             {"--mirror", "v"},
                                              {"--verify"},
                                              {"--repair"}}) {
     std::vector<const char*> arguments{"u", "d", "--module", "m"};
@@ -217,6 +227,7 @@ TEST(CommandLineOptions, ShowHelpWithEveryOption) {
                              "--name",
                              "--allow-expired",
                              "--forget-keys",
+                             "--mirror",
                              "--module",
                              "--version"}) {
       EXPECT_THAT(line.text, HasSubstr(name));

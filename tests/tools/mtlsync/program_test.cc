@@ -300,8 +300,8 @@ TEST(Program, RefusesWrongUsageInTwoLinesAndWritesNothing) {
 TEST(Program, ShowsHelpAndVersionOnStandardOutput) {
   const ProcessResult help = runProcess({MTLSYNC, "--help"});
   EXPECT_EQ(help.exitCode, 0);
-  EXPECT_THAT(help.out, HasSubstr("Usage: mtlsync [OPTIONS] URL DIR\n"
-                                  "       mtlsync --status|--verify [OPTIONS] DIR\n"));
+  EXPECT_THAT(help.out, HasSubstr("Usage: mtlsync [OPTIONS] URL DIR, "
+                                  "mtlsync --status|--verify [OPTIONS] DIR\n"));
   EXPECT_EQ(help.err, "");
   const ProcessResult version = runProcess({MTLSYNC, "--version"});
   EXPECT_EQ(version.exitCode, 0);
