@@ -16,9 +16,6 @@
 
 namespace mtlupdate {
 
-/// As many as a list may name.
-inline constexpr std::size_t kMostMirrors = 16;
-
 /// One file. The texts belong to the Listing that the entry is from.
 struct Entry {
   /// Where the file lies, relative to the folder of the copy: in the one way to write it
@@ -48,10 +45,10 @@ class Listing {
     ++size_;
   }
 
-  /// Other addresses of the library, which the list names. Those behind the first kMostMirrors do
-  /// not count.
+  /// Other addresses of the library, which the list names. Those behind the first
+  /// mtlrules::kMostMirrors do not count.
   void addMirror(std::string_view address) {
-    if (mirrors_.size() < kMostMirrors) mirrors_.emplace_back(address);
+    if (mirrors_.size() < mtlrules::kMostMirrors) mirrors_.emplace_back(address);
   }
   const std::vector<std::string>& mirrors() const { return mirrors_; }
 

@@ -2,6 +2,7 @@
 #ifndef MTLLIB_RULES_LIST_ENTRY_H_
 #define MTLLIB_RULES_LIST_ENTRY_H_
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -10,6 +11,9 @@ namespace mtlrules {
 
 /// The name of the list itself.
 inline constexpr const char* kListName = "filelist.json";
+
+/// How many other addresses of its library a list may name. Clients pass over further ones.
+inline constexpr std::size_t kMostMirrors = 16;
 
 /// When a client fetches a file.
 enum class DownloadPolicy {

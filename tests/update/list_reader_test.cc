@@ -324,7 +324,7 @@ TEST(ListReaderMirrors, AreNotMoreThanSome) {
   Listing listing;
   ListReader reader(listing);
   ASSERT_FALSE(readPieces(text, text.size(), reader));
-  EXPECT_EQ(listing.mirrors().size(), mtlupdate::kMostMirrors);
+  EXPECT_EQ(listing.mirrors().size(), mtlrules::kMostMirrors);
 }
 
 TEST(ListReaderMirrors, AreNotEntriesThatLackAPath) {

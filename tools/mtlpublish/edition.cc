@@ -33,13 +33,21 @@ Edition::Edition(fs::path folder, EditionOptions options)
 
 void Edition::make(const std::vector<DigestedFile>& files) {
   entries_ = makeEntries(files, options_.listing);
-  record_.list = fileListText(entries_);
+  const std::vector<std::string>& mirrors = options_.listing.mirrors;
+  record_.list = fileListText(entries_, mirrors);
   // What clients of a view fetch, its list has the digests of.
   if (options_.view.empty()) {
     for (const DigestedFile& file : files)
       record_.files.push_back({file.file.path, file.sha256});
   }
   problems_ = problemsOf(files, entries_, signer_.subPath(), options_.listing);
+  if (mirrors.size() > mtlrules::kMostMirrors) {
+    problems_.push_back("clients take no more than " + std::to_string(mtlrules::kMostMirrors) +
+                        " mirrors");
+  }
+  if (!mirrors.empty() && !signer_.isNeeded() && !signer_.wasSigned()) {
+    warnings_.emplace_back("mirrors are named, which clients take from signed lists only");
+  }
   result_.files = entries_.size();
   for (const ListEntry& entry : entries_)
     result_.bytes += entry.fetchedSize();

@@ -8,10 +8,17 @@
 #include <algorithm>
 #include <memory>
 #include <sstream>
+#include <utility>
 
 namespace mtlpublish {
 
 namespace {
+
+constexpr const char* kMirror = "mirror";
+
+bool isMirror(const Json::Value& value) {
+  return value.isObject() && value[kMirror].isString() && !value.isMember("path");
+}
 
 Json::Value jsonOf(const ListEntry& entry) {
   Json::Value value(Json::objectValue);
@@ -37,19 +44,26 @@ bool readEntry(const Json::Value& value, ListEntry& entry) {
 
 }  // namespace
 
-std::string fileListText(const std::vector<ListEntry>& entries) {
+std::string fileListText(const std::vector<ListEntry>& entries,
+                         const std::vector<std::string>& mirrors) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";
   builder["emitUTF8"] = true;
   const std::unique_ptr<Json::StreamWriter> writer(builder.newStreamWriter());
   std::ostringstream text;
   const char* separator = "[\n";
-  for (const ListEntry& entry : entries) {
-    text << separator;
-    writer->write(jsonOf(entry), &text);
-    separator = ",\n";
+  const auto write = [&](const Json::Value& value) {
+    text << std::exchange(separator, ",\n");
+    writer->write(value, &text);
+  };
+  for (const std::string& address : mirrors) {
+    Json::Value value(Json::objectValue);
+    value[kMirror] = address;
+    write(value);
   }
-  text << (entries.empty() ? "[]\n" : "\n]\n");
+  for (const ListEntry& entry : entries)
+    write(jsonOf(entry));
+  text << (entries.empty() && mirrors.empty() ? "[]\n" : "\n]\n");
   return text.str();
 }
 
@@ -64,9 +78,11 @@ std::optional<std::vector<ListEntry>> parseFileList(std::string_view text) {
     return {};
   }
   if (!root.isArray()) return {};
-  std::vector<ListEntry> entries(root.size());
-  for (Json::ArrayIndex i = 0; i < root.size(); ++i) {
-    if (!readEntry(root[i], entries[i])) return {};
+  std::vector<ListEntry> entries;
+  entries.reserve(root.size());
+  for (const Json::Value& value : root) {
+    if (isMirror(value)) continue;
+    if (!readEntry(value, entries.emplace_back())) return {};
   }
   std::sort(entries.begin(), entries.end(),
             [](const ListEntry& a, const ListEntry& b) { return a.path < b.path; });

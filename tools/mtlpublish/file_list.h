@@ -29,8 +29,10 @@ struct ListEntry {
 };
 
 /// The text of the list: a JSON array, one entry a line. It ends in a newline, which
-/// clients need: they leave out the last byte of the list when they parse it.
-std::string fileListText(const std::vector<ListEntry>& entries);
+/// clients need: they leave out the last byte of the list when they parse it. `mirrors` are other
+/// addresses of the library, which come first.
+std::string fileListText(const std::vector<ListEntry>& entries,
+                         const std::vector<std::string>& mirrors = {});
 
 /// The entries of such a text, sorted by path; none when it is another one.
 std::optional<std::vector<ListEntry>> parseFileList(std::string_view text);

@@ -60,7 +60,7 @@ class ConfigReader {
 
   void readLibrary(const toml::table& table) {
     checkWords(table, {"name", "lossy", "exclude", "include", "never", "allow", "keep",
-                       "differences", "policy", "signing", "address", "view"});
+                       "differences", "mirrors", "policy", "signing", "address", "view"});
     readText(table, "name", [this](const std::string& name) {
       config_.name = name;
       return mtlsigning::isLibraryName(name) ? "" : "is not a name for a library";
@@ -76,6 +76,10 @@ class ConfigReader {
       config_.listing.policies.push_back({std::move(glob), DownloadPolicy::kNever});
     readTexts(table, "allow", [this](const std::string& kind) {
       return allow(kind, config_.listing) ? std::string() : "is not " + std::string(kKinds);
+    });
+    readTexts(table, "mirrors", [this](const std::string& address) {
+      config_.listing.mirrors.push_back(address);
+      return mirrorProblem(address);
     });
     readNumber(table, "keep", 0, 1000, "a number of builds", config_.keep);
     readNumber(table, "differences", 0, 1000, "a number of builds", config_.differences);

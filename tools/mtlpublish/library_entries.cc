@@ -5,6 +5,7 @@
 #include <optional>
 #include <utility>
 
+#include "rules/address.h"
 #include "rules/list_entry.h"
 #include "rules/printable.h"
 
@@ -96,6 +97,11 @@ std::vector<std::string> problemsOf(const std::vector<DigestedFile>& files,
   for (std::string& problem : checkEntries(entries, subPath, options.allowed))
     problems.push_back(std::move(problem));
   return problems;
+}
+
+std::string mirrorProblem(const std::string& address) {
+  if (mtlrules::isMirrorAddress(address)) return "";
+  return "is not an address of http or https that anybody may ask";
 }
 
 std::vector<std::string> warningsOf(const std::vector<ListEntry>& entries, const TreeScan& scan,

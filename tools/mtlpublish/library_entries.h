@@ -32,6 +32,9 @@ struct ListingOptions {
   /// List a map x.tx that has a lossy variant x.jpeg.tx beside it as lossy, and leave
   /// the variant out of the list.
   bool lossy = false;
+  /// Other addresses at which the library is published, which clients of the kit take from its list
+  /// when it is signed.
+  std::vector<std::string> mirrors{};
   /// What is published though some client cannot take it.
   AllowedFaults allowed{};
   /// Publish a new content of a "missing" file, which the module does not fetch where it has the
@@ -49,6 +52,9 @@ bool allow(std::string_view kind, ListingOptions& options);
 /// `files` is sorted by path.
 std::vector<ListEntry> makeEntries(const std::vector<DigestedFile>& files,
                                    const ListingOptions& options);
+
+/// What is wrong with an address as a mirror; "" when nothing is.
+std::string mirrorProblem(const std::string& address);
 
 /// "PATH: what is wrong", for everything that some client could not take and that may not pass.
 std::vector<std::string> problemsOf(const std::vector<DigestedFile>& files,

@@ -9,6 +9,7 @@
 #include <algorithm>
 
 #include "platform/file_names.h"
+#include "rules/address.h"
 #include "rules/list_entry.h"
 #include "rules/own_names.h"
 #include "rules/path.h"
@@ -54,6 +55,12 @@ void addEntry(std::size_t number, const Json::Value& entry, std::string_view sub
   if (!entry.isObject()) return add("an entry is not an object", true);
   // Up to a zero byte.
   if (entry["path"].isString()) path = entry["path"].asCString();
+  if (const std::string mirror = textOf(entry["mirror"]).value_or("");
+      path.empty() && !mirror.empty()) {
+    if (!mtlrules::isMirrorAddress(mirror))
+      add("its \"mirror\" is not an address to publish", false);
+    return;
+  }
   if (path.empty()) add("has no \"path\"", false);
   if (entry.isMember("download") && !isKnownPolicy(entry["download"])) {
     add("its \"download\" is not always, missing or never", false);

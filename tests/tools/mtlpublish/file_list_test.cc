@@ -68,4 +68,13 @@ TEST(FileList, IsNotReadWhenItIsAnotherText) {
   EXPECT_FALSE(parseFileList(std::string(100'000, '[')));
 }
 
+TEST(FileList, BeginsWithTheMirrors) {
+  const std::string text =
+      fileListText({{"a", DownloadPolicy::kAlways, 1, 0}}, {"https://b.example/lib"});
+  EXPECT_EQ(text.rfind("[\n{\"mirror\":\"https://b.example/lib\"},\n{\"download\"", 0), 0U) << text;
+  ASSERT_TRUE(parseFileList(text));
+  EXPECT_EQ(parseFileList(text)->size(), 1U);
+  EXPECT_TRUE(parseFileList(fileListText({}, {"https://b.example/lib"}))->empty());
+}
+
 }  // namespace

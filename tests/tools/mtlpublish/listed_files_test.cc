@@ -178,4 +178,16 @@ TEST(ReadList, RefusesListsThatAreNestedTooDeeply) {
 }
 
 }  // namespace
+TEST(ListedFiles, AreNotMirrors) {
+  std::vector<ListedFile> files;
+  std::vector<ListProblem> problems;
+  EXPECT_EQ(readList(R"([{"mirror":"https://b.example/lib"},{"mirror":"b"},{"path":"a"}]
+)",
+                     "", files, problems),
+            "");
+  EXPECT_EQ(files.size(), 1U);
+  ASSERT_EQ(problems.size(), 1U);
+  EXPECT_EQ(problems[0].reason, "its \"mirror\" is not an address to publish");
+}
+
 }  // namespace mtlpublish

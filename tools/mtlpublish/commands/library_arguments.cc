@@ -49,6 +49,14 @@ void addLibraryOptions(CLI::App* command, LibraryArguments& arguments) {
   addTexts(command, "--allow", "KIND", arguments.allow,
            "Publish what some client cannot take, by kind")
       ->check(CLI::Validator(kindProblem, "", "kind"));
+  addTexts(command, "--mirror", "URL", arguments.mirrors,
+           "Other address of the library, for clients that check who signed")
+      ->check(CLI::Validator(
+          [](const std::string& address) {
+            const std::string problem = mirrorProblem(address);
+            return problem.empty() ? problem : "'" + address + "' " + problem;
+          },
+          "", "mirror"));
   command->add_flag("--no-cache", arguments.noCache, "Read every file again, and keep no cache");
   command->add_flag("--json", arguments.json, "Print one JSON object and nothing else");
   command->add_flag("-q,--quiet", arguments.quiet, "Print errors only");
@@ -97,6 +105,7 @@ PublishOptions publishOptions(const LibraryArguments& arguments, const LibraryCo
     allow(kind, options);
   options.views = config.views;
   options.address = config.address;
+  if (!arguments.mirrors.empty()) options.mirrors = arguments.mirrors;
   options.keep = static_cast<std::size_t>(config.keep);
   options.differences = static_cast<std::size_t>(config.differences);
   options.cache = !arguments.noCache;

@@ -21,6 +21,7 @@ struct LibraryArguments {
   std::vector<std::string> include;
   bool lossy = false;
   std::vector<std::string> allow;
+  std::vector<std::string> mirrors;
   bool noCache = false;
   bool quiet = false;
   bool verbose = false;
