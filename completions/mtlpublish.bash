@@ -15,7 +15,7 @@ _mtlpublish() {
     esac
   done
   case $previous in
-    --missing | --never | --exclude | --include | --fail | --port | --delay | --host-name | --name | --sub-path | --expires)
+    --missing | --never | --exclude | --include | --mirror | --fail | --port | --delay | --host-name | --name | --sub-path | --expires)
       return
       ;;
     --allow)
@@ -31,7 +31,7 @@ _mtlpublish() {
   case $command in
     '') options+=' --version' ;;
     build | diff)
-      options+=' --config --missing --never --exclude --include --allow --lossy --no-cache'
+      options+=' --config --missing --never --exclude --include --allow --mirror --lossy --no-cache'
       options+=' --json -q --quiet -v --verbose'
       [[ $command == diff ]] ||
         options+=' --sign --prepare --no-sign --name --sub-path --expires --password-file'

@@ -12,7 +12,7 @@ _mtlsync() {
       return
       ;;
     --sub-path | --proxy | --max-file-size | --max-total-size | --limit-rate | --retries | \
-      --random-delay | --name)
+      --random-delay | --name | --mirror)
       return
       ;;
   esac
@@ -20,7 +20,7 @@ _mtlsync() {
     mapfile -t COMPREPLY < <(compgen -W '-h --help --version --check --dry-run --repair --verify --status
       --full --prune --prune-most --limit-rate --retries --random-delay --wait
       --sub-path --proxy --no-proxy --max-file-size --max-total-size -q --quiet -v --verbose
-      --json --module --key --name --allow-expired --forget-keys' -- "$word")
+      --json --module --key --name --allow-expired --forget-keys --mirror' -- "$word")
   else
     mapfile -t COMPREPLY < <(compgen -d -- "$word")
     compopt -o filenames 2>/dev/null

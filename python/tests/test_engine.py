@@ -12,7 +12,7 @@ import pytest
 import mtllib
 from conftest import Opener
 from mtllib import Amount, Difference, Event, Failure, FileChange, UpdateOptions
-from scripted_server import ScriptedServer
+from scripted_server import ScriptedServer, refusing_address
 
 
 @pytest.fixture
@@ -106,6 +106,31 @@ def test_verify_finds_what_differs_and_repair_fetches_it(
     }
     assert library.repair().fetched == Amount(3, 3)
     assert library.verify().differences == (Difference("extra", "d"),)
+
+
+def test_a_mirror_helps_when_the_address_does_not_answer(
+    server: ScriptedServer, open_library: Opener, copy: pathlib.Path
+) -> None:
+    server.publish({"a": b"aa"})
+    told: List[Event] = []
+    with refusing_address() as (host, port):
+        library = open_library(
+            url=f"http://{host}:{port}/lib",
+            mirrors=[server.url],
+            options=UpdateOptions(tries=1),
+        )
+        library.sync(on_event=told.append)
+    assert (copy / "a").read_bytes() == b"aa"
+    assert any(f'trying "{server.url}" instead' in event.text for event in told)
+    (change,) = [event.file for event in told if event.file is not None]
+    assert change.source == server.url
+
+
+def test_mirrors_are_several_addresses_for_the_engine(server: ScriptedServer) -> None:
+    with pytest.raises(TypeError, match="mirrors are several addresses"):
+        mtllib.Library(server.url, "copy", mirrors=server.url)
+    with pytest.raises(ValueError, match="the module knows one address"):
+        mtllib.Library(server.url, "copy", mirrors=[server.url], module=True)
 
 
 def test_all_can_be_awaited(

@@ -17,6 +17,7 @@
 #include "support/promptly.h"
 #include "support/published_library.h"
 #include "support/scripted_server.h"
+#include "support/socket.h"
 #include "support/temp_dir.h"
 #include "update/lock.h"
 #include "update/system.h"
@@ -468,7 +469,8 @@ TEST_F(EngineTest, NamesItselfAndItsVersionToServers) {
 
 TEST_F(EngineTest, GoesOnAtAMirrorAndSaysSo) {
   publish("one", {{"a", "a"}});
-  settings_.remoteAddress = ScriptedServer().address() + "/lib";
+  const Socket dead = Socket::refuseOnLoopback();
+  settings_.remoteAddress = "http://127.0.0.1:" + std::to_string(dead.port()) + "/lib";
   settings_.mirrors = {library_.address()};
   std::string source;
   observer_.onFile = [&](const FileChange& change) { source = change.source; };
@@ -482,7 +484,8 @@ TEST_F(EngineTest, GoesOnAtAMirrorAndSaysSo) {
 }
 
 TEST_F(EngineTest, FailsForTheNetworkWhenNoAddressAnswers) {
-  settings_.remoteAddress = ScriptedServer().address() + "/lib";
+  const Socket dead = Socket::refuseOnLoopback();
+  settings_.remoteAddress = "http://127.0.0.1:" + std::to_string(dead.port()) + "/lib";
   settings_.mirrors = {settings_.remoteAddress + "/other"};
   expectFailure(Failure::kNetwork, "none of 2 addresses has it at the moment");
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "support/signed_library.h"
+#include "support/socket.h"
 #include "update/own_files.h"
 #include "updater_fixture.h"
 
@@ -33,11 +34,6 @@ class DrawnTiming : public FastTiming {
   double drawn = 0.999999;  ///< Leaves an order as it is; 0 turns one of two round.
 };
 
-/// An address at which nobody answers.
-std::string deadAddress() {
-  return ScriptedServer().address() + "/lib";
-}
-
 class MirrorsTest : public UpdaterFixture {
  protected:
   /// Of the library on the first server, unsigned.
@@ -53,6 +49,10 @@ class MirrorsTest : public UpdaterFixture {
     server.serve("/lib/filelist.json", release_.list);
     server.serve("/lib/id.txt", release_.stamp);
     server.forgetRequests();
+  }
+  /// Nobody answers there.
+  std::string deadAddress(const std::string& path = "/lib") const {
+    return "http://127.0.0.1:" + std::to_string(dead_.port()) + path;
   }
   static std::string addressOf(const ScriptedServer& server) { return server.address() + "/lib"; }
   void useAddresses(const std::vector<std::string>& addresses) {
@@ -93,6 +93,7 @@ class MirrorsTest : public UpdaterFixture {
     Files files;
   };
 
+  Socket dead_ = Socket::refuseOnLoopback();
   ScriptedServer second_;
   ScriptedServer third_;
   DrawnTiming timing_;
@@ -135,7 +136,7 @@ TEST_F(SignedMirrorsTest, OneThatIsDownIsPassedOver) {
 }
 
 TEST_F(SignedMirrorsTest, AllThatAreDownAreWorthALaterTry) {
-  useAddresses({deadAddress(), deadAddress()});
+  useAddresses({deadAddress(), deadAddress("/other")});
   expectFailure(Kind::kNetwork, "none of 2 addresses");
 }
 

@@ -232,6 +232,17 @@ def test_only_what_one_of_the_keys_has_signed_is_taken(
     assert (copy / "a.mat").read_bytes() == b"oak"
 
 
+def test_a_mirror_helps_when_the_address_does_not_answer(
+    blender: Blender, server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.publish({"a.mat": b"oak"})
+    with refusing_address() as (host, port):
+        blender.with_preferences(
+            address=f"http://{host}:{port}/lib", mirrors=f" {server.url} "
+        ).run(_SYNCHRONISE).check()
+    assert (copy / "a.mat").read_bytes() == b"oak"
+
+
 def test_an_expired_release_is_taken_on_request_with_a_warning(
     blender: Blender, server: ScriptedServer, copy: pathlib.Path
 ) -> None:

@@ -15,6 +15,7 @@
 #include "support/no_access.h"
 #include "support/published_library.h"
 #include "support/scripted_server.h"
+#include "support/socket.h"
 #include "support/temp_dir.h"
 #include "update/lock.h"
 #include "update/system.h"
@@ -367,7 +368,8 @@ TEST_F(CEngine, IsCancelledWhileItPlans) {
 
 TEST_F(CEngine, GoesOnAtAMirror) {
   published_.publish("one", {{"a", "a"}});
-  const std::string dead = ScriptedServer().address() + "/lib";
+  const Socket taken = Socket::refuseOnLoopback();
+  const std::string dead = "http://127.0.0.1:" + std::to_string(taken.port()) + "/lib";
   const char* const mirrors[] = {address_.c_str()};
   options_.remote_address = dead.c_str();
   options_.mirrors = mirrors;

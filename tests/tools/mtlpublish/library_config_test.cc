@@ -49,6 +49,7 @@ include = [".well-known"]
 never = ["*.txt"]
 allow = ["long-paths", "changed-missing"]
 keep = 3
+mirrors = ["https://b.example/lib", "http://c.example"]
 [[policy]]
 files = ["maps/new/*"]
 download = "always"
@@ -66,6 +67,7 @@ sub-path = "beta"
   EXPECT_THAT(textsOf(config.listing.selection.include), ElementsAre(".well-known"));
   EXPECT_THAT(config.listing.allowed, ElementsAre(mtlrules::NameFault::kLongPath));
   EXPECT_TRUE(config.listing.allowsChangedMissing);
+  EXPECT_THAT(config.listing.mirrors, ElementsAre("https://b.example/lib", "http://c.example"));
   std::vector<std::string> policies;
   for (const auto& rule : config.listing.policies)
     policies.push_back(std::string(mtlrules::wordFor(rule.policy)) + ' ' + rule.files.text());
@@ -93,6 +95,14 @@ TEST(LibraryConfig, HasUnknownWordsReportedWithTheNearestKnownOne) {
                           "library.toml:4: a policy has no files"));
   EXPECT_THAT(problemsOfConfig("[signing]\nexpire = 1\n"),
               ElementsAre("library.toml:2: 'expire' is not known; is it 'expires'?"));
+}
+
+TEST(LibraryConfig, NamesMirrorsThatAnybodyMayAsk) {
+  for (const char* address : {"b.example/lib", "ftp://b.example/lib", "https://me@b.example/lib"}) {
+    EXPECT_THAT(problemsOfConfig(std::string("mirrors = [\"") + address + "\"]"),
+                ElementsAre("library.toml:1: mirrors: '" + std::string(address) +
+                            "' is not an address of http or https that anybody may ask"));
+  }
 }
 
 TEST(LibraryConfig, HasEveryProblemReportedAtOnce) {

@@ -317,6 +317,22 @@ TEST_F(Publisher, WarnsOfFilesThatAreTooLargeForMany) {
   EXPECT_THAT(mtlpublish::sizeWarnings({entry}), IsEmpty());
 }
 
+TEST_F(Publisher, NamesMirrorsInTheListAndThatClientsWantThemSigned) {
+  add("a", "a");
+  const std::string before = id();
+  PublishOptions options;
+  options.mirrors = {"https://b.example/lib"};
+  const PublishResult result = publish(options);
+  EXPECT_THAT(result.problems, IsEmpty());
+  EXPECT_THAT(result.warnings, ElementsAre(HasSubstr("from signed lists only")));
+  EXPECT_NE(result.id, before);
+  EXPECT_THAT(list(), testing::StartsWith("[\n{\"mirror\":\"https://b.example/lib\"},\n{"));
+  ASSERT_TRUE(result.changes);
+  EXPECT_TRUE(publish(options).changes) << "its own list is one that it can read";
+  options.mirrors.assign(17, "https://b.example/lib");
+  EXPECT_THAT(publish(options).problems, ElementsAre("clients take no more than 16 mirrors"));
+}
+
 TEST_F(Publisher, RefusesAFolderThatIsNone) {
   add("file", "");
   EXPECT_THAT(mtlpublish::publish(dir_ / "file", {}).problems,

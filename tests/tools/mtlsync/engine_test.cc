@@ -14,6 +14,7 @@
 #include "support/published_library.h"
 #include "support/regex_matchers.h"
 #include "support/scripted_server.h"
+#include "support/socket.h"
 #include "support/temp_dir.h"
 #include "update/lock.h"
 #include "update/system.h"
@@ -266,7 +267,8 @@ TEST_F(EngineProgram, SaysByItsExitStatusWhatFailed) {
 
 TEST_F(EngineProgram, GoesOnAtAMirror) {
   library_.publish("one", {{"a", "a"}});
-  const std::string dead = ScriptedServer().address() + "/lib";
+  const Socket taken = Socket::refuseOnLoopback();
+  const std::string dead = "http://127.0.0.1:" + std::to_string(taken.port()) + "/lib";
   std::vector<std::string> command{MTLSYNC, "--no-proxy", "--retries", "0", dead, copy_};
   EXPECT_EQ(runProcess(command).exitCode, 3);
   command.insert(command.end(),
