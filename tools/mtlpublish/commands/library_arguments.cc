@@ -50,7 +50,7 @@ void addLibraryOptions(CLI::App* command, LibraryArguments& arguments) {
            "Publish what some client cannot take, by kind")
       ->check(CLI::Validator(kindProblem, "", "kind"));
   addTexts(command, "--mirror", "URL", arguments.mirrors,
-           "Other address of the library, for clients that check who signed")
+           "Other address of the library, if it is signed")
       ->check(CLI::Validator(
           [](const std::string& address) {
             const std::string problem = mirrorProblem(address);
