@@ -27,8 +27,7 @@ as published or signed, 6 other run, 7 differences, 100 update, 130 interrupted.
 class HelpFormatter final : public CLI::Formatter {
  public:
   std::string make_usage(const CLI::App* /*app*/, std::string name) const override {
-    return "Usage: " + name + " [OPTIONS] URL DIR, " + name +
-           " --status|--verify [OPTIONS] DIR\n";
+    return "Usage: " + name + " [OPTIONS] URL DIR, " + name + " --status|--verify [OPTIONS] DIR\n";
   }
 };
 
