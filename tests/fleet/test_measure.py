@@ -4,14 +4,15 @@ from __future__ import annotations
 
 import os
 import pathlib
+import socket
 import tempfile
 import unittest
 
 from figures import FILE, FIRST, KIT, MODULE, NAMED_ANEW, NOTHING, ONE, Figures, Traffic
 from hours import Habit
-from measure import Library, clients_of, measure
+from measure import Client, Library, clients_of, measure
 from model import Cdn, Fleet, simulate
-from server import nginx
+from server import Server, nginx
 
 FILES, SIZE = 150, 3000
 
@@ -73,6 +74,52 @@ class OneClient(unittest.TestCase):
             file = pathlib.Path(name) / "figures.json"
             self.figures.save(file)
             self.assertEqual(Figures.load(file), self.figures)
+
+
+class Mirrors(unittest.TestCase):
+    """What a client asks for that knows two addresses."""
+
+    def setUp(self) -> None:
+        self.work = pathlib.Path(self.enterContext(
+            tempfile.TemporaryDirectory(prefix="mtllib-fleet-")))
+        self.library = Library(self.work / "library", pathlib.Path(os.environ["PROGRAMS"]), SIZE)
+        self.library.fill(FILES)
+        self.library.build()
+        self.server = self.start("one")
+
+    def start(self, name: str) -> Server:
+        folder = self.work / name
+        folder.mkdir()
+        return self.enterContext(nginx(self.library.folder, folder))
+
+    def client(self, name: str, mirror: str) -> Client:
+        """One of the kit, with a copy of its own."""
+        kit = clients_of(self.library, self.work / name)[0]
+        return Client(name, [*kit.command, "--mirror", mirror], kit.copy)
+
+    def expected(self) -> list[dict[str, Traffic]]:
+        """A first run, and one without news, where there is one address."""
+        alone = clients_of(self.library, self.work / "alone")[0]
+        return [alone.update(self.server), alone.update(self.server)]
+
+    def test_one_that_is_down_costs_the_other_nothing(self) -> None:
+        expected = self.expected()
+        with socket.socket() as silent:
+            silent.bind(("127.0.0.1", 0))
+            # The order is drawn for each run.
+            for name in ("a", "b", "c"):
+                client = self.client(name, f"http://127.0.0.1:{silent.getsockname()[1]}/lib")
+                self.assertEqual([client.update(self.server), client.update(self.server)],
+                                 expected)
+
+    def test_each_run_asks_one_of_them(self) -> None:
+        expected = self.expected()
+        other = self.start("two")
+        for name in ("a", "b", "c"):
+            client = self.client(name, other.address)
+            for run in expected:
+                client.run(self.server)
+                self.assertCountEqual([self.server.counted(), other.counted()], [run, {}])
 
 
 if __name__ == "__main__":
