@@ -39,7 +39,7 @@ _mtlpublish() {
     rollback)
       options+=' --config --sign --prepare --no-sign --name --sub-path --expires --password-file'
       ;;
-    files) options+=' --lists' ;;
+    files) options+=' --lists --list-forms' ;;
     keygen) options+=' --password-file --no-password' ;;
     report) options+=' --output --sub-path' ;;
     verify) options+=' --quick --key --sub-path --json -q --quiet' ;;

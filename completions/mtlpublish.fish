@@ -42,6 +42,7 @@ complete -c mtlpublish -n '__fish_seen_subcommand_from build diff verify' -l jso
 
 complete -c mtlpublish -n '__fish_seen_subcommand_from keygen' -l no-password -d 'Do not encrypt the secret key'
 
+complete -c mtlpublish -n '__fish_seen_subcommand_from files' -l list-forms -d 'Name what is published beside the list instead'
 complete -c mtlpublish -n '__fish_seen_subcommand_from report' -l output -r -F -d 'File to write'
 complete -c mtlpublish -n '__fish_seen_subcommand_from report' -l sub-path -x -d 'Show what clients see that give it'
 

@@ -8,9 +8,7 @@ namespace mtlupdate {
 namespace {
 
 Failure otherList() {
-  return {Failure::Kind::kContent,
-          "it is not the list that the library's stamp is of: it was changed, or is of another "
-          "release"};
+  return {Failure::Kind::kContent, "it is not the list that the library's stamp is of"};
 }
 
 }  // namespace
@@ -22,9 +20,10 @@ Outcome ListIntake::begin() {
   listing_ = Listing();
   reader_.emplace(listing_);
   problem_.reset();
+  stampCheck_.reset();
   if (proof_.release != nullptr) {
     signatureCheck_.emplace(*proof_.release);
-  } else if (proof_.isConclusive()) {
+  } else if (proof_.note) {
     stampCheck_.emplace(StampCheck{Sha256(), proof_.note->size});
   }
   return keep_ ? keep_(true, {}) : Outcome();
@@ -49,7 +48,7 @@ Outcome ListIntake::take(std::string_view bytes) {
   if (Outcome failure = check(bytes)) return failure;
   if (!problem_) problem_ = reader_->feed(bytes);
   // Whose list it is that cannot be read, its end shows.
-  if (problem_ && !proof_.isConclusive()) return problem_;
+  if (problem_ && !signatureCheck_ && !stampCheck_) return problem_;
   return keep_ ? keep_(false, bytes) : Outcome();
 }
 

@@ -26,11 +26,8 @@ using ListKeeper = std::function<Outcome(bool anew, std::string_view bytes)>;
 struct ListProof {
   /// Which signed it, and whose files have to be listed so that they can be checked; null for none.
   const mtlsigning::SignedRelease* release = nullptr;
-  /// What the stamp says of it. Looked at only where nobody has signed.
+  /// What the stamp says of it, with a digest. Looked at only where nobody has signed.
   std::optional<mtlrules::ListNote> note{};
-
-  /// Whether any other list will be refused.
-  bool isConclusive() const { return release != nullptr || (note && !note->sha256.empty()); }
 };
 
 /// One thread at a time.
@@ -40,6 +37,12 @@ class ListIntake {
   ListIntake(ListProof proof, ListKeeper keep, Listing& listing);
 
   const ListProof& proof() const { return proof_; }
+
+  /// Where nobody has signed, whatever list comes from now on is the right one: a cache may answer
+  /// with a stamp that is a minute older than the list, which does no harm.
+  void takeUnsigned() {
+    if (proof_.release == nullptr) proof_.note.reset();
+  }
 
   /// The text begins, perhaps anew.
   Outcome begin();

@@ -93,7 +93,8 @@ Outcome ListSources::fetch(const ListWish& wish, ListIntake& intake, const Outco
     };
     wanted.pastCaches = wish.pastCaches;
     wanted.isAskedAsNamed = wish.release == nullptr;
-    if (!intake.proof().isConclusive()) wanted.mirror = wish.mirror;
+    // What nothing shows to be the right one comes from where the stamp is from.
+    if (wish.release == nullptr && !note) wanted.mirror = wish.mirror;
     return wanted;
   };
   // Where what keeps the list has failed, no other form helps.
@@ -112,6 +113,7 @@ Outcome ListSources::fetch(const ListWish& wish, ListIntake& intake, const Outco
         fetchCompressedList(transfers_, document(mtlrules::kCompressedListName), company_, intake);
     if (isOver(failure)) return failure;
   }
+  intake.takeUnsigned();
   return fetchList(transfers_, document(mtlrules::kListName), company_, intake);
 }
 

@@ -83,12 +83,13 @@ class StampBody : public DocumentBody {
   std::string& stamp_;
 };
 
-/// The list, in any of the forms in which it may come. One that was wrong is not asked for again,
-/// where whoever asked has another way: such a failure is kUntrusted here.
+/// The list, in any of the forms in which it may come. One in place of which there is another form
+/// is not asked for again when it was wrong: such a failure is kUntrusted here.
 class ListBody : public DocumentBody {
  public:
-  ListBody(const Document& document, std::uint64_t largestSize, bool isFinal, ListIntake& intake)
-      : DocumentBody(document, largestSize), isFinal_(isFinal), intake_(intake) {}
+  ListBody(const Document& document, std::uint64_t largestSize, bool isReplaceable,
+           ListIntake& intake)
+      : DocumentBody(document, largestSize), isReplaceable_(isReplaceable), intake_(intake) {}
 
   Outcome finish() override { return judged(finishList()); }
 
@@ -104,14 +105,14 @@ class ListBody : public DocumentBody {
   Outcome take(std::string_view bytes) override { return judged(takeList(bytes)); }
 
   Outcome judged(Outcome failure) const {
-    if (failure && isFinal_ && failure->kind == Failure::Kind::kContent) {
+    if (failure && isReplaceable_ && failure->kind == Failure::Kind::kContent) {
       failure->kind = Failure::Kind::kUntrusted;
       failure->isTransient = true;
     }
     return failure;
   }
 
-  bool isFinal_;
+  bool isReplaceable_;
   ListIntake& intake_;
 };
 
@@ -236,14 +237,8 @@ Outcome fetchStamp(Transfers& transfers, const Document& document, const Company
 
 Outcome fetchList(Transfers& transfers, const Document& document, const Company& company,
                   ListIntake& intake) {
-  // A list that is not that of its stamp is looked for together with that.
-  const bool isFinal = intake.proof().release == nullptr && intake.proof().isConclusive();
-  Alone alone(std::make_unique<ListBody>(document, kLargestList, isFinal, intake), company);
-  Outcome failure = transfers.run(alone);
-  if (failure && isFinal && failure->kind == Failure::Kind::kUntrusted) {
-    failure->kind = Failure::Kind::kContent;
-  }
-  return failure;
+  Alone alone(std::make_unique<ListBody>(document, kLargestList, false, intake), company);
+  return transfers.run(alone);
 }
 
 Outcome fetchCompressedList(Transfers& transfers, const Document& document, const Company& company,

@@ -7,6 +7,7 @@ in the file, which is read anew for each request: the name of an attack, as in A
 "byte NUMBER", which changes that byte of the stamp.
 """
 
+import gzip
 import http.server
 import os
 import re
@@ -35,7 +36,12 @@ def of_another_time(content):
     return re.sub(rb"serial: \d", b"serial: 9", content)
 
 
-# Which release the stamp, the list and the files are of, and what is done to each.
+def form_of_evil_list(content):
+    return gzip.compress(with_evil_file(gzip.decompress(content)))
+
+
+# Which release the stamp, the list and the files are of, and what is done to each. Other forms of the
+# list are handed out only where something is done to them.
 ATTACKS = {
     "none": ("new", "new", "new", {}),
     "arbitrary file": ("new", "new", "new", {"file": lambda content: b"X" * len(content)}),
@@ -58,6 +64,11 @@ ATTACKS = {
     "not signed": ("new", "new", "new", {"stamp": lambda _: b"7a1bc3d2"}),
     "cut signature": ("new", "new", "new", {"stamp": lambda content: content[:-20]}),
     "changed comment": ("new", "new", "new", {"stamp": of_another_time}),
+    "arbitrary form": ("new", "new", "new", {"form": lambda content: b"X" * len(content)}),
+    "cut form": ("new", "new", "new", {"form": lambda content: content[:-9]}),
+    "form of an evil list": ("new", "new", "new", {"form": form_of_evil_list}),
+    "form that grows": ("new", "new", "new", {"form": lambda _: gzip.compress(b" " * 50000000)}),
+    "endless form": ("new", "new", "new", {"form": None}),
 }
 
 
@@ -74,8 +85,11 @@ class Handler(http.server.BaseHTTPRequestHandler):
         else:
             attack = ATTACKS[attack]
         path = urllib.parse.unquote(self.path).lstrip("/")
-        kind = {"id.txt": "stamp", "filelist.json": "list"}.get(path, "file")
-        release = attack[("stamp", "list", "file").index(kind)]
+        kind = {"id.txt": "stamp", "filelist.json": "list", "filelist.json.gz": "form"}.get(path, "file")
+        if kind == "form" and kind not in attack[3]:
+            self.answer(404, b"")
+            return
+        release = attack[{"stamp": 0, "list": 1, "form": 1, "file": 2}[kind]]
         try:
             with open(os.path.join(self.server.releases, release, path), "rb") as file:
                 content = file.read()

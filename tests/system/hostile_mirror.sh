@@ -193,6 +193,14 @@ nothing|not signed|not signed
 old|cut signature|not a whole signature
 old|changed comment|wrong signature
 END
+  # The list itself makes up for these.
+  for name in "arbitrary form" "cut form" "form of an evil list" "form that grows" "endless form"; do
+    begin_with old
+    attack "$name"
+    $client >"$folder/out" 2>"$folder/err" || fail "$client, $name: $(cat "$folder/err")"
+    manifest_of "$target" | diff "$folder/manifest-new" - || fail "$client, $name: not the release"
+    attacks=$((attacks + 1))
+  done
   size=$(wc -c <"$folder/releases/new/id.txt")
   tries=$stamp_bytes
   case $client in

@@ -120,7 +120,7 @@ forget_requests
 expect 0 mtlsync --no-proxy "$https" "$folder/copy"
 requests | grep -v /materials/ >"$folder/asked"
 [ "$(requests | wc -l)" -eq 12 ] || fail "$(requests)"
-[ "$(cat "$folder/asked")" = "GET /library/filelist.json
+[ "$(cat "$folder/asked")" = "GET /library/filelist.json.gz
 GET /library/id.txt
 GET /library/maps/oak%202.tx
 GET /library/maps/passing%202.tx" ] || fail "$(cat "$folder/asked")"
@@ -130,7 +130,7 @@ expect 0 mtlsync --no-proxy "$cdn" "$folder/behind-1"
 publish 3
 forget_requests
 expect 0 mtlsync --no-proxy "$cdn" "$folder/behind-2"
-diff -r -x ".mtlpublish-*" -x .mtllib -x id.txt -x filelist.json "$folder/library" "$folder/behind-2" || fail "something old"
+diff -r -x ".mtlpublish-*" -x .mtllib -x id.txt -x filelist.json -x filelist.json.gz -x changes "$folder/library" "$folder/behind-2" || fail "something old"
 expect_nothing_older_than_stamp "$folder/behind-2"
 ! requests | grep -q "oak%201.tx" || fail "the cache kept no map"
 
@@ -182,7 +182,11 @@ expect 0 mtlpublish verify "$https"
 expect 0 publish-to-server --clean "$folder/library" "$folder/served/library"
 expect 0 mtlpublish verify "$https"
 (cd "$folder/served/library" && find . -type f -printf '%P\n' | sort) >"$folder/there"
-{ mtlpublish files "$folder/library" && printf 'filelist.json\nid.txt\n'; } | sort >"$folder/wanted"
+{
+  mtlpublish files "$folder/library"
+  mtlpublish files --list-forms "$folder/library"
+  printf 'filelist.json\nid.txt\n'
+} | sort >"$folder/wanted"
 diff "$folder/wanted" "$folder/there" || fail "others are served than clients fetch"
 grep -qx "link/- odd \[name\].tx" "$folder/there" || fail "$(cat "$folder/there")"
 ! grep -e psd -e git -e passwd -e "/lossy.tx" "$folder/there" || fail "too much is served"

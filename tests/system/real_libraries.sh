@@ -28,7 +28,10 @@ done
 
 # publish OPTION...: with what clients of the kit and of the module are foretold to ask for.
 publish() {
-  [ ! -e "$library/filelist.json" ] || cp "$library/filelist.json" "$folder/old.json"
+  if [ -e "$library/filelist.json" ]; then
+    cp "$library/filelist.json" "$folder/old.json"
+    cp "$library/id.txt" "$folder/old.id"
+  fi
   expect 0 mtlpublish diff --json --allow changed-missing "$@" "$library"
   foretold=$(python3 -c 'import json, sys
 result = json.load(sys.stdin)
@@ -37,22 +40,28 @@ for client in ("byKit", "byModule"):
   expect 0 mtlpublish build --allow changed-missing "$@" "$library"
 }
 
-# The requests for the new release, and the bytes of their bodies: for the stamp, the list, and
-# each content that no file of the old release has.
+# The requests for the new release, and the bytes of their bodies: for the stamp, the list in the
+# form that is offered to clients of the old release, and each content that no file of that has.
 cost_by_lists() {
-  python3 - "$library" "$folder/old.json" <<'END'
-import json, os, sys
+  python3 - "$library" "$folder/old.json" "$folder/old.id" <<'END'
+import hashlib, json, os, sys
 
 def contents(file):
     with open(file, encoding="utf-8") as text:
         return {entry["sha256"]: entry.get("jpegSize") or entry["size"]
                 for entry in json.load(text) if entry["download"] != "never"}
 
-library, old = sys.argv[1:]
+library, old, old_id = sys.argv[1:]
 new = contents(library + "/filelist.json")
 for digest in contents(old) if os.path.exists(old) else ():
     new.pop(digest, None)
-own = [os.path.getsize(f"{library}/{name}") for name in ("id.txt", "filelist.json")]
+form = "filelist.json.gz"
+if os.path.exists(old_id):
+    with open(old_id, "rb") as stamp:
+        difference = f"changes/{hashlib.sha256(stamp.read()).hexdigest()}.gz"
+    if os.path.exists(f"{library}/{difference}"):
+        form = difference
+own = [os.path.getsize(f"{library}/{name}") for name in ("id.txt", form)]
 print(2 + len(new), sum(own) + sum(new.values()))
 END
 }
@@ -104,7 +113,7 @@ release() {
 
 # change NUMBER: so many files, from all over the library.
 change() {
-  find "$library" -type f ! -path '*/.mtlpublish-*' ! -name id.txt ! -name filelist.json | sort |
+  find "$library" -type f ! -path '*/.mtlpublish-*' ! -name id.txt ! -name 'filelist.json*' ! -path '*/changes/*' | sort |
     awk -v wanted="$1" '{ names[NR] = $0 }
       END { for (i = 0; i < wanted; ++i) print names[int((i + 0.5) * NR / wanted) + 1] }' |
     while read -r name; do echo changed >>"$name"; done
@@ -144,6 +153,6 @@ publish --lossy
 release 'lossy maps on'
 publish
 release 'lossy maps off'
-rsync -a --delete --exclude filelist.json --exclude id.txt "$folder/first/" "$library/"
+rsync -a --delete --exclude 'filelist.json*' --exclude changes --exclude id.txt "$folder/first/" "$library/"
 publish
 release 'rolled back'

@@ -34,6 +34,8 @@ make_releases() {
   keep_variant with
   for release in 1 2 3; do
     sed -i 's/, *"sha256": *"[0-9a-f]*"//' "$folder/releases/$release/filelist.json"
+    # Nor does the stamp know a digest, as those of older publishers.
+    sed -i 2d "$folder/releases/$release/id.txt"
   done
   keep_variant without
   use_variant with
@@ -69,7 +71,7 @@ use_variant() {
 
 # manifest_of FOLDER: digest and path of each file that belongs to a copy.
 manifest_of() {
-  (cd "$1" && find . -type f ! -path './.mtl*' ! -path ./filelist.json -exec sha256sum {} + | sort)
+  (cd "$1" && find . -type f ! -path './.mtl*' ! -path './filelist.json*' ! -path './changes/*' -exec sha256sum {} + | sort)
 }
 
 # publish_release NUMBER: what clients get from now on, of the server that start_nginx starts

@@ -329,7 +329,7 @@ TEST_P(ListSourcesTest, APlanAsksForNoMoreAndWritesNothing) {
   EXPECT_FALSE(std::filesystem::exists(dir_ / "copy/.mtllib/filelist.json.new"));
 }
 
-TEST_P(ListSourcesTest, AListOfAnotherReleaseIsNotTaken) {
+TEST_P(ListSourcesTest, AListOfAnotherReleaseIsNotTakenWhereReleasesAreSigned) {
   publishRelease({{"a.tx", "one"}}, false, false);
   const std::string old = signed_.stamp();
   publishRelease({{"a.tx", "two"}}, false, false);
@@ -337,22 +337,27 @@ TEST_P(ListSourcesTest, AListOfAnotherReleaseIsNotTaken) {
   server_.serve("/lib/id.txt", old);
   onSecondLook_ = [&] { server_.serve("/lib/id.txt", current); };
   updateWell();
-  EXPECT_EQ(secondLooks_, 1);
   if (GetParam()) {
     EXPECT_THAT(requests(), ElementsAre(kStamp, kList, kStamp, kList, kA));
-  } else {
-    // The list has come already.
-    EXPECT_THAT(requests(), ElementsAre(kStamp, kList, kStamp, kA));
+    expectCopyOf({{"a.tx", "two"}});
+    return;
   }
+  // The stamp may be from a cache. The next update finds another one.
+  EXPECT_THAT(requests(), ElementsAre(kStamp, kList, kA));
+  EXPECT_EQ(copy(), with(old, {{"a.tx", "two"}}));
+  server_.serve("/lib/id.txt", current);
+  updateWell();
+  EXPECT_THAT(requests(), ElementsAre(kStamp));
   expectCopyOf({{"a.tx", "two"}});
 }
 
-TEST_P(ListSourcesTest, AListThatStaysAnotherOneIsAFailure) {
+TEST_P(ListSourcesTest, ASignedListThatStaysAnotherOneIsAFailure) {
+  if (!GetParam()) GTEST_SKIP();
   publishRelease({{"a.tx", "one"}}, false, false);
   const std::string old = signed_.stamp();
   publishRelease({{"a.tx", "two"}}, false, false);
   server_.serve("/lib/id.txt", old);
-  expectFailure(GetParam() ? Kind::kUntrusted : Kind::kContent);
+  expectFailure(Kind::kUntrusted);
   EXPECT_THAT(requests(), ElementsAre(kStamp, kList, kStamp, kList));
   EXPECT_THAT(copy(), IsEmpty());
 }
@@ -367,7 +372,10 @@ TEST_P(ListSourcesTest, ALibraryThatChangesMeanwhileIsLookedAtOnceMore) {
   server_.serve("/lib/id.txt", first);
   onSecondLook_ = [&] { server_.serve("/lib/id.txt", current); };
   updateWell();
-  EXPECT_EQ(secondLooks_, 1);
+  if (!GetParam()) {
+    server_.serve("/lib/id.txt", current);
+    updateWell();
+  }
   expectCopyOf({{"a.tx", "three"}});
 }
 

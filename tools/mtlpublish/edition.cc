@@ -98,6 +98,7 @@ void Edition::compareWithLastBuild(const std::string& stamp) {
   const ListCosts& costs = parts_.listCosts;
   const auto listBytes = result_.isFirst ? costs.first : costs.update;
   if (listBytes) result_.byKit.add(*listBytes);
+  if (!result_.isFirst && costs.isAskedInVain) result_.byKit.add(0);
   if (before) {
     result_.changes = std::move(changes);
   } else if (fs::is_regular_file(folder_ / mtlrules::kListName, error)) {

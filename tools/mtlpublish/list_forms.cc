@@ -2,6 +2,7 @@
 // the new one, it is what to publish next.
 #include "mtlpublish/list_forms.h"
 
+#include <algorithm>
 #include <system_error>
 
 #include "mtlpublish/file_name.h"
@@ -24,6 +25,10 @@ using mtlupdate::ListDifference;
 /// A difference that has more than this part of the list saves too little.
 constexpr std::size_t kWorthPart = 4;
 
+/// Of a shorter list, no difference is a quarter. Whether clients ask for one does not depend on
+/// what was published before: the same library has the same stamp.
+constexpr std::size_t kWorthDifferences = 4096;
+
 /// "" when there is none, or it cannot be read.
 std::string contentOfForm(const fs::path& file) {
   std::string content;
@@ -40,6 +45,22 @@ bool isSameList(const ListNote& a, const ListNote& b) {
 
 }  // namespace
 
+std::vector<std::string> listFormsIn(const fs::path& folder) {
+  std::vector<std::string> names;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder / mtlrules::kDifferencesFolder, error);
+       !error && entry != fs::directory_iterator(); entry.increment(error)) {
+    std::string name =
+        std::string(mtlrules::kDifferencesFolder).append("/").append(fileName(entry->path()));
+    if (mtlrules::isListForm(name)) names.push_back(std::move(name));
+  }
+  if (fs::exists(folder / mtlrules::kCompressedListName, error)) {
+    names.emplace_back(mtlrules::kCompressedListName);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
 ListForms::ListForms(const fs::path& folder, std::string list, std::size_t differences)
     : folder_(folder), list_(std::move(list)) {
   compress();
@@ -47,10 +68,7 @@ ListForms::ListForms(const fs::path& folder, std::string list, std::size_t diffe
   note_ = noteOf(identityOf(list_));
   note_.isCompressed = compressed_.size() < list_.size();
   if (differences > 0) makeDifferences(differences);
-  note_.hasDifferences = !differences_.empty();
-  if (lastNote_ && isSameList(*lastNote_, note_)) {
-    note_.hasDifferences = lastNote_->hasDifferences && differences > 0;
-  }
+  note_.hasDifferences = differences > 0 && list_.size() >= kWorthDifferences;
 }
 
 // Unpacking what is there takes less time than packing it.
@@ -66,15 +84,11 @@ void ListForms::readLast() {
   const mtlupdate::ListIdentity last = identityOf(lastList_);
   lastNote_ = mtlsigning::listNoteIn(lastStamp_);
   if (lastNote_ && !isSameList(*lastNote_, noteOf(last))) lastNote_.reset();
-  std::error_code error;
-  for (fs::directory_iterator entry(folder_ / mtlrules::kDifferencesFolder, error);
-       !error && entry != fs::directory_iterator(); entry.increment(error)) {
-    std::string name =
-        std::string(mtlrules::kDifferencesFolder).append("/").append(fileName(entry->path()));
-    if (!mtlrules::isListForm(name)) continue;
+  for (std::string& name : listFormsIn(folder_)) {
+    if (name == mtlrules::kCompressedListName) continue;
     // Nothing that is worth publishing is longer than the list.
     const std::size_t most = lastList_.size() + list_.size();
-    const auto text = mtlupdate::gunzipped(contentOfForm(entry->path()), most);
+    const auto text = mtlupdate::gunzipped(contentOfForm(folder_ / name), most);
     auto difference = text ? mtlupdate::parseDifference(*text) : std::nullopt;
     if (difference && difference->head.to == last) {
       there_.emplace(std::move(name), *std::move(difference));
@@ -88,8 +102,6 @@ void ListForms::makeDifferences(std::size_t count) {
   const ListDifference step = differenceBetween(lastList_, list_);
   if (lastNote_) {
     addDifference(ownName(), step, count);
-    // Most clients have the last build: those are not to ask in vain.
-    if (differences_.empty()) return;
   }
   for (const auto& [name, difference] : there_) {
     if (differences_.count(name) == 0) addDifference(name, joined(difference, step), count);
@@ -134,7 +146,8 @@ ListCosts ListForms::costs() const {
   if (!lastNote_) return costs;
   const auto own = differences_.find(ownName());
   if (own != differences_.end()) costs.update = own->second.size();
-  if (isSameList(*lastNote_, note_)) costs.update.reset();
+  costs.isAskedInVain = own == differences_.end() && note_.hasDifferences;
+  if (isSameList(*lastNote_, note_)) costs = {whole, std::nullopt};
   return costs;
 }
 

@@ -20,11 +20,16 @@ namespace mtlpublish {
 /// From how many builds there are differences unless the publisher says something else.
 inline constexpr std::size_t kUsualDifferences = 50;
 
+/// The names of all forms that lie in the folder, below it, in their order.
+std::vector<std::string> listFormsIn(const std::filesystem::path& folder);
+
 /// What a client of the kit fetches for the list.
 struct ListCosts {
   std::uint64_t first = 0;  ///< Bytes, of one that has nothing.
   /// Of one that has the last build. None when it needs no list, as it has the same one.
   std::optional<std::uint64_t> update{};
+  /// It asks for a difference before, which there is not.
+  bool isAskedInVain = false;
 };
 
 class ListForms {
@@ -33,8 +38,7 @@ class ListForms {
   /// lie. `differences` is from how many builds there are to be some, 0 for none.
   ListForms(const std::filesystem::path& folder, std::string list, std::size_t differences);
 
-  /// What the stamp is to say of the list. As long as that is the list that the last stamp is of,
-  /// it is what that one says.
+  /// What the stamp is to say of the list.
   const mtlrules::ListNote& note() const { return note_; }
 
   /// Names below the folder, with contents, in the order in which they are to be written: before

@@ -103,7 +103,7 @@ TEST_P(ListFormsTest, AFirstBuildHasACompressedListAlone) {
   const PublishResult result = publish();
   EXPECT_EQ(mtlupdate::gunzipped(readFile(dir_ / "filelist.json.gz"), kMost), list());
   EXPECT_THAT(differences(), IsEmpty());
-  EXPECT_TRUE(note() == (mtlrules::ListNote{list().size(), sha256Of(list()), true, false}));
+  EXPECT_TRUE(note() == (mtlrules::ListNote{list().size(), sha256Of(list()), true, true}));
   EXPECT_EQ(result.byKit.requests, 102U);
   EXPECT_EQ(result.byKit.bytes,
             result.bytes + stamp().size() + readFile(dir_ / "filelist.json.gz").size());
@@ -119,7 +119,7 @@ TEST_P(ListFormsTest, FurtherBuildsHaveADifferenceFromEachBefore) {
     EXPECT_THAT(differences(), SizeIs(builds.size()));
     for (const auto& [before, text] : builds)
       EXPECT_EQ(made(differenceOf(before), text), list());
-    EXPECT_EQ(note().hasDifferences, build > 0);
+    EXPECT_TRUE(note().hasDifferences);
     if (build > 0) {
       EXPECT_EQ(result.byKit.requests, 3U);
       EXPECT_EQ(result.byKit.bytes, std::string("changed in 1").size() + stamp().size() +
@@ -166,8 +166,31 @@ TEST_P(ListFormsTest, ADifferenceThatIsMuchOfTheListIsNotWorthIt) {
     write(i, "all is new " + std::to_string(i));
   const PublishResult result = publish();
   EXPECT_THAT(differences(), IsEmpty());
+  // One of them in vain.
+  EXPECT_EQ(result.byKit.requests, 93U);
+}
+
+TEST_P(ListFormsTest, AShortListHasNoDifferences) {
+  fs::remove_all(dir_ / "files");
+  writeFile(dir_ / "a", "one");
+  publish();
   EXPECT_FALSE(note().hasDifferences);
-  EXPECT_EQ(result.byKit.requests, 92U);
+  writeFile(dir_ / "a", "two");
+  EXPECT_EQ(publish().byKit.requests, 3U);
+}
+
+TEST(ListFormsStamp, TheSameLibraryHasTheSameStampWhateverWasPublishedBefore) {
+  TempDir dir;
+  for (int i = 0; i < 100; ++i)
+    writeFile(dir / std::to_string(i), std::to_string(i));
+  mtlpublish::publish(dir.path(), {});
+  const std::string stamp = readFile(dir / "id.txt");
+  writeFile(dir / "0", "changed");
+  mtlpublish::publish(dir.path(), {});
+  EXPECT_NE(readFile(dir / "id.txt"), stamp);
+  writeFile(dir / "0", "0");
+  mtlpublish::publish(dir.path(), {});
+  EXPECT_EQ(readFile(dir / "id.txt"), stamp);
 }
 
 TEST_P(ListFormsTest, DamageInThemIsMadeGood) {

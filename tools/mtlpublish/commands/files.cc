@@ -8,6 +8,7 @@
 
 #include "mtlpublish/commands/command_line.h"
 #include "mtlpublish/commands/commands.h"
+#include "mtlpublish/list_forms.h"
 #include "mtlpublish/listed_files.h"
 #include "mtlpublish/views.h"
 #include "mtlpublish/whole_file.h"
@@ -22,7 +23,9 @@ constexpr const char* kFilesFooter = R"(
 Paths are below DIR, one a line, as they are: for programs that publish. Lists
 and stamps are not among them, nor is what no client ever fetches. The place of
 a list, after a tab, is below the root of the server; beside the list in DIR is
-its stamp, whose place is the same below the library.
+its stamp, whose place is the same below the library. What is
+published beside the list of DIR itself, compressed and as differences,
+--list-forms names: to be there before the list is.
 
 Examples:
   mtlpublish files library >names
@@ -31,6 +34,7 @@ Examples:
 struct FilesArguments {
   std::string folder;
   bool lists = false;
+  bool listForms = false;
 };
 
 /// False when it cannot be read, which has been said then.
@@ -53,6 +57,11 @@ bool addFiles(const FilesArguments& arguments, const std::string& subPath,
 }
 
 int files(const FilesArguments& arguments) {
+  if (arguments.listForms) {
+    for (const std::string& name : listFormsIn(fs::u8path(arguments.folder)))
+      std::cout << name << '\n';
+    return kDone;
+  }
   PublishedViews views = readViews(fs::u8path(arguments.folder));
   views.subPaths.insert(views.subPaths.begin(), "");
   std::set<std::string> paths;
@@ -77,6 +86,10 @@ Command addFilesCommand(CLI::App& program) {
   addPlace(command, "DIR", arguments->folder, "Folder of a library that was built");
   command->add_flag("--lists", arguments->lists,
                     "Name the lists, each with its place on the server");
+  command
+      ->add_flag("--list-forms", arguments->listForms,
+                 "Name what is published beside the list instead")
+      ->excludes("--lists");
   command->footer(kFilesFooter);
   return {command, [arguments] { return files(*arguments); }};
 }
