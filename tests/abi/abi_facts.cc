@@ -97,7 +97,8 @@ MTLLIB_RECORD(mtlhost_event, size, kind, permille, megabytes_done, megabytes_tot
               bytes_done, bytes_total, bytes_per_second, seconds_left, plan, file, process);
 MTLLIB_RECORD(mtlhost_options, size, module_file, remote_address, target_directory, sub_path,
               proxy_mode, proxy_address, callback, user, flags, tries, bytes_per_second,
-              largest_file, largest_total, seconds, key_count, keys, library_name);
+              largest_file, largest_total, seconds, key_count, keys, library_name, mirror_count,
+              mirrors);
 MTLLIB_RECORD(mtlhost_result, size, failure, is_changed, stamp, fetched, copied, removed, withdrawn,
               left, compared, received_bytes, commit_microseconds, changed_count, changed_paths,
               removed_count, removed_paths, difference_count, differences);
