@@ -40,7 +40,10 @@ std::string includedFile(const std::string& folder, const std::string& name) {
   for (const std::string& base :
        std::vector<std::string>{folder + "/", "src/", "", "tools/", "include/", "host/include/",
                                 "host/c/", "host/src/"}) {
-    if (fs::is_regular_file(kProject / (base + name))) return base + name;
+    // Some are made when the project is built.
+    for (const char* suffix : {"", ".in"}) {
+      if (fs::is_regular_file(kProject / (base + name + suffix))) return base + name;
+    }
   }
   ADD_FAILURE() << "\"" << name << "\", which " << folder << " includes, is nowhere";
   return "";
