@@ -83,7 +83,7 @@ struct Document {
       events[name].insert("event");
     } else if (heading.rfind("| `kind`", 0) == 0) {
       kinds.insert(name);
-    } else {
+    } else if (heading.rfind("| `status`", 0) == 0) {
       exitStatuses[name] = cells[2].substr(1, cells[2].find_last_not_of(' '));
     }
   }
