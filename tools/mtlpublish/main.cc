@@ -11,8 +11,8 @@ namespace {
 
 using mtlpublish::Command;
 
-constexpr const char* kFooter = R"(
-Run mtlpublish COMMAND --help for the options of a command.
+constexpr const char* kFooter =
+    R"(Run mtlpublish COMMAND --help for the options of a command.
 
 Exit status: 0 done, 1 failed or problems found, 2 wrong usage.
 

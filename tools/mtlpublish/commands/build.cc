@@ -18,8 +18,8 @@ namespace mtlpublish {
 
 namespace {
 
-constexpr const char* kBuildFooter = R"(
-GLOB, in options that may be repeated: * stands for any characters, ? for one,
+constexpr const char* kBuildFooter =
+    R"(GLOB, in options that may be repeated: * stands for any characters, ? for one,
 [a-z] for one of these, [!a-z] for others. Without '/' it matches a file's name,
 with '/' the path below DIR, where * matches '/' too. Quote it for the shell.
 

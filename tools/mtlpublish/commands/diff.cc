@@ -15,8 +15,8 @@ namespace mtlpublish {
 
 namespace {
 
-constexpr const char* kDiffFooter = R"(
-Give the options of the build. Nothing is written, and no key is needed. What is
+constexpr const char* kDiffFooter =
+    R"(Give the options of the build. Nothing is written, and no key is needed. What is
 said of clients is what their requests bring, without headers: those of the kit
 fetch what has changed, those of the module all that is not --missing.
 

@@ -19,8 +19,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kFilesFooter = R"(
-Paths are below DIR, one a line, as they are: for programs that publish. Lists
+constexpr const char* kFilesFooter =
+    R"(Paths are below DIR, one a line, as they are: for programs that publish. Lists
 and stamps are not among them, nor is what no client ever fetches. The place of
 a list, after a tab, is below the root of the server; beside the list in DIR is
 its stamp, whose place is the same below the library. What is

@@ -20,8 +20,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kInitFooter = R"(
-The file says with comments what it can say, and of the files in DIR what a
+constexpr const char* kInitFooter =
+    R"(The file says with comments what it can say, and of the files in DIR what a
 publisher probably wants. Look it through before the first build.
 
 Examples:

@@ -13,8 +13,8 @@ namespace mtlpublish {
 
 namespace {
 
-constexpr const char* kKeygenFooter = R"(
-The keys are as minisign makes them. NAME.key is secret, and encrypted with the
+constexpr const char* kKeygenFooter =
+    R"(The keys are as minisign makes them. NAME.key is secret, and encrypted with the
 password. Clients are given what is in NAME.pub.
 
 Examples:

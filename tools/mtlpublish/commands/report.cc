@@ -21,8 +21,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kReportFooter = R"(
-The page is one file of HTML that shows the library as it was built last, with a
+constexpr const char* kReportFooter =
+    R"(The page is one file of HTML that shows the library as it was built last, with a
 search of its files, and takes nothing from elsewhere. Its links and pictures
 are those beside it: put it on the server next to id.txt. It may not be written
 into DIR, where the next build would list it.

@@ -20,8 +20,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kRollbackFooter = R"(
-Builds are kept when library.toml says keep = N. The files that the last build
+constexpr const char* kRollbackFooter =
+    R"(Builds are kept when library.toml says keep = N. The files that the last build
 changed get their former contents, those that it added are removed, and the list
 of the build before is published, with a new id or serial. Nothing is touched
 when a file has changed since the last build.

@@ -25,8 +25,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kServeFooter = R"(
-Prints the address on standard output, then a line for each request on standard
+constexpr const char* kServeFooter =
+    R"(Prints the address on standard output, then a line for each request on standard
 error: method, path, status, bytes, time. A browser that opens the address sees
 a page about the library, unless the library has an index.html. GLOB is as in
 mtlpublish build --help; it is matched against the path below DIR.

@@ -22,8 +22,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kVerifyFooter = R"(
-A library is all right when its id and its list are there, clients can read the
+constexpr const char* kVerifyFooter =
+    R"(A library is all right when its id and its list are there, clients can read the
 list, every system can hold the listed names, and each file that clients fetch
 is there, of the listed size and content; with --key, which may be repeated, if
 one of the keys signed all of it. Problems are printed one a line.
