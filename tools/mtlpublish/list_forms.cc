@@ -25,8 +25,8 @@ using mtlupdate::ListDifference;
 /// A difference that has more than this part of the list saves too little.
 constexpr std::size_t kWorthPart = 4;
 
-/// Of a shorter list, no difference is a quarter. Whether clients ask for one does not depend on
-/// what was published before: the same library has the same stamp.
+/// Of a shorter list, a difference saves a kilobyte or two at most. Whether clients ask for one
+/// does not depend on what was published before: the same library has the same stamp.
 constexpr std::size_t kWorthDifferences = 4096;
 
 /// "" when there is none, or it cannot be read.
@@ -67,8 +67,9 @@ ListForms::ListForms(const fs::path& folder, std::string list, std::size_t diffe
   readLast();
   note_ = noteOf(identityOf(list_));
   note_.isCompressed = compressed_.size() < list_.size();
-  if (differences > 0) makeDifferences(differences);
   note_.hasDifferences = differences > 0 && list_.size() >= kWorthDifferences;
+  // Of others, clients would not know.
+  if (note_.hasDifferences) makeDifferences(differences);
 }
 
 // Unpacking what is there takes less time than packing it.

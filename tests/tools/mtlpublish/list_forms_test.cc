@@ -171,12 +171,30 @@ TEST_P(ListFormsTest, ADifferenceThatIsMuchOfTheListIsNotWorthIt) {
 }
 
 TEST_P(ListFormsTest, AShortListHasNoDifferences) {
-  fs::remove_all(dir_ / "files");
-  writeFile(dir_ / "a", "one");
+  // What has changed would be less than a quarter of it.
+  for (int i = 25; i < 100; ++i)
+    fs::remove(dir_ / ("files/" + std::to_string(i)));
   publish();
   EXPECT_FALSE(note().hasDifferences);
-  writeFile(dir_ / "a", "two");
-  EXPECT_EQ(publish().byKit.requests, 3U);
+  write(0, "changed");
+  const PublishResult result = publish();
+  EXPECT_FALSE(note().hasDifferences);
+  EXPECT_FALSE(fs::exists(dir_ / "changes"));
+  EXPECT_EQ(result.byKit.requests, 3U);
+  EXPECT_EQ(result.byKit.bytes, std::string("changed").size() + stamp().size() +
+                                    readFile(dir_ / "filelist.json.gz").size());
+}
+
+TEST_P(ListFormsTest, AListThatBecomesShortLosesItsDifferences) {
+  publish();
+  write(0, "changed");
+  publish();
+  EXPECT_THAT(differences(), SizeIs(1));
+  for (int i = 25; i < 100; ++i)
+    fs::remove(dir_ / ("files/" + std::to_string(i)));
+  publish();
+  EXPECT_FALSE(note().hasDifferences);
+  EXPECT_FALSE(fs::exists(dir_ / "changes"));
 }
 
 TEST(ListFormsStamp, TheSameLibraryHasTheSameStampWhateverWasPublishedBefore) {
