@@ -34,8 +34,8 @@ class Tool:
         warm_memory(2 * library.size)
         usage = run(command, self.environment)
         different = subprocess.run(
-            ["diff", "-r", "-q", "-x", "id.txt", "-x", "filelist.json", "-x", ".mtllib",
-             "-x", ".mtlpublish-cache", library.folder, copy],
+            ["diff", "-r", "-q", "-x", "id.txt", "-x", "filelist.json", "-x", "filelist.json.gz",
+             "-x", "changes", "-x", ".mtllib", "-x", ".mtlpublish-*", library.folder, copy],
             stdout=subprocess.PIPE, text=True, check=False)
         if different.returncode != 0:
             sys.exit(f"{self.name} wrote other files than those published:\n"
