@@ -734,7 +734,8 @@ void Transfers::retry(Ending ending) {
     attempts.isOver = true;
   }
   if (ending.status == kTooManyRequests || ending.status == kServiceUnavailable) {
-    mirrors_.pause(work->mirror, attempts.due);
+    // For other bodies, too, nobody waits for longer than there is patience.
+    mirrors_.pause(work->mirror, timing_.now() + std::min(wait, policy_.mostPatience));
   }
   waitOrFail(std::move(work), std::move(failure), wait);
 }

@@ -327,6 +327,18 @@ TEST_F(SignedMirrorsTest, AServersWishToWaitConcernsThatServerAlone) {
   EXPECT_EQ(waits_, 0);
 }
 
+TEST_F(SignedMirrorsTest, NobodyWaitsForAServerThatAsksForAnHour) {
+  server_.handle("/lib/id.txt", [](const ServerRequest& /*request*/, Socket& socket) {
+    socket.send("HTTP/1.1 503 Busy\r\nRetry-After: 3600\r\nContent-Length: 0\r\n\r\n");
+    return true;
+  });
+  // The other one has no stamp, which is worth a second look.
+  const auto begun = timing_.now();
+  expectFailure(Kind::kNetwork, "none of 2 addresses");
+  EXPECT_EQ(secondLooks_, 1);
+  EXPECT_LT(timing_.now() - begun, std::chrono::minutes(30));
+}
+
 TEST_F(SignedMirrorsTest, ALimitedRateIsNeverThatOfTwo) {
   sign({{"a", "alpha"}, {"b", "beta"}});
   serve(second_);
