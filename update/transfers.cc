@@ -473,11 +473,13 @@ void Transfers::end() {
 Timing::TimePoint Transfers::nextLook() const {
   const Timing::TimePoint now = timing_.now();
   Timing::TimePoint look = now + kLookInterval;
+  // Others may have been begun while it was found out that a body has to be fetched again.
+  const bool hasIdle = static_cast<std::size_t>(running_) < slots_.size();
   for (const auto& work : waiting_) {
     const std::optional<Choice> choice = choose(*work);
     if (!choice) continue;
     if (choice->from > now) look = std::min(look, choice->from);
-    if (mayStart(*work, std::nullopt)) look = now;
+    if (hasIdle && mayStart(*work, std::nullopt)) look = now;
   }
   return look;
 }

@@ -658,6 +658,37 @@ TEST_F(TransfersTest, ReceivesALargeBodyWhileTheClientIsBusy) {
   EXPECT_TRUE(files_[0].checked == body);
 }
 
+// The first body is wrong, as shows when its connection has the sixth one already.
+TEST_F(TransfersTest, LooksNowAndThenWhileABodyWaitsForAConnection) {
+  const std::string body = bytes(2 * kWorthHandingOver);
+  answer("/a", {ScriptedServer::response(200, std::string(body.size(), 'o')),
+                ScriptedServer::response(200, body)});
+  files_ = {{"/a", body}};
+  for (const char* name : {"/b", "/c", "/d", "/e", "/f"}) {
+    server_.serve(name, "held");
+    server_.hold(name);
+    files_.push_back({name, "held"});
+  }
+  Timing timing;
+  constexpr int kLooks = 20;
+  int looks = 0;
+  Timing::TimePoint begun{};
+  Timing::TimePoint ended{};
+  goOn_ = [&] {
+    if (requestCount() < 6 || ++looks > kLooks) return true;
+    if (looks == 1) begun = timing.now();
+    if (looks < kLooks) return true;
+    ended = timing.now();
+    for (const char* name : {"/b", "/c", "/d", "/e", "/f"})
+      server_.release(name);
+    return true;
+  };
+  ASSERT_FALSE(run(timing));
+  EXPECT_GE(looks, kLooks);
+  EXPECT_GE(ended - begun, milliseconds(500));
+  EXPECT_EQ(requestCount(), 7U);
+}
+
 TEST_F(TransfersTest, KeepsToTheBytesInAll) {
   limits_.totalBytes = 25;
   for (const char* name : {"/a", "/b", "/c"}) {
