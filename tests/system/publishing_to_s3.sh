@@ -51,11 +51,12 @@ start_store "$3"
 start_nginx "$folder"
 cdn="http://127.0.0.1:$http_port/library"
 
-echo "Files go first, then the list, and the stamp last"
+echo "Files go first, then the list compressed and as it is, and the stamp last"
 publish 1
 sed -n 's/.*Stored object "library\/\([^"]*\)".*/\1/p' "$folder/store.log" >"$folder/stored"
-[ "$(wc -l <"$folder/stored")" -eq 12 ] || fail "$(cat "$folder/stored")"
-[ "$(tail -n 2 "$folder/stored")" = "filelist.json
+[ "$(wc -l <"$folder/stored")" -eq 13 ] || fail "$(cat "$folder/stored")"
+[ "$(tail -n 3 "$folder/stored")" = "filelist.json.gz
+filelist.json
 id.txt" ] || fail "$(cat "$folder/stored")"
 expect_life id.txt "max-age=60"
 expect_life filelist.json "no-cache"
