@@ -749,9 +749,10 @@ class Cancelled : public TransfersTest {
       for (FileToFetch& file : files_)
         file.onCheck = onCheck;
       Timing::TimePoint asked{};
+      isAsked_ = false;
       goOn_ = [&] {
         if (!isThere()) return true;
-        if (asked == Timing::TimePoint{}) asked = timing.now();
+        if (!isAsked_.exchange(true)) asked = timing.now();
         return false;
       };
       const Outcome failure = run(timing);
@@ -763,6 +764,8 @@ class Cancelled : public TransfersTest {
     std::sort(times.begin(), times.end());
     EXPECT_LT(times[2], kPromptly);
   }
+
+  std::atomic<bool> isAsked_{false};  ///< To end. Nothing more arrives then.
 };
 
 TEST_F(Cancelled, BeforeTheAnswer) {
@@ -793,8 +796,10 @@ TEST_F(Cancelled, WhileMuchWaitsToBeChecked) {
   const auto waitForMore = [this] {
     if (!files_[0].checked.empty()) return;
     const auto end = std::chrono::steady_clock::now() + seconds(60);
-    while (*files_[0].unchecked < kMostUnchecked / 2 && std::chrono::steady_clock::now() < end)
+    while (*files_[0].unchecked < kMostUnchecked / 2 && !isAsked_ &&
+           std::chrono::steady_clock::now() < end) {
       std::this_thread::sleep_for(milliseconds(1));
+    }
     std::this_thread::sleep_for(milliseconds(100));
   };
   expectAnEndAtOnce([this] { return *files_[0].unchecked > kMostUnchecked / 4; }, waitForMore);
