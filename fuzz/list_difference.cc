@@ -16,7 +16,7 @@ namespace {
 /// Follows the steps without a list.
 class Follower : public mtlupdate::DifferenceReader::Handler {
  public:
-  mtlupdate::Outcome begin(const mtlupdate::DifferenceHead& head) override {
+  mtlupdate::Outcome beginLists(const mtlupdate::DifferenceHead& head) override {
     require(!hasBegun_);
     hasBegun_ = true;
     oldLeft_ = head.from.size;

@@ -62,7 +62,7 @@ class Collector : public DifferenceReader::Handler {
  public:
   explicit Collector(ListDifference& difference) : difference_(difference) {}
 
-  Outcome begin(const DifferenceHead& head) override {
+  Outcome beginLists(const DifferenceHead& head) override {
     difference_.head = head;
     return {};
   }
@@ -130,7 +130,7 @@ Outcome DifferenceReader::takeHead() {
   if (headLines_ < kHeadLines) return {};
   oldLeft_ = head_.from.size;
   newLeft_ = head_.to.size;
-  return handler_.begin(head_);
+  return handler_.beginLists(head_);
 }
 
 Outcome DifferenceReader::takeStep() {

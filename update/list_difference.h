@@ -52,7 +52,7 @@ class DifferenceReader {
   class Handler {
    public:
     virtual ~Handler() = default;
-    virtual Outcome begin(const DifferenceHead& head) = 0;
+    virtual Outcome beginLists(const DifferenceHead& head) = 0;
     virtual Outcome copy(std::uint64_t size) = 0;
     virtual Outcome leaveOut(std::uint64_t size) = 0;
     virtual Outcome insert(std::string_view bytes) = 0;

@@ -162,7 +162,7 @@ class DifferenceBody : public ListBody, public DifferenceReader::Handler {
     return intake().finish();
   }
 
-  Outcome begin(const DifferenceHead& head) override {
+  Outcome beginLists(const DifferenceHead& head) override {
     const mtlrules::ListNote& wanted = *intake().proof().note;
     const bool isRight = head.from == old_.identity && head.to.size == wanted.size &&
                          hexText(head.to.sha256) == wanted.sha256;

@@ -37,7 +37,7 @@ std::string replaced(std::string text, const std::string& what, const std::strin
 /// Makes the new list.
 class Maker : public DifferenceReader::Handler {
  public:
-  Outcome begin(const DifferenceHead& head) override {
+  Outcome beginLists(const DifferenceHead& head) override {
     builds = head.builds;
     return {};
   }
