@@ -24,15 +24,20 @@ constexpr Patience kRequestPatience{seconds(60), milliseconds(500)};
 constexpr Patience kTransferPatience{seconds(60), seconds(5)};
 constexpr Patience kLingerPatience{seconds(1), milliseconds(500)};
 
+/// The HTTP library's number as the system's.
+Socket systemSocket(socket_t socket) {
+  return static_cast<Socket>(socket);
+}
+
 }  // namespace
 
 Connection::Connection(socket_t socket, std::function<bool()> doOthersWait)
     : socket_(socket), doOthersWait_(std::move(doOthersWait)) {
-  setUpConnection(socket_);
+  setUpConnection(systemSocket(socket_));
 }
 
 Connection::~Connection() {
-  closeSocket(socket_);
+  closeSocket(systemSocket(socket_));
 }
 
 bool Connection::awaitRequest() {
@@ -43,7 +48,7 @@ bool Connection::awaitRequest() {
 }
 
 void Connection::linger() {
-  endSending(socket_);
+  endSending(systemSocket(socket_));
   const Time begun = steady_clock::now();
   while (!isOver(kLingerPatience, begun) && receive(kLingerPatience, begun)) {
   }
@@ -64,7 +69,8 @@ ssize_t Connection::read(char* data, std::size_t size) {
 ssize_t Connection::write(const char* data, std::size_t size) {
   Time since = steady_clock::now();
   for (std::size_t sent = 0; sent < size;) {
-    const std::ptrdiff_t count = sendWithin(kSlice, socket_, data + sent, size - sent);
+    const std::ptrdiff_t count =
+        sendWithin(kSlice, systemSocket(socket_), data + sent, size - sent);
     if (count < 0 || (count == 0 && isOver(kTransferPatience, since))) {
       isOpen_ = false;
       return -1;
@@ -84,7 +90,8 @@ bool Connection::isOver(const Patience& patience, Time since) const {
 /// Fills the buffer anew with what there is. False when nothing came in time.
 bool Connection::receive(const Patience& patience, Time since) {
   for (;;) {
-    const std::ptrdiff_t count = receiveWithin(kSlice, socket_, buffer_.data(), buffer_.size());
+    const std::ptrdiff_t count =
+        receiveWithin(kSlice, systemSocket(socket_), buffer_.data(), buffer_.size());
     if (count > 0) {
       start_ = 0;
       end_ = static_cast<std::size_t>(count);

@@ -19,7 +19,8 @@ bool isControl(char character) {
   return byte < 0x20 || byte == 0x7F;
 }
 
-void appendCodePoint(std::string& text, unsigned point) {
+// Not where names are bytes already.
+[[maybe_unused]] void appendCodePoint(std::string& text, unsigned point) {
   const auto append = [&text](unsigned byte) { text += static_cast<char>(byte); };
   const auto appendContinuation = [&](unsigned shift) {
     append(0x80U | ((point >> shift) & 0x3FU));
