@@ -13,9 +13,9 @@
 
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <cstddef>
 #include <new>
-#include <thread>
 #include <vector>
 
 /// While one lives, what its thread takes neither fails nor counts: for servers of tests, which
@@ -23,11 +23,9 @@
 class UncountedThread {
  public:
   UncountedThread() {
-    const std::thread::id self = std::this_thread::get_id();
-    std::thread::id free{};
     for (auto& place : places_) {
-      free = {};
-      if (place.compare_exchange_strong(free, self)) {
+      const void* free = nullptr;
+      if (place.compare_exchange_strong(free, self())) {
         place_ = &place;
         ++count_;
         return;
@@ -38,7 +36,7 @@ class UncountedThread {
   ~UncountedThread() {
     if (place_ == nullptr) return;
     --count_;
-    *place_ = std::thread::id();
+    *place_ = nullptr;
   }
   UncountedThread(const UncountedThread&) = delete;
   UncountedThread& operator=(const UncountedThread&) = delete;
@@ -46,16 +44,19 @@ class UncountedThread {
   /// Whether the calling thread is one. Asked by the allocator.
   static bool isThis() {
     if (count_ == 0) return false;
-    const std::thread::id self = std::this_thread::get_id();
+    const void* const asking = self();
     for (const auto& place : places_)
-      if (place == self) return true;
+      if (place == asking) return true;
     return false;
   }
 
  private:
-  std::atomic<std::thread::id>* place_ = nullptr;
-  // A thread-local variable would be allocated on some systems.
-  static inline std::array<std::atomic<std::thread::id>, 64> places_{};
+  // What tells threads apart, as long as they live. The allocator asks: on some systems a
+  // thread-local variable and the id of std::thread are allocated, the latter under a lock.
+  static const void* self() { return &errno; }
+
+  std::atomic<const void*>* place_ = nullptr;
+  static inline std::array<std::atomic<const void*>, 64> places_{};
   static inline std::atomic<int> count_{0};
 };
 
