@@ -574,14 +574,21 @@ Updater::Updater(UpdateOptions options, UpdateObserver& observer, Timing* timing
 
 template <typename Operation>
 Outcome Updater::perform(Operation operation) {
+  // Short enough for a string to hold without memory.
+  const auto outOfMemory = [] { return Failure{Failure::Kind::kMemory, "out of memory"}; };
   try {
     Run run(*this);
     Outcome failure = operation(run);
     run.tellReceived();
     return failure;
   } catch (const std::bad_alloc&) {
-    // Short enough for a string to hold without memory.
-    return Failure{Failure::Kind::kMemory, "out of memory"};
+    return outOfMemory();
+  } catch (const std::system_error& error) {
+    // A thread is created of memory, and on some systems a mutex when it is first locked.
+    if (error.code() != std::errc::not_enough_memory &&
+        error.code() != std::errc::resource_unavailable_try_again)
+      throw;
+    return outOfMemory();
   }
 }
 
