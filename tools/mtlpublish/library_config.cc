@@ -4,7 +4,13 @@
 #define TOML_HEADER_ONLY 1
 #define TOML_EXCEPTIONS 0
 #define TOML_ENABLE_FORMATTERS 0
+// toml++ refuses a text such as "[/]" behind an assertion that there is none. With NDEBUG, some
+// compilers would be told to rely on that.
+#define TOML_ASSERT(condition) static_assert(true)
+#pragma push_macro("NDEBUG")
+#undef NDEBUG
 #include <toml++/toml.h>
+#pragma pop_macro("NDEBUG")
 
 #include <algorithm>
 #include <cstddef>
@@ -36,12 +42,46 @@ std::size_t distance(std::string_view a, std::string_view b) {
   return row.back();
 }
 
+/// Far more than anybody writes, and few enough for tables that lie in each other to be destroyed
+/// on the stack of any thread.
+constexpr std::size_t kMostDots = 1000;
+
+/// Where the string or comment ends that `text` begins with; 0 when it begins with neither.
+std::size_t skippedIn(std::string_view text) {
+  if (text.front() == '#') return std::min(text.find('\n'), text.size());
+  if (text.front() != '"' && text.front() != '\'') return 0;
+  const std::string quotes(3, text.front());
+  const std::string end = text.substr(0, 3) == quotes ? quotes : quotes.substr(0, 1);
+  std::size_t place = end.size();
+  while (place < text.size() && text.substr(place, end.size()) != end) {
+    const bool isEscape = text[place] == '\\' && text.front() == '"';
+    place += isEscape ? 2 : 1;
+  }
+  // The last of five quotes in a row are the end.
+  place = std::min(place + end.size(), text.size());
+  for (int i = 0; i < 2 && end == quotes && place < text.size() && text[place] == end[0]; ++i)
+    ++place;
+  return place;
+}
+
+/// The dots that join keys, and those in numbers.
+std::size_t dotsIn(std::string_view text) {
+  std::size_t dots = 0;
+  while (!text.empty()) {
+    if (text.front() == '.') ++dots;
+    text.remove_prefix(std::max(skippedIn(text), std::size_t{1}));
+  }
+  return dots;
+}
+
 class ConfigReader {
  public:
   ConfigReader(const std::filesystem::path& file, std::vector<std::string>& problems)
       : file_(file), problems_(problems) {}
 
   void parse(std::string_view text) {
+    if (text.size() > kLongestConfig) return refuse("the file is too long");
+    if (dotsIn(text) > kMostDots) return refuse("its tables lie too deep in each other");
     const toml::parse_result parsed = toml::parse(text);
     if (!parsed) {
       add(parsed.error().source(), std::string(parsed.error().description()));
@@ -53,6 +93,10 @@ class ConfigReader {
   LibraryConfig take() { return std::move(config_); }
 
  private:
+  void refuse(const std::string& text) {
+    problems_.push_back(mtlrules::printable(file_.filename().u8string()) + ": " + text);
+  }
+
   void add(const toml::source_region& place, const std::string& text) {
     problems_.push_back(mtlrules::printable(file_.filename().u8string()) + ':' +
                         std::to_string(place.begin.line) + ": " + mtlrules::printable(text));

@@ -3,6 +3,7 @@
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_LIBRARY_CONFIG_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_LIBRARY_CONFIG_H_
 
+#include <cstddef>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -26,6 +27,9 @@ struct LibraryConfig {
   int keep = 0;                          ///< How many builds before the last one are kept.
   int differences = static_cast<int>(kUsualDifferences);  ///< As PublishOptions::differences.
 };
+
+/// In bytes; a longer text is refused.
+inline constexpr std::size_t kLongestConfig = 1048576;
 
 /// Reads the text of a configuration. `file` is where it stands: its name begins each line of
 /// `problems`, "FILE:LINE: what is wrong", and names of files in it are below its folder. None when

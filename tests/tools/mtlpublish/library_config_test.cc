@@ -172,6 +172,39 @@ TEST(LibraryConfig, IsRefusedWhereItIsNotToml) {
   EXPECT_THAT(problemsOfConfig("\n\nname = \"\x1B[2J\""), ElementsAre(Not(HasSubstr("\x1B"))));
 }
 
+TEST(LibraryConfig, IsRefusedWhereNoKeyIsGood) {
+  for (const std::string text : {"[/*\", \"*.hdr\"]", "[\001]", "a./ = 1", "a = {b./ = 1}"})
+    EXPECT_THAT(problemsOfConfig(text), ElementsAre(StartsWith("library.toml:1: "))) << text;
+}
+
+std::string repeated(const std::string& text, std::size_t count) {
+  std::string all;
+  for (std::size_t i = 0; i < count; ++i)
+    all += text;
+  return all;
+}
+
+// Tables by the hundred thousand in each other would be more than a stack takes.
+TEST(LibraryConfig, IsRefusedWhereTablesLieTooDeepInEachOther) {
+  const std::string keys = "a" + repeated(".a", 500000);
+  for (const std::string& text :
+       {keys + " = 1", "[" + keys + "]", "x = [\"\"\"\n \\\"\"\"\", '\"', {" + keys + " = 1}]",
+        "x = '''\n' '''\n" + keys + " = 1", "x = [\"\"\"\"\"\"\"\", {" + keys + " = 1}]"}) {
+    EXPECT_THAT(problemsOfConfig(text), ElementsAre(HasSubstr("too deep in each other")))
+        << text.substr(0, 30);
+  }
+}
+
+TEST(LibraryConfig, IsRefusedWhereItIsTooLong) {
+  EXPECT_THAT(problemsOfConfig(repeated("# it's\n", 150000)), ElementsAre(HasSubstr("too long")));
+}
+
+TEST(LibraryConfig, MayHaveManyDotsInTextsAndComments) {
+  const LibraryConfig config = configOf("# " + repeated(".", 2000) + "\nnever = [" +
+                                        repeated("\"*.hdr\", '*.exr',\n", 2000) + "]");
+  EXPECT_EQ(config.listing.policies.size(), 4000U);
+}
+
 TEST(LibraryConfig, FindsTheNearestWord) {
   EXPECT_EQ(nearestWord("missing", {"always", "missing"}), "missing");
   EXPECT_EQ(nearestWord("misisng", {"always", "missing"}), "missing");

@@ -72,7 +72,7 @@ std::string contradictionIn(const LibraryArguments& arguments) {
 std::optional<LibraryConfig> readConfig(const LibraryArguments& arguments) {
   const fs::path file = configFile(arguments);
   std::string text;
-  const std::error_code error = readContent(file, text);
+  const std::error_code error = readContent(file, text, kLongestConfig + 1);
   // A library needs none; one that was named is meant to be there.
   const bool isThere =
       error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory;

@@ -28,7 +28,7 @@ std::string nameOf(const fs::path& root) {
   std::string text;
   std::vector<std::string> problems;
   const fs::path file = root / kConfigName;
-  if (!readContent(file, text)) {
+  if (!readContent(file, text, kLongestConfig + 1)) {
     const auto config = parseConfig(text, file, problems);
     if (config && !config->name.empty()) return config->name;
   }
