@@ -801,8 +801,11 @@ Failure Transfers::summaryOf(const Work& work, Failure last) const {
                attempts.failure->isTransient;
     if (lagging == nullptr && mayLag(attempts.failure)) lagging = &attempts.failure;
   }
-  Failure failure = lagging != nullptr ? **lagging : std::move(last);
-  if (lagging != nullptr) failure.kind = Failure::Kind::kNetwork;
+  Failure failure = std::move(last);
+  if (lagging != nullptr) {
+    failure = **lagging;
+    failure.kind = Failure::Kind::kNetwork;
+  }
   failure.isTransient = isSilent;
   if (asked > 1) {
     failure.text += "; none of " + std::to_string(asked) + " addresses has it";
