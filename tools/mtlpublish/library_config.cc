@@ -4,8 +4,8 @@
 #define TOML_HEADER_ONLY 1
 #define TOML_EXCEPTIONS 0
 #define TOML_ENABLE_FORMATTERS 0
-// toml++ refuses a text such as "[/]" behind an assertion that there is none. With NDEBUG, some
-// compilers would be told to rely on that.
+// toml++ refuses a text such as "[/]" behind an assertion that there is none, on which some
+// compilers would rely with NDEBUG.
 #define TOML_ASSERT(condition) static_assert(true)
 #pragma push_macro("NDEBUG")
 #undef NDEBUG
@@ -46,32 +46,49 @@ std::size_t distance(std::string_view a, std::string_view b) {
 /// on the stack of any thread.
 constexpr std::size_t kMostDots = 1000;
 
-/// Where the string or comment ends that `text` begins with; 0 when it begins with neither.
-std::size_t skippedIn(std::string_view text) {
-  if (text.front() == '#') return std::min(text.find('\n'), text.size());
-  if (text.front() != '"' && text.front() != '\'') return 0;
-  const std::string quotes(3, text.front());
-  const std::string end = text.substr(0, 3) == quotes ? quotes : quotes.substr(0, 1);
+bool beginsMultiLine(std::string_view text) {
+  return text.substr(0, 3) == R"(""")" || text.substr(0, 3) == "'''";
+}
+
+/// The string or comment that `text` begins with, or its first character. Behind most characters
+/// there is no string, such as in "1'".
+std::string_view firstToken(std::string_view text, char previous) {
+  constexpr std::string_view kBeforeStrings = " \t\r\n=[{,.";
+  if (text.front() == '#') return text.substr(0, text.find('\n'));
+  const bool isQuote = text.front() == '"' || text.front() == '\'';
+  if (!isQuote || kBeforeStrings.find(previous) == kBeforeStrings.npos) return text.substr(0, 1);
+  const std::string_view end = text.substr(0, beginsMultiLine(text) ? 3 : 1);
   std::size_t place = end.size();
   while (place < text.size() && text.substr(place, end.size()) != end) {
     const bool isEscape = text[place] == '\\' && text.front() == '"';
     place += isEscape ? 2 : 1;
   }
-  // The last of five quotes in a row are the end.
   place = std::min(place + end.size(), text.size());
-  for (int i = 0; i < 2 && end == quotes && place < text.size() && text[place] == end[0]; ++i)
+  // Of up to five quotes in a row, the last three are the end.
+  for (int i = 0; i < 2 && end.size() == 3 && text.substr(place, 1) == end.substr(0, 1); ++i)
     ++place;
-  return place;
+  return text.substr(0, place);
 }
 
-/// The dots that join keys, and those in numbers.
-std::size_t dotsIn(std::string_view text) {
+bool isAscii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; });
+}
+
+/// What toml++ is not to see, since it would not refuse it in order: other characters where TOML
+/// has none, and behind a backslash; and tables in tables without end. `token` is where it stands.
+std::string_view faultIn(std::string_view text, std::string_view& token) {
   std::size_t dots = 0;
-  while (!text.empty()) {
-    if (text.front() == '.') ++dots;
-    text.remove_prefix(std::max(skippedIn(text), std::size_t{1}));
+  char previous = '\n';
+  for (; !text.empty(); text.remove_prefix(token.size())) {
+    token = firstToken(text, previous);
+    previous = token.back();
+    const bool holdsAll = token.size() > 1 && !beginsMultiLine(token);
+    if (!holdsAll && !isAscii(token)) {
+      return "characters beyond ASCII may be in comments and in texts of one line";
+    }
+    if (token == "." && ++dots > kMostDots) return "tables lie too deep in each other";
   }
-  return dots;
+  return {};
 }
 
 class ConfigReader {
@@ -80,8 +97,15 @@ class ConfigReader {
       : file_(file), problems_(problems) {}
 
   void parse(std::string_view text) {
-    if (text.size() > kLongestConfig) return refuse("the file is too long");
-    if (dotsIn(text) > kMostDots) return refuse("its tables lie too deep in each other");
+    if (text.size() > kLongestConfig) return refuse(1, "the file is too long");
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
+      text.remove_prefix(kByteOrderMark.size());
+    }
+    std::string_view token;
+    if (const std::string_view fault = faultIn(text, token); !fault.empty()) {
+      return refuse(std::count(text.data(), token.data(), '\n') + 1, std::string(fault));
+    }
     const toml::parse_result parsed = toml::parse(text);
     if (!parsed) {
       add(parsed.error().source(), std::string(parsed.error().description()));
@@ -93,13 +117,13 @@ class ConfigReader {
   LibraryConfig take() { return std::move(config_); }
 
  private:
-  void refuse(const std::string& text) {
-    problems_.push_back(mtlrules::printable(file_.filename().u8string()) + ": " + text);
+  void refuse(std::ptrdiff_t line, const std::string& text) {
+    problems_.push_back(mtlrules::printable(file_.filename().u8string()) + ':' +
+                        std::to_string(line) + ": " + mtlrules::printable(text));
   }
 
   void add(const toml::source_region& place, const std::string& text) {
-    problems_.push_back(mtlrules::printable(file_.filename().u8string()) + ':' +
-                        std::to_string(place.begin.line) + ": " + mtlrules::printable(text));
+    refuse(static_cast<std::ptrdiff_t>(place.begin.line), text);
   }
 
   void readLibrary(const toml::table& table) {

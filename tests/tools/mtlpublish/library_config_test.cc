@@ -167,7 +167,8 @@ sub-path = "all"
 }
 
 TEST(LibraryConfig, IsRefusedWhereItIsNotToml) {
-  for (const std::string text : {"name", "name = \"", "a = [1", "\xFF", "name = 'a'\nname = 'b'"})
+  for (const std::string text :
+       {"name", "name = \"", "name = \"\"\"", "a = [1", "\xFF", "name = 'a'\nname = 'b'"})
     EXPECT_THAT(problemsOfConfig(text), ElementsAre(StartsWith("library.toml:"))) << text;
   EXPECT_THAT(problemsOfConfig("\n\nname = \"\x1B[2J\""), ElementsAre(Not(HasSubstr("\x1B"))));
 }
@@ -192,6 +193,17 @@ TEST(LibraryConfig, IsRefusedWhereTablesLieTooDeepInEachOther) {
         "x = '''\n' '''\n" + keys + " = 1", "x = [\"\"\"\"\"\"\"\", {" + keys + " = 1}]"}) {
     EXPECT_THAT(problemsOfConfig(text), ElementsAre(HasSubstr("too deep in each other")))
         << text.substr(0, 30);
+  }
+}
+
+TEST(LibraryConfig, MayHaveAnyCharacterWhereTomlHasThem) {
+  EXPECT_EQ(configOf("\xEF\xBB\xBF# Ł \uFECD\nname = \"Ł \uFECD é\" # é\n").name, "Ł \uFECD é");
+  for (const std::string text : {"\n\uFECD = 1", "\né", "\nname = é", "\nname = 0'é'", "\n\xFF\"\"",
+                                 "\nname = \"\"\"\\é\"\"\"", "\nname = '''é'''"}) {
+    EXPECT_THAT(problemsOfConfig(text),
+                ElementsAre("library.toml:2: characters beyond ASCII may be in comments and in "
+                            "texts of one line"))
+        << text;
   }
 }
 
