@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kPiece = 262144;
 
-std::error_code lastError() {
+std::error_code streamError() {
   return {errno != 0 ? errno : EIO, std::generic_category()};
 }
 
@@ -21,7 +21,7 @@ std::error_code digestFile(const std::filesystem::path& file, FileDigest& digest
                            const std::function<bool(std::uint64_t)>& goOn) {
   errno = 0;
   std::ifstream stream(file, std::ios::binary);
-  if (!stream) return lastError();
+  if (!stream) return streamError();
   digest.size = 0;
   Sha256 sha256;
   // Not a vector, which would be filled first: most files are far smaller.
@@ -33,7 +33,7 @@ std::error_code digestFile(const std::filesystem::path& file, FileDigest& digest
     digest.size += count;
     if (goOn && !goOn(digest.size)) return std::make_error_code(std::errc::operation_canceled);
   }
-  if (stream.bad()) return lastError();
+  if (stream.bad()) return streamError();
   digest.sha256 = sha256.finish();
   if (!digest.sha256) return std::make_error_code(std::errc::function_not_supported);
   return {};

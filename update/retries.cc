@@ -18,7 +18,7 @@ using std::chrono::seconds;
 // More digits than these are more seconds than anybody waits.
 constexpr std::size_t kMostDigits = 9;
 
-std::optional<std::int64_t> numberFrom(std::string_view text) {
+std::optional<std::int64_t> fewDigits(std::string_view text) {
   if (text.empty() || text.size() > kMostDigits) return std::nullopt;
   std::int64_t number = 0;
   for (const char c : text) {
@@ -51,12 +51,12 @@ std::optional<std::int64_t> momentFrom(std::string_view text) {
   for (std::size_t i = 0; i < kForm.size(); ++i) {
     if (kForm[i] != '*' && kForm[i] != '#' && kForm[i] != text[i]) return std::nullopt;
   }
-  const auto day = numberFrom(text.substr(5, 2));
+  const auto day = fewDigits(text.substr(5, 2));
   const auto month = monthNamed(text.substr(8, 3));
-  const auto year = numberFrom(text.substr(12, 4));
-  const auto hour = numberFrom(text.substr(17, 2));
-  const auto minute = numberFrom(text.substr(20, 2));
-  const auto second = numberFrom(text.substr(23, 2));
+  const auto year = fewDigits(text.substr(12, 4));
+  const auto hour = fewDigits(text.substr(17, 2));
+  const auto minute = fewDigits(text.substr(20, 2));
+  const auto second = fewDigits(text.substr(23, 2));
   if (!day || !month || !year || !hour || !minute || !second) return std::nullopt;
   return ((daysBeforeMonth(*year, *month) + *day) * 24 + *hour) * 3600 + *minute * 60 + *second;
 }
@@ -72,7 +72,7 @@ milliseconds waitAfter(int failedTries, double random, const RetryPolicy& policy
 }
 
 std::optional<seconds> askedWait(std::string_view retryAfter, std::string_view date) {
-  if (const auto number = numberFrom(retryAfter)) return seconds(*number);
+  if (const auto number = fewDigits(retryAfter)) return seconds(*number);
   const auto then = momentFrom(retryAfter);
   const auto now = momentFrom(date);
   if (!then || !now) return std::nullopt;

@@ -12,8 +12,8 @@ namespace mtlhost {
 
 namespace {
 
-constexpr std::int64_t kBytesPerMegabyte = 1000000;
-constexpr std::int64_t kPermille = 1000;
+constexpr std::int64_t kMegabyte = 1000000;
+constexpr std::int64_t kWholePermille = 1000;
 constexpr std::chrono::milliseconds kMeasuringInterval{100};
 
 }  // namespace
@@ -37,13 +37,13 @@ void ProgressTracker::setText(const std::string& caption) {
   if (parsed.phase != progress_.text) beginPhase(parsed.phase);
   changed_ = changed_ || parsed.megabytesTotal != progress_.megabytesTotal;
   progress_.megabytesTotal = parsed.megabytesTotal;
-  setDone(parsed.megabytesDone * kBytesPerMegabyte);
+  setDone(parsed.megabytesDone * kMegabyte);
 }
 
 void ProgressTracker::setValue(int value) {
   if (range_ < 1) return;
-  const auto permille = static_cast<int>(std::clamp<std::int64_t>(value, 0, range_) * kPermille /
-                                         static_cast<std::int64_t>(range_));
+  const auto permille = static_cast<int>(std::clamp<std::int64_t>(value, 0, range_) *
+                                         kWholePermille / static_cast<std::int64_t>(range_));
   changed_ = changed_ || permille != progress_.permille;
   progress_.permille = permille;
 }
@@ -75,7 +75,7 @@ void ProgressTracker::beginPhase(const std::string& phase) {
 
 void ProgressTracker::setDone(std::int64_t bytes) {
   progress_.bytesDone = std::max(bytes, progress_.bytesDone);
-  const std::int64_t megabytes = progress_.bytesDone / kBytesPerMegabyte;
+  const std::int64_t megabytes = progress_.bytesDone / kMegabyte;
   changed_ = changed_ || megabytes != progress_.megabytesDone;
   progress_.megabytesDone = megabytes;
 }
@@ -100,7 +100,7 @@ double ProgressTracker::secondsLeft() const {
     return std::max(left, 0.0) / progress_.bytesPerSecond;
   }
   if (progress_.permille < 1) return Progress::kUnknown;
-  const double left = done * static_cast<double>(kPermille - progress_.permille) /
+  const double left = done * static_cast<double>(kWholePermille - progress_.permille) /
                       static_cast<double>(progress_.permille);
   return left / progress_.bytesPerSecond;
 }

@@ -13,17 +13,7 @@
 
 namespace mtlpublish {
 
-namespace {
-
 namespace fs = std::filesystem;
-
-/// "" when there is none, or it cannot be read.
-std::string contentBefore(const fs::path& file) {
-  std::string content;
-  return readContent(file, content) ? std::string() : content;
-}
-
-}  // namespace
 
 Edition::Edition(fs::path folder, EditionOptions options)
     : folder_(std::move(folder)), options_(std::move(options)), signer_(folder_, options_.signing) {
@@ -58,10 +48,10 @@ void Edition::make(const std::vector<DigestedFile>& files) {
 /// The text of the stamp; of one that is made elsewhere, that of the last one, which is about as
 /// long.
 std::string Edition::makeStamp() {
-  const std::string last = contentBefore(folder_ / mtlrules::kStampName);
+  std::string last = contentOf(folder_ / mtlrules::kStampName);
   if (options_.isTrial && signer_.wasSigned()) {
     // Who signs is asked for a key only when there is something to sign.
-    result_.isNew = contentBefore(folder_ / mtlrules::kListName) != record_.list;
+    result_.isNew = contentOf(folder_ / mtlrules::kListName) != record_.list;
     parts_.listCosts = ListForms(folder_, record_.list, options_.differences).costs();
     return last;
   }
@@ -77,7 +67,7 @@ std::string Edition::makeStamp() {
 }
 
 void Edition::compareWithLastBuild(const std::string& stamp) {
-  const std::string lastList = contentBefore(folder_ / mtlrules::kListName);
+  const std::string lastList = contentOf(folder_ / mtlrules::kListName);
   if (!result_.isNew) {
     result_.byKit.add(stamp.size());
     result_.byModule.add(stamp.size());

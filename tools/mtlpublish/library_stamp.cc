@@ -26,12 +26,6 @@ std::int64_t secondsOf(std::chrono::system_clock::time_point time) {
   return std::chrono::duration_cast<std::chrono::seconds>(time.time_since_epoch()).count();
 }
 
-/// "" when there is none, or it cannot be read.
-std::string contentOf(const fs::path& file, std::size_t limit) {
-  std::string content;
-  return readContent(file, content, limit) ? std::string() : content;
-}
-
 /// Of a stamp that the key signed; without a key, of any. The stamp may come from a server.
 std::optional<Release> releaseOf(const std::string& stamp,
                                  const std::optional<mtlsigning::SecretKey>& key) {

@@ -29,12 +29,6 @@ constexpr std::size_t kWorthPart = 4;
 /// does not depend on what was published before: the same library has the same stamp.
 constexpr std::size_t kWorthDifferences = 4096;
 
-/// "" when there is none, or it cannot be read.
-std::string contentOfForm(const fs::path& file) {
-  std::string content;
-  return readContent(file, content) ? std::string() : content;
-}
-
 ListNote noteOf(const mtlupdate::ListIdentity& list) {
   return {list.size, mtlupdate::hexText(list.sha256), false, false};
 }
@@ -74,14 +68,14 @@ ListForms::ListForms(const fs::path& folder, std::string list, std::size_t diffe
 
 // Unpacking what is there takes less time than packing it.
 void ListForms::compress() {
-  compressed_ = contentOfForm(folder_ / mtlrules::kCompressedListName);
+  compressed_ = contentOf(folder_ / mtlrules::kCompressedListName);
   if (mtlupdate::gunzipped(compressed_, list_.size()) == list_) return;
   compressed_ = mtlupdate::gzipped(list_);
 }
 
 void ListForms::readLast() {
-  lastStamp_ = contentOfForm(folder_ / mtlrules::kStampName);
-  lastList_ = contentOfForm(folder_ / mtlrules::kListName);
+  lastStamp_ = contentOf(folder_ / mtlrules::kStampName);
+  lastList_ = contentOf(folder_ / mtlrules::kListName);
   const mtlupdate::ListIdentity last = identityOf(lastList_);
   lastNote_ = mtlsigning::listNoteIn(lastStamp_);
   if (lastNote_ && !isSameList(*lastNote_, noteOf(last))) lastNote_.reset();
@@ -89,7 +83,7 @@ void ListForms::readLast() {
     if (name == mtlrules::kCompressedListName) continue;
     // Nothing that is worth publishing is longer than the list.
     const std::size_t most = lastList_.size() + list_.size();
-    const auto text = mtlupdate::gunzipped(contentOfForm(folder_ / name), most);
+    const auto text = mtlupdate::gunzipped(contentOf(folder_ / name), most);
     auto difference = text ? mtlupdate::parseDifference(*text) : std::nullopt;
     if (difference && difference->head.to == last) {
       there_.emplace(std::move(name), *std::move(difference));

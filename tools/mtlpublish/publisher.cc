@@ -28,12 +28,6 @@ std::string writeProblem(const char* name, const std::error_code& error) {
   return std::string(name) + ": cannot be written: " + errorMessage(error);
 }
 
-/// "" when there is none, or it cannot be read.
-std::string contentOf(const fs::path& file) {
-  std::string content;
-  return readContent(file, content) ? std::string() : content;
-}
-
 /// One build of the library in a folder.
 class Build {
  public:

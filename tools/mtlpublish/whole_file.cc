@@ -55,6 +55,11 @@ std::error_code readContent(const fs::path& file, std::string& content, std::siz
   return stream.bad() ? lastError() : std::error_code();
 }
 
+std::string contentOf(const fs::path& file, std::size_t limit) {
+  std::string content;
+  return readContent(file, content, limit) ? std::string() : content;
+}
+
 std::error_code replaceFile(const fs::path& folder, std::string_view name,
                             std::string_view content) {
   // A temporary file beside the old one is renamed over it when it is complete.

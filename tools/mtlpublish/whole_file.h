@@ -15,6 +15,10 @@ namespace mtlpublish {
 std::error_code readContent(const std::filesystem::path& file, std::string& content,
                             std::size_t limit = std::string::npos);
 
+/// The content of the file, of a longer one the first `limit` bytes; "" when there is none, or it
+/// cannot be read.
+std::string contentOf(const std::filesystem::path& file, std::size_t limit = std::string::npos);
+
 /// Gives the file `folder`/`name` a new content. A reader sees the old content or the
 /// new one, whole, and so does one after the power was lost. When there was no error, the
 /// new content is on the disk before anything that is written later. On an error the old

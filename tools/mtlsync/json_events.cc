@@ -25,7 +25,7 @@ Json::Value amountValue(const mtlhost::Amount& amount) {
   return object;
 }
 
-const char* nameOf(mtlhost::CopySignature::Kind kind) {
+const char* signatureKindName(mtlhost::CopySignature::Kind kind) {
   using Kind = mtlhost::CopySignature::Kind;
   switch (kind) {
     case Kind::kNone:
@@ -45,7 +45,7 @@ Json::Value signatureValue(const mtlhost::CopySignature& signature) {
     return seconds > 0 ? universalTimeText(seconds) : std::string();
   };
   Json::Value object(Json::objectValue);
-  object["kind"] = nameOf(signature.kind);
+  object["kind"] = signatureKindName(signature.kind);
   object["needsKeys"] = signature.needsKeys;
   object["problem"] = signature.problem;
   object["keyId"] = signature.keyId;
