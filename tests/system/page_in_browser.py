@@ -205,7 +205,6 @@ class PageInBrowser(unittest.TestCase):
             self.expect_nothing_from_elsewhere(url)
 
     def test_shows_what_the_last_build_changed(self):
-        self.write("library.toml", b"keep = 1\n")
         for name in ("kept", "gone", "other"):
             self.write(name)
         self.build()
@@ -363,7 +362,6 @@ class PageInBrowser(unittest.TestCase):
     def test_fits_and_can_be_read_on_every_screen(self):
         make_library(self.library, 20, 20)
         self.write("a-name-without-any-place-to-break-it-" + 100 * "x")
-        self.write("library.toml", b"keep = 1\n")
         self.build()
         self.write("materials/new.mat")
         self.build()

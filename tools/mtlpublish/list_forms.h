@@ -41,6 +41,9 @@ class ListForms {
   /// What the stamp is to say of the list.
   const mtlrules::ListNote& note() const { return note_; }
 
+  /// The list that the last build left; "" for none.
+  const std::string& lastList() const { return lastList_; }
+
   /// Names below the folder, with contents, in the order in which they are to be written: before
   /// the list. `isNewStamp`: the stamp of the last build will be replaced.
   std::vector<std::pair<std::string, std::string>> files(bool isNewStamp) const;

@@ -59,11 +59,14 @@ std::string idByRecord(const std::string& id, const std::string& record) {
   return isThis ? record.substr(kIdLength + 1, kIdLength) : id;
 }
 
-/// The list last: who still has the stamp before is served as long as may be.
+/// The list after its forms: who still has the stamp before is served as long as may be.
 void addList(const ListForms& forms, const std::string& list, ReleaseParts& parts) {
   for (auto& file : forms.files(parts.isNew))
     parts.files.push_back(std::move(file));
   parts.files.emplace_back(mtlrules::kListName, list);
+  if (!forms.lastList().empty() && forms.lastList() != list) {
+    parts.files.emplace_back(kPreviousListName, forms.lastList());
+  }
   parts.stale = forms.stale(parts.isNew);
 }
 

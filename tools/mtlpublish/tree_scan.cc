@@ -208,15 +208,15 @@ class Scanner {
 }  // namespace
 
 bool isWrittenName(std::string_view name) {
-  constexpr std::array<std::string_view, 7> kNames = {
-      mtlrules::kListName, mtlrules::kStampName, kCacheName, kSignedName, kAgainName, kLockName,
-      kViewsName};
+  constexpr std::array<std::string_view, 8> kNames = {
+      mtlrules::kListName, mtlrules::kStampName, kCacheName, kSignedName,
+      kAgainName,          kPreviousListName,    kLockName,  kViewsName};
   return std::find(kNames.begin(), kNames.end(), name) != kNames.end();
 }
 
 bool isPrivateName(std::string_view name) {
-  constexpr std::array<std::string_view, 8> kNames = {
-      kCacheName, kSignedName,     kAgainName,  kViewsName,
+  constexpr std::array<std::string_view, 9> kNames = {
+      kCacheName, kSignedName,     kAgainName,  kPreviousListName,         kViewsName,
       kLockName,  kKeptFolderName, kConfigName, mtlrules::kStateFolderName};
   if (std::find(kNames.begin(), kNames.end(), name) != kNames.end()) return true;
   return name.size() >= kTemporaryPrefix.size() + kTemporarySuffix.size() &&

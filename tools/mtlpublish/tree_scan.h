@@ -21,6 +21,8 @@ inline constexpr const char* kConfigName = "library.toml";
 inline constexpr const char* kAgainName = ".mtlpublish-again";
 /// Which views were built last.
 inline constexpr const char* kViewsName = ".mtlpublish-views";
+/// The list that the last build replaced by another one.
+inline constexpr const char* kPreviousListName = ".mtlpublish-previous";
 /// By which builds keep each other away.
 inline constexpr const char* kLockName = ".mtlpublish-lock";
 /// Where earlier builds are kept.

@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "mtlpublish/file_list.h"
-#include "mtlpublish/kept_builds.h"
 #include "mtlpublish/media_type.h"
 #include "signing/release_comment.h"
 #include "signing/secret_key.h"
@@ -40,11 +39,9 @@ class LibraryPage : public testing::Test {
     writeFile(dir_ / "oak/id.txt", stamp);
   }
 
-  /// As builds do with a library that keeps them.
-  void keep(const std::vector<ListEntry>& entries) {
-    mtlpublish::BuildRecord record;
-    record.list = mtlpublish::fileListText(entries);
-    EXPECT_EQ(mtlpublish::KeptBuilds(dir_.path() / "oak").add(record, 9), "");
+  /// As if the last build had replaced this list.
+  void replaced(const std::vector<ListEntry>& entries) {
+    writeFile(dir_ / "oak/.mtlpublish-previous", mtlpublish::fileListText(entries));
   }
 
   std::string page(const std::string& subPath = "") {
@@ -173,10 +170,8 @@ TEST_F(LibraryPage, SaysWhatTheLastBuildChanged) {
       {"changed", DownloadPolicy::kAlways, 8, 0, std::string(64, '3')},
       kept};
   build(after);
-  EXPECT_THAT(visibleText(page()), HasSubstr("No build before it is kept."));
-  keep({});
-  keep(before);
-  keep(after);
+  EXPECT_THAT(visibleText(page()), HasSubstr("There was no other list before this one."));
+  replaced(before);
   const std::string text = visibleText(page());
   EXPECT_THAT(text, HasSubstr("fetch 2 files, 2.0 kB; hosts of the module, 3 files, 2.0 kB."));
   EXPECT_THAT(text, HasSubstr(" 1 added added 1 changed changed 1 removed removed &amp; gone "));
@@ -191,7 +186,7 @@ TEST_F(LibraryPage, NamesNoMoreThanTwoHundredChanges) {
   std::vector<ListEntry> entries;
   for (std::size_t i = 10000; i < 11200; ++i)
     entries.push_back({std::to_string(i), DownloadPolicy::kAlways, 1, 0, ""});
-  keep({});
+  replaced({});
   build(entries);
   EXPECT_THAT(visibleText(page()), HasSubstr(" 10198 10199 and 1,000 more "));
 }
@@ -233,7 +228,7 @@ TEST_F(LibraryPage, ShowsNamesAsTextWhateverTheyAre) {
   }
   build({}, "<script>alert(1)</script>\n");
   writeFile(dir_ / "oak/filelist.json", list + "\n]\n");
-  keep({});
+  replaced({});
   const std::string page = this->page();
   ASSERT_EQ(problem_, "");
   EXPECT_THAT(dataText(page), Not(HasSubstr("<")));
@@ -273,12 +268,9 @@ TEST_F(LibraryPage, SaysWhatTheLastBuildChangedInAView) {
   build({{"all", DownloadPolicy::kAlways, 1, 0, ""}});
   writeFile(dir_ / "oak/beta/filelist.json", listOf("new"));
   writeFile(dir_ / "oak/beta/id.txt", "view\n");
-  mtlpublish::BuildRecord record;
-  record.list = list_;
-  record.views.push_back({"beta", listOf("old")});
-  EXPECT_EQ(mtlpublish::KeptBuilds(dir_.path() / "oak").add(record, 9), "");
+  writeFile(dir_ / "oak/beta/.mtlpublish-previous", listOf("old"));
   EXPECT_THAT(visibleText(page("beta")), HasSubstr(" 1 added new 1 removed old "));
-  EXPECT_THAT(visibleText(page()), HasSubstr("No build before it is kept."));
+  EXPECT_THAT(visibleText(page()), HasSubstr("There was no other list before this one."));
 }
 
 TEST_F(LibraryPage, AllowsNothingFromElsewhere) {

@@ -102,6 +102,19 @@ TEST_F(Publisher, KeepsTheIdWhenOnlyTimesChange) {
   EXPECT_EQ(id(), first);
 }
 
+// For the page, which says what changed.
+TEST_F(Publisher, KeepsTheListThatItReplacedLast) {
+  const std::string previous = dir_ / ".mtlpublish-previous";
+  add("a", "1");
+  id();
+  const std::string first = readFile(dir_ / "filelist.json");
+  EXPECT_FALSE(fs::exists(previous));
+  add("a", "22");
+  id();
+  id();
+  EXPECT_EQ(readFile(previous), first);
+}
+
 TEST_F(Publisher, KeepsTheIdWhenTheFolderMoves) {
   add("one/a", "1");
   add("two/a", "1");

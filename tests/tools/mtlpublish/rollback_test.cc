@@ -73,12 +73,14 @@ TEST_F(Rollback, PublishesTheBuildBeforeUnderAnIdThatIsNew) {
   add("added/by/mistake", "4");
   add("folder", "a file where a folder was");
   const std::string second = build();
+  const std::string secondList = readFile(dir_ / "filelist.json");
 
   const RollbackResult result = rollback();
   EXPECT_THAT(result.problems, IsEmpty());
   EXPECT_EQ(result.placed, 2U);
   EXPECT_EQ(result.removed, 2U);
   EXPECT_EQ(published(), before);
+  EXPECT_EQ(readFile(dir_ / ".mtlpublish-previous"), secondList);
   EXPECT_FALSE(fs::exists(dir_.path() / "added"));
   EXPECT_THAT(readFile(dir_ / "id.txt"), StartsWith(result.id + "\n"));
   EXPECT_NE(result.id, first) << "which a client may hold from a run that was under way";
@@ -196,7 +198,7 @@ TEST_F(Rollback, GivesASignedLibraryAHigherSerial) {
 
 TEST_F(Rollback, RefusesAFolderThatIsNone) {
   EXPECT_THAT(mtlpublish::rollback(dir_.path() / "none", {}, 50, {}).problems,
-              ElementsAre(dir_ / "none" + ": No such file or directory"));
+              ElementsAre((dir_.path() / "none").u8string() + ": No such file or directory"));
 }
 
 TEST(BuildRecord, IsReadAsItWasWritten) {

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "mtlpublish/file_name.h"
-#include "mtlpublish/kept_builds.h"
 #include "mtlpublish/library_config.h"
 #include "mtlpublish/signature_report.h"
 #include "mtlpublish/tree_scan.h"
@@ -50,28 +49,13 @@ void describeStamp(const std::string& stamp, const std::string& list, std::int64
   if (overview.release) overview.name = overview.release->library;
 }
 
-/// "" when the build had no such view.
-std::string listOf(const BuildRecord& build, const std::string& subPath) {
-  if (subPath.empty()) return build.list;
-  for (const auto& view : build.views) {
-    if (view.subPath == subPath) return view.list;
-  }
-  return {};
-}
-
-std::optional<ListChanges> lastChanges(const fs::path& root, const std::string& subPath,
-                                       const std::string& list,
+std::optional<ListChanges> lastChanges(const fs::path& folder,
                                        const std::vector<ListEntry>& entries) {
-  const KeptBuilds builds(root);
-  std::vector<std::uint64_t> numbers = builds.numbers();
-  for (; !numbers.empty(); numbers.pop_back()) {
-    const std::optional<BuildRecord> build = builds.read(numbers.back());
-    const std::string kept = build ? listOf(*build, subPath) : list;
-    if (kept == list) continue;
-    const auto before = parseFileList(kept);
-    if (before) return changesBetween(*before, entries);
-  }
-  return std::nullopt;
+  std::string list;
+  if (readContent(folder / kPreviousListName, list)) return std::nullopt;
+  const auto before = parseFileList(list);
+  if (!before) return std::nullopt;
+  return changesBetween(*before, entries);
 }
 
 }  // namespace
@@ -99,7 +83,7 @@ std::optional<LibraryOverview> readOverview(const fs::path& root, const std::str
   overview.listSize = list.size();
   overview.entries = *std::move(entries);
   describeStamp(stamp, list, now, overview);
-  overview.changes = lastChanges(root, subPath, list, overview.entries);
+  overview.changes = lastChanges(folder, overview.entries);
   return overview;
 }
 

@@ -25,7 +25,7 @@ struct LibraryOverview {
   std::vector<std::string> warnings{};           ///< What is wrong with stamp and list.
   std::uint64_t listSize = 0;                    ///< The bytes of the list itself.
   std::vector<ListEntry> entries{};              ///< Sorted by path.
-  /// Between the list before and this one; none where no other list is kept.
+  /// Between the list that a build replaced last and this one; none before there was another.
   std::optional<ListChanges> changes{};
 };
 

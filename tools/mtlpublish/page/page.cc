@@ -188,7 +188,7 @@ std::string changesSection(const std::optional<ListChanges>& changes) {
       "<section aria-labelledby=\"changes\">\n"
       "<h2 id=\"changes\">Changed by the last build</h2>\n";
   if (!changes) {
-    text += "<p class=\"quiet\">No build before it is kept.</p>\n";
+    text += "<p class=\"quiet\">There was no other list before this one.</p>\n";
   } else if (changes->isEmpty()) {
     text += "<p>The list shows no change.</p>\n";
   } else {
