@@ -118,10 +118,8 @@ TEST_F(Views, AreSignedWithTheLibraryEachForItsSubPath) {
   options.keys = {options_.signing.key->publicKey()};
   options.subPath = "beta";
   EXPECT_THAT(mtlpublish::verifyFolder(dir_.path(), options).problems, IsEmpty());
-  fs::copy_file(dir_.path() / "all/of/it/id.txt", dir_.path() / "beta/id.txt",
-                fs::copy_options::overwrite_existing);
-  fs::copy_file(dir_.path() / "all/of/it/filelist.json", dir_.path() / "beta/filelist.json",
-                fs::copy_options::overwrite_existing);
+  for (const std::string name : {"id.txt", "filelist.json"})
+    add("beta/" + name, read("all/of/it/" + name));
   EXPECT_THAT(mtlpublish::verifyFolder(dir_.path(), options).problems,
               ElementsAre("id.txt: is signed for the sub-path \"all/of/it\""));
   options_.signing.library = "";
