@@ -39,11 +39,11 @@ _mtlpublish() {
     rollback)
       options+=' --config --sign --prepare --no-sign --name --sub-path --expires --password-file'
       ;;
-    files) options+=' --lists --list-forms' ;;
+    files) options+=' --config --lists --list-forms --cache-control --nginx' ;;
     keygen) options+=' --password-file --no-password' ;;
     report) options+=' --output --sub-path' ;;
     verify) options+=' --quick --key --sub-path --json -q --quiet' ;;
-    serve) options+=' --port --delay --fail --host-name -q --quiet' ;;
+    serve) options+=' --config --port --delay --fail --host-name -q --quiet' ;;
   esac
   if [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")

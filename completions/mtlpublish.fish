@@ -19,7 +19,7 @@ complete -c mtlpublish -n "__fish_seen_subcommand_from build diff verify serve" 
 
 set -l list '__fish_seen_subcommand_from build diff'
 set -l sign '__fish_seen_subcommand_from build rollback'
-complete -c mtlpublish -n '__fish_seen_subcommand_from build diff rollback' -l config -r -F -d 'Configuration instead of library.toml'
+complete -c mtlpublish -n '__fish_seen_subcommand_from build diff files rollback serve' -l config -r -F -d 'Configuration instead of library.toml'
 complete -c mtlpublish -n "$list" -l missing -x -d 'Clients fetch these only if they lack them'
 complete -c mtlpublish -n "$list" -l never -x -d 'Clients never fetch these'
 complete -c mtlpublish -n "$list" -l exclude -x -d 'These are not published'
@@ -42,7 +42,9 @@ complete -c mtlpublish -n '__fish_seen_subcommand_from build diff verify' -l jso
 
 complete -c mtlpublish -n '__fish_seen_subcommand_from keygen' -l no-password -d 'Do not encrypt the secret key'
 
-complete -c mtlpublish -n '__fish_seen_subcommand_from files' -l list-forms -d 'Name what is published beside the list instead'
+complete -c mtlpublish -n '__fish_seen_subcommand_from files' -l list-forms -d 'Name what is beside the lists, with its places'
+complete -c mtlpublish -n '__fish_seen_subcommand_from files' -l cache-control -d 'Say what caches are to be told of each file'
+complete -c mtlpublish -n '__fish_seen_subcommand_from files' -l nginx -d 'Print the same as a map for nginx'
 complete -c mtlpublish -n '__fish_seen_subcommand_from report' -l output -r -F -d 'File to write'
 complete -c mtlpublish -n '__fish_seen_subcommand_from report' -l sub-path -x -d 'Show what clients see that give it'
 

@@ -102,6 +102,23 @@ std::string policies(const Findings& findings) {
   return text;
 }
 
+std::string caches(const Findings& findings) {
+  std::string text =
+      "\n# For how long caches between the server and clients may answer with a file by "
+      "themselves.\n"
+      "# The first rule that has the file counts; of others, caches have to ask each time.\n"
+      "#   forever   a file that has changed needs a new name\n"
+      "#   90s, 10m, 12h, 30d, 1y: for so long, clients may get a content that is old\n"
+      "#   no-cache  not at all\n";
+  if (findings.mapFolders.empty()) {
+    return text + "# [[cache]]\n# files = [\"maps/*\"]\n# life = \"forever\"\n";
+  }
+  for (const auto& [folder, count] : findings.mapFolders) {
+    text += "[[cache]]\nfiles = [" + tomlText(patternFor(folder)) + "]\nlife = \"forever\"\n";
+  }
+  return text;
+}
+
 std::string excluded(const Findings& findings) {
   std::string text =
       "# What is not published. Names that begin with a dot, *~, *.bak, *.swp, Thumbs.db,\n"
@@ -136,6 +153,7 @@ std::string firstConfig(const TreeScan& scan, const std::string& name) {
       "# From how many builds before the last one there are differences of the list, so that\n"
       "# clients of the kit need not fetch all of it.\n# differences = 50\n\n";
   text += policies(findings);
+  text += caches(findings);
   text +=
       "\n# The key that signs the library, which mtlpublish keygen makes, and for how many days\n"
       "# clients are to accept a signature.\n"

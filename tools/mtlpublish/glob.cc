@@ -5,8 +5,31 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 
 namespace mtlpublish {
+
+namespace {
+
+bool isPlainInRegex(char32_t character) {
+  return (character >= U'a' && character <= U'z') || (character >= U'A' && character <= U'Z') ||
+         (character >= U'0' && character <= U'9') || character == U'/' || character == U'_' ||
+         character == U'-';
+}
+
+std::string escaped(char32_t character) {
+  std::array<char, 16> text{};
+  std::snprintf(text.data(), text.size(), "\\x{%lx}", static_cast<unsigned long>(character));
+  return text.data();
+}
+
+std::string regexOfOne(char32_t character) {
+  if (character == U'.') return "\\.";
+  return isPlainInRegex(character) ? std::string(1, static_cast<char>(character))
+                                   : escaped(character);
+}
+
+}  // namespace
 
 std::optional<Glob> Glob::parse(std::string_view pattern, std::string& problem) {
   if (pattern.empty()) {
@@ -94,6 +117,37 @@ bool Glob::matches(std::string_view path) const {
   }
   return std::all_of(tokens_.begin() + static_cast<std::ptrdiff_t>(token), tokens_.end(),
                      [](const Token& rest) { return rest.kind == Kind::kAnyText; });
+}
+
+std::string Glob::regexOf(const Token& token) const {
+  if (token.kind == Kind::kAnyText) return wholePath_ ? ".*" : "[^/]*";
+  if (token.kind == Kind::kAnyCharacter) return wholePath_ ? "." : "[^/]";
+  const bool isOne = token.kind == Kind::kOneOf;
+  if (isOne && token.ranges.size() == 1 && token.ranges[0].first == token.ranges[0].second) {
+    return regexOfOne(token.ranges[0].first);
+  }
+  std::string ranges;
+  for (const auto& [first, last] : token.ranges) {
+    // One that ends before it begins has nothing, and PCRE refuses it.
+    if (first <= last) ranges += escaped(first) + '-' + escaped(last);
+  }
+  if (ranges.empty()) return isOne ? "(?!)" : regexOf(Token{Kind::kAnyCharacter, {}});
+  // A name has no '/', though a range may have it.
+  return (wholePath_ ? "" : "(?!/)") + std::string(isOne ? "[" : "[^") + ranges + ']';
+}
+
+std::string Glob::regex() const {
+  std::string text = wholePath_ ? "" : "(.*/)?";
+  for (const Token& token : tokens_)
+    text += regexOf(token);
+  return text;
+}
+
+std::string regexOf(std::string_view text) {
+  std::string regex;
+  for (const char32_t character : mtlrules::codePoints(text))
+    regex += regexOfOne(character);
+  return regex;
 }
 
 bool anyMatches(const std::vector<Glob>& globs, std::string_view path) {

@@ -28,6 +28,10 @@ class Glob {
   /// `path` is valid UTF-8 and separated by '/'.
   bool matches(std::string_view path) const;
 
+  /// A regular expression of PCRE, in its mode for UTF-8, for the paths that it matches. It has no
+  /// anchors, no blanks and no quotes.
+  std::string regex() const;
+
   /// The pattern as it was given.
   const std::string& text() const { return text_; }
 
@@ -42,11 +46,15 @@ class Glob {
 
   static bool parseSet(const std::u32string& pattern, std::size_t& position, Token& token);
   static bool accepts(const Token& token, char32_t character);
+  std::string regexOf(const Token& token) const;
 
   std::string text_;
   bool wholePath_ = false;
   std::vector<Token> tokens_;
 };
+
+/// A regular expression as Glob::regex() for the text itself, which is UTF-8.
+std::string regexOf(std::string_view text);
 
 bool anyMatches(const std::vector<Glob>& globs, std::string_view path);
 

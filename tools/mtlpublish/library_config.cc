@@ -128,7 +128,7 @@ class ConfigReader {
 
   void readLibrary(const toml::table& table) {
     checkWords(table, {"name", "lossy", "exclude", "include", "never", "allow", "keep",
-                       "differences", "mirrors", "policy", "signing", "address", "view"});
+                       "differences", "mirrors", "policy", "cache", "signing", "address", "view"});
     readText(table, "name", [this](const std::string& name) {
       config_.name = name;
       return mtlsigning::isLibraryName(name) ? "" : "is not a name for a library";
@@ -152,6 +152,7 @@ class ConfigReader {
     readNumber(table, "keep", 0, 1000, "a number of builds", config_.keep);
     readNumber(table, "differences", 0, 1000, "a number of builds", config_.differences);
     readPolicies(table, config_.listing.policies);
+    readCaches(table);
     readText(table, "address", [this](const std::string& address) {
       config_.address = mtlrules::withoutTrailingSlashes(address);
       return addressProblem(config_.address);
@@ -217,6 +218,30 @@ class ConfigReader {
         });
   }
 
+  void readCaches(const toml::table& table) {
+    if (table.contains("cache")) config_.caches.clear();
+    readTables(table, "cache", "rules for caches are tables: [[cache]]",
+               [this](const toml::table& rule) {
+                 checkWords(rule, {"files", "life"});
+                 std::vector<Glob> files;
+                 readGlobs(rule, "files", files);
+                 if (!rule.contains("files")) add(rule.source(), "a rule for caches has no files");
+                 std::optional<std::string> control;
+                 readText(rule, "life", [&control](const std::string& life) {
+                   std::string problem;
+                   control = controlOfLife(life, problem);
+                   return control ? "" : isIt(problem, nearestWord(life, {"forever", "no-cache"}));
+                 });
+                 if (!rule.contains("life")) add(rule.source(), "a rule for caches has no life");
+                 for (Glob& glob : files)
+                   config_.caches.push_back({std::move(glob), control.value_or(kAskFirst)});
+               });
+  }
+
+  static std::string isIt(const std::string& problem, std::string_view nearest) {
+    return problem + (nearest.empty() ? "" : "; is it '" + std::string(nearest) + "'?");
+  }
+
   /// Has each of the tables of this name read.
   template <class Read>
   void readTables(const toml::table& table, const char* word, const char* problem, Read read) {
@@ -264,9 +289,8 @@ class ConfigReader {
   void checkWords(const toml::table& table, const std::vector<std::string_view>& known) {
     for (const auto& [key, value] : table) {
       if (std::find(known.begin(), known.end(), key.str()) != known.end()) continue;
-      const std::string_view nearest = nearestWord(key.str(), known);
-      add(key.source(), "'" + std::string(key.str()) + "' is not known" +
-                            (nearest.empty() ? "" : "; is it '" + std::string(nearest) + "'?"));
+      add(key.source(),
+          isIt("'" + std::string(key.str()) + "' is not known", nearestWord(key.str(), known)));
     }
   }
 

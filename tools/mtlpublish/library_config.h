@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "mtlpublish/cache_rules.h"
 #include "mtlpublish/library_entries.h"
 #include "mtlpublish/list_forms.h"
 #include "mtlpublish/views.h"
@@ -24,7 +25,8 @@ struct LibraryConfig {
   std::optional<std::string> subPath{};  ///< That clients of a signed library give.
   std::filesystem::path keyFile{};       ///< To sign with; empty for none.
   int expires = 0;                       ///< Days for which a signature is accepted; 0 without end.
-  int keep = 0;                          ///< How many builds before the last one are kept.
+  std::vector<CacheRule> caches = usualCacheRules();
+  int keep = 0;  ///< How many builds before the last one are kept.
   int differences = static_cast<int>(kUsualDifferences);  ///< As PublishOptions::differences.
 };
 

@@ -185,6 +185,11 @@ bool isToFail(const ServerOptions& options, std::string_view path) {
                      [path](const Glob& glob) { return glob.matches(path); });
 }
 
+std::string controlFor(const ServerOptions& options, std::string_view path) {
+  return std::string(mtlrules::isValidUtf8(path) ? controlOnServer(options.caches, path)
+                                                 : kAskFirst);
+}
+
 bool hasBody(const httplib::Request& request) {
   const auto [first, last] = request.headers.equal_range("Content-Length");
   return request.has_header("Transfer-Encoding") ||
@@ -250,7 +255,12 @@ HandlerResponse answer(const fs::path& root, const ServerOptions& options,
     return answerWithPage(root, mtlrules::withoutTrailingSlashes(path), response);
   const bool isPrivate = file && isPrivateName(fileName(*file->lexically_relative(root).begin()));
   if (!file || isPrivate) return HandlerResponse::Unhandled;
-  return answerWithFile(*file, request, response);
+  const HandlerResponse answered = answerWithFile(*file, request, response);
+  // No cache is to keep an error.
+  if (answered == HandlerResponse::Handled && response.status < kBadRequest) {
+    response.set_header("Cache-Control", controlFor(options, path));
+  }
+  return answered;
 }
 
 /// True when the client may have sent more than was read.

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "mtlpublish/cache_rules.h"
 #include "mtlpublish/glob.h"
 
 namespace mtlpublish {
@@ -18,6 +19,8 @@ struct ServerOptions {
   std::chrono::milliseconds delay{0};
   /// Requests for matching paths fail with status 503.
   std::vector<Glob> fail;
+  /// What caches are told of files, by their paths below the folder.
+  std::vector<CacheRule> caches = usualCacheRules();
   /// Names that requests may be for, beside localhost and IP addresses.
   std::vector<std::string> hostNames;
   /// Told of each request once it has been answered, in one printable line: method, path,

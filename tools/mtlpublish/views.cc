@@ -85,11 +85,16 @@ std::string addressPath(std::string_view address) {
 }
 
 std::string listPlace(std::string_view addressPath, std::string_view subPath) {
+  return listPlace(addressPath, subPath, mtlrules::kListName);
+}
+
+std::string listPlace(std::string_view addressPath, std::string_view subPath,
+                      std::string_view name) {
   std::string place;
   for (const std::string_view folder : {subPath, addressPath}) {
     if (!folder.empty()) place.append(folder) += '/';
   }
-  return place + mtlrules::kListName;
+  return place.append(name);
 }
 
 }  // namespace mtlpublish

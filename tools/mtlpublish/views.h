@@ -60,6 +60,10 @@ std::string addressPath(std::string_view address);
 /// `addressPath`: the sub-path goes in front.
 std::string listPlace(std::string_view addressPath, std::string_view subPath);
 
+/// The same for another file beside the list, by its name there.
+std::string listPlace(std::string_view addressPath, std::string_view subPath,
+                      std::string_view name);
+
 }  // namespace mtlpublish
 
 #endif  // MTLLIB_TOOLS_MTLPUBLISH_VIEWS_H_

@@ -135,10 +135,32 @@ TEST_F(CommandLine, FilesNamesWhatClientsOfViewsFetch) {
   EXPECT_EQ(run({"files", "--lists", dir_ / ""}).out,
             "filelist.json\tlibrary/filelist.json\n"
             "beta/filelist.json\tbeta/library/filelist.json\n");
+  EXPECT_EQ(run({"files", "--list-forms", dir_ / ""}).out,
+            "filelist.json.gz\tlibrary/filelist.json.gz\n"
+            "beta/filelist.json.gz\tbeta/library/filelist.json.gz\n");
   EXPECT_EQ(run({"verify", "--sub-path", "beta", dir_ / ""}).exitCode, 0);
   result = run({"diff", "--json", dir_ / ""});
   EXPECT_THAT(result.out, HasSubstr("\"views\":[{\"added\":[],"));
   EXPECT_EQ(run({"build", "--prepare", "--name", "oak", dir_ / ""}).exitCode, 2);
+}
+
+TEST_F(CommandLine, FilesSaysWhatCachesAreTold) {
+  for (const char* path : {"lib/maps/a.tx", "lib/b.png"})
+    writeFile(dir_ / path, path);
+  EXPECT_EQ(run({"build", "-q", dir_ / "lib"}).exitCode, 0);
+  EXPECT_EQ(run({"files", "--cache-control", dir_ / "lib"}).out,
+            "b.png\tno-cache\nmaps/a.tx\tmax-age=31536000, immutable\n");
+  writeFile(dir_ / "own.toml",
+            "address = \"https://materials.example/oak/lib\"\n"
+            "[[cache]]\nfiles = [\"*.png\"]\nlife = \"1h\"\n");
+  EXPECT_EQ(run({"files", "--cache-control", "--config", dir_ / "own.toml", dir_ / "lib"}).out,
+            "b.png\tmax-age=3600\nmaps/a.tx\tno-cache\n");
+  EXPECT_THAT(run({"files", "--nginx", "--config", dir_ / "own.toml", dir_ / "lib"}).out,
+              HasSubstr("\"~(*UTF)^/oak/lib/(.*/)?[^/]*\\.png$\"  \"max-age=3600\";\n}\n"));
+  EXPECT_EQ(run({"files", "--nginx", "--lists", dir_ / "lib"}).exitCode, 2);
+  writeFile(dir_ / "lib/library.toml", "[[cache]]\nfiles = [\"*\"]\nlife = \"soon\"\n");
+  EXPECT_EQ(run({"files", "--nginx", dir_ / "lib"}).exitCode, 1);
+  EXPECT_EQ(run({"serve", dir_ / "lib"}).exitCode, 1);
 }
 
 TEST_F(CommandLine, FilesRefusesAListThatClientsRefuse) {

@@ -108,4 +108,18 @@ TEST(Glob, RefusesWhatIsNoPattern) {
   EXPECT_EQ(problemOf("["), "has a '[' without its ']'");
 }
 
+std::string regexOf(const std::string& pattern) {
+  std::string problem;
+  return Glob::parse(pattern, problem).value().regex();
+}
+
+TEST(Glob, IsTheSameAsARegularExpression) {
+  EXPECT_EQ(regexOf("*.p?g"), "(.*/)?[^/]*\\.p[^/]g");
+  EXPECT_EQ(regexOf("maps/*-1_?.tx"), "maps/.*-1_.\\.tx");
+  EXPECT_EQ(regexOf("a/[b-dé]"), "a/[\\x{62}-\\x{64}\\x{e9}-\\x{e9}]");
+  EXPECT_EQ(regexOf("[!+-9]"), "(.*/)?(?!/)[^\\x{2b}-\\x{39}]");
+  EXPECT_EQ(regexOf("木+"), "(.*/)?\\x{6728}\\x{2b}");
+  EXPECT_EQ(regexOf("a/[9-0][!9-0]"), "a/(?!).") << "which no character is one of";
+}
+
 }  // namespace

@@ -166,6 +166,53 @@ sub-path = "all"
               ElementsAre("library.toml:5: sub-path: 'a' is that of another view"));
 }
 
+TEST(LibraryConfig, SaysWhatCachesAreToldOfFiles) {
+  EXPECT_EQ(controlOfFile(configOf("").caches, "maps/a/b.tx"), "max-age=31536000, immutable");
+  EXPECT_EQ(controlOfFile(configOf("").caches, "a/maps/b.tx"), "no-cache");
+  const auto rules = configOf(R"(
+[[cache]]
+files = ["maps/drafts/*"]
+life = "no-cache"
+[[cache]]
+files = ["maps/*", "*.hdr"]
+life = "forever"
+[[cache]]
+files = ["*.png"]
+life = "30d"
+)")
+                         .caches;
+  EXPECT_EQ(controlOfFile(rules, "maps/drafts/a.png"), "no-cache");
+  EXPECT_EQ(controlOfFile(rules, "maps/a.png"), "max-age=31536000, immutable");
+  EXPECT_EQ(controlOfFile(rules, "x/sky.hdr"), "max-age=31536000, immutable");
+  EXPECT_EQ(controlOfFile(rules, "icons/a.png"), "max-age=2592000");
+  EXPECT_EQ(controlOfFile(rules, "a.mat"), "no-cache");
+}
+
+TEST(LibraryConfig, HasNoSenselessLives) {
+  const std::string rule = "[[cache]]\nfiles = ['*']\nlife = ";
+  EXPECT_THAT(
+      problemsOfConfig(rule + "'foreve'\n"),
+      ElementsAre("library.toml:3: life: 'foreve' is not forever, no-cache or a time: 90s, 10m, "
+                  "12h, 30d, or 1y at most; is it 'forever'?"));
+  for (const char* life : {"", "0s", "-1d", "+1d", "1", "d", "1 d", "1w", "1.5h", "2y", "366d",
+                           "99999999999999999999s", "4294967296s"}) {
+    EXPECT_THAT(problemsOfConfig(rule + '\'' + life + "'\n"),
+                ElementsAre("library.toml:3: life: '" + std::string(life) +
+                            "' is not forever, no-cache or a time: 90s, 10m, 12h, 30d, or 1y at "
+                            "most"));
+  }
+  EXPECT_THAT(problemsOfConfig(rule + "60\n"),
+              ElementsAre("library.toml:3: life is a text: \"…\""));
+  EXPECT_THAT(problemsOfConfig("[[cache]]\nfile = ['*']\n"),
+              ElementsAre("library.toml:2: 'file' is not known; is it 'files'?",
+                          "library.toml:1: a rule for caches has no files",
+                          "library.toml:1: a rule for caches has no life"));
+  EXPECT_THAT(problemsOfConfig("cache = 'forever'\n"),
+              ElementsAre("library.toml:1: rules for caches are tables: [[cache]]"));
+  EXPECT_EQ(configOf(rule + "'1y'\n").caches.at(0).control, "max-age=31536000");
+  EXPECT_EQ(configOf(rule + "'1s'\n").caches.at(0).control, "max-age=1");
+}
+
 TEST(LibraryConfig, IsRefusedWhereItIsNotToml) {
   for (const std::string text :
        {"name", "name = \"", "name = \"\"\"", "a = [1", "\xFF", "name = 'a'\nname = 'b'"})
@@ -237,6 +284,8 @@ TEST(FirstConfig, SaysWhatThePublisherProbablyWants) {
   EXPECT_EQ(config.listing.policies[0].files.text(), "Maps/*");
   EXPECT_EQ(config.listing.policies[0].policy, DownloadPolicy::kMissing);
   EXPECT_EQ(config.listing.policies[1].files.text(), "previews/*");
+  EXPECT_EQ(controlOfFile(config.caches, "previews/oak.png"), "max-age=31536000, immutable");
+  EXPECT_EQ(controlOfFile(config.caches, "maps/oak.png"), "no-cache");
 }
 
 TEST(FirstConfig, IsGoodForAnEmptyFolder) {
@@ -248,8 +297,9 @@ TEST(FirstConfig, IsGoodForAnEmptyFolder) {
 
 TEST(FirstConfig, IsGoodAlsoWithItsCommentsTaken) {
   std::string text = firstConfig({}, "a;b");
-  for (const std::string comment : {"# name", "# exclude", "# allow", "# keep", "# [[policy",
-                                    "# files", "# download", "# [signing", "# key", "# expires"}) {
+  for (const std::string comment :
+       {"# name", "# exclude", "# allow", "# keep", "# [[policy", "# files", "# download",
+        "# [[cache", "# files", "# life", "# [signing", "# key", "# expires"}) {
     const auto at = text.find("\n" + comment);
     ASSERT_NE(at, text.npos) << comment;
     text.erase(at + 1, 2);

@@ -63,6 +63,30 @@ TEST_F(Serve, KnowsNothingElse) {
   EXPECT_EQ(Client().post(url_ + "maps/oak.tx", "").status, 404);
 }
 
+TEST_F(Serve, TellsCachesWhatTheLibrarySays) {
+  add("library.toml", "[[cache]]\nfiles = [\"*\"]\nlife = \"10m\"\n");
+  for (const char* path : {"oak.mat", "filelist.json", "filelist.json.gz"})
+    add(path, "1\n");
+  start();
+  EXPECT_EQ(Client().get(url_ + "oak.mat").headers.at("cache-control"), "max-age=600");
+  EXPECT_EQ(Client().get(url_ + "filelist.json").headers.at("cache-control"), "no-cache");
+  EXPECT_EQ(Client().get(url_ + "filelist.json.gz").headers.at("cache-control"), "no-cache");
+  EXPECT_EQ(Client().get(url_ + "id.txt").headers.at("cache-control"), "max-age=60");
+  EXPECT_EQ(Client().get(url_ + "nothing").headers.count("cache-control"), 0U);
+  const Answer unmet = Client().get(url_ + "oak.mat", {"Range: bytes=100-"});
+  EXPECT_EQ(unmet.status, 416);
+  EXPECT_EQ(unmet.headers.count("cache-control"), 0U);
+}
+
+TEST_F(Serve, TellsCachesToKeepMapsOfALibraryThatSaysNothing) {
+  add("maps/oak.tx", "1\n");
+  add("oak.mat", "1\n");
+  start();
+  EXPECT_EQ(Client().get(url_ + "maps/oak.tx").headers.at("cache-control"),
+            "max-age=31536000, immutable");
+  EXPECT_EQ(Client().get(url_ + "oak.mat").headers.at("cache-control"), "no-cache");
+}
+
 const Client::Headers kBrowser{"Accept: text/html,application/xhtml+xml,*/*;q=0.8"};
 
 TEST_F(Serve, ShowsBrowsersAPageAboutTheLibrary) {

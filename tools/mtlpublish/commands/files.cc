@@ -2,16 +2,21 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "mtlpublish/cache_rules.h"
 #include "mtlpublish/commands/command_line.h"
 #include "mtlpublish/commands/commands.h"
+#include "mtlpublish/commands/library_arguments.h"
 #include "mtlpublish/list_forms.h"
 #include "mtlpublish/listed_files.h"
 #include "mtlpublish/views.h"
 #include "mtlpublish/whole_file.h"
+#include "rules/list_entry.h"
 
 namespace mtlpublish {
 
@@ -21,29 +26,39 @@ namespace fs = std::filesystem;
 
 constexpr const char* kFilesFooter =
     R"(Paths are below DIR, one a line, as they are: for programs that publish. Lists
-and stamps are not among them, nor is what no client ever fetches. The place of
-a list, after a tab, is below the root of the server; beside the list in DIR is
-its stamp, whose place is the same below the library. What is
-published beside the list of DIR itself, compressed and as differences,
---list-forms names: to be there before the list is.
+and stamps are not among them, nor is what no client ever fetches.
+
+--lists names the lists, and --list-forms what is beside them, compressed and as
+differences, which is to be there before the list is; after a tab, the place
+below the root of the server, or of the library if it has no views. The stamp
+beside a list in DIR has the same place below the library. --cache-control adds
+to each path, after a tab, what caches are to be told, and --nginx prints the
+same for a configuration of nginx.
 
 Examples:
   mtlpublish files library >names
   rsync --copy-links --files-from=names library/ server:/srv/library/)";
 
 struct FilesArguments {
-  std::string folder;
+  LibraryArguments library;
   bool lists = false;
   bool listForms = false;
+  bool cacheControl = false;
+  bool nginx = false;
 };
+
+fs::path folderOf(const FilesArguments& arguments) {
+  return fs::u8path(arguments.library.folder);
+}
 
 /// False when it cannot be read, which has been said then.
 bool addFiles(const FilesArguments& arguments, const std::string& subPath,
               std::set<std::string>& paths) {
   const std::string name = listPlace("", subPath);
   std::string list;
-  if (const auto error = readContent(fs::u8path(arguments.folder) / fs::u8path(name), list)) {
-    complain(arguments.folder + ": its " + name + " cannot be read: " + errorMessage(error));
+  if (const auto error = readContent(folderOf(arguments) / fs::u8path(name), list)) {
+    complain(arguments.library.folder + ": its " + name +
+             " cannot be read: " + errorMessage(error));
     return false;
   }
   std::vector<ListedFile> listed;
@@ -56,24 +71,52 @@ bool addFiles(const FilesArguments& arguments, const std::string& subPath,
   return true;
 }
 
-int files(const FilesArguments& arguments) {
-  if (arguments.listForms) {
-    for (const std::string& name : listFormsIn(fs::u8path(arguments.folder)))
-      std::cout << name << '\n';
-    return kDone;
-  }
-  PublishedViews views = readViews(fs::u8path(arguments.folder));
-  views.subPaths.insert(views.subPaths.begin(), "");
-  std::set<std::string> paths;
+void printLists(const FilesArguments& arguments, const PublishedViews& views) {
   for (const std::string& subPath : views.subPaths) {
-    if (arguments.lists) {
-      std::cout << listPlace("", subPath) << '\t' << listPlace(views.addressPath, subPath) << '\n';
-    } else if (!addFiles(arguments, subPath, paths)) {
-      return kFailed;
+    std::vector<std::string> names = {mtlrules::kListName};
+    if (arguments.listForms) names = listFormsIn(folderOf(arguments) / fs::u8path(subPath));
+    for (const std::string& name : names) {
+      std::cout << listPlace("", subPath, name) << '\t'
+                << listPlace(views.addressPath, subPath, name) << '\n';
     }
   }
-  for (const std::string& path : paths)
-    std::cout << path << '\n';
+}
+
+int printNginxMap(const LibraryConfig& config) {
+  std::optional<std::string> path;
+  if (!config.address.empty()) path = addressPath(config.address);
+  std::cout << nginxMap(config.caches, path);
+  return kDone;
+}
+
+int files(const FilesArguments& arguments) {
+  if (arguments.lists + arguments.listForms + arguments.cacheControl + arguments.nginx > 1) {
+    return refuseUsage("--lists, --list-forms, --cache-control and --nginx exclude each other");
+  }
+  LibraryConfig config;
+  if (arguments.cacheControl || arguments.nginx) {
+    std::optional<LibraryConfig> read = readConfig(arguments.library);
+    if (!read) return kFailed;
+    config = *std::move(read);
+  }
+  if (arguments.nginx) return printNginxMap(config);
+  PublishedViews views = readViews(folderOf(arguments));
+  // Without views, the address does not matter.
+  if (views.subPaths.empty()) views.addressPath.clear();
+  views.subPaths.insert(views.subPaths.begin(), "");
+  if (arguments.lists || arguments.listForms) {
+    printLists(arguments, views);
+    return kDone;
+  }
+  std::set<std::string> paths;
+  for (const std::string& subPath : views.subPaths) {
+    if (!addFiles(arguments, subPath, paths)) return kFailed;
+  }
+  for (const std::string& path : paths) {
+    std::cout << path;
+    if (arguments.cacheControl) std::cout << '\t' << controlOfFile(config.caches, path);
+    std::cout << '\n';
+  }
   return kDone;
 }
 
@@ -83,13 +126,15 @@ Command addFilesCommand(CLI::App& program) {
   const auto arguments = std::make_shared<FilesArguments>();
   CLI::App* command =
       program.add_subcommand("files", "Name the files of a library that clients fetch");
-  addPlace(command, "DIR", arguments->folder, "Folder of a library that was built");
+  addPlace(command, "DIR", arguments->library.folder, "Folder of a library that was built");
+  addConfigOption(command, arguments->library);
   command->add_flag("--lists", arguments->lists,
                     "Name the lists, each with its place on the server");
-  command
-      ->add_flag("--list-forms", arguments->listForms,
-                 "Name what is published beside the list instead")
-      ->excludes("--lists");
+  command->add_flag("--list-forms", arguments->listForms,
+                    "Name what is beside the lists, with its places");
+  command->add_flag("--cache-control", arguments->cacheControl,
+                    "Say what caches are to be told of each file");
+  command->add_flag("--nginx", arguments->nginx, "Print the same as a map for nginx");
   command->footer(kFilesFooter);
   return {command, [arguments] { return files(*arguments); }};
 }

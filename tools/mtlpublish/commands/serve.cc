@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -10,6 +11,7 @@
 
 #include "mtlpublish/commands/command_line.h"
 #include "mtlpublish/commands/commands.h"
+#include "mtlpublish/commands/library_arguments.h"
 #include "mtlpublish/contained_path.h"
 #include "mtlpublish/host_field.h"
 #include "mtlpublish/static_server.h"
@@ -40,7 +42,7 @@ Examples:
   mtlpublish serve --delay 500 --fail 'maps/*' --fail id.txt library)";
 
 struct ServeArguments {
-  std::string folder;
+  LibraryArguments library;
   int port = 0;
   int delay = 0;
   std::vector<std::string> fail;
@@ -60,12 +62,15 @@ void warnOfUnbuilt(const fs::path& root, const std::string& folder) {
 
 int serve(const ServeArguments& arguments) {
   std::error_code error;
-  const fs::path root = canonicalFolder(fs::u8path(arguments.folder), error);
+  const fs::path root = canonicalFolder(fs::u8path(arguments.library.folder), error);
   if (error) {
-    complain(arguments.folder + ": " + errorMessage(error));
+    complain(arguments.library.folder + ": " + errorMessage(error));
     return kFailed;
   }
+  std::optional<LibraryConfig> config = readConfig(arguments.library);
+  if (!config) return kFailed;
   ServerOptions options;
+  options.caches = std::move(config->caches);
   options.delay = std::chrono::milliseconds(arguments.delay);
   options.fail = parsed(arguments.fail);
   options.hostNames = arguments.hostNames;
@@ -76,11 +81,11 @@ int serve(const ServeArguments& arguments) {
              ": it is in use, or not for you to use");
     return kFailed;
   }
-  if (!arguments.quiet) warnOfUnbuilt(root, arguments.folder);
+  if (!arguments.quiet) warnOfUnbuilt(root, arguments.library.folder);
   // Transfers under way and idle connections need no care.
   endWhenInterrupted();
-  std::cout << "Serving " << mtlrules::printable(arguments.folder) << " at " << server.address()
-            << std::endl;
+  std::cout << "Serving " << mtlrules::printable(arguments.library.folder) << " at "
+            << server.address() << std::endl;
   server.run();
   complain("can accept no more connections");
   return kFailed;
@@ -96,7 +101,8 @@ Command addServeCommand(CLI::App& program) {
   const auto arguments = std::make_shared<ServeArguments>();
   CLI::App* command =
       program.add_subcommand("serve", "Serve DIR on this computer alone, for trying out");
-  addPlace(command, "DIR", arguments->folder, "Folder to serve");
+  addPlace(command, "DIR", arguments->library.folder, "Folder to serve");
+  addConfigOption(command, arguments->library);
   command->add_option("--port", arguments->port, "Port to listen on; a free one if not given")
       ->type_name("N")
       ->check(range(0, 65535));
