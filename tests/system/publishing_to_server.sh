@@ -26,6 +26,10 @@ write_nginx_configuration() {
     -e "/listen \[::\]:443/d" \
     -e "s|^http {|http { include $folder/beside.conf;|" \
     "$source/docs/publishing/nginx.conf" >"$folder/nginx.conf"
+  # The map of another library.
+  if [ -n "$2" ]; then
+    sed -i -e '/^  map /,/^  }/d' -e "s|^  server {|  include $2;\n&|" "$folder/nginx.conf"
+  fi
   # What an unprivileged nginx needs, and the cache.
   cat >"$folder/beside.conf" <<EOF
 client_body_temp_path $folder/tmp; proxy_temp_path $folder/tmp; fastcgi_temp_path $folder/tmp;
@@ -184,9 +188,130 @@ expect 0 mtlpublish verify "$https"
 (cd "$folder/served/library" && find . -type f -printf '%P\n' | sort) >"$folder/there"
 {
   mtlpublish files "$folder/library"
-  mtlpublish files --list-forms "$folder/library"
+  mtlpublish files --list-forms "$folder/library" | cut -f 1
   printf 'filelist.json\nid.txt\n'
 } | sort >"$folder/wanted"
 diff "$folder/wanted" "$folder/there" || fail "others are served than clients fetch"
 grep -qx "link/- odd \[name\].tx" "$folder/there" || fail "$(cat "$folder/there")"
 ! grep -e psd -e git -e passwd -e "/lossy.tx" "$folder/there" || fail "too much is served"
+
+echo "What caches are told of files is what library.toml says"
+sed -n '/^  map /,/^  }/s/^  //p' "$source/docs/publishing/nginx.conf" >"$folder/map-of-guide"
+mtlpublish files --nginx "$folder/library" | diff "$folder/map-of-guide" - || fail "nginx.conf is not for it"
+stop_nginx
+cat >"$folder/library/library.toml" <<'EOF'
+[[cache]]
+files = ["maps/drafts/*", "*.mat"]
+life = "no-cache"
+[[cache]]
+files = ["*.m?p", "oak [1-7].tx"]
+life = "10m"
+[[cache]]
+files = ["maps/*"]
+life = "forever"
+EOF
+mkdir "$folder/library/maps/drafts"
+for name in maps/drafts/a.tx maps/é.tx "maps/ä.möp" a.mapp; do
+  echo "$name" >"$folder/library/$name"
+done
+expect 0 mtlpublish build "$folder/library"
+expect 0 publish-to-server "$folder/library" "$folder/served/library"
+mtlpublish files --nginx "$folder/library" >"$folder/lives.conf"
+start_nginx "$folder/served" "$folder/lives.conf"
+expect_life id.txt "max-age=60"
+expect_life filelist.json "no-cache"
+expect_life filelist.json.gz "no-cache"
+expect_life "maps/drafts/a.tx" "no-cache"
+expect_life "maps/%C3%A4.m%C3%B6p" "max-age=600"
+expect_life "a.mapp" "no-cache"
+expect_life "maps/oak%207.tx" "max-age=600"
+expect_life "maps/oak%208.tx" "max-age=31536000, immutable"
+expect_life "maps/%C3%A9.tx" "max-age=31536000, immutable"
+for name in maps/drafts/a.tx "maps/ä.möp" maps/é.tx; do
+  echo again >"$folder/library/$name"
+done
+expect 0 mtlpublish build "$folder/library"
+expect 1 publish-to-server "$folder/library" "$folder/served/library"
+expect_text "maps/é.tx"
+! grep -e drafts -e "öp" "$folder/err" || fail "these may change"
+mv "$folder/library/library.toml" "$folder/rules.toml"
+expect 0 mtlpublish build "$folder/library"
+expect 1 publish-to-server "$folder/library" "$folder/served/library"
+expect_text "maps/drafts/a.tx"
+echo maps/é.tx >"$folder/library/maps/é.tx"
+expect 0 mtlpublish build "$folder/library"
+expect 0 publish-to-server --config "$folder/rules.toml" "$folder/library" "$folder/served/library"
+
+# This computer, as a server that is reached with ssh: each connection is counted, and what is
+# renamed there.
+mkdir "$folder/bin" "$folder/server-bin" "$folder/remote"
+cat >"$folder/bin/ssh" <<EOF
+#!/bin/sh
+echo connection >>"$folder/connections"
+[ "\$1 \$2 \$3" = "-l publisher server" ] || exit 255
+shift 3
+PATH=$folder/server-bin:\$PATH exec sh -c "\$*"
+EOF
+cat >"$folder/server-bin/mv" <<EOF
+#!/bin/sh
+printf '%s\n' "\$*" >>"$folder/renamed"
+exec $(command -v mv) "\$@"
+EOF
+chmod +x "$folder/bin/ssh" "$folder/server-bin/mv"
+remote="publisher@server:$folder/remote/the library"
+publish_by_ssh() {
+  : >"$folder/connections"
+  : >"$folder/renamed"
+  (
+    PATH=$folder/bin:$PATH
+    expect "$1" publish-to-server "$folder/library" "$remote"
+  )
+  [ "$(wc -l <"$folder/connections")" -eq 1 ] || fail "$(wc -l <"$folder/connections") connections"
+}
+
+# visible: all that is there, but what is on its way.
+visible() {
+  (cd "$folder/remote" && find . -name '.mtlpublish-*' -prune -o -type f -exec sha256sum {} +) | sort
+}
+
+echo "All takes one connection, and becomes visible in order: files, list, stamp"
+publish_by_ssh 0
+(cd "$folder/remote/the library" && find . -type f -printf '%P\n' | sort) >"$folder/there-now"
+diff "$folder/there-now" - <<EOF || fail "others are there than clients fetch"
+$({
+  mtlpublish files "$folder/library"
+  printf 'filelist.json\nfilelist.json.gz\nid.txt\n'
+} | sort)
+EOF
+expect 0 mtlpublish verify "$folder/remote/the library"
+[ "$(tail -n 3 "$folder/renamed" | sed 's|.*/||')" = "filelist.json.gz
+filelist.json
+id.txt" ] || fail "$(cat "$folder/renamed")"
+
+echo "A connection that ends early leaves everything as it was, and the next run goes on from there"
+echo changed >"$folder/library/materials/oak & 1.mat"
+rm "$folder/library/a.mapp"
+mkdir "$folder/library/a.mapp" "$folder/library/new"
+echo "in a folder now" >"$folder/library/a.mapp/b"
+echo "new" >"$folder/library/new/a.mat"
+expect 0 mtlpublish build "$folder/library"
+visible >"$folder/before"
+cat >"$folder/server-bin/rsync" <<EOF
+#!/bin/sh
+$(command -v rsync) "\$@"
+exit 12
+EOF
+chmod +x "$folder/server-bin/rsync"
+publish_by_ssh 1
+visible | diff "$folder/before" - || fail "something is there already"
+[ ! -s "$folder/renamed" ] || fail "$(cat "$folder/renamed")"
+rm "$folder/server-bin/rsync"
+mv "$folder/library/new/a.mat" "$folder/a.mat"
+expect 1 publish-to-server "$folder/library" "$remote"
+expect_text "new/a.mat cannot be read"
+visible | diff "$folder/before" - || fail "something is there already"
+mv "$folder/a.mat" "$folder/library/new/a.mat"
+publish_by_ssh 0
+expect 0 mtlpublish verify "$folder/remote/the library"
+[ -f "$folder/remote/the library/a.mapp/b" ] || fail "no folder took the place of the file"
+[ -z "$(find "$folder/remote" -name '.mtlpublish-*')" ] || fail "something is left over"

@@ -26,7 +26,7 @@ fail() {
 serve() {
   [ -z "$server" ] || kill "$server"
   : >"$folder/serving"
-  mtlpublish serve --quiet "$1" >"$folder/serving" 2>&1 &
+  mtlpublish serve "$1" >"$folder/serving" 2>&1 &
   server=$!
   until grep -q Serving "$folder/serving"; do
     kill -0 "$server" || fail "$(cat "$folder/serving")"
@@ -86,3 +86,36 @@ for place in root path; do
   mtlpublish verify --quiet --sub-path beta --key "$folder/oak.pub" "$address"
   mtlpublish verify --quiet --key "$folder/oak.pub" "$address"
 done
+
+echo "Forms of the view's list go where its clients ask for them, and the engine takes a difference"
+for i in $(seq 60); do
+  echo "$i" >"$library/maps/many-$i.tx"
+done
+publish_view() {
+  echo "$1" >"$library/materials/a.mat"
+  mtlpublish build --quiet --sign "$folder/oak.key" "$library"
+  publish-to-server "$library" "$folder/site/library"
+}
+publish_view 1
+mtlsync --quiet --no-proxy --sub-path beta --key "$folder/oak.pub" "$address" "$folder/kit-path"
+publish_view 2
+(cd "$library/beta" && find . -name '*.gz') | sort >"$folder/forms"
+[ "$(wc -l <"$folder/forms")" -gt 1 ] || fail "$(cat "$folder/forms")"
+(cd "$folder/site/beta/library" && find . -name '*.gz') | sort >"$folder/forms-there"
+! grep -vxFf "$folder/forms-there" "$folder/forms" || fail "not all forms are there"
+: >"$folder/serving"
+mtlsync --quiet --no-proxy --sub-path beta --key "$folder/oak.pub" "$address" "$folder/kit-path"
+cmp "$library/materials/a.mat" "$folder/kit-path/materials/a.mat"
+grep -q "GET /beta/library/changes/[0-9a-f]*\.gz 200 " "$folder/serving" || fail "$(cat "$folder/serving")"
+! grep -q "filelist" "$folder/serving" || fail "$(cat "$folder/serving")"
+
+echo "Differences that are gone are removed when asked, and nothing else that is beside them"
+touch "$folder/site/beta/library/changes/stale" "$folder/site/beta/library/other" "$folder/site/other"
+publish-to-server --clean "$library" "$folder/site/library"
+for form in $(cat "$folder/forms"); do
+  cmp "$library/beta/$form" "$folder/site/beta/library/$form"
+done
+[ ! -e "$folder/site/beta/library/changes/stale" ] || fail "not removed"
+[ -e "$folder/site/beta/library/other" ] && [ -e "$folder/site/other" ] || fail "too much removed"
+cmp "$library/beta/filelist.json" "$folder/site/beta/library/filelist.json"
+cmp "$library/beta/id.txt" "$folder/site/library/beta/id.txt"
