@@ -107,3 +107,77 @@ expect 0 mtlpublish verify "$cdn"
 expect 0 publish-to-s3 --clean "$folder/library" store:materials/library
 rclone check --checksum --exclude '/.mtlpublish-*' "$folder/library" store:materials/library 2>"$folder/err" ||
   fail "$(cat "$folder/err")"
+
+echo "Views go with all forms of their lists, and caches are told what library.toml says"
+# where FOLDER: what the store has there, with what it tells caches.
+where() {
+  rclone lsf --recursive --files-only "store:materials/$1" | LC_ALL=C sort | while IFS= read -r name; do
+    control=$(curl -s --noproxy '*' -D - -o /dev/null "$store/materials/$1/$name" | tr -d '\r' |
+      sed -n 's/^[Cc]ache-[Cc]ontrol: //p')
+    printf '%s: %s\n' "$name" "$control"
+  done
+}
+mkdir -p "$folder/oak/previews" "$folder/oak/maps"
+for i in $(seq 60); do
+  echo "$i" >"$folder/oak/previews/$i.png"
+done
+echo map >"$folder/oak/maps/a.tx"
+cat >"$folder/oak/library.toml" <<'EOF'
+address = "https://materials.example/site/oak"
+[[cache]]
+files = ["1.png"]
+life = "no-cache"
+[[cache]]
+files = ["*.png"]
+life = "1h"
+[[cache]]
+files = ["a.tx"]
+life = "forever"
+[[view]]
+sub-path = "beta"
+files = ["previews/*"]
+EOF
+publish_views() {
+  echo "$1" >"$folder/oak/previews/60.png"
+  expect 0 mtlpublish build "$folder/oak"
+  : >"$folder/store.log"
+  expect 0 publish-to-s3 "$folder/oak" store:materials/site/oak
+}
+publish_views 1
+publish_views 2
+sed -n 's/.*Stored object "\([^"]*\)".*/\1/p' "$folder/store.log" >"$folder/stored"
+sed -e 's|[0-9a-f]\{64\}|DIGEST|' -e 's|previews/.*|FILE|' -e 's|[^/]*json$|LIST|' -e 's|.*gz$|FORM|' \
+  -e 's|.*LIST$|LIST|' -e 's|.*id.txt|STAMP|' "$folder/stored" | uniq >"$folder/order"
+[ "$(cat "$folder/order")" = "site/oak/FILE
+FORM
+LIST
+STAMP" ] || fail "$(cat "$folder/stored")"
+where beta/site/oak >"$folder/there"
+[ "$(sed 's|[0-9a-f]\{64\}|DIGEST|' "$folder/there")" = "changes/DIGEST.gz: no-cache
+filelist.json: no-cache
+filelist.json.gz: no-cache" ] || fail "$(cat "$folder/there")"
+where site/oak >"$folder/there"
+for line in "previews/1.png: no-cache" "previews/2.png: max-age=3600" "id.txt: max-age=60" \
+  "maps/a.tx: max-age=31536000, immutable" "beta/id.txt: max-age=60"; do
+  grep -qxF "$line" "$folder/there" || fail "no word of $line: $(cat "$folder/there")"
+done
+echo changed >"$folder/oak/maps/a.tx"
+expect 0 mtlpublish build "$folder/oak"
+got=0
+publish-to-s3 "$folder/oak" store:materials/site/oak 2>"$folder/err" || got=$?
+[ "$got" -ne 0 ] || fail "a changed map was taken"
+echo map >"$folder/oak/maps/a.tx"
+publish_views 3
+for place in site/oak/old.mat beta/site/oak/changes/stale.gz beta/site/other; do
+  echo old | rclone rcat "store:materials/$place"
+done
+expect 0 publish-to-s3 --clean "$folder/oak" store:materials/site/oak
+where "" >"$folder/there"
+! grep -e stale -e old.mat "$folder/there" || fail "not removed"
+grep -q "^beta/site/other" "$folder/there" || fail "too much is removed"
+mtlpublish files --list-forms "$folder/oak" | cut -f 2 >"$folder/forms"
+while IFS= read -r place; do
+  grep -q "^$place: " "$folder/there" || fail "$place is removed"
+done <"$folder/forms"
+grep -q "^beta/site/oak/filelist.json: " "$folder/there" || fail "the list is removed"
+grep -q "^site/oak/beta/id.txt: " "$folder/there" || fail "the stamp is removed"
