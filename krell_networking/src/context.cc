@@ -12,6 +12,7 @@
 #include "platform/utf.h"
 #include "platform/win32.h"
 #include "ssl_configuration.h"
+#include "system.h"
 
 namespace Krell {
 namespace Networking {
@@ -54,6 +55,7 @@ ClientSSLConfiguration sslConfigurationFromEnvironment() {
   if (!ssl.caFile.empty()) return ssl;
   ssl.caDirectory = environment("SSL_CERT_DIR");
   ssl.caFile = environment("SSL_CERT_FILE");
+  if (ssl.caFile.empty() && !libcurlKnowsAuthorities()) ssl.caFile = authoritiesFile("");
   return ssl;
 }
 
