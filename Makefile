@@ -21,8 +21,8 @@ test: deps
 
 windows:
 	scripts/install-deps --windows
-	deps=$$(scripts/build-windows-deps) && \
-	  cmake --fresh --preset windows -D MTLLIB_WINDOWS_DEPS="$$deps" $(CMAKE_OPTIONS)
+	deps=$$(scripts/build-deps windows) && \
+	  cmake --fresh --preset windows -D MTLLIB_DEPS="$$deps" $(CMAKE_OPTIONS)
 	cmake --build --preset windows
 
 windows-package: windows
@@ -47,6 +47,18 @@ packages:
 
 test-packages: packages
 	scripts/test-packages dist
+
+# For any Linux: an archive that needs nothing but glibc.
+.PHONY: bundle
+bundle:
+	scripts/install-deps --bundle
+	deps=$$(scripts/build-deps linux-x86_64) && \
+	  cmake --preset bundle -D MTLLIB_DEPS="$$deps" $(CMAKE_OPTIONS)
+	cmake --build --preset bundle
+	cpack --preset bundle -B archive
+	mkdir -p dist
+	rm -f dist/mtllib-*-linux-x86_64.tar.gz
+	cp build/bundle/archive/*.tar.gz dist
 
 # The Python package, with the libraries in it.
 wheel:

@@ -1,9 +1,12 @@
-# The packages that cpack makes: those of Debian, or a zip for Windows.
+# The packages that cpack makes: those of Debian, a zip for Windows, or an archive for any Linux.
 set(CPACK_PACKAGE_VENDOR "The mtllib authors")
 set(CPACK_STRIP_FILES ON)
 if(WIN32)
   set(CPACK_GENERATOR ZIP)
   set(CPACK_PACKAGE_FILE_NAME mtllib-${PROJECT_VERSION}-windows-x86_64)
+elseif(MTLLIB_DEPS)
+  set(CPACK_GENERATOR TGZ)
+  set(CPACK_PACKAGE_FILE_NAME mtllib-${PROJECT_VERSION}-linux-${MTLLIB_BUNDLE_ARCHITECTURE})
 else()
   include(debian/packages.cmake)
 endif()
