@@ -49,7 +49,7 @@ test-packages: packages
 	scripts/test-packages dist
 
 # For any Linux: an archive that needs nothing but glibc.
-.PHONY: bundle
+.PHONY: bundle test-bundle
 bundle:
 	scripts/install-deps --bundle
 	deps=$$(scripts/build-deps linux-x86_64) && \
@@ -60,17 +60,30 @@ bundle:
 	rm -f dist/mtllib-*-linux-x86_64.tar.gz
 	cp build/bundle/archive/*.tar.gz dist
 
-# The Python package, with the libraries in it.
+test-bundle: bundle wheel
+	scripts/test-bundle dist
+
+# The Python package, with the libraries of the archive in it.
 wheel:
+	scripts/install-deps --bundle
+	scripts/install-deps --python
+	deps=$$(scripts/build-deps linux-x86_64) && \
+	  cmake --preset bundle -D MTLLIB_DEPS="$$deps" $(CMAKE_OPTIONS)
+	cmake --build --preset bundle --target mtllib mtlhost
+	mkdir -p dist
+	rm -f dist/*.whl
+	scripts/build-wheel build/bundle dist
+
+# With the libraries of the release build in it, which take less time to build.
+test-python:
 	scripts/install-deps --python
 	cmake --preset release $(CMAKE_OPTIONS)
 	cmake --build --preset release --target mtllib mtlhost
-	rm -f dist/*.whl
-	scripts/build-wheel build/release dist
-
-test-python: wheel
+	rm -rf build/release/dist
+	scripts/build-wheel build/release build/release/dist
 	cd python && /usr/bin/mypy && \
-	  MTLLIB_LIBRARY=$(CURDIR)/build/release/bin/libmtlhost.so /usr/bin/python3 -m pytest --quiet
+	  MTLLIB_LIBRARY=$(CURDIR)/build/release/bin/libmtlhost.so \
+	  MTLLIB_WHEELS=$(CURDIR)/build/release/dist /usr/bin/python3 -m pytest --quiet
 
 # The add-on for Blender, with the Python package in it.
 blender-addon: wheel

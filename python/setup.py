@@ -5,10 +5,15 @@ It needs setuptools and wheel, both packages of Debian. That is less than a prog
 that writes the metadata, the list of hashes and the archive by the rules of the format.
 """
 
+import pathlib
 from typing import Tuple
 
 from setuptools import Distribution, setup
 from wheel.bdist_wheel import bdist_wheel
+
+
+# Written by CMake; empty for a wheel that is for systems like the one it is built on.
+_PLATFORM = pathlib.Path(__file__).with_name("PLATFORM").read_text(encoding="ascii").strip()
 
 
 class PlatformDistribution(Distribution):
@@ -18,7 +23,7 @@ class PlatformDistribution(Distribution):
 
 class PlatformWheel(bdist_wheel):
     def get_tag(self) -> Tuple[str, str, str]:
-        return "py3", "none", super().get_tag()[2]
+        return "py3", "none", _PLATFORM or super().get_tag()[2]
 
 
 setup(distclass=PlatformDistribution, cmdclass={"bdist_wheel": PlatformWheel})

@@ -20,7 +20,7 @@ _PROJECT = _HERE.parent.parent
 
 @pytest.fixture(scope="module")
 def wheel() -> pathlib.Path:
-    (built,) = (_PROJECT / "dist").glob("*.whl")
+    (built,) = pathlib.Path(os.environ["MTLLIB_WHEELS"]).glob("*.whl")
     return built
 
 
