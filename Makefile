@@ -49,11 +49,13 @@ test-packages: packages
 	scripts/test-packages dist
 
 # For any Linux: an archive that needs nothing but glibc.
-.PHONY: bundle test-bundle
-bundle:
+.PHONY: configured-bundle bundle test-bundle
+configured-bundle:
 	scripts/install-deps --bundle
 	deps=$$(scripts/build-deps linux-x86_64) && \
-	  cmake --preset bundle -D MTLLIB_DEPS="$$deps" $(CMAKE_OPTIONS)
+	  cmake --fresh --preset bundle -D MTLLIB_DEPS="$$deps" $(CMAKE_OPTIONS)
+
+bundle: configured-bundle
 	cmake --build --preset bundle
 	cpack --preset bundle -B archive
 	mkdir -p dist
@@ -64,11 +66,8 @@ test-bundle: bundle wheel
 	scripts/test-bundle dist
 
 # The Python package, with the libraries of the archive in it.
-wheel:
-	scripts/install-deps --bundle
+wheel: configured-bundle
 	scripts/install-deps --python
-	deps=$$(scripts/build-deps linux-x86_64) && \
-	  cmake --preset bundle -D MTLLIB_DEPS="$$deps" $(CMAKE_OPTIONS)
 	cmake --build --preset bundle --target mtllib mtlhost
 	mkdir -p dist
 	rm -f dist/*.whl
