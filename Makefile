@@ -95,13 +95,14 @@ test-blender: blender-addon
 	cmake --build --preset release --target mtlpublish
 	CLIENTS=host_in_blender tests/system/hostile_mirror.sh $(CURDIR) $(CURDIR)/build/release/bin
 
-# Publishing to a store that speaks S3, which Debian has no server for, and the guide's whole way.
+# Publishing by ssh, to a store that speaks S3, which Debian has no server for, and the guide's whole way.
 .PHONY: test-publishing
 test-publishing: deps
 	scripts/install-deps --publishing
 	scripts/install-deps --browser
 	$(MAKE) release
 	npm install --silent --prefix build/publishing s3rver@3.7.1
+	tests/system/publishing_by_ssh.sh $(CURDIR) $(CURDIR)/build/release/bin
 	tests/system/publishing_to_s3.sh $(CURDIR) $(CURDIR)/build/release/bin \
 	  $(CURDIR)/build/publishing/node_modules/.bin/s3rver
 	tests/system/publishing_journey.sh $(CURDIR) $(CURDIR)/build/release/bin \
