@@ -1,4 +1,5 @@
-// One entry is always there: for when there is no memory for another.
+// Builds the lists of errors that C hosts walk. One entry is always available without allocating,
+// to report that memory ran out.
 #include "error_list.h"
 
 #include <exception>

@@ -1,4 +1,4 @@
-// Error chains as C walks them.
+// An error list is a chain of failures in the form in which C hosts walk it.
 #ifndef MTLLIB_HOST_C_ERROR_LIST_H_
 #define MTLLIB_HOST_C_ERROR_LIST_H_
 

@@ -1,4 +1,4 @@
-// The kit sees to it that events come one at a time.
+// Turns events of the kit into calls of a C callback. The kit delivers events one at a time.
 #include "event_forwarder.h"
 
 #include "error_list.h"

@@ -1,4 +1,4 @@
-// The observer behind a C callback.
+// An EventForwarder is the kit's observer behind the callback of a C host.
 #ifndef MTLLIB_HOST_C_EVENT_FORWARDER_H_
 #define MTLLIB_HOST_C_EVENT_FORWARDER_H_
 

@@ -1,4 +1,4 @@
-// The C functions: what the kit does, behind a border that no exception crosses.
+// The functions of the C interface: each calls the kit and lets no exception out.
 #include "mtlhost.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// Kinds and failures have numbers of their own in C, whatever becomes of the order of those in C++.
+// Fills the records of the C interface. Kinds and failures have their own numbers in C, which do
+// not depend on the order of the C++ enumerations.
 #include "records.h"
 
 #include <cstddef>

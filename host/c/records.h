@@ -1,4 +1,4 @@
-// The records that C hosts are given to read, with all that their fields point at.
+// The records that C hosts read, together with the texts that their fields point to.
 #ifndef MTLLIB_HOST_C_RECORDS_H_
 #define MTLLIB_HOST_C_RECORDS_H_
 

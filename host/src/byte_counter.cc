@@ -1,4 +1,5 @@
-// A count lower than before on the same token is a new request.
+// Adds up the bytes of all requests. A count lower than the previous one with the same token
+// belongs to a new request.
 #include "byte_counter.h"
 
 namespace mtlhost {

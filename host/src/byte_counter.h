@@ -1,4 +1,4 @@
-// How many bytes have arrived, over all requests of a run.
+// A ByteCounter counts the bytes that have arrived over all requests of a run.
 #ifndef MTLLIB_HOST_SRC_BYTE_COUNTER_H_
 #define MTLLIB_HOST_SRC_BYTE_COUNTER_H_
 

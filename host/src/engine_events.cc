@@ -1,5 +1,5 @@
-// Captions and values are those that hosts of the module know, so that they need not ask which of
-// the two is at work.
+// Translates events of the engine. Captions and values are those of the module, so that hosts need
+// not know which of the two is at work.
 #include "engine_events.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// What the engine reports, told to the observer in the words in which the module would.
+// Reports what the engine does to the host's observer, in the words that the module uses.
 #ifndef MTLLIB_HOST_SRC_ENGINE_EVENTS_H_
 #define MTLLIB_HOST_SRC_ENGINE_EVENTS_H_
 

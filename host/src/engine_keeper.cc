@@ -1,4 +1,5 @@
-// The engine has connections only while an operation runs: each has an Updater of its own.
+// The keeper that uses the engine. Each operation has its own Updater, so connections exist only
+// while an operation runs.
 #include <algorithm>
 #include <chrono>
 #include <exception>

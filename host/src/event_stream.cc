@@ -1,4 +1,5 @@
-// Callbacks come on two threads; one mutex makes them one stream.
+// Implements the callback of the module. Calls come on two threads; a mutex puts them in one
+// order.
 #include "event_stream.h"
 
 #include <cstdarg>

@@ -1,4 +1,4 @@
-// What the library tells, handed to the observer one thing at a time.
+// An EventStream passes what the module reports to the host's observer, one event at a time.
 #ifndef MTLLIB_HOST_SRC_EVENT_STREAM_H_
 #define MTLLIB_HOST_SRC_EVENT_STREAM_H_
 

@@ -1,4 +1,4 @@
-// On the text alone, as the module does it.
+// Rewrites names of folders for the module. Works on the text alone, as the module does.
 #include "mtlhost/folder_name.h"
 
 #include <filesystem>

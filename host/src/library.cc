@@ -1,5 +1,5 @@
-// What is the same in both ways to keep a copy: one operation at a time, and none in a process that
-// was forked.
+// Implements Library: what both ways of keeping a copy share. One operation runs at a time, and
+// none in a process that was forked.
 #include "mtlhost/library.h"
 
 #include <atomic>

@@ -1,4 +1,5 @@
-// Measured first, then written: no length is too long.
+// Formats a message in two passes, first to measure it and then to write it, so that its length
+// has no limit.
 #include "mtlhost/message.h"
 
 #include <cstddef>

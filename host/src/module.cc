@@ -1,4 +1,4 @@
-// Each refusal names the file and the reason.
+// Loads the module. Every refusal names the file and the reason.
 #include "module.h"
 
 #include <filesystem>

@@ -1,4 +1,4 @@
-// The module: loaded, asked for its table, and of the right version.
+// A Module is a loaded module of the right version, with its table of functions.
 #ifndef MTLLIB_HOST_SRC_MODULE_H_
 #define MTLLIB_HOST_SRC_MODULE_H_
 

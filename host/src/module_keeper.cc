@@ -1,5 +1,5 @@
-// The module is called as its contract says. What the kit does about a run besides: it takes the
-// lock of the copy, and makes the folder of a sub-path.
+// The keeper that uses the module, which it calls as the module's contract says. In addition it
+// takes the lock of the copy and creates the folder of a sub-path.
 #include <array>
 #include <cstdint>
 #include <exception>

@@ -1,4 +1,4 @@
-// Whoever does not override an operation does not care.
+// The default implementations of Observer's functions, which do nothing.
 #include "mtlhost/observer.h"
 
 namespace mtlhost {

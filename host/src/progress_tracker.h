@@ -1,4 +1,4 @@
-// From what the library says about progress to what there is to tell.
+// A ProgressTracker turns the module's progress callbacks into the values of Progress.
 #ifndef MTLLIB_HOST_SRC_PROGRESS_TRACKER_H_
 #define MTLLIB_HOST_SRC_PROGRESS_TRACKER_H_
 

@@ -1,4 +1,4 @@
-// An average that forgets, so that a stall shows.
+// Computes a moving average, so that a stall becomes visible.
 #include "rate_meter.h"
 
 namespace mtlhost {

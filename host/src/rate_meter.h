@@ -1,4 +1,4 @@
-// How fast something grows.
+// A RateMeter measures how fast a quantity grows.
 #ifndef MTLLIB_HOST_SRC_RATE_METER_H_
 #define MTLLIB_HOST_SRC_RATE_METER_H_
 

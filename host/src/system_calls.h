@@ -1,5 +1,5 @@
-// What the kit itself asks of the system: libraries loaded at run time, and which process it
-// is in. One source file a system.
+// What the kit itself needs of the operating system: loading libraries at run time and identifying
+// the process. Each system has one source file.
 #ifndef MTLLIB_HOST_SRC_SYSTEM_CALLS_H_
 #define MTLLIB_HOST_SRC_SYSTEM_CALLS_H_
 

@@ -1,4 +1,4 @@
-// The POSIX side.
+// The POSIX implementation of system_calls.h.
 #include <dlfcn.h>
 #include <link.h>
 #include <unistd.h>

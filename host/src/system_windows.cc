@@ -1,4 +1,4 @@
-// The Windows side.
+// The Windows implementation of system_calls.h.
 #include <cstdint>
 #include <filesystem>
 #include <string_view>

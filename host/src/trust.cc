@@ -1,4 +1,4 @@
-// What cannot be used of a host's keys is told in its words.
+// Reads the keys in a host's settings, and explains why a key cannot be used.
 #include "trust.h"
 
 #include <string>

@@ -1,4 +1,4 @@
-// The keys of a host's settings, as the engine takes them.
+// Converts the keys in a host's settings into those that the engine takes.
 #ifndef MTLLIB_HOST_SRC_TRUST_H_
 #define MTLLIB_HOST_SRC_TRUST_H_
 

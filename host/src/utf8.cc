@@ -1,4 +1,4 @@
-// The rules are the project's own; their headers are not installed.
+// Passes on to src/rules/, whose headers are not installed.
 #include "mtlhost/utf8.h"
 
 #include "rules/printable.h"

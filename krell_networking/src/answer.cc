@@ -1,4 +1,4 @@
-// Which part of an answer comes next, and where it ends.
+// Reads an answer: decides which part of it comes next and where it ends.
 #include "answer.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Answer: one answer to a request, from its first byte to its last.
+// An Answer reads one HTTP response, from its first byte to its last.
 #ifndef KRELL_NETWORKING_ANSWER_H_
 #define KRELL_NETWORKING_ANSWER_H_
 

@@ -1,5 +1,5 @@
-// llhttp reads lines and fields, leniently. What it lets pass but must not be is looked for
-// here: it takes a CR for a line's end whatever follows, and zero bytes inside of values.
+// Reads heads with llhttp in its lenient mode, and rejects what llhttp lets pass but must not be
+// accepted: a CR that ends a line whatever follows it, and zero bytes inside values.
 #include "answer_head.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// AnswerHead: the status line and the fields of an answer, or its trailers, read by llhttp.
+// An AnswerHead reads the status line and the fields of an answer, or its trailers, by means of
+// llhttp.
 #ifndef KRELL_NETWORKING_ANSWER_HEAD_H_
 #define KRELL_NETWORKING_ANSWER_HEAD_H_
 

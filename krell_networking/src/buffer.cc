@@ -1,4 +1,4 @@
-// Hands received bytes to a stream without a copy of its own.
+// Moves received bytes to a stream without copying them in between.
 #include "net/buffer.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// The framing byte by byte, the data at once.
+// Parses the framing of chunks byte by byte; data is passed on in one piece.
 #include "chunked_body.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// ChunkedBody: finds the data in a body that is sent in chunks.
+// A ChunkedBody finds the data in a body with chunked transfer coding.
 #ifndef KRELL_NETWORKING_CHUNKED_BODY_H_
 #define KRELL_NETWORKING_CHUNKED_BODY_H_
 

@@ -1,4 +1,4 @@
-// CURLOPT_CONNECT_ONLY: libcurl stops when the connection stands.
+// Opens connections with CURLOPT_CONNECT_ONLY: libcurl stops once the connection is established.
 #include "connection.h"
 
 #include "connection_error.h"

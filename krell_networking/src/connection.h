@@ -1,4 +1,4 @@
-// Connection: bytes to and from the pool's server, over a connection that libcurl made.
+// A Connection carries bytes to and from the pool's server, over a connection that libcurl opened.
 #ifndef KRELL_NETWORKING_CONNECTION_H_
 #define KRELL_NETWORKING_CONNECTION_H_
 

@@ -1,4 +1,4 @@
-// One table from CURLcode to reason, and the system's error number where one is known.
+// The table from CURLcode to reason, with the system's error number where it is known.
 #include "connection_error.h"
 
 namespace Krell {

@@ -1,4 +1,4 @@
-// Translating failures, libcurl's and those of an answer, into the library's own enumeration.
+// Translates failures of libcurl and of answers into the reasons that the library reports.
 #ifndef KRELL_NETWORKING_CONNECTION_ERROR_H_
 #define KRELL_NETWORKING_CONNECTION_ERROR_H_
 

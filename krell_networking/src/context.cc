@@ -1,5 +1,5 @@
-// The default context: libcurl's process-wide state, counted, and the trust store as
-// curl's users configure it.
+// The default context: counts the users of libcurl's process-wide state, and finds the trust store
+// where users of curl configure it.
 #include "net/context.h"
 
 #include <curl/curl.h>

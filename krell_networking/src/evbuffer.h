@@ -1,4 +1,4 @@
-// The storage behind Krell::Buffer: a view of libcurl's receive buffer.
+// The storage behind Krell::Buffer, which is a view of the receive buffer.
 #ifndef KRELL_NETWORKING_EVBUFFER_H_
 #define KRELL_NETWORKING_EVBUFFER_H_
 

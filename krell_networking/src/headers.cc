@@ -1,4 +1,5 @@
-// Header fields as a list of names and values, checked against header injection.
+// Keeps header fields as a list of names and values, and refuses those that would inject other
+// fields.
 #include "net/headers.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// The exported face of the pool and its clients; TransferEngine does the work.
+// The exported functions of the pool and its clients, which pass their work on to TransferEngine.
 #include "net/http_client.h"
 
 #include <new>

@@ -1,4 +1,5 @@
-// Pace: whether an exchange gets on fast enough, and RateLimit: that it does not too fast.
+// A Pace decides whether an exchange makes enough progress; a RateLimit keeps it from going too
+// fast.
 #ifndef KRELL_NETWORKING_PACE_H_
 #define KRELL_NETWORKING_PACE_H_
 

@@ -1,4 +1,4 @@
-// GET and HEAD of HTTP/1.1, without a body.
+// Writes GET and HEAD requests of HTTP/1.1, which have no body.
 #include "request_text.h"
 
 #include <curl/curl.h>

@@ -1,4 +1,4 @@
-// RequestText: the requests of a pool, as they go over the wire.
+// A RequestText writes the requests of a pool as they are sent.
 #ifndef KRELL_NETWORKING_REQUEST_TEXT_H_
 #define KRELL_NETWORKING_REQUEST_TEXT_H_
 

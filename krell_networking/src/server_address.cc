@@ -1,4 +1,4 @@
-// Splitting "host:port", and which host names a connection may be made to.
+// Splits "host:port" and decides which host names a connection may be made to.
 #include "server_address.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Which hosts and ports a connection may be made to.
+// Decides which hosts and ports a connection may be made to.
 #ifndef KRELL_NETWORKING_SERVER_ADDRESS_H_
 #define KRELL_NETWORKING_SERVER_ADDRESS_H_
 

@@ -1,4 +1,4 @@
-// Where the certificates of trusted authorities come from.
+// The configuration of TLS: where the certificates of trusted authorities come from.
 #ifndef KRELL_NETWORKING_SSL_CONFIGURATION_H_
 #define KRELL_NETWORKING_SSL_CONFIGURATION_H_
 

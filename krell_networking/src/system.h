@@ -1,4 +1,5 @@
-// What differs between the systems' TLS libraries, and where they find whom to trust.
+// The functions that depend on the system's TLS library: how a connection ended, and where trusted
+// authorities are found.
 #ifndef KRELL_NETWORKING_SYSTEM_H_
 #define KRELL_NETWORKING_SYSTEM_H_
 

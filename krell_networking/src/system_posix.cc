@@ -1,6 +1,6 @@
-// libcurl on OpenSSL reports either end of a connection alike, so OpenSSL itself is asked:
-// the one that libcurl brought, if it did. The other TLS libraries make an error of an end
-// that was not announced.
+// Finds out how a TLS connection ended, on systems other than Windows. libcurl with OpenSSL
+// reports an announced end and a cut alike, so OpenSSL itself is asked, if libcurl was built with
+// it. With the other TLS libraries an end that was not announced is an error.
 #include "system.h"
 
 #include <fstream>

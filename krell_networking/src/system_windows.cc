@@ -1,5 +1,5 @@
-// libcurl on Schannel makes an error of an end that was not announced, and asks the system whom to
-// trust.
+// The Windows implementation of system.h. libcurl with Schannel reports an end of a connection
+// that was not announced as an error, and uses the system's trusted authorities.
 #include "system.h"
 
 namespace Krell {

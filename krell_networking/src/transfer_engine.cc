@@ -1,5 +1,5 @@
-// What callers of any thread see of the engine: they queue requests and wait for clients to
-// become idle. What its own thread does is in transfer_loop.cc.
+// The part of the engine that any thread may call: it queues requests and waits for clients to
+// become idle. What the engine's own thread does is in transfer_loop.cc.
 #include "transfer_engine.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// TransferEngine: the one thread behind a pool, which runs the exchanges of all clients.
+// A TransferEngine is the thread behind a pool, which runs the exchanges of all its clients.
 #ifndef KRELL_NETWORKING_TRANSFER_ENGINE_H_
 #define KRELL_NETWORKING_TRANSFER_ENGINE_H_
 

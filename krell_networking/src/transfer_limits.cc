@@ -1,4 +1,4 @@
-// The limits that hosts live with: patient with slow networks, but never forever.
+// The values of the limits in normal use: patient with slow networks, but never unlimited.
 #include "transfer_limits.h"
 
 namespace Krell {

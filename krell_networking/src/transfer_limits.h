@@ -1,4 +1,5 @@
-// TransferLimits: what bounds a transfer, so that no server can hang a host or fill its memory.
+// TransferLimits are the bounds on a transfer that keep a server from hanging a host or filling
+// its memory.
 #ifndef KRELL_NETWORKING_TRANSFER_LIMITS_H_
 #define KRELL_NETWORKING_TRANSFER_LIMITS_H_
 

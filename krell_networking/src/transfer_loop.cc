@@ -1,4 +1,4 @@
-// The engine's thread: it owns the connections and every request in flight.
+// The engine's thread, which owns the connections and every request in flight.
 #include <algorithm>
 #include <utility>
 
