@@ -1,4 +1,4 @@
-// Memory for bodies that are larger than what fits in caches.
+// Requests large memory pages for bodies that do not fit in the processor's caches.
 #ifndef MTLLIB_PLATFORM_LARGE_PAGES_H_
 #define MTLLIB_PLATFORM_LARGE_PAGES_H_
 

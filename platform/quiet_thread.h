@@ -1,4 +1,4 @@
-// Threads of a library inside somebody else's process.
+// Starts threads of a library that runs inside another program.
 #ifndef MTLLIB_PLATFORM_QUIET_THREAD_H_
 #define MTLLIB_PLATFORM_QUIET_THREAD_H_
 

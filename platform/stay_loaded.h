@@ -1,5 +1,4 @@
-// A library of which something outlives its unloading: code, texts or functions that others
-// still have.
+// Keeps a library in memory whose code, texts or functions are still in use after it is unloaded.
 #ifndef MTLLIB_PLATFORM_STAY_LOADED_H_
 #define MTLLIB_PLATFORM_STAY_LOADED_H_
 

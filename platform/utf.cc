@@ -1,5 +1,5 @@
-// Bytes that are no UTF-8 travel through UTF-16 as code points 0x100000 + byte, so that
-// a name that came from the system finds its way back unchanged.
+// Converts between UTF-8 and UTF-16. A byte that is not valid UTF-8 is represented in UTF-16 as
+// the code point 0x100000 + byte, so that a name that came from the system is returned unchanged.
 #include "platform/utf.h"
 
 #include <algorithm>

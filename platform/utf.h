@@ -1,5 +1,4 @@
-// Conversion between the library's UTF-8 and the UTF-16 of the system calls, both
-// ways, losing no byte.
+// Converts between the library's UTF-8 and the UTF-16 of the system calls without losing a byte.
 #ifndef MTLLIB_PLATFORM_UTF_H_
 #define MTLLIB_PLATFORM_UTF_H_
 

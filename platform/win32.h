@@ -1,5 +1,5 @@
-// The system calls that the library is written in terms of: Win32 itself on Windows,
-// elsewhere the same calls, types and error codes as realised in platform/posix/.
+// Declares the system calls that the library uses: on Windows those of Win32 itself, elsewhere the
+// same calls, types and error codes as implemented in platform/posix/.
 #ifndef MTLLIB_PLATFORM_WIN32_H_
 #define MTLLIB_PLATFORM_WIN32_H_
 

@@ -1,3 +1,4 @@
+// Reads and writes the lines of minisign's files.
 #include "signing/minisign_text.h"
 
 #include <sodium.h>

@@ -1,4 +1,4 @@
-// The text of minisign's files: lines, of which some are comments and some bytes in Base64.
+// The text format of minisign's files: lines that are either comments or bytes in Base64.
 #ifndef MTLLIB_SIGNING_MINISIGN_TEXT_H_
 #define MTLLIB_SIGNING_MINISIGN_TEXT_H_
 

@@ -1,4 +1,4 @@
-// What is not a key may be the name of a file.
+// Reads the key that a user names. A text that is not a key is taken for the name of a file.
 #include "signing/named_key.h"
 
 #include <cerrno>

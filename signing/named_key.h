@@ -1,4 +1,4 @@
-// A NamedKey is the public key that a user has named: by its text, or by the file that has it.
+// A NamedKey is a public key that a user gives either as its text or as the file that holds it.
 #ifndef MTLLIB_SIGNING_NAMED_KEY_H_
 #define MTLLIB_SIGNING_NAMED_KEY_H_
 

@@ -1,4 +1,5 @@
-// A comment is taken apart roughly, and put together again: only what comes out the same is one.
+// Parses and writes the comment of a release. The parse is loose; the result is then written
+// again, and only a comment that comes out unchanged is accepted.
 #include "signing/release_comment.h"
 
 #include <charconv>

@@ -1,5 +1,5 @@
-// The comment that a publisher signs together with a library's list: which library it is, which
-// release of it, and until when that counts.
+// A Release is what the comment says that a publisher signs together with a library's list: the
+// name of the library, the number of the release, and how long it is valid.
 #ifndef MTLLIB_SIGNING_RELEASE_COMMENT_H_
 #define MTLLIB_SIGNING_RELEASE_COMMENT_H_
 

@@ -1,3 +1,4 @@
+// Generates, reads and writes secret keys, and signs with them.
 #include "signing/secret_key.h"
 
 #include <sodium.h>

@@ -1,5 +1,5 @@
-// A SecretKey signs libraries for their publisher. Its file is minisign's, encrypted with a
-// password or not. libsodium does the cryptography (Ed25519, BLAKE2b, scrypt).
+// A SecretKey signs libraries for their publisher. Its file has minisign's format, with or without
+// a password. libsodium does the cryptography (Ed25519, BLAKE2b, scrypt).
 #ifndef MTLLIB_SIGNING_SECRET_KEY_H_
 #define MTLLIB_SIGNING_SECRET_KEY_H_
 

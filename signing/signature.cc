@@ -1,3 +1,4 @@
+// Reads, writes and checks signatures and public keys.
 #include "signing/signature.h"
 
 #include <sodium.h>

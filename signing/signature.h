@@ -1,5 +1,5 @@
-// Signatures and public keys in the format of minisign: read, written and checked. libsodium does
-// the cryptography (Ed25519, BLAKE2b).
+// Signatures and public keys in minisign's format: reading, writing and checking them. libsodium
+// does the cryptography (Ed25519, BLAKE2b).
 #ifndef MTLLIB_SIGNING_SIGNATURE_H_
 #define MTLLIB_SIGNING_SIGNATURE_H_
 

@@ -1,4 +1,5 @@
-// Nothing of a stamp is believed, its comment least of all, before its signature is found good.
+// Checks signed stamps. Nothing in a stamp is believed, including its comment, before its
+// signature has been verified.
 #include "signing/signed_release.h"
 
 #include <utility>

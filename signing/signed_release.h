@@ -1,4 +1,4 @@
-// A SignedRelease is what a library's stamp says once its signature was checked.
+// A SignedRelease holds what a library's stamp says, once its signature has been verified.
 #ifndef MTLLIB_SIGNING_SIGNED_RELEASE_H_
 #define MTLLIB_SIGNING_SIGNED_RELEASE_H_
 

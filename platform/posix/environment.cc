@@ -1,4 +1,4 @@
-// Expansion of %NAME% from the POSIX environment.
+// Expands %NAME% from the POSIX environment.
 #include <algorithm>
 #include <cstdlib>
 #include <new>

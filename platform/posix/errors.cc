@@ -1,5 +1,5 @@
-// Error codes and their messages as Windows has them: the last error of each thread,
-// the table from errno, and the English texts.
+// Error codes and messages in the form that Windows gives them: the last error of each thread, the
+// translation of errno, and the English texts.
 #include "platform/posix/errors.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// What the POSIX realisation of the system calls knows about error codes.
+// Translates POSIX error numbers into the codes that Windows gives.
 #ifndef MTLLIB_PLATFORM_POSIX_ERRORS_H_
 #define MTLLIB_PLATFORM_POSIX_ERRORS_H_
 

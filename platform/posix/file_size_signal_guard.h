@@ -1,5 +1,5 @@
-// A FileSizeSignalGuard makes a write beyond the limit on file sizes an error of that write: the
-// SIGXFSZ that it sends to its thread would end a host that does not expect it.
+// A FileSizeSignalGuard makes a write beyond the limit on file sizes fail with an error. Without
+// it the thread is sent SIGXFSZ, which ends a host that does not expect it.
 #ifndef MTLLIB_PLATFORM_POSIX_FILE_SIZE_SIGNAL_GUARD_H_
 #define MTLLIB_PLATFORM_POSIX_FILE_SIZE_SIGNAL_GUARD_H_
 

@@ -1,5 +1,5 @@
-// The file calls of Win32 in terms of POSIX. A name's backslashes become slashes, a
-// handle is a file descriptor plus one, and errno becomes the code that Windows gives.
+// Implements the file calls of Win32 on POSIX. Backslashes in names become slashes, a handle is a
+// file descriptor plus one, and errno becomes the code that Windows gives.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>

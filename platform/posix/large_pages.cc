@@ -1,4 +1,4 @@
-// Linux gives large pages to whoever asks for them.
+// Requests large pages on Linux, with madvise.
 #include "platform/large_pages.h"
 
 #include <sys/mman.h>

@@ -1,5 +1,6 @@
-// What cannot be said in the registry's form is written so that the proxy choice refuses
-// it aloud, never so that it is taken for something else.
+// Translates the proxy variables of the environment. A value that the registry's form cannot
+// express is written so that the proxy choice reports and refuses it, and never so that it means
+// something else.
 #include "platform/posix/proxy_environment.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// The proxy variables of the environment in the form of the registry's Internet settings.
+// Reads the proxy variables of the environment, in the form of the registry's Internet settings.
 #ifndef MTLLIB_PLATFORM_POSIX_PROXY_ENVIRONMENT_H_
 #define MTLLIB_PLATFORM_POSIX_PROXY_ENVIRONMENT_H_
 

@@ -1,4 +1,5 @@
-// A new thread inherits the signal mask, so it is set around the thread's start.
+// Starts threads that receive no signals. A new thread inherits the signal mask, so the mask is
+// set around the start.
 #include "platform/quiet_thread.h"
 
 #include <csignal>

@@ -1,5 +1,5 @@
-// The registry in memory. Handles are numbers that are never used twice, so a handle that
-// was closed is known as such.
+// Implements the calls of the registry in memory. The number of a handle is never used twice, so a
+// closed handle is recognised.
 #include <algorithm>
 #include <cstdlib>
 #include <map>

@@ -1,4 +1,4 @@
-// The linker has seen to it.
+// Does nothing: the library is linked with -z nodelete.
 #include "platform/stay_loaded.h"
 
 namespace Platform {

@@ -1,4 +1,4 @@
-// Windows has large pages only for accounts with a right of their own.
+// Does nothing: Windows gives large pages only to accounts that have a special right.
 #include "platform/large_pages.h"
 
 namespace Platform {

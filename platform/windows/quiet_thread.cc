@@ -1,4 +1,5 @@
-// Windows has no signals to keep away, but unloads a library without asking its threads.
+// Starts threads on Windows, which has no signals to block but can unload a library while its
+// threads run.
 #include "platform/quiet_thread.h"
 
 #include <utility>

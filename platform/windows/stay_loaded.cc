@@ -1,4 +1,4 @@
-// By the address of something in the library, which may have any name.
+// Pins the library by the address of something in it, since its file may have any name.
 #include "platform/stay_loaded.h"
 
 #include "platform/win32.h"

@@ -1,3 +1,4 @@
+// Converts between UTF-8 and the wide text of Windows, in terms of platform/utf.h.
 #include "platform/windows/wide_text.h"
 
 #include "platform/utf.h"

@@ -1,4 +1,4 @@
-// Texts as Windows takes and gives them.
+// Converts texts to and from the wide text that Windows takes and returns.
 #ifndef MTLLIB_PLATFORM_WINDOWS_WIDE_TEXT_H_
 #define MTLLIB_PLATFORM_WINDOWS_WIDE_TEXT_H_
 
