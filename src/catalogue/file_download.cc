@@ -1,5 +1,5 @@
-// Fetching the selected files, five at a time, and saving each finished body when its
-// client is needed again or at the end.
+// Fetches the selected files, five at a time. A finished body is saved when its client is needed
+// again, or at the end.
 #include <cstdint>
 #include <limits>
 

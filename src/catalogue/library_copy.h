@@ -1,4 +1,4 @@
-// LibraryCopy: one remote library and the local directory that holds its copy.
+// A LibraryCopy is a remote library together with the local directory that holds its copy.
 #ifndef MTLLIB_CATALOGUE_LIBRARY_COPY_H_
 #define MTLLIB_CATALOGUE_LIBRARY_COPY_H_
 

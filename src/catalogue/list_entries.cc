@@ -1,6 +1,6 @@
-// Two ways from a text to its entries. What is wrong with a list only the parse of the whole
-// text can tell: its errors name lines and columns, and one at the very end keeps the entries
-// in front of it from being looked at.
+// Reads the entries of a list in one of two ways: entry by entry, or by parsing the whole text
+// first. Only the second can report what is wrong with a list, because its errors name lines and
+// columns, and an error at the very end keeps the entries before it from being looked at.
 #include "catalogue/list_entries.h"
 
 #include <json/reader.h>

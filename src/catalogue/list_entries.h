@@ -1,4 +1,4 @@
-// From the text of a list to the entries that one run must fetch.
+// Finds the entries that a run must fetch in the text of a list.
 #ifndef MTLLIB_CATALOGUE_LIST_ENTRIES_H_
 #define MTLLIB_CATALOGUE_LIST_ENTRIES_H_
 

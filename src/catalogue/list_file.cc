@@ -1,4 +1,4 @@
-// Fetching and reading filelist.json, and growing the list of what to download.
+// Fetches and reads filelist.json, and maintains the list of files to download.
 #include "catalogue/list_file.h"
 
 #include <algorithm>

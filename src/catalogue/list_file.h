@@ -1,4 +1,4 @@
-// LibraryCopy::ListFile: the files that one run must fetch.
+// A LibraryCopy::ListFile holds the files that a run must fetch.
 #ifndef MTLLIB_CATALOGUE_LIST_FILE_H_
 #define MTLLIB_CATALOGUE_LIST_FILE_H_
 

@@ -1,5 +1,5 @@
-// The stamp: opaque bytes that change whenever the library does. Fetched and compared
-// first, written last.
+// Fetches, compares and writes the stamp: opaque bytes that change whenever the library does. It
+// is compared first and written last.
 #include <cstdint>
 
 #include "catalogue/library_copy.h"

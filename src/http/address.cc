@@ -1,4 +1,5 @@
-// The text is split by the rules; host and port by the networking library.
+// Splits addresses: scheme and path by the rules in src/rules/, host and port by the networking
+// library.
 #include "http/address.h"
 
 #include <new>

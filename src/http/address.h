@@ -1,4 +1,4 @@
-// Splitting an address into scheme, host, port and path, for servers and proxies alike.
+// Splits an address of a server or a proxy into scheme, host, port and path.
 #ifndef MTLLIB_HTTP_ADDRESS_H_
 #define MTLLIB_HTTP_ADDRESS_H_
 

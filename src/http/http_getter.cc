@@ -1,4 +1,4 @@
-// Making and ending the getter: the remote address becomes a configured client pool.
+// Creates and destroys the getter: turns the remote address into a configured pool of clients.
 #include "http/http_getter.h"
 
 #include <memory>

@@ -1,4 +1,4 @@
-// HttpGetter: the downloader's pool of five HTTP clients and what each is fetching.
+// An HttpGetter is the downloader's pool of five HTTP clients, with what each of them is fetching.
 #ifndef MTLLIB_HTTP_HTTP_GETTER_H_
 #define MTLLIB_HTTP_HTTP_GETTER_H_
 

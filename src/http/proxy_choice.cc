@@ -1,4 +1,5 @@
-// A failure to read the system's settings is silent: it is as if no proxy were set.
+// Chooses the proxy. If the system's settings cannot be read, no proxy is used, and no error is
+// reported.
 #include "http/proxy_choice.h"
 
 #include <algorithm>

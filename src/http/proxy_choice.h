@@ -1,4 +1,4 @@
-// Which proxy, if any, the pool connects through.
+// Decides which proxy, if any, the pool connects through.
 #ifndef MTLLIB_HTTP_PROXY_CHOICE_H_
 #define MTLLIB_HTTP_PROXY_CHOICE_H_
 

@@ -1,4 +1,4 @@
-// The request cycle: take a client, issue a GET, collect what became of it; and the
+// The request cycle: waits for an idle client, issues a GET, and collects the result. Also the
 // callbacks that run on the networking library's thread meanwhile.
 #include <cstdio>
 #include <limits>

@@ -1,4 +1,4 @@
-// Krell::Buffer: received bytes on their way into a stream.
+// A Krell::Buffer holds received bytes until they are moved to a stream.
 #ifndef MTLLIB_NET_BUFFER_H_
 #define MTLLIB_NET_BUFFER_H_
 

@@ -1,4 +1,4 @@
-// Starting and stopping the networking library.
+// Starts and stops the networking library.
 #ifndef MTLLIB_NET_CONTEXT_H_
 #define MTLLIB_NET_CONTEXT_H_
 

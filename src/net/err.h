@@ -1,4 +1,5 @@
-// What the networking library's operations share: results, errors, export.
+// Declarations that all operations of the networking library share: results, errors, and the
+// export attribute.
 #ifndef MTLLIB_NET_ERR_H_
 #define MTLLIB_NET_ERR_H_
 

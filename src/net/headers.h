@@ -1,4 +1,4 @@
-// Krell::Networking::Headers: header fields sent with every request of a pool.
+// Krell::Networking::Headers holds header fields that are sent with every request of a pool.
 #ifndef MTLLIB_NET_HEADERS_H_
 #define MTLLIB_NET_HEADERS_H_
 

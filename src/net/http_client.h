@@ -1,4 +1,4 @@
-// HttpClient and HttpClientPool: a fixed number of HTTP clients that share one server.
+// HttpClient and HttpClientPool: a pool has a fixed number of HTTP clients for one server.
 #ifndef MTLLIB_NET_HTTP_CLIENT_H_
 #define MTLLIB_NET_HTTP_CLIENT_H_
 

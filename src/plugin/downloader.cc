@@ -1,5 +1,5 @@
-// The order of one synchronisation. The local stamp is written last, so that a run
-// which ends early in any way is started over by the next one.
+// Runs the steps of a synchronisation in order. The local stamp is written last, so that a run
+// that ends early is repeated by the next one.
 #include "plugin/downloader.h"
 
 #include "catalogue/list_file.h"

@@ -1,4 +1,4 @@
-// DownloaderImpl: the order of one synchronisation.
+// A DownloaderImpl runs the steps of a synchronisation.
 #ifndef MTLLIB_PLUGIN_DOWNLOADER_H_
 #define MTLLIB_PLUGIN_DOWNLOADER_H_
 

@@ -1,4 +1,5 @@
-// Handles, null checks and ownership; the work is done elsewhere.
+// Implements the entry points: checks handles and null pointers, manages ownership, and leaves the
+// work to other files.
 #include "plugin/entry_points.h"
 
 #include <new>

@@ -1,4 +1,4 @@
-// The entry points behind the table; see mtllib/downloader_interface.h.
+// Declares the entry points that fill the module's table; see mtllib/downloader_interface.h.
 #ifndef MTLLIB_PLUGIN_ENTRY_POINTS_H_
 #define MTLLIB_PLUGIN_ENTRY_POINTS_H_
 

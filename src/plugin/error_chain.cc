@@ -1,4 +1,5 @@
-// Error records are plain malloc blocks, each freed through the deleter stored in it.
+// Makes and releases error chains. Their records are plain malloc blocks, each freed by the
+// function that is stored in it.
 #include "plugin/error_chain.h"
 
 #include <cstdio>

@@ -1,4 +1,4 @@
-// Making, extending and printing error chains.
+// Makes, extends and prints error chains.
 #ifndef MTLLIB_PLUGIN_ERROR_CHAIN_H_
 #define MTLLIB_PLUGIN_ERROR_CHAIN_H_
 

@@ -1,4 +1,4 @@
-// The module's one export.
+// Defines the only function that the module exports.
 #include "plugin/entry_points.h"
 
 #ifdef _WIN32

@@ -1,5 +1,5 @@
-// Each operation is one system call; what the system says in case of failure becomes
-// the error record.
+// Implements PFileStream. Each operation is one system call; if it fails, the system's message
+// becomes the error record.
 #include "qutils/file_stream.h"
 
 #include <cstring>

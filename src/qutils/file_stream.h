@@ -1,4 +1,4 @@
-// PFileStream: a stream over a file handle of the system.
+// A PFileStream is a stream over a file handle of the system.
 #ifndef MTLLIB_QUTILS_FILE_STREAM_H_
 #define MTLLIB_QUTILS_FILE_STREAM_H_
 

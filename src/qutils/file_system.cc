@@ -1,5 +1,5 @@
-// A path is made level by level from its root. A level that cannot be made is forgiven
-// when a deeper one then exists: a drive or a network share cannot be made, only used.
+// Creates paths level by level from the root. A level that cannot be created is not an error if a
+// deeper one then exists: a drive or a network share cannot be created, only used.
 #include "qutils/file_system.h"
 
 #include <algorithm>

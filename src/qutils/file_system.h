@@ -1,4 +1,4 @@
-// Creating directory paths and asking what a path names.
+// Creates directory paths, and tells what a path names.
 #ifndef MTLLIB_QUTILS_FILE_SYSTEM_H_
 #define MTLLIB_QUTILS_FILE_SYSTEM_H_
 

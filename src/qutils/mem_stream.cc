@@ -1,7 +1,7 @@
-// The blocks form a list that only grows, until the stream is freed. After a write the
-// block that holds the position always exists, even when nothing is in it yet. The first
-// blocks have their data each to itself; those of a long stream share large pieces of
-// memory, which cost less to get than as many small ones.
+// Implements PMemStream. The list of blocks only grows until the stream is freed. After a write,
+// the block that holds the position always exists, even if it is still empty. The first blocks
+// have separate memory for their data; those of a long stream share large pieces, which cost less
+// to allocate than many small ones.
 #include "qutils/mem_stream.h"
 
 #include <algorithm>

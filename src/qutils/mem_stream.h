@@ -1,4 +1,4 @@
-// PMemStream: a stream in memory, a linked list of blocks of one size.
+// A PMemStream is a stream in memory: a linked list of blocks of equal size.
 #ifndef MTLLIB_QUTILS_MEM_STREAM_H_
 #define MTLLIB_QUTILS_MEM_STREAM_H_
 

@@ -1,5 +1,5 @@
-// Another program may change a value at any time, so a value is what one call read: its
-// size and type are those of that call.
+// Reads values of the registry. Another program may change a value at any time, so size, type and
+// content of a value come from one call.
 #include "qutils/registry.h"
 
 #include <algorithm>

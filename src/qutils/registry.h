@@ -1,4 +1,4 @@
-// Reading the registry: keys and typed values.
+// Reads keys and typed values of the registry.
 #ifndef MTLLIB_QUTILS_REGISTRY_H_
 #define MTLLIB_QUTILS_REGISTRY_H_
 

@@ -1,5 +1,5 @@
-// The string formats that all streams share, in terms of Read and Write. Lengths are
-// little-endian whatever the machine.
+// Implements the string formats that all streams share, in terms of Read and Write. Lengths are
+// little-endian on every machine.
 #include "qutils/stream.h"
 
 #include <cstring>

@@ -1,5 +1,5 @@
-// PStream: the abstract byte stream, with the length-prefixed string formats that all
-// streams share.
+// PStream is the abstract byte stream, with the length-prefixed string formats that all streams
+// share.
 #ifndef MTLLIB_QUTILS_STREAM_H_
 #define MTLLIB_QUTILS_STREAM_H_
 

@@ -1,4 +1,4 @@
-// One chunk at a time, so that streams of any size need little memory.
+// Processes streams one chunk at a time, so that streams of any size need little memory.
 #include "qutils/stream_content.h"
 
 #include <algorithm>

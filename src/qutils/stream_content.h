@@ -1,4 +1,4 @@
-// What is done with the whole content of streams.
+// Copies and compares the contents of streams.
 #ifndef MTLLIB_QUTILS_STREAM_CONTENT_H_
 #define MTLLIB_QUTILS_STREAM_CONTENT_H_
 

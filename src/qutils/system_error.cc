@@ -1,5 +1,5 @@
-// The system's message for an error code, in English whatever the user's language, so
-// that a log can be read by whoever is asked for help.
+// Fetches the system's message for an error code. It is in English whatever the user's language
+// is, so that anybody who is asked for help can read a log.
 #include "qutils/system_error.h"
 
 #include "platform/utf.h"

@@ -1,4 +1,4 @@
-// Message texts of system error codes.
+// Returns the message texts of system error codes.
 #ifndef MTLLIB_QUTILS_SYSTEM_ERROR_H_
 #define MTLLIB_QUTILS_SYSTEM_ERROR_H_
 

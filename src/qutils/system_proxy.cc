@@ -1,4 +1,5 @@
-// "ProxyServer" is one address for everything, or pairs such as "http=a:1;https=b:2".
+// Parses the user's proxy settings. "ProxyServer" is one address for everything, or pairs such as
+// "http=a:1;https=b:2".
 #include "qutils/system_proxy.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// The user's Internet proxy settings.
+// Reads the user's Internet proxy settings.
 #ifndef MTLLIB_QUTILS_SYSTEM_PROXY_H_
 #define MTLLIB_QUTILS_SYSTEM_PROXY_H_
 

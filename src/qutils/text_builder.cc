@@ -1,5 +1,5 @@
-// Formatting tries the room that is left first and grows the buffer only when the
-// text does not fit.
+// Implements TextBuilder. Formatting first tries the room that is left, and grows the buffer only
+// if the text does not fit.
 #include "qutils/text_builder.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// TextBuilder, which builds longer texts piece by piece and releases them into a CharString,
-// and formatting into a fixed area.
+// A TextBuilder builds long texts piece by piece and releases them into a CharString. The file
+// also has functions that format into a buffer of fixed size.
 #ifndef MTLLIB_QUTILS_TEXT_BUILDER_H_
 #define MTLLIB_QUTILS_TEXT_BUILDER_H_
 

@@ -1,4 +1,4 @@
-// Texts that must not lose anything when memory runs out.
+// Copies texts so that running out of memory is reported rather than losing part of the text.
 #ifndef MTLLIB_QUTILS_WHOLE_TEXT_H_
 #define MTLLIB_QUTILS_WHOLE_TEXT_H_
 

@@ -1,4 +1,4 @@
-// scheme "://" server path, every piece but the server optional.
+// Splits an address: scheme "://" server path, where everything but the server is optional.
 #include "rules/address.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Addresses of libraries and proxies, and the URLs of what a library has.
+// Takes apart addresses of libraries and proxies, and builds the URLs of a library's files.
 #ifndef MTLLIB_RULES_ADDRESS_H_
 #define MTLLIB_RULES_ADDRESS_H_
 

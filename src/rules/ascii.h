@@ -1,4 +1,5 @@
-// Upper and lower case of ASCII letters; other bytes have none, whatever the locale is.
+// Converts ASCII letters between upper and lower case. Other bytes stay as they are, whatever the
+// locale is.
 #ifndef MTLLIB_RULES_ASCII_H_
 #define MTLLIB_RULES_ASCII_H_
 

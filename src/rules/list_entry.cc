@@ -1,4 +1,5 @@
-// A list may have been written by hand, so that any word may stand in it.
+// Reads the policies and names of a list's entries. A list may have been written by hand, so
+// unknown words are expected.
 #include "rules/list_entry.h"
 
 #include <algorithm>

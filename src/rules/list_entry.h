@@ -1,4 +1,5 @@
-// The entries of a library's list: which of them a client fetches, and under which name.
+// The rules for the entries of a library's list: which of them a client fetches, and under which
+// name.
 #ifndef MTLLIB_RULES_LIST_ENTRY_H_
 #define MTLLIB_RULES_LIST_ENTRY_H_
 

@@ -1,4 +1,5 @@
-// A text is taken apart roughly, and put together again: only what comes out the same is a note.
+// Parses and writes list notes. The parse is loose; the result is then written again, and only a
+// text that comes out unchanged is accepted.
 #include "rules/list_note.h"
 
 #include <algorithm>

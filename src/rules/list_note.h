@@ -1,5 +1,5 @@
-// What a stamp says of the list of its release: how long it is, its digest, and in which other
-// forms the publisher offers it.
+// A ListNote is what a stamp says about the list of its release: its length, its digest, and the
+// other forms in which the publisher offers it.
 #ifndef MTLLIB_RULES_LIST_NOTE_H_
 #define MTLLIB_RULES_LIST_NOTE_H_
 

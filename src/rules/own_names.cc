@@ -1,4 +1,5 @@
-// Names are compared one by one, so that a longer name that only begins alike is another one.
+// Compares names component by component, so that a longer name with the same beginning is not
+// mistaken for one.
 #include "rules/own_names.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// The names that clients keep for files of their own in the folder of a local copy. A list that
-// has one of them would put a file of the library in its place.
+// The names that clients use for files of their own in the folder of a local copy. A list that has
+// one of them would put a file of the library in its place.
 #ifndef MTLLIB_RULES_OWN_NAMES_H_
 #define MTLLIB_RULES_OWN_NAMES_H_
 

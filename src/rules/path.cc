@@ -1,4 +1,4 @@
-// Paths are resolved name by name.
+// Resolves paths one component at a time.
 #include "rules/path.h"
 
 #include <algorithm>

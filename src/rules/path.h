@@ -1,6 +1,6 @@
-// Paths of a library: which file below a folder a listed path names, whether it stays there,
-// and how a URL carries it. All on the text alone; no disk is looked at. '/' and '\' both
-// separate names, on every system.
+// The rules for a library's paths: which file below a folder a listed path names, whether it stays
+// inside that folder, and how it is written in a URL. All of this works on the text alone, without
+// looking at the disk. '/' and '\' both separate names, on every system.
 #ifndef MTLLIB_RULES_PATH_H_
 #define MTLLIB_RULES_PATH_H_
 

@@ -1,4 +1,5 @@
-// Bytes are shown, not code points, so that nothing is lost of what is not UTF-8.
+// Escapes texts byte by byte rather than by code point, so that nothing is lost of a text that is
+// not UTF-8.
 #include "rules/printable.h"
 
 #include <algorithm>

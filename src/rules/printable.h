@@ -1,6 +1,6 @@
-// Texts from elsewhere made fit for people to see. Names and messages may come from a server
-// that cannot be trusted: on a terminal they could give commands or show another text than
-// they are, in a log they could add lines of their own.
+// Makes texts from elsewhere safe to show to people. Names and messages may come from a server
+// that cannot be trusted: on a terminal they could issue commands or disguise themselves as
+// another text, and in a log they could add lines of their own.
 #ifndef MTLLIB_RULES_PRINTABLE_H_
 #define MTLLIB_RULES_PRINTABLE_H_
 

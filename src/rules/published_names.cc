@@ -1,5 +1,5 @@
-// Folders are kept beside files, each under its folded path, so that a file in a folder's place is
-// found whichever of the two comes first.
+// Checks names of published files. Folders are recorded as well as files, each under its folded
+// path, so that a file in the place of a folder is found whichever of the two comes first.
 #include "rules/published_names.h"
 
 #include <array>

@@ -1,5 +1,5 @@
-// What is wrong with the names of a library's files for one client or another, though the system
-// that they were made on can hold them.
+// Finds names of a library's files that some client cannot hold, although the publisher's system
+// can.
 #ifndef MTLLIB_RULES_PUBLISHED_NAMES_H_
 #define MTLLIB_RULES_PUBLISHED_NAMES_H_
 

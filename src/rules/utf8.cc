@@ -1,4 +1,4 @@
-// A sequence is decoded first and then judged by the value it gives.
+// Decodes UTF-8. A sequence is decoded first and then judged by its value.
 #include "rules/utf8.h"
 
 #include <array>

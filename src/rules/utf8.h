@@ -1,4 +1,4 @@
-// UTF-8: which bytes of a text are characters, and which are not.
+// Tells which bytes of a text are characters in UTF-8 and which are not.
 #ifndef MTLLIB_RULES_UTF8_H_
 #define MTLLIB_RULES_UTF8_H_
 

@@ -1,5 +1,6 @@
-// When the text does not go on as the pattern does, only the last '*' needs to take in one
-// more byte: whatever an earlier one could take in, the last one can as well.
+// Matches patterns without recursion. When the text does not continue as the pattern does, only
+// the last '*' has to take in another byte: whatever an earlier one could take in, the last one
+// can as well.
 #include "rules/wildcard_match.h"
 
 #include <cctype>

@@ -1,4 +1,4 @@
-// Matching host names against the patterns of a proxy bypass list.
+// Matches host names against the patterns of a proxy bypass list.
 #ifndef MTLLIB_RULES_WILDCARD_MATCH_H_
 #define MTLLIB_RULES_WILDCARD_MATCH_H_
 

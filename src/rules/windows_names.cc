@@ -1,5 +1,5 @@
-// Which names Windows takes for something else: see "Naming Files, Paths, and Namespaces"
-// in the documentation of Win32.
+// Recognises names that Windows interprets in a way of its own; see "Naming Files, Paths, and
+// Namespaces" in the documentation of Win32.
 #include "rules/windows_names.h"
 
 #include <algorithm>

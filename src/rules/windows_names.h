@@ -1,4 +1,4 @@
-// The names that Windows can and cannot hold; the rule is the same text on any system.
+// Tells which names Windows can hold. The rule works on the text alone, on any system.
 #ifndef MTLLIB_RULES_WINDOWS_NAMES_H_
 #define MTLLIB_RULES_WINDOWS_NAMES_H_
 
