@@ -1,5 +1,6 @@
-// Everything that takes time, or can fail for want of room, is done before the first rename:
-// folders, copies of contents that several files have, and the bytes of state and stamp.
+// Commits an update. Everything that takes time, or can fail for lack of room, is done before the
+// first rename: creating folders, copying contents that several files have, and writing the state
+// and the stamp.
 #include "update/commit.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// Committing puts what is staged in its places, all at once as far as a file system can: readers
-// see an old file or a new one, and after a loss of power the stamp is never ahead of the files.
+// Moves staged contents into their places, all at once as far as a file system allows: readers see
+// an old file or a new one, and after a power failure the stamp is never ahead of the files.
 #ifndef MTLLIB_UPDATE_COMMIT_H_
 #define MTLLIB_UPDATE_COMMIT_H_
 

@@ -1,4 +1,4 @@
-// One table a kind of number.
+// The tables of these words, one for each kind of number.
 #include "update/connection_text.h"
 
 namespace mtlupdate {

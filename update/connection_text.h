@@ -1,4 +1,4 @@
-// Words for the numbers with which the networking library reports why a request failed.
+// Describes in words the numbers with which the networking library reports why a request failed.
 #ifndef MTLLIB_UPDATE_CONNECTION_TEXT_H_
 #define MTLLIB_UPDATE_CONNECTION_TEXT_H_
 

@@ -1,4 +1,4 @@
-// Files are read in pieces, so that one of any size needs little memory.
+// Reads files in pieces, so that a file of any size needs little memory.
 #include "update/disk.h"
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// Reading the files of a copy: what lies where, and which content it has.
+// Reads the files of a copy: what lies where, and what its content is.
 #ifndef MTLLIB_UPDATE_DISK_H_
 #define MTLLIB_UPDATE_DISK_H_
 

@@ -1,5 +1,5 @@
-// A Failure says why something could not be done: in words for people, and as a kind for
-// programs. Operations of the engine that can fail return an Outcome.
+// A Failure says why an operation failed: in words for people, and as a kind for programs.
+// Operations of the engine that can fail return an Outcome.
 #ifndef MTLLIB_UPDATE_FAILURE_H_
 #define MTLLIB_UPDATE_FAILURE_H_
 

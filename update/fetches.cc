@@ -1,4 +1,4 @@
-// Bodies go to the disk as they arrive. Those that have a listed digest are digested as well.
+// Writes bodies to the disk as they arrive, and digests those that have a digest in the list.
 #include "update/fetches.h"
 
 #include <utility>

@@ -1,4 +1,4 @@
-// Fetches brings the contents that a plan wants fetched into the stage.
+// A Fetches object brings the contents that a plan wants fetched into the stage.
 #ifndef MTLLIB_UPDATE_FETCHES_H_
 #define MTLLIB_UPDATE_FETCHES_H_
 

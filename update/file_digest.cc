@@ -1,4 +1,4 @@
-// Reads in pieces, so that a file of any size needs little memory.
+// Reads files in pieces, so that a file of any size needs little memory.
 #include "update/file_digest.h"
 
 #include <cerrno>

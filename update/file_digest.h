@@ -1,4 +1,4 @@
-// The size and the SHA-256 of a file's content.
+// Computes the size and the SHA-256 of a file's content.
 #ifndef MTLLIB_UPDATE_FILE_DIGEST_H_
 #define MTLLIB_UPDATE_FILE_DIGEST_H_
 

@@ -1,4 +1,4 @@
-// zlib does the work; its counters have 32 bits, so that it is given pieces.
+// Compresses and decompresses with zlib, in pieces, because zlib's counters have 32 bits.
 #include "update/gzip.h"
 
 #include <zlib.h>

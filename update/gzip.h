@@ -1,5 +1,5 @@
-// The format of gzip: bytes that arrive in pieces are unpacked, and texts packed. One member, and
-// nothing behind it.
+// Reads and writes the gzip format: decompresses bytes that arrive in pieces, and compresses
+// texts. A gzip stream has exactly one member here, with nothing after it.
 #ifndef MTLLIB_UPDATE_GZIP_H_
 #define MTLLIB_UPDATE_GZIP_H_
 

@@ -1,4 +1,4 @@
-// The steps are read one by one, each against what is left of both lists.
+// Reads a difference step by step; each step is checked against what is left of both lists.
 #include "update/list_difference.h"
 
 #include <algorithm>

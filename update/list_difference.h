@@ -1,17 +1,17 @@
-// A list difference says how the text of a library's newest list is made from that of an older one:
-// the one place that knows its format.
+// A list difference says how to make the text of a library's newest list from that of an older
+// one. This file is the only place that knows its format:
 //
 //     mtllib list difference 1
 //     builds 3
-//     from 812 5f70...          how long the old list is, and its SHA-256
-//     to 930 c3ab...            the same of the new one
-//     =400                      so many bytes of the old list as they are,
-//     -12                       so many of it left out,
-//     +130                      and so many new ones, which follow this line
+//     from 812 5f70...          length of the old list, and its SHA-256
+//     to 930 c3ab...            the same of the new list
+//     =400                      copy so many bytes of the old list
+//     -12                       skip so many of its bytes
+//     +130                      insert so many new bytes, which follow this line
 //     {"download":...
 //
-// From "=" on any number of times, until the new list is complete: there the difference ends, too.
-// Numbers are decimal, above 0, without a zero in front; each line ends in LF.
+// The steps, from "=" on, are repeated until the new list is complete, which is where the
+// difference ends. Numbers are decimal, above 0 and without leading zeros; each line ends in LF.
 #ifndef MTLLIB_UPDATE_LIST_DIFFERENCE_H_
 #define MTLLIB_UPDATE_LIST_DIFFERENCE_H_
 

@@ -1,4 +1,5 @@
-// Checked first: only of the right list does it matter whether it can be read.
+// Checks the text before it is used: whether a list can be read matters only if it is the right
+// list.
 #include "update/list_intake.h"
 
 #include <utility>

@@ -1,4 +1,4 @@
-// A ListIntake takes the text of a library's list, whichever way it comes: it checks that it is the
+// A ListIntake takes the text of a library's list from any source: it checks that the list is the
 // right one, reads it, and hands it on to be kept.
 #ifndef MTLLIB_UPDATE_LIST_INTAKE_H_
 #define MTLLIB_UPDATE_LIST_INTAKE_H_

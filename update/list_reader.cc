@@ -1,6 +1,7 @@
-// The text is cut into entries here. RapidJSON, which keeps nothing, reads those that any parser
-// reads alike, as publishers write them. JsonCpp, which the module has, reads all others: so both
-// read the same lists, however odd they are.
+// Cuts the text of a list into entries. RapidJSON, which keeps no document in memory, reads the
+// entries that every parser reads alike, which includes those of publishers; JsonCpp, which the
+// module uses, reads all others. So engine and module read the same lists, however unusual they
+// are.
 #include "update/list_reader.h"
 
 #include <json/reader.h>

@@ -1,5 +1,4 @@
-// A ListReader reads the text of a library's list as it arrives, and keeps of it what a Listing
-// holds.
+// A ListReader reads the text of a library's list as it arrives, and keeps what a Listing holds.
 #ifndef MTLLIB_UPDATE_LIST_READER_H_
 #define MTLLIB_UPDATE_LIST_READER_H_
 

@@ -1,5 +1,5 @@
-// What a stamp says of its list is believed as far as costs go. Whether a list is the right one,
-// the intake decides, wherever it is from.
+// Chooses where to get a list from. What a stamp says about its list is used to compare costs
+// only; the intake decides whether a list is the right one, wherever it comes from.
 #include "update/list_sources.h"
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// Where a run gets the list of a release from, with as little to fetch as there may be: from a run
-// before, as a difference from the list of the copy's own stamp, compressed, or as it is.
+// Gets the list of a release from where that costs least: from a previous run, as a difference
+// from the list that belongs to the copy's stamp, compressed, or as it is.
 #ifndef MTLLIB_UPDATE_LIST_SOURCES_H_
 #define MTLLIB_UPDATE_LIST_SOURCES_H_
 

@@ -1,5 +1,5 @@
-// The file stays when the lock is given back: whoever removed it could remove the one that
-// another run has just locked.
+// Locks a copy. The file stays when the lock is released: otherwise a run could remove the file
+// that another run has just locked.
 #include "update/lock.h"
 
 #include <chrono>

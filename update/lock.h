@@ -1,5 +1,5 @@
-// A Lock keeps all other runs away from the folder of a copy: ".mtllib/lock". The system takes it
-// back when the process dies, however that happens.
+// A Lock keeps all other runs away from the folder of a copy. It locks the file ".mtllib/lock";
+// the system releases the lock when the process ends, in whatever way.
 #ifndef MTLLIB_UPDATE_LOCK_H_
 #define MTLLIB_UPDATE_LOCK_H_
 

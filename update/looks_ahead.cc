@@ -1,4 +1,5 @@
-// What was not looked at in time is looked at when it is asked for.
+// Looks at files ahead of time. A file that was not reached in time is looked at when it is asked
+// for.
 #include "update/looks_ahead.h"
 
 namespace mtlupdate {

@@ -1,5 +1,5 @@
-// LooksAhead looks at the files that the last update left, on a thread of its own, while the list
-// of the next one is still on its way: for many files both take about the same time.
+// A LooksAhead object looks at the files that the last update left, on a thread of its own, while
+// the list of the next update is still arriving: with many files both take about the same time.
 #ifndef MTLLIB_UPDATE_LOOKS_AHEAD_H_
 #define MTLLIB_UPDATE_LOOKS_AHEAD_H_
 

@@ -1,5 +1,5 @@
-// A session has a thread and connections only from its first request on: addresses that are never
-// asked cost next to nothing.
+// Implements Mirrors. A session starts its thread and opens connections only with its first
+// request, so addresses that are never asked cost next to nothing.
 #include "update/mirrors.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// Mirrors are the addresses at which one library is published, each with its Session, and the order
-// in which a run asks them.
+// A Mirrors object holds the addresses at which a library is published, each with its Session, and
+// the order in which a run asks them.
 #ifndef MTLLIB_UPDATE_MIRRORS_H_
 #define MTLLIB_UPDATE_MIRRORS_H_
 

@@ -1,4 +1,5 @@
-// They are small, or of the size of the list.
+// Reads and writes the engine's own files. Those that are read whole are small, or as long as the
+// list.
 #include "update/own_files.h"
 
 #include <cstddef>

@@ -1,5 +1,5 @@
-// The files that the engine keeps for itself in the folder of a copy, and what is said when the
-// disk fails.
+// The files that the engine keeps for itself in the folder of a copy, and the failures to report
+// when the disk fails.
 #ifndef MTLLIB_UPDATE_OWN_FILES_H_
 #define MTLLIB_UPDATE_OWN_FILES_H_
 

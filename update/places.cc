@@ -1,4 +1,4 @@
-// Paths are sorted so that those that matter to each other are neighbours.
+// Finds places by sorting the paths, so that those that affect each other are neighbours.
 #include "update/places.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// Places says which entries of a list have a place of their own in the copy, where others of the
-// same list go to the same place or below it.
+// A Places object says which entries of a list have a place of their own in the copy, and which
+// share theirs, or lie below it, with other entries of the same list.
 #ifndef MTLLIB_UPDATE_PLACES_H_
 #define MTLLIB_UPDATE_PLACES_H_
 

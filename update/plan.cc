@@ -1,5 +1,5 @@
-// Each entry is judged by itself, once it is known which entries have a place to themselves. Files
-// are read last, and only when nothing else shows what they are.
+// Makes plans. Each entry is judged on its own once it is known which entries have a place to
+// themselves. Files are read last, and only if nothing else shows what they contain.
 #include "update/plan.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// A Plan says what an update will do to a copy, and why, before anything is fetched: made from
-// the library's list, what the last update left, and what lies on the disk.
+// A Plan says what an update will do to a copy, and why, before anything is fetched. It is made
+// from the library's list, what the last update left, and what lies on the disk.
 #ifndef MTLLIB_UPDATE_PLAN_H_
 #define MTLLIB_UPDATE_PLAN_H_
 

@@ -1,4 +1,4 @@
-// Stamp and list are bodies like those of files, each fetched alone.
+// Fetches the stamp and the list as bodies like those of files, one at a time.
 #include "update/release.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// A library's release as it is published at the moment: its stamp, and the list of its files.
+// Fetches the release that a library publishes at the moment: its stamp, and its list in any of
+// the forms in which it is offered.
 #ifndef MTLLIB_UPDATE_RELEASE_H_
 #define MTLLIB_UPDATE_RELEASE_H_
 

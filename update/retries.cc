@@ -1,4 +1,4 @@
-// Waits double from try to try; a server's own wish comes first.
+// Computes waits, which double from try to try unless the server asks for a certain wait.
 #include "update/retries.h"
 
 #include <algorithm>

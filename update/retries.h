@@ -1,4 +1,4 @@
-// When a request that failed is sent again, and how long to wait before that.
+// Decides when a request that failed is sent again, and how long to wait before that.
 #ifndef MTLLIB_UPDATE_RETRIES_H_
 #define MTLLIB_UPDATE_RETRIES_H_
 

@@ -1,4 +1,5 @@
-// The pool's callbacks go to the exchange that the request was started with: its token.
+// Implements Session. The pool's callbacks are passed to the exchange that started the request,
+// which is its token.
 #include "update/session.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// A Session is a pool of connections to the server of one library, set up from the library's
-// address: the only way in which the engine reaches a network.
+// A Session is a pool of connections to the server of a library, set up from the library's
+// address. It is the only way in which the engine reaches a network.
 #ifndef MTLLIB_UPDATE_SESSION_H_
 #define MTLLIB_UPDATE_SESSION_H_
 

@@ -1,4 +1,4 @@
-// Digests as text. The arithmetic is the system's: see the other sources of this header.
+// Converts digests to and from text. sha256_openssl.cc and sha256_bcrypt.cc compute them.
 #include "update/sha256.h"
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// SHA-256 of bytes that arrive in pieces, and its digests as bytes and as text.
+// Computes the SHA-256 of bytes that arrive in pieces. Digests are available as bytes and as text.
 #ifndef MTLLIB_UPDATE_SHA256_H_
 #define MTLLIB_UPDATE_SHA256_H_
 

@@ -1,4 +1,4 @@
-// SHA-256 by Windows' own cryptography.
+// Computes SHA-256 with the cryptography of Windows.
 #include "platform/win32.h"
 // After the above, whose types it needs.
 #include <bcrypt.h>

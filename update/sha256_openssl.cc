@@ -1,5 +1,6 @@
-// OpenSSL does the arithmetic, by its plain functions. It prefers those that look algorithms up,
-// but what links OpenSSL statically would carry all of its algorithms then, four megabytes of them.
+// Computes SHA-256 with the low-level functions of OpenSSL. OpenSSL recommends the EVP functions,
+// but with those a program that links OpenSSL statically would contain all of its algorithms, which
+// take four megabytes.
 #define OPENSSL_SUPPRESS_DEPRECATED
 #include <openssl/sha.h>
 

@@ -1,4 +1,5 @@
-// A staged file has no mark of being whole: whoever finds one reads it.
+// Implements the stage. A staged file has no mark that says it is complete: whoever finds one
+// reads it.
 #include "update/staging.h"
 
 #include <system_error>

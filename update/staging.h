@@ -1,6 +1,6 @@
-// Staging keeps the contents that an update has fetched, or begun to fetch, and not yet put in
-// their places: one file each in ".mtllib/stage", named by what the content is, so that the next
-// run uses what a run that was cut has left.
+// A Staging object keeps the contents that an update has fetched, in whole or in part, and not yet
+// moved into place. Each is a file in ".mtllib/stage" named after its content, so that the next
+// run can use what a cut run has left.
 #ifndef MTLLIB_UPDATE_STAGING_H_
 #define MTLLIB_UPDATE_STAGING_H_
 

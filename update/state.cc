@@ -1,5 +1,6 @@
-// The file begins with the name of its format, and ends with the SHA-256 of all before. Numbers are
-// of fixed size, the lowest byte first; texts follow their length.
+// Reads and writes the state. The file begins with the name of its format and ends with the
+// SHA-256 of everything before that. Numbers have a fixed size, with the lowest byte first; texts
+// follow their length.
 #include "update/state.h"
 
 #include <algorithm>

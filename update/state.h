@@ -1,6 +1,6 @@
-// A State is what an update leaves behind about the files of a copy, so that the next one need
-// not read those that nobody has touched. It is kept in ".mtllib/state"; without it files are
-// read, and nothing is fetched that is there.
+// A State is what an update records about the files of a copy, so that the next one need not read
+// those that nobody has touched. It is kept in ".mtllib/state". Without it files are read, but
+// nothing is fetched that is already there.
 #ifndef MTLLIB_UPDATE_STATE_H_
 #define MTLLIB_UPDATE_STATE_H_
 

@@ -1,5 +1,5 @@
-// What the engine needs of the operating system: folders that nothing leads out of, files, a
-// lock, and making all of it durable. One source file a system; paths and texts are UTF-8.
+// What the engine needs of the operating system: folders that nothing can lead out of, files, a
+// lock, and durable writes. Each system has one source file; paths and texts are UTF-8.
 #ifndef MTLLIB_UPDATE_SYSTEM_H_
 #define MTLLIB_UPDATE_SYSTEM_H_
 

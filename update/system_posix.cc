@@ -1,5 +1,6 @@
-// The POSIX side, with what Linux has beyond: every file is named relative to the open folder that
-// it lies in, and folders are opened one by one without following links.
+// The POSIX implementation of system.h, with what Linux has beyond POSIX. Every file is named
+// relative to the open folder that it lies in, and folders are opened one by one without following
+// links.
 #include "update/system.h"
 
 #include <dirent.h>

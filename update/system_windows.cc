@@ -1,5 +1,5 @@
-// The Windows side. Paths are whole there, so the folders on the way to a file are held open while
-// it is worked with, on terms that keep anybody from putting something else in their place.
+// The Windows implementation of system.h. Paths are absolute there, so the folders on the way to a
+// file are held open during an operation, with sharing modes that keep others from replacing them.
 #include "platform/win32.h"
 // After the above, whose types it needs.
 #include <winioctl.h>

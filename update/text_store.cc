@@ -1,4 +1,4 @@
-// Texts go into blocks, each of which is full before the next is begun.
+// Stores texts in blocks; each block is filled before the next one is allocated.
 #include "update/text_store.h"
 
 #include <algorithm>

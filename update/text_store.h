@@ -1,5 +1,5 @@
-// A TextStore keeps many short texts one behind the other, each where it is until the store is
-// destroyed, also when the store is moved.
+// A TextStore keeps many short texts in little memory. Each stays at its address until the store
+// is destroyed, even if the store is moved.
 #ifndef MTLLIB_UPDATE_TEXT_STORE_H_
 #define MTLLIB_UPDATE_TEXT_STORE_H_
 

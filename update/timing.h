@@ -1,4 +1,4 @@
-// Timing is time and chance as the engine sees them. Tests have others, which do not wait.
+// A Timing object provides time and randomness to the engine. Tests use others, which do not wait.
 #ifndef MTLLIB_UPDATE_TIMING_H_
 #define MTLLIB_UPDATE_TIMING_H_
 

@@ -1,7 +1,7 @@
-// A session's thread settles each request as it ends and issues the connection's next one there and
-// then, if that is of the same session. The thread of run() starts the first ones, those that
-// waited and those of another session, serves the client, and checks what large bodies have
-// brought, which the others lay in a queue for it.
+// Implements Transfers. A session's thread settles each request as it ends and at once issues the
+// connection's next one, if that belongs to the same session. The thread that called run() starts
+// the first requests, those that waited and those of other sessions, calls the client, and digests
+// large bodies, which the sessions' threads put into a queue for it.
 #include "update/transfers.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
-// Transfers fetches bodies of a library, as many at a time as a session has connections: again
-// where that may help, from another address of the library where that may, and from where a body
-// was cut.
+// A Transfers object fetches bodies of a library, as many at a time as a session has connections.
+// Where that may help, it tries again, asks another address of the library, and continues a body
+// where it was cut.
 #ifndef MTLLIB_UPDATE_TRANSFERS_H_
 #define MTLLIB_UPDATE_TRANSFERS_H_
 

@@ -1,5 +1,5 @@
-// The record of a copy is the stamps it has had, one behind the other: they say all that there is
-// to remember, and their signatures whether it is so.
+// Decides about releases. The record of a copy is the sequence of stamps that it has had: they
+// contain everything there is to remember, and their signatures show whether it is genuine.
 #include "update/trust.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// Trust decides which releases of a library a copy may be brought to: those that the holder of one
-// of the host's keys signed, and none that is older than what the copy has had.
+// Trust decides which releases of a library a copy may be brought to: those signed with one of the
+// host's keys that are not older than what the copy has had.
 #ifndef MTLLIB_UPDATE_TRUST_H_
 #define MTLLIB_UPDATE_TRUST_H_
 

@@ -1,4 +1,5 @@
-// One Run an operation: it holds the connections, the folder and its lock until the operation ends.
+// Implements Updater. Each operation has a Run, which holds the connections, the folder and its
+// lock until the operation ends.
 #include "update/updater.h"
 
 #include <algorithm>

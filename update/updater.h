@@ -1,4 +1,4 @@
-// An Updater brings the local copy of a library up to date: what a host of the engine calls.
+// An Updater brings the local copy of a library up to date. It is the interface of the engine.
 #ifndef MTLLIB_UPDATE_UPDATER_H_
 #define MTLLIB_UPDATE_UPDATER_H_
 

@@ -1,4 +1,5 @@
-// First the files of the list, then the folders for what is not of the list.
+// Compares files: first those of the list, then the folders, for files that the list does not
+// have.
 #include "update/verify.h"
 
 #include <algorithm>

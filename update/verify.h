@@ -1,4 +1,4 @@
-// Comparing a copy with the list that the last update kept, without a network.
+// Compares a copy with the list that the last update kept, without a network.
 #ifndef MTLLIB_UPDATE_VERIFY_H_
 #define MTLLIB_UPDATE_VERIFY_H_
 

@@ -1,6 +1,6 @@
-// Finds out how a TLS connection ended, on systems other than Windows. libcurl with OpenSSL
-// reports an announced end and a cut alike, so OpenSSL itself is asked, if libcurl was built with
-// it. With the other TLS libraries an end that was not announced is an error.
+// The POSIX implementation of system.h. libcurl with OpenSSL reports an announced end of a
+// connection and a cut alike, so OpenSSL itself is asked, if libcurl was built with it. With the
+// other TLS libraries an end that was not announced is an error.
 #include "system.h"
 
 #include <fstream>
