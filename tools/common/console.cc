@@ -1,4 +1,5 @@
-// A terminal has a status line, redrawn below the messages; a pipe only has lines.
+// Writes messages and progress. On a terminal a status line is redrawn below the messages;
+// otherwise only whole lines are written.
 #include "common/console.h"
 
 #include <algorithm>

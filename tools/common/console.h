@@ -1,4 +1,4 @@
-// Where messages and progress go.
+// A Console is where messages and progress are written.
 #ifndef MTLLIB_TOOLS_COMMON_CONSOLE_H_
 #define MTLLIB_TOOLS_COMMON_CONSOLE_H_
 

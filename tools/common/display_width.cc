@@ -1,6 +1,6 @@
-// Letters of East Asia and pictures take two columns, combining marks none. What only some
-// terminals draw wide counts as wide, and rare marks as letters: a line that is a little too
-// short does no harm, one that wraps does.
+// Computes widths: East Asian letters and pictographs take two columns, combining marks none.
+// Characters that only some terminals draw wide count as wide, and rare marks as letters: a line
+// that is slightly too short does no harm, but one that wraps does.
 #include "common/display_width.h"
 
 #include <algorithm>

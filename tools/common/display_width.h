@@ -1,4 +1,4 @@
-// How many columns of a terminal a text takes.
+// Computes how many columns of a terminal a text takes.
 #ifndef MTLLIB_TOOLS_COMMON_DISPLAY_WIDTH_H_
 #define MTLLIB_TOOLS_COMMON_DISPLAY_WIDTH_H_
 

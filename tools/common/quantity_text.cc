@@ -1,4 +1,4 @@
-// Decimal units, one digit behind the point.
+// Formats amounts in decimal units, with one digit after the point.
 #include "common/quantity_text.h"
 
 #include <array>

@@ -1,4 +1,4 @@
-// Amounts and durations for people.
+// Formats amounts and durations for people.
 #ifndef MTLLIB_TOOLS_COMMON_QUANTITY_TEXT_H_
 #define MTLLIB_TOOLS_COMMON_QUANTITY_TEXT_H_
 

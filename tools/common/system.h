@@ -1,5 +1,5 @@
-// What the programs need of the operating system: their arguments, the standard streams, the
-// environment and signals. One source file a system.
+// What the programs need of the operating system: arguments, standard streams, the environment and
+// signals. Each system has one source file.
 #ifndef MTLLIB_TOOLS_COMMON_SYSTEM_H_
 #define MTLLIB_TOOLS_COMMON_SYSTEM_H_
 

@@ -1,4 +1,4 @@
-// The POSIX side: arguments and streams need no preparation.
+// The POSIX implementation of system.h. Arguments and streams need no preparation.
 #include <sys/ioctl.h>
 #include <unistd.h>
 

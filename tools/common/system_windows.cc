@@ -1,4 +1,5 @@
-// The Windows side. A console has a code page and modes, which outlive the program.
+// The Windows implementation of system.h. A console has a code page and modes, which outlive the
+// program and are restored.
 #include "common/system.h"
 
 #include "platform/win32.h"

@@ -1,4 +1,5 @@
-// The file stays: whoever removed it could remove the one that another build has just locked.
+// Locks a library's folder. The lock file is never removed: otherwise a build could remove the
+// file that another build has just locked.
 #include "mtlpublish/build_lock.h"
 
 #include <cstdint>

@@ -1,4 +1,5 @@
-// Lists and stamps are known by their names alone, here and in nginx's map, wherever they lie.
+// Applies cache rules. Lists and stamps are recognised by their names alone, wherever they lie,
+// here as in nginx's map.
 #include "mtlpublish/cache_rules.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// A CacheRule says how long caches between a server and its clients may answer by themselves for
-// some files of a library.
+// A CacheRule says how long caches between a server and its clients may answer requests for
+// certain files of a library.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_CACHE_RULES_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_CACHE_RULES_H_
 

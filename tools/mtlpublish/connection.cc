@@ -1,4 +1,4 @@
-// Waits are cut into slices, between which it is seen whether others wait.
+// Reads and writes in short slices, and checks between them whether other clients are waiting.
 #include "mtlpublish/connection.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Links are resolved first: only then does a name say where it leads.
+// Resolves links first: only then does a name say where it leads.
 #include "mtlpublish/contained_path.h"
 
 #include <algorithm>

@@ -1,12 +1,12 @@
-// A line a file, and the digest of all of them as the last line: a list must never be made
-// from a cache that was cut short or damaged.
+// Reads and writes the cache: one line for each file, and the digest of all of them as the last
+// line, since a list must never be made from a cache that was cut short or damaged.
 //
-// A file counts as unchanged when its size, both its times and its number on the volume are
-// the same. The time of the last content alone would not do: tools that copy or unpack set
-// it back, so that another content of the same size would pass. The other time nobody can
-// set, and it moves, too, when the rights to read the file do. The number catches files that
-// change places where the file system does not keep that time. What is lost is little: after
-// the library was copied or restored, every file is read once more.
+// A file counts as unchanged if its size, both of its times and its number on the volume are the
+// same. The time of the last content alone would not do: tools that copy or unpack files set it
+// back, so that another content of the same size would go unnoticed. Nobody can set the other
+// time, which also changes with the permissions of the file. The number catches files that change
+// places on file systems that do not keep that time. The cost is small: after a library was copied
+// or restored, every file is read once more.
 #include "mtlpublish/digest_cache.h"
 #include "update/sha256.h"
 

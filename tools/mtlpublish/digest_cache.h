@@ -1,4 +1,5 @@
-// What files were found to hold, so that a later build need not read them again.
+// A DigestCache records the contents that files were found to have, so that a later build need not
+// read them again.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_DIGEST_CACHE_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_DIGEST_CACHE_H_
 

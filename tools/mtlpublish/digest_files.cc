@@ -1,4 +1,4 @@
-// The system is asked about every file; read are those that it tells something new of.
+// Digests files. The system is asked about every file, but only those that have changed are read.
 #include "mtlpublish/digest_files.h"
 
 #include <cstddef>

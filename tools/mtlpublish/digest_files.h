@@ -1,4 +1,4 @@
-// The contents of a library's files, read no more often than needed.
+// Digests the contents of a library's files, reading no more of them than necessary.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_DIGEST_FILES_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_DIGEST_FILES_H_
 

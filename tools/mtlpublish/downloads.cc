@@ -1,4 +1,4 @@
-// A connection whose download has ended is given the next one there and then.
+// Runs downloads. A connection whose download has ended is given the next one at once.
 #include "mtlpublish/downloads.h"
 
 #include <charconv>

@@ -1,4 +1,4 @@
-// Fetching the files of a published library over a session of the engine.
+// Fetches the files of a published library over a session of the engine.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_DOWNLOADS_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_DOWNLOADS_H_
 

@@ -1,4 +1,4 @@
-// All is made in memory, so that a trial is a build that is not written.
+// Makes editions in memory, so that a trial is a build that is not written.
 #include "mtlpublish/edition.h"
 
 #include <system_error>

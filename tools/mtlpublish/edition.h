@@ -1,5 +1,5 @@
 // An Edition is what a build makes for clients that give the same sub-path, or none: a list, a
-// stamp, and what these cost them.
+// stamp, and the costs of both for clients.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_EDITION_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_EDITION_H_
 

@@ -1,4 +1,5 @@
-// One entry a line, sorted, and a newline that clients drop before they parse.
+// Writes lists, with one entry a line, sorted, and a final newline that clients drop before they
+// parse.
 #include "mtlpublish/file_list.h"
 
 #include <json/reader.h>

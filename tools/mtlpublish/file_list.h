@@ -1,4 +1,4 @@
-// The list of files that clients fetch.
+// Writes and reads the list of files that clients fetch.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_FILE_LIST_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_FILE_LIST_H_
 

@@ -1,4 +1,5 @@
-// What a list can hold, a request can carry and a client can store.
+// Checks names: a list must be able to hold them, a request to carry them and a client to store
+// them.
 #include "mtlpublish/file_name.h"
 
 #include <utf8proc.h>

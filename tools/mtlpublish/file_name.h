@@ -1,4 +1,4 @@
-// What the name of a published file may be.
+// Decides which names published files may have.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_FILE_NAME_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_FILE_NAME_H_
 

@@ -1,3 +1,4 @@
+// Writes the first configuration of a library.
 #include "mtlpublish/first_config.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// The configuration that a library begins with.
+// Makes the first configuration of a library, for its publisher to edit.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_FIRST_CONFIG_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_FIRST_CONFIG_H_
 

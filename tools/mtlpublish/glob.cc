@@ -1,5 +1,5 @@
-// Parsed once into pieces; matched with a single point of return, so that no
-// pattern takes long.
+// Parses patterns into pieces, and matches them with a single point of return, so that no pattern
+// takes long.
 #include "mtlpublish/glob.h"
 #include "rules/utf8.h"
 

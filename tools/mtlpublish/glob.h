@@ -1,4 +1,4 @@
-// Patterns that select files of a library.
+// A Glob is a pattern that selects files of a library.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_GLOB_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_GLOB_H_
 

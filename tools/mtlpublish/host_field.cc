@@ -1,4 +1,5 @@
-// Addresses are recognised by their form: no name ends in a number or has brackets.
+// Checks Host fields. Addresses are recognised by their form: no name ends in a number or has
+// brackets.
 #include "mtlpublish/host_field.h"
 
 #include <algorithm>

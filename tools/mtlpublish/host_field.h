@@ -1,4 +1,4 @@
-// Which Host fields of requests a server on this computer answers.
+// Decides which Host fields of requests a server on this computer answers.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_HOST_FIELD_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_HOST_FIELD_H_
 

@@ -1,4 +1,5 @@
-// Dates are compared as texts: clients send back what they were given.
+// Computes validators and dates. Dates are compared as texts, since clients send back what they
+// were given.
 #include "mtlpublish/http_file.h"
 
 #include <array>

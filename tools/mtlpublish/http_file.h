@@ -1,4 +1,4 @@
-// What HTTP says about a file beyond its bytes.
+// What HTTP says about a file besides its bytes.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_HTTP_FILE_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_HTTP_FILE_H_
 

@@ -1,5 +1,6 @@
-// Contents are files of their own, named by their digests, so that what does not change from build
-// to build is kept once. They are copies: a publisher may write into the library's files.
+// Keeps builds. Contents are stored in files named after their digests, so that what does not
+// change from build to build is kept once. They are copies, because a publisher may write into the
+// library's files.
 #include "mtlpublish/kept_builds.h"
 
 #include <algorithm>

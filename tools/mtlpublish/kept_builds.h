@@ -1,5 +1,5 @@
-// KeptBuilds are earlier builds of a library that can be published again: the files of each, their
-// digests, and its list. They lie in the library's folder, in ".mtlpublish".
+// KeptBuilds are earlier builds of a library that can be published again: their files, the digests
+// of these, and their lists. They lie in the folder ".mtlpublish" of the library.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_KEPT_BUILDS_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_KEPT_BUILDS_H_
 

@@ -1,3 +1,4 @@
+// Reads and writes key files, and asks for passwords.
 #include "mtlpublish/key_files.h"
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// The files that keys and their passwords are kept in.
+// Reads and writes the files that hold keys and their passwords.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_KEY_FILES_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_KEY_FILES_H_
 

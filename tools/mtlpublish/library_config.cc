@@ -1,4 +1,5 @@
-// Each key is taken from the table as it is read, so that what is left at the end is unknown.
+// Reads library.toml. Each key is removed from the table as it is read, so that the keys left at
+// the end are unknown ones.
 #include "mtlpublish/library_config.h"
 
 #define TOML_HEADER_ONLY 1

@@ -1,4 +1,4 @@
-// A LibraryConfig is what library.toml says of a library: which of its files are published, and
+// A LibraryConfig is what library.toml says about a library: which of its files are published, and
 // how.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_LIBRARY_CONFIG_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_LIBRARY_CONFIG_H_

@@ -1,4 +1,4 @@
-// The entries are in the order of the files, so that the list is sorted as they are.
+// Makes entries in the order of the files, so that the list is sorted as they are.
 #include "mtlpublish/library_entries.h"
 
 #include <algorithm>

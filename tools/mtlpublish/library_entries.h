@@ -1,4 +1,4 @@
-// The entries that a library's list is made of: which policy each file has, which one is the lossy
+// Makes the entries of a library's list: which policy each file has, which file is the lossy
 // variant of another, and what is wrong with them.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_LIBRARY_ENTRIES_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_LIBRARY_ENTRIES_H_

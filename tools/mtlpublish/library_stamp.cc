@@ -1,5 +1,5 @@
-// The comment of the last release stays in a file beside the list, written before list and stamp:
-// whatever else is lost, no serial is given twice.
+// Makes stamps. The comment of the last release is kept in a file beside the list that is written
+// before list and stamp, so that no serial is used twice, whatever else is lost.
 #include "mtlpublish/library_stamp.h"
 
 #include <algorithm>

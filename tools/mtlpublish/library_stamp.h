@@ -1,5 +1,5 @@
-// What id.txt is to hold: the signature of a library's list, with what is said of the release, for
-// those who sign.
+// Makes the content of id.txt: for publishers who sign, the signature of the library's list with a
+// comment about the release.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_LIBRARY_STAMP_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_LIBRARY_STAMP_H_
 

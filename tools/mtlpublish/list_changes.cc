@@ -1,4 +1,4 @@
-// One walk over both lists, as they are sorted.
+// Compares two lists in one pass over both, which are sorted.
 #include "mtlpublish/list_changes.h"
 
 #include <string_view>

@@ -1,4 +1,4 @@
-// The difference between two lists, and what it costs clients.
+// Computes the difference between two lists, and what it costs clients.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_LIST_CHANGES_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_LIST_CHANGES_H_
 

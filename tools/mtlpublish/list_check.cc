@@ -1,4 +1,4 @@
-// Read as clients do, and then looked at with the eyes of every system.
+// Reads a list as clients do, and checks its names by the rules of every system.
 #include "mtlpublish/list_check.h"
 
 #include <cstdint>

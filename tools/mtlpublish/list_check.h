@@ -1,4 +1,4 @@
-// What is wrong with a list, whatever the files are.
+// Finds what is wrong with a list, whatever its files contain.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_LIST_CHECK_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_LIST_CHECK_H_
 

@@ -1,6 +1,6 @@
-// A list has an entry a line, sorted, so that a line is found where it was or not at all. Nothing
-// that was published has to be kept for a difference from it: what leads from it to the last list
-// is joined with what leads on.
+// Makes and joins differences. A list is sorted and has one entry a line, so that a line is either
+// where it was or gone. No earlier list needs to be kept: the difference from it to the last list
+// is joined with the one from there to the new list.
 #include "mtlpublish/list_differences.h"
 
 #include <algorithm>

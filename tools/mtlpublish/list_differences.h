@@ -1,5 +1,5 @@
-// Differences between the lists of a library's builds: from one to the next, and, joined, from any
-// to the newest.
+// Makes the differences between the lists of a library's builds: from one build to the next and,
+// by joining those, from any build to the newest.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_LIST_DIFFERENCES_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_LIST_DIFFERENCES_H_
 

@@ -1,5 +1,5 @@
-// What leads from older lists to the last one lies beside it: joined with what leads from there to
-// the new one, it is what to publish next.
+// Makes the forms of a list. The differences that lead to the last list lie beside it; joined with
+// the one from there to the new list, they are the next to publish.
 #include "mtlpublish/list_forms.h"
 
 #include <algorithm>

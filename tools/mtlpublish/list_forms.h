@@ -1,5 +1,5 @@
-// ListForms are what is published beside a library's list, so that clients that know of it fetch
-// less: the list in the format of gzip, and differences from the lists of the last builds.
+// ListForms are published beside a library's list so that clients that know them fetch less: the
+// list compressed with gzip, and the differences from the lists of the last builds.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_LIST_FORMS_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_LIST_FORMS_H_
 

@@ -1,6 +1,6 @@
-// Whatever the plug-in would refuse is refused here, too: no run could follow. What it would
-// write over the client's own files is passed over: to compare that with the list, or to put it
-// right, would never come to an end.
+// Reads the files of a list. What the plug-in would refuse is refused here too, since no run could
+// follow it. What the plug-in would write over the client's own files is skipped, because
+// comparing it with the list, or restoring it, would never come to an end.
 #include "mtlpublish/listed_files.h"
 
 #include <json/reader.h>

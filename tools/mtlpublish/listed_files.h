@@ -1,4 +1,4 @@
-// What a list of files asks its clients to keep.
+// Reads from a list the files that it asks its clients to keep.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_LISTED_FILES_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_LISTED_FILES_H_
 

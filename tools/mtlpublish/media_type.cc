@@ -1,4 +1,4 @@
-// One table of the endings that browsers care about.
+// The table of the file extensions that browsers care about.
 #include "mtlpublish/media_type.h"
 
 #include <array>

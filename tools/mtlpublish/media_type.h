@@ -1,4 +1,4 @@
-// What kind of content a file has, by its name.
+// Derives the kind of content of a file from its name.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_MEDIA_TYPE_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_MEDIA_TYPE_H_
 

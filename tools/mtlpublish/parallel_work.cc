@@ -1,4 +1,4 @@
-// Each thread takes the next number until there is none.
+// Runs the threads, each of which takes the next number until there are no more.
 #include "mtlpublish/parallel_work.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Work on every core.
+// Spreads work over all processor cores.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_PARALLEL_WORK_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_PARALLEL_WORK_H_
 

@@ -1,4 +1,5 @@
-// Scan, choose, digest, and only then write: the list first, the stamp last.
+// Builds a library: scans, selects and digests its files, and only then writes, the list first and
+// the stamp last.
 #include "mtlpublish/publisher.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// A content that is the same stays as it is, so that a build that changes nothing writes nothing.
+// Writes the parts of a release. A file whose content does not change is left alone, so that a
+// build that changes nothing writes nothing.
 #include "mtlpublish/release_parts.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// What a release consists of beside the library's files: its list, its stamp, and what is to be
-// remembered of it; made for a build and for one that is published again.
+// The parts of a release other than the library's files: its list, its stamp, and what is to be
+// recorded about it. Used for builds and for rollbacks.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_RELEASE_PARTS_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_RELEASE_PARTS_H_
 

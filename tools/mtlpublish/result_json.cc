@@ -1,3 +1,4 @@
+// Formats results as JSON.
 #include "mtlpublish/result_json.h"
 
 #include <json/value.h>

@@ -1,4 +1,4 @@
-// What came of a command, as JSON for other programs.
+// Describes the result of a command as JSON for other programs.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_RESULT_JSON_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_RESULT_JSON_H_
 

@@ -1,5 +1,6 @@
-// First all that could go wrong is looked at, then files, then list and stamp, as in a build. A
-// rollback that was cut is finished by the next one, which finds the files that are placed already.
+// Rolls back. Everything that could go wrong is checked first; then files are placed, then list
+// and stamp written, as in a build. A rollback that was cut is finished by the next one, which
+// finds the files that are already in place.
 #include "mtlpublish/rollback.h"
 
 #include <deque>

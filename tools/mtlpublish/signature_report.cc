@@ -1,3 +1,4 @@
+// Checks the signature of a stamp and describes it.
 #include "mtlpublish/signature_report.h"
 
 #include <optional>

@@ -1,4 +1,4 @@
-// What a library's stamp says about who signed it, and whether that is so.
+// Reports who a library's stamp says has signed it, and whether that is true.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_SIGNATURE_REPORT_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_SIGNATURE_REPORT_H_
 

@@ -1,5 +1,5 @@
-// Files are sent in pieces from the disk; every name is resolved and checked to lie
-// within the folder.
+// Serves files in pieces from the disk. Every name is resolved and checked to lie within the
+// folder.
 #include "mtlpublish/static_server.h"
 
 #include <httplib.h>

@@ -1,4 +1,4 @@
-// Serves a folder over HTTP on the loopback interface, for trying things out.
+// Serves a folder over HTTP on the loopback interface, for trials.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_STATIC_SERVER_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_STATIC_SERVER_H_
 

@@ -1,5 +1,5 @@
-// What mtlpublish needs of the operating system beyond the standard library: the state of a
-// file, links, replacing, interrupts and sockets. One source file a system.
+// What mtlpublish needs of the operating system beyond the standard library: the state of files,
+// links, replacing files, interrupts and sockets. Each system has one source file.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_SYSTEM_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_SYSTEM_H_
 

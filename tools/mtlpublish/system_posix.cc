@@ -1,4 +1,4 @@
-// The POSIX side.
+// The POSIX implementation of system.h.
 #include "mtlpublish/system.h"
 
 #include <fcntl.h>

@@ -1,4 +1,4 @@
-// The Windows side.
+// The Windows implementation of system.h.
 #include "mtlpublish/system.h"
 
 #include <winsock2.h>

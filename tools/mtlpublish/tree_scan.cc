@@ -1,4 +1,4 @@
-// Every problem is collected, so that a publisher can fix them all at once.
+// Scans a folder. All problems are collected, so that a publisher can fix them at once.
 #include "mtlpublish/tree_scan.h"
 
 #include <algorithm>

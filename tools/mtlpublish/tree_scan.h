@@ -1,4 +1,4 @@
-// Finds the files of a library and what stands in the way of publishing them.
+// Finds the files of a library, and whatever prevents them from being published.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_TREE_SCAN_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_TREE_SCAN_H_
 

@@ -1,5 +1,5 @@
-// The stamp, the list, every file, and the stamp again: a library that is published anew
-// meanwhile shows problems that it does not have.
+// Checks the stamp, the list, every file, and the stamp again, because a library that is published
+// anew meanwhile would show problems that it does not have.
 #include "mtlpublish/verify.h"
 
 #include <chrono>

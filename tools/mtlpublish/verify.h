@@ -1,4 +1,4 @@
-// Looks at a published library as its clients will.
+// Checks a published library as its clients will see it.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_VERIFY_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_VERIFY_H_
 

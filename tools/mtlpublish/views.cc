@@ -1,4 +1,5 @@
-// The record of views is a line for the path of the address and one for each sub-path.
+// Finds and records views. The record has a line for the path of the address and one for each
+// sub-path.
 #include "mtlpublish/views.h"
 
 #include <algorithm>

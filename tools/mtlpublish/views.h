@@ -1,5 +1,5 @@
-// A View is another list of a library's files, with a stamp of its own, for clients that give a
-// sub-path. Its list and its stamp lie in the library's folder, in the folder of the sub-path.
+// A View is another list of a library's files, with its own stamp, for clients that give a
+// sub-path. Both lie in the folder of the sub-path inside the library's folder.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_VIEWS_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_VIEWS_H_
 

@@ -1,3 +1,4 @@
+// Reads and replaces whole files.
 #include "mtlpublish/whole_file.h"
 
 #include <algorithm>

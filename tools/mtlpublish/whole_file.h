@@ -1,4 +1,5 @@
-// Whole files: read into memory, replaced at once, and what the system says when it cannot.
+// Reads whole files into memory, replaces them atomically, and reports what the system says if
+// that fails.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_WHOLE_FILE_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_WHOLE_FILE_H_
 

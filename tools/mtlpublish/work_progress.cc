@@ -1,3 +1,4 @@
+// Shows the progress of long work.
 #include "mtlpublish/work_progress.h"
 
 #include <chrono>

@@ -1,4 +1,4 @@
-// How far a long piece of work has come, and the line that shows it on a terminal.
+// WorkProgress records how far a long piece of work has come; a line on a terminal shows it.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_WORK_PROGRESS_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_WORK_PROGRESS_H_
 

@@ -1,4 +1,5 @@
-// A chain becomes a line a cause; the numbers of a connection error become words.
+// Writes an error chain as one line for each cause, with words in place of the numbers of a
+// connection error.
 #include "mtlsync/error_text.h"
 
 #include <algorithm>

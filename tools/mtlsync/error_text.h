@@ -1,4 +1,4 @@
-// Failures in words for people.
+// Describes failures in words for people.
 #ifndef MTLLIB_TOOLS_MTLSYNC_ERROR_TEXT_H_
 #define MTLLIB_TOOLS_MTLSYNC_ERROR_TEXT_H_
 

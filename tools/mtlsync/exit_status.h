@@ -1,4 +1,4 @@
-// What the program ends with.
+// The exit statuses of the program.
 #ifndef MTLLIB_TOOLS_MTLSYNC_EXIT_STATUS_H_
 #define MTLLIB_TOOLS_MTLSYNC_EXIT_STATUS_H_
 

@@ -1,4 +1,5 @@
-// The oldest cause says what is wrong, the newest what it kept from being done.
+// Chooses hints. The oldest cause of a failure says what is wrong, the newest what could not be
+// done.
 #include "mtlsync/hints.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// What to do next.
+// Suggests what the user can do next.
 #ifndef MTLLIB_TOOLS_MTLSYNC_HINTS_H_
 #define MTLLIB_TOOLS_MTLSYNC_HINTS_H_
 

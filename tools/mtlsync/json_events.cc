@@ -1,4 +1,4 @@
-// Each line is flushed, so that a reader can follow the run.
+// Writes events as JSON. Each line is flushed, so that a reader can follow the run.
 #include "mtlsync/json_events.h"
 
 #include <json/json.h>

@@ -1,4 +1,4 @@
-// Everything that happens, for programs: one JSON object a line.
+// Reports everything that happens to other programs, as one JSON object a line.
 #ifndef MTLLIB_TOOLS_MTLSYNC_JSON_EVENTS_H_
 #define MTLLIB_TOOLS_MTLSYNC_JSON_EVENTS_H_
 

@@ -1,4 +1,4 @@
-// The options as CLI11 knows them; every mistake becomes one line.
+// Parses the command line with CLI11; every mistake is reported in one line.
 #include "mtlsync/options.h"
 
 #include <CLI/CLI.hpp>

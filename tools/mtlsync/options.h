@@ -1,4 +1,4 @@
-// The command line.
+// The options of the command line.
 #ifndef MTLLIB_TOOLS_MTLSYNC_OPTIONS_H_
 #define MTLLIB_TOOLS_MTLSYNC_OPTIONS_H_
 

@@ -1,4 +1,4 @@
-// One table for programs, one for people.
+// Describes outcomes: one table for programs and one for people.
 #include "mtlsync/outcome.h"
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// How a run ended, and what people and programs are told about it.
+// An Outcome is how a run ended, in the forms that people and programs are given.
 #ifndef MTLLIB_TOOLS_MTLSYNC_OUTCOME_H_
 #define MTLLIB_TOOLS_MTLSYNC_OUTCOME_H_
 

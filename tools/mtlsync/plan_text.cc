@@ -1,4 +1,4 @@
-// Paths come from a server, and are printed as such.
+// Formats plans and differences. Paths come from a server and are escaped before they are printed.
 #include "mtlsync/plan_text.h"
 
 #include <array>

@@ -1,4 +1,4 @@
-// What an update would do or has done, and how a copy differs from its list, in words.
+// Describes in words what an update will do or has done, and how a copy differs from its list.
 #ifndef MTLLIB_TOOLS_MTLSYNC_PLAN_TEXT_H_
 #define MTLLIB_TOOLS_MTLSYNC_PLAN_TEXT_H_
 

@@ -1,4 +1,5 @@
-// Redrawn at most ten times a second on a terminal; a line every tenth elsewhere.
+// Updates the display at most ten times a second on a terminal, and prints a line for every tenth
+// of the run elsewhere.
 #include "mtlsync/progress_display.h"
 
 #include <utility>

@@ -1,4 +1,4 @@
-// Shows how far a run has come.
+// A ProgressDisplay shows how far a run has come.
 #ifndef MTLLIB_TOOLS_MTLSYNC_PROGRESS_DISPLAY_H_
 #define MTLLIB_TOOLS_MTLSYNC_PROGRESS_DISPLAY_H_
 

@@ -1,4 +1,4 @@
-// The richest layout that fits the width wins.
+// Lays out the line of progress: the richest layout that fits the width is used.
 #include "mtlsync/progress_line.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// How progress looks.
+// Formats progress as one line.
 #ifndef MTLLIB_TOOLS_MTLSYNC_PROGRESS_LINE_H_
 #define MTLLIB_TOOLS_MTLSYNC_PROGRESS_LINE_H_
 

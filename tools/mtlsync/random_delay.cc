@@ -1,5 +1,5 @@
-// The system's source of randomness, so that machines with the same image wait for different
-// whiles.
+// Draws the delay from the system's source of randomness, so that machines with the same image
+// wait for different times.
 #include "mtlsync/random_delay.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// Waiting a random while, so that machines that start at the same minute do not all ask at once.
+// Waits for a random time, so that machines that start in the same minute do not all send requests
+// at once.
 #ifndef MTLLIB_TOOLS_MTLSYNC_RANDOM_DELAY_H_
 #define MTLLIB_TOOLS_MTLSYNC_RANDOM_DELAY_H_
 

@@ -1,4 +1,4 @@
-// Decimal units, as sizes are printed.
+// Parses sizes in decimal units, as they are printed.
 #include "mtlsync/size_limits.h"
 
 #include <array>

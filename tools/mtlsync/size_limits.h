@@ -1,4 +1,4 @@
-// How much a run may fetch.
+// SizeLimits say how much a run may fetch.
 #ifndef MTLLIB_TOOLS_MTLSYNC_SIZE_LIMITS_H_
 #define MTLLIB_TOOLS_MTLSYNC_SIZE_LIMITS_H_
 

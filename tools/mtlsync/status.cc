@@ -1,4 +1,5 @@
-// Links to folders are not followed, so that the walk ends; those to files count as files.
+// Counts the files of a copy. Links to folders are not followed, so that the walk ends; links to
+// files count as files.
 #include "mtlsync/status.h"
 
 #include <array>

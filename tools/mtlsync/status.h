@@ -1,4 +1,4 @@
-// What the local copy is, told without the network.
+// Describes a local copy without using the network.
 #ifndef MTLLIB_TOOLS_MTLSYNC_STATUS_H_
 #define MTLLIB_TOOLS_MTLSYNC_STATUS_H_
 

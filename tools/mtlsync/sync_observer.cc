@@ -1,4 +1,5 @@
-// What people read is printed, what programs read is complete.
+// Forwards events: what people read goes to the console, and what programs read is written in
+// full.
 #include "mtlsync/sync_observer.h"
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// The host's side of a run: what the library tells, counted and passed on.
+// A SyncObserver receives the events of a run, counts them and passes them on.
 #ifndef MTLLIB_TOOLS_MTLSYNC_SYNC_OBSERVER_H_
 #define MTLLIB_TOOLS_MTLSYNC_SYNC_OBSERVER_H_
 

@@ -1,4 +1,4 @@
-// Loads, runs, and tells how it ended.
+// Opens the library, runs the operation and reports how it ended.
 #include "mtlsync/sync_run.h"
 
 #include <chrono>

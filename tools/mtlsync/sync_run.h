@@ -1,4 +1,4 @@
-// One run of the program, from what was asked for to the result.
+// Carries out one run of the program, from its options to its result.
 #ifndef MTLLIB_TOOLS_MTLSYNC_SYNC_RUN_H_
 #define MTLLIB_TOOLS_MTLSYNC_SYNC_RUN_H_
 

@@ -1,4 +1,4 @@
-// mtlpublish build: writes a library's list and stamp.
+// The command "mtlpublish build", which writes a library's list and stamp.
 #include <iostream>
 #include <memory>
 #include <optional>

@@ -1,3 +1,4 @@
+// Implements what the commands share; see command_line.h.
 #include "mtlpublish/commands/command_line.h"
 
 #include <iostream>

@@ -1,4 +1,5 @@
-// The commands of mtlpublish: each has a file with its options, its help, and what it does.
+// Declares the commands of mtlpublish. Each has a source file with its options, its help and its
+// work.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_COMMANDS_COMMANDS_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_COMMANDS_COMMANDS_H_
 

@@ -1,4 +1,5 @@
-// mtlpublish diff: says what a build would publish, and what that costs clients.
+// The command "mtlpublish diff", which says what a build would publish, and what that costs
+// clients.
 #include <memory>
 #include <optional>
 #include <string>

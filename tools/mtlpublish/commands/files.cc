@@ -1,4 +1,4 @@
-// mtlpublish files: names what a server must have of a library.
+// The command "mtlpublish files", which names the files of a library that a server must have.
 #include <filesystem>
 #include <iostream>
 #include <memory>

@@ -1,4 +1,4 @@
-// mtlpublish init: writes the configuration that a library begins with.
+// The command "mtlpublish init", which writes a first configuration for a library.
 #include <filesystem>
 #include <iostream>
 #include <memory>

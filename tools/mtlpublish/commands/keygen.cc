@@ -1,4 +1,4 @@
-// mtlpublish keygen: makes a pair of keys to sign with.
+// The command "mtlpublish keygen", which makes a pair of keys to sign with.
 #include <iostream>
 #include <memory>
 #include <string>

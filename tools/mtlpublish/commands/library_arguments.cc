@@ -1,3 +1,4 @@
+// Adds the options of library_arguments.h to a command, and reads the configuration.
 #include "mtlpublish/commands/library_arguments.h"
 
 #include <filesystem>

@@ -1,4 +1,4 @@
-// The options that say what a library consists of: those of every command that makes its list.
+// The options that say what a library consists of, for every command that makes its list.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_COMMANDS_LIBRARY_ARGUMENTS_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_COMMANDS_LIBRARY_ARGUMENTS_H_
 

@@ -1,3 +1,4 @@
+// Prints the results of builds.
 #include "mtlpublish/commands/publish_report.h"
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// What is printed of a build, done or only tried.
+// Carries out builds, real and trial ones, and prints their progress and results.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_COMMANDS_PUBLISH_REPORT_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_COMMANDS_PUBLISH_REPORT_H_
 

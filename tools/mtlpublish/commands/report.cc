@@ -1,4 +1,4 @@
-// mtlpublish report: writes a page about a library.
+// The command "mtlpublish report", which writes a page about a library.
 #include <chrono>
 #include <filesystem>
 #include <iostream>

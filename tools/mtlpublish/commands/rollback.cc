@@ -1,4 +1,4 @@
-// mtlpublish rollback: publishes the build before the last one again.
+// The command "mtlpublish rollback", which publishes the build before the last one again.
 #include "mtlpublish/rollback.h"
 
 #include <chrono>

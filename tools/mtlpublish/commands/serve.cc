@@ -1,4 +1,4 @@
-// mtlpublish serve: hands a library out on this computer.
+// The command "mtlpublish serve", which serves a library on this computer.
 #include <chrono>
 #include <filesystem>
 #include <iostream>

@@ -1,3 +1,4 @@
+// Adds the options of signing_arguments.h to a command, and reads the keys.
 #include "mtlpublish/commands/signing_arguments.h"
 
 #include <chrono>

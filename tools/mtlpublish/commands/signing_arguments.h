@@ -1,4 +1,4 @@
-// The options that say whether, how and as what a library is signed.
+// The options that say whether and how a library is signed.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_COMMANDS_SIGNING_ARGUMENTS_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_COMMANDS_SIGNING_ARGUMENTS_H_
 

@@ -1,4 +1,4 @@
-// mtlpublish verify: checks a library in a folder or on a server.
+// The command "mtlpublish verify", which checks a library in a folder or on a server.
 #include "mtlpublish/verify.h"
 
 #include <cstddef>

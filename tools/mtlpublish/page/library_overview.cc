@@ -1,4 +1,5 @@
-// A stamp is shown as it is, without keys: whoever reads a page has to trust who hands it out.
+// Collects the overview. A stamp is shown as it is, without checking it against keys: a reader of
+// the page has to trust whoever serves it anyway.
 #include "mtlpublish/page/library_overview.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// A LibraryOverview is what there is to say of a library as it was built last: which release it is,
-// who signed it, its files, and what the last build changed.
+// A LibraryOverview describes a library as it was built last: which release it is, who signed it,
+// its files, and what the last build changed.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_PAGE_LIBRARY_OVERVIEW_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_PAGE_LIBRARY_OVERVIEW_H_
 

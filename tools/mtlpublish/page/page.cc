@@ -1,5 +1,5 @@
-// All but the table of files is written here; that is made by page.js, from a list in JSON, of what
-// is searched for.
+// Writes the page, except for the table of files: page.js makes that from a list in JSON,
+// according to what the reader searches for.
 #include "mtlpublish/page/page.h"
 
 #include <algorithm>

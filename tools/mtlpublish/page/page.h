@@ -1,5 +1,5 @@
-// A page about a library for people to look at in a browser: one file of HTML, which takes nothing
-// from elsewhere but the pictures of the library itself.
+// Makes a page about a library for a browser: one HTML file, which loads nothing from elsewhere
+// but the library's own pictures.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_PAGE_PAGE_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_PAGE_PAGE_H_
 
