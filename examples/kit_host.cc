@@ -1,4 +1,4 @@
-// The same on the kit. usage: kit_host MODULE URL DIRECTORY
+// A minimal host on the kit. usage: kit_host MODULE URL DIRECTORY
 #include <mtlhost/library.h>
 #include <mtlhost/utf8.h>
 

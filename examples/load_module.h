@@ -1,4 +1,4 @@
-// Loading the module, which each system does in its own way.
+// Loads the module, in the way of each system.
 #ifndef MTLLIB_EXAMPLES_LOAD_MODULE_H_
 #define MTLLIB_EXAMPLES_LOAD_MODULE_H_
 

@@ -1,4 +1,4 @@
-// The POSIX side.
+// Loads the module on POSIX systems.
 #include <dlfcn.h>
 
 #include "load_module.h"

@@ -1,5 +1,5 @@
-// The Windows side. The networking library is looked for beside the module, and nowhere that
-// another program could put one. For that the system wants the whole path.
+// Loads the module on Windows. The networking library is searched for in the module's folder, and
+// nowhere that another program could put one; for this the system needs the absolute path.
 #include <windows.h>
 
 #include "load_module.h"

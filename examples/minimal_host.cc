@@ -1,4 +1,4 @@
-// The least that a host takes, on the bare contract. usage: minimal_host MODULE URL DIRECTORY
+// A minimal host on the bare contract. usage: minimal_host MODULE URL DIRECTORY
 #include <dlfcn.h>
 #include <mtllib/downloader_interface.h>
 

@@ -1,6 +1,7 @@
-// A host on the bare contract with all that a progress dialog shows: a caption, a bar with a
-// range and a value, what is being done, and in the end what went wrong. Ctrl-C is its
-// button "Cancel". Where a dialog would draw, it prints a line.
+// A host on the bare contract with everything that a progress dialog shows: a caption, a bar with
+// a range and a value, the current step, and finally what went wrong. Ctrl-C takes the place of
+// its "Cancel" button. Where a dialog would draw, it prints a line.
+//
 // usage: progress_host MODULE URL DIRECTORY
 #include <atomic>
 #include <csignal>

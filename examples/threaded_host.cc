@@ -1,6 +1,6 @@
-// A host on the kit whose main thread stays free, as that of a window must: the run is on a
-// worker thread, and the main thread looks at it ten times a second and decides when it has
-// had enough. usage: threaded_host MODULE URL DIRECTORY SECONDS
+// A host on the kit whose main thread stays free, as that of an application with a window must:
+// the run is on a worker thread, and the main thread looks at it ten times a second and cancels it
+// when it takes too long. usage: threaded_host MODULE URL DIRECTORY SECONDS
 #include <mtlhost/library.h>
 #include <mtlhost/utf8.h>
 

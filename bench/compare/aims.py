@@ -1,4 +1,4 @@
-"""What is aimed at."""
+"""The aims that results are compared with."""
 
 import dataclasses
 

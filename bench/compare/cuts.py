@@ -1,4 +1,4 @@
-"""What a long body costs whose transfer is cut again and again."""
+"""Measures what a long body costs when its transfer is cut again and again."""
 
 import os
 import random

@@ -1,4 +1,4 @@
-"""What single steps of an update cost: the plan for very many files, and the commit."""
+"""Measures what single steps of an update cost: the plan for very many files, and the commit."""
 
 import json
 import shutil

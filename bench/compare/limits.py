@@ -1,4 +1,4 @@
-"""What no tool can do better: the requests that the server answers, and copying the files."""
+"""Measures the bounds for every tool: the server's requests a second, and copying the files."""
 
 import re
 import shutil

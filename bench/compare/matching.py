@@ -1,4 +1,4 @@
-"""What a run costs that finds nothing to do, and how soon it asks."""
+"""Measures what a run costs that finds nothing to do, and how soon it sends its request."""
 
 import statistics
 import time

@@ -1,4 +1,4 @@
-"""Runs a command to its end and tells what it took."""
+"""Runs a command to its end and measures what it took."""
 
 import dataclasses
 import mmap

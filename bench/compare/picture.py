@@ -1,5 +1,5 @@
-"""The results as a picture: the wall time of every tool to that of the best peer, and what else
-is aimed at to its aim."""
+"""Draws the results: the wall time of every tool relative to that of the best peer, and the other
+results relative to their aims."""
 
 import html
 

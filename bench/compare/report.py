@@ -1,4 +1,4 @@
-"""The results as tables, and as the document that tells of them."""
+"""Formats the results as tables, and writes the document about them."""
 
 import datetime
 import pathlib

@@ -1,4 +1,4 @@
-"""What was measured, and the figures made of it."""
+"""Measurements, and the figures computed from them."""
 
 import collections
 import statistics

@@ -1,4 +1,4 @@
-"""What an entry of a list costs, for short and for long lists."""
+"""Measures what an entry of a list costs, in short and in long lists."""
 
 import json
 import subprocess

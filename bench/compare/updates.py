@@ -1,4 +1,4 @@
-"""What keeping a copy up to date costs: one file of many has changed, or nothing has."""
+"""Measures what keeping a copy up to date costs: one file of many has changed, or nothing has."""
 
 import dataclasses
 import os

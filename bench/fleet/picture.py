@@ -1,4 +1,4 @@
-"""The picture of the document: peaks and cost by the number of clients."""
+"""Draws the picture of the document: peaks and cost by the number of clients."""
 
 from __future__ import annotations
 

@@ -1,4 +1,4 @@
-"""The scenarios as tables, and as the document that they are part of."""
+"""Formats the scenarios as tables, and writes the document that they are part of."""
 
 from __future__ import annotations
 

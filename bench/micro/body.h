@@ -1,4 +1,4 @@
-// Bodies of files, and the streams that hold them between their download and saving.
+// Bodies of files, and the streams that hold them between download and saving.
 #ifndef MTLLIB_BENCH_MICRO_BODY_H_
 #define MTLLIB_BENCH_MICRO_BODY_H_
 

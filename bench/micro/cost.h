@@ -1,4 +1,4 @@
-// How a benchmark tells what one unit of its work costs.
+// Reports what one unit of a benchmark's work costs.
 #ifndef MTLLIB_BENCH_MICRO_COST_H_
 #define MTLLIB_BENCH_MICRO_COST_H_
 

@@ -1,5 +1,5 @@
-// What the library does with each piece of data while transfers run, on the networking
-// library's thread: between this call and the next nothing is received.
+// Measures what the library does with each piece of data while transfers run, on the networking
+// library's thread: nothing is received until this call returns.
 #include <benchmark/benchmark.h>
 
 #include <cstddef>

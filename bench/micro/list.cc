@@ -1,9 +1,9 @@
-// Parsing a list and selecting from it: the time and the memory that one entry costs, which
-// should hardly depend on how many there are.
+// Measures parsing a list and selecting from it: the time and the memory that one entry costs,
+// which should hardly depend on how many there are.
 //
-// Each parse is the first of a process. Repeated in one, a short list would gain more than a
-// long one from what is in the processor's caches and in the heap already, and the most
-// memory held at once could not be told from what earlier lists left.
+// Each parse is the first of its process. If they were repeated in one process, a short list would
+// gain more than a long one from what is already in the processor's caches and in the heap, and
+// the peak of memory could not be told from what earlier lists left behind.
 #include <benchmark/benchmark.h>
 
 #include <cstdint>

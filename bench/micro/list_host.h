@@ -1,4 +1,4 @@
-// Hosts for lists of any length, and what parsing has to select for them.
+// Hosts for lists of any length, with what parsing has to select for them.
 #ifndef MTLLIB_BENCH_MICRO_LIST_HOST_H_
 #define MTLLIB_BENCH_MICRO_LIST_HOST_H_
 

@@ -1,5 +1,5 @@
-// The stream that a body waits in: writing it as pieces arrive, and reading it as saving
-// does, per byte.
+// Measures the stream that holds a body: the cost of a byte, written as pieces arrive and read as
+// it is when a file is saved.
 #include "qutils/mem_stream.h"
 
 #include <benchmark/benchmark.h>

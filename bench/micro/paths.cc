@@ -1,4 +1,4 @@
-// The rules for paths, which every file of a run goes through several times.
+// Measures the rules for paths, which every file of a run goes through several times.
 #include <benchmark/benchmark.h>
 
 #include "host.h"

@@ -1,4 +1,4 @@
-// Saving finished bodies as files, in 200 folders that are there. TMPDIR chooses the disk.
+// Measures saving finished bodies as files, in 200 existing folders. TMPDIR selects the disk.
 #include <benchmark/benchmark.h>
 
 #include <cstddef>

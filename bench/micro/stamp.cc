@@ -1,4 +1,5 @@
-// What a signed library costs its clients: each check of the stamp, and the list of each update.
+// Measures what a signed library costs its clients: each check of the stamp, and the list of each
+// update.
 #include <benchmark/benchmark.h>
 
 #include <cstddef>

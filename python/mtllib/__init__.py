@@ -5,11 +5,10 @@
     if lib.check():
         result = lib.sync(on_progress=print)
 
-`Library` is the way in: it can check, plan, sync, verify and repair. A run that does not
-succeed raises `SyncError`, which says what failed and why, or `Cancelled`; with the keys of the
-library's publisher, `UntrustedError` for what was not signed. What happens
-meanwhile comes as `Progress` and `Event` to the handlers given to it, and to the logger
-"mtllib".
+Start with `Library`, which can check, plan, sync, verify and repair. A run that does not
+succeed raises `SyncError`, which says what failed and why, or `Cancelled`, or, with the keys of
+the library's publisher, `UntrustedError` for content that was not signed. While it runs, it
+reports `Progress` and `Event` to the handlers it was given, and to the logger "mtllib".
 """
 
 from mtllib._errors import (

@@ -1,4 +1,4 @@
-"""`python -m mtllib URL DIR`: the package as a program."""
+"""Runs the package as a program: `python -m mtllib URL DIR`."""
 
 import sys
 

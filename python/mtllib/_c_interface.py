@@ -1,7 +1,7 @@
 """The C interface of the host kit as ctypes sees it: a mirror of mtlhost.h.
 
-It is used through ctypes because then there is nothing to compile and nothing to install
-beside Python: one wheel serves every Python 3, also those that applications bring along.
+With ctypes there is nothing to compile and nothing to install besides Python: one wheel serves
+every Python 3, including those that applications bring along.
 """
 
 from __future__ import annotations

@@ -1,4 +1,4 @@
-"""The program: its options, its messages and its exit statuses, which are those of mtlsync."""
+"""The program's options, messages and exit statuses, which are those of mtlsync."""
 
 from __future__ import annotations
 

@@ -1,4 +1,4 @@
-"""The exceptions of the package, and the entries of which an error chain consists."""
+"""The exceptions of the package, and the entries of an error chain."""
 
 from __future__ import annotations
 

@@ -1,8 +1,8 @@
-"""Events in Python's logging: the logger "mtllib".
+"""Passes events to Python's logging, to the logger "mtllib".
 
-Stages, one or two a file, are DEBUG; the few lines of information of a run INFO; warnings
-WARNING; the failure that ends a run ERROR, unless somebody cancelled it, who knows: then it
-is INFO. Progress, plans and files are not logged. What is logged is one line, and printable.
+Stages, one or two for each file, are DEBUG; the few informational lines of a run are INFO;
+warnings are WARNING; the failure that ends a run is ERROR, or INFO if the run was cancelled.
+Progress, plans and files are not logged. Every message is one printable line.
 """
 
 from __future__ import annotations

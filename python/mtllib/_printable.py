@@ -1,4 +1,4 @@
-"""Texts made fit to be shown: a server, which cannot be trusted, chooses names in them."""
+"""Makes texts safe to show: names in them come from a server that cannot be trusted."""
 
 from __future__ import annotations
 

@@ -1,4 +1,5 @@
-"""What an update would do to a copy or has done, and how a copy differs from its library."""
+"""Records of what an update will do to a copy or has done, and of how a copy differs from its
+library."""
 
 from __future__ import annotations
 

@@ -1,13 +1,13 @@
-"""One operation under way, on a thread of its own.
+"""Runs an operation on a thread of its own.
 
-The C call runs on a worker thread, so that the thread that asked for it stays in Python:
-there it can be interrupted, and call the handlers, while the transfers go on. Runs are
-cancelled when the interpreter exits, and waited for, since a thread that is still inside the
-library when the interpreter goes away brings the process down.
+The C call runs on a worker thread, so that the calling thread stays in Python, where it can be
+interrupted and call the handlers while transfers go on. When the interpreter exits, runs are
+cancelled and waited for, because a thread that is still inside the library when the interpreter
+is gone crashes the process.
 
-Threads and locks are the plain ones. An interrupt in the wrong moment of the start of a
-`threading.Thread` leaves that one stuck, or comes out as a RuntimeError; and Python would
-wait for the end of the transfers before it exits, or else not at all.
+Threads and locks are those of `_thread`. An interrupt at the wrong moment of the start of a
+`threading.Thread` leaves that thread stuck, or appears as a RuntimeError; and Python would either
+wait for the end of the transfers before it exits, or not wait at all.
 """
 
 from __future__ import annotations

@@ -1,4 +1,4 @@
-"""What a `Library` is made from, in the terms of Python."""
+"""The settings of a `Library`, in the terms of Python."""
 
 from __future__ import annotations
 

@@ -1,7 +1,7 @@
 """Add-on for Blender that keeps a local copy of an online material library up to date, and
 registers it as an asset library.
 
-What runs on a thread beside Blender's, `work`, and what it needs, never touches bpy.
+`work`, which runs on a thread of its own, and the modules that it uses never touch bpy.
 """
 
 from . import menu, operators, preferences, session

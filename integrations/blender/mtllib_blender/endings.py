@@ -1,4 +1,4 @@
-"""The messages when a task has ended."""
+"""The messages that are shown when a task has ended."""
 
 from __future__ import annotations
 

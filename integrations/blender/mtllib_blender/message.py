@@ -1,4 +1,4 @@
-"""What the user is told, in the terms of Blender's reports."""
+"""Messages to the user, in the terms of Blender's reports."""
 
 from __future__ import annotations
 

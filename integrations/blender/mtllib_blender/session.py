@@ -1,4 +1,4 @@
-"""The one run that may be under way in this Blender: its work, its display and its timer."""
+"""A session is the one run that may be in progress in this Blender: its work, display and timer."""
 
 from __future__ import annotations
 

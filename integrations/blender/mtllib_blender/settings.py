@@ -1,4 +1,4 @@
-"""What the user has set, as plain values that any thread may read."""
+"""The user's settings, as plain values that any thread may read."""
 
 from __future__ import annotations
 

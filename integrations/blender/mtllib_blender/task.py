@@ -1,4 +1,4 @@
-"""What the add-on does."""
+"""The tasks that the add-on carries out."""
 
 import enum
 

@@ -1,4 +1,4 @@
-"""A task on a thread of its own, which never touches bpy."""
+"""Runs a task on a thread of its own, which never touches bpy."""
 
 from __future__ import annotations
 
