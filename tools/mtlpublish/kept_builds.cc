@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <set>
-#include <system_error>
 #include <utility>
 
 #include "mtlpublish/file_name.h"
@@ -116,20 +115,37 @@ fs::path KeptBuilds::contentFile(std::string_view sha256) const {
 }
 
 std::string KeptBuilds::keepContents(const std::vector<DigestedFile>& files) {
-  std::error_code error;
-  fs::create_directories(folder_ / kContents, error);
+  mtlupdate::Folder kept;
+  std::error_code error = kept.open(folder_.u8string(), true);
+  if (!error) error = kept.makeFolders(kContents);
   if (error) return keepProblem(kKeptFolderName, error);
+  std::set<std::string> copied;
   for (const DigestedFile& file : files) {
     const fs::path content = contentFile(file.sha256);
-    if (fs::exists(content, error)) continue;
+    if (fs::exists(content, error) || !copied.insert(file.sha256).second) continue;
     const fs::path unfinished = fs::path(content) += kTemporarySuffix;
     fs::remove(unfinished, error);
     fs::copy_file(file.file.location, unfinished, error);
-    // Whether it is whole is looked at when it is needed, which is rarely.
-    if (!error) fs::rename(unfinished, content, error);
+    // Windows flushes no file that may not be written.
+    if (!error) fs::permissions(unfinished, fs::perms::owner_write, fs::perm_options::add, error);
     if (error) return keepProblem(mtlrules::printable(file.file.path), error);
   }
-  return {};
+  error = nameContents(kept, {copied.begin(), copied.end()});
+  return error ? keepProblem(kKeptFolderName, error) : std::string();
+}
+
+// A name on the disk has its content there, whenever the power is lost, and a record on the disk
+// has all its names there. Whether a content is what its name says is looked at when it is needed,
+// which is rarely.
+std::error_code KeptBuilds::nameContents(mtlupdate::Folder& kept,
+                                         const std::vector<std::string>& digests) {
+  if (digests.empty()) return {};
+  const auto path = [&](std::size_t i) { return std::string(kContents) + '/' + digests[i]; };
+  const auto unfinished = [&](std::size_t i) { return path(i).append(kTemporarySuffix); };
+  std::error_code error = kept.flush(digests.size(), unfinished);
+  for (std::size_t i = 0; !error && i < digests.size(); ++i)
+    error = kept.replace(unfinished(i), path(i));
+  return error ? error : kept.flush(digests.size(), path);
 }
 
 std::string KeptBuilds::add(const BuildRecord& record, std::size_t count) {

@@ -9,9 +9,11 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "mtlpublish/digest_files.h"
+#include "update/system.h"
 
 namespace mtlpublish {
 
@@ -39,7 +41,8 @@ class KeptBuilds {
   /// `root` is the library's folder, canonical. Nothing is read yet.
   explicit KeptBuilds(const std::filesystem::path& root);
 
-  /// Copies the contents that are not kept yet. Returns what went wrong; "" when nothing did.
+  /// Copies the contents that are not kept yet, and has them on the disk. Returns what went wrong;
+  /// "" when nothing did.
   std::string keepContents(const std::vector<DigestedFile>& files);
 
   /// Adds the newest build, all of whose contents are kept, and forgets those before the last
@@ -56,6 +59,8 @@ class KeptBuilds {
   std::filesystem::path contentFile(std::string_view sha256) const;
 
  private:
+  static std::error_code nameContents(mtlupdate::Folder& kept,
+                                      const std::vector<std::string>& digests);
   void removeUnusedContents();
 
   std::filesystem::path root_;

@@ -1,15 +1,19 @@
 // Rolls back. Everything that could go wrong is checked first; then files are placed, then list
-// and stamp written, as in a build. A rollback that was cut is finished by the next one, which
-// finds the files that are already in place.
+// and stamp written, as in a build, and last what only the newer list has is removed: clients that
+// still have that list find all of it until then. A rollback that was cut is finished by the next
+// one, which finds the files that are already in place.
 #include "mtlpublish/rollback.h"
 
+#include <algorithm>
 #include <deque>
 #include <map>
+#include <set>
 #include <system_error>
 #include <utility>
 
 #include "mtlpublish/build_lock.h"
 #include "mtlpublish/contained_path.h"
+#include "mtlpublish/file_name.h"
 #include "mtlpublish/kept_builds.h"
 #include "mtlpublish/release_parts.h"
 #include "mtlpublish/system.h"
@@ -42,8 +46,11 @@ class Rollback {
     addProblem(signer_.problem());
     if (result_.problems.empty()) choose();
     if (result_.problems.empty()) compare();
+    if (result_.problems.empty()) clearTheWay();
     if (result_.problems.empty()) placeAll();
     if (result_.problems.empty()) publish();
+    if (result_.problems.empty()) removeAll(toRemove_);
+    if (result_.problems.empty()) builds_.forget(lastNumber_);
     return std::move(result_);
   }
 
@@ -57,11 +64,14 @@ class Rollback {
 
   void choose();
   void compare();
+  bool hasOtherFiles(const fs::path& folder, const std::map<std::string, std::string>& known) const;
+  void clearTheWay();
   void placeAll();
+  void removeAll(const std::vector<std::string>& paths);
   void publish();
 
   fs::path place(const std::string& path) const { return root_ / fs::u8path(path); }
-  /// "" for a file that is not there; none when it cannot be read.
+  /// "" for a file that is not there, or is a folder now; none when it cannot be read.
   static std::optional<std::string> digestOf(const fs::path& file);
 
   fs::path root_;
@@ -91,7 +101,7 @@ class Rollback {
 std::optional<std::string> Rollback::digestOf(const fs::path& file) {
   std::error_code error;
   const fs::file_status status = fs::status(file, error);
-  if (status.type() == fs::file_type::not_found) return "";
+  if (status.type() == fs::file_type::not_found || fs::is_directory(status)) return "";
   mtlupdate::FileDigest digest;
   if (mtlupdate::digestFile(file, digest)) return std::nullopt;
   return mtlupdate::hexText(*digest.sha256);
@@ -115,6 +125,20 @@ void Rollback::choose() {
     const SignedView& view = views_.emplace_back(root_ / fs::u8path(subPath), std::move(signing));
     addProblem(view.signer.problem());
   }
+}
+
+/// Whether there is anything but folders and these files.
+bool Rollback::hasOtherFiles(const fs::path& folder,
+                             const std::map<std::string, std::string>& known) const {
+  std::error_code error;
+  if (!fs::is_directory(fs::symlink_status(folder, error))) return false;
+  fs::recursive_directory_iterator entry(folder, error);
+  for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+    if (fs::is_directory(entry->symlink_status(error))) continue;
+    const fs::path path = entry->path().lexically_relative(root_);
+    if (known.count(path.generic_u8string()) == 0) return true;
+  }
+  return static_cast<bool>(error);
 }
 
 void Rollback::compare() {
@@ -148,11 +172,42 @@ void Rollback::compare() {
       toRemove_.push_back(path);
     }
   }
+  for (const BuildRecord::File& file : toPlace_) {
+    if (hasOtherFiles(place(file.path), latest)) {
+      addProblem(file.path, "a folder has its place, with files that were not published");
+    }
+  }
 }
 
-void Rollback::placeAll() {
+/// Some files cannot stay until the new list is there: those in the place of a folder that is
+/// needed, those below a folder in the place of a file, and those that are the same where capitals
+/// do not matter.
+void Rollback::clearTheWay() {
+  std::set<std::string> needed;  // Files and folders.
+  std::set<std::string> files;
+  for (const BuildRecord::File& file : toPlace_) {
+    std::string path = foldedPath(file.path);
+    files.insert(path);
+    for (; !path.empty(); path.resize(path.rfind('/') == path.npos ? 0 : path.rfind('/')))
+      needed.insert(path);
+  }
+  const auto canStay = [&](const std::string& removed) {
+    std::string path = foldedPath(removed);
+    if (needed.count(path) != 0) return false;
+    for (; !path.empty(); path.resize(path.rfind('/') == path.npos ? 0 : path.rfind('/'))) {
+      if (files.count(path) != 0) return false;
+    }
+    return true;
+  };
+  const auto first = std::stable_partition(toRemove_.begin(), toRemove_.end(), canStay);
+  const std::vector<std::string> inTheWay(first, toRemove_.end());
+  toRemove_.erase(first, toRemove_.end());
+  removeAll(inTheWay);
+}
+
+void Rollback::removeAll(const std::vector<std::string>& paths) {
   std::error_code error;
-  for (const std::string& path : toRemove_) {
+  for (const std::string& path : paths) {
     if (!fs::remove(place(path), error))
       return addProblem(path, "cannot be removed: " + errorMessage(error));
     ++result_.removed;
@@ -161,6 +216,10 @@ void Rollback::placeAll() {
          folder != root_ && fs::is_empty(folder, error) && !error; folder = folder.parent_path())
       fs::remove(folder, error);
   }
+}
+
+void Rollback::placeAll() {
+  std::error_code error;
   for (const BuildRecord::File& file : toPlace_) {
     const fs::path target = place(file.path);
     const fs::path unfinished = target.parent_path() / (std::string(kTemporaryPrefix) + "rollback" +
@@ -189,7 +248,6 @@ void Rollback::publish() {
   }
   addProblem(writeParts(root_, parts, views));
   if (!result_.problems.empty()) return;
-  builds_.forget(lastNumber_);
   result_.id = std::move(made.front().id);
   result_.release = std::move(made.front().release);
 }

@@ -174,6 +174,54 @@ TEST_F(Rollback, GoesOnAfterOneThatWasCut) {
   EXPECT_EQ(result.removed, 0U);
 }
 
+/// A rollback whose stamp cannot be written: a folder has its place.
+TEST_F(Rollback, RemovesNothingBeforeTheNewStampIsThere) {
+  add("a", "1");
+  build();
+  add("added", "2");
+  add("added too/b", "3");
+  build();
+  const std::string stamp = readFile(dir_ / "id.txt");
+  fs::remove(dir_.path() / "id.txt");
+  writeFile(dir_ / "id.txt/inner", "");
+  EXPECT_THAT(rollback().problems, ElementsAre(StartsWith("id.txt: cannot be written: ")));
+  EXPECT_EQ(readFile(dir_ / "added"), "2") << "which the list before still has";
+  EXPECT_EQ(readFile(dir_ / "added too/b"), "3");
+
+  fs::remove_all(dir_.path() / "id.txt");
+  writeFile(dir_ / "id.txt", stamp);
+  const RollbackResult result = rollback();
+  EXPECT_THAT(result.problems, IsEmpty());
+  EXPECT_EQ(result.removed, 2U);
+  EXPECT_FALSE(fs::exists(dir_.path() / "added too"));
+}
+
+TEST_F(Rollback, MakesRoomForFilesWhoseNamesAreTaken) {
+  add("file", "1");
+  add("folder/file", "2");
+  add("Case", "3");
+  build();
+  fs::remove_all(dir_.path() / "folder");
+  for (const char* path : {"file", "Case"})
+    fs::remove(dir_.path() / path);
+  add("file/below", "4");
+  add("folder", "5");
+  add("case", "6");
+  build();
+  add("file/mine", "7");
+  EXPECT_THAT(rollback().problems,
+              ElementsAre("file: a folder has its place, with files that were not published"));
+  EXPECT_EQ(readFile(dir_ / "file/below"), "4");
+  fs::remove(dir_.path() / "file/mine");
+  const RollbackResult result = rollback();
+  EXPECT_THAT(result.problems, IsEmpty());
+  EXPECT_EQ(result.removed, 3U);
+  EXPECT_EQ(published().size(), 5U) << "three files, and the list in two forms";
+  EXPECT_EQ(readFile(dir_ / "file"), "1");
+  EXPECT_EQ(readFile(dir_ / "folder/file"), "2");
+  EXPECT_EQ(readFile(dir_ / "Case"), "3");
+}
+
 TEST_F(Rollback, GivesASignedLibraryAHigherSerial) {
   options_.signing.way = mtlpublish::SigningOptions::Way::kKey;
   options_.signing.library = "oak";
