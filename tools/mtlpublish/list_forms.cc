@@ -33,6 +33,29 @@ ListNote noteOf(const mtlupdate::ListIdentity& list) {
   return {list.size, mtlupdate::hexText(list.sha256), false, false};
 }
 
+/// Of a difference between lists of these lengths, unpacked. Nothing that is worth publishing is
+/// longer.
+std::size_t mostOfDifference(std::size_t from, std::size_t to) {
+  return from + to;
+}
+
+/// Whether the pieces put together are the list; those of the old list count as right when `from`
+/// is none.
+bool makes(const ListDifference& difference, const std::string* from, std::string_view list) {
+  for (const ListDifference::Piece& piece : difference.pieces) {
+    const auto size = static_cast<std::size_t>(piece.size);
+    if (size > list.size()) return false;
+    const std::string_view there = list.substr(0, size);
+    if (!piece.text.empty() && piece.text != there) return false;
+    if (piece.text.empty() && from != nullptr &&
+        from->compare(static_cast<std::size_t>(piece.offset), size, there) != 0) {
+      return false;
+    }
+    list.remove_prefix(size);
+  }
+  return list.empty();
+}
+
 bool isSameList(const ListNote& a, const ListNote& b) {
   return a.size == b.size && a.sha256 == b.sha256;
 }
@@ -53,6 +76,28 @@ std::vector<std::string> listFormsIn(const fs::path& folder) {
   }
   std::sort(names.begin(), names.end());
   return names;
+}
+
+std::string compressedListProblem(const std::string& content, const std::string& list) {
+  return mtlupdate::gunzipped(content, list.size()) == list
+             ? ""
+             : "is damaged, or of another list; clients fetch the whole list";
+}
+
+std::string differenceProblem(const std::string& content, const std::string& list,
+                              const std::vector<std::string>& older) {
+  std::size_t longest = list.size();
+  for (const std::string& one : older)
+    longest = std::max(longest, one.size());
+  const auto text = mtlupdate::gunzipped(content, mostOfDifference(longest, list.size()));
+  const auto difference = text ? mtlupdate::parseDifference(*text) : std::nullopt;
+  if (!difference) return "is damaged";
+  if (!(difference->head.to == identityOf(list))) return "leads to another list";
+  const auto from = std::find_if(older.begin(), older.end(), [&](const std::string& one) {
+    return one.size() == difference->head.from.size && identityOf(one) == difference->head.from;
+  });
+  const bool isRight = makes(*difference, from == older.end() ? nullptr : &*from, list);
+  return isRight ? "" : "does not make the list that it says";
 }
 
 ListForms::ListForms(const fs::path& folder, std::string list, std::size_t differences)
@@ -81,9 +126,8 @@ void ListForms::readLast() {
   if (lastNote_ && !isSameList(*lastNote_, noteOf(last))) lastNote_.reset();
   for (std::string& name : listFormsIn(folder_)) {
     if (name == mtlrules::kCompressedListName) continue;
-    // Nothing that is worth publishing is longer than the list.
-    const std::size_t most = lastList_.size() + list_.size();
-    const auto text = mtlupdate::gunzipped(contentOf(folder_ / name), most);
+    const auto text = mtlupdate::gunzipped(contentOf(folder_ / name),
+                                           mostOfDifference(lastList_.size(), list_.size()));
     auto difference = text ? mtlupdate::parseDifference(*text) : std::nullopt;
     if (difference && difference->head.to == last) {
       there_.emplace(std::move(name), *std::move(difference));

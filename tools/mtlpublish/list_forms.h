@@ -23,6 +23,13 @@ inline constexpr std::size_t kUsualDifferences = 50;
 /// The names of all forms that lie in the folder, below it, in their order.
 std::vector<std::string> listFormsIn(const std::filesystem::path& folder);
 
+/// What is wrong with the content of kCompressedListName beside the list; "" when nothing is.
+std::string compressedListProblem(const std::string& content, const std::string& list);
+
+/// The same of a difference. Where it begins at one of the `older` lists, it is carried out.
+std::string differenceProblem(const std::string& content, const std::string& list,
+                              const std::vector<std::string>& older);
+
 /// What a client of the kit fetches for the list.
 struct ListCosts {
   std::uint64_t first = 0;  ///< Bytes, of one that has nothing.

@@ -1,5 +1,5 @@
-// Checks the stamp, the list, every file, and the stamp again, because a library that is published
-// anew meanwhile would show problems that it does not have.
+// Checks the stamp, the list in all its forms, every file, and the stamp again, because a library
+// that is published anew meanwhile would show problems that it does not have.
 #include "mtlpublish/verify.h"
 
 #include <chrono>
@@ -11,7 +11,10 @@
 
 #include "mtlpublish/contained_path.h"
 #include "mtlpublish/downloads.h"
+#include "mtlpublish/kept_builds.h"
 #include "mtlpublish/list_check.h"
+#include "mtlpublish/list_differences.h"
+#include "mtlpublish/list_forms.h"
 #include "mtlpublish/parallel_work.h"
 #include "mtlpublish/signature_report.h"
 #include "mtlpublish/tree_scan.h"
@@ -19,10 +22,12 @@
 #include "mtlpublish/whole_file.h"
 #include "rules/address.h"
 #include "rules/list_entry.h"
+#include "rules/list_note.h"
 #include "rules/own_names.h"
 #include "rules/path.h"
 #include "rules/printable.h"
 #include "signing/release_comment.h"
+#include "signing/signed_release.h"
 #include "update/file_digest.h"
 #include "update/sha256.h"
 
@@ -62,7 +67,13 @@ class Source {
 
   /// The content of the stamp or the list, of a longer one no more than `limit` bytes.
   virtual Text readStamp(const std::string& subPath, std::int64_t limit) = 0;
-  virtual Text readList(const std::string& subPath, std::int64_t limit) = 0;
+  /// `name` is the list, or another form of it.
+  virtual Text readList(const std::string& subPath, const std::string& name,
+                        std::int64_t limit) = 0;
+  /// Names of differences of lists, where it can be found out which there are.
+  virtual std::vector<std::string> differences(const std::string& /*subPath*/) { return {}; }
+  /// The lists of builds that are kept.
+  virtual std::vector<std::string> keptLists(const std::string& /*subPath*/) { return {}; }
 
   /// What every one of the files is, in their order.
   virtual std::vector<Found> find(const std::vector<ListedFile>& files, bool quick,
@@ -88,8 +99,32 @@ class Folder : public Source {
   Text readStamp(const std::string& subPath, std::int64_t limit) override {
     return read(mtlrules::stampName(subPath), limit);
   }
-  Text readList(const std::string& subPath, std::int64_t limit) override {
-    return read(listPlace("", subPath), limit);
+  Text readList(const std::string& subPath, const std::string& name, std::int64_t limit) override {
+    const fs::path list = fs::u8path(listPlace("", subPath));
+    return read((list.parent_path() / fs::u8path(name)).generic_u8string(), limit);
+  }
+  std::vector<std::string> differences(const std::string& subPath) override {
+    std::vector<std::string> names;
+    const std::optional<fs::path> list =
+        fileWithin(root_, mtlrules::plainPath(listPlace("", subPath)));
+    if (!list) return names;
+    for (std::string& name : listFormsIn(list->parent_path())) {
+      if (name != mtlrules::kCompressedListName) names.push_back(std::move(name));
+    }
+    return names;
+  }
+  std::vector<std::string> keptLists(const std::string& subPath) override {
+    const KeptBuilds builds(root_);
+    std::vector<std::string> lists;
+    for (const std::uint64_t number : builds.numbers()) {
+      std::optional<BuildRecord> record = builds.read(number);
+      if (!record) continue;
+      for (BuildRecord::ViewList& view : record->views) {
+        if (view.subPath == subPath) lists.push_back(std::move(view.list));
+      }
+      lists.push_back(std::move(record->list));
+    }
+    return lists;
   }
   std::vector<Found> find(const std::vector<ListedFile>& files, bool quick, WorkCounter& counter,
                           const std::function<void()>& meanwhile) override {
@@ -140,8 +175,8 @@ class Server : public Source {
   Text readStamp(const std::string& subPath, std::int64_t limit) override {
     return read(session_.fileTarget(mtlrules::stampName(subPath)), limit);
   }
-  Text readList(const std::string& subPath, std::int64_t limit) override {
-    return read(session_.listTarget(subPath), limit);
+  Text readList(const std::string& subPath, const std::string& name, std::int64_t limit) override {
+    return read(session_.listTarget(subPath, name), limit);
   }
 
   std::vector<Found> find(const std::vector<ListedFile>& files, bool quick, WorkCounter& counter,
@@ -252,6 +287,40 @@ Text readStamp(Source& source, const VerifyOptions& options) {
   return stamp;
 }
 
+/// What is wrong with other forms of the list, of which the stamp says that they are there.
+void checkForms(Source& source, const VerifyOptions& options, const mtlrules::ListNote& note,
+                const std::string& list, std::vector<std::string>& problems) {
+  const auto check = [&](const std::string& name, const auto& problemOf) {
+    const Text form = source.readList(options.subPath, name, kLargestSize);
+    const std::string problem = form.problem.empty() ? problemOf(form.content) : form.problem;
+    if (!problem.empty()) problems.push_back(name + ": " + problem);
+  };
+  if (note.isCompressed) {
+    check(mtlrules::kCompressedListName,
+          [&](const std::string& content) { return compressedListProblem(content, list); });
+  }
+  if (!note.hasDifferences) return;
+  const std::vector<std::string> names = source.differences(options.subPath);
+  std::vector<std::string> older;
+  if (!names.empty()) older = source.keptLists(options.subPath);
+  for (const std::string& name : names)
+    check(name,
+          [&](const std::string& content) { return differenceProblem(content, list, older); });
+}
+
+/// As checkForms(), and whether the list is that of the stamp, where no key shows it.
+void checkNote(Source& source, const VerifyOptions& options, const std::string& stamp,
+               const std::string& list, std::vector<std::string>& problems) {
+  const auto note = mtlsigning::listNoteIn(stamp);
+  if (!note || note->sha256.empty()) return;
+  const mtlupdate::ListIdentity found = identityOf(list);
+  if (found.size == note->size && mtlupdate::hexText(found.sha256) == note->sha256) {
+    checkForms(source, options, *note, list, problems);
+  } else if (options.keys.empty()) {
+    problems.push_back(std::string(mtlrules::kListName) + ": is not the list that the stamp is of");
+  }
+}
+
 VerifyResult verify(Source& source, const VerifyOptions& options) {
   VerifyResult result;
   const auto addProblem = [&result](const std::string& name, const std::string& problem) {
@@ -259,7 +328,7 @@ VerifyResult verify(Source& source, const VerifyOptions& options) {
   };
   const Text stamp = readStamp(source, options);
   addProblem(mtlrules::kStampName, stamp.problem);
-  const Text text = source.readList(options.subPath, kLargestSize);
+  const Text text = source.readList(options.subPath, mtlrules::kListName, kLargestSize);
   addProblem(mtlrules::kListName, text.problem);
   if (!text.problem.empty()) return result;
 
@@ -273,6 +342,7 @@ VerifyResult verify(Source& source, const VerifyOptions& options) {
     if (!options.subPath.empty()) {
       addProblem(mtlrules::kStampName, subPathProblem(stamp.content, options.subPath));
     }
+    checkNote(source, options, stamp.content, text.content, result.problems);
   }
 
   CheckedList list = checkList(text.content, options.subPath);

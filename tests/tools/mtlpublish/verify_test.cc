@@ -6,9 +6,12 @@
 
 #include <algorithm>
 
+#include "mtlpublish/list_differences.h"
+#include "mtlpublish/list_forms.h"
 #include "mtlpublish/publisher.h"
 #include "support/scripted_server.h"
 #include "support/temp_dir.h"
+#include "update/gzip.h"
 
 namespace {
 
@@ -38,6 +41,12 @@ class VerifyTest : public testing::Test {
 class VerifyFolder : public VerifyTest {
  protected:
   VerifyResult verify() { return mtlpublish::verifyFolder(dir_.path(), options_); }
+
+  /// In the place of the one that was built, with a stamp that says nothing of it.
+  void writeList(const std::string& list) {
+    writeFile(dir_ / "filelist.json", list);
+    writeFile(dir_ / "id.txt", "1");
+  }
 };
 
 TEST_F(VerifyFolder, FindsNothingWrongWithWhatWasBuilt) {
@@ -68,7 +77,7 @@ TEST_F(VerifyFolder, ComparesSizesAloneWhenAsked) {
 }
 
 TEST_F(VerifyFolder, ComparesSizesAloneWhereTheListHasNoDigest) {
-  writeFile(dir_ / "filelist.json", "[{\"path\":\"empty\",\"size\":0},{\"path\":\"oak.tx\"}]\n");
+  writeList("[{\"path\":\"empty\",\"size\":0},{\"path\":\"oak.tx\"}]\n");
   VerifyResult result = verify();
   EXPECT_THAT(result.problems, IsEmpty());
   EXPECT_EQ(result.withoutDigest, 2U);
@@ -86,9 +95,72 @@ TEST_F(VerifyFolder, WantsTheStampAndTheList) {
                           "last byte"));
 }
 
+TEST_F(VerifyFolder, WantsTheListThatTheStampIsOf) {
+  writeFile(dir_ / "filelist.json", "[{\"path\":\"oak.tx\",\"size\":9}]\n");
+  EXPECT_THAT(verify().problems,
+              ElementsAre("filelist.json: is not the list that the stamp is of"));
+}
+
+TEST_F(VerifyFolder, UnpacksTheCompressedList) {
+  const std::string list = readFile(dir_ / "filelist.json");
+  const std::string packed = readFile(dir_ / "filelist.json.gz");
+  for (const std::string& wrong :
+       {std::string("not gzip"), packed.substr(0, packed.size() - 1), packed + "1",
+        mtlupdate::gzipped("[]\n"), mtlupdate::gzipped(list + std::string(10000000, ' '))}) {
+    writeFile(dir_ / "filelist.json.gz", wrong);
+    EXPECT_THAT(verify().problems,
+                ElementsAre("filelist.json.gz: is damaged, or of another list; clients fetch the "
+                            "whole list"));
+  }
+  fs::remove(dir_ / "filelist.json.gz");
+  EXPECT_THAT(verify().problems, ElementsAre("filelist.json.gz: is missing"));
+}
+
+TEST_F(VerifyFolder, CarriesDifferencesOut) {
+  for (int i = 0; i < 100; ++i)
+    writeFile(dir_ / ("files/" + std::to_string(i)), std::to_string(i));
+  mtlpublish::PublishOptions options;
+  options.keep = 3;
+  mtlpublish::publish(dir_.path(), options);
+  const std::string first = readFile(dir_ / "filelist.json");
+  writeFile(dir_ / "files/new", "1");
+  mtlpublish::publish(dir_.path(), options);
+  const std::string second = readFile(dir_ / "filelist.json");
+  std::vector<std::string> names = mtlpublish::listFormsIn(dir_.path());
+  ASSERT_EQ(names.size(), 2U);
+  EXPECT_THAT(verify().problems, IsEmpty());
+
+  const mtlupdate::ListDifference right = mtlpublish::differenceBetween(first, second);
+  const auto expectProblem = [&](const std::string& content, const std::string& problem) {
+    writeFile(dir_ / names[0], content);
+    EXPECT_THAT(verify().problems, ElementsAre(names[0] + ": " + problem));
+  };
+  const std::string packed = mtlupdate::gzipped(differenceText(right));
+  expectProblem(packed.substr(0, packed.size() / 2), "is damaged");
+  expectProblem(mtlupdate::gzipped(differenceText(right) + "="), "is damaged");
+  expectProblem(mtlupdate::gzipped(std::string(10000000, '=')), "is damaged");
+  expectProblem(mtlupdate::gzipped(differenceText(mtlpublish::differenceBetween(second, first))),
+                "leads to another list");
+  mtlupdate::ListDifference wrong = right;
+  for (mtlupdate::ListDifference::Piece& piece : wrong.pieces) {
+    if (!piece.text.empty()) piece.text[0] ^= 1;
+  }
+  expectProblem(mtlupdate::gzipped(differenceText(wrong)), "does not make the list that it says");
+  wrong = right;
+  ASSERT_GT(wrong.pieces.size(), 2U);
+  ++wrong.pieces.back().offset;
+  --wrong.pieces.back().size;
+  wrong.pieces[wrong.pieces.size() - 2].text +=
+      second[second.size() - wrong.pieces.back().size - 1];
+  ++wrong.pieces[wrong.pieces.size() - 2].size;
+  --wrong.pieces[0].size;
+  wrong.pieces[1].text.insert(0, 1, '?');
+  ++wrong.pieces[1].size;
+  expectProblem(mtlupdate::gzipped(differenceText(wrong)), "does not make the list that it says");
+}
+
 TEST_F(VerifyFolder, FindsFilesHoweverTheListWritesTheirPaths) {
-  writeFile(dir_ / "filelist.json",
-            "[{\"path\":\"a b\\\\é.mat\",\"size\":8},{\"path\":\"x/.././/empty\"}]\n");
+  writeList("[{\"path\":\"a b\\\\é.mat\",\"size\":8},{\"path\":\"x/.././/empty\"}]\n");
   EXPECT_THAT(verify().problems, IsEmpty());
 }
 
@@ -112,11 +184,13 @@ TEST_F(VerifyFolder, TellsWhenTheLibraryIsPublishedMeanwhile) {
 class VerifyAddress : public VerifyTest {
  protected:
   VerifyAddress() {
-    const std::pair<const char*, const char*> targets[] = {{"/lib/id.txt", "id.txt"},
-                                                           {"/lib/filelist.json", "filelist.json"},
-                                                           {"/lib/a%20b/%C3%A9.mat", "a b/é.mat"},
-                                                           {"/lib/oak.jpeg.tx", "oak.jpeg.tx"},
-                                                           {"/lib/empty", "empty"}};
+    const std::pair<const char*, const char*> targets[] = {
+        {"/lib/id.txt", "id.txt"},
+        {"/lib/filelist.json", "filelist.json"},
+        {"/lib/filelist.json.gz", "filelist.json.gz"},
+        {"/lib/a%20b/%C3%A9.mat", "a b/é.mat"},
+        {"/lib/oak.jpeg.tx", "oak.jpeg.tx"},
+        {"/lib/empty", "empty"}};
     for (const auto& [target, file] : targets)
       server_.serve(target, readFile(dir_ / file));
     // Past whatever proxy the environment names.
@@ -142,12 +216,12 @@ TEST_F(VerifyAddress, FetchesWhatClientsFetch) {
   EXPECT_EQ(result.files, 3U);
   EXPECT_EQ(result.bytes, 13U);
   auto lines = server_.requestLines();
-  ASSERT_EQ(lines.size(), 6U);
-  std::sort(lines.begin() + 2, lines.begin() + 5);
-  EXPECT_THAT(lines,
-              ElementsAre("GET /lib/id.txt", "GET /lib/filelist.json", "GET /lib/a%20b/%C3%A9.mat",
-                          "GET /lib/empty", "GET /lib/oak.jpeg.tx", "GET /lib/id.txt"));
-  EXPECT_EQ(server_.requests()[3].header("User-Agent"), "tester/1.2");
+  ASSERT_EQ(lines.size(), 7U);
+  std::sort(lines.begin() + 3, lines.begin() + 6);
+  EXPECT_THAT(lines, ElementsAre("GET /lib/id.txt", "GET /lib/filelist.json",
+                                 "GET /lib/filelist.json.gz", "GET /lib/a%20b/%C3%A9.mat",
+                                 "GET /lib/empty", "GET /lib/oak.jpeg.tx", "GET /lib/id.txt"));
+  EXPECT_EQ(server_.requests()[4].header("User-Agent"), "tester/1.2");
   ASSERT_FALSE(progress.empty());
   EXPECT_EQ(progress.back().filesDone, 3U);
   EXPECT_EQ(progress.back().bytesDone, 13U);
@@ -211,6 +285,16 @@ TEST_F(VerifyAddress, SaysWhatToDoWhenAServerTellsNoSize) {
   options_.quick = true;
   EXPECT_THAT(verify().problems,
               Contains("empty: the server does not tell its size; verify without --quick"));
+}
+
+TEST_F(VerifyAddress, UnpacksTheCompressedList) {
+  server_.serve("/lib/filelist.json.gz", "damaged");
+  EXPECT_THAT(verify().problems,
+              ElementsAre("filelist.json.gz: is damaged, or of another list; clients fetch the "
+                          "whole list"));
+  server_.remove("/lib/filelist.json.gz");
+  EXPECT_THAT(verify().problems,
+              ElementsAre("filelist.json.gz: cannot be fetched: unexpected HTTP status 404"));
 }
 
 TEST_F(VerifyAddress, WantsTheStampAndTheList) {
