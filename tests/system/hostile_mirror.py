@@ -40,6 +40,31 @@ def form_of_evil_list(content):
     return gzip.compress(with_evil_file(gzip.decompress(content)))
 
 
+def changed_text(change):
+    """Of a form that is packed."""
+    return lambda content: gzip.compress(change(gzip.decompress(content)))
+
+
+def with_digest_changed(word):
+    """Of the list that a difference is from, or leads to."""
+    return changed_text(
+        lambda text: re.sub(
+            rb"(?m)^(" + word + rb" \d+ )(.)", lambda it: it[1] + (b"1" if it[2] == b"0" else b"0"), text
+        )
+    )
+
+
+def difference_of_steps(steps):
+    """With the head that it had."""
+    return changed_text(lambda text: b"".join(text.splitlines(keepends=True)[:4]) + steps)
+
+
+def with_path_outside(text):
+    """As long as it was."""
+    assert b'"oak.mtl"' in text
+    return text.replace(b'"oak.mtl"', b'"../a.tx"')
+
+
 # Which release the stamp, the list and the files are of, and what is done to each. Other forms of the
 # list are handed out only where something is done to them.
 ATTACKS = {
@@ -69,6 +94,29 @@ ATTACKS = {
     "form of an evil list": ("new", "new", "new", {"form": form_of_evil_list}),
     "form that grows": ("new", "new", "new", {"form": lambda _: gzip.compress(b" " * 50000000)}),
     "endless form": ("new", "new", "new", {"form": None}),
+    "arbitrary difference": ("new", "new", "new", {"difference": lambda content: b"X" * len(content)}),
+    "cut difference": ("new", "new", "new", {"difference": lambda content: content[:-9]}),
+    "difference and more": ("new", "new", "new", {"difference": lambda content: content + content}),
+    "difference of another list": ("new", "new", "new", {"difference": with_digest_changed(b"from")}),
+    "difference to another list": ("new", "new", "new", {"difference": with_digest_changed(b"to")}),
+    "difference to an evil list": ("new", "new", "new", {"difference": changed_text(with_evil_file)}),
+    "difference that leads outside": ("new", "new", "new", {"difference": changed_text(with_path_outside)}),
+    "difference that copies too much": (
+        "new",
+        "new",
+        "new",
+        {"difference": difference_of_steps(b"=9223372036854775807\n")},
+    ),
+    "difference of small steps": ("new", "new", "new", {"difference": difference_of_steps(b"-1\n" * 10000000)}),
+    "difference that inserts too much": (
+        "new",
+        "new",
+        "new",
+        {"difference": difference_of_steps(b"+18446744073709551615\n" + b" " * 50000000)},
+    ),
+    "difference that grows": ("new", "new", "new", {"difference": lambda _: gzip.compress(b" " * 50000000)}),
+    "huge difference": ("new", "new", "new", {"difference": lambda _: os.urandom(20000000)}),
+    "endless difference": ("new", "new", "new", {"difference": None}),
 }
 
 
@@ -86,10 +134,12 @@ class Handler(http.server.BaseHTTPRequestHandler):
             attack = ATTACKS[attack]
         path = urllib.parse.unquote(self.path).lstrip("/")
         kind = {"id.txt": "stamp", "filelist.json": "list", "filelist.json.gz": "form"}.get(path, "file")
-        if kind == "form" and kind not in attack[3]:
+        if path.startswith("changes/"):
+            kind = "difference"
+        if kind in ("form", "difference") and kind not in attack[3]:
             self.answer(404, b"")
             return
-        release = attack[{"stamp": 0, "list": 1, "form": 1, "file": 2}[kind]]
+        release = attack[{"stamp": 0, "list": 1, "form": 1, "difference": 1, "file": 2}[kind]]
         try:
             with open(os.path.join(self.server.releases, release, path), "rb") as file:
                 content = file.read()
@@ -97,6 +147,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.answer(404, b"")
             return
         change = attack[3].get(kind, lambda content: content)
+        with open(self.server.attack_file + ".log", "a", encoding="utf-8") as file:
+            file.write(kind + "\n")
         if change is None:
             self.answer_without_end(content)
         else:

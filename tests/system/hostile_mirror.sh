@@ -95,6 +95,10 @@ make_library() {
   echo "old oak" >"$folder/releases/old/oak.mtl"
   echo "old leaf" >"$folder/releases/old/maps/leaf.tx"
   echo "bark" >"$folder/releases/old/maps/bark.tx"
+  # For shorter lists there are no differences.
+  for ((i = 0; i < 40; i++)); do
+    echo $i >"$folder/releases/old/maps/map $i.tx"
+  done
   release old
   cp -a "$folder/releases/old" "$folder/releases/new"
   echo "new oak" >"$folder/releases/new/oak.mtl"
@@ -194,11 +198,20 @@ old|cut signature|not a whole signature
 old|changed comment|wrong signature
 END
   # The list itself makes up for these.
-  for name in "arbitrary form" "cut form" "form of an evil list" "form that grows" "endless form"; do
+  for name in "arbitrary form" "cut form" "form of an evil list" "form that grows" "endless form" \
+    "arbitrary difference" "cut difference" "difference and more" "difference of another list" \
+    "difference to another list" "difference to an evil list" "difference that leads outside" \
+    "difference that copies too much" "difference of small steps" \
+    "difference that inserts too much" "difference that grows" "huge difference" \
+    "endless difference"; do
     begin_with old
     attack "$name"
+    rm -f "$folder/attack.log"
     $client >"$folder/out" 2>"$folder/err" || fail "$client, $name: $(cat "$folder/err")"
     manifest_of "$target" | diff "$folder/manifest-new" - || fail "$client, $name: not the release"
+    kind=form
+    [ "${name/difference/}" = "$name" ] || kind=difference
+    grep -qx $kind "$folder/attack.log" || fail "$client, $name: the mirror was not asked for it"
     attacks=$((attacks + 1))
   done
   size=$(wc -c <"$folder/releases/new/id.txt")
