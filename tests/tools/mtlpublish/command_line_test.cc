@@ -563,6 +563,16 @@ TEST_F(CommandLine, NamesAFolderThatIsNone) {
   }
 }
 
+// Systems say different things of what lies in folders that there cannot be.
+TEST_F(CommandLine, NamesTheFolderThatIsNoneAndNotItsConfiguration) {
+  for (const std::string& name : {std::string("none"), std::string(300, 'x')}) {
+    const ProcessResult result = run({"build", name});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.err, HasSubstr(name + ": "));
+    EXPECT_THAT(result.err, Not(HasSubstr("library.toml")));
+  }
+}
+
 TEST_F(CommandLine, PrintsHostileNamesHarmlessly) {
   for (const char* command : {"build", "serve", "verify"}) {
     const ProcessResult result = run({command, "no\x1B[2J\u009B2J\u202E"});

@@ -74,9 +74,11 @@ std::optional<LibraryConfig> readConfig(const LibraryArguments& arguments) {
   const fs::path file = configFile(arguments);
   std::string text;
   const std::error_code error = readContent(file, text, kLongestConfig + 1);
-  // A library needs none; one that was named is meant to be there.
-  const bool isThere =
-      error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory;
+  // A library needs none; one that was named is meant to be there. Of a folder that is none,
+  // whoever uses it says so.
+  std::error_code ignored;
+  const bool isThere = error != std::errc::no_such_file_or_directory &&
+                       fs::is_directory(fs::u8path(arguments.folder), ignored);
   if (!isThere && arguments.config.empty()) return LibraryConfig();
   std::vector<std::string> problems;
   std::optional<LibraryConfig> config;

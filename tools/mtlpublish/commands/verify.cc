@@ -23,10 +23,11 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kVerifyFooter =
-    R"(A library is all right when its id and its list are there, clients can read the
-list, every system can hold the listed names, and each file that clients fetch
-is there, of the listed size and content; with --key, which may be repeated, if
-one of the keys signed all of it. Problems are printed one a line.
+    R"(A library is all right when its id and its list are there and belong together,
+clients can read the list, its compressed form and, in DIR, its differences give
+the same list, every system can hold the listed names, and each file that
+clients fetch is there, of the listed size and content; with --key, which may be
+repeated, if one of the keys signed all of it. Problems are printed one a line.
 
 Certificates are checked as CURL_CA_BUNDLE, SSL_CERT_FILE and SSL_CERT_DIR say,
 proxies used as http_proxy, https_proxy and no_proxy do.
