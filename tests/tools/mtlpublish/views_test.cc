@@ -118,7 +118,7 @@ TEST_F(Views, AreSignedWithTheLibraryEachForItsSubPath) {
   options.keys = {options_.signing.key->publicKey()};
   options.subPath = "beta";
   EXPECT_THAT(mtlpublish::verifyFolder(dir_.path(), options).problems, IsEmpty());
-  for (const std::string name : {"id.txt", "filelist.json"})
+  for (const std::string name : {"id.txt", "filelist.json", "filelist.json.gz"})
     add("beta/" + name, read("all/of/it/" + name));
   EXPECT_THAT(mtlpublish::verifyFolder(dir_.path(), options).problems,
               ElementsAre("id.txt: is signed for the sub-path \"all/of/it\""));
