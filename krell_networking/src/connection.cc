@@ -42,7 +42,13 @@ void setAddress(Options& options, const Peer& peer) {
       (peer.tls ? "https://" : "http://") + (peer.speaksToProxy() ? proxy : server) + "/";
   options.set(CURLOPT_URL, url.c_str());
   // Empty: the environment has no say here.
-  options.set(CURLOPT_PROXY, peer.tls && !proxy.empty() ? ("http://" + proxy).c_str() : "");
+  const bool hasTunnel = peer.tls && !proxy.empty();
+  options.set(CURLOPT_PROXY, hasTunnel ? ("http://" + proxy).c_str() : "");
+  if (hasTunnel && !peer.proxyUser.empty()) {
+    options.set(CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_BASIC));
+    options.set(CURLOPT_PROXYUSERNAME, peer.proxyUser.c_str());
+    options.set(CURLOPT_PROXYPASSWORD, peer.proxyPassword.c_str());
+  }
   options.set(CURLOPT_NOPROXY, "");
   // A proxy's refusal is read, but kept nowhere.
   options.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
@@ -89,6 +95,8 @@ CURLcode Connection::open(CURL* connector) {
   curl_easy_setopt(easy_.get(), CURLOPT_XFERINFOFUNCTION, &Connection::onProgress);
   curl_easy_setopt(easy_.get(), CURLOPT_XFERINFODATA, this);
   curl_easy_setopt(easy_.get(), CURLOPT_PRIVATE, this);
+  messages_.front() = '\0';
+  curl_easy_setopt(easy_.get(), CURLOPT_ERRORBUFFER, messages_.data());
   if (curl_multi_add_handle(multi_, easy_.get()) == CURLM_OK) return CURLE_OK;
   easy_.reset();
   return CURLE_OUT_OF_MEMORY;
@@ -144,6 +152,16 @@ ConnectionError Connection::describe(CURLcode code, const Peer& peer) const {
     code = CURLE_COULDNT_RESOLVE_PROXY;
   }
   return describeFailure(easy_.get(), code, !peer.proxyHost.empty());
+}
+
+FailureDetail Connection::detail(CURLcode code) const {
+  FailureDetail detail;
+  detail.wasConnected = isOpen();
+  detail.certificate = certificateProblemOf(easy_.get(), code, messages_.data());
+  long status = 0;
+  curl_easy_getinfo(easy_.get(), CURLINFO_HTTP_CONNECTCODE, &status);
+  if (status >= 300) detail.proxyStatus = static_cast<std::int32_t>(status);
+  return detail;
 }
 
 }  // namespace Networking

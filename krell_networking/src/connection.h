@@ -4,6 +4,7 @@
 
 #include <curl/curl.h>
 
+#include <array>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -31,6 +32,8 @@ struct Peer {
   ClientSSLConfiguration ssl;
   std::string proxyHost;  ///< Empty connects directly.
   int proxyPort = 0;
+  std::string proxyUser;  ///< Empty shows the proxy no credentials.
+  std::string proxyPassword;
 
   /// Plain HTTP is spoken to the proxy itself; TLS goes through a tunnel that it opens.
   bool speaksToProxy() const { return !tls && !proxyHost.empty(); }
@@ -85,6 +88,8 @@ class Connection {
 
   /// What a failure of the connection is to hosts.
   ConnectionError describe(CURLcode code, const Peer& peer) const;
+  /// What more is known about it.
+  FailureDetail detail(CURLcode code) const;
 
  private:
   static int onProgress(void* connection, curl_off_t, curl_off_t, curl_off_t, curl_off_t);
@@ -95,6 +100,7 @@ class Connection {
   EasyHandle easy_;
   curl_socket_t socket_ = CURL_SOCKET_BAD;
   bool refused_ = false;
+  std::array<char, CURL_ERROR_SIZE> messages_{};  ///< libcurl's own words for what failed.
 };
 
 }  // namespace Networking

@@ -1,6 +1,10 @@
 // The table from CURLcode to reason, with the system's error number where it is known.
 #include "connection_error.h"
 
+#include <algorithm>
+#include <cstring>
+#include <initializer_list>
+
 namespace Krell {
 namespace Networking {
 
@@ -78,6 +82,28 @@ ConnectionError describeFailure(CURL* easy, CURLcode code, bool viaProxy) {
   const auto word = static_cast<std::uint32_t>(reason);
   if (number != 0) return {word | CONNECTION_ERROR_SYSTEM_NUMBER, number};
   return {word, static_cast<std::int32_t>(code)};
+}
+
+// OpenSSL has numbers for what it finds, but not for what libcurl finds itself; Schannel has words.
+CertificateProblem certificateProblemOf(CURL* easy, CURLcode code, const char* words) {
+  if (code == CURLE_SSL_CACERT_BADFILE) return CertificateProblem::kNoAuthorities;
+  if (reasonOf(code) != CONNECTION_ERROR_CERTIFICATE) return CertificateProblem::kUnknown;
+  const auto says = [words](std::initializer_list<const char*> parts) {
+    return std::any_of(parts.begin(), parts.end(),
+                       [words](const char* part) { return std::strstr(words, part) != nullptr; });
+  };
+  // The number that goes with it says nothing more.
+  if (says({"host name", "hostname", "WRONG_PRINCIPAL"})) return CertificateProblem::kOtherName;
+  constexpr long kNotYetValid = 9;  // X509_V_ERR_CERT_NOT_YET_VALID
+  constexpr long kExpired = 10;     // X509_V_ERR_CERT_HAS_EXPIRED
+  long result = 0;
+  curl_easy_getinfo(easy, CURLINFO_SSL_VERIFYRESULT, &result);
+  const bool isOutOfTime = result == kNotYetValid || result == kExpired;
+  if (isOutOfTime || says({"CERT_EXPIRED", "NOT_TIME_VALID"})) {
+    return CertificateProblem::kNotValidNow;
+  }
+  const bool isUnknown = result != 0 || says({"UNTRUSTED_ROOT", "PARTIAL_CHAIN"});
+  return isUnknown ? CertificateProblem::kUnknownAuthority : CertificateProblem::kUnknown;
 }
 
 ConnectionError describeBrokenRule(HttpRule rule) {

@@ -12,6 +12,10 @@ namespace Networking {
 /// Describes the failure `code` of the connection that `easy` made, through a proxy or not.
 ConnectionError describeFailure(CURL* easy, CURLcode code, bool viaProxy);
 
+/// What is wrong with the certificate of the server, after the failure `code`, of which libcurl
+/// says `words`.
+CertificateProblem certificateProblemOf(CURL* easy, CURLcode code, const char* words);
+
 /// Describes an answer that broke `rule`.
 ConnectionError describeBrokenRule(HttpRule rule);
 

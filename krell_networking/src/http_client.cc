@@ -37,6 +37,10 @@ krbool HttpClient::waitForRequestCompletion(ReqIDGeneralType* id) {
   return 1;
 }
 
+FailureDetail HttpClient::failureDetail() const {
+  return engine_->failureDetail(index_);
+}
+
 TransferEngine* HttpClientPool::engine(Err& err, const char* tag) const {
   if (clients_ != nullptr) return clients_->engine_;
   if (!err.chain) setError(err.chain, tag, -1, "The pool is not initialized");
@@ -103,6 +107,13 @@ krbool HttpClientPool::setSSLContext(Err& err, const ClientSSLConfiguration* con
   return 1;
 }
 
+krbool HttpClientPool::setTrustedAuthorities(Err& err, const char* file) {
+  TransferEngine* to = engine(err, "HttpClientPool::setTrustedAuthorities");
+  if (to == nullptr) return 0;
+  to->configuration().ssl = {file, ""};
+  return 1;
+}
+
 krbool HttpClientPool::setProxyServer(Err& err, const char* host, int port) {
   constexpr const char* kTag = "HttpClientPool::setProxyServer";
   TransferEngine* to = engine(err, kTag);
@@ -117,6 +128,28 @@ krbool HttpClientPool::setProxyServer(Err& err, const char* host, int port) {
   }
   to->configuration().proxyHost = host;
   to->configuration().proxyPort = port;
+  return 1;
+}
+
+krbool HttpClientPool::setProxyCredentials(Err& err, const char* user, const char* password) {
+  TransferEngine* to = engine(err, "HttpClientPool::setProxyCredentials");
+  if (to == nullptr) return 0;
+  to->configuration().proxyUser = user;
+  to->configuration().proxyPassword = password;
+  return 1;
+}
+
+krbool HttpClientPool::setTimeLimits(Err& err, int connectMilliseconds, int stallSeconds) {
+  constexpr const char* kTag = "HttpClientPool::setTimeLimits";
+  TransferEngine* to = engine(err, kTag);
+  if (to == nullptr) return 0;
+  if (connectMilliseconds < 0 || stallSeconds < 0) {
+    pushError(err.chain, kTag, -1, "Invalid time limit");
+    return 0;
+  }
+  TransferLimits& limits = to->configuration().limits;
+  if (connectMilliseconds > 0) limits.connectMilliseconds = connectMilliseconds;
+  if (stallSeconds > 0) limits.stallSeconds = stallSeconds;
   return 1;
 }
 

@@ -3,6 +3,7 @@
 
 #include <curl/curl.h>
 
+#include <cstdint>
 #include <memory>
 
 #include "server_address.h"
@@ -32,6 +33,22 @@ std::string nameOnTheWire(const std::string& host) {
     return host;
   }
   return std::unique_ptr<char, TextCleanup>(text).get();
+}
+
+std::string base64Of(const std::string& bytes) {
+  constexpr const char* kDigits =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string text;
+  std::uint32_t bits = 0;
+  int count = 0;
+  for (const char c : bytes) {
+    bits = (bits << 8U) | static_cast<unsigned char>(c);
+    for (count += 8; count >= 6; count -= 6)
+      text += kDigits[(bits >> static_cast<unsigned>(count - 6)) & 0x3FU];
+  }
+  if (count > 0) text += kDigits[(bits << static_cast<unsigned>(6 - count)) & 0x3FU];
+  text.append((4 - text.size() % 4) % 4, '=');
+  return text;
 }
 
 bool isAscii(const std::string& text) {
@@ -71,7 +88,12 @@ RequestText::RequestText(const Peer& peer, const HeaderFields& fields) {
   afterTarget_ = " HTTP/1.1\r\nHost: ";
   afterTarget_ += usualPort ? address.substr(0, address.rfind(':')) : address;
   afterTarget_ += "\r\nAccept: */*\r\n";
-  if (peer.speaksToProxy()) afterTarget_ += "Proxy-Connection: Keep-Alive\r\n";
+  if (peer.speaksToProxy()) {
+    afterTarget_ += "Proxy-Connection: Keep-Alive\r\n";
+    const std::string credentials = peer.proxyUser + ':' + peer.proxyPassword;
+    if (!peer.proxyUser.empty())
+      appendField(afterTarget_, {"Proxy-Authorization", "Basic " + base64Of(credentials)});
+  }
   for (const HeaderField& field : fields.list)
     appendField(afterTarget_, field);
 }

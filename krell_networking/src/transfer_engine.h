@@ -58,6 +58,9 @@ class TransferEngine : private Connection::Watch {
   void waitFinished(int index);
   /// The index of a client that may be used, -1 when the engine is stopping.
   int waitAvailable();
+  FailureDetail failureDetail(int index) const {
+    return transfers_[static_cast<std::size_t>(index)].detail;
+  }
 
  private:
   static constexpr std::size_t kBufferSize = Connection::kMostAtOnce;
@@ -95,6 +98,7 @@ class TransferEngine : private Connection::Watch {
     Answer answer;
     Pace pace;
     TransferProgress progress{};
+    FailureDetail detail;
     Evbuffer data{};
     std::uint64_t startedAs = 0;
     Clock::time_point lastCallback;

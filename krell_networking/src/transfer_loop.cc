@@ -56,6 +56,7 @@ bool TransferEngine::takeRequests() {
     transfer->begun = false;
     transfer->hasThrown = false;
     transfer->progress = TransferProgress{};
+    transfer->detail = FailureDetail{};
     transfer->startedAs = ++startedCount_;
     if (!isStopping) begin(*transfer);
   }
@@ -439,9 +440,10 @@ void TransferEngine::breakOff(Transfer& transfer, CURLcode code) {
     link->user = nullptr;
     return openFor(transfer);
   }
-  fail(transfer, link != nullptr && !link->connection.isClosed()
-                     ? link->connection.describe(code, configuration_)
-                     : describeFailure(connector_.get(), code, false));
+  const bool isDescribed = link != nullptr && !link->connection.isClosed();
+  if (isDescribed) transfer.detail = link->connection.detail(code);
+  fail(transfer, isDescribed ? link->connection.describe(code, configuration_)
+                             : describeFailure(connector_.get(), code, false));
 }
 
 void TransferEngine::fail(Transfer& transfer, const ConnectionError& error) {

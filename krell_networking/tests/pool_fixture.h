@@ -31,6 +31,7 @@ struct Received {
   int errorCalls = 0;
   std::uint32_t reason = 0;
   std::uint32_t flags = 0;
+  Krell::Networking::FailureDetail detail{};
   bool systemNumber = false;
   int underlying = 0;
 };
@@ -161,8 +162,10 @@ class PoolFixture : public testing::Test {
     if (received.abortAfter >= 0 && calls > received.abortAfter) progress->abort = 1;
     --fixture.inCallback_;
   }
-  static void onError(Context*, const Krell::Networking::ConnectionError* error, Token* token) {
+  static void onError(Context* context, const Krell::Networking::ConnectionError* error,
+                      Token* token) {
     Received& received = of(token);
+    received.detail = context->client->failureDetail();
     ++received.errorCalls;
     received.reason = error->code & 0xFFF;
     received.flags = error->code & ~0xFFFU;

@@ -50,6 +50,37 @@ TEST_F(ProxyTest, TlsRequestsAskForATunnelWithoutThePoolsHeaders) {
   EXPECT_EQ(received.status, 0U);
 }
 
+TEST_F(ProxyTest, ARefusalSaysWithWhichStatus) {
+  Krell::Err err;
+  pool_.setSSLContext(err, getKrellNetworkingContext()->clientSsl);
+  for (const int status : {403, 407, 502}) {
+    proxy_.serveStatus("library.invalid:8080", status, "");
+    Received received;
+    get("/file", received);
+    EXPECT_EQ(received.detail.proxyStatus, status);
+  }
+}
+
+TEST_F(ProxyTest, CredentialsAreShownToTheProxyAlone) {
+  Krell::Err err;
+  pool_.setProxyCredentials(err, "ada", "se:cret");
+  proxy_.serve("http://library.invalid:8080/file", "through the proxy");
+  Received received;
+  get("/file", received);
+  EXPECT_EQ(received.body, "through the proxy");
+  EXPECT_EQ(proxy_.requests().at(0).header("Proxy-Authorization"), "Basic YWRhOnNlOmNyZXQ=");
+}
+
+TEST_F(ProxyTest, CredentialsAreShownWithARequestForATunnel) {
+  Krell::Err err;
+  pool_.setSSLContext(err, getKrellNetworkingContext()->clientSsl);
+  pool_.setProxyCredentials(err, "ada", "x");
+  proxy_.serveStatus("library.invalid:8080", 403, "");
+  Received received;
+  get("/file", received);
+  EXPECT_EQ(proxy_.requests().at(0).header("Proxy-Authorization"), "Basic YWRhOng=");
+}
+
 TEST_F(ProxyTest, AProxyThatIsNotThereIsReportedAsSuch) {
   const Socket closed = Socket::refuseOnLoopback();
   Krell::Err err;

@@ -54,6 +54,22 @@ TEST_F(WaitingPool, AsksItsHostWithinAChunksSize) {
   expectToBeAskedTenTimesASecond();
 }
 
+TEST_F(WaitingPool, EndsAnAnswerThatStandsStillWhenItsHostSays) {
+  Krell::Err err;
+  ASSERT_NE(pool_.setTimeLimits(err, 0, 1), 0);
+  serveThenWait("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nstart");
+  Received received;
+  get("/file", received);
+  EXPECT_EQ(received.reason, Krell::Networking::CONNECTION_ERROR_TIMEOUT);
+  EXPECT_TRUE(received.detail.wasConnected);
+}
+
+TEST_F(WaitingPool, TakesNoNegativeTimes) {
+  Krell::Err err;
+  EXPECT_EQ(pool_.setTimeLimits(err, -1, 0), 0);
+  EXPECT_EQ(pool_.setTimeLimits(err, 0, -1), 0);
+}
+
 // It takes connections, which the system does by itself, and sends nothing.
 class SilentServer : public PoolFixture {
  protected:
@@ -70,6 +86,16 @@ class SilentServer : public PoolFixture {
 TEST_F(SilentServer, IsWaitedForWithinTheTlsHandshake) {
   configureTls("127.0.0.1", listener_.port());
   expectToBeAskedTenTimesASecond();
+}
+
+TEST_F(SilentServer, IsLeftWhenTheTimeForConnectingIsOver) {
+  configureTls("127.0.0.1", listener_.port());
+  Krell::Err err;
+  ASSERT_NE(pool_.setTimeLimits(err, 100, 0), 0);
+  Received received;
+  get("/file", received);
+  EXPECT_EQ(received.reason, Krell::Networking::CONNECTION_ERROR_TIMEOUT);
+  EXPECT_FALSE(received.detail.wasConnected);
 }
 
 TEST_F(SilentServer, IsWaitedForAsAProxyThatShouldOpenATunnel) {

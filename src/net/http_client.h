@@ -30,6 +30,24 @@ struct ConnectionError {
 
 static_assert(sizeof(ConnectionError) == 8, "two 32-bit words");
 
+/// What is wrong with a certificate, as far as that is known.
+enum class CertificateProblem : std::uint32_t {
+  kUnknown,           ///< None is known.
+  kUnknownAuthority,  ///< Nobody who is trusted has signed it.
+  kNotValidNow,       ///< It has expired, or is not valid yet.
+  kOtherName,         ///< It is for another server.
+  kNoAuthorities      ///< The file of trusted authorities cannot be read.
+};
+
+/// What more is known about a request that failed than its ConnectionError says.
+struct FailureDetail {
+  CertificateProblem certificate = CertificateProblem::kUnknown;
+  /// The HTTP status with which a proxy refused a tunnel, else 0.
+  std::int32_t proxyStatus = 0;
+  /// The connection stood when the request failed.
+  bool wasConnected = false;
+};
+
 /// What a callback learns of where it was called.
 struct CallbackContext {
   HttpClient* client;
@@ -136,6 +154,9 @@ class HttpClient {
   /// whose writes are then visible to the caller. `id` must be null.
   KRELL_EXPORT krbool waitForRequestCompletion(ReqIDGeneralType* id);
 
+  /// Of the request that failed last. Within the error callback, or while the client is idle.
+  KRELL_EXPORT FailureDetail failureDetail() const;
+
  private:
   friend class HttpClientPool;
   TransferEngine* engine_ = nullptr;
@@ -155,8 +176,15 @@ class HttpClientPool {
   KRELL_EXPORT krbool setServer(Err& err, const char* host, int port, IP* bindTo);
   /// Turns on TLS.
   KRELL_EXPORT krbool setSSLContext(Err& err, const ClientSSLConfiguration* configuration);
+  /// Trusts the authorities in this file (PEM) and no others. After setSSLContext().
+  KRELL_EXPORT krbool setTrustedAuthorities(Err& err, const char* file);
   /// Plain HTTP to the proxy, CONNECT through it for TLS; null connects directly.
   KRELL_EXPORT krbool setProxyServer(Err& err, const char* host, int port);
+  /// Shows them to the proxy (Basic); an empty user, as at first, shows nothing.
+  KRELL_EXPORT krbool setProxyCredentials(Err& err, const char* user, const char* password);
+  /// Limits the time for connecting, and for an answer that does not go on. 0 leaves a limit as it
+  /// is.
+  KRELL_EXPORT krbool setTimeLimits(Err& err, int connectMilliseconds, int stallSeconds);
   KRELL_EXPORT krbool setCallbacks(Err& err, const HttpClient::Callbacks& callbacks,
                                    void* userPointer);
   /// Sends a copy of the fields with every request; with `append` beside those set
