@@ -40,6 +40,30 @@ const char* connectionReasonText(std::uint32_t reason) {
   }
 }
 
+const char* connectionCauseText(Failure::Cause cause) {
+  using Cause = Failure::Cause;
+  switch (cause) {
+    case Cause::kUnknownAuthority:
+      return "the server's certificate is from an authority that is not trusted here";
+    case Cause::kCertificateNotNow:
+      return "the server's certificate has expired, or is not valid yet";
+    case Cause::kOtherName:
+      return "the server's certificate is for another name";
+    case Cause::kNoAuthorities:
+      return "the file of trusted authorities cannot be used";
+    case Cause::kProxyRefused:
+      return "the proxy refused";
+    case Cause::kProxyPassword:
+      return "the proxy wants a user name and a password";
+    case Cause::kNotConnected:
+      return "connecting took too long";
+    case Cause::kStalled:
+      return "the server did not go on with its answer";
+    default:
+      return "";
+  }
+}
+
 const char* brokenRuleText(std::int32_t rule) {
   switch (rule) {
     case HTTP_RULE_STATUS_LINE:

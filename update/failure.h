@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <system_error>
 
 namespace mtlupdate {
 
@@ -28,7 +29,38 @@ struct Failure {
   bool isTransient = false;            ///< Trying the very same again may work.
   std::uint32_t connectionReason = 0;  ///< ConnectionErrorReason of a failed connection; else 0.
   int httpStatus = 0;                  ///< Of an answer that was refused; else 0.
+  std::error_code system{};            ///< kDisk: the system's error, if it reported one.
+
+  /// What more is known about why.
+  enum class Cause {
+    kUnknown,
+    kAddress,            ///< The library's address cannot be used.
+    kNotHttps,           ///< It is of http, and what is to be sent goes over https alone.
+    kProxySetting,       ///< The proxy's address cannot be used.
+    kUnknownAuthority,   ///< Of a certificate: as Krell::Networking::CertificateProblem.
+    kCertificateNotNow,  ///< The same.
+    kOtherName,          ///< The same.
+    kNoAuthorities,      ///< The same.
+    kProxyRefused,       ///< The proxy answered, and opened no tunnel.
+    kProxyPassword,      ///< The proxy wants to know who asks.
+    kNotConnected,       ///< The time for connecting was over.
+    kStalled,            ///< The answer did not begin, or did not go on.
+    kWebPage,            ///< What came in the place of a list is a page for browsers.
+    kMostRemoved,        ///< More of the copy would be removed than the host allows.
+    kKeysMissing,        ///< The copy is updated with keys only.
+    kOtherLibrary,       ///< The copy is one of another library.
+    kOlderRelease,       ///< The release is older than what the copy has had.
+    kExpired,            ///< The release has.
+    kTooLittleRoom,      ///< On the disk, before anything is fetched.
+    kNoKeptList          ///< No update of the copy has kept its list.
+  };
+  Cause cause = Cause::kUnknown;
 };
+
+inline Failure because(Failure::Cause cause, Failure failure) {
+  failure.cause = cause;
+  return failure;
+}
 
 /// Nothing when it worked.
 using Outcome = std::optional<Failure>;

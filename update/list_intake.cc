@@ -2,6 +2,7 @@
 // list.
 #include "update/list_intake.h"
 
+#include <cstddef>
 #include <utility>
 
 namespace mtlupdate {
@@ -22,6 +23,7 @@ Outcome ListIntake::begin() {
   reader_.emplace(listing_);
   problem_.reset();
   stampCheck_.reset();
+  start_.clear();
   if (proof_.release != nullptr) {
     signatureCheck_.emplace(*proof_.release);
   } else if (proof_.note) {
@@ -45,7 +47,24 @@ Outcome ListIntake::checkEnd() {
   return hexText(stampCheck_->sha256.finish()) == proof_.note->sha256 ? Outcome() : otherList();
 }
 
+// A network that asks its users to log in answers with a page, whatever was asked for.
+Outcome ListIntake::withCause(Outcome failure) const {
+  const bool isPage = failure && failure->kind == Failure::Kind::kContent && start_ == "<";
+  if (isPage) failure->cause = Failure::Cause::kWebPage;
+  return failure;
+}
+
 Outcome ListIntake::take(std::string_view bytes) {
+  const std::size_t begin = bytes.find_first_not_of(" \t\r\n");
+  if (start_.empty() && begin != bytes.npos) start_ = bytes.substr(begin, 1);
+  return withCause(takeChecked(bytes));
+}
+
+Outcome ListIntake::finish() {
+  return withCause(finishChecked());
+}
+
+Outcome ListIntake::takeChecked(std::string_view bytes) {
   if (Outcome failure = check(bytes)) return failure;
   if (!problem_) problem_ = reader_->feed(bytes);
   // Whose list it is that cannot be read, its end shows.
@@ -53,7 +72,7 @@ Outcome ListIntake::take(std::string_view bytes) {
   return keep_ ? keep_(false, bytes) : Outcome();
 }
 
-Outcome ListIntake::finish() {
+Outcome ListIntake::finishChecked() {
   if (Outcome failure = checkEnd()) return failure;
   if (!problem_) problem_ = reader_->finish();
   if (problem_ || proof_.release == nullptr) return problem_;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "rules/list_note.h"
@@ -62,6 +63,9 @@ class ListIntake {
 
   Outcome check(std::string_view bytes);
   Outcome checkEnd();
+  Outcome takeChecked(std::string_view bytes);
+  Outcome finishChecked();
+  Outcome withCause(Outcome failure) const;
 
   ListProof proof_;
   ListKeeper keep_;
@@ -69,7 +73,8 @@ class ListIntake {
   std::optional<ListReader> reader_{};
   std::optional<ListCheck> signatureCheck_{};
   std::optional<StampCheck> stampCheck_{};
-  Outcome problem_{};  ///< Of the reader.
+  Outcome problem_{};    ///< Of the reader.
+  std::string start_{};  ///< The first byte that is not a blank.
 };
 
 }  // namespace mtlupdate

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "rules/address.h"
+#include "rules/ascii.h"
 
 namespace mtlupdate {
 
@@ -15,6 +16,12 @@ using mtlrules::AddressParts;
 
 bool isHttps(const std::string& address) {
   return mtlrules::splitAddress(address).scheme == AddressParts::Scheme::kHttps;
+}
+
+bool isSameServer(const std::string& one, const std::string& other) {
+  const AddressParts left = mtlrules::splitAddress(one);
+  const AddressParts right = mtlrules::splitAddress(other);
+  return left.scheme == right.scheme && mtlrules::equalsIgnoringCase(left.server, right.server);
 }
 
 void moveToEnd(Mirrors::Order& order, std::size_t mirror) {
@@ -42,6 +49,11 @@ Outcome Mirrors::open(const std::string& address) {
   if (isKnown) return {};
   SessionOptions options = options_;
   options.address = address;
+  // What identifies the host to the library's own server is not for others.
+  if (!isSameServer(address, options_.address)) {
+    options.fields.clear();
+    options.query.clear();
+  }
   Mirror mirror{name, nullptr};
   if (Outcome failure = Session::open(options, mirror.session)) return failure;
   asNamed_.push_back(mirrors_.size());

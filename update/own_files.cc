@@ -8,7 +8,10 @@
 namespace mtlupdate {
 
 Failure diskFailure(const char* what, std::string_view path, const std::error_code& error) {
-  return {Failure::Kind::kDisk, std::string(what) + ": " + systemText(error), std::string(path)};
+  Failure failure{Failure::Kind::kDisk, std::string(what) + ": " + systemText(error),
+                  std::string(path)};
+  failure.system = error;
+  return failure;
 }
 
 std::error_code readOwnFile(Folder& folder, std::string_view path, std::string& bytes) {

@@ -388,8 +388,9 @@ class Planner {
     }
     const std::size_t lost = options_.prune ? plan_.withdrawn.size() : filesInFolders_;
     if (options_.pruneMost || lost * 2 <= filesPlaced_) return {};
-    return Failure{Failure::Kind::kUsage, "more than half of the copy would be removed: " +
-                                              figures(lost, filesPlaced_, " of ") + " files"};
+    return because(Failure::Cause::kMostRemoved,
+                   {Failure::Kind::kUsage, "more than half of the copy would be removed: " +
+                                               figures(lost, filesPlaced_, " of ") + " files"});
   }
 
   Outcome checkTotals() {
@@ -403,10 +404,11 @@ class Planner {
     add(plan_.bytesToCopy, plan_.roomNeeded);
     plan_.roomThere = disk_.freeRoom();
     if (!plan_.roomThere || plan_.roomNeeded <= *plan_.roomThere) return {};
-    return Failure{Failure::Kind::kDisk,
-                   "too little room: " +
-                       figures(plan_.roomNeeded, *plan_.roomThere, " bytes are needed, and ") +
-                       " are free"};
+    return because(
+        Failure::Cause::kTooLittleRoom,
+        {Failure::Kind::kDisk,
+         "too little room: " +
+             figures(plan_.roomNeeded, *plan_.roomThere, " bytes are needed, and ") + " are free"});
   }
 
   const Listing& listing_;

@@ -3,11 +3,14 @@
 #include "update/session.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <system_error>
 
 #include "mtllib/char_string.h"
 #include "qutils/system_proxy.h"
 #include "rules/address.h"
+#include "rules/ascii.h"
 #include "rules/wildcard_match.h"
 #include "update/connection_text.h"
 #include "update/retries.h"
@@ -19,7 +22,9 @@ namespace {
 
 using Krell::Err;
 using Krell::Networking::CallbackContext;
+using Krell::Networking::CertificateProblem;
 using Krell::Networking::ConnectionError;
+using Krell::Networking::FailureDetail;
 using Krell::Networking::getKrellNetworkingContext;
 using Krell::Networking::Headers;
 using Krell::Networking::HttpClient;
@@ -49,12 +54,39 @@ Server serverFrom(std::string_view text, int usualPort) {
   return server;
 }
 
+// Whether it can be connected to, as far as its form shows.
+bool isServer(const Server& server) {
+  constexpr int kHighestPort = 65535;
+  return !server.host.empty() && server.host.find_first_of("@/?# ") == server.host.npos &&
+         server.port >= 1 && server.port <= kHighestPort;
+}
+
 Failure usage(std::string text, const std::string& about) {
   return {Failure::Kind::kUsage, std::move(text), about};
 }
 
 Failure outOfResources() {
   return {Failure::Kind::kMemory, "there is not enough memory, or no further thread to be had"};
+}
+
+Failure usage(std::string text, const std::string& about, Failure::Cause cause) {
+  Failure failure = usage(std::move(text), mtlrules::withoutUserName(about));
+  failure.cause = cause;
+  return failure;
+}
+
+// What "%40" and the like stand for.
+std::string percentDecoded(std::string_view text) {
+  std::string decoded;
+  while (!text.empty()) {
+    unsigned byte = 0;
+    const bool isCode =
+        text.front() == '%' && text.size() >= 3 &&
+        std::from_chars(text.data() + 1, text.data() + 3, byte, 16).ptr == text.data() + 3;
+    decoded += isCode ? static_cast<char>(byte) : text.front();
+    text.remove_prefix(isCode ? 3 : 1);
+  }
+  return decoded;
 }
 
 // The proxy of the user's settings for the host; "" for none.
@@ -69,19 +101,31 @@ std::string systemProxy(const std::string& host, bool isHttps) {
   return (isHttps ? settings.httpsProxy : settings.httpProxy).text();
 }
 
-Outcome chooseProxy(const SessionOptions& options, const std::string& host, bool isHttps,
-                    Server& proxy) {
-  const std::string text = options.proxy ? *options.proxy : systemProxy(host, isHttps);
-  const AddressParts parts = mtlrules::splitAddress(text);
-  const bool isUsable =
-      parts.scheme == AddressParts::Scheme::kHttp && (parts.path.empty() || parts.path == "/");
-  if (isUsable) {
-    proxy = serverFrom(parts.server, kHttpPort);
-    return {};
+Outcome chooseProxy(const SessionOptions& options, bool isHttps, Proxy& proxy) {
+  Outcome failure = options.proxy ? parseProxy(*options.proxy, proxy)
+                                  : findSystemProxy(options.address, isHttps, proxy);
+  if (!options.proxyUser.empty()) {
+    proxy.user = options.proxyUser;
+    proxy.password = options.proxyPassword;
   }
-  // A setting that is meant for other programs is as good as none.
-  if (!options.proxy) return {};
-  return usage("the proxy's address is not of the form HOST:PORT", text);
+  return failure;
+}
+
+// What a URL's query may have in it.
+bool isQuery(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte > 0x20 && byte < 0x7F && c != '#';
+  });
+}
+
+// What the networking library says itself, or what would change how an answer is read.
+bool isOwnField(const std::string& name) {
+  constexpr std::array<std::string_view, 10> kOwn{
+      "host",  "connection", "content-length", "transfer-encoding",   "accept-encoding",
+      "range", "if-range",   "user-agent",     "proxy-authorization", "upgrade"};
+  return std::any_of(kOwn.begin(), kOwn.end(),
+                     [&](std::string_view own) { return mtlrules::equalsIgnoringCase(name, own); });
 }
 
 ReqTokenGeneralType* tokenOf(Exchange& exchange) {
@@ -111,9 +155,8 @@ void onData(CallbackContext* /*context*/, ReqTokenGeneralType* token, TransferPr
   if (!exchangeOf(token).onBytes(std::string_view(bytes.data, bytes.size))) progress->abort = 1;
 }
 
-void onError(CallbackContext* /*context*/, const ConnectionError* error,
-             ReqTokenGeneralType* token) {
-  exchangeOf(token).onFailure(*error);
+void onError(CallbackContext* context, const ConnectionError* error, ReqTokenGeneralType* token) {
+  exchangeOf(token).onFailure(*error, context->client->failureDetail());
 }
 
 // The pool keeps its clients in a row.
@@ -122,9 +165,9 @@ void onComplete(CallbackContext* context, ReqTokenGeneralType* token) {
   exchangeOf(token).onEnd(static_cast<int>(context->client - &pool.client(0)));
 }
 
-void setField(Headers& headers, const char* name, const std::string& value) {
-  headers.internalSet(name, Headers::kZeroTerminated, value.c_str(), static_cast<int>(value.size()),
-                      1, nullptr);
+bool setField(Headers& headers, const char* name, const std::string& value) {
+  return headers.internalSet(name, Headers::kZeroTerminated, value.c_str(),
+                             static_cast<int>(value.size()), 1, nullptr) != 0;
 }
 
 std::string textOf(const ErrorChain& chain) {
@@ -132,6 +175,44 @@ std::string textOf(const ErrorChain& chain) {
 }
 
 }  // namespace
+
+std::string Proxy::text() const {
+  const bool isIpv6 = host.find(':') != host.npos;
+  return host.empty() ? "" : (isIpv6 ? '[' + host + ']' : host) + ':' + std::to_string(port);
+}
+
+Outcome parseProxy(const std::string& address, Proxy& proxy) {
+  proxy = {};
+  if (address.empty()) return {};
+  const AddressParts parts = mtlrules::splitAddress(address);
+  std::string_view text = parts.server;
+  if (const std::size_t at = text.rfind('@'); at != text.npos) {
+    const std::string_view user = text.substr(0, at);
+    const std::size_t colon = std::min(user.find(':'), user.size());
+    proxy.user = percentDecoded(user.substr(0, colon));
+    proxy.password = percentDecoded(user.substr(std::min(colon + 1, user.size())));
+    text.remove_prefix(at + 1);
+  }
+  Server server = serverFrom(text, kHttpPort);
+  const bool isPlain = parts.path.empty() || parts.path == "/";
+  if (parts.scheme == AddressParts::Scheme::kHttp && isPlain && isServer(server)) {
+    proxy.host = std::move(server.host);
+    proxy.port = server.port;
+    return {};
+  }
+  proxy = {};
+  return usage("the proxy's address is not of the form HOST:PORT", address,
+               Failure::Cause::kProxySetting);
+}
+
+Outcome findSystemProxy(const std::string& address, bool isHttps, Proxy& proxy) {
+  const Server server = serverFrom(mtlrules::splitAddress(address).server, 0);
+  std::string found = systemProxy(server.host, isHttps);
+  // A scheme of its own stands behind the one that all have.
+  constexpr std::string_view kScheme = "http://";
+  if (found.find("://", kScheme.size()) != found.npos) found.erase(0, kScheme.size());
+  return parseProxy(found, proxy);
+}
 
 Outcome Session::Context::start() {
   CharString error;
@@ -156,33 +237,76 @@ Outcome Session::configure(const SessionOptions& options) {
   const AddressParts parts = mtlrules::splitAddress(address);
   const bool isHttps = parts.scheme == AddressParts::Scheme::kHttps;
   const Server server = serverFrom(parts.server, isHttps ? kHttpsPort : kHttpPort);
-  if (parts.scheme == AddressParts::Scheme::kOther || server.host.empty()) {
-    return usage("not an address of http or https", options.address);
+  const auto refuse = [&](const char* text) {
+    return usage(text, options.address, Failure::Cause::kAddress);
+  };
+  if (mtlrules::hasUserName(address)) return refuse("the address has a user name");
+  if (parts.scheme == AddressParts::Scheme::kOther || !isServer(server)) {
+    return refuse("not an address of http or https");
   }
+  if (!options.fields.empty() && !isHttps) {
+    return usage("request fields are sent over https alone", options.address,
+                 Failure::Cause::kNotHttps);
+  }
+  if (!isQuery(options.query)) return usage("the query has characters that no URL has", "");
+  if (!options.query.empty()) query_ = '?' + options.query;
   server_ = (isHttps ? "https://" : "http://") + std::string(parts.server);
   path_ = parts.path;
-  Server proxy;
-  if (Outcome failure = chooseProxy(options, server.host, isHttps, proxy)) return failure;
-  if (!proxy.host.empty()) proxy_ = proxy.host + ':' + std::to_string(proxy.port);
+  Proxy proxy;
+  if (Outcome failure = chooseProxy(options, isHttps, proxy)) return failure;
+  proxy_ = proxy.text();
   if (Outcome failure = context_.start()) return failure;
 
-  Err err;
   connectionCount_ = options.connections;
   if (pool_.initialize(connectionCount_) == 0) return outOfResources();
-  pool_.setMode(err, HttpClientPool::kBackground);
+  Err err;
   pool_.setServer(err, server.host.c_str(), server.port, nullptr);
-  if (isHttps) pool_.setSSLContext(err, getKrellNetworkingContext()->clientSsl);
+  if (err.chain) return usage(textOf(err.chain), options.address, Failure::Cause::kAddress);
+  if (isHttps) {
+    pool_.setSSLContext(err, getKrellNetworkingContext()->clientSsl);
+    if (!options.caFile.empty()) pool_.setTrustedAuthorities(err, options.caFile.c_str());
+  }
+  if (Outcome failure = useProxy(proxy)) return failure;
+  return configurePool(options);
+}
+
+Outcome Session::useProxy(const Proxy& proxy) {
+  Err err;
   pool_.setProxyServer(err, proxy.host.empty() ? nullptr : proxy.host.c_str(), proxy.port);
+  pool_.setProxyCredentials(err, proxy.user.c_str(), proxy.password.c_str());
+  if (!err.chain) return {};
+  return usage(textOf(err.chain), proxy_, Failure::Cause::kProxySetting);
+}
+
+// What does not depend on the address.
+Outcome Session::configurePool(const SessionOptions& options) {
+  Err err;
+  pool_.setMode(err, HttpClientPool::kBackground);
+  pool_.setTimeLimits(err, options.connectMilliseconds, options.stallSeconds);
   pool_.setCallbacks(
       err, {HttpClient::kSerialized, nullptr, onStatus, onData, onError, nullptr, nullptr}, &pool_);
   pool_.setCompletionCallback(err, onComplete);
   pool_.setFieldCallback(err, onField);
   pool_.setRoomCallback(err, onRoom);
   pool_.setRateLimit(err, options.bytesPerSecond);
+  if (err.chain) return usage(textOf(err.chain), "");
+  return setFields(options);
+}
+
+// No value is shown: it may be a secret.
+Outcome Session::setFields(const SessionOptions& options) {
+  Err err;
   Headers headers;
-  setField(headers, "User-Agent", options.userAgent);
+  if (!setField(headers, "User-Agent", options.userAgent)) {
+    return usage("not a name for a program", options.userAgent);
+  }
+  for (const auto& [name, value] : options.fields) {
+    if (isOwnField(name) || !setField(headers, name.c_str(), value)) {
+      return usage("not a request field that can be set", name);
+    }
+  }
   pool_.setHeaders(err, headers, 0);
-  if (err.chain) return usage(textOf(err.chain), options.address);
+  if (err.chain) return usage(textOf(err.chain), "");
   return {};
 }
 
@@ -195,7 +319,7 @@ std::string Session::listTarget(std::string_view subPath, std::string_view name)
 }
 
 Outcome Session::start(int connection, const Request& request, Exchange& exchange) {
-  const std::string target(request.target);
+  const std::string target = std::string(request.target) + query_;
   Headers fields;
   if (request.pastCaches) {
     setField(fields, "Cache-Control", "no-cache");
@@ -219,12 +343,54 @@ void Session::waitUntilIdle(int connection) {
   pool_.client(connection).waitForRequestCompletion(nullptr);
 }
 
-Failure failureOf(const ConnectionError& error) {
+namespace {
+
+Failure::Cause causeOf(CertificateProblem problem) {
+  switch (problem) {
+    case CertificateProblem::kUnknownAuthority:
+      return Failure::Cause::kUnknownAuthority;
+    case CertificateProblem::kNotValidNow:
+      return Failure::Cause::kCertificateNotNow;
+    case CertificateProblem::kOtherName:
+      return Failure::Cause::kOtherName;
+    case CertificateProblem::kNoAuthorities:
+      return Failure::Cause::kNoAuthorities;
+    case CertificateProblem::kUnknown:
+      break;
+  }
+  return Failure::Cause::kUnknown;
+}
+
+Failure::Cause causeOf(std::uint32_t reason, const FailureDetail& detail) {
+  using namespace Krell::Networking;  // NOLINT(google-build-using-namespace)
+  constexpr int kProxyAuthenticationRequired = 407;
+  if (reason == CONNECTION_ERROR_TIMEOUT) {
+    return detail.wasConnected ? Failure::Cause::kStalled : Failure::Cause::kNotConnected;
+  }
+  if (reason == CONNECTION_ERROR_PROXY && detail.proxyStatus != 0) {
+    return detail.proxyStatus == kProxyAuthenticationRequired ? Failure::Cause::kProxyPassword
+                                                              : Failure::Cause::kProxyRefused;
+  }
+  return causeOf(detail.certificate);
+}
+
+}  // namespace
+
+Failure failureOf(const ConnectionError& error, const FailureDetail& detail) {
   using namespace Krell::Networking;  // NOLINT(google-build-using-namespace)
   const std::uint32_t reason = error.code & kReasonBits;
-  Failure failure{
-      Failure::Kind::kNetwork, connectionReasonText(reason), {}, isTransientReason(reason), reason};
+  const Failure::Cause cause = causeOf(reason, detail);
+  std::string text = connectionCauseText(cause);
+  if (text.empty()) text = connectionReasonText(reason);
+  constexpr int kNoSuchProxy = 5;  // Of libcurl.
+  const bool hasSystemNumber = (error.code & CONNECTION_ERROR_SYSTEM_NUMBER) != 0;
+  if (reason == CONNECTION_ERROR_PROXY && (hasSystemNumber || error.underlying == kNoSuchProxy)) {
+    text = "the proxy could not be reached";
+  }
+  const bool isTransient = isTransientReason(reason) && cause != Failure::Cause::kProxyPassword;
+  Failure failure{Failure::Kind::kNetwork, text, {}, isTransient, reason};
   if (reason == CONNECTION_ERROR_MEMORY) failure.kind = Failure::Kind::kMemory;
+  failure.cause = cause;
   if ((error.code & CONNECTION_ERROR_RULE_NUMBER) != 0) {
     failure.text.append(": ").append(brokenRuleText(error.underlying));
   } else if ((error.code & CONNECTION_ERROR_SYSTEM_NUMBER) != 0) {

@@ -17,6 +17,7 @@ namespace mtlupdate {
 namespace {
 
 using Krell::Networking::ConnectionError;
+using Krell::Networking::FailureDetail;
 using std::chrono::milliseconds;
 
 constexpr int kOk = 200;
@@ -243,8 +244,8 @@ class Transfers::Slot : public Exchange {
     attempt([&] { goesOn = takeBytes(bytes); });
     return goesOn;
   }
-  void onFailure(const ConnectionError& error) override {
-    attempt([&] { takeFailure(error); });
+  void onFailure(const ConnectionError& error, const FailureDetail& detail) override {
+    attempt([&] { takeFailure(error, detail); });
   }
   void onEnd(int connection) override { transfers_.settle(*this, connection); }
 
@@ -309,7 +310,7 @@ class Transfers::Slot : public Exchange {
     return !failure_;
   }
 
-  void takeFailure(const ConnectionError& error) {
+  void takeFailure(const ConnectionError& error, const FailureDetail& detail) {
     using namespace Krell::Networking;  // NOLINT(google-build-using-namespace)
     constexpr auto kTooLarge =
         std::uint32_t{CONNECTION_ERROR_LIMIT} | std::uint32_t{CONNECTION_ERROR_RULE_NUMBER};
@@ -317,7 +318,7 @@ class Transfers::Slot : public Exchange {
     if (error.code == kTooLarge && error.underlying == HTTP_RULE_BODY_SIZE) {
       failure_ = sizeFailure(*work_->body);
     } else {
-      failure_ = failureOf(error);
+      failure_ = failureOf(error, detail);
     }
   }
 

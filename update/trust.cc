@@ -87,7 +87,9 @@ Outcome Trust::readRecord(Folder& folder) {
   const bool isThere = look.kind != FileKind::kNone;
   if (!hasKeys()) {
     if (!isThere) return {};
-    return usage("this copy was updated with keys: without any, nobody would check what comes");
+    return because(
+        Failure::Cause::kKeysMissing,
+        usage("this copy was updated with keys: without any, nobody would check what comes"));
   }
   if (isThere) {
     std::string bytes;
@@ -106,8 +108,8 @@ Outcome Trust::readRecord(Folder& folder) {
   }
   const std::string library = seenLibrary();
   if (library.empty() || options_.library.empty() || library == options_.library) return {};
-  return usage("this is a copy of the library \"" + library + "\", not of \"" + options_.library +
-               '"');
+  return because(Failure::Cause::kOtherLibrary, usage("this is a copy of the library \"" + library +
+                                                      "\", not of \"" + options_.library + '"'));
 }
 
 /// What is damaged does not count.
@@ -182,10 +184,12 @@ Outcome Trust::compare(std::string_view stamp, const Seen& last, const char* who
   const Release& release = release_.release;
   if (last.stamp == stamp || release.serial > last.release.serial) return {};
   if (release.serial < last.release.serial) {
-    return laggard("it is of an older release, " + whenOf(release) + ", than " + who + ", " +
-                   whenOf(last.release) +
-                   ": a mirror that lags, which a later try finds caught up, or somebody who "
-                   "puts an old release back");
+    return because(
+        Failure::Cause::kOlderRelease,
+        laggard("it is of an older release, " + whenOf(release) + ", than " + who + ", " +
+                whenOf(last.release) +
+                ": a mirror that lags, which a later try finds caught up, or somebody who "
+                "puts an old release back"));
   }
   return untrusted("it is another one of the same release, " + whenOf(release) + ", as " + who +
                    ": its publisher has signed two, or lost count");
@@ -202,7 +206,11 @@ Outcome Trust::checkTime(std::int64_t now, std::string& warning) const {
     text = "it has expired at " + utcText(*release.expires) +
            ": its publisher has not renewed it, or somebody keeps newer releases back";
   }
-  if (!text.empty() && release.expires && !options_.allowsExpired) return untrusted(text);
+  if (!text.empty() && release.expires && !options_.allowsExpired) {
+    const bool hasExpired = *release.expires <= now;
+    return because(hasExpired ? Failure::Cause::kExpired : Failure::Cause::kUnknown,
+                   untrusted(text));
+  }
   warning = std::move(text);
   return {};
 }

@@ -537,8 +537,9 @@ Outcome Updater::Run::verify(VerifyResult& result) {
   }
   if (error == std::errc::no_such_file_or_directory) {
     if (!hasFolder_ || options_.session.address.empty()) {
-      return Failure{Failure::Kind::kUsage, "no update of this folder has kept its list",
-                     options_.folder};
+      return because(
+          Failure::Cause::kNoKeptList,
+          {Failure::Kind::kUsage, "no update of this folder has kept its list", options_.folder});
     }
     failure = openRecord();
     if (!failure) failure = connect();

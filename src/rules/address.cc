@@ -68,6 +68,19 @@ bool isMirrorAddress(std::string_view address) {
          address.find(kSchemeEnd) != address.npos && !urlOfServer(splitAddress(address)).empty();
 }
 
+std::string withoutUserName(std::string_view address) {
+  const std::string_view server = splitAddress(address).server;
+  const auto begin = static_cast<std::size_t>(server.data() - address.data());
+  // A password with a slash in it ends the server too early, and is no port.
+  const std::size_t colon = server.rfind(':');
+  const bool hasPort =
+      colon == server.npos || server.find_first_not_of("0123456789]", colon + 1) == server.npos;
+  const std::string_view rest = address.substr(begin);
+  const std::size_t at = hasPort || hasUserName(address) ? server.rfind('@') : rest.rfind('@');
+  if (at == rest.npos) return std::string(address);
+  return std::string(address.substr(0, begin)).append(rest.substr(at + 1));
+}
+
 std::string urlPath(std::string_view base, std::string_view relative) {
   return percentEncoded(joinedPath(base, relative));
 }

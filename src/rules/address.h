@@ -37,6 +37,9 @@ bool hasUserName(std::string_view address);
 /// query. One with a user name is not for everybody.
 bool isMirrorAddress(std::string_view address);
 
+/// `address` without its user name and password, fit to be shown.
+std::string withoutUserName(std::string_view address);
+
 /// The path of a URL for `relative`, a file of the library whose address has the path `base`.
 std::string urlPath(std::string_view base, std::string_view relative);
 

@@ -51,8 +51,9 @@ class Slot final : public mtlupdate::Exchange {
   }
   void onStatus(int status) override { status_ = status; }
   bool onBytes(std::string_view bytes) override;
-  void onFailure(const Krell::Networking::ConnectionError& error) override {
-    end_.problem = mtlupdate::failureOf(error).text;
+  void onFailure(const Krell::Networking::ConnectionError& error,
+                 const Krell::Networking::FailureDetail& detail) override {
+    end_.problem = mtlupdate::failureOf(error, detail).text;
   }
   void onEnd(int connection) override;
 
