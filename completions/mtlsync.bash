@@ -6,13 +6,14 @@ _mtlsync() {
   if [[ $word == = ]]; then word=''; fi
   if [[ $previous == = ]]; then previous=${COMP_WORDS[COMP_CWORD - 2]}; fi
   case $previous in
-    --module | --key)
+    --module | --key | --ca-file)
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
       compopt -o filenames 2>/dev/null
       return
       ;;
     --sub-path | --proxy | --max-file-size | --max-total-size | --limit-rate | --retries | \
-      --random-delay | --name | --mirror)
+      --random-delay | --name | --mirror | --proxy-user | --field | --query | --user-agent | \
+      --connect-timeout | --stall-timeout | --max-time)
       return
       ;;
   esac
@@ -20,7 +21,8 @@ _mtlsync() {
     mapfile -t COMPREPLY < <(compgen -W '-h --help --version --check --dry-run --repair --verify --status
       --full --prune --prune-most --limit-rate --retries --random-delay --wait
       --sub-path --proxy --no-proxy --max-file-size --max-total-size -q --quiet -v --verbose
-      --json --module --key --name --allow-expired --forget-keys --mirror' -- "$word")
+      --json --module --key --name --allow-expired --forget-keys --mirror --ca-file --proxy-user
+      --field --query --user-agent --connect-timeout --stall-timeout --max-time' -- "$word")
   else
     mapfile -t COMPREPLY < <(compgen -d -- "$word")
     compopt -o filenames 2>/dev/null

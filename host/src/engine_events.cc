@@ -8,6 +8,8 @@
 #include <optional>
 #include <utility>
 
+#include "explanation.h"
+
 namespace mtlhost {
 
 namespace {
@@ -33,10 +35,6 @@ FileChange changeOf(ChangeKind kind, const mtlupdate::Entry& entry) {
 std::int64_t signedBytes(std::uint64_t bytes) {
   constexpr auto kMost = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
   return static_cast<std::int64_t>(std::min(bytes, kMost));
-}
-
-std::string textOf(const mtlupdate::Failure& failure) {
-  return failure.about.empty() ? failure.text : failure.about + ": " + failure.text;
 }
 
 // Contents to fetch and to copy are in the order of the places that they go to.
@@ -94,6 +92,7 @@ bool EngineEvents::goOn() {
 }
 
 void EngineEvents::onProxy(const std::string& proxy) {
+  proxy_ = proxy;
   if (proxy.empty()) return events_.logInfo("No HTTP proxy: using direct connection.");
   events_.logInfo("HTTP proxy: \"%s\"", proxy.c_str());
 }

@@ -25,6 +25,8 @@ class EngineEvents final : public mtlupdate::UpdateObserver {
   std::int64_t receivedBytes() const;
   /// Whether the library's list was asked for.
   bool hasAskedForList() const { return hasAskedForList_; }
+  /// "HOST:PORT" that requests go through; "" for none.
+  const std::string& proxy() const { return proxy_; }
 
   bool goOn() override;
   void onReceived(std::uint64_t bytes) override { received_ = bytes; }
@@ -47,6 +49,7 @@ class EngineEvents final : public mtlupdate::UpdateObserver {
   void tellMeasured(std::int64_t bytes);
 
   EventStream& events_;
+  std::string proxy_;
   std::uint64_t received_ = 0;
   std::int64_t bytesToFetch_ = 0;   ///< 0 when it is not known.
   const char* measured_ = nullptr;  ///< The caption of a phase whose bytes are known; else null.
@@ -64,9 +67,6 @@ std::int64_t signedBytes(std::uint64_t bytes);
 
 /// The plan as hosts get it.
 Plan planOf(const mtlupdate::Plan& plan);
-
-/// "FILE: why", or why alone.
-std::string textOf(const mtlupdate::Failure& failure);
 
 }  // namespace mtlhost
 

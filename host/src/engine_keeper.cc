@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "engine_events.h"
+#include "explanation.h"
 #include "keeper.h"
 #include "module.h"
 #include "mtlhost/folder_name.h"
@@ -36,6 +37,18 @@ std::optional<std::string> proxyOf(const Settings& settings) {
   return std::nullopt;
 }
 
+void takeNetwork(const NetworkSettings& network, mtlupdate::SessionOptions& session) {
+  session.caFile = network.caFile;
+  session.proxyUser = network.proxyUser;
+  session.proxyPassword = network.proxyPassword;
+  for (const RequestField& field : network.fields)
+    session.fields.emplace_back(field.name, field.value);
+  session.query = network.query;
+  if (!network.userAgent.empty()) session.userAgent = network.userAgent;
+  session.connectMilliseconds = static_cast<int>(network.connectTime.count());
+  session.stallSeconds = static_cast<int>(network.stallTime.count());
+}
+
 mtlupdate::UpdateOptions optionsOf(const Settings& settings, mtlupdate::TrustOptions trust) {
   const UpdateSettings& update = settings.update;
   mtlupdate::UpdateOptions options;
@@ -44,6 +57,7 @@ mtlupdate::UpdateOptions optionsOf(const Settings& settings, mtlupdate::TrustOpt
   options.session.userAgent = "mtllib/" MTLHOST_VERSION;
   options.session.proxy = proxyOf(settings);
   options.session.bytesPerSecond = update.bytesPerSecond;
+  takeNetwork(settings.network, options.session);
   options.folder = copyFolder(settings.targetDirectory);
   options.subPath = mtlrules::plainPath(settings.subPath);
   options.full = update.full;
@@ -82,6 +96,15 @@ Result::Failure kindOf(mtlupdate::Failure::Kind kind) {
       break;
   }
   return Result::Failure::kNone;
+}
+
+/// Whether it is about a file or folder, relative to that of the copy.
+bool isOfTheCopy(const mtlupdate::Failure& failure) {
+  using Kind = mtlupdate::Failure::Kind;
+  if (failure.kind == Kind::kDisk) return true;
+  const bool isFile = !failure.about.empty() && failure.about.find("://") == std::string::npos;
+  return isFile && (failure.kind == Kind::kContent || failure.kind == Kind::kUntrusted ||
+                    failure.kind == Kind::kLimit);
 }
 
 Difference differenceOf(const mtlupdate::Difference& difference) {
@@ -129,6 +152,8 @@ class EngineKeeper final : public Keeper {
   EngineKeeper(const Settings& settings, mtlupdate::TrustOptions trust, EventStream& events)
       : options_(optionsOf(settings, std::move(trust))),
         hasAddress_(!settings.remoteAddress.empty()),
+        subject_{options_.session.address, options_.folder, options_.subPath, "",
+                 options_.session.caFile},
         events_(events) {}
 
   Result check() override;
@@ -142,23 +167,26 @@ class EngineKeeper final : public Keeper {
 
   Result update(Update kind);
   /// Ends an operation that had this outcome, and otherwise this result.
-  Result finished(const Outcome& failure, Result result);
+  Result finished(const Outcome& failure, const std::string& proxy, Result result);
   void tellStamps(bool areTheSame);
   void tellFiles(const mtlupdate::UpdateResult& update, const Outcome& failure);
 
   const mtlupdate::UpdateOptions options_;
   const bool hasAddress_;  ///< Of the library's own, not only the default one.
+  Subject subject_;
   EventStream& events_;
 };
 
-Result EngineKeeper::finished(const Outcome& failure, Result result) {
+Result EngineKeeper::finished(const Outcome& failure, const std::string& proxy, Result result) {
   if (failure) {
     mtlupdate::Failure told = *failure;
     // Whoever reads a log does not know which copy it is of.
-    if (told.kind == mtlupdate::Failure::Kind::kDisk && told.about != options_.folder) {
-      told.about = mtlrules::joinedPath(options_.folder, told.about);
+    if (isOfTheCopy(told) && told.about != options_.folder) {
+      told.about =
+          told.about.empty() ? options_.folder : mtlrules::joinedPath(options_.folder, told.about);
     }
-    Result failed = failedBy(told);
+    subject_.proxy = proxy;
+    Result failed = failedBy(told, subject_);
     result.status = failed.status;
     result.failure = failed.failure;
     result.errors = std::move(failed.errors);
@@ -189,13 +217,14 @@ Result EngineKeeper::check() {
   Result result{check.isCurrent ? Status::kDone : Status::kUpdateAvailable};
   result.receivedBytes = events.receivedBytes();
   result.stamp = std::move(check.stamp);
-  return finished(failure, std::move(result));
+  return finished(failure, events.proxy(), std::move(result));
 }
 
 Result EngineKeeper::update(Update kind) {
-  events_.logInfo("Remote address: \"%s\"", options_.session.address.c_str());
-  for (const std::string& address : options_.mirrors)
-    events_.logInfo("Mirror: \"%s\"", address.c_str());
+  const std::string address = mtlrules::withoutUserName(options_.session.address);
+  events_.logInfo("Remote address: \"%s\"", address.c_str());
+  for (const std::string& mirror : options_.mirrors)
+    events_.logInfo("Mirror: \"%s\"", mtlrules::withoutUserName(mirror).c_str());
   events_.logInfo("Target directory: \"%s\"", options_.folder.c_str());
   EngineEvents events(events_);
   mtlupdate::Updater updater(options_, events);
@@ -207,7 +236,7 @@ Result EngineKeeper::update(Update kind) {
   Result result{Status::kDone};
   take(std::move(done), result);
   result.receivedBytes = events.receivedBytes();
-  return finished(failure, std::move(result));
+  return finished(failure, events.proxy(), std::move(result));
 }
 
 void EngineKeeper::tellFiles(const mtlupdate::UpdateResult& update, const Outcome& failure) {
@@ -253,7 +282,7 @@ Result EngineKeeper::plan(Plan& plan) {
   if (!isNothing && (!preview.isCurrent || changesFiles)) result.status = Status::kUpdateAvailable;
   result.stamp = std::move(preview.stamp);
   result.receivedBytes = events.receivedBytes();
-  return finished(failure, std::move(result));
+  return finished(failure, events.proxy(), std::move(result));
 }
 
 Result EngineKeeper::verify() {
@@ -269,21 +298,15 @@ Result EngineKeeper::verify() {
     result.differences.push_back(differenceOf(difference));
   result.compared = amountOf(verified.filesRead, verified.bytesRead);
   result.receivedBytes = events.receivedBytes();
-  return finished(failure, std::move(result));
+  return finished(failure, events.proxy(), std::move(result));
 }
 
 }  // namespace
 
-Result failedBy(const mtlupdate::Failure& failure) {
-  if (failure.kind == mtlupdate::Failure::Kind::kCancelled) {
-    Result result = failedBy(Result::Failure::kNone, {ownError("cancelled")});
-    result.status = Status::kCancelled;
-    return result;
-  }
-  Error error = ownError(textOf(failure));
-  error.connectionReason = failure.connectionReason;
-  error.httpStatus = failure.httpStatus;
-  return failedBy(kindOf(failure.kind), {std::move(error)});
+Result failedBy(const mtlupdate::Failure& failure, const Subject& subject) {
+  Result result = failedBy(kindOf(failure.kind), {explainedError(failure, subject)});
+  if (failure.kind == mtlupdate::Failure::Kind::kCancelled) result.status = Status::kCancelled;
+  return result;
 }
 
 bool isUpdateUnfinished(const std::string& targetDirectory) {
@@ -297,11 +320,15 @@ std::string copyFolder(const std::string& targetDirectory) {
 }
 
 std::unique_ptr<Keeper> openEngine(const Settings& settings, EventStream& events, Errors& problem) {
+  problem = proxyProblem(settings);
+  if (!problem.empty()) return nullptr;
   if (settings.targetDirectory.empty()) {
-    problem = {ownError("No folder is named for the copy")};
+    problem = explained({ownError("No folder is named for the copy")}, ErrorKind::kSettings);
   } else if (!settings.subPath.empty() &&
              !mtlrules::staysBelow(settings.subPath, Platform::kHasWindowsNames)) {
-    problem = {ownError("The sub-path \"" + settings.subPath + "\" does not stay in the library")};
+    problem = explained(
+        {ownError("The sub-path \"" + settings.subPath + "\" does not stay in the library")},
+        ErrorKind::kSettings, settings.subPath);
   } else if (auto trust = trustOptionsOf(settings.trust, problem)) {
     return std::make_unique<EngineKeeper>(settings, *std::move(trust), events);
   }

@@ -3,8 +3,11 @@
 #include "event_stream.h"
 
 #include <cstdarg>
+#include <cstddef>
 #include <cstring>
 #include <utility>
+
+#include "explanation.h"
 
 // Delivers the message of a printf-style operation, whose last named parameter is `format`.
 #define MTLHOST_DELIVER_MESSAGE(tell)       \
@@ -21,9 +24,17 @@ namespace {
 constexpr int kGoOn = 0;
 constexpr int kStop = 1;
 constexpr const char* kFileBegun = "Downloading file \"%s\" (%lli bytes)";
+constexpr const char* kFileSaved = "Saving file \"%s\"";
 
 std::string textOrEmpty(const char* text) {
   return text != nullptr ? text : "";
+}
+
+/// The file of a message that names one.
+std::string nameIn(const Message& message) {
+  const std::string text = message.text();
+  const std::size_t begin = text.find('"') + 1;
+  return text.substr(begin, text.rfind('"') - begin);
 }
 
 Errors errorsOf(const ErrorChain& chain) {
@@ -41,6 +52,7 @@ CallRecord EventStream::finish() {
   record_.bytes = bytes_.total();
   bytes_ = {};
   tracker_ = {};
+  requested_ = {};
   cancelled_ = false;
   return std::exchange(record_, {});
 }
@@ -86,11 +98,15 @@ int EventStream::isAborted(Krell::Networking::ReqTokenGeneralType* request,
   bool stopped = true;
   deliver([&] {
     const std::int64_t received = progress != nullptr ? progress->receivedBytes : 0;
-    if (progress != nullptr) bytes_.update(request, received);
+    if (progress != nullptr) {
+      bytes_.update(request, received);
+      requested_.receive(request, received);
+    }
     const bool goesOn = observer_.goOn({received, bytes_.total()});
     tracker_.setBytes(bytes_.total());
     tellProgress();
     record_.stopped = record_.stopped || !goesOn || cancelled_;
+    checkLimits(received);
     stopped = record_.stopped;
   });
   return stopped ? kStop : kGoOn;
@@ -109,7 +125,11 @@ void EventStream::endProgress() noexcept {
 
 void EventStream::logStage(const char* format, ...) noexcept {
   MTLHOST_DELIVER_MESSAGE({
-    if (std::strcmp(format, kFileBegun) == 0) ++record_.files;
+    if (std::strcmp(format, kFileBegun) == 0) {
+      ++record_.files;
+      requested_.begin(nameIn(message));
+    }
+    if (std::strcmp(format, kFileSaved) == 0) requested_.save(nameIn(message));
     observer_.stage(message);
   });
 }
@@ -122,6 +142,11 @@ void EventStream::reportError(ErrorChain* chain) noexcept {
   deliver([&] {
     if (chain == nullptr || !*chain) return;
     record_.errors = errorsOf(*chain);
+    if (record_.isBeyondLimit) {
+      record_.errors.insert(record_.errors.begin(), limitError());
+    } else if (explain_) {
+      explain_(record_.errors, requested_);
+    }
     observer_.error(record_.errors);
   });
 }
@@ -146,6 +171,16 @@ void EventStream::deliver(Tell tell) noexcept {
   } catch (...) {
     record_.failure = std::current_exception();
   }
+}
+
+void EventStream::checkLimits(std::int64_t received) {
+  if (record_.stopped) return;
+  const auto exceeds = [](std::int64_t bytes, const std::optional<std::uint64_t>& limit) {
+    return limit && static_cast<std::uint64_t>(bytes) > *limit;
+  };
+  const bool isBeyond = exceeds(received, mostOfRequest_) || exceeds(bytes_.total(), mostInAll_);
+  record_.isBeyondLimit = isBeyond;
+  record_.stopped = isBeyond;
 }
 
 void EventStream::tellProgress() {

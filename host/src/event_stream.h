@@ -7,12 +7,15 @@
 #include <exception>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "byte_counter.h"
 #include "mtlhost/observer.h"
 #include "mtllib/host_callback.h"
 #include "progress_tracker.h"
+#include "requested_files.h"
 
 namespace mtlhost {
 
@@ -23,6 +26,7 @@ struct CallRecord {
   Errors errors;               ///< The chain that was reported.
   std::string lastWarning;     ///< Told by the library as the end of a run may be.
   bool stopped = false;        ///< The library was told to stop.
+  bool isBeyondLimit = false;  ///< Because it received too much.
   std::exception_ptr failure;  ///< The observer's exception.
 };
 
@@ -32,6 +36,16 @@ class EventStream final : public HostCallback {
  public:
   /// The observer must outlive this.
   explicit EventStream(Observer& observer) : observer_(observer) {}
+
+  using Explainer = std::function<void(Errors& chain, const RequestedFiles& requested)>;
+  /// Explains the library's chains before they are reported.
+  void explainBy(Explainer explainer) { explain_ = std::move(explainer); }
+
+  /// Ends a call of the module that receives more: for one request, and in all.
+  void limit(std::optional<std::uint64_t> request, std::optional<std::uint64_t> total) {
+    mostOfRequest_ = request;
+    mostInAll_ = total;
+  }
 
   /// Any thread may call.
   void cancel() noexcept { cancelled_ = true; }
@@ -65,6 +79,7 @@ class EventStream final : public HostCallback {
   template <typename Tell>
   void deliver(Tell tell) noexcept;
   void tellProgress();
+  void checkLimits(std::int64_t received);
 
   Observer& observer_;
   std::atomic<bool> cancelled_{false};
@@ -72,6 +87,10 @@ class EventStream final : public HostCallback {
   CallRecord record_;
   ByteCounter bytes_;
   ProgressTracker tracker_;
+  RequestedFiles requested_;
+  std::optional<std::uint64_t> mostOfRequest_{};
+  std::optional<std::uint64_t> mostInAll_{};
+  Explainer explain_;
 };
 
 }  // namespace mtlhost

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "event_stream.h"
+#include "explanation.h"
 #include "mtlhost/library.h"
 #include "update/failure.h"
 
@@ -32,8 +33,12 @@ std::unique_ptr<Keeper> openModule(const Settings& settings, EventStream& events
 /// The folder of a copy, by the name that both ways understand alike.
 std::string copyFolder(const std::string& targetDirectory);
 
+/// Why no request can be sent as the settings say, whichever proxy it is; empty when they can be
+/// used as far as that is known yet.
+Errors proxyProblem(const Settings& settings);
+
 /// What a failure of the engine is to hosts.
-Result failedBy(const mtlupdate::Failure& failure);
+Result failedBy(const mtlupdate::Failure& failure, const Subject& subject);
 
 inline Result failedBy(Result::Failure kind, Errors errors) {
   Result result;

@@ -8,9 +8,11 @@
 #include <utility>
 
 #include "event_stream.h"
+#include "explanation.h"
 #include "keeper.h"
 #include "module.h"
 #include "system_calls.h"
+#include "update/session.h"
 
 namespace mtlhost {
 
@@ -29,8 +31,9 @@ struct Library::Impl {
 
 Result Library::Impl::call(const std::function<Result(Keeper& keeper)>& operation) {
   if (isForked()) {
-    return failedBy(Result::Failure::kOther,
-                    {ownError("the library was opened in another process")});
+    return failedBy(
+        Result::Failure::kOther,
+        explained({ownError("the library was opened in another process")}, ErrorKind::kSettings));
   }
   if (busy.exchange(true)) return {Result::Status::kBusy, -1, {}};
   // However it ends: memory may run out.
@@ -43,7 +46,8 @@ Result Library::Impl::call(const std::function<Result(Keeper& keeper)>& operatio
   } const end{*this};
 
   if (events.isCancelled()) {
-    return {Result::Status::kCancelled, -1, {ownError("cancelled before it began")}};
+    return {Result::Status::kCancelled, -1,
+            explained({ownError("cancelled before it began")}, ErrorKind::kCancelled)};
   }
   return operation(*keeper);
 }
@@ -57,6 +61,18 @@ Library::Library(std::unique_ptr<Impl, Close> impl) : impl_(std::move(impl)) {}
 Library::Library(Library&& other) noexcept = default;
 Library& Library::operator=(Library&& other) noexcept = default;
 Library::~Library() = default;
+
+// The module would go on without one that it cannot use.
+Errors proxyProblem(const Settings& settings) {
+  if (settings.proxyMode != PROXY_MODE_EXPLICIT) return {};
+  const char* const hint = "Set the address of an HTTP proxy, HOST:PORT, or use none.";
+  if (settings.proxyAddress.empty()) {
+    return explained({ownError("No proxy is named")}, ErrorKind::kProxy, "", hint);
+  }
+  mtlupdate::Proxy proxy;
+  const mtlupdate::Outcome failure = mtlupdate::parseProxy(settings.proxyAddress, proxy);
+  return failure ? Errors{explainedError(*failure, {})} : Errors{};
+}
 
 std::optional<Library> Library::open(const Settings& settings, Observer& observer,
                                      Errors& problem) {

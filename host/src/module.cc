@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "explanation.h"
 #include "mtlhost/system.h"
 #include "update/system.h"
 
@@ -58,7 +59,9 @@ std::optional<Module> Module::load(const std::string& file, Errors& problem) {
   SharedLibrary library(chosen, reason);
   const bool isSearched = chosen == moduleFileName();
   const auto refuse = [&](const std::string& cause) {
-    problem = {ownError(openingOf(chosen, library.isLoaded() || !isSearched)), ownError(cause)};
+    problem =
+        explained({ownError(openingOf(chosen, library.isLoaded() || !isSearched)), ownError(cause)},
+                  ErrorKind::kModule, chosen, "Install the program again, or name another module.");
     return std::nullopt;
   };
 

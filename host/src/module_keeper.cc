@@ -11,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include "explanation.h"
 #include "keeper.h"
 #include "module.h"
 #include "mtlhost/folder_name.h"
@@ -18,7 +19,9 @@
 #include "platform/file_names.h"
 #include "rules/address.h"
 #include "rules/path.h"
+#include "system_calls.h"
 #include "update/lock.h"
+#include "update/session.h"
 #include "update/system.h"
 #include "update/trust.h"
 
@@ -41,7 +44,7 @@ DownloaderSettings recordOf(const Settings& settings) {
   DownloaderSettings record;
   record.remoteAddress = charStringOf(mtlrules::withoutTrailingSlashes(settings.remoteAddress));
   record.proxyMode = settings.proxyMode;
-  record.proxyAddress = charStringOf(settings.proxyAddress);
+  record.proxyAddress = charStringOf(mtlrules::withoutTrailingSlashes(settings.proxyAddress));
   record.targetDirectory = charStringOf(withoutClimbing(settings.targetDirectory));
   record.subPath = charStringOf(settings.subPath);
   return record;
@@ -55,7 +58,7 @@ Result::Status statusOf(int code, bool stopped) {
 
 /// The module makes the target directory, but writes the stamp of a sub-path into a folder in it
 /// that it expects to be there. Empty, or why that folder could not be made.
-Errors makeStampFolder(const DownloaderSettings& settings) {
+Errors makeStampFolder(const DownloaderSettings& settings, const Subject& subject) {
   namespace fs = std::filesystem;
   const std::string subPath = settings.subPath.text();
   if (!mtlrules::staysBelow(subPath, Platform::kHasWindowsNames)) return {};
@@ -67,8 +70,11 @@ Errors makeStampFolder(const DownloaderSettings& settings) {
     std::error_code ignored;
     // Why there is no target directory, the module says itself.
     if (!error || !fs::is_directory(target, ignored)) return {};
-    return {ownError("Could not make the folder \"" + folder.u8string() + '"'),
-            ownError(systemErrorText(error))};
+    Errors problem{ownError("Could not make the folder \"" + folder.u8string() + '"'),
+                   ownError(systemErrorText(error))};
+    explain(problem.front(), problem.front().message,
+            whyNotWritten(windowsCode(error), subject, problem.back().message), folder.u8string());
+    return problem;
   } catch (const std::system_error&) {
     // Not a name that this system can have: the module says that too.
     return {};
@@ -76,10 +82,24 @@ Errors makeStampFolder(const DownloaderSettings& settings) {
 }
 
 /// No call fails without a word.
-Errors explanationOf(int code, const CallRecord& record) {
+Errors chainOf(int code, const CallRecord& record, const Subject& subject) {
   if (!record.errors.empty()) return record.errors;
-  if (!record.lastWarning.empty()) return {ownError(record.lastWarning)};
-  return {ownError("the run failed (code " + std::to_string(code) + ")")};
+  if (record.isBeyondLimit) return {limitError()};
+  Errors chain{ownError("the run failed (code " + std::to_string(code) + ")")};
+  if (!record.lastWarning.empty()) chain.front() = ownError(record.lastWarning);
+  explainWarning(chain, subject);
+  return chain;
+}
+
+/// The first of the settings that the module knows nothing of, in words; "" for none.
+std::string engineSettingIn(const NetworkSettings& network) {
+  if (!network.caFile.empty()) return "A file of authorities";
+  if (!network.proxyUser.empty()) return "A user name for the proxy";
+  if (!network.fields.empty()) return "A request field";
+  if (!network.query.empty()) return "A query";
+  if (!network.userAgent.empty()) return "A user agent";
+  const bool hasTimes = network.connectTime.count() != 0 || network.stallTime.count() != 0;
+  return hasTimes ? "A time limit" : "";
 }
 
 class ModuleKeeper final : public Keeper {
@@ -90,9 +110,16 @@ class ModuleKeeper final : public Keeper {
         record_(recordOf(settings)),
         folder_(copyFolder(settings.targetDirectory)),
         waitsForOthers_(settings.update.waitsForOthers),
+        subject_{record_.remoteAddress.empty() ? mtlrules::defaultAddress()
+                                               : record_.remoteAddress.text(),
+                 record_.targetDirectory.text(), settings.subPath, "", ""},
         events_(events),
         downloader_(table().createDownloader(&events_, &record_), table().destroyDownloader) {
     trust_.forgets = settings.trust.forgetsKeys;
+    events_.limit(settings.update.largestFile, settings.update.largestTotal);
+    events_.explainBy([this](Errors& chain, const RequestedFiles& requested) {
+      explainChain(chain, subject_, requested.failedFile(subject_.folder));
+    });
   }
 
   bool isUsable(Errors& problem) const;
@@ -107,12 +134,14 @@ class ModuleKeeper final : public Keeper {
   using Entry = std::int32_t (*)(DownloaderImpl* downloader);
 
   static Result refusal() {
-    return failedBy(Result::Failure::kUsage, {ownError("only the engine can do this")});
+    return failedBy(Result::Failure::kUsage,
+                    explained({ownError("only the engine can do this")}, ErrorKind::kSettings));
   }
 
   const DownloaderInterface& table() const { return module_.table(); }
   Result call(Entry entry);
   Result refusedBy(const mtlupdate::Failure& failure);
+  mtlupdate::Outcome chooseProxy();
   mtlupdate::Outcome takeCopy(mtlupdate::Folder& folder, mtlupdate::Lock& lock);
 
   // In the order in which they are made; they are released in the opposite one.
@@ -121,6 +150,7 @@ class ModuleKeeper final : public Keeper {
   DownloaderSettings record_;
   const std::string folder_;
   const bool waitsForOthers_;
+  Subject subject_;
   mtlupdate::TrustOptions trust_{};  ///< Without keys.
   EventStream& events_;
   Owned<DownloaderImpl> downloader_;
@@ -131,10 +161,11 @@ bool ModuleKeeper::isUsable(Errors& problem) const {
   const int code = table().getKrellNetworkingStatus(
       context_.get(), static_cast<std::int32_t>(text.size()), text.data());
   if (code != 0) {
-    problem = {ownError("The networking library could not be started"),
-               {"", code, text.front() != '\0' ? text.data() : "out of memory"}};
+    problem = explained({ownError("The networking library could not be started"),
+                         {"", code, text.front() != '\0' ? text.data() : "out of memory"}},
+                        ErrorKind::kModule);
   } else if (downloader_ == nullptr) {
-    problem = {ownError("Out of memory")};
+    problem = explained({ownError("Out of memory")}, ErrorKind::kMemory);
   }
   return code == 0 && downloader_ != nullptr;
 }
@@ -143,9 +174,11 @@ Result ModuleKeeper::call(Entry entry) {
   const int code = entry(downloader_.get());
   const CallRecord told = events_.finish();
   if (told.failure) std::rethrow_exception(told.failure);
-  Result result{statusOf(code, told.stopped), code,
-                code < 0 ? explanationOf(code, told) : Errors()};
-  if (result.status == Result::Status::kFailed) result.failure = Result::Failure::kOther;
+  Result result{statusOf(code, told.stopped && !told.isBeyondLimit), code,
+                code < 0 ? chainOf(code, told, subject_) : Errors()};
+  if (result.status == Result::Status::kFailed) {
+    result.failure = told.isBeyondLimit ? Result::Failure::kLimit : Result::Failure::kOther;
+  }
   result.fetched = {told.files, told.bytes};
   result.isChanged = told.files > 0;
   result.receivedBytes = told.bytes;
@@ -156,10 +189,29 @@ Result ModuleKeeper::call(Entry entry) {
 Result ModuleKeeper::refusedBy(const mtlupdate::Failure& failure) {
   const CallRecord told = events_.finish();
   if (told.failure) std::rethrow_exception(told.failure);
-  return failedBy(failure);
+  return failedBy(failure, subject_);
+}
+
+// The module would send requests without a proxy that it cannot use.
+mtlupdate::Outcome ModuleKeeper::chooseProxy() {
+  mtlupdate::Proxy proxy;
+  mtlupdate::Outcome failure;
+  const std::string address = record_.proxyAddress.text();
+  if (record_.proxyMode == PROXY_MODE_EXPLICIT) {
+    failure = mtlupdate::parseProxy(address, proxy);
+  } else if (record_.proxyMode != PROXY_MODE_DISABLED) {
+    // It has one for http and https.
+    failure = mtlupdate::findSystemProxy(subject_.address, false, proxy);
+  }
+  subject_.proxy = proxy.text();
+  if (failure || proxy.user.empty()) return failure;
+  return mtlupdate::because(
+      mtlupdate::Failure::Cause::kProxySetting,
+      {mtlupdate::Failure::Kind::kUsage, "only the engine shows it a user name", proxy.text()});
 }
 
 Result ModuleKeeper::check() {
+  if (const mtlupdate::Outcome failure = chooseProxy()) return refusedBy(*failure);
   mtlupdate::Folder folder;
   if (!folder_.empty() && !folder.open(folder_, false)) {
     const mtlupdate::Outcome failure = mtlupdate::Trust(trust_, "").readRecord(folder);
@@ -171,8 +223,9 @@ Result ModuleKeeper::check() {
 Result ModuleKeeper::run() {
   mtlupdate::Folder folder;
   mtlupdate::Lock lock;
+  if (const mtlupdate::Outcome failure = chooseProxy()) return refusedBy(*failure);
   if (const mtlupdate::Outcome failure = takeCopy(folder, lock)) return refusedBy(*failure);
-  if (Errors problem = makeStampFolder(record_); !problem.empty()) {
+  if (Errors problem = makeStampFolder(record_, subject_); !problem.empty()) {
     return failedBy(Result::Failure::kDisk, std::move(problem));
   }
   return call(table().runDownload);
@@ -195,11 +248,27 @@ mtlupdate::Outcome ModuleKeeper::takeCopy(mtlupdate::Folder& folder, mtlupdate::
 
 std::unique_ptr<Keeper> openModule(const Settings& settings, EventStream& events, Errors& problem) {
   if (!settings.trust.keys.empty() || !settings.trust.libraryName.empty()) {
-    problem = {ownError("Keys are for the engine only: the module cannot check signatures")};
+    problem =
+        explained({ownError("Keys are for the engine only: the module cannot check signatures")},
+                  ErrorKind::kSettings);
+    return nullptr;
+  }
+  problem = proxyProblem(settings);
+  if (!problem.empty()) return nullptr;
+  if (const std::string setting = engineSettingIn(settings.network); !setting.empty()) {
+    problem = explained({ownError(setting + " is for the engine only: the module has none")},
+                        ErrorKind::kSettings);
+    return nullptr;
+  }
+  if (mtlrules::hasUserName(settings.remoteAddress)) {
+    const std::string address = mtlrules::withoutUserName(settings.remoteAddress);
+    problem = explained({ownError("The address " + address + " has a user name")},
+                        ErrorKind::kAddress, address);
     return nullptr;
   }
   if (!settings.mirrors.empty()) {
-    problem = {ownError("Mirrors are for the engine only: the module knows one address")};
+    problem = explained({ownError("Mirrors are for the engine only: the module knows one address")},
+                        ErrorKind::kSettings);
     return nullptr;
   }
   std::optional<Module> module = Module::load(settings.moduleFile, problem);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <system_error>
 
 namespace mtlhost {
 
@@ -29,6 +30,9 @@ class SharedLibrary {
   };
   std::unique_ptr<void, Unload> handle_;
 };
+
+/// The code that Windows has for the error; its own there.
+int windowsCode(const std::error_code& error);
 
 /// The number of this process, which another one has after a fork.
 std::int64_t processId();

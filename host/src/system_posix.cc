@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "mtlhost/system.h"
+#include "platform/posix/errors.h"
 #include "system_calls.h"
 
 namespace mtlhost {
@@ -41,6 +42,10 @@ std::string ownFolder() {
                                          ? std::filesystem::read_symlink("/proc/self/exe", error)
                                          : std::filesystem::absolute(map->l_name, error);
   return file.parent_path().string();
+}
+
+int windowsCode(const std::error_code& error) {
+  return static_cast<int>(posix::errorFromErrno(error.value()));
 }
 
 std::int64_t processId() {

@@ -61,6 +61,11 @@ std::string ownFolder() {
   return Platform::utf8Of(std::filesystem::path(name).parent_path().wstring());
 }
 
+int windowsCode(const std::error_code& error) {
+  if (error.category() == std::system_category()) return error.value();
+  return error == std::errc::no_space_on_device ? int{ERROR_DISK_FULL} : -1;
+}
+
 std::int64_t processId() {
   return GetCurrentProcessId();
 }

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "explanation.h"
 #include "keeper.h"
 #include "module.h"
 #include "mtlhost/system.h"
@@ -17,10 +18,14 @@ namespace {
 std::optional<mtlsigning::PublicKey> keyOf(const std::string& keyOrFile, Errors& problem) {
   const mtlsigning::NamedKey named = mtlsigning::keyNamed(keyOrFile);
   if (named.error) {
-    problem = {ownError('"' + keyOrFile + "\" is neither a public key nor a file that can be read"),
-               ownError(systemErrorText(named.error))};
+    problem = explained(
+        {ownError('"' + keyOrFile + "\" is neither a public key nor a file that can be read"),
+         ownError(systemErrorText(named.error))},
+        ErrorKind::kSettings, keyOrFile);
   } else if (!named.key) {
-    problem = {ownError("The file \"" + keyOrFile + "\" has no public key of minisign's format")};
+    problem = explained(
+        {ownError("The file \"" + keyOrFile + "\" has no public key of minisign's format")},
+        ErrorKind::kSettings, keyOrFile);
   }
   return named.key;
 }
@@ -39,7 +44,9 @@ std::optional<mtlupdate::TrustOptions> trustOptionsOf(const TrustSettings& setti
     options.keys.push_back(*key);
   }
   if (!settings.libraryName.empty() && options.keys.empty()) {
-    problem = {ownError("A library's name is checked with keys only, and none are given")};
+    problem =
+        explained({ownError("A library's name is checked with keys only, and none are given")},
+                  ErrorKind::kSettings);
     return std::nullopt;
   }
   return options;

@@ -45,6 +45,9 @@ for command_line in mtlsync mtlpublish "mtlpublish build" "mtlpublish diff" "mtl
   # shellcheck disable=SC2086  # a word or two
   {
     options=$(listed_options "$2"/$command_line)
+    if [ "$command_line" = mtlsync ]; then
+      options=$(printf '%s\n%s' "$options" "$(listed_options "$2"/mtlsync --help-network)" | sort)
+    fi
     expect_same "bash, $command_line" "$options" "$(in_bash $command_line -)"
     expect_same "fish, $command_line" "$options" "$(in_fish $command_line -)"
     expect_same "zsh, $command_line" "$options" "$(options_in_zsh $command_line)"

@@ -94,7 +94,7 @@ expect_repair
 begin_anew
 mkdir "$target/a"
 expect 1 synchronise
-expect_text 'Could not create file "a"'
+expect_text '/a" cannot be written: '
 expect_old_stamp
 rmdir "$target/a"
 expect_repair

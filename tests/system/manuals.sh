@@ -28,5 +28,5 @@ check_page() {
   echo "$text" | tail -n 1 | grep -q "^mtllib $version " || fail "$1: not of version $version"
 }
 
-check_page mtlsync "$2" ""
+check_page mtlsync "$2" --help-network
 check_page mtlpublish "$2" "build diff files init keygen report rollback verify serve"

@@ -106,7 +106,7 @@ expect_nothing_logged
 echo "A proxy that refuses is told"
 start_proxy "ConnectPort 1"
 expect 3 mtlsync --retries 0 --proxy "$proxy" "$https" "$folder/none"
-expect_text "the proxy could not be reached or refused"
+expect_text "the proxy refused"
 start_proxy "Allow 192.0.2.1"
 expect 3 mtlsync --retries 0 --proxy "$proxy" "$http" "$folder/none"
 expect_text "HTTP status 403"
@@ -117,14 +117,22 @@ expect 3 env http_proxy="http://user:secret@$proxy" mtlsync --retries 0 -v "$htt
 expect_text "HTTP status 407"
 ! grep -q secret "$folder/err" || fail "the password was printed"
 expect 3 mtlsync --retries 0 --proxy "$proxy" "$https" "$folder/none"
-expect_text "the proxy could not be reached or refused"
+expect_text "the proxy wants a user name and a password"
+
+echo "A proxy is shown user name and password, which are printed nowhere"
+printf 'user:secret\n' >"$folder/user"
+expect 0 mtlsync -v --proxy "$proxy" --proxy-user "@$folder/user" "$http" "$folder/copy8"
+expect_same_tree "$folder/library" "$folder/copy8"
+! grep -q secret "$folder/err" || fail "the password was printed"
+expect 0 mtlsync -v --proxy "user:secret@$proxy" "$https" "$folder/copy9"
+! grep -q secret "$folder/err" || fail "the password was printed"
 
 echo "A proxy that is not there is told"
 stop_other_servers
 expect 3 mtlsync --retries 0 --proxy "$proxy" "$http" "$folder/none"
-expect_text "the proxy could not be reached or refused"
+expect_text "the proxy could not be reached"
 expect 3 mtlsync --retries 0 --proxy "$unknown_host" "$http" "$folder/none"
-expect_text "the proxy could not be reached or refused"
+expect_text "the proxy could not be reached"
 [ ! -e "$folder/none" ] || fail "a folder for nothing"
 
 # It keeps nothing, and logs what it was asked for.

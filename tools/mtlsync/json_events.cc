@@ -156,16 +156,21 @@ void JsonEvents::status(const std::string& stamp, const std::string& since, std:
   writeLine(stream_, object);
 }
 
-void JsonEvents::error(const ErrorEntries& entries) {
+void JsonEvents::error(const mtlhost::Errors& chain) {
   Json::Value object = eventNamed("error");
-  Json::Value& chain = object["chain"] = Json::arrayValue;
-  for (const ErrorEntry& entry : entries) {
+  Json::Value& records = object["chain"] = Json::arrayValue;
+  for (const mtlhost::Error& error : chain) {
     Json::Value record(Json::objectValue);
-    record["tag"] = mtlhost::validUtf8(entry.tag);
-    record["code"] = entry.code;
-    record["message"] = mtlhost::validUtf8(entry.message);
-    chain.append(record);
+    record["tag"] = mtlhost::validUtf8(error.tag);
+    record["code"] = error.code;
+    record["message"] = mtlhost::validUtf8(error.message);
+    records.append(record);
   }
+  const mtlhost::Error& failure = chain.front();
+  object["kind"] = mtlhost::nameOf(failure.kind);
+  object["about"] = mtlhost::validUtf8(failure.about);
+  object["sentence"] = failure.sentence;
+  object["hint"] = failure.hint;
   writeLine(stream_, object);
 }
 

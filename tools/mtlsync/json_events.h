@@ -7,7 +7,6 @@
 #include <string>
 
 #include "mtlhost/library.h"
-#include "mtlsync/error_text.h"
 
 namespace mtlsync {
 
@@ -36,7 +35,7 @@ class JsonEvents {
   /// signed it.
   void status(const std::string& stamp, const std::string& since, std::int64_t files,
               std::int64_t bytes, bool isUnfinished, const mtlhost::CopySignature& signature);
-  void error(const ErrorEntries& entries);
+  void error(const mtlhost::Errors& chain);
   /// What an update did, in all.
   void changes(const mtlhost::Result& result);
   /// `failure` is what kind of failure it was, "" for none.

@@ -2,12 +2,19 @@
 #include "mtlsync/options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
+#include "mtlsync/parse_size.h"
 #include "mtlsync/random_delay.h"
 #include "rules/printable.h"
 
@@ -31,6 +38,19 @@ class HelpFormatter final : public CLI::Formatter {
   }
 };
 
+/// The option groups: the one that --help shows, and the one that --help-network shows.
+constexpr const char* kShownGroup = "Options";
+constexpr const char* kNetworkGroup = "Network";
+
+/// The options of one of the groups.
+std::string helpOn(CLI::App& app, const std::string& group) {
+  for (CLI::Option* option : app.get_options()) {
+    if (option->get_positional()) continue;
+    option->group(option->get_group() == group ? kShownGroup : "");
+  }
+  return app.help();
+}
+
 /// What was typed, as far as it is not yet what is wanted.
 struct Typed {
   std::vector<std::string> names;  ///< URL and DIR.
@@ -39,6 +59,7 @@ struct Typed {
   bool repair = false;
   bool verify = false;
   bool status = false;
+  bool helpOnNetwork = false;
   bool noProxy = false;
   bool quiet = false;
   bool verbose = false;
@@ -46,6 +67,12 @@ struct Typed {
   std::string maxTotalSize = kNoLimit;
   std::string limitRate = kNoLimit;
   std::string randomDelay;
+  std::string proxyUser;
+  std::string query;
+  std::vector<std::string> fields;
+  std::string connectTime;
+  std::string stallTime;
+  std::string mostTime;
   int retries = mtlhost::UpdateSettings().tries - 1;
 };
 
@@ -122,6 +149,36 @@ void declareUpdate(CLI::App& app, Options& options, Typed& typed) {
   app.add_flag("--wait", update.waitsForOthers, "Wait for another run on DIR to end");
 }
 
+void declareNetwork(CLI::App& app, mtlhost::NetworkSettings& network, Typed& typed) {
+  app.add_flag("--help-network", typed.helpOnNetwork)->group("");
+  app.option_defaults()->group(kNetworkGroup);
+  app.add_option("--ca-file", network.caFile, "Trust the authorities in it (PEM), no others")
+      ->type_name("FILE")
+      ->check(notEmpty());
+  app.add_option("--proxy-user", typed.proxyUser, "USER:PASSWORD for the proxy")
+      ->type_name("TEXT|@FILE")
+      ->check(notEmpty());
+  app.add_option("--field", typed.fields, "Send \"NAME: VALUE\" too, over https alone")
+      ->type_name("TEXT|@FILE")
+      ->expected(1)
+      ->allow_extra_args(false)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->check(notEmpty());
+  app.add_option("--query", typed.query, "Put it behind the \"?\" of each URL")
+      ->type_name("TEXT|@FILE")
+      ->check(notEmpty());
+  app.add_option("--user-agent", network.userAgent, "Name that servers are told; mtllib")
+      ->type_name("NAME")
+      ->check(notEmpty());
+  const auto addTime = [&](const char* name, std::string& time, const char* text) {
+    app.add_option(name, time, text)->type_name("TIME")->check(isDuration());
+  };
+  addTime("--connect-timeout", typed.connectTime, "Connect in that time at most; 30 s");
+  addTime("--stall-timeout", typed.stallTime, "Wait so long for a byte at most; 60 s");
+  addTime("--max-time", typed.mostTime, "Give up when it takes longer");
+  app.option_defaults()->group(kShownGroup);
+}
+
 void declareTrust(CLI::App& app, mtlhost::TrustSettings& trust) {
   app.add_option("--key", trust.keys, "Take only what this public key has signed")
       ->type_name("KEY|FILE")
@@ -158,6 +215,14 @@ std::string engineOptionIn(const Typed& typed, const Options& options) {
   if (!options.trust.keys.empty()) return "--key";
   if (!options.mirrors.empty()) return "--mirror";
   if (typed.limitRate != kNoLimit) return "--limit-rate";
+  if (!options.network.caFile.empty()) return "--ca-file";
+  if (!typed.proxyUser.empty()) return "--proxy-user";
+  if (!typed.fields.empty()) return "--field";
+  if (!typed.query.empty()) return "--query";
+  if (!options.network.userAgent.empty()) return "--user-agent";
+  if (!typed.connectTime.empty()) return "--connect-timeout";
+  if (!typed.stallTime.empty()) return "--stall-timeout";
+  if (!typed.mostTime.empty()) return "--max-time";
   return typed.retries != Typed().retries ? "--retries" : "";
 }
 
@@ -201,6 +266,65 @@ std::string takeNames(const Typed& typed, Options& options) {
   return "The following argument was not expected: " + typed.names[wanted.size()];
 }
 
+/// The lines of a text, or of the file that "@FILE" names: what others must not see does not stand
+/// on command lines. Empty, with `problem`, when it cannot be read.
+std::vector<std::string> linesOf(const std::string& textOrFile, std::string& problem) {
+  if (textOrFile.front() != '@') return {textOrFile};
+  const std::string name = textOrFile.substr(1);
+  std::ifstream file(std::filesystem::u8path(name), std::ios::binary);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(file, line);) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    if (!line.empty()) lines.push_back(line);
+  }
+  if (lines.empty()) problem = "Could not read a line from the file: " + name;
+  return lines;
+}
+
+/// What stands before and behind the first colon, without the blanks there.
+std::pair<std::string, std::string> splitAtColon(const std::string& text) {
+  const std::size_t colon = std::min(text.find(':'), text.size());
+  const std::size_t end = std::min(text.find_first_not_of(' ', colon + 1), text.size());
+  return {text.substr(0, colon), text.substr(end)};
+}
+
+/// What is wrong with what was typed about the network; "" when nothing is.
+std::string takeNetwork(const Typed& typed, Options& options) {
+  std::string problem;
+  mtlhost::NetworkSettings& network = options.network;
+  if (!typed.proxyUser.empty()) {
+    const std::vector<std::string> lines = linesOf(typed.proxyUser, problem);
+    if (lines.empty()) return problem;
+    const std::size_t colon = std::min(lines.front().find(':'), lines.front().size());
+    network.proxyUser = lines.front().substr(0, colon);
+    network.proxyPassword = lines.front().substr(std::min(colon + 1, lines.front().size()));
+    if (network.proxyUser.empty()) return "--proxy-user: no user name";
+  }
+  for (const std::string& field : typed.fields) {
+    for (const std::string& line : linesOf(field, problem)) {
+      auto [name, value] = splitAtColon(line);
+      network.fields.push_back({std::move(name), std::move(value)});
+    }
+  }
+  if (!typed.query.empty()) {
+    const std::vector<std::string> lines = linesOf(typed.query, problem);
+    if (!lines.empty()) network.query = lines.front();
+  }
+  const auto timeOf = [](const std::string& text) {
+    return text.empty() ? std::chrono::seconds(0) : *parseDuration(text);
+  };
+  network.connectTime = timeOf(typed.connectTime);
+  network.stallTime = timeOf(typed.stallTime);
+  if (!typed.mostTime.empty()) options.update.duration = timeOf(typed.mostTime);
+  return problem;
+}
+
+/// 0 is no limit.
+std::optional<std::uint64_t> limitFrom(const std::string& text) {
+  const std::int64_t bytes = *parseSize(text);
+  return bytes > 0 ? std::optional(static_cast<std::uint64_t>(bytes)) : std::nullopt;
+}
+
 CommandLine wrongUsage(const std::string& problem) {
   return {CommandLine::Outcome::kWrongUsage, {}, mtlrules::printableLine(problem)};
 }
@@ -216,7 +340,7 @@ CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
                "mtlsync");
   app.formatter(std::make_shared<HelpFormatter>());
   app.allow_windows_style_options(false);
-  app.set_help_flag("-h,--help", "Print this help and exit");
+  app.set_help_flag("-h,--help", "Print this help; see --help-network, too");
   app.set_version_flag("--version", "mtlsync " MTLSYNC_VERSION, "Print the version and exit");
   app.footer(kFooter);
   std::array<std::string, 2> names;
@@ -227,25 +351,33 @@ CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
   declareModes(app, typed);
   declareSettings(app, options, typed);
   declareUpdate(app, options, typed);
+  declareNetwork(app, options.network, typed);
   declareTrust(app, options.trust);
 
   try {
     app.parse(argumentCount, arguments);
   } catch (const CLI::CallForHelp&) {
-    return {CommandLine::Outcome::kShowText, {}, app.help()};
+    return {CommandLine::Outcome::kShowText,
+            {},
+            helpOn(app, typed.helpOnNetwork ? kNetworkGroup : kShownGroup)};
   } catch (const CLI::CallForVersion& version) {
     return {CommandLine::Outcome::kShowText, {}, std::string(version.what()) + '\n'};
   } catch (const CLI::Error& error) {
     return wrongUsage(error.what());
   }
 
+  if (typed.helpOnNetwork) {
+    return {CommandLine::Outcome::kShowText, {}, helpOn(app, kNetworkGroup)};
+  }
   for (std::size_t i = 0; i < names.size(); ++i) {
     if (positionals[i]->count() > 0) typed.names.push_back(names[i]);
   }
   std::string problem = contradictionIn(typed, options);
   if (problem.empty()) problem = takeNames(typed, options);
+  if (problem.empty()) problem = takeNetwork(typed, options);
   if (!problem.empty()) return wrongUsage(problem);
-  options.limits = {*parseSize(typed.maxFileSize), *parseSize(typed.maxTotalSize)};
+  options.update.largestFile = limitFrom(typed.maxFileSize);
+  options.update.largestTotal = limitFrom(typed.maxTotalSize);
   options.update.bytesPerSecond = *parseSize(typed.limitRate);
   options.update.tries = typed.retries + 1;
   options.update.prune = options.update.prune || options.update.pruneMost;

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "mtlhost/network.h"
 #include "mtlhost/trust.h"
 #include "mtlhost/update.h"
 #include "mtllib/downloader_settings.h"
-#include "mtlsync/size_limits.h"
 
 namespace mtlsync {
 
@@ -32,10 +32,10 @@ struct Options {
   std::string proxyAddress;
   std::string moduleFile;  ///< "" for the engine.
   Verbosity verbosity = Verbosity::kNormal;
-  SizeLimits limits;
-  mtlhost::UpdateSettings update{};  ///< Without the limits above.
+  mtlhost::UpdateSettings update{};
   mtlhost::TrustSettings trust{};
   std::vector<std::string> mirrors{};
+  mtlhost::NetworkSettings network{};
   std::chrono::seconds mostDelay{0};  ///< Before anything is done, a random part of it.
   Mode mode = Mode::kSync;
   bool json = false;

@@ -16,10 +16,7 @@ std::string countText(std::int64_t count, const std::string& one, const std::str
 }  // namespace
 
 Outcome outcomeOf(int code, bool stopped, const Options& options, const RunRecord& record) {
-  if (code < 0) {
-    const bool interrupted = stopped && record.exceededLimit.empty();
-    return interrupted ? Outcome::kInterrupted : Outcome::kFailed;
-  }
+  if (code < 0) return stopped ? Outcome::kInterrupted : Outcome::kFailed;
   if (options.mode == Mode::kCheck) {
     return code > 0 ? Outcome::kUpdateAvailable : Outcome::kUpToDate;
   }

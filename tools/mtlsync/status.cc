@@ -15,7 +15,7 @@
 #include "common/quantity_text.h"
 #include "mtlhost/system.h"
 #include "mtlhost/update.h"
-#include "mtlsync/hints.h"
+#include "mtlsync/command_text.h"
 #include "mtlsync/outcome.h"
 #include "rules/own_names.h"
 #include "rules/path.h"
@@ -70,15 +70,22 @@ fs::path stampFile(const Options& options) {
   return fs::u8path(mtlrules::joinedPath(options.directory, name));
 }
 
-StatusResult readStamp(const fs::path& stamp, CopyStatus& status, ErrorEntries& problem) {
+/// Of this program, which looks at the folder itself.
+mtlhost::Errors failure(const std::string& what, const std::string& why) {
+  mtlhost::Errors chain{{"mtlsync", -1, what}, {"mtlsync", -1, why}};
+  chain.front().kind = mtlhost::ErrorKind::kDisk;
+  chain.front().sentence = mtlrules::printableLine(what + ": " + why) + '.';
+  return chain;
+}
+
+StatusResult readStamp(const fs::path& stamp, CopyStatus& status, mtlhost::Errors& problem) {
   const std::string name = '"' + stamp.u8string() + '"';
   const auto noCopy = [&](const std::string& reason) {
-    problem = {ownError("There is no complete copy here"), ownError(reason)};
+    problem = failure("There is no complete copy here", reason);
     return StatusResult::kNoStamp;
   };
   const auto unreadable = [&](const std::error_code& error) {
-    problem = {ownError("Could not read the stamp " + name),
-               ownError(mtlhost::systemErrorText(error))};
+    problem = failure("Could not read the stamp " + name, mtlhost::systemErrorText(error));
     return StatusResult::kUnreadable;
   };
   std::error_code error;
@@ -181,13 +188,10 @@ std::string timeText(const std::tm* time, const char* format) {
 }  // namespace
 
 StatusResult readStatus(const Options& options, const std::function<bool()>& stop,
-                        CopyStatus& status, ErrorEntries& problem) {
+                        CopyStatus& status, mtlhost::Errors& problem) {
   const auto signature =
       mtlhost::copySignature(options.directory, options.subPath, options.trust, problem);
-  if (!signature) {
-    problem = asOwn(problem);
-    return StatusResult::kWrongKey;
-  }
+  if (!signature) return StatusResult::kWrongKey;
   status.signature = *signature;
   const fs::path stamp = stampFile(options);
   const StatusResult result = readStamp(stamp, status, problem);
@@ -198,9 +202,9 @@ StatusResult readStatus(const Options& options, const std::function<bool()>& sto
 
 ExitStatus tellStatus(const Options& options, const SyncObserver::Outputs& outputs,
                       const std::function<bool()>& stop) {
-  SyncObserver observer(outputs, options.verbosity, {}, stop);
+  SyncObserver observer(outputs, options.verbosity, stop);
   CopyStatus status;
-  ErrorEntries problem;
+  mtlhost::Errors problem;
   const StatusResult result = readStatus(options, stop, status, problem);
   if (result == StatusResult::kStopped) {
     if (outputs.events != nullptr)

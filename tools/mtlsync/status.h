@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "mtlsync/error_text.h"
 #include "mtlsync/exit_status.h"
 #include "mtlsync/options.h"
 #include "mtlsync/sync_observer.h"
@@ -34,7 +33,7 @@ enum class StatusResult {
 };
 
 StatusResult readStatus(const Options& options, const std::function<bool()>& stop,
-                        CopyStatus& status, ErrorEntries& problem);
+                        CopyStatus& status, mtlhost::Errors& problem);
 
 /// The same, told to people or programs as the options say.
 ExitStatus tellStatus(const Options& options, const SyncObserver::Outputs& outputs,

@@ -16,11 +16,20 @@ namespace {
 constexpr const char* kFileBegun = "Downloading file \"%s\" (%lli bytes)";
 constexpr const char* kStampsMatch = "Local and remote stamp files match. Nothing to do.";
 
+/// The message of an error; in detail with its tag and code.
+std::string textOf(const mtlhost::Error& error, bool detailed) {
+  const std::string code = std::to_string(error.code);
+  std::string text = mtlrules::printableLine(error.message);
+  if (text.empty()) text = "error " + code;
+  if (!detailed) return text;
+  return text + " [" + (error.tag.empty() ? "" : mtlrules::printableLine(error.tag) + ", ") +
+         "code " + code + "]";
+}
+
 }  // namespace
 
-SyncObserver::SyncObserver(const Outputs& outputs, Verbosity verbosity, const SizeLimits& limits,
-                           std::function<bool()> stop)
-    : outputs_(outputs), verbosity_(verbosity), limits_(limits), stop_(std::move(stop)) {}
+SyncObserver::SyncObserver(const Outputs& outputs, Verbosity verbosity, std::function<bool()> stop)
+    : outputs_(outputs), verbosity_(verbosity), stop_(std::move(stop)) {}
 
 void SyncObserver::showDifferences(const std::vector<mtlhost::Difference>& differences) {
   outputs_.messages.hideStatus();
@@ -49,37 +58,33 @@ void SyncObserver::info(const mtlhost::Message& message) {
 }
 
 void SyncObserver::warning(const std::string& text) {
-  record_.warned = true;
   if (JsonEvents* to = events()) to->text("warning", text);
   printWarning(mtlrules::printableLine(text));
 }
 
-void SyncObserver::survived(const ErrorEntry& entry) {
-  if (JsonEvents* to = events()) to->taggedError(entry.tag, entry.code, entry.message);
-  printWarning(errorLines({entry}, verbosity_ == Verbosity::kVerbose).front());
+void SyncObserver::survived(const mtlhost::Error& error) {
+  if (JsonEvents* to = events()) to->taggedError(error.tag, error.code, error.message);
+  printWarning(textOf(error, verbosity_ == Verbosity::kVerbose));
 }
 
-void SyncObserver::error(const ErrorEntries& entries) {
-  record_.failure = entries;
-  if (JsonEvents* to = events()) to->error(entries);
+void SyncObserver::error(const mtlhost::Errors& chain) {
+  record_.failure = chain;
+  if (JsonEvents* to = events()) to->error(chain);
   const bool detailed = verbosity_ == Verbosity::kVerbose;
+  const mtlhost::Error& failure = chain.front();
   // Whoever stopped the run knows why it ended.
-  if (!detailed && isEnding() && isAbort(entries)) return;
-  std::string opening =
-      "mtlsync: " + outputs_.messages.coloured(common::Tone::kError, "error:") + " ";
-  for (const std::string& line : errorLines(entries, detailed)) {
-    outputs_.messages.printLine(opening + line);
-    opening.clear();
-  }
+  if (!detailed && stop_() && failure.kind == mtlhost::ErrorKind::kCancelled) return;
+  const std::string opening = outputs_.messages.coloured(common::Tone::kError, "error:");
+  outputs_.messages.printLine("mtlsync: " + opening + ' ' + failure.sentence);
+  if (!detailed) return;
+  for (const mtlhost::Error& error : chain)
+    outputs_.messages.printLine("  " + textOf(error, true));
 }
 
 bool SyncObserver::goOn(const mtlhost::Transfer& transfer) {
   record_.bytes = transfer.totalBytes;
   if (outputs_.progress != nullptr) outputs_.progress->refresh();
-  if (!isEnding()) {
-    record_.exceededLimit = exceededLimit(limits_, transfer.receivedBytes, record_.bytes);
-  }
-  return !isEnding();
+  return !stop_();
 }
 
 void SyncObserver::planned(const mtlhost::Plan& plan) {

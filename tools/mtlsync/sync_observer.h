@@ -9,11 +9,9 @@
 
 #include "common/console.h"
 #include "mtlhost/observer.h"
-#include "mtlsync/error_text.h"
 #include "mtlsync/json_events.h"
 #include "mtlsync/options.h"
 #include "mtlsync/progress_display.h"
-#include "mtlsync/size_limits.h"
 
 namespace mtlsync {
 
@@ -24,9 +22,7 @@ struct RunRecord {
   std::int64_t compared = 0;     ///< Files that were compared with the list.
   std::int64_t differences = 0;  ///< That were told.
   bool isUnchanged = false;      ///< The copy was as it should be.
-  bool warned = false;           ///< Told by the library as the end of a run may be.
-  ErrorEntries failure;          ///< The last one told.
-  std::string exceededLimit;     ///< Why we ended the run ourselves; "" when we did not.
+  mtlhost::Errors failure;       ///< The last one told.
 };
 
 /// Messages go to the console as far as the verbosity allows, everything goes to the
@@ -40,9 +36,8 @@ class SyncObserver final : public mtlhost::Observer {
     JsonEvents* events;         ///< May be null.
   };
 
-  /// `stop` is asked whether to end the run; beyond the limits it ends, too.
-  SyncObserver(const Outputs& outputs, Verbosity verbosity, const SizeLimits& limits,
-               std::function<bool()> stop);
+  /// `stop` is asked whether to end the run.
+  SyncObserver(const Outputs& outputs, Verbosity verbosity, std::function<bool()> stop);
 
   /// Tells in what the copy differs from the list.
   void showDifferences(const std::vector<mtlhost::Difference>& differences);
@@ -55,8 +50,8 @@ class SyncObserver final : public mtlhost::Observer {
   void stage(const mtlhost::Message& message) override;
   void info(const mtlhost::Message& message) override;
   void warning(const std::string& text) override;
-  void survived(const ErrorEntry& entry) override;
-  void error(const ErrorEntries& entries) override;
+  void survived(const mtlhost::Error& error) override;
+  void error(const mtlhost::Errors& chain) override;
   bool goOn(const mtlhost::Transfer& transfer) override;
   void planned(const mtlhost::Plan& plan) override;
   void file(const mtlhost::FileChange& change) override;
@@ -73,11 +68,8 @@ class SyncObserver final : public mtlhost::Observer {
   void printWarning(const std::string& text);
   JsonEvents* events();
   void tellFile(const mtlhost::Message& message);
-  bool isEnding() const { return stop_() || !record_.exceededLimit.empty(); }
-
   Outputs outputs_;
   Verbosity verbosity_;
-  SizeLimits limits_;
   std::function<bool()> stop_;
   bool hasToldOfWaiting_ = false;
   RunRecord record_;

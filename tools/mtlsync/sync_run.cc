@@ -11,7 +11,7 @@
 #include "common/system.h"
 #include "mtlhost/folder_name.h"
 #include "mtlhost/library.h"
-#include "mtlsync/hints.h"
+#include "mtlsync/command_text.h"
 #include "mtlsync/json_events.h"
 #include "mtlsync/outcome.h"
 #include "mtlsync/plan_text.h"
@@ -32,11 +32,7 @@ mtlhost::Settings settingsOf(const Options& options) {
   settings.update = options.update;
   settings.trust = options.trust;
   settings.mirrors = options.mirrors;
-  const auto limitOf = [](std::int64_t bytes) {
-    return bytes > 0 ? std::optional(static_cast<std::uint64_t>(bytes)) : std::nullopt;
-  };
-  settings.update.largestFile = limitOf(options.limits.file);
-  settings.update.largestTotal = limitOf(options.limits.total);
+  settings.network = options.network;
   return settings;
 }
 
@@ -68,28 +64,21 @@ mtlhost::Result useLibrary(const Options& options, mtlhost::Library& library,
   return library.run();
 }
 
-/// A failure, with `problem`, when it did not get that far. The engine has nothing to load that
-/// could be missing: then the options cannot be used.
-mtlhost::Result synchronise(const Options& options, SyncObserver& observer, ErrorEntries& problem) {
+/// A failure, with `problem`, when it did not get that far: unless the module is to blame, the
+/// options cannot be used.
+mtlhost::Result synchronise(const Options& options, SyncObserver& observer,
+                            mtlhost::Errors& problem) {
   auto library = mtlhost::Library::open(settingsOf(options), observer, problem);
   if (!library) {
     mtlhost::Result result;
-    if (usesEngine(options)) result.failure = mtlhost::Result::Failure::kUsage;
+    const mtlhost::ErrorKind kind = problem.front().kind;
+    if (kind != mtlhost::ErrorKind::kModule && kind != mtlhost::ErrorKind::kMemory) {
+      result.failure = mtlhost::Result::Failure::kUsage;
+    }
     return result;
   }
   waitRandomly(options.mostDelay, common::stopRequested);
   return useLibrary(options, *library, observer);
-}
-
-/// No run fails without a word.
-void explainFailure(const mtlhost::Result& result, const Options& options, SyncObserver& observer) {
-  const RunRecord& record = observer.record();
-  const bool warned = record.warned && options.verbosity != Verbosity::kQuiet;
-  if (!record.exceededLimit.empty()) {
-    observer.error({ownError(record.exceededLimit)});
-  } else if (record.failure.empty() && !warned) {
-    observer.error(asOwn(result.errors));
-  }
 }
 
 /// The two streams, and what is known about where they lead.
@@ -105,12 +94,11 @@ struct Consoles {
 };
 
 /// What to do next, where that can be told.
-void advise(Outcome outcome, const RunRecord& record, const Options& options,
-            mtlhost::Result::Failure failure, common::Console& messages) {
-  std::string hint = outcome == Outcome::kDifferent ? hintForDifferences(options)
-                                                    : hintFor(record.failure, options);
-  if (hint.empty() && outcome == Outcome::kFailed) {
-    hint = hintFor(failure, record.failure, options);
+void advise(Outcome outcome, const mtlhost::Errors& failure, const Options& options,
+            common::Console& messages) {
+  std::string hint = failure.empty() ? "" : failure.front().hint;
+  if (outcome == Outcome::kDifferent) {
+    hint = '"' + commandWith("--repair", options) + "\" fetches what is missing or wrong.";
   }
   if (!hint.empty()) messages.printLine(hint);
   if (outcome == Outcome::kInterrupted) messages.printLine("mtlsync: interrupted");
@@ -149,16 +137,15 @@ ExitStatus runSync(Options options) {
   const bool showProgress =
       options.verbosity != Verbosity::kQuiet && (!options.json || to.messages.isTerminal());
   SyncObserver observer({to.messages, to.results, showProgress ? &progress : nullptr, json},
-                        options.verbosity, usesEngine(options) ? SizeLimits{} : options.limits,
-                        common::stopRequested);
+                        options.verbosity, common::stopRequested);
 
   const Clock::time_point start = Clock::now();
-  ErrorEntries problem;
+  mtlhost::Errors problem;
   const mtlhost::Result result = synchronise(options, observer, problem);
   const std::chrono::duration<double> elapsed = Clock::now() - start;
   to.messages.hideStatus();
 
-  if (!problem.empty()) observer.error(asOwn(problem));
+  if (!problem.empty()) observer.error(problem);
   RunRecord record = observer.record();
   if (usesEngine(options)) {
     record.bytes = result.receivedBytes;
@@ -166,10 +153,11 @@ ExitStatus runSync(Options options) {
     record.isUnchanged = !result.isChanged;
   }
   const Outcome outcome = outcomeOf(result.code, common::stopRequested(), options, record);
-  if (outcome == Outcome::kFailed) explainFailure(result, options, observer);
-  record.failure = observer.record().failure;
+  // Not every failure is told of while it happens.
+  const bool isTold = !record.failure.empty();
+  if (outcome == Outcome::kFailed && !isTold) observer.error(result.errors);
   tellResult(outcome, result, record, elapsed.count(), options, to.results, events);
-  advise(outcome, record, options, result.failure, to.messages);
+  advise(outcome, observer.record().failure, options, to.messages);
   return exitStatusOf(outcome, result.failure);
 }
 

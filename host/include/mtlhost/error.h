@@ -9,6 +9,30 @@
 
 namespace mtlhost {
 
+/// What a failure is about.
+enum class ErrorKind {
+  kOther,        ///< None of the others.
+  kSettings,     ///< What was asked for cannot be done.
+  kAddress,      ///< The library's address cannot be used.
+  kName,         ///< The name of the server could not be resolved.
+  kConnection,   ///< The server could not be reached, or the connection broke or stood still.
+  kCertificate,  ///< The server could not show that it is who it should be.
+  kProxy,        ///< The proxy could not be used or reached, or refused.
+  kAnswer,       ///< The server answered something other than what it was asked for.
+  kContent,      ///< What arrived, or lies in the copy, is not what was published.
+  kUntrusted,    ///< It is not what the library's publisher signed.
+  kDisk,         ///< The local disk or folder.
+  kPermission,   ///< Something there may not be read or written.
+  kBusy,         ///< Another run is at work on the copy.
+  kLimit,        ///< A limit of the settings would be exceeded.
+  kCancelled,    ///< By the host or its user.
+  kModule,       ///< The module, or what it needs, cannot be found or used.
+  kMemory        ///< Not enough memory.
+};
+
+/// A kind as programs name it: "certificate".
+const char* nameOf(ErrorKind kind);
+
 /// One failure.
 struct Error {
   /// Who met it, such as "DownloaderImpl::saveFile"; "mtlhost" for failures of the kit
@@ -23,6 +47,23 @@ struct Error {
   std::uint32_t connectionReason = 0;
   /// Of the engine: the HTTP status of an answer that was refused, else 0.
   int httpStatus = 0;
+
+  /// @name The failure for users
+  /// Of the first error of a chain, which explains the chain as a whole; the others have none.
+  /// @{
+
+  /// What it is about.
+  ErrorKind kind = ErrorKind::kOther;
+  /// The URL, the file or folder with its full name, or the proxy that it is about; "" for none of
+  /// them. Without passwords, and without Settings::query. Names that a server chose may stand in
+  /// it: printableLine() makes it fit to be shown.
+  std::string about{};
+  /// What happened, in a sentence that is fit to be shown.
+  std::string sentence{};
+  /// What to do about it, in a sentence or two that are fit to be shown; "" when there is nothing
+  /// to say.
+  std::string hint{};
+  /// @}
 };
 
 /// A failure and its causes, newest first. Empty when there is none.

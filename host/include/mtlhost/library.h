@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "mtlhost/error.h"
+#include "mtlhost/network.h"
 #include "mtlhost/observer.h"
 #include "mtlhost/trust.h"
 #include "mtlhost/update.h"
@@ -40,7 +41,8 @@ struct Settings {
   std::string subPath;
   /// Which proxy to use.
   ProxyMode proxyMode = PROXY_MODE_SYSTEM;
-  /// "proxy.example:3128", with PROXY_MODE_EXPLICIT.
+  /// "proxy.example:3128", with PROXY_MODE_EXPLICIT; an HTTP proxy. One that cannot be used is a
+  /// failure: nothing is sent without it.
   std::string proxyAddress;
   /// The module to load, which then brings the copy up to date in the engine's place.
   std::string moduleFile;
@@ -58,6 +60,8 @@ struct Settings {
   /// https. Without keys, the first one that answers, in this order, says what the library has, and
   /// the others serve the files that the list has digests of.
   std::vector<std::string> mirrors{};
+  /// How requests are sent: of the engine only.
+  NetworkSettings network{};
 };
 
 /// How an operation ended.
@@ -74,7 +78,7 @@ struct Result {
   /// What a host may do about a failure.
   enum class Failure {
     kNone,        ///< It did not fail.
-    kOther,       ///< Any other failure, and every one of the module.
+    kOther,       ///< Any other failure, and all of the module but kLimit and kAnotherRun.
     kUsage,       ///< What was asked for cannot be done, whatever the state of things is.
     kNetwork,     ///< The network or the server: worth trying later.
     kDisk,        ///< The local disk or folder.
@@ -89,7 +93,7 @@ struct Result {
   Status status = Status::kFailed;  ///< Which of them it was.
   /// What the module returned, or would have: 0 or more when all is well; -1 when it was not asked.
   int code = -1;
-  /// Never empty when failed or cancelled; else always.
+  /// Never empty when failed or cancelled; else always. The first one explains the failure.
   Errors errors{};
 
   Failure failure = Failure::kNone;  ///< When failed.

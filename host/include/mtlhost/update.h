@@ -11,7 +11,8 @@
 
 namespace mtlhost {
 
-/// How the engine updates a copy. Of all this the module knows only `waitsForOthers`.
+/// How the engine updates a copy. Of all this the module knows only `largestFile`, `largestTotal`
+/// and `waitsForOthers`.
 struct UpdateSettings {
   bool full = false;       ///< Fetch all that the list selects, whatever the copy has.
   bool prune = false;      ///< Remove the files that the library has withdrawn.

@@ -132,8 +132,8 @@ TEST_F(EngineProgram, PrunesWhenAskedAndMostOfACopyWhenAskedTwice) {
   library_.publish("three", {});
   const ProcessResult refused = run({"--prune"});
   EXPECT_EQ(refused.exitCode, 2);
-  EXPECT_THAT(refused.err, HasSubstr("more than half of the copy would be removed"));
-  EXPECT_THAT(refused.err, EndsWith("\n--prune-most removes them all the same.\n"));
+  EXPECT_THAT(refused.err, HasSubstr("More than half of the copy would be removed"));
+  EXPECT_THAT(refused.err, EndsWith("\nIf that is meant, allow most of the copy to be removed.\n"));
   runWell({"--prune-most"});
   EXPECT_FALSE(fs::exists(fs::u8path(copy_ + "/a")));
 }
@@ -163,7 +163,8 @@ TEST_F(EngineProgram, MakesNoFolderForALogInPage) {
     server_.serve(name, page);
   const ProcessResult result = run({"-q"});
   EXPECT_EQ(result.exitCode, 5);
-  EXPECT_THAT(result.err, StartsWith("mtlsync: error: " + library_.address() + "/filelist.json: "));
+  EXPECT_THAT(result.err, StartsWith("mtlsync: error: What came from " + library_.address() +
+                                     "/filelist.json cannot be used: it is a web page, "));
   EXPECT_THAT(result.err, HasSubstr("\nCheck the address: what answers there is not a library, "
                                     "perhaps a network's log-in page.\n"));
   EXPECT_FALSE(fs::exists(fs::u8path(copy_)));
@@ -216,7 +217,8 @@ TEST_F(EngineProgram, VerifiesACopyOfTheModuleWithTheLibrary) {
 TEST_F(EngineProgram, ASubPathThatLeavesTheLibraryIsWrongUsage) {
   const ProcessResult result = run({"-q", "--sub-path", "../other"});
   EXPECT_EQ(result.exitCode, 2);
-  EXPECT_EQ(result.err, "mtlsync: error: The sub-path \"../other\" does not stay in the library\n");
+  EXPECT_EQ(result.err,
+            "mtlsync: error: The sub-path \"../other\" does not stay in the library.\n");
   EXPECT_EQ(run({"--module", dir_ / "none"}).exitCode, 1) << "a fault of the installation";
 }
 
@@ -226,8 +228,8 @@ TEST_F(EngineProgram, SaysByItsExitStatusWhatFailed) {
   ProcessResult result = run();
   EXPECT_EQ(result.exitCode, 3);
   EXPECT_EQ(result.err,
-            "Accessing stamp\nmtlsync: error: " + library_.address() +
-                "/id.txt: the server answered with HTTP status 404\n"
+            "Accessing stamp\nmtlsync: error: Could not fetch " + library_.address() +
+                "/id.txt: the server answered with HTTP status 404: there is no such file.\n"
                 "Check the address: where a library is, there are id.txt and filelist.json.\n");
   EXPECT_FALSE(fs::exists(fs::u8path(copy_))) << "a wrong address makes no folder";
 
@@ -235,17 +237,18 @@ TEST_F(EngineProgram, SaysByItsExitStatusWhatFailed) {
   server_.serve("/lib/a", "b");
   result = run({"-q"});
   EXPECT_EQ(result.exitCode, 5);
-  EXPECT_THAT(result.err, StartsWith("mtlsync: error: " + library_.address() + "/a: "));
-  EXPECT_THAT(result.err, EndsWith("\nRun it again later: perhaps the library is just being "
+  EXPECT_THAT(result.err,
+              StartsWith("mtlsync: error: What came from " + library_.address() + "/a cannot "));
+  EXPECT_THAT(result.err, EndsWith("\nTry again later: perhaps the library is just being "
                                    "published. If that does not help, tell its publisher.\n"));
   EXPECT_EQ(run({"--max-file-size", "1"}).exitCode, 5);
 
   library_.publish("two", {{"a", "aa"}});
   result = run({"-q", "--max-file-size", "1"});
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_EQ(result.err,
-            "mtlsync: error: a: is larger than allowed: 2 bytes, not 1 at most\n"
-            "--max-file-size and --max-total-size say how much is taken.\n");
+  EXPECT_EQ(result.err, "mtlsync: error: \"" + copy_ +
+                            "/a\" is larger than allowed: 2 bytes, not 1 at most.\n"
+                            "The limits of the settings say how much is taken.\n");
 
   mtlupdate::Folder folder;
   ASSERT_FALSE(folder.open(copy_, true));
@@ -254,14 +257,16 @@ TEST_F(EngineProgram, SaysByItsExitStatusWhatFailed) {
     ASSERT_FALSE(lock.take(folder));
     result = run({"-q"});
     EXPECT_EQ(result.exitCode, 6);
-    EXPECT_THAT(result.err, HasSubstr("another run is at work on this folder"));
-    EXPECT_THAT(result.err, EndsWith("\n--wait waits until it has ended.\n"));
+    EXPECT_THAT(result.err, HasSubstr("/copy\": another run is at work on this folder"));
+    EXPECT_THAT(result.err,
+                EndsWith("\nTry again when it has ended, or let this run wait for it.\n"));
   }
   writeFile(dir_ / "file", "no folder");
   result = runProcess({MTLSYNC, "-q", "--no-proxy", library_.address(), dir_ / "file"});
   EXPECT_EQ(result.exitCode, 4);
   EXPECT_THAT(result.err,
-              EndsWith("\nOnce that is put right, run it again: what was fetched is kept.\n"));
+              EndsWith("\nMove away what lies there, or choose another folder. Then try "
+                       "again: what was fetched is kept.\n"));
   EXPECT_EQ(runProcess({MTLSYNC, "-q", "--no-proxy", "ftp://host/lib", copy_}).exitCode, 2);
 }
 

@@ -50,9 +50,9 @@ TEST(Interrupt, LeavesTheErrorChainToVerboseRuns) {
   EXPECT_EQ(program.wait().err,
             "Waiting\n"
             "Told to stop\n"
-            "mtlsync: error: Could not download remote stamp file "
-            "[DownloaderImpl::readRemoteIdFile, code -1]\n"
-            "  because: Download aborted (1) [HttpGetter::responseProgressCb, code -1]\n"
+            "mtlsync: error: Cancelled.\n"
+            "  Could not download remote stamp file [DownloaderImpl::readRemoteIdFile, code -1]\n"
+            "  Download aborted (1) [HttpGetter::responseProgressCb, code -1]\n"
             "mtlsync: interrupted\n");
 }
 

@@ -98,12 +98,16 @@ TEST_F(JsonEventsTest, WritesAnObjectALine) {
             "\"library\":\"oak\",\"needsKeys\":true,\"problem\":\"\","
             "\"published\":\"2026-01-01T00:00:00Z\",\"serial\":7},"
             "\"since\":\"2026-03-01T13:05:09Z\",\"stamp\":\"v7\",\"unfinished\":false}\n");
-  events_.error({{"A::b", -1, "newest"}, {"", 5, ""}});
+  mtlhost::Errors chain{{"A::b", -1, "newest"}, {"", 5, ""}};
+  chain.front().kind = mtlhost::ErrorKind::kAnswer;
+  chain.front().about = "http://a/id.txt";
+  chain.front().sentence = "It failed.";
+  chain.front().hint = "Go.";
+  events_.error(chain);
   EXPECT_EQ(written(),
-            "{\"chain\":[{\"code\":-1,\"message\":\"newest\",\"tag\":\"A::b\"},"
-            "{\"code\":5,\"message\":\"\",\"tag\":\"\"}],\"event\":\"error\"}\n");
-  events_.error({});
-  EXPECT_EQ(written(), "{\"chain\":[],\"event\":\"error\"}\n");
+            "{\"about\":\"http://a/id.txt\",\"chain\":[{\"code\":-1,\"message\":\"newest\","
+            "\"tag\":\"A::b\"},{\"code\":5,\"message\":\"\",\"tag\":\"\"}],\"event\":"
+            "\"error\",\"hint\":\"Go.\",\"kind\":\"answer\",\"sentence\":\"It failed.\"}\n");
   events_.file({mtlhost::FileChange::Kind::kFetched, "maps/a.tx", 5});
   EXPECT_EQ(written(),
             "{\"bytes\":5,\"event\":\"file\",\"kind\":\"fetched\",\"path\":\"maps/a.tx\","

@@ -4,11 +4,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "support/regex_matchers.h"
+#include "support/temp_dir.h"
 
 namespace mtlsync {
 namespace {
@@ -43,10 +45,58 @@ TEST(CommandLineOptions, NeedNothingButUrlAndDirectory) {
   EXPECT_EQ(options.proxyAddress, "");
   EXPECT_EQ(options.moduleFile, "");
   EXPECT_EQ(options.verbosity, Verbosity::kNormal);
-  EXPECT_EQ(options.limits.file, 2000000000);
-  EXPECT_EQ(options.limits.total, 0);
+  EXPECT_EQ(options.update.largestFile, 2000000000U);
+  EXPECT_EQ(options.update.largestTotal, std::nullopt);
   EXPECT_EQ(options.mode, Mode::kSync);
   EXPECT_FALSE(options.json);
+}
+
+TEST(CommandLineOptions, SayHowRequestsAreSent) {
+  const Options options = accepted(
+      {"--ca-file",         "ca.pem", "--proxy-user",    "ada:se:cret", "--field",      "X-A: b: c",
+       "--field",           "Y:z",    "--query",         "sig=1&t=2",   "--user-agent", "me/1",
+       "--connect-timeout", "5s",     "--stall-timeout", "2m",          "--max-time",   "1h",
+       "http://a",          "dir"});
+  const mtlhost::NetworkSettings& network = options.network;
+  EXPECT_EQ(network.caFile, "ca.pem");
+  EXPECT_EQ(network.proxyUser, "ada");
+  EXPECT_EQ(network.proxyPassword, "se:cret");
+  ASSERT_EQ(network.fields.size(), 2U);
+  EXPECT_EQ(network.fields[0].name, "X-A");
+  EXPECT_EQ(network.fields[0].value, "b: c");
+  EXPECT_EQ(network.fields[1].value, "z");
+  EXPECT_EQ(network.query, "sig=1&t=2");
+  EXPECT_EQ(network.userAgent, "me/1");
+  EXPECT_EQ(network.connectTime, std::chrono::seconds(5));
+  EXPECT_EQ(network.stallTime, std::chrono::seconds(120));
+  EXPECT_EQ(options.update.duration, std::chrono::seconds(3600));
+}
+
+TEST(CommandLineOptions, TakeSecretsFromFiles) {
+  const TempDir dir;
+  writeFile(dir / "user", "ada:secret\n");
+  writeFile(dir / "fields", "A: 1\r\n\nB: 2\n");
+  const std::string user = "@" + (dir / "user");
+  const std::string fields = "@" + (dir / "fields");
+  const mtlhost::NetworkSettings network =
+      accepted({"--proxy-user", user.c_str(), "--field", fields.c_str(), "http://a", "dir"})
+          .network;
+  EXPECT_EQ(network.proxyUser, "ada");
+  EXPECT_EQ(network.proxyPassword, "secret");
+  ASSERT_EQ(network.fields.size(), 2U);
+  EXPECT_EQ(network.fields[0].value, "1");
+  EXPECT_EQ(network.fields[1].name, "B");
+  for (const char* option : {"--proxy-user", "--field", "--query"}) {
+    EXPECT_THAT(problemWith({option, "@/no/such/file", "http://a", "dir"}),
+                HasSubstr("/no/such/file"));
+  }
+}
+
+TEST(CommandLineOptions, SayNothingOfRequestsToTheModule) {
+  for (const char* option : {"--ca-file", "--proxy-user", "--field", "--query", "--user-agent"}) {
+    EXPECT_EQ(problemWith({"--module", "m", option, "a:b", "http://a", "dir"}),
+              std::string("--module and ") + option + " exclude each other");
+  }
 }
 
 TEST(CommandLineOptions, MayStandAnywhere) {
@@ -139,8 +189,8 @@ TEST(WrongUsage, IncludesWhatTheModuleKnowsNothingOf) {
 
 TEST(CommandLineOptions, LimitSizes) {
   const Options options = accepted({"--max-file-size", "0", "--max-total-size=10M", "u", "d"});
-  EXPECT_EQ(options.limits.file, 0);
-  EXPECT_EQ(options.limits.total, 10000000);
+  EXPECT_EQ(options.update.largestFile, std::nullopt);
+  EXPECT_EQ(options.update.largestTotal, 10000000U);
 }
 
 TEST(CommandLineOptions, EndAtADoubleDash) {
@@ -236,11 +286,26 @@ TEST(CommandLineOptions, ShowHelpWithEveryOption) {
 }
 
 TEST(CommandLineOptions, ShowHelpThatFitsAScreen) {
-  std::istringstream help(parse({"--help"}).text);
-  int lines = 0;
-  for (std::string line; std::getline(help, line); ++lines)
-    EXPECT_LE(line.size(), 80U) << line;
-  EXPECT_LE(lines, 40);
+  for (const char* option : {"--help", "--help-network"}) {
+    std::istringstream help(parse({option}).text);
+    int lines = 0;
+    for (std::string line; std::getline(help, line); ++lines)
+      EXPECT_LE(line.size(), 80U) << line;
+    EXPECT_LE(lines, 40);
+  }
+}
+
+TEST(CommandLineOptions, ShowHelpOnTheNetworkWhenAskedFor) {
+  for (const std::vector<const char*>& arguments :
+       {std::vector<const char*>{"--help-network"}, {"--help-network", "--help"}}) {
+    const CommandLine line = parse(arguments);
+    EXPECT_EQ(line.outcome, CommandLine::Outcome::kShowText);
+    for (const char* name : {"--ca-file", "--proxy-user", "--field", "--query", "--user-agent",
+                             "--connect-timeout", "--stall-timeout", "--max-time"})
+      EXPECT_THAT(line.text, HasSubstr(name));
+    EXPECT_THAT(line.text, testing::Not(HasSubstr("--repair")));
+  }
+  EXPECT_THAT(parse({"--help"}).text, testing::Not(HasSubstr("--ca-file")));
 }
 
 TEST(CommandLineOptions, ShowTheVersion) {

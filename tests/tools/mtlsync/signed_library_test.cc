@@ -68,7 +68,7 @@ TEST_F(SignedLibraryProgram, NamesAKeyThatCannotBeUsed) {
     // The reason is the last line: there is nothing else to advise.
     EXPECT_THAT(result.err,
                 MatchesPattern("mtlsync: error: \"RWQ\" is neither a public key nor a file "
-                               "that can be read\n  because: [^\n]+\n"));
+                               "that can be read: [^\n]+\n"));
   };
   expectUsage(run({"--key", "RWQ"}));
   expectUsage(run({"--verify", "--key", "RWQ"}));
@@ -100,7 +100,7 @@ TEST_F(SignedLibraryProgram, RefusesAnotherNameAndAnOlderRelease) {
   const ProcessResult result = runWithKey();
   EXPECT_EQ(result.exitCode, 5);
   EXPECT_THAT(result.err, HasSubstr("it is of an older release, serial 1700000000"));
-  EXPECT_THAT(result.err, EndsWith("Nothing was changed. Run it again later.\n"));
+  EXPECT_THAT(result.err, EndsWith("Nothing was changed. Try again later.\n"));
 }
 
 TEST_F(SignedLibraryProgram, TakesAnExpiredReleaseOnRequestAndWarns) {
@@ -108,7 +108,8 @@ TEST_F(SignedLibraryProgram, TakesAnExpiredReleaseOnRequestAndWarns) {
   oak_.publish({{"a.mtl", "A"}});
   ProcessResult result = runWithKey();
   EXPECT_EQ(result.exitCode, 5);
-  EXPECT_THAT(result.err, EndsWith("Nothing was changed. --allow-expired takes it, and warns.\n"));
+  EXPECT_THAT(result.err,
+              EndsWith("Nothing was changed. Try again later, or allow what has expired.\n"));
   result = runWithKey({"--allow-expired"});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_THAT(result.err, HasSubstr("warning: " + oak_.address() +
@@ -122,9 +123,9 @@ TEST_F(SignedLibraryProgram, ACopyThatHadKeysNeedsThemUntilTheyAreForgotten) {
        {std::vector<std::string>{}, {"--check"}, {"--module", MTLSYNC_REAL_MODULE}}) {
     const ProcessResult result = run(options);
     EXPECT_EQ(result.exitCode, 2);
-    EXPECT_THAT(result.err, HasSubstr("this copy was updated with keys: without any, nobody would "
+    EXPECT_THAT(result.err, HasSubstr("This copy was updated with keys: without any, nobody would "
                                       "check what comes"));
-    EXPECT_THAT(result.err, EndsWith("--key names them; --forget-keys goes on without, and nobody "
+    EXPECT_THAT(result.err, EndsWith("Give the keys. Forgetting them goes on without, and nobody "
                                      "checks what comes.\n"));
     EXPECT_EQ(copied("a.mtl"), "a");
   }
@@ -152,7 +153,7 @@ TEST_F(SignedLibraryProgram, VerifiesTheKeptListWithoutTheNetwork) {
   std::ofstream(copy_ + "/.mtllib/filelist.json", std::ios::binary) << "[]\n";
   const ProcessResult result = verify();
   EXPECT_EQ(result.exitCode, 5);
-  EXPECT_THAT(result.err, HasSubstr(".mtllib/filelist.json: it is not the list that was signed"));
+  EXPECT_THAT(result.err, HasSubstr(".mtllib/filelist.json\": it is not the list that was signed"));
   EXPECT_THAT(server_.requests(), IsEmpty());
 }
 

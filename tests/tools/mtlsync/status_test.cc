@@ -122,8 +122,8 @@ TEST_F(StatusTest, SaysWhatToDoWhereThereIsNoStamp) {
     const ProcessResult result = status({"-q"});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, "mtlsync: error: There is no complete copy here\n  because: " + reason +
-                              "\n\"mtlsync URL " + (dir_ / "copy") + "\" makes it complete.\n");
+    EXPECT_EQ(result.err, "mtlsync: error: There is no complete copy here: " + reason +
+                              ".\n\"mtlsync URL " + (dir_ / "copy") + "\" makes it complete.\n");
   };
   const std::string stamp = '"' + copy("id.txt") + '"';
   failure("there is no stamp " + stamp);
@@ -141,13 +141,13 @@ TEST_F(StatusTest, TellsWhyTheStampCannotBeRead) {
   const NoAccess none({fs::u8path(copy("id.txt"))});
   EXPECT_EQ(tellHere(), mtlsync::kExitFailed);
   EXPECT_EQ(printed_.str(), "mtlsync: error: Could not read the stamp \"" + copy("id.txt") +
-                                "\"\n  because: Permission denied\n");
+                                "\": Permission denied.\n");
 }
 
 TEST_F(StatusTest, TellsProgramsThatThereIsNoStamp) {
   const ProcessResult result = status({"--json"});
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_THAT(result.out, HasSubstr("{\"chain\":[{\"code\":-1,\"message\":\"There is no complete "
+  EXPECT_THAT(result.out, HasSubstr("\"chain\":[{\"code\":-1,\"message\":\"There is no complete "
                                     "copy here\",\"tag\":\"mtlsync\"}"));
 }
 

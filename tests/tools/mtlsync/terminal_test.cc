@@ -121,10 +121,9 @@ TEST(OnTerminal, PrintsPlainLinesWhereThereIsNothingToRedraw) {
   EXPECT_THAT(dumb, Not(HasSubstr("\x1b")));
   EXPECT_THAT(dumb, HasSubstr("Downloading files: 50 % (10.0 of 20 MB)\r\n"));
   EXPECT_EQ(Terminal("xterm", 80, "refused").text(),
-            "mtlsync: error: Could not download remote stamp file\r\n"
-            "  because: Connection error: reason=2 extraF=1000 underlying=111 (no connection to "
-            "the server: Connection refused)\r\n"
-            "Check the address and its port; where a proxy is needed, --proxy names it.\r\n");
+            "mtlsync: error: Could not fetch http://refused/id.txt: no connection to the server: "
+            "Connection refused.\r\n"
+            "Check the address and its port; where a proxy is needed, set one.\r\n");
 }
 
 TEST(OnTerminal, ColoursTheKindOfAMessageUnlessToldNotTo) {

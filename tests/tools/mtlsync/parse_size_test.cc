@@ -1,5 +1,5 @@
-// Sizes on the command line and in messages, and when they are exceeded.
-#include "mtlsync/size_limits.h"
+// Sizes on the command line, and the limits that they set.
+#include "mtlsync/parse_size.h"
 
 #include <gtest/gtest.h>
 
@@ -31,27 +31,6 @@ TEST(ParseSize, RefusesEverythingElse) {
   }
 }
 
-TEST(SizeText, UsesTheLargestUnitWithoutFraction) {
-  EXPECT_EQ(sizeText(1), "1 byte");
-  EXPECT_EQ(sizeText(999), "999 bytes");
-  EXPECT_EQ(sizeText(1001), "1001 bytes");
-  EXPECT_EQ(sizeText(64000), "64 kB");
-  EXPECT_EQ(sizeText(1500000000), "1500 MB");
-  EXPECT_EQ(sizeText(2000000000), "2 GB");
-}
-
-TEST(ExceededLimit, NamesTheLimitAndItsOption) {
-  const SizeLimits limits{10, 2000};
-  EXPECT_EQ(exceededLimit(limits, 10, 2000), "");
-  EXPECT_EQ(exceededLimit(limits, 11, 11), "a file is larger than 10 bytes (--max-file-size)");
-  EXPECT_EQ(exceededLimit(limits, 1, 2001),
-            "the files together are larger than 2 kB (--max-total-size)");
-}
-
-TEST(ExceededLimit, IsNeverReachedWhereThereIsNone) {
-  EXPECT_EQ(exceededLimit({0, 0}, 9223372036854775807, 9223372036854775807), "");
-}
-
 TEST(SizeLimits, EndARunOfTheModule) {
   const TempDir dir;
   const std::string copy = dir / "copy";
@@ -67,13 +46,15 @@ TEST(SizeLimits, EndARunOfTheModule) {
   };
   ProcessResult result = run({"--max-file-size", "6"});
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_EQ(result.err, "mtlsync: error: a file is larger than 6 bytes (--max-file-size)\n");
+  const std::string error =
+      "mtlsync: error: More was received than the settings allow.\n"
+      "The limits of the settings say how much is taken.\n";
+  EXPECT_EQ(result.err, error);
   EXPECT_EQ(server.requestLines(), (std::vector<std::string>{"GET /lib/id.txt"}));
   // The stamp and the list have 56 bytes together, the files nine more.
   result = run({"--max-total-size", "55"});
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_EQ(result.err,
-            "mtlsync: error: the files together are larger than 55 bytes (--max-total-size)\n");
+  EXPECT_EQ(result.err, error);
   EXPECT_FALSE(std::filesystem::exists(copy + "/a"));
   EXPECT_EQ(run({"--max-total-size", "65", "--max-file-size", "50"}).exitCode, 0);
   EXPECT_EQ(readFile(copy + "/a") + readFile(copy + "/b"), "wholetext");
