@@ -20,6 +20,10 @@ struct mtlhost_error {
   std::string message;
   std::uint32_t connectionReason;
   int httpStatus;
+  mtlhost::ErrorKind kind;
+  std::string about;
+  std::string sentence;
+  std::string hint;
   ErrorList next;
 };
 
@@ -30,7 +34,7 @@ ErrorList errorListOf(const mtlhost::Errors& errors) noexcept;
 /// The exception that is being handled.
 ErrorList errorListOfException() noexcept;
 
-/// A failure of our own.
+/// A call that is not made as it should be.
 ErrorList ownErrorList(const char* message) noexcept;
 
 #endif  // MTLLIB_HOST_C_ERROR_LIST_H_

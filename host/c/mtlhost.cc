@@ -62,6 +62,15 @@ mtlhost_options takenFrom(const mtlhost_options& options) {
   take(&mtlhost_options::library_name, options, taken);
   take(&mtlhost_options::mirror_count, options, taken);
   take(&mtlhost_options::mirrors, options, taken);
+  take(&mtlhost_options::ca_file, options, taken);
+  take(&mtlhost_options::proxy_user, options, taken);
+  take(&mtlhost_options::proxy_password, options, taken);
+  take(&mtlhost_options::field_count, options, taken);
+  take(&mtlhost_options::fields, options, taken);
+  take(&mtlhost_options::query, options, taken);
+  take(&mtlhost_options::user_agent, options, taken);
+  take(&mtlhost_options::connect_seconds, options, taken);
+  take(&mtlhost_options::stall_seconds, options, taken);
   return taken;
 }
 
@@ -76,7 +85,8 @@ ProxyMode proxyModeOf(std::int32_t mode) {
 
 bool hasNegativeNumbers(const mtlhost_options& options) {
   return std::min<std::int64_t>({options.tries, options.bytes_per_second, options.largest_file,
-                                 options.largest_total, options.seconds}) < 0;
+                                 options.largest_total, options.seconds, options.connect_seconds,
+                                 options.stall_seconds}) < 0;
 }
 
 /// Keys without their count, or a count without its keys, must not come to nobody checking.
@@ -84,6 +94,27 @@ bool hasEach(const char* const* texts, std::size_t count) {
   if (texts == nullptr) return count == 0;
   const char* const* end = texts + count;
   return count > 0 && std::find(texts, end, nullptr) == end;
+}
+
+/// What stands before the colon of a field, and behind it without the blanks there.
+mtlhost::RequestField fieldOf(const std::string& text) {
+  const std::size_t colon = std::min(text.find(':'), text.size());
+  const std::size_t value = std::min(text.find_first_not_of(' ', colon + 1), text.size());
+  return {text.substr(0, colon), text.substr(value)};
+}
+
+mtlhost::NetworkSettings networkSettingsOf(const mtlhost_options& options) {
+  mtlhost::NetworkSettings network;
+  network.caFile = textOf(options.ca_file);
+  network.proxyUser = textOf(options.proxy_user);
+  network.proxyPassword = textOf(options.proxy_password);
+  for (std::size_t i = 0; i < options.field_count; ++i)
+    network.fields.push_back(fieldOf(options.fields[i]));
+  network.query = textOf(options.query);
+  network.userAgent = textOf(options.user_agent);
+  network.connectTime = std::chrono::seconds(options.connect_seconds);
+  network.stallTime = std::chrono::seconds(options.stall_seconds);
+  return network;
 }
 
 mtlhost::TrustSettings trustSettingsOf(const mtlhost_options& options) {
@@ -124,7 +155,8 @@ mtlhost::Settings settingsOf(const mtlhost_options& options) {
           (options.flags & MTLHOST_USE_MODULE) != 0,
           updateSettingsOf(options),
           trustSettingsOf(options),
-          {options.mirrors, options.mirrors + options.mirror_count}};
+          {options.mirrors, options.mirrors + options.mirror_count},
+          networkSettingsOf(options)};
 }
 
 std::unique_ptr<mtlhost_library> open(const mtlhost_options& options, ErrorList& error) {
@@ -214,6 +246,8 @@ std::int32_t mtlhost_open(const mtlhost_options* options, mtlhost_library** libr
     reason = ownErrorList("mtlhost_open() needs each of the keys, and their count");
   } else if (!hasEach(taken.mirrors, taken.mirror_count)) {
     reason = ownErrorList("mtlhost_open() needs each of the mirrors, and their count");
+  } else if (!hasEach(taken.fields, taken.field_count)) {
+    reason = ownErrorList("mtlhost_open() needs each of the request fields, and their count");
   } else {
     try {
       *library = open(taken, reason).release();

@@ -98,7 +98,8 @@ MTLLIB_RECORD(mtlhost_event, size, kind, permille, megabytes_done, megabytes_tot
 MTLLIB_RECORD(mtlhost_options, size, module_file, remote_address, target_directory, sub_path,
               proxy_mode, proxy_address, callback, user, flags, tries, bytes_per_second,
               largest_file, largest_total, seconds, key_count, keys, library_name, mirror_count,
-              mirrors);
+              mirrors, ca_file, proxy_user, proxy_password, field_count, fields, query, user_agent,
+              connect_seconds, stall_seconds);
 MTLLIB_RECORD(mtlhost_result, size, failure, is_changed, stamp, fetched, copied, removed, withdrawn,
               left, compared, received_bytes, commit_microseconds, changed_count, changed_paths,
               removed_count, removed_paths, difference_count, differences);
@@ -186,6 +187,10 @@ void printCInterface() {
   MTLLIB_FUNCTION(mtlhost_error_message);
   MTLLIB_FUNCTION(mtlhost_error_connection_reason);
   MTLLIB_FUNCTION(mtlhost_error_http_status);
+  MTLLIB_FUNCTION(mtlhost_error_kind);
+  MTLLIB_FUNCTION(mtlhost_error_about);
+  MTLLIB_FUNCTION(mtlhost_error_sentence);
+  MTLLIB_FUNCTION(mtlhost_error_hint);
   MTLLIB_FUNCTION(mtlhost_error_next);
   MTLLIB_FUNCTION(mtlhost_free_error);
   MTLLIB_FUNCTION(mtlhost_printable);
@@ -235,6 +240,23 @@ void printCInterface() {
   MTLLIB_VALUE(MTLHOST_FAILURE_ANOTHER_RUN);
   MTLLIB_VALUE(MTLHOST_FAILURE_MEMORY);
   MTLLIB_VALUE(MTLHOST_FAILURE_UNTRUSTED);
+  MTLLIB_VALUE(MTLHOST_KIND_OTHER);
+  MTLLIB_VALUE(MTLHOST_KIND_SETTINGS);
+  MTLLIB_VALUE(MTLHOST_KIND_ADDRESS);
+  MTLLIB_VALUE(MTLHOST_KIND_NAME);
+  MTLLIB_VALUE(MTLHOST_KIND_CONNECTION);
+  MTLLIB_VALUE(MTLHOST_KIND_CERTIFICATE);
+  MTLLIB_VALUE(MTLHOST_KIND_PROXY);
+  MTLLIB_VALUE(MTLHOST_KIND_ANSWER);
+  MTLLIB_VALUE(MTLHOST_KIND_CONTENT);
+  MTLLIB_VALUE(MTLHOST_KIND_UNTRUSTED);
+  MTLLIB_VALUE(MTLHOST_KIND_DISK);
+  MTLLIB_VALUE(MTLHOST_KIND_PERMISSION);
+  MTLLIB_VALUE(MTLHOST_KIND_BUSY);
+  MTLLIB_VALUE(MTLHOST_KIND_LIMIT);
+  MTLLIB_VALUE(MTLHOST_KIND_CANCELLED);
+  MTLLIB_VALUE(MTLHOST_KIND_MODULE);
+  MTLLIB_VALUE(MTLHOST_KIND_MEMORY);
 }
 
 }  // namespace

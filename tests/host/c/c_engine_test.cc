@@ -263,6 +263,44 @@ TEST_F(CEngine, SaysWhichConnectionFailed) {
   EXPECT_EQ(mtlhost_error_http_status(mtlhost_last_error(library_)), 0);
 }
 
+TEST_F(CEngine, ExplainsAFailureToUsers) {
+  options_.tries = 1;
+  EXPECT_EQ(mtlhost_sync(open()), MTLHOST_FAILED);
+  const mtlhost_error* error = mtlhost_last_error(library_);
+  EXPECT_EQ(mtlhost_error_kind(error), MTLHOST_KIND_ANSWER);
+  EXPECT_EQ(mtlhost_error_about(error), address_ + "/id.txt");
+  EXPECT_EQ(mtlhost_error_sentence(error),
+            "Could not fetch " + address_ +
+                "/id.txt: the server answered with HTTP status 404: there is no such file.");
+  EXPECT_STREQ(mtlhost_error_hint(error),
+               "Check the address: where a library is, there are id.txt and filelist.json.");
+}
+
+TEST_F(CEngine, ExplainsNothingWhereThereIsNothing) {
+  EXPECT_EQ(mtlhost_error_kind(nullptr), MTLHOST_KIND_OTHER);
+  for (const char* text :
+       {mtlhost_error_about(nullptr), mtlhost_error_sentence(nullptr), mtlhost_error_hint(nullptr)})
+    EXPECT_STREQ(text, "");
+}
+
+TEST_F(CEngine, SendsRequestsAsItIsTold) {
+  options_.tries = 1;
+  options_.query = "sig=secret";
+  options_.user_agent = "modeller/2.1";
+  EXPECT_EQ(mtlhost_sync(open()), MTLHOST_FAILED);
+  EXPECT_EQ(server_.requestLines(), Lines{"GET /lib/id.txt?sig=secret"});
+  EXPECT_EQ(server_.requests().back().header("User-Agent"), "modeller/2.1");
+  EXPECT_THAT(failure(), testing::Not(HasSubstr("secret")));
+  const char* const field = "Authorization: Bearer secret";
+  options_.fields = &field;
+  options_.field_count = 1;
+  EXPECT_EQ(mtlhost_sync(open()), MTLHOST_FAILED);
+  EXPECT_EQ(mtlhost_error_kind(mtlhost_last_error(library_)), MTLHOST_KIND_ADDRESS)
+      << "they are sent over https alone";
+  options_.field_count = 0;
+  EXPECT_EQ(mtlhost_open(&options_, &library_, nullptr), MTLHOST_WRONG_USE);
+}
+
 TEST_F(CEngine, TriesAsOftenAsItIsTold) {
   server_.serveStatus("/lib/id.txt", 503, "busy");
   options_.tries = 2;
