@@ -221,6 +221,15 @@ class OptionsRecord(ctypes.Structure):
         ("library_name", ctypes.c_char_p),
         ("mirror_count", ctypes.c_size_t),
         ("mirrors", ctypes.POINTER(ctypes.c_char_p)),
+        ("ca_file", ctypes.c_char_p),
+        ("proxy_user", ctypes.c_char_p),
+        ("proxy_password", ctypes.c_char_p),
+        ("field_count", ctypes.c_size_t),
+        ("fields", ctypes.POINTER(ctypes.c_char_p)),
+        ("query", ctypes.c_char_p),
+        ("user_agent", ctypes.c_char_p),
+        ("connect_seconds", ctypes.c_int32),
+        ("stall_seconds", ctypes.c_int32),
     ]
 
 
@@ -248,6 +257,10 @@ _FUNCTIONS = {
     "mtlhost_error_message": (ctypes.c_char_p, [_ERROR]),
     "mtlhost_error_connection_reason": (ctypes.c_int32, [_ERROR]),
     "mtlhost_error_http_status": (ctypes.c_int32, [_ERROR]),
+    "mtlhost_error_kind": (ctypes.c_int32, [_ERROR]),
+    "mtlhost_error_about": (ctypes.c_char_p, [_ERROR]),
+    "mtlhost_error_sentence": (ctypes.c_char_p, [_ERROR]),
+    "mtlhost_error_hint": (ctypes.c_char_p, [_ERROR]),
     "mtlhost_error_next": (_ERROR, [_ERROR]),
     "mtlhost_free_error": (None, [_ERROR]),
     "mtlhost_version": (ctypes.c_char_p, []),

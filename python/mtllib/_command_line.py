@@ -14,7 +14,7 @@ from mtllib._library import Library
 from mtllib._loading import version
 from mtllib._printable import printable
 from mtllib._results import ChangeKind, Difference, DifferenceKind, FileChange, Plan, Result
-from mtllib._settings import SYSTEM_PROXY, Module, Proxy, UpdateOptions
+from mtllib._settings import SYSTEM_PROXY, Module, NetworkOptions, Proxy, UpdateOptions
 
 _DONE = 0
 _FAILED = 1
@@ -145,9 +145,58 @@ def _parser() -> argparse.ArgumentParser:
     proxy.add_argument(
         "--no-proxy", dest="proxy", action="store_const", const=None, help="use no proxy"
     )
+    _add_network(parser)
     parser.add_argument("-q", "--quiet", action="store_true", help="print errors only")
     parser.add_argument("--version", action=_ShowVersion, nargs=0, help="print the version")
     return parser
+
+
+def _add_network(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument(
+        "--ca-file",
+        type=_not_empty,
+        metavar="FILE",
+        help="trust the authorities in it (PEM), no others",
+    )
+    for name, text in (
+        ("proxy-user", "USER:PASSWORD for the proxy"),
+        ("query", 'put it behind the "?" of each URL'),
+    ):
+        parser.add_argument(f"--{name}", type=_lines, metavar="TEXT|@FILE", help=text)
+    parser.add_argument(
+        "--field",
+        action="append",
+        default=[],
+        type=_lines,
+        metavar="TEXT|@FILE",
+        help='send "NAME: VALUE" too, over https alone; several may be given',
+    )
+
+
+def _lines(text: str) -> List[str]:
+    """Those of a file for "@FILE": what others must not see does not stand on command lines."""
+    lines = [text]
+    if text.startswith("@"):
+        try:
+            with open(text[1:], encoding="utf-8") as file:
+                lines = [line for line in file.read().splitlines() if line]
+        except (OSError, ValueError) as error:
+            raise argparse.ArgumentTypeError(str(error)) from error
+    if not lines or not lines[0]:
+        raise argparse.ArgumentTypeError("must not be empty")
+    return lines
+
+
+def _network_of(options: argparse.Namespace) -> NetworkOptions:
+    user, _, password = (options.proxy_user or [""])[0].partition(":")
+    fields = (line.partition(":") for lines in options.field for line in lines)
+    return NetworkOptions(
+        ca_file=options.ca_file or "",
+        proxy_user=user,
+        proxy_password=password,
+        fields={name: value.strip() for name, _, value in fields},
+        query=(options.query or [""])[0],
+    )
 
 
 def _options(arguments: Optional[List[str]]) -> argparse.Namespace:
@@ -180,6 +229,7 @@ class _Program:
         self._keys: List[str] = options.key
         self._name: str = options.name or ""
         self._mirrors: List[str] = options.mirror
+        self._network = _network_of(options)
         self._allow_expired: bool = options.allow_expired
         self._forget_keys: bool = options.forget_keys
         self._options = UpdateOptions(prune=options.prune, wait=options.wait)
@@ -200,6 +250,7 @@ class _Program:
             allow_expired=self._allow_expired,
             forget_keys=self._forget_keys,
             mirrors=self._mirrors,
+            network=self._network,
         ) as library:
             try:
                 return self._use(library)
@@ -285,10 +336,9 @@ def _difference_line(difference: Difference) -> str:
 
 
 def _print_error(error: Exception) -> None:
-    lines = [str(error)]
-    if isinstance(error, ChainError) and error.chain:
-        lines = [str(entry) for entry in error.chain]
-    print("mtllib: error: " + "\n  because: ".join(map(printable, lines)), file=sys.stderr)
+    print("mtllib: error: " + printable(str(error)), file=sys.stderr)
+    if isinstance(error, ChainError) and error.hint:
+        print(error.hint, file=sys.stderr)
 
 
 def _interrupt(_signal: int, _frame: object) -> None:

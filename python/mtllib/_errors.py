@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import enum
 from dataclasses import dataclass
-from typing import List, Optional, Sequence
+from typing import Dict, List, Optional, Sequence, Type
 
 from mtllib._printable import printable
 from mtllib._results import Result
@@ -14,7 +14,7 @@ class Failure(enum.Enum):
     """What an application may do about a failure."""
 
     OTHER = 1
-    """Any other failure, and every one of the module."""
+    """Any other failure, and most of the module."""
     USAGE = 2
     """What was asked for cannot be done."""
     NETWORK = 3
@@ -35,6 +35,59 @@ class Failure(enum.Enum):
     @classmethod
     def _missing_(cls, value: object) -> "Failure":
         return cls.OTHER  # A newer library may have others.
+
+
+class ErrorKind(enum.Enum):
+    """What a failure is about, whichever way the copy is kept."""
+
+    OTHER = 0
+    """None of the others."""
+    SETTINGS = 1
+    """What was asked for cannot be done."""
+    ADDRESS = 2
+    """The library's address cannot be used."""
+    NAME = 3
+    """The name of the server could not be resolved."""
+    CONNECTION = 4
+    """The server could not be reached, or the connection broke or stood still."""
+    CERTIFICATE = 5
+    """The server could not show that it is who it should be."""
+    PROXY = 6
+    """The proxy could not be used or reached, or refused."""
+    ANSWER = 7
+    """The server answered something other than what it was asked for."""
+    CONTENT = 8
+    """Something is not what was published."""
+    UNTRUSTED = 9
+    """Something is not what the library's publisher signed."""
+    DISK = 10
+    """The local disk or folder."""
+    PERMISSION = 11
+    """Something there may not be read or written."""
+    BUSY = 12
+    """Another run is at work on the copy."""
+    LIMIT = 13
+    """A limit of the options would be exceeded."""
+    CANCELLED = 14
+    """By the application or its user."""
+    MODULE = 15
+    """The module, or what it needs, cannot be found or used."""
+    MEMORY = 16
+    """Not enough memory."""
+
+    @classmethod
+    def _missing_(cls, value: object) -> "ErrorKind":
+        return cls.OTHER  # A newer library may have others.
+
+
+@dataclass(frozen=True)
+class Explanation:
+    """A failure for users."""
+
+    kind: ErrorKind = ErrorKind.OTHER
+    about: str = ""
+    sentence: str = ""
+    hint: str = ""
 
 
 @dataclass(frozen=True)
@@ -73,21 +126,44 @@ class Cancelled(Error):
 
 
 class ChainError(Error):
-    """An exception with the library's own account of what failed."""
+    """A failure of the library. Its text, `str(error)`, is the sentence for users."""
 
+    kind: ErrorKind
+    """What it is about."""
+    about: str
+    """The URL, the file or folder with its full name, or the proxy that it is about; empty for none
+    of them. Without passwords. Names that a server chose may stand in it."""
+    hint: str
+    """What to do, in a printable sentence or two; empty when there is nothing to say."""
     chain: List[ErrorEntry]
-    """What failed, and after it its causes."""
+    """What failed, and after it its causes, for logs."""
 
-    def __init__(self, message: str, chain: Sequence[ErrorEntry] = ()) -> None:
-        super().__init__(message)
+    def __init__(
+        self,
+        message: str,
+        chain: Sequence[ErrorEntry] = (),
+        explanation: Explanation = Explanation(),
+    ) -> None:
+        super().__init__(explanation.sentence or message)
+        self.kind = explanation.kind
+        self.about = explanation.about
+        self.hint = explanation.hint
         self.chain = list(chain)
 
 
+class SettingsError(ChainError, ValueError):
+    """The arguments of `Library` cannot be used."""
+
+
+class LoadError(ChainError):
+    """The library's files, or the module's, could not be found, loaded or started."""
+
+
 class SyncError(ChainError):
-    """A run failed."""
+    """A run failed. Each of its subclasses is for one `ErrorKind`, or for some that go together."""
 
     failure: Failure
-    """Of what kind the failure is."""
+    """What may be done about it."""
     result: Optional[Result]
     """What the run did before."""
 
@@ -97,10 +173,43 @@ class SyncError(ChainError):
         chain: Sequence[ErrorEntry] = (),
         failure: Failure = Failure.OTHER,
         result: Optional[Result] = None,
+        explanation: Explanation = Explanation(),
     ) -> None:
-        super().__init__(message, chain)
+        super().__init__(message, chain, explanation)
         self.failure = failure
         self.result = result
+
+
+class AddressError(SyncError):
+    """`ErrorKind.ADDRESS`."""
+
+
+class NetworkError(SyncError):
+    """The network, the server or the proxy; its subclasses are for each of their kinds."""
+
+
+class NameResolutionError(NetworkError):
+    """`ErrorKind.NAME`."""
+
+
+class ConnectionFailedError(NetworkError):
+    """`ErrorKind.CONNECTION`."""
+
+
+class CertificateError(NetworkError):
+    """`ErrorKind.CERTIFICATE`."""
+
+
+class ProxyError(NetworkError):
+    """`ErrorKind.PROXY`."""
+
+
+class AnswerError(NetworkError):
+    """`ErrorKind.ANSWER`."""
+
+
+class ContentError(SyncError):
+    """`ErrorKind.CONTENT`."""
 
 
 class UntrustedError(SyncError):
@@ -109,8 +218,46 @@ class UntrustedError(SyncError):
     and what it may mean. `failure` is `Failure.UNTRUSTED`."""
 
 
-class LoadError(ChainError):
-    """The library's files could not be found, loaded or started."""
+class DiskError(SyncError):
+    """`ErrorKind.DISK`, and with its subclass `ErrorKind.PERMISSION`."""
+
+
+class AccessError(DiskError):
+    """`ErrorKind.PERMISSION`."""
+
+
+class BusyError(SyncError):
+    """`ErrorKind.BUSY`."""
+
+
+class LimitError(SyncError):
+    """`ErrorKind.LIMIT`."""
+
+
+class OutOfMemoryError(SyncError, MemoryError):
+    """`ErrorKind.MEMORY`."""
+
+
+_CLASSES: Dict[ErrorKind, Type[SyncError]] = {
+    ErrorKind.ADDRESS: AddressError,
+    ErrorKind.NAME: NameResolutionError,
+    ErrorKind.CONNECTION: ConnectionFailedError,
+    ErrorKind.CERTIFICATE: CertificateError,
+    ErrorKind.PROXY: ProxyError,
+    ErrorKind.ANSWER: AnswerError,
+    ErrorKind.CONTENT: ContentError,
+    ErrorKind.UNTRUSTED: UntrustedError,
+    ErrorKind.DISK: DiskError,
+    ErrorKind.PERMISSION: AccessError,
+    ErrorKind.BUSY: BusyError,
+    ErrorKind.LIMIT: LimitError,
+    ErrorKind.MEMORY: OutOfMemoryError,
+}
+
+
+def class_of(kind: ErrorKind) -> Type[SyncError]:
+    """The exception for runs that failed so."""
+    return _CLASSES.get(kind, SyncError)
 
 
 def chain_text(chain: Sequence[ErrorEntry]) -> str:

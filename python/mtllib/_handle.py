@@ -8,12 +8,27 @@ import threading
 from typing import Callable, List, Optional, Union
 
 from mtllib import _c_interface as c
-from mtllib._errors import ErrorEntry, Failure, LoadError, chain_text
+from mtllib._errors import (
+    ErrorEntry,
+    ErrorKind,
+    Explanation,
+    Failure,
+    LoadError,
+    SettingsError,
+    chain_text,
+)
 from mtllib._events import Event, Progress
 from mtllib._loading import interface
-from mtllib._reading import chain_of, event_of, plan_of, result_of, verification_of
+from mtllib._reading import (
+    chain_of,
+    event_of,
+    explanation_of,
+    plan_of,
+    result_of,
+    verification_of,
+)
 from mtllib._results import Plan, Result, Verification
-from mtllib._settings import Path, Settings, SystemProxy
+from mtllib._settings import NetworkOptions, Path, Settings, SystemProxy
 
 Listener = Callable[[Union[Progress, Event]], None]
 
@@ -91,6 +106,11 @@ class Handle:
         """The chain of the last operation."""
         return chain_of(self._library, self._library.mtlhost_last_error(self._pointer))
 
+    def last_explanation(self) -> Explanation:
+        """The same for users."""
+        error = self._library.mtlhost_last_error(self._pointer)
+        return explanation_of(self._library, error)
+
     def last_failure(self) -> Failure:
         """Of which kind it was, if there was one."""
         return Failure(self._last_result().failure)
@@ -143,11 +163,11 @@ def _open(library: ctypes.CDLL, settings: Settings, callback: object) -> int:
     error = ctypes.c_void_p()
     if library.mtlhost_open(options, pointer, error) != c.OK or pointer.value is None:
         chain = chain_of(library, error.value)
+        explanation = explanation_of(library, error.value)
         library.mtlhost_free_error(error)
-        is_engines = settings.trust.keys or settings.trust.name or settings.mirrors
-        if settings.module and not is_engines:
-            raise LoadError(chain_text(chain), chain)
-        raise ValueError(chain_text(chain))  # The engine has nothing to load.
+        is_loading = explanation.kind in (ErrorKind.MODULE, ErrorKind.MEMORY)
+        kind = LoadError if is_loading else SettingsError
+        raise kind(chain_text(chain), chain, explanation)
     return pointer.value
 
 
@@ -169,6 +189,7 @@ def _options_of(settings: Settings) -> c.OptionsRecord:
         seconds=_c_number(update.seconds),
         library_name=_c_text(trust.name),
     )
+    _take_network(settings.network, record)
     if trust.keys:
         record.key_count = len(trust.keys)
         record.keys = (ctypes.c_char_p * len(trust.keys))(*map(_c_path, trust.keys))
@@ -193,6 +214,20 @@ def _options_of(settings: Settings) -> c.OptionsRecord:
     }
     record.flags = sum(flag for flag, is_set in flags.items() if is_set)
     return record
+
+
+def _take_network(network: NetworkOptions, record: c.OptionsRecord) -> None:
+    record.ca_file = _c_path(network.ca_file)
+    record.proxy_user = _c_text(network.proxy_user)
+    record.proxy_password = _c_text(network.proxy_password)
+    fields = [_c_text(f"{name}: {value}") for name, value in network.fields.items()]
+    if fields:
+        record.field_count = len(fields)
+        record.fields = (ctypes.c_char_p * len(fields))(*fields)
+    record.query = _c_text(network.query)
+    record.user_agent = _c_text(network.user_agent)
+    record.connect_seconds = _c_number(network.connect_seconds, 31)
+    record.stall_seconds = _c_number(network.stall_seconds, 31)
 
 
 def _c_text(text: str) -> bytes:

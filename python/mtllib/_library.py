@@ -17,7 +17,16 @@ from mtllib._handle import Handle
 from mtllib._logging import log
 from mtllib._results import Plan, Result, Verification
 from mtllib._run import Operation, Run
-from mtllib._settings import SYSTEM_PROXY, Module, Path, Proxy, Settings, Trust, UpdateOptions
+from mtllib._settings import (
+    SYSTEM_PROXY,
+    Module,
+    NetworkOptions,
+    Path,
+    Proxy,
+    Settings,
+    Trust,
+    UpdateOptions,
+)
 
 ProgressHandler = Callable[[Progress], object]
 EventHandler = Callable[[Event], object]
@@ -45,8 +54,8 @@ class Library:
     goes on from there, the module's starts over. An interrupt from the keyboard during a run
     ends it within 200 ms, then `KeyboardInterrupt` is raised.
 
-    Runs raise `SyncError` when they fail, `UntrustedError` among them, `Cancelled`, or what a
-    handler raises.
+    Runs raise `SyncError` when they fail, which has subclasses for what a failure is about,
+    `Cancelled`, or what a handler raises.
 
     Handlers are called on the thread that called for the run, or in the task that awaits it,
     while the transfers go on, and may call `cancel` and `close`. When they
@@ -74,14 +83,16 @@ class Library:
         allow_expired: bool = False,
         forget_keys: bool = False,
         mirrors: Iterable[str] = (),
+        network: NetworkOptions = NetworkOptions(),
     ) -> None:
-        """Transfers and writes nothing yet. Raises `LoadError`, and `ValueError` for arguments
-        that cannot be used.
+        """Transfers and writes nothing yet. Raises `LoadError`, and `ValueError`, mostly as
+        `SettingsError`, for arguments that cannot be used.
 
         url: the address of the remote library.
         directory: the folder of the local copy, made if missing.
         sub_path: a sub-path of the remote library, of letters, digits and "-._~/".
-        proxy: the system's, None for none, or the address of an HTTP proxy.
+        proxy: the system's, None for none, or the address of an HTTP proxy. One that cannot be used
+            is a failure: nothing is sent without it.
         module: the plug-in that does the work in the engine's place, or True for the one that
             comes with the package.
         options: how the copy is brought up to date.
@@ -99,15 +110,16 @@ class Library:
             what was published is passed over for another one. With keys, their order is drawn for
             each run, and the library's list may add some; without, the first one that answers says
             what the library has. Of the engine only.
+        network: how requests are sent: authorities that are trusted, the proxy's user, request
+            fields, time limits. Of the engine only.
         """
         if isinstance(mirrors, str):
             raise TypeError("mirrors are several addresses, not one")
         pinned = (keys,) if isinstance(keys, (str, os.PathLike)) else tuple(keys)
         trust = Trust(pinned, name, allow_expired, forget_keys)
+        rest = (tuple(mirrors), network)
         self._handle = Handle(
-            Settings(
-                url, directory, sub_path, proxy, module, options, trust, mirrors=tuple(mirrors)
-            )
+            Settings(url, directory, sub_path, proxy, module, options, trust, *rest)
         )
         self._lock = threading.RLock()
         self._run: Optional[Run] = None

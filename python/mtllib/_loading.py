@@ -9,7 +9,8 @@ import pathlib
 import sys
 
 from mtllib import _c_interface
-from mtllib._errors import LoadError
+from mtllib._errors import ErrorKind, Explanation, LoadError
+from mtllib._printable import printable
 
 _ENVIRONMENT_VARIABLE = "MTLLIB_LIBRARY"
 _FILE_NAME = "mtlhost.dll" if sys.platform == "win32" else "libmtlhost.so.0"
@@ -33,9 +34,13 @@ def interface() -> ctypes.CDLL:
         library = ctypes.CDLL(file)
         _c_interface.declare(library)
     except (OSError, AttributeError) as error:
+        sentence = printable(f"Could not load the library {file}: {error}.")
+        hint = (
+            "Install the package again, with what it needs of the system; the environment variable "
+            f"{_ENVIRONMENT_VARIABLE} may name another file."
+        )
         raise LoadError(
-            f"could not load {file}: {error} (the environment variable "
-            f"{_ENVIRONMENT_VARIABLE} may name another file)"
+            sentence, explanation=Explanation(ErrorKind.MODULE, file, sentence, hint)
         ) from error
     return library
 

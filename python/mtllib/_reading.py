@@ -6,7 +6,7 @@ import ctypes
 from typing import Dict, List, Optional, Tuple, Union
 
 from mtllib import _c_interface as c
-from mtllib._errors import ErrorEntry
+from mtllib._errors import ErrorEntry, ErrorKind, Explanation
 from mtllib._events import Event, EventKind, Progress
 from mtllib._results import (
     Amount,
@@ -132,6 +132,16 @@ def chain_of(library: ctypes.CDLL, error: Optional[int]) -> List[ErrorEntry]:
         )
         error = library.mtlhost_error_next(error)
     return chain
+
+
+def explanation_of(library: ctypes.CDLL, error: Optional[int]) -> Explanation:
+    """Of the chain that begins there."""
+    return Explanation(
+        ErrorKind(library.mtlhost_error_kind(error)),
+        library.mtlhost_error_about(error).decode(),
+        library.mtlhost_error_sentence(error).decode(),
+        library.mtlhost_error_hint(error).decode(),
+    )
 
 
 def _change_of(record: c.FileRecord) -> Optional[FileChange]:

@@ -24,10 +24,10 @@ from mtllib._errors import (
     Cancelled,
     Error,
     ErrorEntry,
+    Explanation,
     Failure,
-    SyncError,
-    UntrustedError,
     chain_text,
+    class_of,
 )
 from mtllib._event_queue import EventQueue
 from mtllib._events import Event, Progress
@@ -56,6 +56,7 @@ class Run:
         self._code = c.CANCELLED
         self._chain: List[ErrorEntry] = []
         self._kind = Failure.OTHER
+        self._explanation = Explanation()
         self._failure: Optional[BaseException] = None
         self._is_begun = threading.Lock()  # Held until then, like the next one.
         self._has_ended = threading.Lock()
@@ -94,10 +95,12 @@ class Run:
             raise self._failure
         if self._code == c.CANCELLED:
             _end_thread_on_exit()
-            raise Cancelled("cancelled", self.result)
+            raise Cancelled("Cancelled.", self.result)
         if self._code == c.FAILED:
-            kind = UntrustedError if self._kind == Failure.UNTRUSTED else SyncError
-            raise kind(chain_text(self._chain), self._chain, self._kind, self.result)
+            kind = class_of(self._explanation.kind)
+            raise kind(
+                chain_text(self._chain), self._chain, self._kind, self.result, self._explanation
+            )
         if self._code < 0:
             raise Error(f"the library answered {self._code}")
         return self._code
@@ -126,6 +129,7 @@ class Run:
         if self._code == c.FAILED:
             self._chain = self._handle.last_error()
             self._kind = self._handle.last_failure()
+            self._explanation = self._handle.last_explanation()
 
     def _receive(self, event: Union[Progress, Event]) -> None:
         if isinstance(event, Progress) or event.kind == "waiting":

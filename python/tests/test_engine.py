@@ -152,7 +152,7 @@ def test_the_module_can_only_check_and_sync(
 ) -> None:
     with mtllib.Library(server.url, copy, proxy=None, module=True) as library:
         for operation in (library.plan, library.verify, library.repair):
-            with pytest.raises(mtllib.SyncError, match="only the engine") as caught:
+            with pytest.raises(mtllib.SyncError, match="Only the engine") as caught:
                 operation()
             assert caught.value.failure == Failure.USAGE
 

@@ -155,7 +155,7 @@ print(os.WEXITSTATUS(os.waitpid(process, 0)[1]), library.check())
 """
     server.publish({})
     process = child.run("-c", code, server.url, str(copy))
-    assert process.stdout == "the library was opened in another process\n3 True\n"
+    assert process.stdout == "The library was opened in another process.\n3 True\n"
     assert (process.returncode, process.stderr) == (0, "")
 
 

@@ -16,7 +16,7 @@ import mtllib
 try:
     mtllib.Library("http://127.0.0.1:1", "copy")
 except mtllib.LoadError as error:
-    print(error)
+    print(error, error.hint, error.kind.name)
 """
 
 
@@ -29,7 +29,7 @@ def test_a_library_that_cannot_be_loaded_is_named(
         file.write_text(content)
     monkeypatch.setenv("MTLLIB_LIBRARY", str(file))
     process = child.run("-c", _OPEN)
-    assert process.stdout.startswith(f"could not load {file}: ")
+    assert process.stdout.startswith(f"Could not load the library {file}: ")
     assert "MTLLIB_LIBRARY may name another file" in process.stdout
 
 

@@ -11,6 +11,7 @@ import child
 import mtllib
 from conftest import Opener
 from scripted_server import ScriptedServer
+from signed_library import FIRST_TIME, SignedLibrary
 
 
 def test_stages_are_debug_and_information_is_info(
@@ -35,10 +36,11 @@ def test_stages_are_debug_and_information_is_info(
 def test_a_warning_is_a_warning(
     server: ScriptedServer, copy: pathlib.Path, caplog: pytest.LogCaptureFixture
 ) -> None:
-    server.publish({})
-    with mtllib.Library(
-        server.url, copy, proxy="socks5://127.0.0.1:1", module=True
-    ) as library:
+    oak = SignedLibrary(server)
+    oak.expires = FIRST_TIME
+    oak.publish({})
+    key = oak.public_key
+    with mtllib.Library(server.url, copy, proxy=None, keys=key, allow_expired=True) as library:
         library.check()
     assert [record[:2] for record in caplog.record_tuples] == [("mtllib", logging.WARNING)]
 

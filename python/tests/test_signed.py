@@ -79,7 +79,7 @@ def test_what_was_not_signed_is_an_error_of_its_own(
         lambda: asyncio.run(library.sync_async()),
     ]
     for operation in operations:
-        with pytest.raises(mtllib.SyncError, match="/lib/id.txt: it is not signed") as caught:
+        with pytest.raises(mtllib.SyncError, match="/lib/id.txt is not trusted: it is not signed") as caught:
             operation()
         assert type(caught.value) is mtllib.UntrustedError
         assert caught.value.failure == Failure.UNTRUSTED
