@@ -9,36 +9,11 @@ import mtllib
 from . import message
 from .message import Message
 
-_NETWORK_ADVICE = (
-    "Check the address and the proxy in the add-on's preferences, and the network; then try again"
-)
-_FOLDER_ADVICE = (
-    "Check that the folder in the add-on's preferences can be written and its disk has space; "
-    "then try again"
-)
-_LIBRARY_ADVICE = (
-    "Check the address in the add-on's preferences; if it is right, tell who runs the library"
-)
-_UNTRUSTED_ADVICE = (
-    "The local copy is as it was. Try again later; if it stays so, ask the library's publisher, but "
-    "not by way of its server"
-)
 _LOAD_ADVICE = (
     "Install the add-on's zip file that was built for this system, and the system's libcurl "
     "and JsonCpp"
 )
 _SETTINGS_ADVICE = "Check the add-on's preferences"
-_USAGE_ADVICE = "Synchronise first, and check the add-on's preferences"
-_ANOTHER_RUN_ADVICE = "Try again when it has ended"
-
-_ADVICE = {
-    mtllib.Failure.USAGE: _USAGE_ADVICE,
-    mtllib.Failure.NETWORK: _NETWORK_ADVICE,
-    mtllib.Failure.DISK: _FOLDER_ADVICE,
-    mtllib.Failure.CONTENT: _LIBRARY_ADVICE,
-    mtllib.Failure.ANOTHER_RUN: _ANOTHER_RUN_ADVICE,
-    mtllib.Failure.UNTRUSTED: _UNTRUSTED_ADVICE,
-}
 _UNITS = ("bytes", "kB", "MB", "GB", "TB")
 
 
@@ -102,24 +77,14 @@ def cancelled() -> Message:
 
 
 def failed(error: Exception) -> Message:
-    """With the whole chain, what failed first, and with what to do."""
+    """What failed, and what to do."""
     reason = mtllib.printable(str(error)).rstrip(".")
-    return message.error(reason, _advice(error))
-
-
-def _advice(error: Exception) -> str:
-    if isinstance(error, mtllib.LoadError):
-        return _LOAD_ADVICE
-    if not isinstance(error, mtllib.SyncError):
-        return _SETTINGS_ADVICE
-    if error.failure in _ADVICE:
-        return _ADVICE[error.failure]
-    # The module does not say what kind of failure it was.
-    if any(entry.code > 0 for entry in error.chain):
-        return _FOLDER_ADVICE
-    if any(entry.tag.startswith("Http") for entry in error.chain):
-        return _NETWORK_ADVICE
-    return _LIBRARY_ADVICE
+    hint = getattr(error, "hint", "")
+    if not hint and isinstance(error, mtllib.LoadError):
+        hint = _LOAD_ADVICE
+    if not hint and isinstance(error, ValueError):
+        hint = _SETTINGS_ADVICE
+    return message.error(reason, hint.rstrip("."))
 
 
 def _changed(

@@ -16,5 +16,5 @@ class Message:
 
 
 def error(reason: str, advice: str) -> Message:
-    """What is wrong, and what to do."""
-    return Message("ERROR", f"{reason}.{_LINE_BREAK}{advice}.")
+    """What is wrong, and what to do if that is known."""
+    return Message("ERROR", f"{reason}.{_LINE_BREAK}{advice}." if advice else f"{reason}.")

@@ -70,6 +70,27 @@ class MtllibPreferences(bpy.types.AddonPreferences):
         name="Allow Expired",
         description="Take a signed release that has expired, with a warning",
     )
+    ca_file: StringProperty(  # type: ignore[valid-type]
+        name="CA File",
+        description="File (PEM) with the authorities that are trusted; empty for the system's",
+        subtype="FILE_PATH",
+    )
+    proxy_user: StringProperty(  # type: ignore[valid-type]
+        name="Proxy User", description="User name for the proxy; empty for none"
+    )
+    proxy_password: StringProperty(  # type: ignore[valid-type]
+        name="Proxy Password", description="Password for the proxy", subtype="PASSWORD"
+    )
+    request_field: StringProperty(  # type: ignore[valid-type]
+        name="Request Field",
+        description="Sent with every request over https, such as Authorization: Bearer ...",
+        subtype="PASSWORD",
+    )
+    query: StringProperty(  # type: ignore[valid-type]
+        name="Query",
+        description="Stands behind the ? of every URL, as signed URLs have it",
+        subtype="PASSWORD",
+    )
     uses_module: BoolProperty(  # type: ignore[valid-type]
         name="Use the Module",
         description="Let the module do the work: it fetches everything when anything has "
@@ -86,6 +107,12 @@ class MtllibPreferences(bpy.types.AddonPreferences):
         layout.prop(self, "proxy")
         if self.proxy == PROXY_ADDRESS:
             layout.prop(self, "proxy_address")
+        if not self.uses_module:
+            if self.proxy != PROXY_NONE:
+                layout.prop(self, "proxy_user")
+                layout.prop(self, "proxy_password")
+            for name in ("ca_file", "request_field", "query"):
+                layout.prop(self, name)
         layout.prop(self, "asset_library")
         layout.prop(self, "keys")
         layout.prop(self, "library_name")
@@ -124,6 +151,11 @@ def settings(context: Any) -> Settings:
         preferences.library_name.strip(),
         preferences.allow_expired,
         () if preferences.uses_module else _parts_of(preferences.mirrors),
+        bpy.path.abspath(preferences.ca_file),
+        preferences.proxy_user.strip(),
+        preferences.proxy_password,
+        preferences.request_field.strip(),
+        preferences.query.strip(),
     )
 
 

@@ -33,6 +33,15 @@ class Settings:
     """Whether a release that has expired is taken."""
     mirrors: Tuple[str, ...] = ()
     """Other addresses of the online library."""
+    ca_file: str = ""
+    """With the authorities that are trusted; may be empty."""
+    proxy_user: str = ""
+    proxy_password: str = ""
+    """Of the proxy; both may be empty."""
+    request_field: str = ""
+    """"NAME: VALUE", sent with every request over https; may be empty."""
+    query: str = ""
+    """Behind the "?" of every URL; may be empty."""
     forget_keys: bool = False
     """Whether what the copy has had with keys does not count any longer."""
 

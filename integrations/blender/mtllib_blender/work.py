@@ -43,6 +43,7 @@ class Work:
             allow_expired=settings.allow_expired,
             forget_keys=settings.forget_keys,
             mirrors=settings.mirrors,
+            network=_network_of(settings),
         )
         # A daemon: the package ends its runs itself when the interpreter exits.
         self._thread = threading.Thread(target=self._run, name="mtllib_blender", daemon=True)
@@ -90,6 +91,17 @@ class Work:
     def _note(self, event: mtllib.Event) -> None:
         if event.kind == "warning":
             self._warnings.append(mtllib.printable(event.text))
+
+
+def _network_of(settings: Settings) -> mtllib.NetworkOptions:
+    name, _, value = settings.request_field.partition(":")
+    return mtllib.NetworkOptions(
+        ca_file=settings.ca_file,
+        proxy_user=settings.proxy_user,
+        proxy_password=settings.proxy_password,
+        fields={name: value.strip()} if settings.request_field else {},
+        query=settings.query,
+    )
 
 
 def _proxy_of(settings: Settings) -> Union[mtllib.SystemProxy, str, None]:

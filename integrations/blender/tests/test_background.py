@@ -87,9 +87,9 @@ def test_an_error_is_reported_with_its_cause_and_what_to_do(
     assert finished.status == 1
     assert finished.told == []
     assert (
-        f"RuntimeError: Error: {server.url}/id.txt: the server answered with HTTP status 404. \n"
-        "Check the address and the proxy in the add-on's preferences, and the network; "
-        "then try again.\n"
+        f"RuntimeError: Error: Could not fetch {server.url}/id.txt: the server answered with HTTP "
+        "status 404: there is no such file. \n"
+        "Check the address: where a library is, there are id.txt and filelist.json.\n"
     ) in finished.output + finished.errors
 
 
@@ -107,7 +107,10 @@ tell(is_running())
 tell([name for name, _ in asset_libraries()])
 """
     finished = blender.run(script).check()
-    text = f"Error: {server.url}/id.txt: the server answered with HTTP status 404."
+    text = (
+        f"Error: Could not fetch {server.url}/id.txt: the server answered with HTTP status 404: "
+        "there is no such file."
+    )
     assert finished.told == [text, False, ["User Library"]]
 
 
@@ -118,9 +121,9 @@ def test_the_module_does_the_work_when_it_is_asked_for(
     finished = own.run(_SYNCHRONISE)
     assert finished.status == 1
     assert (
-        "Could not download remote stamp file, because: Unexpected HTTP status (404). \n"
-        "Check the address and the proxy in the add-on's preferences, and the network; "
-        "then try again.\n"
+        f"Could not fetch {server.url}/id.txt: the server answered with HTTP status 404: there is "
+        "no such file. \n"
+        "Check the address: where a library is, there are id.txt and filelist.json.\n"
     ) in finished.output + finished.errors
     server.publish({"a.mat": b"oak"})
     own.run(_SYNCHRONISE).check()
@@ -188,7 +191,7 @@ def test_verify_tells_what_differs_and_repair_fetches_it(
 def test_there_must_be_something_to_verify(blender: Blender, server: ScriptedServer) -> None:
     finished = blender.run(_SCRIPT + "bpy.ops.mtllib.verify()")
     assert finished.status == 1
-    assert "Synchronise first" in finished.output + finished.errors
+    assert "Update the copy first" in finished.output + finished.errors
 
 
 def test_a_folder_that_cannot_be_written_is_told(
@@ -197,7 +200,9 @@ def test_a_folder_that_cannot_be_written_is_told(
     (tmp_path / "file").write_text("")
     finished = blender.with_preferences(folder=str(tmp_path / "file" / "x")).run(_SYNCHRONISE)
     assert finished.status == 1
-    assert "Check that the folder in the add-on's preferences" in finished.output + finished.errors
+    assert "Move away what lies there, or choose another folder." in (
+        finished.output + finished.errors
+    )
 
 
 def test_a_library_that_is_none_is_told(blender: Blender, server: ScriptedServer) -> None:
@@ -205,7 +210,7 @@ def test_a_library_that_is_none_is_told(blender: Blender, server: ScriptedServer
     server.serve("/lib/filelist.json", b"{")
     finished = blender.run(_SYNCHRONISE)
     assert finished.status == 1
-    assert "if it is right, tell who runs the library." in finished.output + finished.errors
+    assert "what answers there is not a library" in finished.output + finished.errors
 
 
 def test_only_what_one_of_the_keys_has_signed_is_taken(
@@ -224,10 +229,13 @@ def test_only_what_one_of_the_keys_has_signed_is_taken(
         finished = pinned.run(_SCRIPT + f"bpy.ops.mtllib.{operator}()")
         assert finished.status == 1
         told = finished.output + finished.errors
-        assert f"RuntimeError: Error: {server.url}/id.txt: it is not signed: " in told
         assert (
-            ". \nThe local copy is as it was. Try again later; if it stays so, ask the library's "
-            "publisher, but not by way of its server.\n"
+            f"RuntimeError: Error: What came from {server.url}/id.txt is not trusted: it is not "
+            "signed: "
+        ) in told
+        assert (
+            ". \nNothing was changed. If it stays so, ask the library's publisher, but not by way "
+            "of its server.\n"
         ) in told
     assert (copy / "a.mat").read_bytes() == b"oak"
 
@@ -265,7 +273,7 @@ def test_a_copy_that_had_keys_needs_them_until_they_are_forgotten(
     oak.publish({"a.mat": b"ash"})
     finished = blender.run(_SYNCHRONISE)
     assert finished.status == 1
-    assert "this copy was updated with keys" in finished.output + finished.errors
+    assert "This copy was updated with keys" in finished.output + finished.errors
     assert (copy / "a.mat").read_bytes() == b"oak"
     forget = "bpy.ops.mtllib.synchronise(forget_keys=True)\n"
     blender.run(_SCRIPT + forget + _AGAIN).check()

@@ -96,7 +96,7 @@ def test_an_error_is_reported(windowed: Blender, server: ScriptedServer) -> None
     (reports,) = finished.told
     assert (
         f"{server.url}/id.txt: the server answered with HTTP status 404. \n"
-        "Check the address and the proxy in the add-on's preferences"
+        "Check the address: where a library is, there are id.txt and filelist.json"
     ) in reports
 
 
