@@ -134,6 +134,7 @@ fuzz:
 documents: release
 	build/release/bin/write_faults_table docs/reliability.md
 	build/release/bin/write_messages . docs/messages.md
+	tests/failures/failures.py . build/release/bin --write
 
 # The reference of the public headers, in build/reference/html; fails when something in them
 # is not described.

@@ -50,6 +50,11 @@ bool isOfProtocol(const std::string& file) {
   return file == "answer_head.cc" || file == "request_text.cc" || file == "rules/list_note.cc";
 }
 
+/// What users are told has a page of its own.
+bool isForUsers(const std::string& file) {
+  return file == "explanation.cc" || file == "chain_explanation.cc";
+}
+
 /// What only the publisher's program says, no host gets to see.
 bool isOfPublisher(const std::string& file) {
   return file == "rules/published_names.cc";
@@ -66,7 +71,7 @@ std::vector<SourceMessage> allMessages(const std::string& root) {
   std::vector<SourceFile> sources;
   for (const char* folder : {"src/", "krell_networking/src/", "host/src/", "host/c/"}) {
     for (auto& [name, code] : readTree(root + '/' + folder)) {
-      if (!isOfProtocol(name) && !isOfPublisher(name))
+      if (!isOfProtocol(name) && !isOfPublisher(name) && !isForUsers(name))
         sources.push_back({folder + name, std::move(code)});
     }
   }
