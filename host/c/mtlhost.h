@@ -404,9 +404,10 @@ MTLHOST_API int32_t mtlhost_error_http_status(const mtlhost_error* error);
  * chain, which explains the chain as a whole; the others have nothing of it. */
 MTLHOST_API int32_t mtlhost_error_kind(const mtlhost_error* error);
 
-/** The URL, the file or folder with its full name, or the proxy that the failure is about; "" for
- * none of them. Without passwords. Names that a server chose may stand in it: mtlhost_printable()
- * makes it fit to be shown. */
+/** The URL, the file or folder with its full name, or the proxy that the failure is about; the
+ * library's address where nothing nearer is known, and "" where mtlhost_open() was used wrongly.
+ * Without passwords. Names that a server chose may stand in it: mtlhost_printable() makes it fit to
+ * be shown. */
 MTLHOST_API const char* mtlhost_error_about(const mtlhost_error* error);
 
 /** What happened, in a sentence for users, which is fit to be shown. */

@@ -55,7 +55,7 @@ std::optional<ConnectionNumbers> connectionNumbersOf(const Error& error) {
   return count == 3 ? std::optional(numbers) : std::nullopt;
 }
 
-std::string textOf(const ConnectionNumbers& numbers) {
+std::string connectionText(const ConnectionNumbers& numbers) {
   using namespace Krell::Networking;  // NOLINT(google-build-using-namespace)
   std::string text = mtlupdate::connectionReasonText(static_cast<std::uint32_t>(numbers.reason));
   if ((numbers.flags & CONNECTION_ERROR_SYSTEM_NUMBER) != 0) {
@@ -81,10 +81,6 @@ const Error* find(const Errors& chain, std::string_view tag) {
   return found != chain.end() ? &*found : nullptr;
 }
 
-bool begins(const std::string& text, std::string_view with) {
-  return text.compare(0, with.size(), with) == 0;
-}
-
 /// A message has one name, in quotation marks.
 std::string nameIn(const std::string& message) {
   const std::size_t begin = message.find('"');
@@ -106,32 +102,32 @@ std::string urlOf(const Subject& subject, const std::string& file) {
   return mtlrules::fileUrl(subject.address, file);
 }
 
-/// The URL of what was being fetched; "" when nothing was.
-std::string fetched(const Errors& chain, const Subject& subject, const std::string& failedFile) {
+/// The URL of what the chain says was being fetched; "" when it does not say.
+std::string fetched(const Errors& chain, const Subject& subject) {
   if (find(chain, kStampTag) != nullptr) {
     return urlOf(subject, mtlrules::stampName(subject.subPath));
   }
   for (const char* tag : {kFetchListTag, kParseListTag, kLossyEntryTag}) {
     if (find(chain, tag) != nullptr) return mtlrules::listUrl(subject.address, subject.subPath);
   }
-  if (const Error* file = find(chain, kFilesTag)) return urlOf(subject, nameIn(file->message));
-  return failedFile.empty() ? "" : urlOf(subject, failedFile);
+  const Error* file = find(chain, kFilesTag);
+  return file != nullptr ? urlOf(subject, nameIn(file->message)) : "";
 }
 
 /// Of a failed connection or a refusal.
-void explainTransfer(Errors& chain, std::string about, const Subject& subject, Why why) {
+void explainTransfer(Errors& chain, std::string about, const Subject& subject, const Why& why) {
   std::string what = "Could not fetch " + about;
   if (why.kind == ErrorKind::kProxy && !subject.proxy.empty()) {
     about = subject.proxy;
     what += " through the proxy " + about;
   }
-  explain(chain.front(), what, std::move(why), std::move(about));
+  explain(chain.front(), what, why, std::move(about));
 }
 
 void explainLocal(Errors& chain, const std::string& file, const Subject& subject) {
   const Error& cause = chain.back();
-  Why why = whyNotWritten(cause.code, subject, withoutNumber(cause.message));
-  explain(chain.front(), '"' + file + "\" cannot be written", std::move(why), file);
+  const Why why = whyNotWritten(cause.code, subject, withoutNumber(cause.message));
+  explain(chain.front(), '"' + file + "\" cannot be written", why, file);
 }
 
 void explainContent(Errors& chain, const std::string& url) {
@@ -169,15 +165,23 @@ bool isOutOfMemory(const Error& cause) {
 void explainChain(Errors& chain, const Subject& subject, const std::string& failedFile) {
   if (chain.empty()) return;
   const Error& cause = chain.back();
+  // Which of the files on their way ended it, only a failure shows.
+  const std::string asked = fetched(chain, subject);
+  if (chain.front().kind == ErrorKind::kLimit) {
+    chain.front().about = asked.empty() ? subject.address : asked;
+    return;
+  }
   const auto isAborted = [](const Error& error) { return begins(error.message, kAborted); };
   if (std::any_of(chain.begin(), chain.end(), isAborted)) {
-    return explain(chain.front(), "Cancelled", {ErrorKind::kCancelled, "", ""}, "");
+    return explain(chain.front(), "Cancelled", {ErrorKind::kCancelled, "", ""}, subject.address);
   }
-  const std::string url = fetched(chain, subject, failedFile);
+  const std::string known =
+      asked.empty() && !failedFile.empty() ? urlOf(subject, failedFile) : asked;
+  const std::string url = known.empty() ? subject.address : known;
   if (const auto numbers = connectionNumbersOf(cause)) {
     const auto reason = static_cast<std::uint32_t>(numbers->reason);
     return explainTransfer(chain, url, subject,
-                           whyNotConnected(reason, Cause::kUnknown, textOf(*numbers)));
+                           whyNotConnected(reason, Cause::kUnknown, connectionText(*numbers)));
   }
   if (const auto status = statusOf(cause)) {
     const std::string text = "the server answered with HTTP status " + std::to_string(*status);
@@ -187,7 +191,7 @@ void explainChain(Errors& chain, const Subject& subject, const std::string& fail
     return explain(
         chain.front(), "",
         {ErrorKind::kMemory, "there is not enough memory", "Close other programs, then try again."},
-        "");
+        url);
   }
   if (find(chain, kAddressTag) != nullptr) return explainAddress(chain, subject);
   if (const Error* save = find(chain, kSaveTag)) {
@@ -195,8 +199,8 @@ void explainChain(Errors& chain, const Subject& subject, const std::string& fail
                         subject);
   }
   if (find(chain, kFolderTag) != nullptr) return explainLocal(chain, subject.folder, subject);
-  if (!url.empty()) return explainContent(chain, url);
-  chain = explained(std::move(chain), ErrorKind::kOther);
+  if (!known.empty()) return explainContent(chain, known);
+  chain = explained(std::move(chain), ErrorKind::kOther, subject.address);
 }
 
 void explainWarning(Errors& chain, const Subject& subject) {
@@ -211,7 +215,7 @@ void explainWarning(Errors& chain, const Subject& subject) {
   const int code = hasCode ? std::atoi(text.c_str() + begin + 3) : -1;
   Why why = whyNotWritten(code, subject, hasCode ? withoutNumber(text.substr(begin + 2)) : "");
   if (!hasCode) why.hint = "Make room on the disk, then try again.";
-  explain(chain.front(), '"' + stamp + "\" cannot be written", std::move(why), stamp);
+  explain(chain.front(), '"' + stamp + "\" cannot be written", why, stamp);
 }
 
 }  // namespace mtlhost

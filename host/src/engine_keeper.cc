@@ -2,7 +2,9 @@
 // while an operation runs.
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <exception>
+#include <limits>
 #include <optional>
 #include <string>
 #include <unordered_set>
@@ -37,6 +39,12 @@ std::optional<std::string> proxyOf(const Settings& settings) {
   return std::nullopt;
 }
 
+/// As many as can be counted, with room for more; a negative number stays one.
+int countOf(std::int64_t number) {
+  constexpr int kMost = std::numeric_limits<int>::max() / 2;
+  return static_cast<int>(std::clamp<std::int64_t>(number, -1, kMost));
+}
+
 void takeNetwork(const NetworkSettings& network, mtlupdate::SessionOptions& session) {
   session.caFile = network.caFile;
   session.proxyUser = network.proxyUser;
@@ -45,8 +53,8 @@ void takeNetwork(const NetworkSettings& network, mtlupdate::SessionOptions& sess
     session.fields.emplace_back(field.name, field.value);
   session.query = network.query;
   if (!network.userAgent.empty()) session.userAgent = network.userAgent;
-  session.connectMilliseconds = static_cast<int>(network.connectTime.count());
-  session.stallSeconds = static_cast<int>(network.stallTime.count());
+  session.connectMilliseconds = countOf(network.connectTime.count());
+  session.stallSeconds = countOf(network.stallTime.count());
 }
 
 mtlupdate::UpdateOptions optionsOf(const Settings& settings, mtlupdate::TrustOptions trust) {

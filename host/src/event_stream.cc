@@ -144,9 +144,8 @@ void EventStream::reportError(ErrorChain* chain) noexcept {
     record_.errors = errorsOf(*chain);
     if (record_.isBeyondLimit) {
       record_.errors.insert(record_.errors.begin(), limitError());
-    } else if (explain_) {
-      explain_(record_.errors, requested_);
     }
+    if (explain_) explain_(record_.errors, requested_);
     observer_.error(record_.errors);
   });
 }

@@ -7,6 +7,7 @@
 #include "module.h"
 #include "mtllib/transfer_progress.h"
 #include "platform/win32.h"
+#include "rules/address.h"
 #include "rules/printable.h"
 #include "system_calls.h"
 #include "update/connection_text.h"
@@ -22,11 +23,13 @@ constexpr const char* kTryAgain = "Try again: what was fetched stays.";
 constexpr const char* kLimitHint = "The limits of the settings say how much is taken.";
 constexpr const char* kMemoryHint = "Close other programs, then try again.";
 
-// Of Windows, and on every system in errors of the module; those that POSIX has nothing like.
+// Of Windows, and on every system in errors of the module; those that POSIX has nothing like, and
+// one that not every compiler for Windows has.
 constexpr int kSharingViolation = 32;
 constexpr int kLockViolation = 33;
 constexpr int kHandleDiskFull = 39;
 constexpr int kMappedFile = 1224;
+constexpr int kDiskQuotaExceeded = 1295;
 
 constexpr int kProxyAuthenticationRequired = 407;
 
@@ -36,10 +39,6 @@ bool isUrl(std::string_view text) {
 
 bool endsWith(std::string_view text, std::string_view end) {
   return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
-}
-
-bool begins(std::string_view text, std::string_view with) {
-  return text.substr(0, with.size()) == with;
 }
 
 bool isOfEveryLibrary(std::string_view url) {
@@ -211,6 +210,10 @@ std::string whatFailed(const mtlupdate::Failure& failure, const Why& why, const 
 
 }  // namespace
 
+bool begins(std::string_view text, std::string_view with) {
+  return text.substr(0, with.size()) == with;
+}
+
 const char* nameOf(ErrorKind kind) {
   switch (kind) {
     case ErrorKind::kSettings:
@@ -356,7 +359,7 @@ Why whyNotWritten(int code, const Subject& subject, std::string text) {
               std::string("Close the program that uses it.") + again};
     case kHandleDiskFull:
     case ERROR_DISK_FULL:
-    case ERROR_DISK_QUOTA_EXCEEDED:
+    case kDiskQuotaExceeded:
       return {ErrorKind::kDisk, std::move(text), std::string("Make room on the disk.") + again};
     case ERROR_FILENAME_EXCED_RANGE:
       return {ErrorKind::kDisk, std::move(text), "Choose a folder with a shorter name."};
@@ -372,7 +375,7 @@ Why whyNotWritten(int code, const Subject& subject, std::string text) {
   }
 }
 
-void explain(Error& error, const std::string& what, Why why, std::string about) {
+void explain(Error& error, const std::string& what, const Why& why, std::string about) {
   const char* between = what.empty() || why.text.empty() ? "" : ": ";
   // What is said of a file goes on from its name.
   const bool isFile = !what.empty() && what.back() == '"';
@@ -388,15 +391,16 @@ Error explainedError(const mtlupdate::Failure& failure, const Subject& subject) 
   Error error = ownError(isCancelled ? "cancelled" : textOf(failure));
   error.connectionReason = failure.connectionReason;
   error.httpStatus = failure.httpStatus;
-  Why why = whyOf(failure, subject);
+  const Why why = whyOf(failure, subject);
   std::string about = failure.about;
   const bool isOfProxy = why.kind == ErrorKind::kProxy && failure.cause != Cause::kProxySetting;
   if (isOfProxy && !subject.proxy.empty()) about = subject.proxy;
   if (why.kind == ErrorKind::kBusy) about = subject.folder;
   if (failure.cause == Cause::kNoAuthorities && !subject.caFile.empty()) about = subject.caFile;
   if (about.empty() && why.kind == ErrorKind::kDisk) about = subject.folder;
+  if (about.empty()) about = mtlrules::withoutUserName(subject.address);
   const std::string what = whatFailed(failure, why, subject);
-  explain(error, what, std::move(why), std::move(about));
+  explain(error, what, why, std::move(about));
   return error;
 }
 
@@ -404,6 +408,12 @@ Error limitError() {
   Error error = ownError("more was received than the settings allow");
   explain(error, "", {ErrorKind::kLimit, error.message, kLimitHint}, "");
   return error;
+}
+
+void completeAbout(Errors& chain, const std::string& address) {
+  if (chain.empty() || !chain.front().about.empty()) return;
+  chain.front().about =
+      mtlrules::withoutUserName(address.empty() ? mtlrules::defaultAddress() : address);
 }
 
 Errors explained(Errors chain, ErrorKind kind, std::string about, std::string hint) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "mtlhost/error.h"
 #include "update/failure.h"
@@ -35,6 +36,9 @@ Error explainedError(const mtlupdate::Failure& failure, const Subject& subject);
 /// The module received more than the settings allow.
 Error limitError();
 
+/// Makes the first error one about the library where it is about nothing yet.
+void completeAbout(Errors& chain, const std::string& address);
+
 /// Explains a chain of the module. `failedFile` is the file of the library that was not received,
 /// where the chain does not name it.
 void explainChain(Errors& chain, const Subject& subject, const std::string& failedFile);
@@ -55,8 +59,11 @@ Why whyRefused(int status, const std::string& about, std::string text);
 Why whyNotWritten(int code, const Subject& subject, std::string text);
 /// @}
 
+/// Whether the text begins with these words.
+bool begins(std::string_view text, std::string_view with);
+
 /// Makes the error explain the failure: "WHAT: WHY.".
-void explain(Error& error, const std::string& what, Why why, std::string about);
+void explain(Error& error, const std::string& what, const Why& why, std::string about);
 
 }  // namespace mtlhost
 

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <utility>
 
 #include "event_stream.h"
@@ -18,12 +19,20 @@ namespace mtlhost {
 
 // Members stand in the order in which they are made; they are released in the opposite one.
 struct Library::Impl {
-  explicit Impl(Observer& observer) : events(observer) {}
+  Impl(const Settings& settings, Observer& observer)
+      : address(settings.remoteAddress), events(observer) {}
 
   Result call(const std::function<Result(Keeper& keeper)>& operation);
   bool isForked() const { return processId() != process; }
 
+  Result refusal(Result::Status status, Error why, ErrorKind kind) const {
+    Result result{status, -1, explained({std::move(why)}, kind)};
+    completeAbout(result.errors, address);
+    return result;
+  }
+
   const std::int64_t process = processId();
+  const std::string address;
   EventStream events;
   std::unique_ptr<Keeper> keeper;
   std::atomic<bool> busy{false};
@@ -31,9 +40,11 @@ struct Library::Impl {
 
 Result Library::Impl::call(const std::function<Result(Keeper& keeper)>& operation) {
   if (isForked()) {
-    return failedBy(
-        Result::Failure::kOther,
-        explained({ownError("the library was opened in another process")}, ErrorKind::kSettings));
+    Result result =
+        refusal(Result::Status::kFailed, ownError("the library was opened in another process"),
+                ErrorKind::kSettings);
+    result.failure = Result::Failure::kOther;
+    return result;
   }
   if (busy.exchange(true)) return {Result::Status::kBusy, -1, {}};
   // However it ends: memory may run out.
@@ -46,8 +57,8 @@ Result Library::Impl::call(const std::function<Result(Keeper& keeper)>& operatio
   } const end{*this};
 
   if (events.isCancelled()) {
-    return {Result::Status::kCancelled, -1,
-            explained({ownError("cancelled before it began")}, ErrorKind::kCancelled)};
+    return refusal(Result::Status::kCancelled, ownError("cancelled before it began"),
+                   ErrorKind::kCancelled);
   }
   return operation(*keeper);
 }
@@ -76,10 +87,11 @@ Errors proxyProblem(const Settings& settings) {
 
 std::optional<Library> Library::open(const Settings& settings, Observer& observer,
                                      Errors& problem) {
-  std::unique_ptr<Impl, Close> impl(new Impl(observer));
+  std::unique_ptr<Impl, Close> impl(new Impl(settings, observer));
   const bool isModule = settings.usesModule || !settings.moduleFile.empty();
   const auto open = isModule ? openModule : openEngine;
   impl->keeper = open(settings, impl->events, problem);
+  completeAbout(problem, settings.remoteAddress);
   if (!impl->keeper) return std::nullopt;
   return Library(std::move(impl));
 }

@@ -84,8 +84,12 @@ Errors makeStampFolder(const DownloaderSettings& settings, const Subject& subjec
 /// No call fails without a word.
 Errors chainOf(int code, const CallRecord& record, const Subject& subject) {
   if (!record.errors.empty()) return record.errors;
-  if (record.isBeyondLimit) return {limitError()};
   Errors chain{ownError("the run failed (code " + std::to_string(code) + ")")};
+  if (record.isBeyondLimit) {
+    chain.front() = limitError();
+    completeAbout(chain, subject.address);
+    return chain;
+  }
   if (!record.lastWarning.empty()) chain.front() = ownError(record.lastWarning);
   explainWarning(chain, subject);
   return chain;
@@ -133,9 +137,10 @@ class ModuleKeeper final : public Keeper {
  private:
   using Entry = std::int32_t (*)(DownloaderImpl* downloader);
 
-  static Result refusal() {
-    return failedBy(Result::Failure::kUsage,
-                    explained({ownError("only the engine can do this")}, ErrorKind::kSettings));
+  Result refusal() const {
+    Errors problem = explained({ownError("only the engine can do this")}, ErrorKind::kSettings);
+    completeAbout(problem, subject_.address);
+    return failedBy(Result::Failure::kUsage, std::move(problem));
   }
 
   const DownloaderInterface& table() const { return module_.table(); }

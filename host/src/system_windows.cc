@@ -2,6 +2,8 @@
 #include <cstdint>
 #include <filesystem>
 #include <string_view>
+#include <system_error>
+#include <utility>
 
 #include "mtlhost/system.h"
 #include "platform/win32.h"
@@ -63,7 +65,20 @@ std::string ownFolder() {
 
 int windowsCode(const std::error_code& error) {
   if (error.category() == std::system_category()) return error.value();
-  return error == std::errc::no_space_on_device ? int{ERROR_DISK_FULL} : -1;
+  // Of the standard library's own, which has them where Windows has none that fits.
+  constexpr std::pair<std::errc, int> kCodes[] = {
+      {std::errc::no_space_on_device, ERROR_DISK_FULL},
+      {std::errc::not_a_directory, ERROR_PATH_NOT_FOUND},
+      {std::errc::no_such_file_or_directory, ERROR_PATH_NOT_FOUND},
+      {std::errc::file_exists, ERROR_FILE_EXISTS},
+      {std::errc::is_a_directory, ERROR_FILE_EXISTS},
+      {std::errc::permission_denied, ERROR_ACCESS_DENIED},
+      {std::errc::filename_too_long, ERROR_FILENAME_EXCED_RANGE},
+  };
+  for (const auto& [condition, code] : kCodes) {
+    if (error == condition) return code;
+  }
+  return -1;
 }
 
 std::int64_t processId() {

@@ -84,7 +84,8 @@ ConnectionError describeFailure(CURL* easy, CURLcode code, bool viaProxy) {
   return {word, static_cast<std::int32_t>(code)};
 }
 
-// OpenSSL has numbers for what it finds, but not for what libcurl finds itself; Schannel has words.
+// OpenSSL has numbers for what it finds, but not for what libcurl finds itself, such as another
+// name; Schannel has words.
 CertificateProblem certificateProblemOf(CURL* easy, CURLcode code, const char* words) {
   if (code == CURLE_SSL_CACERT_BADFILE) return CertificateProblem::kNoAuthorities;
   if (reasonOf(code) != CONNECTION_ERROR_CERTIFICATE) return CertificateProblem::kUnknown;
@@ -92,8 +93,11 @@ CertificateProblem certificateProblemOf(CURL* easy, CURLcode code, const char* w
     return std::any_of(parts.begin(), parts.end(),
                        [words](const char* part) { return std::strstr(words, part) != nullptr; });
   };
-  // The number that goes with it says nothing more.
-  if (says({"host name", "hostname", "WRONG_PRINCIPAL"})) return CertificateProblem::kOtherName;
+  // Where the address has a number in place of a name, libcurl speaks of that.
+  if (says({"subject name", "hostname", "WRONG_PRINCIPAL", "CN_NO_MATCH"})) {
+    return CertificateProblem::kOtherName;
+  }
+  constexpr long kNotChecked = 1;   // X509_V_ERR_UNSPECIFIED, with which libcurl begins
   constexpr long kNotYetValid = 9;  // X509_V_ERR_CERT_NOT_YET_VALID
   constexpr long kExpired = 10;     // X509_V_ERR_CERT_HAS_EXPIRED
   long result = 0;
@@ -102,7 +106,8 @@ CertificateProblem certificateProblemOf(CURL* easy, CURLcode code, const char* w
   if (isOutOfTime || says({"CERT_EXPIRED", "NOT_TIME_VALID"})) {
     return CertificateProblem::kNotValidNow;
   }
-  const bool isUnknown = result != 0 || says({"UNTRUSTED_ROOT", "PARTIAL_CHAIN"});
+  const bool isUnknown =
+      (result != 0 && result != kNotChecked) || says({"UNTRUSTED_ROOT", "PARTIAL_CHAIN"});
   return isUnknown ? CertificateProblem::kUnknownAuthority : CertificateProblem::kUnknown;
 }
 

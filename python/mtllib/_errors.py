@@ -119,10 +119,23 @@ class Cancelled(Error):
 
     result: Optional[Result]
     """What it did before; None when it had not begun."""
+    kind: ErrorKind = ErrorKind.CANCELLED
+    """As that of a failure, like what follows."""
+    about: str
+    """The address of the library; empty when the run had not begun."""
+    hint: str
+    """Empty."""
 
-    def __init__(self, message: str, result: Optional[Result] = None) -> None:
-        super().__init__(message)
+    def __init__(
+        self,
+        message: str,
+        result: Optional[Result] = None,
+        explanation: Explanation = Explanation(),
+    ) -> None:
+        super().__init__(explanation.sentence or message)
         self.result = result
+        self.about = explanation.about
+        self.hint = explanation.hint
 
 
 class ChainError(Error):
@@ -131,8 +144,9 @@ class ChainError(Error):
     kind: ErrorKind
     """What it is about."""
     about: str
-    """The URL, the file or folder with its full name, or the proxy that it is about; empty for none
-    of them. Without passwords. Names that a server chose may stand in it."""
+    """The URL, the file or folder with its full name, or the proxy that it is about; the library's
+    address where nothing nearer is known. Without passwords. Names that a server chose may stand in
+    it."""
     hint: str
     """What to do, in a printable sentence or two; empty when there is nothing to say."""
     chain: List[ErrorEntry]

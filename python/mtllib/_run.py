@@ -95,7 +95,7 @@ class Run:
             raise self._failure
         if self._code == c.CANCELLED:
             _end_thread_on_exit()
-            raise Cancelled("Cancelled.", self.result)
+            raise Cancelled("Cancelled.", self.result, self._explanation)
         if self._code == c.FAILED:
             kind = class_of(self._explanation.kind)
             raise kind(
@@ -126,10 +126,11 @@ class Run:
             self.result = self._handle.last_result()
             self.plan = self._handle.last_plan(self._code == c.UPDATE_AVAILABLE)
             self.verification = self._handle.last_verification()
+        if self._code in (c.FAILED, c.CANCELLED):
+            self._explanation = self._handle.last_explanation()
         if self._code == c.FAILED:
             self._chain = self._handle.last_error()
             self._kind = self._handle.last_failure()
-            self._explanation = self._handle.last_explanation()
 
     def _receive(self, event: Union[Progress, Event]) -> None:
         if isinstance(event, Progress) or event.kind == "waiting":

@@ -66,7 +66,7 @@ class NetworkOptions:
     """Stands behind the "?" of the URL of every request, as signed URLs have it. Appears in no
     message."""
     user_agent: str = ""
-    """Empty for "mtllib"."""
+    """Empty for "mtllib/VERSION"."""
     connect_seconds: Optional[int] = None
     """For connecting, at most; 30 unless given."""
     stall_seconds: Optional[int] = None

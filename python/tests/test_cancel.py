@@ -54,8 +54,11 @@ def test_another_thread_ends_a_check(
     server: ScriptedServer, library: mtllib.Library
 ) -> None:
     _when_requested(server, "/lib/id.txt", library.cancel)
-    with pytest.raises(mtllib.Cancelled):
+    with pytest.raises(mtllib.Cancelled) as caught:
         library.check()
+    assert str(caught.value) == "Cancelled."
+    assert caught.value.kind == mtllib.ErrorKind.CANCELLED
+    assert (caught.value.about, caught.value.hint) == (server.url, "")
 
 
 @pytest.mark.parametrize("end", [mtllib.Library.cancel, mtllib.Library.close])

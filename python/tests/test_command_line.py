@@ -275,7 +275,9 @@ def test_a_library_that_is_missing_is_a_failure(monkeypatch: pytest.MonkeyPatch)
     monkeypatch.setenv("MTLLIB_LIBRARY", "/no/such/library.so")
     process = _run("http://a", "copy")
     assert process.returncode == 1
-    assert process.stderr.startswith("mtllib: error: could not load /no/such/library.so: ")
+    assert process.stderr.startswith(
+        "mtllib: error: Could not load the library /no/such/library.so: "
+    )
 
 
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM])

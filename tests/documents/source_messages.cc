@@ -120,8 +120,8 @@ constexpr Reporter kReporters[] = {
 
 /// Literals that are no texts to read, though they look like it.
 constexpr const char* kNotReported[] = {
-    "host name",  // is looked for in libcurl's own words
-    "(%lu) ",     // stands in front of the system's texts below
+    "subject name",  // is looked for in libcurl's own words
+    "(%lu) ",        // stands in front of the system's texts below
     " (%lldMB / %lldMB)%n",
     R"(SOFTWARE\Microsoft\Windows\CurrentVersion\Internet Settings)",
 };

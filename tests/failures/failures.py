@@ -303,11 +303,11 @@ def cut(_):
 @contextlib.contextmanager
 def stalled(_):
     with served() as server:
-        server.hold("/lib/oak.tx")
+        server.hold("/lib/id.txt")  # The first request: others may well take a second.
         try:
-            yield Failure(server.url, stall="4")
+            yield Failure(server.url, stall="1")
         finally:
-            server.release("/lib/oak.tx")
+            server.release("/lib/id.txt")
 
 
 @contextlib.contextmanager
@@ -530,13 +530,35 @@ def row_of(name, provoke, folder):
     for host, words in told.items():
         assert words == first, f"{name}: C++ is told\n  {first}, {host}\n  {words}"
     kind, about, sentence, hint = (cell.replace("|", "\\|") for cell in first)
-    assert sentence.endswith(".") and "secret" not in " ".join(first), first
+    assert about and sentence.endswith(".") and "secret" not in " ".join(first), first
     return f"| {name} | {kind} | {sentence} | {hint} |\n"
 
 
 def rows_in(document):
     table = document[document.index(BEGIN) + len(BEGIN) : document.index(END)]
     return {line.split(" | ")[0][2:]: line + "\n" for line in table.splitlines()[2:]}
+
+
+def check_missing_networking_library(folder):
+    """The system does not start programs that lack it, and names it; Python can say more."""
+    name = "libkrell_networking.so.0"
+    if name in subprocess.run(["/sbin/ldconfig", "-p"], capture_output=True, text=True).stdout:
+        print(f"Not tried: without {name}, which is installed")
+        return
+    place = folder / "installed in part"
+    place.mkdir()
+    hosts = ("failures_cpp_host", "failures_c_host", "mtlsync")
+    for file in (*hosts, "libmtlhost.so", "libmtlhost.so.0"):
+        shutil.copy(BIN / file, place)
+    failure = Failure(
+        "http://materials.example/lib", environment={"MTLLIB_LIBRARY": str(place / "libmtlhost.so")}
+    )
+    for host in hosts:
+        output, errors = run([str(place / host), failure.address, str(folder / "copy")], failure)
+        assert output == "" and name in errors, f"{host}: {output!r} {errors!r}"
+    kind, about, sentence, hint = in_python(failure, str(folder / "copy"))
+    assert kind == "module" and about == failure.environment["MTLLIB_LIBRARY"], (kind, about)
+    assert name in sentence and hint, (sentence, hint)
 
 
 def main():
@@ -558,6 +580,10 @@ def main():
                 table += written.get(failure, "")
             except AssertionError as problem:
                 problems.append(str(problem))
+        try:
+            check_missing_networking_library(folder)
+        except AssertionError as problem:
+            problems.append(str(problem))
     if problems:
         sys.exit("\n".join(problems))
     begin, end = document.index(BEGIN) + len(BEGIN), document.index(END)

@@ -32,7 +32,5 @@ try:
         ),
     )
     library.sync(on_progress=cancel, on_event=cancel)
-except mtllib.ChainError as error:
+except (mtllib.ChainError, mtllib.Cancelled) as error:
     print(error.kind.name.lower(), error.about, error, error.hint, sep="\n")
-except mtllib.Cancelled as error:
-    print("cancelled", "", error, "", sep="\n")

@@ -75,9 +75,11 @@ TEST(ExplainChain, MakesASentenceOfTheNumbers) {
   EXPECT_EQ(error.sentence,
             "Could not fetch " + kStamp + ": the server's certificate could not be verified.");
   EXPECT_THAT(error.hint, StartsWith("Check the address and this computer's clock."));
+  std::string system = systemErrorText(5);
+  if (system.back() != '.') system += '.';  // Windows' texts are sentences.
   EXPECT_EQ(
       chainOf({stampError(), connectionError("reason=2 extraF=1000 underlying=5")})[0].sentence,
-      "Could not fetch " + kStamp + ": no connection to the server: " + systemErrorText(5) + ".");
+      "Could not fetch " + kStamp + ": no connection to the server: " + system);
   EXPECT_THAT(
       chainOf({stampError(), connectionError("reason=10 extraF=2000 underlying=6")})[0].sentence,
       EndsWith(": the answer is not valid HTTP: its chunks do not follow one another."));
@@ -110,6 +112,17 @@ TEST(ExplainChain, NamesWhatWasAskedFor) {
                save,
                {"PFileStream::Create", 112, "(112) Full.\r\n"}}),
       "/data/m/a.tx");
+}
+
+TEST(ExplainChain, NamesTheLibraryWhereNothingNearerIsKnown) {
+  const auto of = [](const Error& cause) { return chainOf({cause}).front(); };
+  EXPECT_EQ(of({"a", -1, "Download aborted (1)"}).about, kSubject.address);
+  EXPECT_EQ(of({"a", -1, "Out of memory"}).about, kSubject.address);
+  EXPECT_EQ(of({"a", -1, "something else"}).about, kSubject.address);
+  EXPECT_EQ(of(statusError(404)).about, kSubject.address);
+  EXPECT_EQ(of(limitError()).about, kSubject.address);
+  const mtlupdate::Failure cancelled{mtlupdate::Failure::Kind::kCancelled, "", ""};
+  EXPECT_EQ(explainedError(cancelled, kSubject).about, kSubject.address);
 }
 
 TEST(ExplainChain, NamesTheStampAndTheListOfASubPath) {

@@ -37,6 +37,9 @@ class NetworkTest : public testing::Test {
     auto library = Library::open(settings_, observer_, problem);
     if (library) problem = library->run().errors;
     expectNoSecret(problem);
+    if (!problem.empty()) {
+      EXPECT_NE(problem.front().about, "") << problem.front().sentence;
+    }
     return problem.empty() ? Error() : problem.front();
   }
 
@@ -197,15 +200,24 @@ TEST_F(NetworkTest, LimitsWhatTheModuleReceives) {
   EXPECT_EQ(result.status, Result::Status::kFailed);
   EXPECT_EQ(result.failure, Result::Failure::kLimit);
   EXPECT_EQ(result.errors.front().kind, ErrorKind::kLimit);
+  EXPECT_THAT(result.errors.front().about, testing::StartsWith(library_.address()));
   EXPECT_EQ(result.errors.back().message, "Download aborted (1)");
+}
+
+TEST_F(NetworkTest, TakesAnyTimeLimitButNegativeOnes) {
+  settings_.network.connectTime = std::chrono::milliseconds::max();
+  settings_.network.stallTime = std::chrono::seconds::max();
+  EXPECT_EQ(failure().message, "");
+  settings_.network.stallTime = std::chrono::seconds(-1);
+  EXPECT_EQ(failure().kind, ErrorKind::kSettings);
 }
 
 TEST_F(NetworkTest, LeavesAServerThatStandsStill) {
   settings_.network.stallTime = std::chrono::seconds(1);
-  server_.hold("/lib/a");
+  server_.hold("/lib/id.txt");
   const Error error = failure();
   EXPECT_EQ(error.kind, ErrorKind::kConnection);
-  EXPECT_EQ(error.about, library_.address() + "/a");
+  EXPECT_EQ(error.about, library_.address() + "/id.txt");
   EXPECT_THAT(error.sentence, HasSubstr("the server did not go on with its answer"));
 }
 

@@ -163,9 +163,9 @@ END
 
 echo "Another make of proxy is spoken to alike"
 start_on_any_port run_squid
-expect 0 mtlsync --proxy "$proxy" "$http" "$folder/copy8"
-expect_same_tree "$folder/library" "$folder/copy8"
+expect 0 mtlsync --proxy "$proxy" "$http" "$folder/copy10"
+expect_same_tree "$folder/library" "$folder/copy10"
 expect_logged "GET $http/elm%20tree.mat"
-expect 0 mtlsync --proxy "$proxy" "$https" "$folder/copy9"
-expect_same_tree "$folder/library" "$folder/copy9"
+expect 0 mtlsync --proxy "$proxy" "$https" "$folder/copy11"
+expect_same_tree "$folder/library" "$folder/copy11"
 expect_logged "CONNECT localhost:$https_port"

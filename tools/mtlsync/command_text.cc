@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "rules/address.h"
 #include "rules/printable.h"
 
 namespace mtlsync {
@@ -31,7 +32,7 @@ std::string commandWith(const std::string& option, const Options& options) {
   if (!option.empty()) text += option + ' ';
   if (!options.subPath.empty()) text += "--sub-path " + shellWord(options.subPath) + ' ';
   if (options.proxyMode == PROXY_MODE_EXPLICIT) {
-    text += "--proxy " + shellWord(options.proxyAddress) + ' ';
+    text += "--proxy " + shellWord(mtlrules::withoutUserName(options.proxyAddress)) + ' ';
   }
   if (options.proxyMode == PROXY_MODE_DISABLED) text += "--no-proxy ";
   for (const std::string& key : options.trust.keys)
@@ -41,7 +42,7 @@ std::string commandWith(const std::string& option, const Options& options) {
   }
   const auto looksLikeAnOption = [](const std::string& name) { return name.rfind('-', 0) == 0; };
   if (looksLikeAnOption(options.url) || looksLikeAnOption(directory)) text += "-- ";
-  text += options.url.empty() ? "URL" : shellWord(options.url);
+  text += options.url.empty() ? "URL" : shellWord(mtlrules::withoutUserName(options.url));
   return mtlrules::printableLine(text + ' ' + shellWord(directory));
 }
 

@@ -48,7 +48,10 @@ std::string helpOn(CLI::App& app, const std::string& group) {
     if (option->get_positional()) continue;
     option->group(option->get_group() == group ? kShownGroup : "");
   }
-  return app.help();
+  // What is not shown leaves an empty line where it comes last.
+  std::string help = app.help();
+  if (const std::size_t twice = help.find("\n\n\n"); twice != help.npos) help.erase(twice, 1);
+  return help;
 }
 
 /// What was typed, as far as it is not yet what is wanted.
@@ -167,7 +170,7 @@ void declareNetwork(CLI::App& app, mtlhost::NetworkSettings& network, Typed& typ
   app.add_option("--query", typed.query, "Put it behind the \"?\" of each URL")
       ->type_name("TEXT|@FILE")
       ->check(notEmpty());
-  app.add_option("--user-agent", network.userAgent, "Name that servers are told; mtllib")
+  app.add_option("--user-agent", network.userAgent, "Name told to servers; mtllib/VERSION")
       ->type_name("NAME")
       ->check(notEmpty());
   const auto addTime = [&](const char* name, std::string& time, const char* text) {

@@ -15,8 +15,7 @@ struct Unit {
   std::int64_t bytes;
 };
 
-constexpr std::array<Unit, 4> kUnits{
-    {{"G", 1000000000}, {"M", 1000000}, {"k", 1000}, {"", 1}}};
+constexpr std::array<Unit, 4> kUnits{{{"G", 1000000000}, {"M", 1000000}, {"k", 1000}, {"", 1}}};
 
 const Unit* unitWithSuffix(std::string_view suffix) {
   for (const Unit& unit : kUnits) {

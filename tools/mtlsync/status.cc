@@ -71,9 +71,10 @@ fs::path stampFile(const Options& options) {
 }
 
 /// Of this program, which looks at the folder itself.
-mtlhost::Errors failure(const std::string& what, const std::string& why) {
+mtlhost::Errors failure(const std::string& what, const std::string& why, const fs::path& stamp) {
   mtlhost::Errors chain{{"mtlsync", -1, what}, {"mtlsync", -1, why}};
   chain.front().kind = mtlhost::ErrorKind::kDisk;
+  chain.front().about = stamp.u8string();
   chain.front().sentence = mtlrules::printableLine(what + ": " + why) + '.';
   return chain;
 }
@@ -81,11 +82,11 @@ mtlhost::Errors failure(const std::string& what, const std::string& why) {
 StatusResult readStamp(const fs::path& stamp, CopyStatus& status, mtlhost::Errors& problem) {
   const std::string name = '"' + stamp.u8string() + '"';
   const auto noCopy = [&](const std::string& reason) {
-    problem = failure("There is no complete copy here", reason);
+    problem = failure("There is no complete copy here", reason, stamp);
     return StatusResult::kNoStamp;
   };
   const auto unreadable = [&](const std::error_code& error) {
-    problem = failure("Could not read the stamp " + name, mtlhost::systemErrorText(error));
+    problem = failure("Could not read the stamp " + name, mtlhost::systemErrorText(error), stamp);
     return StatusResult::kUnreadable;
   };
   std::error_code error;

@@ -54,9 +54,9 @@ struct Error {
 
   /// What it is about.
   ErrorKind kind = ErrorKind::kOther;
-  /// The URL, the file or folder with its full name, or the proxy that it is about; "" for none of
-  /// them. Without passwords, and without Settings::query. Names that a server chose may stand in
-  /// it: printableLine() makes it fit to be shown.
+  /// The URL, the file or folder with its full name, or the proxy that it is about; the library's
+  /// address where nothing nearer is known. Without passwords, and without Settings::query. Names
+  /// that a server chose may stand in it: printableLine() makes it fit to be shown.
   std::string about{};
   /// What happened, in a sentence that is fit to be shown.
   std::string sentence{};

@@ -30,6 +30,11 @@ const std::string kBeyondLimit = "mtlsync: error: More was received than the set
 const std::string kModuleHint = "Install the program again, or name another module.\n";
 const std::string kLimitHint = "The limits of the settings say how much is taken.\n";
 
+/// The system's words, which are a sentence on Windows alone.
+std::string asSentence(const std::string& words) {
+  return words.back() == '.' ? words : words + '.';
+}
+
 std::vector<Json::Value> readLines(const std::string& text) {
   std::vector<Json::Value> values;
   std::istringstream lines(text);
@@ -108,8 +113,8 @@ TEST(Program, NamesTheFileThatCouldNotBeSaved) {
 TEST(Program, PrintsErrorsInDetailWhenVerbose) {
   EXPECT_EQ(run({"-v", "refused", "dir"}).err,
             "mtlsync: error: Could not fetch http://refused/id.txt: no connection to the server: " +
-                refusedText() +
-                ".\n"
+                asSentence(refusedText()) +
+                "\n"
                 "  Could not download remote stamp file [DownloaderImpl::readRemoteIdFile, code "
                 "-1]\n"
                 "  Connection error: reason=2 extraF=1000 underlying=111 "
@@ -330,7 +335,7 @@ TEST(Program, FailsWithoutAUsableModule) {
   const ProcessResult missing = runProcess({MTLSYNC, "--module", missingFile, "ok", "dir"});
   EXPECT_EQ(missing.exitCode, 1);
   EXPECT_EQ(missing.err, "mtlsync: error: Could not use the module \"" + missingFile +
-                             "\": " + missingText(missingFile) + ".\n" + kModuleHint);
+                             "\": " + asSentence(missingText(missingFile)) + "\n" + kModuleHint);
 }
 
 TEST(Program, EndsInAnOrderlyWayWhenNobodyReads) {
