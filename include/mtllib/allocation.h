@@ -1,6 +1,6 @@
 /// @file
-/// The allocation functions behind every record that crosses the library's
-/// boundary: the C runtime's own, under names that say so.
+/// The functions that allocate and free every record that crosses the library's boundary: those of
+/// the C runtime, under names that say so.
 #ifndef MTLLIB_ALLOCATION_H_
 #define MTLLIB_ALLOCATION_H_
 
@@ -10,10 +10,9 @@
 namespace QUtils {
 
 /// @name Thin wrappers over the C runtime's malloc, realloc and free
-/// Same arguments, same results, no header of their own. A block obtained here is
-/// released by the qfree of the *same* module; records that travel between modules
-/// therefore carry the functions that resize and free them (see CharStringBuffer and
-/// ErrorRecord).
+/// They have the arguments and results of those functions. A block that is allocated here is
+/// released by the qfree of the *same* module; records that travel between modules therefore carry
+/// the functions that resize and free them (see CharStringBuffer and ErrorRecord).
 /// @{
 
 /// As malloc.

@@ -54,8 +54,8 @@ inline std::int64_t boundedCopy(char* destination, const char* source, std::int6
 /// An 8-bit, zero-terminated text, UTF-8 by convention, held as one pointer to a
 /// shared record. A null pointer is the empty text.
 ///
-/// Copying shares the record; whoever changes a text takes a private copy first,
-/// so a change is never seen through another CharString.
+/// Copying shares the record; a CharString that is changed first takes a private copy, so a change
+/// is never visible through another CharString.
 ///
 /// Threads: texts that share a record may be copied, read and released on different
 /// threads. One CharString object must not be changed by two threads at once.

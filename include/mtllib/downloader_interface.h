@@ -9,7 +9,7 @@
 ///   2. createNetworkContext, then getKrellNetworkingStatus: a code other than 0 means
 ///      that no downloader should be used;
 ///   3. createDownloader with the host's callback and settings;
-///   4. checkForUpdate and runDownload, as often as wanted, one at a time;
+///   4. checkForUpdate and runDownload, as often as needed, one at a time;
 ///   5. destroyDownloader, then destroyNetworkContext.
 ///
 /// Threads: every entry does its work on the calling thread and returns when it is
@@ -17,12 +17,12 @@
 /// must not be used by two. Create the first and destroy the last network context
 /// while no downloader runs.
 ///
-/// Unloading: the module stays in memory until the process ends, even when the host unloads
-/// it (dlclose, FreeLibrary). Settings that it filled in and copies of error chains can be
-/// used and released afterwards. Handles are destroyed before.
+/// Unloading: the module stays in memory until the process ends, even if the host unloads it
+/// (dlclose, FreeLibrary). Settings that it filled in and copies of error chains can still be used
+/// and released afterwards. Destroy handles before unloading.
 ///
-/// Errors: a null handle gives -1 or does nothing. No exception leaves an entry, but
-/// for std::bad_alloc when memory runs out.
+/// Errors: a null handle gives -1 or does nothing. No exception leaves an entry, except
+/// std::bad_alloc when memory runs out.
 #ifndef MTLLIB_DOWNLOADER_INTERFACE_H_
 #define MTLLIB_DOWNLOADER_INTERFACE_H_
 
@@ -47,24 +47,24 @@ struct DownloaderInterface {
   /// DOWNLOADER_INTERFACE_VERSION of the module.
   std::int32_t version;
 
-  /// A new downloader, or null when memory runs out. Keeps both pointers, owns
+  /// Creates a downloader, or returns null when memory runs out. It keeps both pointers but owns
   /// neither. An empty settings->remoteAddress is replaced by the default address.
   DownloaderImpl* (*createDownloader)(HostCallback* callback, DownloaderSettings* settings);
 
   /// Ends the downloader's connections and frees it; null is ignored.
   void (*destroyDownloader)(DownloaderImpl* downloader);
 
-  /// Brings the target directory up to date. 0 when it is or was brought up to date,
-  /// negative on failure, which was reported to the callback. A failed run leaves the
-  /// old stamp in place, so that the next run starts over.
+  /// Brings the target directory up to date. Returns 0 if it is or was brought up to date, and a
+  /// negative value on failure, which is reported to the callback. A failed run leaves the old
+  /// stamp in place, so that the next run starts over.
   std::int32_t (*runDownload)(DownloaderImpl* downloader);
 
-  /// Tells whether the remote library has changed, without writing anything: above 0
-  /// when an update is available, 0 when not, negative on failure.
+  /// Checks whether the remote library has changed, without writing anything. Returns a value above
+  /// 0 if an update is available, 0 if not, and a negative value on failure.
   std::int32_t (*checkForUpdate)(DownloaderImpl* downloader);
 
-  /// Starts the networking library. Null only when memory runs out: whether it
-  /// started is told by getKrellNetworkingStatus.
+  /// Starts the networking library. Returns null only when memory runs out;
+  /// getKrellNetworkingStatus reports whether it started.
   NetworkContext* (*createNetworkContext)();
 
   /// Stops the networking library; null is ignored.
@@ -82,7 +82,7 @@ struct DownloaderInterface {
 /// that links the module calls it.
 void initDownloaderInterface(DownloaderInterface* table);
 
-/// Its type, for what a look-up gives.
+/// The type of that function, for the result of a look-up.
 using InitDownloaderInterfaceFunction = void (*)(DownloaderInterface* table);
 }
 

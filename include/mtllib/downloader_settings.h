@@ -22,11 +22,11 @@ enum ProxyMode : std::int32_t {
 /// remoteAddress and the proxy fields are read when a downloader first runs and stay
 /// in force for its life; targetDirectory and subPath are read anew on every run.
 struct DownloaderSettings {
-  /// Base address of the remote library: "http://" or "https://", host, optional
-  /// port, path. Without a scheme, http. Give no path that is a slash alone: below
-  /// "http://host/" the library asks for "//id.txt", which servers may tell from "/id.txt". When
-  /// empty, createDownloader() stores the default address here, so that the host sees what will be
-  /// used.
+  /// Base address of the remote library: "http://" or "https://", host, optional port, path.
+  /// Without a scheme, http is used. Do not give a path that is a slash alone: for "http://host/"
+  /// the library asks for "//id.txt", which servers may distinguish from "/id.txt". If this is
+  /// empty, createDownloader() stores the default address here, so that the host can see what will
+  /// be used.
   QUtils::CharString remoteAddress;
   /// One of ProxyMode.
   std::int32_t proxyMode = PROXY_MODE_SYSTEM;
@@ -34,15 +34,15 @@ struct DownloaderSettings {
   /// "http://" in front, without a path); port 80 when none is given. Used with
   /// PROXY_MODE_EXPLICIT; empty counts as PROXY_MODE_DISABLED.
   QUtils::CharString proxyAddress;
-  /// Local directory, UTF-8, made with every missing level. A relative name counts
-  /// from the current directory, and must not lead above it ("../x").
+  /// Local directory, in UTF-8. Missing levels are created. A relative name is relative to the
+  /// current directory, and must not lead above it ("../x").
   QUtils::CharString targetDirectory;
-  /// Optional sub-path of the library. The stamp is then kept in and fetched from
-  /// subPath/id.txt (behind the remote path), and the list is requested from
-  /// "/" + subPath + remote path + "/filelist.json" (in front of it), as it stands:
-  /// use letters, digits and "-._~/" alone, as others are encoded for the one request and not
-  /// for the other. The folder subPath in targetDirectory is the host's to make: without it, a
-  /// run fails at its end, when it cannot write the stamp.
+  /// Optional sub-path of the library. The stamp is then kept in and fetched from subPath/id.txt
+  /// (after the remote path), and the list is requested from "/" + subPath + remote path +
+  /// "/filelist.json" (before it), exactly as given: use only letters, digits and "-._~/", because
+  /// other characters are encoded in one of these requests and not in the other. The host has to
+  /// create the folder subPath in targetDirectory: without it, a run fails at its end, when it
+  /// cannot write the stamp.
   QUtils::CharString subPath;
 };
 

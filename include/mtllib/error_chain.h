@@ -16,8 +16,8 @@ struct ErrorRecord {
   /// Static text that names the reporting function, for example
   /// "DownloaderImpl::saveFile"; may be null. Neither copied nor freed.
   const char* tag;
-  /// What happened, zero-terminated; empty when there is nothing to say. Longer
-  /// messages are cut at 510 characters.
+  /// What happened, zero-terminated; empty if there is nothing to say. Longer messages are cut at
+  /// 510 characters.
   char message[512];
   /// -1 for the library's own checks, -2 for an inconsistent internal state, a
   /// system error code (Win32 numbering on every platform) for failed system calls.
@@ -70,15 +70,15 @@ class ErrorChain {
 
 static_assert(sizeof(ErrorChain) == sizeof(void*), "an ErrorChain is one pointer");
 
-/// Drops one reference to `record`. The last one releases the record's cause in the
-/// same way and then calls the record's own deleter on it.
+/// Drops one reference to `record`. The last one releases the record's cause in the same way and
+/// then calls the record's own deleter on the record.
 inline void releaseErrorRecord(ErrorRecord* record) noexcept {
   if (record == nullptr || --record->refCount != 0) return;
   releaseErrorRecord(std::exchange(record->next, nullptr));
   record->deleter(record);
 }
 
-/// Drops the holder's reference; afterwards the holder is null in every case.
+/// Drops the holder's reference; afterwards the holder is always null.
 inline void releaseErrorChain(ErrorChain& chain) noexcept {
   releaseErrorRecord(std::exchange(chain.head, nullptr));
 }

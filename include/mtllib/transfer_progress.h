@@ -1,5 +1,5 @@
 /// @file
-/// What the networking library tells about a running transfer, and why one failed.
+/// What the networking library reports about a running transfer, and why one failed.
 #ifndef MTLLIB_TRANSFER_PROGRESS_H_
 #define MTLLIB_TRANSFER_PROGRESS_H_
 
@@ -18,8 +18,8 @@ class Response;
 /// The state of one running transfer. Owned by the networking library, valid during
 /// the callback that receives it.
 struct TransferProgress {
-  /// Set to 1 by the data callback to end the transfer. Hosts leave it alone and
-  /// answer HostCallback::isAborted instead.
+  /// Set to 1 by the data callback to end the transfer. Hosts do not set it; they return a value
+  /// from HostCallback::isAborted instead.
   std::uint32_t abort;
   /// Bytes of the response body received so far for this request.
   std::int64_t receivedBytes;
@@ -56,7 +56,7 @@ enum ConnectionErrorFlags : std::uint32_t {
   CONNECTION_ERROR_RULE_NUMBER = 0x2000
 };
 
-/// Which rule an answer broke: "underlying" with CONNECTION_ERROR_RULE_NUMBER, of the
+/// Which rule an answer broke: the value of "underlying" with CONNECTION_ERROR_RULE_NUMBER, for the
 /// reasons CONNECTION_ERROR_PROTOCOL and CONNECTION_ERROR_LIMIT.
 enum HttpRule : std::int32_t {
   HTTP_RULE_STATUS_LINE = 1,        ///< It begins otherwise than "HTTP/1.x" and a status.

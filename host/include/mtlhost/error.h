@@ -1,5 +1,5 @@
 /// @file
-/// What failed, and why.
+/// The failures that the kit reports: what failed, and why.
 #ifndef MTLLIB_HOST_ERROR_H_
 #define MTLLIB_HOST_ERROR_H_
 
@@ -35,33 +35,34 @@ const char* nameOf(ErrorKind kind);
 
 /// One failure.
 struct Error {
-  /// Who met it, such as "DownloaderImpl::saveFile"; "mtlhost" for failures of the kit
-  /// itself; "" when unknown.
+  /// The function that reported it, such as "DownloaderImpl::saveFile"; "mtlhost" for failures of
+  /// the kit itself; "" if unknown.
   std::string tag;
   /// -1, or a system error code (Win32 numbering on every platform).
   int code = -1;
-  /// What happened; "" when there is nothing to say.
+  /// What happened; "" if there is nothing to say.
   std::string message;
-  /// Of the engine: the Krell::Networking::ConnectionErrorReason of a connection that failed, else
-  /// 0.
+  /// With the engine, the Krell::Networking::ConnectionErrorReason of a connection that failed;
+  /// otherwise 0.
   std::uint32_t connectionReason = 0;
-  /// Of the engine: the HTTP status of an answer that was refused, else 0.
+  /// With the engine, the HTTP status of an answer that was refused; otherwise 0.
   int httpStatus = 0;
 
   /// @name The failure for users
-  /// Of the first error of a chain, which explains the chain as a whole; the others have none.
+  /// Set in the first error of a chain, which explains the chain as a whole, and empty in the
+  /// others.
   /// @{
 
   /// What it is about.
   ErrorKind kind = ErrorKind::kOther;
   /// The URL, the file or folder with its full name, or the proxy that it is about; the library's
-  /// address where nothing nearer is known. Without passwords, and without Settings::query. Names
-  /// that a server chose may stand in it: printableLine() makes it fit to be shown.
+  /// address if nothing more specific is known. Without passwords, and without Settings::query. It
+  /// may contain names that a server chose: printableLine() makes it safe to show.
   std::string about{};
-  /// What happened, in a sentence that is fit to be shown.
+  /// What happened, in a sentence that is safe to show.
   std::string sentence{};
-  /// What to do about it, in a sentence or two that are fit to be shown; "" when there is nothing
-  /// to say.
+  /// What to do about it, in a sentence or two that are safe to show; "" if there is nothing to
+  /// say.
   std::string hint{};
   /// @}
 };

@@ -7,9 +7,9 @@
 
 namespace mtlhost {
 
-/// The folder by a name that the module takes, which refuses relative names that climb above
-/// the current folder: for "../copy" the absolute name, any other unchanged. Library does
-/// this by itself; it is for hosts that look into the target directory, too.
+/// Returns a name of the folder that the module accepts, since it refuses relative names that climb
+/// above the current folder: for "../copy" the absolute name, and any other name unchanged. Library
+/// does this by itself; the function is for hosts that also look into the target directory.
 std::string withoutClimbing(const std::string& folder);
 
 }  // namespace mtlhost

@@ -8,7 +8,7 @@
 ///     auto library = mtlhost::Library::open(settings, shown, problem);
 ///     if (library) const mtlhost::Result result = library->run();
 ///
-/// Failures are values. The only exceptions are those of the host's own Observer, and
+/// Failures are values. The only exceptions are those that the host's own Observer throws, and
 /// std::bad_alloc when memory runs out.
 #ifndef MTLLIB_HOST_LIBRARY_H_
 #define MTLLIB_HOST_LIBRARY_H_
@@ -31,36 +31,36 @@ namespace mtlhost {
 
 /// What to synchronise, from where, to where. All texts are UTF-8.
 struct Settings {
-  /// "https://materials.example/library"; the library's own default when empty. Slashes at
-  /// its end do not count.
+  /// "https://materials.example/library"; the library's default address if empty. Slashes at its
+  /// end are ignored.
   std::string remoteAddress;
-  /// The folder of the local copy, made if missing.
+  /// The folder of the local copy, which is created if it is missing.
   std::string targetDirectory;
-  /// A sub-path of the library, of letters, digits and "-._~/"; "" for none. A run makes the
+  /// A sub-path of the library, of letters, digits and "-._~/"; "" for none. A run creates the
   /// folder of that name in the target directory, where the stamp is kept.
   std::string subPath;
   /// Which proxy to use.
   ProxyMode proxyMode = PROXY_MODE_SYSTEM;
-  /// "proxy.example:3128", with PROXY_MODE_EXPLICIT; an HTTP proxy. One that cannot be used is a
-  /// failure: nothing is sent without it.
+  /// "proxy.example:3128", with PROXY_MODE_EXPLICIT; an HTTP proxy. A proxy that cannot be used is
+  /// a failure: nothing is sent without it.
   std::string proxyAddress;
-  /// The module to load, which then brings the copy up to date in the engine's place.
+  /// The module to load, which then updates the copy in place of the engine.
   std::string moduleFile;
-  /// Take the module even when `moduleFile` is empty: the one in ownFolder(), or else the one that
-  /// the system's loader finds under the name moduleFileName().
+  /// Use the module even if `moduleFile` is empty: the one in ownFolder() or, if there is none, the
+  /// one that the system's loader finds under the name moduleFileName().
   bool usesModule = false;
   /// What the engine is to do.
   UpdateSettings update{};
-  /// Who has to have signed the library: of the engine only.
+  /// Who must have signed the library. Used by the engine only.
   TrustSettings trust{};
-  /// Other addresses of the same library, which serve what `remoteAddress` does: of the engine
-  /// only. One that does not answer, lags, or has not what was published is passed over for another
-  /// one. With keys, the order is drawn for each operation, and the library's list may add
-  /// addresses, which later runs know; those of http do not count where an address here is of
-  /// https. Without keys, the first one that answers, in this order, says what the library has, and
-  /// the others serve the files that the list has digests of.
+  /// Other addresses of the same library, which serve the same as `remoteAddress`. Used by the
+  /// engine only. If one does not answer, lags, or lacks something that was published, another one
+  /// is asked. With keys, the order is random for each operation, and the library's list may add
+  /// addresses, which later runs know; those with http are ignored if an address here has https.
+  /// Without keys, the first one that answers, in this order, decides what the library contains,
+  /// and the others serve the files that have a digest in the list.
   std::vector<std::string> mirrors{};
-  /// How requests are sent: of the engine only.
+  /// How requests are sent. Used by the engine only.
   NetworkSettings network{};
 };
 
@@ -86,19 +86,21 @@ struct Result {
     kLimit,       ///< A limit of the settings would be exceeded.
     kAnotherRun,  ///< Another run is at work on the copy, perhaps of another process.
     kMemory,      ///< Not enough memory.
-    /// Stamp, list or files are not what the library's publisher signed, or older than what the
-    /// copy has had. The copy is as it was.
+    /// Stamp, list or files are not what the library's publisher signed, or are older than what the
+    /// copy has had. The copy is unchanged.
     kUntrusted
   };
   Status status = Status::kFailed;  ///< Which of them it was.
-  /// What the module returned, or would have: 0 or more when all is well; -1 when it was not asked.
+  /// What the module returned or would have returned: 0 or more on success; -1 if it was not
+  /// called.
   int code = -1;
-  /// Never empty when failed or cancelled; else always. The first one explains the failure.
+  /// Never empty if failed or cancelled; otherwise always empty. The first one explains the
+  /// failure.
   Errors errors{};
 
   Failure failure = Failure::kNone;  ///< When failed.
-  /// Some file was put in its place or removed. A run that failed may have got that far. With the
-  /// module: some file was fetched.
+  /// Whether any file was put in its place or removed, possibly by a run that failed later. With
+  /// the module, whether any file was fetched.
   bool isChanged = false;
 
   /// @name What the engine did
@@ -118,68 +120,68 @@ struct Result {
   /// @}
 };
 
-/// All that one remote library and its copy take. There are two ways to keep a copy, and both may
-/// serve the same folder by turns:
+/// A remote library and its local copy. There are two ways to keep a copy, and both may be used on
+/// the same folder in turn:
 ///
-/// The engine, unless the settings say otherwise. It fetches what has changed, checks the digests
-/// that the library's list has, and replaces files whole, once all of them are there. What it needs
-/// to know from one run to the next is in the folder ".mtllib" of the copy.
+/// The engine, which is the default. It fetches what has changed, checks the digests in the
+/// library's list, and replaces files whole, once all of them have arrived. What it needs to know
+/// from one run to the next is in the folder ".mtllib" of the copy.
 ///
-/// The module, which fetches all that the list selects as soon as the stamp has changed. It is
-/// loaded by open(), and released by the destructor.
+/// The module, which fetches everything that the list selects as soon as the stamp has changed. It
+/// is loaded by open() and released by the destructor.
 ///
-/// Either way one run at a time works on a copy, whichever processes they are of.
+/// In both cases one run at a time works on a copy, across all processes.
 ///
-/// Threads: any thread may use it, one at a time; cancel() may be called by others
-/// meanwhile. Several of them may run at once, each on a thread of its own. It is neither moved
-/// nor destroyed while used.
+/// Threads: any thread may use it, one at a time; other threads may call cancel() meanwhile.
+/// Several libraries may run at once, each on a thread of its own. A library must not be moved or
+/// destroyed while it is used.
 ///
-/// Processes: it belongs to the one that opened it. In a forked one, all operations fail at
-/// once, the destructor leaves everything to the other process, and a library of its own can
-/// be opened.
+/// Processes: it belongs to the process that opened it. In a forked process all operations fail at
+/// once, the destructor leaves everything to the other process, and a new library can be opened.
 class Library {
  public:
-  /// Prepares the engine, or loads the module and starts its networking. Empty, with the reason in
-  /// `problem`, when the settings cannot be used, or the module cannot be found, loaded or used.
-  /// Nothing is transferred or written yet.
+  /// Prepares the engine, or loads the module and starts its networking. Returns an empty value,
+  /// with the reason in `problem`, if the settings cannot be used, or the module cannot be found,
+  /// loaded or used. Nothing is transferred or written yet.
   ///
   /// The observer must outlive the library.
   static std::optional<Library> open(const Settings& settings, Observer& observer, Errors& problem);
 
-  /// The other one may only be assigned to, or destroyed.
+  /// A library that was moved from may only be assigned to or destroyed.
   Library(Library&& other) noexcept;
-  /// Releases what this one has, and takes what the other one has.
+  /// Releases what this library has, and takes what the other one has.
   Library& operator=(Library&& other) noexcept;
   ~Library();
 
-  /// Says whether the remote library has changed, without writing anything.
+  /// Checks whether the remote library has changed, without writing anything.
   Result check();
 
-  /// Brings the local copy up to date. A run that failed or was cancelled leaves it marked
-  /// as old: the engine's next run goes on from there, the module's starts over.
+  /// Brings the local copy up to date. A run that failed or was cancelled leaves it marked as old:
+  /// the engine's next run continues from there, the module's starts over.
   Result run();
 
   /// @name Of the engine only
-  /// With the module they fail, as Result::Failure::kUsage.
+  /// With the module they fail with Result::Failure::kUsage.
   /// @{
 
-  /// Says what run() would do, without writing anything: kDone when that is nothing, else
-  /// kUpdateAvailable. After a failure `plan` has what is known by then.
+  /// Finds out what run() would do, without writing anything: kDone if that is nothing, otherwise
+  /// kUpdateAvailable. After a failure `plan` has what was known by then.
   Result plan(Plan& plan);
 
-  /// Compares the copy with the list that the last run followed, without a network. Where the
-  /// engine has not run yet, with the library's own list, if Settings::remoteAddress names one.
+  /// Compares the copy with the list that the last run followed, without a network. If the engine
+  /// has not run yet, the library's own list is used, provided that Settings::remoteAddress names
+  /// one.
   Result verify();
 
-  /// As run(), but whatever the stamps say, and reading every file: fetches what is wrong, and
-  /// only that.
+  /// Like run(), but regardless of the stamps and reading every file: fetches what is wrong, and
+  /// nothing else.
   Result repair();
   /// @}
 
-  /// Ends the operation that is under way within 200 ms, or else the next one before it
-  /// begins: a request that comes a moment too early is not lost. It is used up by the
-  /// operation that it ends, and by one that is done before it notices. Any thread may
-  /// call, an operation of the observer too.
+  /// Ends the running operation within 200 ms or, if there is none, the next one before it begins,
+  /// so a call that comes a moment too early is not lost. The request is used up by the operation
+  /// that it ends, and by one that finishes before it notices. Any thread may call this, including
+  /// an operation of the observer.
   void cancel() noexcept;
 
  private:

@@ -1,5 +1,5 @@
 /// @file
-/// A message of the library, made a text only for those who read it.
+/// A message of the library, which is formatted only if somebody reads it.
 #ifndef MTLLIB_HOST_MESSAGE_H_
 #define MTLLIB_HOST_MESSAGE_H_
 
@@ -10,8 +10,8 @@ namespace mtlhost {
 
 /// A printf-style message. Valid during the call that hands it over.
 ///
-/// A large library sends two a file, most of which nobody reads: what is not asked for
-/// its text costs nothing.
+/// A large library sends two messages for each file, most of which nobody reads. A message whose
+/// text is not requested costs nothing.
 class Message {
  public:
   /// Both must outlive the message.
@@ -19,11 +19,11 @@ class Message {
   Message(const Message&) = delete;
   Message& operator=(const Message&) = delete;
 
-  /// As the library wrote it: tells messages apart.
+  /// The format as the library wrote it, by which messages can be told apart.
   const char* format() const { return format_; }
 
-  /// With the arguments filled in, whatever its length; the format itself when they do not
-  /// fit it.
+  /// The text with the arguments filled in, whatever its length; the format itself if the arguments
+  /// do not fit it.
   std::string text() const;
 
  private:

@@ -8,10 +8,10 @@
 
 namespace mtlhost {
 
-/// What is known about the phase that runs: the stamp, the list, the files. Megabytes have
+/// What is known about the current phase: the stamp, the list, or the files. Megabytes have
 /// 1,000,000 bytes and are rounded down.
 struct Progress {
-  /// What is not known is this.
+  /// The value of anything that is unknown.
   static constexpr int kUnknown = -1;
 
   std::string text;                        ///< The phase: "Downloading files".
@@ -24,7 +24,7 @@ struct Progress {
   double secondsLeft = kUnknown;           ///< Until this phase is done, going by that.
 };
 
-/// One request of up to five that run at once; with the engine, all of them.
+/// One of up to five requests that run at once; with the engine, all of them.
 struct Transfer {
   std::int64_t receivedBytes = 0;  ///< Of the body of this request; of all, with the engine.
   std::int64_t totalBytes = 0;     ///< Of all bodies since the check or run began.
@@ -37,7 +37,7 @@ struct Caption {
   std::int64_t megabytesTotal = Progress::kUnknown;  ///< When the caption does not tell.
 };
 
-/// Takes a caption apart. One that ends otherwise is a phase as a whole.
+/// Takes a caption apart. A caption that does not end like this is the name of a phase.
 Caption parseCaption(const std::string& text);
 
 }  // namespace mtlhost

@@ -1,5 +1,5 @@
 /// @file
-/// What hosts need of the operating system, in UTF-8.
+/// Functions of the operating system that hosts need, in UTF-8.
 #ifndef MTLLIB_HOST_SYSTEM_H_
 #define MTLLIB_HOST_SYSTEM_H_
 
@@ -11,12 +11,12 @@ namespace mtlhost {
 /// The file name that the module has on this system: "libmtllib.so.0", "mtllib.dll".
 std::string moduleFileName();
 
-/// The folder of the program or library that the kit is linked into, without a separator
-/// at the end; "" when unknown.
+/// The folder of the program or library that the kit is linked into, without a separator at the
+/// end; "" if unknown.
 std::string ownFolder();
 
-/// The system's words for one of its error numbers, such as the "underlying" one of a
-/// connection error.
+/// The system's text for one of its error numbers, such as the "underlying" number of a connection
+/// error.
 std::string systemErrorText(int number);
 
 /// The same for an error of the standard library.

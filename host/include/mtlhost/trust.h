@@ -1,5 +1,5 @@
 /// @file
-/// Whose libraries a host takes, and who has signed the copy that it has.
+/// Which publishers a host trusts, and who signed the copy that it has.
 #ifndef MTLLIB_HOST_TRUST_H_
 #define MTLLIB_HOST_TRUST_H_
 
@@ -12,28 +12,28 @@
 
 namespace mtlhost {
 
-/// Who has to have signed a library. With keys, nothing takes effect that the holder of one of them
-/// did not sign, and no release that is older than what the copy has had; whatever is not as it
-/// should be ends an operation as Result::Failure::kUntrusted, with the copy as it was. A copy that
-/// was once updated with keys is not updated without.
+/// Who must have signed a library. With keys, nothing takes effect that is not signed with one of
+/// them, nor any release older than what the copy has had; an operation that meets anything
+/// else ends with Result::Failure::kUntrusted and leaves the copy as it was. A copy that was once
+/// updated with keys is not updated without them.
 ///
-/// Of the engine only: the module cannot check signatures.
+/// Used by the engine only: the module cannot check signatures.
 struct TrustSettings {
-  /// Public keys in minisign's format: the 56 characters of one ("RWQ..."), the text of its file,
-  /// or the name of its file. Usually the publisher's, and one or more that will follow it: any of
-  /// them may have signed. Without any, no signature is looked at.
+  /// Public keys in minisign's format: the 56 characters of a key ("RWQ..."), the text of its file,
+  /// or the name of its file. Usually these are the publisher's key and one or more that will
+  /// succeed it; any of them may have signed. Without keys, signatures are not checked.
   std::vector<std::string> keys{};
-  /// The name that the publisher has given to the library. "": that of the release that the copy
-  /// was first brought to with keys, and of no other from then on.
+  /// The name that the publisher has given to the library. If "", the name of the release that the
+  /// copy was first brought to with keys, and no other name from then on.
   std::string libraryName{};
-  /// Take a release that has expired, with a warning.
+  /// Accept a release that has expired, with a warning.
   bool allowsExpired = false;
-  /// Forget what the copy has had with keys: it may be updated without, with other keys, to a
-  /// library of another name, or to an older release.
+  /// Forget what the copy has had with keys: it may then be updated without keys, with other keys,
+  /// to a library of another name, or to an older release.
   bool forgetsKeys = false;
 };
 
-/// What a copy shows of who has signed it. Times are in seconds since 1970.
+/// What a copy shows about who signed it. Times are in seconds since 1970.
 struct CopySignature {
   /// Whether it can be trusted.
   enum class Kind {
@@ -44,13 +44,13 @@ struct CopySignature {
   };
 
   Kind kind = Kind::kNone;  ///< Which of them.
-  /// An update with keys has brought the copy to a signed release, or was about to: it is not
-  /// updated without any.
+  /// An update with keys has brought the copy to a signed release, or was about to: the copy is not
+  /// updated without keys.
   bool needsKeys = false;
   std::string problem{};  ///< kBad: why, in words that follow the name of the stamp.
 
   /// @name What was signed
-  /// Of kGood only.
+  /// Set for kGood only.
   /// @{
   std::string libraryName{};              ///< The name of the library.
   std::uint64_t serial = 0;               ///< Grows with each release.
@@ -60,8 +60,8 @@ struct CopySignature {
   /// @}
 };
 
-/// Looks at the stamp of the copy in this folder, without a network. Of the settings, the keys and
-/// the name count. Empty, with the reason in `problem`, when a key cannot be used.
+/// Checks the stamp of the copy in this folder, without a network. Of the settings, the keys and
+/// the name are used. Empty, with the reason in `problem`, if a key cannot be used.
 std::optional<CopySignature> copySignature(const std::string& targetDirectory,
                                            const std::string& subPath, const TrustSettings& trust,
                                            Errors& problem);

@@ -11,8 +11,8 @@
 
 namespace mtlhost {
 
-/// How the engine updates a copy. Of all this the module knows only `largestFile`, `largestTotal`
-/// and `waitsForOthers`.
+/// How the engine updates a copy. The module supports only `largestFile`, `largestTotal` and
+/// `waitsForOthers`.
 struct UpdateSettings {
   bool full = false;       ///< Fetch all that the list selects, whatever the copy has.
   bool prune = false;      ///< Remove the files that the library has withdrawn.
@@ -25,15 +25,15 @@ struct UpdateSettings {
   bool waitsForOthers = false;  ///< For another run on the same copy, instead of failing at once.
 };
 
-/// So many files, and the bytes in them.
+/// A number of files, and the bytes in them.
 struct Amount {
   std::int64_t files = 0;  ///< How many.
   std::int64_t bytes = 0;  ///< In all of them.
 };
 
-/// A file of the copy, and what becomes of it.
+/// A file of the copy, and what is done with it.
 struct FileChange {
-  /// What may become of a file.
+  /// What can be done with a file.
   enum class Kind {
     kFetched,    ///< Its content comes from the library's server.
     kCopied,     ///< Its content is that of another file, and comes from there.
@@ -45,8 +45,8 @@ struct FileChange {
   Kind kind = Kind::kFetched;          ///< Which of them.
   std::string path;                    ///< Relative to the folder of the copy.
   std::optional<std::int64_t> size{};  ///< In bytes, where it is known.
-  /// kCopied: the file of the copy, if it is one that is there. kFetched: the address that it
-  /// came from, once it has, of a library with several.
+  /// For kCopied, the file of the copy, if it already exists. For kFetched, with a library of
+  /// several addresses, the one that it came from, once it has arrived.
   std::string source{};
   std::string reason{};  ///< kPassedOver: why, in words that follow the path.
 };
@@ -67,7 +67,7 @@ struct Plan {
 
 /// How a file of the copy differs from the list that the last update followed.
 struct Difference {
-  /// In what.
+  /// The kind of difference.
   enum class Kind {
     kDamaged,    ///< In its content; it has the listed size.
     kMissing,    ///< There is no such file.
@@ -82,8 +82,8 @@ struct Difference {
   std::string reason{};        ///< For kUnreadable, in the system's words; else "".
 };
 
-/// Whether an update of the copy in this folder was cut: the next one goes on from there, whatever
-/// the stamp of the copy says.
+/// Whether an update of the copy in this folder was interrupted: the next one continues from there,
+/// whatever the stamp of the copy says.
 bool isUpdateUnfinished(const std::string& targetDirectory);
 
 }  // namespace mtlhost

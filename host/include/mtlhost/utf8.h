@@ -1,5 +1,5 @@
 /// @file
-/// Texts that came from a server are not always UTF-8, nor fit to be shown as they are.
+/// Functions that make texts from a server valid UTF-8 and safe to show.
 #ifndef MTLLIB_HOST_UTF8_H_
 #define MTLLIB_HOST_UTF8_H_
 
@@ -11,10 +11,10 @@ namespace mtlhost {
 /// `text` with U+FFFD in place of every byte that is not part of valid UTF-8.
 std::string validUtf8(std::string_view text);
 
-/// `text` as one line that is fit for a terminal, a log or a dialogue: without blanks at the
-/// ends, with line breaks and tabs made blanks, and with every byte written as `\xHH` that is not
-/// UTF-8, or belongs to a character that gives a terminal commands or changes the direction
-/// of the text around it. The messages of the library hold names that a server chose.
+/// `text` as one line that is safe to show on a terminal, in a log or in a dialogue: without blanks
+/// at the ends, with line breaks and tabs replaced by blanks, and with every byte written as `\xHH`
+/// that is not UTF-8, or belongs to a character that controls a terminal or changes the direction
+/// of the text around it. Messages of the library contain names that a server chose.
 std::string printableLine(std::string_view text);
 
 }  // namespace mtlhost
