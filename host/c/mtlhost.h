@@ -15,23 +15,22 @@
  * bytes of a server that are not UTF-8 are replaced by U+FFFD. No text that comes out is
  * NULL.
  *
- * Ownership: whatever is passed in is copied and may go at once, but for `user`, which is
- * only handed on. What comes out belongs to the library object or to the event that it
- * comes from, but for the error of mtlhost_open().
+ * Ownership: whatever is passed in is copied and may be released at once, except `user`, which
+ * is only passed on. What comes out belongs to the library object or to the event that it
+ * comes from, except the error of mtlhost_open().
  *
  * Operations are mtlhost_check(), mtlhost_plan(), mtlhost_sync(), mtlhost_verify() and
  * mtlhost_repair(). They work on the calling thread, and return when they are done.
  *
- * Threads: any thread may use a library object, one at a time; mtlhost_cancel() may be
- * called by others meanwhile. Several objects may be used at once, each by a thread of its
- * own. Of several that share a target directory, of whatever processes, one can update it at
- * a time.
+ * Threads: any thread may use a library object, one at a time; other threads may call
+ * mtlhost_cancel() meanwhile. Several objects may be used at once, each by a thread of its own.
+ * If several share a target directory, in whichever processes, one can update it at a time.
  *
- * Processes: a library object belongs to the process that opened it. In a forked one,
- * operations fail at once, and mtlhost_close() leaves everything to the other process; a
- * library object of its own can be opened.
+ * Processes: a library object belongs to the process that opened it. In a forked process,
+ * operations fail at once, and mtlhost_close() leaves everything to the other process; a new
+ * library object can be opened.
  *
- * Versions: records begin with their size, and grow only at the end, but for mtlhost_amount,
+ * Versions: records begin with their size, and grow only at the end, except mtlhost_amount,
  * which stays as it is. A record that the library filled may be smaller than the one here when
  * the library is older than this header: what lies beyond its size is not there. Functions,
  * constants and fields are added, never changed. */
@@ -92,13 +91,13 @@ enum {
                                    again and again until it has ended. */
 };
 
-/** So many files, and the bytes in them. Never grows. */
+/** A number of files, and the bytes in them. Never grows. */
 typedef struct mtlhost_amount {
   int64_t files; /**< How many. */
   int64_t bytes; /**< In all of them. */
 } mtlhost_amount;
 
-/** What becomes of a file of the copy, or is the matter with it. Ignore kinds that you do not
+/** What is done with a file of the copy, or is wrong with it. Ignore kinds that you do not
  * know. */
 enum {
   MTLHOST_FILE_FETCHED = 1,     /**< Its content comes from the library's server. */
@@ -128,7 +127,7 @@ typedef struct mtlhost_file {
                            the system's words. Otherwise "". */
 } mtlhost_file;
 
-/** What an update would do. The files are all but those that are as they should be. */
+/** What an update would do. The files are all those that are not as they should be. */
 typedef struct mtlhost_update_plan {
   size_t size;                      /**< Of the record that the library filled. */
   mtlhost_amount fetched;           /**< To fetch. Each content counts once, and without what an
@@ -171,11 +170,11 @@ typedef struct mtlhost_event {
                                         Otherwise 0. */
 } mtlhost_event;
 
-/** Told what happens during an operation. Everything it gets is valid during the call.
- * Return 0 to go on, anything else to cancel.
+/** Called with what happens during an operation. Everything it receives is valid during the
+ * call. Return 0 to continue, anything else to cancel.
  *
- * Called on the thread that called in, and on a thread of the library, but never two at a
- * time for one library object. It may call mtlhost_cancel() and the functions for errors,
+ * Called on the thread that runs the operation, and on a thread of the library, but never two
+ * at a time for one library object. It may call mtlhost_cancel() and the functions for errors,
  * and nothing else with the same library object. */
 typedef int32_t (*mtlhost_callback)(const mtlhost_event* event, void* user);
 
@@ -213,7 +212,7 @@ enum {
   MTLHOST_FAILURE_UNTRUSTED = 9    /**< Something is not what the library's publisher signed. */
 };
 
-/** What a failure is about. Take those that you do not know for MTLHOST_KIND_OTHER. */
+/** What a failure is about. Treat those that you do not know as MTLHOST_KIND_OTHER. */
 enum {
   MTLHOST_KIND_OTHER = 0,       /**< None of the others. */
   MTLHOST_KIND_SETTINGS = 1,    /**< What was asked for cannot be done. */
@@ -236,7 +235,7 @@ enum {
   MTLHOST_KIND_MEMORY = 16      /**< Not enough memory. */
 };
 
-/** What an operation did. Of the module, only what is said to be of it too is known. */
+/** What an operation did. With the module, only the fields marked as such are known. */
 typedef struct mtlhost_result {
   size_t size;                            /**< Of the record that the library filled. */
   int32_t failure;                        /**< MTLHOST_FAILURE_... Of the module too. */
@@ -263,7 +262,7 @@ typedef struct mtlhost_result {
   const mtlhost_file* const* differences; /**< What mtlhost_verify() found. */
 } mtlhost_result;
 
-/** Zero all of it, set the size, then fill in what you need. NULL and "" mean the same. */
+/** Set all of it to zero, set the size, then fill in what you need. NULL and "" mean the same. */
 typedef struct mtlhost_options {
   size_t size;                  /**< sizeof(mtlhost_options): fields that lie beyond count as
                                      zero, fields that this version does not know are not
@@ -336,7 +335,7 @@ MTLHOST_API int32_t mtlhost_open(const mtlhost_options* options, mtlhost_library
 /** Releases everything. NULL is ignored. Not while an operation is under way. */
 MTLHOST_API void mtlhost_close(mtlhost_library* library);
 
-/** Says whether the remote library has changed, without writing anything: MTLHOST_OK when
+/** Checks whether the remote library has changed, without writing anything: MTLHOST_OK if
  * not, MTLHOST_UPDATE_AVAILABLE, MTLHOST_FAILED, MTLHOST_CANCELLED or MTLHOST_WRONG_USE. */
 MTLHOST_API int32_t mtlhost_check(mtlhost_library* library);
 
@@ -346,8 +345,8 @@ MTLHOST_API int32_t mtlhost_check(mtlhost_library* library);
 MTLHOST_API int32_t mtlhost_plan(mtlhost_library* library);
 
 /** Brings the local copy up to date: MTLHOST_OK when it is or was brought up to date,
- * MTLHOST_FAILED, MTLHOST_CANCELLED or MTLHOST_WRONG_USE. One that failed or was cancelled
- * leaves the copy marked as old: the engine's next one goes on from there, the module's starts
+ * MTLHOST_FAILED, MTLHOST_CANCELLED or MTLHOST_WRONG_USE. A sync that failed or was cancelled
+ * leaves the copy marked as old: the engine's next one continues from there, the module's starts
  * over. */
 MTLHOST_API int32_t mtlhost_sync(mtlhost_library* library);
 
@@ -356,22 +355,22 @@ MTLHOST_API int32_t mtlhost_sync(mtlhost_library* library);
  * as mtlhost_plan(). */
 MTLHOST_API int32_t mtlhost_verify(mtlhost_library* library);
 
-/** As mtlhost_sync(), but whatever the stamps say, and reading every file: fetches what is wrong,
- * and only that. Of the engine only, as mtlhost_plan(). */
+/** Like mtlhost_sync(), but regardless of the stamps and reading every file: fetches what is
+ * wrong, and nothing else. Of the engine only, as mtlhost_plan(). */
 MTLHOST_API int32_t mtlhost_repair(mtlhost_library* library);
 
-/** Ends the operation that is under way within 200 ms, or else the next one before it begins:
- * a request that comes a moment too early is not lost. It is used up by the one that it ends,
- * and by one that is done before it notices. Any thread may call, the callback too. NULL is
- * ignored. */
+/** Ends the running operation within 200 ms or, if there is none, the next one before it begins,
+ * so a call that comes a moment too early is not lost. It is used up by the operation that it
+ * ends, and by one that finishes before it notices. Any thread may call this, including the
+ * callback. NULL is ignored. */
 MTLHOST_API void mtlhost_cancel(mtlhost_library* library);
 
-/** Whether a sync or repair of the copy in this folder was cut, 1 or 0: the engine's next one goes
- * on from there, whatever the stamp of the copy says. */
+/** Whether a sync or repair of the copy in this folder was interrupted, 1 or 0: the engine's next
+ * one continues from there, whatever the stamp of the copy says. */
 MTLHOST_API int32_t mtlhost_is_unfinished(const char* target_directory);
 
-/** What the last operation did, also when it failed or was cancelled; before the first one, zeros.
- * NULL only for NULL. Not while one is under way. Valid until the next one ends or the library
+/** What the last operation did, even if it failed or was cancelled; before the first one, zeros.
+ * NULL only for NULL. Not while one is running. Valid until the next one ends or the library
  * object is closed. */
 MTLHOST_API const mtlhost_result* mtlhost_last_result(const mtlhost_library* library);
 
@@ -383,8 +382,9 @@ MTLHOST_API const mtlhost_update_plan* mtlhost_last_plan(const mtlhost_library* 
  * under way. Valid as the last result is. */
 MTLHOST_API const mtlhost_error* mtlhost_last_error(const mtlhost_library* library);
 
-/** Who met the failure, such as "DownloaderImpl::saveFile"; "mtlhost" for failures of this
- * library itself; "" when unknown. Like those below, takes NULL: "" and 0 then. */
+/** The function that reported the failure, such as "DownloaderImpl::saveFile"; "mtlhost" for
+ * failures of this library itself; "" if unknown. This and the functions below accept NULL, and
+ * then return "" or 0. */
 MTLHOST_API const char* mtlhost_error_tag(const mtlhost_error* error);
 
 /** -1, or a system error code (Win32 numbering on every platform). */
@@ -405,16 +405,16 @@ MTLHOST_API int32_t mtlhost_error_http_status(const mtlhost_error* error);
 MTLHOST_API int32_t mtlhost_error_kind(const mtlhost_error* error);
 
 /** The URL, the file or folder with its full name, or the proxy that the failure is about; the
- * library's address where nothing nearer is known, and "" where mtlhost_open() was used wrongly.
- * Without passwords. Names that a server chose may stand in it: mtlhost_printable() makes it fit to
- * be shown. */
+ * library's address if nothing more specific is known, and "" if mtlhost_open() was used wrongly.
+ * Without passwords. It may contain names that a server chose: mtlhost_printable() makes it safe to
+ * show. */
 MTLHOST_API const char* mtlhost_error_about(const mtlhost_error* error);
 
-/** What happened, in a sentence for users, which is fit to be shown. */
+/** What happened, in a sentence for users that is safe to show. */
 MTLHOST_API const char* mtlhost_error_sentence(const mtlhost_error* error);
 
-/** What to do about it, in a sentence or two, which are fit to be shown; "" when there is nothing
- * to say. */
+/** What to do about it, in a sentence or two that are safe to show; "" if there is nothing to
+ * say. */
 MTLHOST_API const char* mtlhost_error_hint(const mtlhost_error* error);
 
 /** The cause, which belongs to the same owner; NULL at the end of the chain. */
