@@ -86,9 +86,9 @@ def _parser() -> argparse.ArgumentParser:
     )
     operation = parser.add_mutually_exclusive_group()
     for name, text in (
-        ("check", "only tell whether an update exists"),
-        ("dry-run", "only tell what an update would do"),
-        ("verify", "only tell how the copy differs from the list that the last run followed"),
+        ("check", "only report whether an update exists"),
+        ("dry-run", "only report what an update would do"),
+        ("verify", "only report how the copy differs from the list that the last run followed"),
         ("repair", "read every file of the copy, and fetch what is missing or wrong"),
     ):
         operation.add_argument(

@@ -101,11 +101,11 @@ CLI::Validator isDuration() {
 }
 
 void declareModes(CLI::App& app, Typed& typed) {
-  app.add_flag("--check", typed.check, "Only tell whether an update exists");
-  app.add_flag("--dry-run", typed.dryRun, "Only tell what an update would do");
+  app.add_flag("--check", typed.check, "Only report whether an update exists");
+  app.add_flag("--dry-run", typed.dryRun, "Only report what an update would do");
   app.add_flag("--repair", typed.repair, "Fetch what is missing or damaged, and only that");
-  app.add_flag("--verify", typed.verify, "Only tell what is missing or damaged");
-  app.add_flag("--status", typed.status, "Only tell, without the network, what is in DIR");
+  app.add_flag("--verify", typed.verify, "Only report what is missing or damaged");
+  app.add_flag("--status", typed.status, "Only report, without the network, what is in DIR");
 }
 
 void declareSettings(CLI::App& app, Options& options, Typed& typed) {

@@ -17,11 +17,11 @@ enum class Verbosity { kQuiet, kNormal, kVerbose };
 
 enum class Mode {
   kSync,
-  kCheck,   ///< Only tells whether an update exists.
-  kPlan,    ///< Only tells what an update would do.
+  kCheck,   ///< Only reports whether an update exists.
+  kPlan,    ///< Only reports what an update would do.
   kRepair,  ///< Synchronises, and fetches what is missing or damaged, too.
-  kVerify,  ///< Only tells what is missing or damaged.
-  kStatus   ///< Only tells what the copy is, without the network.
+  kVerify,  ///< Only reports what is missing or damaged.
+  kStatus   ///< Only reports what the copy is, without the network.
 };
 
 struct Options {
