@@ -1,8 +1,10 @@
 // Digests files. The system is asked about every file, but only those that have changed are read.
 #include "mtlpublish/digest_files.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <system_error>
 #include <utility>
 
@@ -32,6 +34,19 @@ std::string changedMeanwhile(const LibraryFile& file) {
          ": changed during the build; build again once it is complete";
 }
 
+/// Calls `work` with every number below `count`, on all cores. Of work that takes no longer than
+/// handing it over, a good many at a time.
+void doShortWork(std::size_t count, const std::function<void(std::size_t)>& work) {
+  constexpr std::size_t kAtOnce = 256;
+  workInParallel((count + kAtOnce - 1) / kAtOnce,
+                 [&](std::size_t part) {
+                   const std::size_t end = std::min(count, (part + 1) * kAtOnce);
+                   for (std::size_t number = part * kAtOnce; number < end; ++number)
+                     work(number);
+                 },
+                 [] {});
+}
+
 void readAll(const std::vector<DigestedFile>& files, std::vector<Reading>& readings,
              const OnProgress& onProgress) {
   std::uint64_t bytes = 0;
@@ -57,17 +72,23 @@ void readAll(const std::vector<DigestedFile>& files, std::vector<Reading>& readi
 DigestedFiles digestFiles(std::vector<LibraryFile> files, const DigestCache& known,
                           std::chrono::system_clock::time_point start,
                           const OnProgress& onProgress) {
+  std::vector<FileState> states(files.size());
+  std::vector<std::error_code> errors(files.size());
+  std::vector<std::string> digests(files.size());
+  doShortWork(files.size(), [&](std::size_t number) {
+    const LibraryFile& file = files[number];
+    errors[number] = readFileState(file.location, states[number]);
+    if (!errors[number]) digests[number] = known.find(file.path, states[number]);
+  });
   DigestedFiles result;
   std::vector<Reading> readings;
-  for (LibraryFile& file : files) {
-    DigestedFile digested{std::move(file), {}, {}};
-    if (const auto error = readFileState(digested.file.location, digested.state)) {
-      result.problems.push_back(unreadable(digested.file, error));
+  for (std::size_t number = 0; number < files.size(); ++number) {
+    if (errors[number]) {
+      result.problems.push_back(unreadable(files[number], errors[number]));
       continue;
     }
-    digested.sha256 = known.find(digested.file.path, digested.state);
-    if (digested.sha256.empty()) readings.push_back({result.files.size()});
-    result.files.push_back(std::move(digested));
+    if (digests[number].empty()) readings.push_back({result.files.size()});
+    result.files.push_back({std::move(files[number]), states[number], std::move(digests[number])});
   }
   if (!readings.empty()) readAll(result.files, readings, onProgress);
   for (const Reading& reading : readings) {
@@ -91,13 +112,18 @@ DigestedFiles digestFiles(std::vector<LibraryFile> files, const DigestCache& kno
 }
 
 std::vector<std::string> changedSince(const std::vector<DigestedFile>& files) {
-  std::vector<std::string> problems;
-  for (const DigestedFile& digested : files) {
+  std::vector<char> isChanged(files.size());
+  doShortWork(files.size(), [&](std::size_t number) {
+    const DigestedFile& digested = files[number];
     FileState now;
     const std::error_code error = readFileState(digested.file.location, now);
     // Not the time of the last change of any kind: attributes are no content.
     now.changed = digested.state.changed;
-    if (error || !(now == digested.state)) problems.push_back(changedMeanwhile(digested.file));
+    isChanged[number] = error || !(now == digested.state) ? 1 : 0;
+  });
+  std::vector<std::string> problems;
+  for (std::size_t number = 0; number < files.size(); ++number) {
+    if (isChanged[number] != 0) problems.push_back(changedMeanwhile(files[number].file));
   }
   return problems;
 }
