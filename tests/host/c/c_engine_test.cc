@@ -298,7 +298,8 @@ TEST_F(CEngine, SendsRequestsAsItIsTold) {
   EXPECT_EQ(mtlhost_error_kind(mtlhost_last_error(library_)), MTLHOST_KIND_ADDRESS)
       << "they are sent over https alone";
   options_.field_count = 0;
-  EXPECT_EQ(mtlhost_open(&options_, &library_, nullptr), MTLHOST_WRONG_USE);
+  mtlhost_library* none = nullptr;
+  EXPECT_EQ(mtlhost_open(&options_, &none, nullptr), MTLHOST_WRONG_USE);
 }
 
 TEST_F(CEngine, TriesAsOftenAsItIsTold) {
