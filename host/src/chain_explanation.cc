@@ -1,4 +1,4 @@
-// What the module's chains say, read: tags say what was being done, the oldest record says why it
+// Explains the module's chains: tags say what was being done, the oldest record says why it
 // failed, and the settings say where.
 #include <algorithm>
 #include <cstddef>

@@ -1,4 +1,5 @@
-// One table a kind of cause. Sentences are plain, and whoever reads them has not read the manual.
+// The tables of explanations, one for each kind of cause. Sentences are plain, since their readers
+// have not read the manual.
 #include "explanation.h"
 
 #include <string_view>

@@ -1,4 +1,4 @@
-// What a failure is for users: of what kind, what it is about, a sentence, and what to do.
+// Explains failures to users: their kind, what they are about, a sentence, and what to do.
 #ifndef MTLLIB_HOST_SRC_EXPLANATION_H_
 #define MTLLIB_HOST_SRC_EXPLANATION_H_
 

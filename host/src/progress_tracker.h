@@ -38,7 +38,7 @@ class ProgressTracker {
 
   void endPhase();
 
-  /// What is known, if that is something else than the last time; else null. Valid until
+  /// What is known, if it differs from the last time; otherwise null. Valid until
   /// the tracker is changed.
   const Progress* news();
 

@@ -1,4 +1,4 @@
-// Requests lie in a row, so that their addresses have the order in which the module waits for them.
+// Keeps the requests in the order in which the module waits for them.
 #include "requested_files.h"
 
 #include <algorithm>

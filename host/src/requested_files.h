@@ -1,5 +1,5 @@
-// RequestedFiles knows which files of the library the module has asked for and not saved yet, from
-// what the module says about them.
+// RequestedFiles keeps track of the files that the module has requested and not yet saved, from
+// what the module reports about them.
 #ifndef MTLLIB_HOST_SRC_REQUESTED_FILES_H_
 #define MTLLIB_HOST_SRC_REQUESTED_FILES_H_
 

@@ -1,5 +1,5 @@
-// Functions of newer glibcs that the compiler's run-time libraries call when they are linked in,
-// made of what glibc 2.34 has. Hidden: nothing else comes to call them.
+// Replaces functions of newer glibcs that the compiler's run-time libraries call, using what glibc
+// 2.34 has. They are hidden, so that nothing else calls them.
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <link.h>

@@ -1,4 +1,4 @@
-// Names that Windows takes for something else than a file. The rule is text only, so it
+// Names that Windows takes for something other than a file. The rule is text only, so it
 // is tested wherever the tests run.
 #include <gtest/gtest.h>
 

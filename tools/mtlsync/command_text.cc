@@ -1,4 +1,4 @@
-// Quotation marks suit the shells of both systems.
+// Writes commands, with quotation marks that suit the shells of both systems.
 #include "mtlsync/command_text.h"
 
 #include <algorithm>

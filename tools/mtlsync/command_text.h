@@ -1,4 +1,4 @@
-// The command that does something else with the same library and copy.
+// Writes the command that does something else with the same library and copy.
 #ifndef MTLLIB_TOOLS_MTLSYNC_COMMAND_TEXT_H_
 #define MTLLIB_TOOLS_MTLSYNC_COMMAND_TEXT_H_
 

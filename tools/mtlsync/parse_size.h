@@ -1,4 +1,4 @@
-// Sizes on the command line.
+// Parses sizes on the command line.
 #ifndef MTLLIB_TOOLS_MTLSYNC_PARSE_SIZE_H_
 #define MTLLIB_TOOLS_MTLSYNC_PARSE_SIZE_H_
 
