@@ -65,6 +65,22 @@ bundle: configured-bundle
 test-bundle: bundle wheel
 	scripts/test-bundle dist
 
+# The same for ARM; its tests run in an emulator.
+.PHONY: bundle-arm64 test-arm64
+bundle-arm64:
+	scripts/install-deps --arm64
+	deps=$$(scripts/build-deps linux-aarch64) && \
+	  cmake --preset arm64 -D MTLLIB_DEPS="$$deps" $(CMAKE_OPTIONS)
+	cmake --build --preset arm64
+	cpack --preset arm64 -B archive
+	mkdir -p dist
+	rm -f dist/mtllib-*-linux-aarch64.tar.gz
+	cp build/arm64/archive/*.tar.gz dist
+
+test-arm64: bundle-arm64
+	scripts/test-arm64 dist
+	ctest --preset arm64 -R '^(krell_networking_tests|rules_test|signing_test|system_tests|update_tests)$$'
+
 # The Python package, with the libraries of the archive in it.
 wheel: configured-bundle
 	scripts/install-deps --python
