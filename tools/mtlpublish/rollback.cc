@@ -29,6 +29,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// The digests of a build's files by their paths as they are where capitals do not matter.
+std::map<std::string, std::string> byFoldedPath(const BuildRecord& build) {
+  std::map<std::string, std::string> digests;
+  for (const BuildRecord::File& file : build.files)
+    digests.emplace(foldedPath(file.path), file.sha256);
+  return digests;
+}
+
 class Rollback {
  public:
   Rollback(fs::path root, const SigningOptions& signing, std::size_t differences,
@@ -145,19 +153,23 @@ void Rollback::compare() {
   std::map<std::string, std::string> latest;
   for (const BuildRecord::File& file : last_.files)
     latest.emplace(file.path, file.sha256);
-  const auto isExpected = [](const std::optional<std::string>& found, const std::string& one,
-                             const std::string& other) {
-    return found && (*found == one || *found == other);
-  };
+  const auto latestFolded = byFoldedPath(last_);
+  const auto beforeFolded = byFoldedPath(before_);
   for (const BuildRecord::File& file : before_.files) {
     const auto entry = latest.find(file.path);
-    const std::string lastDigest = entry == latest.end() ? "" : entry->second;
-    if (entry != latest.end()) latest.erase(entry);
+    const bool isInLast = entry != latest.end();
+    const std::string lastDigest = isInLast ? entry->second : "";
+    if (isInLast) latest.erase(entry);
     if (lastDigest == file.sha256) continue;
+    // Where capitals do not matter, that is the file that is found, and removed.
+    const auto namesake = isInLast ? latestFolded.end() : latestFolded.find(foldedPath(file.path));
+    const bool hasNamesake = namesake != latestFolded.end();
     const std::optional<std::string> found = digestOf(place(file.path));
-    if (!isExpected(found, file.sha256, lastDigest)) {
+    const bool isExpected = found && (*found == file.sha256 || *found == lastDigest ||
+                                      (hasNamesake && *found == namesake->second));
+    if (!isExpected) {
       addProblem(file.path, "has changed since the last build");
-    } else if (*found != file.sha256) {
+    } else if (*found != file.sha256 || hasNamesake) {
       if (digestOf(builds_.contentFile(file.sha256)) != file.sha256) {
         addProblem(file.path, "its former content is not kept, or damaged");
       }
@@ -166,7 +178,10 @@ void Rollback::compare() {
   }
   for (const auto& [path, digest] : latest) {
     const std::optional<std::string> found = digestOf(place(path));
-    if (!isExpected(found, digest, "")) {
+    // After a rollback that was cut.
+    const auto namesake = beforeFolded.find(foldedPath(path));
+    const bool isPlaced = namesake != beforeFolded.end() && found == namesake->second;
+    if (!found || (*found != digest && !found->empty() && !isPlaced)) {
       addProblem(path, "has changed since the last build");
     } else if (!found->empty()) {
       toRemove_.push_back(path);

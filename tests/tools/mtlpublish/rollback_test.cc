@@ -200,13 +200,15 @@ TEST_F(Rollback, MakesRoomForFilesWhoseNamesAreTaken) {
   add("file", "1");
   add("folder/file", "2");
   add("Case", "3");
+  add("Same", "8");
   build();
   fs::remove_all(dir_.path() / "folder");
-  for (const char* path : {"file", "Case"})
+  for (const char* path : {"file", "Case", "Same"})
     fs::remove(dir_.path() / path);
   add("file/below", "4");
   add("folder", "5");
   add("case", "6");
+  add("same", "8");
   build();
   add("file/mine", "7");
   EXPECT_THAT(rollback().problems,
@@ -215,11 +217,12 @@ TEST_F(Rollback, MakesRoomForFilesWhoseNamesAreTaken) {
   fs::remove(dir_.path() / "file/mine");
   const RollbackResult result = rollback();
   EXPECT_THAT(result.problems, IsEmpty());
-  EXPECT_EQ(result.removed, 3U);
-  EXPECT_EQ(published().size(), 5U) << "three files, and the list in two forms";
+  EXPECT_EQ(result.removed, 4U);
+  EXPECT_EQ(published().size(), 6U) << "four files, and the list in two forms";
   EXPECT_EQ(readFile(dir_ / "file"), "1");
   EXPECT_EQ(readFile(dir_ / "folder/file"), "2");
   EXPECT_EQ(readFile(dir_ / "Case"), "3");
+  EXPECT_EQ(readFile(dir_ / "Same"), "8");
 }
 
 TEST_F(Rollback, GivesASignedLibraryAHigherSerial) {
