@@ -7,7 +7,7 @@ readme=$1/README.md
 programs=$2
 
 # What make is asked for, it knows.
-targets=$(grep -oE '(^    |`)make [a-z-]+' "$readme" | sed 's/.* //')
+targets=$(grep -oE '(^    |`)make [a-z0-9-]+' "$readme" | sed 's/.* //')
 [ -n "$targets" ]
 for target in $targets; do
   make -C "$1" --dry-run "$target" >"$folder/dry-run"
