@@ -228,6 +228,12 @@ TEST_F(VerifyAddress, FetchesWhatClientsFetch) {
   EXPECT_EQ(progress.back().bytes, 13U);
 }
 
+// For a minute after a publication, behind a cache.
+TEST_F(VerifyAddress, TakesAListThatIsNewerThanTheStamp) {
+  server_.serve("/lib/filelist.json", "[ " + readFile(dir_ / "filelist.json").substr(1));
+  EXPECT_THAT(verify().problems, IsEmpty());
+}
+
 TEST_F(VerifyAddress, TakesASlashBehindAHost) {
   server_.serve("/id.txt", "stamp");
   server_.serve("/filelist.json", "[]\n");
