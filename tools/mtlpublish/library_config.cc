@@ -75,6 +75,22 @@ bool isAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; });
 }
 
+/// With something that only strings and comments may hold, though not behind a backslash, in the
+/// place of each byte of other characters.
+std::string inAscii(std::string_view text) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string ascii;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x80) {
+      ascii += c;
+    } else {
+      ascii.append(1, '~').append(1, kDigits[byte / 16U]).append(1, kDigits[byte % 16U]);
+    }
+  }
+  return ascii;
+}
+
 /// What toml++ is not to see, since it would not refuse it in order: other characters where TOML
 /// has none, and behind a backslash; and tables in tables without end. `token` is where it stands.
 std::string_view faultIn(std::string_view text, std::string_view& token) {
@@ -107,12 +123,10 @@ class ConfigReader {
     if (const std::string_view fault = faultIn(text, token); !fault.empty()) {
       return refuse(std::count(text.data(), token.data(), '\n') + 1, std::string(fault));
     }
+    // Behind its first fault, other characters may be where faultIn() does not take them to be.
+    if (!isAscii(text) && !isToml(toml::parse(inAscii(text)))) return;
     const toml::parse_result parsed = toml::parse(text);
-    if (!parsed) {
-      add(parsed.error().source(), std::string(parsed.error().description()));
-      return;
-    }
-    readLibrary(parsed.table());
+    if (isToml(parsed)) readLibrary(parsed.table());
   }
 
   LibraryConfig take() { return std::move(config_); }
@@ -121,6 +135,11 @@ class ConfigReader {
   void refuse(std::ptrdiff_t line, const std::string& text) {
     problems_.push_back(mtlrules::printable(file_.filename().u8string()) + ':' +
                         std::to_string(line) + ": " + mtlrules::printable(text));
+  }
+
+  bool isToml(const toml::parse_result& parsed) {
+    if (!parsed) add(parsed.error().source(), std::string(parsed.error().description()));
+    return static_cast<bool>(parsed);
   }
 
   void add(const toml::source_region& place, const std::string& text) {

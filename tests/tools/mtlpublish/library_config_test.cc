@@ -254,6 +254,11 @@ TEST(LibraryConfig, MayHaveAnyCharacterWhereTomlHasThem) {
   }
 }
 
+TEST(LibraryConfig, IsRefusedWhereAFaultStandsBeforeAnyCharacter) {
+  for (const std::string text : {"a=0='ﻟ\n e=.", "a=0=\"ﻍ\""})
+    EXPECT_THAT(problemsOfConfig(text), ElementsAre(StartsWith("library.toml:1: "))) << text;
+}
+
 TEST(LibraryConfig, IsRefusedWhereItIsTooLong) {
   EXPECT_THAT(problemsOfConfig(repeated("# it's\n", 150000)), ElementsAre(HasSubstr("too long")));
 }
