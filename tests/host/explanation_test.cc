@@ -265,7 +265,7 @@ TEST(ExplainedError, NamesFilesWithTheSystemsWords) {
 
 TEST(ExplainedError, TellsAWebPageFromALibrary) {
   const Error error = engineError(mtlupdate::because(
-      Cause::kWebPage, {FailureKind::kContent, "it is no list", "http://a/filelist.json"}));
+      Cause::kWebPage, {FailureKind::kContent, "it is not a list", "http://a/filelist.json"}));
   EXPECT_EQ(error.sentence,
             "What came from http://a/filelist.json cannot be used: it is a web page, not a "
             "library's list.");
