@@ -10,6 +10,8 @@ class IgnoredSignals : public testing::Test {
  protected:
   /// Starts the program in such a way, up to where the library waits.
   void start(const std::string& signals, const std::string& situation) {
+    // The one before has to have ended: both have the same folder, where one at a time may run.
+    program_.reset();
     program_ = std::make_unique<ChildProcess>(
         ignoring(signals, {MTLSYNC, "--module", MTLSYNC_FAKE_MODULE, "--json", situation, "dir"}));
     process_ = program_->readLine();
@@ -21,7 +23,7 @@ class IgnoredSignals : public testing::Test {
     do {
       line = program_->readLine();
     } while (!line.empty() && line.find(text) == std::string::npos);
-    ASSERT_FALSE(line.empty()) << text;
+    ASSERT_FALSE(line.empty()) << "no " << text << ": " << program_->wait().err;
   }
 
   std::unique_ptr<ChildProcess> program_;
