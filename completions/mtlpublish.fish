@@ -28,7 +28,7 @@ complete -c mtlpublish -n "$list" -l allow -x -a 'windows-names same-names long-
 complete -c mtlpublish -n "$list" -l mirror -x -d 'Other address of the library'
 complete -c mtlpublish -n "$list" -l lossy -d 'Clients fetch x.jpeg.tx, where it is, for x.tx'
 complete -c mtlpublish -n "$list" -l no-cache -d 'Read every file again, and keep no cache'
-complete -c mtlpublish -n "$list" -s v -l verbose -d 'Name what has changed, and what was passed over'
+complete -c mtlpublish -n "$list" -s v -l verbose -d 'Name what has changed, and what was skipped'
 
 complete -c mtlpublish -n "$sign" -l sign -r -F -d 'Sign the list with the secret key in this file'
 complete -c mtlpublish -n "$sign" -l prepare -d 'Print the comment to sign the list with elsewhere'

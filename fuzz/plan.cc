@@ -30,7 +30,8 @@ class SomeDisk final : public mtlupdate::Disk {
     names = {path.size() % 2 == 0 ? "ab" : "a"};
     return path.size() < 20 ? std::error_code() : std::make_error_code(std::errc::io_error);
   }
-  std::error_code digest(std::string_view /*path*/, const mtlupdate::GoOn& /*goOn*/,
+  std::error_code digest(std::string_view /*path*/,
+                         const mtlupdate::ShouldContinue& /*shouldContinue*/,
                          mtlupdate::Digest& digest) override {
     digest = {};
     return {};

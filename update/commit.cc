@@ -255,7 +255,7 @@ class Commit {
       return diskFailure("cannot be made durable", "", error);
     }
     // Otherwise, the new stamp stays beside the old one, and says that the copy is unfinished.
-    return plan_.hindrance() == nullptr ? rename(kNewStampFile, stampPath_) : Outcome{};
+    return plan_.obstacle() == nullptr ? rename(kNewStampFile, stampPath_) : Outcome{};
   }
 
   Folder& folder_;

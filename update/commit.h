@@ -37,7 +37,7 @@ struct CommitResult {
 };
 
 /// Puts every file of the plan in its place. Takes the content of each from the stage, where all of
-/// them must be whole. `plan.next` becomes the state of the copy. With a hindrance in the plan the
+/// them must be whole. `plan.next` becomes the state of the copy. With a obstacle in the plan the
 /// stamp stays the old one: the copy is not what the new one says.
 ///
 /// Fails with kDisk, with some files in their places and the others still staged: a later run goes

@@ -17,14 +17,14 @@ namespace mtlupdate {
 
 /// Asked now and then with the bytes read so far; when it answers false, the reading ends with the
 /// error operation_canceled. None goes on always.
-using GoOn = std::function<bool(std::uint64_t bytes)>;
+using ShouldContinue = std::function<bool(std::uint64_t bytes)>;
 
 /// Adds the rest of the file to what is digested.
-std::error_code digestRest(File& file, const GoOn& goOn, Sha256& sha256);
+std::error_code digestRest(File& file, const ShouldContinue& shouldContinue, Sha256& sha256);
 
 /// Makes `to`, a new file, have the content of the file `from`. After an error there may be a part.
 std::error_code copyFile(Folder& folder, std::string_view from, std::string_view to,
-                         const GoOn& goOn = {});
+                         const ShouldContinue& shouldContinue = {});
 
 /// A Disk is what a plan asks about a copy.
 class Disk {
@@ -35,7 +35,8 @@ class Disk {
   virtual std::error_code look(std::string_view path, Look& found) = 0;
   /// As Folder::names().
   virtual std::error_code names(std::string_view path, std::vector<std::string>& names) = 0;
-  virtual std::error_code digest(std::string_view path, const GoOn& goOn, Digest& digest) = 0;
+  virtual std::error_code digest(std::string_view path, const ShouldContinue& shouldContinue,
+                                 Digest& digest) = 0;
   /// In bytes.
   virtual std::optional<std::uint64_t> freeRoom() = 0;
 };
@@ -47,7 +48,8 @@ class FolderDisk : public Disk {
 
   std::error_code look(std::string_view path, Look& found) override;
   std::error_code names(std::string_view path, std::vector<std::string>& names) override;
-  std::error_code digest(std::string_view path, const GoOn& goOn, Digest& digest) override;
+  std::error_code digest(std::string_view path, const ShouldContinue& shouldContinue,
+                         Digest& digest) override;
   std::optional<std::uint64_t> freeRoom() override;
 
  private:

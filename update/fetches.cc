@@ -76,13 +76,13 @@ class Fetches::StagedBody : public Body {
 };
 
 Fetches::Fetches(Staging& staging, const std::vector<Plan::Fetch>& fetches, StagedContents& staged,
-                 std::optional<std::uint64_t> largestFile, const Company& company,
+                 std::optional<std::uint64_t> largestFile, const FetchCallbacks& callbacks,
                  std::function<void(const Entry&, std::size_t)> onFetched)
     : staging_(staging),
       fetches_(fetches),
       staged_(staged),
       largestFile_(largestFile),
-      company_(company),
+      callbacks_(callbacks),
       onFetched_(std::move(onFetched)) {
   for (const Plan::Fetch& fetch : fetches_) {
     if (staged_[fetch.content].state == Staging::Found::State::kNothing) others_.push_back(&fetch);
@@ -118,12 +118,12 @@ void Fetches::done(Body& body, std::size_t mirror) {
   onFetched_(static_cast<StagedBody&>(body).entry(), mirror);
 }
 
-void Fetches::again(const Failure& failure, std::chrono::milliseconds wait) {
-  if (company_.again) company_.again(failure, wait);
+void Fetches::onRetry(const Failure& failure, std::chrono::milliseconds wait) {
+  if (callbacks_.onRetry) callbacks_.onRetry(failure, wait);
 }
 
-void Fetches::elsewhere(const Failure& failure, const std::string& address) {
-  if (company_.elsewhere) company_.elsewhere(failure, address);
+void Fetches::onNextAddress(const Failure& failure, const std::string& address) {
+  if (callbacks_.onNextAddress) callbacks_.onNextAddress(failure, address);
 }
 
 }  // namespace mtlupdate

@@ -27,7 +27,7 @@ class Fetches : public Transfers::Client {
   /// and notes there what it fetched. All of them must live longer. `largestFile` goes for contents
   /// of unknown size.
   Fetches(Staging& staging, const std::vector<Plan::Fetch>& fetches, StagedContents& staged,
-          std::optional<std::uint64_t> largestFile, const Company& company,
+          std::optional<std::uint64_t> largestFile, const FetchCallbacks& callbacks,
           std::function<void(const Entry& entry, std::size_t mirror)> onFetched);
   ~Fetches() override;
 
@@ -36,9 +36,9 @@ class Fetches : public Transfers::Client {
 
   std::unique_ptr<Body> next() override;
   void done(Body& body, std::size_t mirror) override;
-  bool goOn() override { return company_.goOn(); }
-  void again(const Failure& failure, std::chrono::milliseconds wait) override;
-  void elsewhere(const Failure& failure, const std::string& address) override;
+  bool shouldContinue() override { return callbacks_.shouldContinue(); }
+  void onRetry(const Failure& failure, std::chrono::milliseconds wait) override;
+  void onNextAddress(const Failure& failure, const std::string& address) override;
 
   /// What nobody can check comes from this address of the library alone.
   void takeUncheckedFrom(std::size_t mirror) { uncheckedFrom_ = mirror; }
@@ -52,7 +52,7 @@ class Fetches : public Transfers::Client {
   const std::vector<Plan::Fetch>& fetches_;
   StagedContents& staged_;
   std::optional<std::uint64_t> largestFile_;
-  const Company& company_;
+  const FetchCallbacks& callbacks_;
   std::function<void(const Entry&, std::size_t)> onFetched_;
   std::optional<std::size_t> uncheckedFrom_;
   std::vector<std::unique_ptr<StagedBody>> parts_;  ///< Opened and not begun.

@@ -18,7 +18,7 @@ std::error_code streamError() {
 }  // namespace
 
 std::error_code digestFile(const std::filesystem::path& file, FileDigest& digest,
-                           const std::function<bool(std::uint64_t)>& goOn) {
+                           const std::function<bool(std::uint64_t)>& shouldContinue) {
   errno = 0;
   std::ifstream stream(file, std::ios::binary);
   if (!stream) return streamError();
@@ -31,7 +31,8 @@ std::error_code digestFile(const std::filesystem::path& file, FileDigest& digest
     const auto count = static_cast<std::size_t>(stream.gcount());
     sha256.update({piece.get(), count});
     digest.size += count;
-    if (goOn && !goOn(digest.size)) return std::make_error_code(std::errc::operation_canceled);
+    if (shouldContinue && !shouldContinue(digest.size))
+      return std::make_error_code(std::errc::operation_canceled);
   }
   if (stream.bad()) return streamError();
   digest.sha256 = sha256.finish();

@@ -19,10 +19,10 @@ struct FileDigest {
   std::optional<Digest> sha256;
 };
 
-/// Reads the file once, in pieces. After each, `goOn` is asked, with the bytes so far; when
-/// it answers false, the error is operation_canceled.
+/// Reads the file once, in pieces. After each, `shouldContinue` is asked, with the bytes so far;
+/// when it answers false, the error is operation_canceled.
 std::error_code digestFile(const std::filesystem::path& file, FileDigest& digest,
-                           const std::function<bool(std::uint64_t)>& goOn = {});
+                           const std::function<bool(std::uint64_t)>& shouldContinue = {});
 
 }  // namespace mtlupdate
 

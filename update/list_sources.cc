@@ -45,11 +45,11 @@ std::string sha256Text(std::string_view bytes) {
 
 }  // namespace
 
-Outcome ListSources::find(const ListWish& wish, const ListKeeper& keep, Listing& listing,
+Outcome ListSources::find(const ListRequest& request, const ListKeeper& keep, Listing& listing,
                           Place& place) {
-  std::optional<ListNote> note = mtlsigning::listNoteIn(wish.stamp);
+  std::optional<ListNote> note = mtlsigning::listNoteIn(request.stamp);
   if (note && note->sha256.empty()) note.reset();
-  const ListProof proof{wish.release, std::move(note)};
+  const ListProof proof{request.release, std::move(note)};
   if (folder_ != nullptr && proof.note) {
     for (const auto& [path, where] :
          {std::pair(kNewListFile, Place::kNewFile), std::pair(kListFile, Place::kFile)}) {
@@ -61,14 +61,14 @@ Outcome ListSources::find(const ListWish& wish, const ListKeeper& keep, Listing&
   place = keep ? Place::kNewFile : Place::kNone;
   if (!keep) {
     ListIntake intake(proof, {}, listing);
-    return fetch(wish, intake, {});
+    return fetch(request, intake, {});
   }
   Outcome keeping;
   const ListKeeper noting = [&](bool anew, std::string_view bytes) {
     return keeping = keep(anew, bytes);
   };
   ListIntake intake(proof, noting, listing);
-  return fetch(wish, intake, keeping);
+  return fetch(request, intake, keeping);
 }
 
 // Whoever asked to stop is asked again by what follows.
@@ -78,23 +78,24 @@ bool ListSources::readKept(const char* path, ListIntake& intake) {
   const std::error_code error = readPieces(
       *folder_, path,
       [&](std::string_view bytes) {
-        return company_.goOn() ? intake.take(bytes) : Failure{Failure::Kind::kCancelled};
+        return callbacks_.shouldContinue() ? intake.take(bytes)
+                                           : Failure{Failure::Kind::kCancelled};
       },
       failure);
   return !error && !failure && !intake.finish();
 }
 
-Outcome ListSources::fetch(const ListWish& wish, ListIntake& intake, const Outcome& keeping) {
+Outcome ListSources::fetch(const ListRequest& request, ListIntake& intake, const Outcome& keeping) {
   const auto& note = intake.proof().note;
   const auto document = [&](const std::string& name) {
     Document wanted;
-    wanted.target = [&wish, name](const Session& session) {
-      return session.listTarget(wish.subPath, name);
+    wanted.target = [&request, name](const Session& session) {
+      return session.listTarget(request.subPath, name);
     };
-    wanted.pastCaches = wish.pastCaches;
-    wanted.isAskedAsNamed = wish.release == nullptr;
+    wanted.pastCaches = request.pastCaches;
+    wanted.isAskedAsNamed = request.release == nullptr;
     // What nothing shows to be the right one comes from where the stamp is from.
-    if (wish.release == nullptr && !note) wanted.mirror = wish.mirror;
+    if (request.release == nullptr && !note) wanted.mirror = request.mirror;
     return wanted;
   };
   // Where what keeps the list has failed, no other form helps.
@@ -102,19 +103,19 @@ Outcome ListSources::fetch(const ListWish& wish, ListIntake& intake, const Outco
     return !failure || keeping || !isOfTheForm(*failure);
   };
   const std::optional<KeptList> old =
-      note && note->hasDifferences ? keptListOf(wish.localStamp) : std::nullopt;
+      note && note->hasDifferences ? keptListOf(request.localStamp) : std::nullopt;
   if (old) {
-    const std::string name = mtlrules::differenceName(sha256Text(wish.localStamp));
-    Outcome failure = fetchDifference(transfers_, document(name), company_, *old, intake);
+    const std::string name = mtlrules::differenceName(sha256Text(request.localStamp));
+    Outcome failure = fetchDifference(transfers_, document(name), callbacks_, *old, intake);
     if (isOver(failure)) return failure;
   }
   if (note && note->isCompressed) {
-    Outcome failure =
-        fetchCompressedList(transfers_, document(mtlrules::kCompressedListName), company_, intake);
+    Outcome failure = fetchCompressedList(transfers_, document(mtlrules::kCompressedListName),
+                                          callbacks_, intake);
     if (isOver(failure)) return failure;
   }
   intake.takeUnsigned();
-  return fetchList(transfers_, document(mtlrules::kListName), company_, intake);
+  return fetchList(transfers_, document(mtlrules::kListName), callbacks_, intake);
 }
 
 // That of the copy's own stamp, undamaged.
@@ -123,8 +124,10 @@ std::optional<KeptList> ListSources::keptListOf(std::string_view localStamp) {
   if (folder_ == nullptr || !note || note->sha256.empty()) return std::nullopt;
   if (!hasSize(*folder_, kListFile, note->size)) return std::nullopt;
   Digest digest{};
-  const GoOn goOn = [this](std::uint64_t /*bytes*/) { return company_.goOn(); };
-  if (FolderDisk(*folder_).digest(kListFile, goOn, digest)) return std::nullopt;
+  const ShouldContinue shouldContinue = [this](std::uint64_t /*bytes*/) {
+    return callbacks_.shouldContinue();
+  };
+  if (FolderDisk(*folder_).digest(kListFile, shouldContinue, digest)) return std::nullopt;
   if (hexText(digest) != note->sha256) return std::nullopt;
   return KeptList{*folder_, kListFile, {note->size, digest}};
 }

@@ -18,7 +18,7 @@
 
 namespace mtlupdate {
 
-struct ListWish {
+struct ListRequest {
   std::string subPath{};
   std::string_view stamp{};       ///< Of the release; "" when it is not known.
   std::string_view localStamp{};  ///< Of the copy; "" when it has none.
@@ -36,22 +36,22 @@ class ListSources {
   enum class Place { kNone, kNewFile, kFile };
 
   /// `folder` is null when the copy has none. All must live longer.
-  ListSources(Transfers& transfers, const Company& company, Folder* folder)
-      : transfers_(transfers), company_(company), folder_(folder) {}
+  ListSources(Transfers& transfers, const FetchCallbacks& callbacks, Folder* folder)
+      : transfers_(transfers), callbacks_(callbacks), folder_(folder) {}
 
   /// Reads the list into `listing`. kNewListFile and kListFile are read where they have it already;
   /// otherwise `keep`, which may be empty, gets what arrives. Only a stamp that says what is
   /// published beside the list has anything but the list itself asked for, and whatever is wrong
   /// with that, the list is asked for next.
-  Outcome find(const ListWish& wish, const ListKeeper& keep, Listing& listing, Place& place);
+  Outcome find(const ListRequest& request, const ListKeeper& keep, Listing& listing, Place& place);
 
  private:
   bool readKept(const char* path, ListIntake& intake);
-  Outcome fetch(const ListWish& wish, ListIntake& intake, const Outcome& keeping);
+  Outcome fetch(const ListRequest& request, ListIntake& intake, const Outcome& keeping);
   std::optional<KeptList> keptListOf(std::string_view localStamp);
 
   Transfers& transfers_;
-  const Company& company_;
+  const FetchCallbacks& callbacks_;
   Folder* folder_;
 };
 

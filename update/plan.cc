@@ -19,7 +19,7 @@ namespace mtlupdate {
 namespace {
 
 using mtlrules::DownloadPolicy;
-using Reason = PassedOver::Reason;
+using Reason = SkippedEntry::Reason;
 
 /// Files by the digests that they had. Sorted, since whoever writes a list could make all of them
 /// fall into one bucket of a hash table.
@@ -87,11 +87,12 @@ class Planner {
 
   bool mayGoOn(std::size_t steps) const {
     constexpr std::size_t kBetween = 64;
-    return steps % kBetween != 0 || !options_.goOn || options_.goOn(entries_, bytesRead_);
+    return steps % kBetween != 0 || !options_.shouldContinue ||
+           options_.shouldContinue(entries_, bytesRead_);
   }
 
   void passOver(const Entry& entry, Reason reason, std::string text) {
-    plan_.passedOver.push_back({reason, std::string(entry.path), std::move(text)});
+    plan_.skipped.push_back({reason, std::string(entry.path), std::move(text)});
   }
 
   Outcome take(const Entry& entry, std::size_t number) {
@@ -194,15 +195,15 @@ class Planner {
         path,
         [&](std::uint64_t bytes) {
           bytesRead_ = before + bytes;
-          return !options_.goOn || options_.goOn(entries_, bytesRead_);
+          return !options_.shouldContinue || options_.shouldContinue(entries_, bytesRead_);
         },
         digest);
   }
 
   Outcome keep(const Entry& entry, const FileIdentity& identity, const KnownFile* file) {
     plan_.next.add(file != nullptr ? *file : KnownFile{entry.path, identity, std::nullopt, false});
-    ++plan_.filesLeft;
-    add(identity.size, plan_.bytesLeft);
+    ++plan_.filesUnchanged;
+    add(identity.size, plan_.bytesUnchanged);
     return {};
   }
 
@@ -400,15 +401,15 @@ class Planner {
                          figures(plan_.bytesToFetch, *options_.largestTotal, " bytes, not ") +
                          " at most"};
     }
-    plan_.roomNeeded = plan_.bytesToFetch;
-    add(plan_.bytesToCopy, plan_.roomNeeded);
-    plan_.roomThere = disk_.freeRoom();
-    if (!plan_.roomThere || plan_.roomNeeded <= *plan_.roomThere) return {};
-    return because(
-        Failure::Cause::kTooLittleRoom,
-        {Failure::Kind::kDisk,
-         "too little room: " +
-             figures(plan_.roomNeeded, *plan_.roomThere, " bytes are needed, and ") + " are free"});
+    plan_.spaceNeeded = plan_.bytesToFetch;
+    add(plan_.bytesToCopy, plan_.spaceNeeded);
+    plan_.spaceAvailable = disk_.freeRoom();
+    if (!plan_.spaceAvailable || plan_.spaceNeeded <= *plan_.spaceAvailable) return {};
+    return because(Failure::Cause::kTooLittleRoom,
+                   {Failure::Kind::kDisk, "too little room: " +
+                                              figures(plan_.spaceNeeded, *plan_.spaceAvailable,
+                                                      " bytes are needed, and ") +
+                                              " are free"});
   }
 
   const Listing& listing_;
@@ -432,10 +433,10 @@ class Planner {
 
 }  // namespace
 
-const PassedOver* Plan::hindrance() const {
-  const auto found = std::find_if(passedOver.begin(), passedOver.end(),
-                                  [](const PassedOver& one) { return one.isHindrance(); });
-  return found != passedOver.end() ? &*found : nullptr;
+const SkippedEntry* Plan::obstacle() const {
+  const auto found = std::find_if(skipped.begin(), skipped.end(),
+                                  [](const SkippedEntry& one) { return one.isHindrance(); });
+  return found != skipped.end() ? &*found : nullptr;
 }
 
 Outcome makePlan(const Listing& listing, const State& last, const PlanOptions& options,

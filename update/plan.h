@@ -33,11 +33,11 @@ struct PlanOptions {
   std::optional<std::uint64_t> largestTotal{};  ///< In bytes, of all contents to fetch.
   /// Asked again and again, with the entries that have been looked at and the bytes that were
   /// read, whether to go on.
-  std::function<bool(std::size_t entries, std::uint64_t bytes)> goOn{};
+  std::function<bool(std::size_t entries, std::uint64_t bytes)> shouldContinue{};
 };
 
 /// Something that the plan passes over, and why.
-struct PassedOver {
+struct SkippedEntry {
   enum class Reason {
     kChanged,     ///< Of policy "missing": somebody changed it, or put it there.
     kSamePlace,   ///< Another entry has the same place, or one below it.
@@ -97,13 +97,13 @@ struct Plan {
   /// Folders where files go, with nothing in them but withdrawn files and each other; each before
   /// the one that it lies in.
   std::vector<std::string> foldersInTheWay;
-  std::vector<PassedOver> passedOver;
+  std::vector<SkippedEntry> skipped;
   /// What is known already of the state after the update: all but the files of `place`.
   State next;
 
   /// Files that stay as they are.
-  std::size_t filesLeft = 0;
-  std::uint64_t bytesLeft = 0;
+  std::size_t filesUnchanged = 0;
+  std::uint64_t bytesUnchanged = 0;
   std::size_t filesReplaced = 0;
   std::uint64_t bytesReplaced = 0;  ///< Of the old files.
   /// In bytes. Contents of unknown size do not count.
@@ -112,13 +112,13 @@ struct Plan {
   std::uint64_t bytesWithdrawn = 0;
   std::size_t fetchesOfUnknownSize = 0;
   /// What is needed at most until the old files have gone, less what is staged.
-  std::uint64_t roomNeeded = 0;
-  std::optional<std::uint64_t> roomThere{};
+  std::uint64_t spaceNeeded = 0;
+  std::optional<std::uint64_t> spaceAvailable{};
 
   /// Whether the withdrawn file is removed.
   bool removes(const Withdrawn& file) const { return removesWithdrawn || file.isInTheWay; }
   /// The first file that something on the disk keeps from its place; null when there is none.
-  const PassedOver* hindrance() const;
+  const SkippedEntry* obstacle() const;
 };
 
 /// The bytes that the stage has already of the content of this number, which is that of the entry.

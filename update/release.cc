@@ -201,19 +201,19 @@ class DifferenceBody : public ListBody, public DifferenceReader::Handler {
 };
 
 /// The client of one body.
-class Alone : public Transfers::Client {
+class SingleBody : public Transfers::Client {
  public:
-  Alone(std::unique_ptr<Body> body, const Company& company)
-      : body_(std::move(body)), company_(company) {}
+  SingleBody(std::unique_ptr<Body> body, const FetchCallbacks& callbacks)
+      : body_(std::move(body)), callbacks_(callbacks) {}
 
   std::unique_ptr<Body> next() override { return std::move(body_); }
   void done(Body& /*body*/, std::size_t mirror) override { mirror_ = mirror; }
-  bool goOn() override { return company_.goOn(); }
-  void again(const Failure& failure, std::chrono::milliseconds wait) override {
-    if (company_.again) company_.again(failure, wait);
+  bool shouldContinue() override { return callbacks_.shouldContinue(); }
+  void onRetry(const Failure& failure, std::chrono::milliseconds wait) override {
+    if (callbacks_.onRetry) callbacks_.onRetry(failure, wait);
   }
-  void elsewhere(const Failure& failure, const std::string& address) override {
-    if (company_.elsewhere) company_.elsewhere(failure, address);
+  void onNextAddress(const Failure& failure, const std::string& address) override {
+    if (callbacks_.onNextAddress) callbacks_.onNextAddress(failure, address);
   }
 
   /// Where the body came from.
@@ -221,36 +221,36 @@ class Alone : public Transfers::Client {
 
  private:
   std::unique_ptr<Body> body_;
-  const Company& company_;
+  const FetchCallbacks& callbacks_;
   std::size_t mirror_ = 0;
 };
 
 }  // namespace
 
-Outcome fetchStamp(Transfers& transfers, const Document& document, const Company& company,
+Outcome fetchStamp(Transfers& transfers, const Document& document, const FetchCallbacks& callbacks,
                    const StampCheck& check, std::string& stamp, std::size_t& mirror) {
-  Alone alone(std::make_unique<StampBody>(document, check, stamp), company);
-  Outcome failure = transfers.run(alone);
-  mirror = alone.mirror();
+  SingleBody single(std::make_unique<StampBody>(document, check, stamp), callbacks);
+  Outcome failure = transfers.run(single);
+  mirror = single.mirror();
   return failure;
 }
 
-Outcome fetchList(Transfers& transfers, const Document& document, const Company& company,
+Outcome fetchList(Transfers& transfers, const Document& document, const FetchCallbacks& callbacks,
                   ListIntake& intake) {
-  Alone alone(std::make_unique<ListBody>(document, kLargestList, false, intake), company);
-  return transfers.run(alone);
+  SingleBody single(std::make_unique<ListBody>(document, kLargestList, false, intake), callbacks);
+  return transfers.run(single);
 }
 
-Outcome fetchCompressedList(Transfers& transfers, const Document& document, const Company& company,
-                            ListIntake& intake) {
-  Alone alone(std::make_unique<CompressedListBody>(document, intake), company);
-  return transfers.run(alone);
+Outcome fetchCompressedList(Transfers& transfers, const Document& document,
+                            const FetchCallbacks& callbacks, ListIntake& intake) {
+  SingleBody single(std::make_unique<CompressedListBody>(document, intake), callbacks);
+  return transfers.run(single);
 }
 
-Outcome fetchDifference(Transfers& transfers, const Document& document, const Company& company,
-                        const KeptList& old, ListIntake& intake) {
-  Alone alone(std::make_unique<DifferenceBody>(document, old, intake), company);
-  return transfers.run(alone);
+Outcome fetchDifference(Transfers& transfers, const Document& document,
+                        const FetchCallbacks& callbacks, const KeptList& old, ListIntake& intake) {
+  SingleBody single(std::make_unique<DifferenceBody>(document, old, intake), callbacks);
+  return transfers.run(single);
 }
 
 }  // namespace mtlupdate

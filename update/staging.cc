@@ -65,7 +65,7 @@ Outcome StagedFile::finish(std::optional<Digest>& digest, FileIdentity& identity
   return digest ? Outcome() : notDigested();
 }
 
-Outcome Staging::find(const Entry& entry, const GoOn& goOn, Found& found) {
+Outcome Staging::find(const Entry& entry, const ShouldContinue& shouldContinue, Found& found) {
   found = {};
   const std::string path = stagedPath(entry, stamp_);
   Look look;
@@ -77,7 +77,7 @@ Outcome Staging::find(const Entry& entry, const GoOn& goOn, Found& found) {
   if (look.kind != FileKind::kFile) return {};
   if (entry.sha256 && isAsLarge) {
     Digest digest{};
-    const std::error_code error = FolderDisk(folder_).digest(path, goOn, digest);
+    const std::error_code error = FolderDisk(folder_).digest(path, shouldContinue, digest);
     if (Outcome failure = outcomeOf("cannot be read", path, error)) return failure;
     if (digest == *entry.sha256) {
       found = {Found::State::kWhole, size, digest, look.identity};
@@ -138,17 +138,18 @@ Outcome Staging::readPart(StagedFile& file) {
   return outcomeOf("cannot be read", file.path_, error);
 }
 
-Outcome Staging::copy(const Entry& entry, std::string_view path, const GoOn& goOn, Found& found) {
+Outcome Staging::copy(const Entry& entry, std::string_view path,
+                      const ShouldContinue& shouldContinue, Found& found) {
   if (Outcome failure = discard(entry)) return failure;
   std::error_code error = folder_.makeFolders(kStageFolder);
   if (Outcome failure = outcomeOf("cannot be made", kStageFolder, error)) return failure;
   const auto isNotTheSame = [&] {
     return Failure{Failure::Kind::kContent, "has another content than it had", std::string(path)};
   };
-  error = copyFile(folder_, path, stagedPath(entry, stamp_), goOn);
+  error = copyFile(folder_, path, stagedPath(entry, stamp_), shouldContinue);
   if (error == std::errc::no_such_file_or_directory) return isNotTheSame();
   if (Outcome failure = outcomeOf("cannot be copied", std::string(path), error)) return failure;
-  if (Outcome failure = find(entry, goOn, found)) return failure;
+  if (Outcome failure = find(entry, shouldContinue, found)) return failure;
   if (found.state == Found::State::kWhole) return {};
   found = {};
   if (Outcome failure = discard(entry)) return failure;

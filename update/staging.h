@@ -70,9 +70,9 @@ class Staging {
 
   /// Looks for the content of the entry; reads what may be whole. After a cut run nothing but
   /// the digest shows that a content is whole, so without one it is at most a part, and what is
-  /// larger than listed or has another digest is nothing. Fails with kCancelled when `goOn` answers
-  /// false.
-  Outcome find(const Entry& entry, const GoOn& goOn, Found& found);
+  /// larger than listed or has another digest is nothing. Fails with kCancelled when
+  /// `shouldContinue` answers false.
+  Outcome find(const Entry& entry, const ShouldContinue& shouldContinue, Found& found);
 
   /// Opens the content of the entry for more bytes: behind those that are there, which are read
   /// where there is a digest, or anew.
@@ -80,7 +80,8 @@ class Staging {
 
   /// Stages the content of the entry from the file at `path` of the copy. kContent, with nothing
   /// staged, when that is not there any longer, or does not have the listed digest.
-  Outcome copy(const Entry& entry, std::string_view path, const GoOn& goOn, Found& found);
+  Outcome copy(const Entry& entry, std::string_view path, const ShouldContinue& shouldContinue,
+               Found& found);
 
   /// What the server named the version of the content by whose part is staged (its ETag or
   /// Last-Modified); "" when nothing was kept. Needed for content without a digest alone.

@@ -494,12 +494,12 @@ void Transfers::handOver(Lock& lock) {
     client_->done(*one.body, one.mirror);
   for (const Notice& notice : notices) {
     if (notice.address.empty()) {
-      client_->again(notice.failure, notice.wait);
+      client_->onRetry(notice.failure, notice.wait);
     } else {
-      client_->elsewhere(notice.failure, notice.address);
+      client_->onNextAddress(notice.failure, notice.address);
     }
   }
-  const bool goesOn = client_->goOn();
+  const bool goesOn = client_->shouldContinue();
   lock.lock();
   if (!goesOn) fail({Failure::Kind::kCancelled, "stopped on request"});
 }

@@ -88,11 +88,11 @@ class Transfers {
     /// A body was fetched from this address and finished. On the thread of run(), as are all below.
     virtual void done(Body& body, std::size_t mirror) = 0;
     /// Asked at least ten times a second. False ends everything, as kCancelled.
-    virtual bool goOn() = 0;
+    virtual bool shouldContinue() = 0;
     /// A try failed, and another one follows after the wait.
-    virtual void again(const Failure& /*failure*/, std::chrono::milliseconds /*wait*/) {}
+    virtual void onRetry(const Failure& /*failure*/, std::chrono::milliseconds /*wait*/) {}
     /// A try failed, and another address of the library is asked.
-    virtual void elsewhere(const Failure& /*failure*/, const std::string& /*address*/) {}
+    virtual void onNextAddress(const Failure& /*failure*/, const std::string& /*address*/) {}
   };
 
   /// All must live longer. While run() is at work, the mirrors are left to it.

@@ -17,9 +17,9 @@
 #include "update/list_reader.h"
 #include "update/list_sources.h"
 #include "update/lock.h"
-#include "update/looks_ahead.h"
 #include "update/mirrors.h"
 #include "update/own_files.h"
+#include "update/prefetching_disk.h"
 #include "update/release.h"
 #include "update/staging.h"
 #include "update/state.h"
@@ -42,7 +42,7 @@ class NoDisk final : public Disk {
     names.clear();
     return {};
   }
-  std::error_code digest(std::string_view /*path*/, const GoOn& /*goOn*/,
+  std::error_code digest(std::string_view /*path*/, const ShouldContinue& /*shouldContinue*/,
                          Digest& /*digest*/) override {
     return std::make_error_code(std::errc::no_such_file_or_directory);
   }
@@ -55,12 +55,12 @@ class Updater::Run {
  public:
   explicit Run(Updater& updater)
       : updater_(updater), options_(updater.options_), observer_(updater.observer_) {
-    company_.goOn = [this] { return goOn(); };
-    company_.again = [this](const Failure& failure, std::chrono::milliseconds wait) {
-      observer_.onAgain(failure, wait);
+    callbacks_.shouldContinue = [this] { return shouldContinue(); };
+    callbacks_.onRetry = [this](const Failure& failure, std::chrono::milliseconds wait) {
+      observer_.onRetry(failure, wait);
     };
-    company_.elsewhere = [this](const Failure& failure, const std::string& address) {
-      observer_.onElsewhere(failure, address);
+    callbacks_.onNextAddress = [this](const Failure& failure, const std::string& address) {
+      observer_.onNextAddress(failure, address);
     };
   }
 
@@ -74,9 +74,9 @@ class Updater::Run {
   }
 
  private:
-  bool goOn() {
+  bool shouldContinue() {
     tellReceived();
-    return !updater_.isCancelled_ && observer_.goOn();
+    return !updater_.isCancelled_ && observer_.shouldContinue();
   }
 
   Outcome connect();
@@ -108,12 +108,13 @@ class Updater::Run {
   Updater& updater_;
   const UpdateOptions& options_;
   UpdateObserver& observer_;
-  Company company_;
+  FetchCallbacks callbacks_;
   std::unique_ptr<Mirrors> mirrors_;
   std::unique_ptr<Transfers> transfers_;
   bool hasFolder_ = false;
   Folder folder_;
-  std::unique_ptr<LooksAhead> disk_;  ///< From when the list is fetched until the plan is made.
+  std::unique_ptr<PrefetchingDisk>
+      disk_;  ///< From when the list is fetched until the plan is made.
   Lock lock_;
   std::string stamp_;
   std::size_t stampMirror_ = 0;  ///< Where it came from.
@@ -129,7 +130,7 @@ Outcome Updater::Run::connect() {
   observer_.onProxy(mirrors_->session(0).proxy());
   TransferLimits limits;
   limits.totalBytes = options_.largestTotal;
-  if (options_.duration) limits.end = updater_.timing_.now() + *options_.duration;
+  if (options_.timeLimit) limits.end = updater_.timing_.now() + *options_.timeLimit;
   transfers_ = std::make_unique<Transfers>(*mirrors_, updater_.timing_, options_.retries, limits);
   return {};
 }
@@ -145,7 +146,7 @@ Outcome Updater::Run::lock() {
   if (!options_.waitForOthers) return lock_.take(folder_);
   return lock_.take(folder_, [this](std::int64_t holder) {
     observer_.onWaiting(holder);
-    return goOn();
+    return shouldContinue();
   });
 }
 
@@ -216,7 +217,7 @@ Outcome Updater::Run::fetchLibrarysStamp(bool pastCaches) {
       return trust_.check(stamp, updater_.timing_.seconds(), warning);
     };
   }
-  Outcome failure = fetchStamp(*transfers_, document, company_, check, stamp_, stampMirror_);
+  Outcome failure = fetchStamp(*transfers_, document, callbacks_, check, stamp_, stampMirror_);
   if (failure || warning.empty()) return failure;
   const Session& session = mirrors_->session(stampMirror_);
   observer_.onWarning(session.url(document.target(session)) + ": " + warning);
@@ -251,7 +252,7 @@ Outcome Updater::Run::findStamp() {
 
 Outcome Updater::Run::fetchLibrarysList(bool pastCaches, bool keeps) {
   observer_.onPhase(Phase::kList);
-  if (hasFolder_) disk_ = std::make_unique<LooksAhead>(folder_);
+  if (hasFolder_) disk_ = std::make_unique<PrefetchingDisk>(folder_);
   listing_ = std::make_unique<Listing>();
   Look old;
   const bool hadNewList =
@@ -274,11 +275,11 @@ Outcome Updater::Run::fetchLibrarysList(bool pastCaches, bool keeps) {
     };
   }
   const std::string local = localStamp();
-  ListWish wish{options_.subPath, stamp_, local, trust_.hasKeys() ? &trust_.release() : nullptr,
-                pastCaches};
-  if (!stamp_.empty()) wish.mirror = stampMirror_;
-  ListSources sources(*transfers_, company_, hasFolder_ ? &folder_ : nullptr);
-  Outcome failure = sources.find(wish, keeper, *listing_, listPlace_);
+  ListRequest request{options_.subPath, stamp_, local,
+                      trust_.hasKeys() ? &trust_.release() : nullptr, pastCaches};
+  if (!stamp_.empty()) request.mirror = stampMirror_;
+  ListSources sources(*transfers_, callbacks_, hasFolder_ ? &folder_ : nullptr);
+  Outcome failure = sources.find(request, keeper, *listing_, listPlace_);
   if (!failure) failure = takeMirrors(keeps);
   if (!file.isOpen()) return failure;
   if (failure) {
@@ -336,7 +337,7 @@ Outcome Updater::Run::makePlanFor(bool rereads, Plan& plan) {
   planOptions.pruneMost = options_.pruneMost;
   planOptions.largestFile = options_.largestFile;
   planOptions.largestTotal = options_.largestTotal;
-  planOptions.goOn = [this](std::size_t, std::uint64_t) { return goOn(); };
+  planOptions.shouldContinue = [this](std::size_t, std::uint64_t) { return shouldContinue(); };
   staged_.clear();
   if (!hasFolder_) {
     NoDisk none;
@@ -344,7 +345,7 @@ Outcome Updater::Run::makePlanFor(bool rereads, Plan& plan) {
   }
   staging_.emplace(folder_, stamp_);
   // The folder may be a new one.
-  if (disk_ == nullptr) disk_ = std::make_unique<LooksAhead>(folder_);
+  if (disk_ == nullptr) disk_ = std::make_unique<PrefetchingDisk>(folder_);
   Outcome failure = makePlan(*listing_, disk_->state(), planOptions, stagedBytes(), *disk_, plan);
   disk_.reset();
   staged_.resize(plan.contents);
@@ -358,7 +359,7 @@ StagedBytes Updater::Run::stagedBytes() {
   return [this](const Entry& entry, std::size_t content) {
     Staging::Found found;
     const Outcome failure = staging_->find(
-        entry, [this](std::uint64_t) { return goOn(); }, found);
+        entry, [this](std::uint64_t) { return shouldContinue(); }, found);
     // What cannot be read is fetched.
     if (failure) found = {};
     staged_.resize(std::max(staged_.size(), content + 1));
@@ -438,9 +439,9 @@ Outcome Updater::Run::bring(bool pastCaches, bool repairs, UpdateResult& result)
   if (Outcome failure = makePlanFor(repairs, plan)) return failure;
   observer_.onPlan(plan);
   if (Outcome failure = stage(plan, result)) return failure;
-  result.filesLeft = plan.filesLeft;
-  result.bytesLeft = plan.bytesLeft;
-  result.passedOver = plan.passedOver;
+  result.filesUnchanged = plan.filesUnchanged;
+  result.bytesUnchanged = plan.bytesUnchanged;
+  result.skipped = plan.skipped;
   result.withdrawn = plan.withdrawn;
   return commitPlan(plan, result);
 }
@@ -459,9 +460,9 @@ Outcome Updater::Run::commitPlan(Plan& plan, UpdateResult& result) {
   result.busy = std::move(committed.busy);
   if (failure) return failure;
   if (!result.busy.empty()) return result.busy.front();
-  const PassedOver* const hindrance = plan.hindrance();
-  if (hindrance == nullptr) return {};
-  return Failure{Failure::Kind::kDisk, hindrance->text, hindrance->path};
+  const SkippedEntry* const obstacle = plan.obstacle();
+  if (obstacle == nullptr) return {};
+  return Failure{Failure::Kind::kDisk, obstacle->text, obstacle->path};
 }
 
 // Brings all contents that the plan needs into the stage, and what it does not need out of it.
@@ -479,8 +480,8 @@ Outcome Updater::Run::stage(Plan& plan, UpdateResult& result) {
 Outcome Updater::Run::copyContents(Plan& plan, UpdateResult& result) {
   for (const Plan::Copy& copy : plan.copy) {
     Staging::Found& found = staged_[copy.content];
-    const auto goOnReading = [this](std::uint64_t) { return goOn(); };
-    Outcome failure = staging_->copy(*copy.entry, copy.from, goOnReading, found);
+    const auto shouldContinueReading = [this](std::uint64_t) { return shouldContinue(); };
+    Outcome failure = staging_->copy(*copy.entry, copy.from, shouldContinueReading, found);
     if (failure && failure->kind == Failure::Kind::kContent) {
       // Somebody has changed the file since the plan was made.
       failure = addFetch({copy.entry, copy.content}, {}, options_.largestFile, plan);
@@ -499,12 +500,12 @@ Outcome Updater::Run::fetchContents(const Plan& plan, UpdateResult& result) {
   observer_.onPhase(Phase::kFetch);
   const std::uint64_t before = transfers_->receivedBytes();
   const auto received = [&] { return transfers_->receivedBytes() - before; };
-  Company company = company_;
-  company.goOn = [&] {
+  FetchCallbacks callbacks = callbacks_;
+  callbacks.shouldContinue = [&] {
     observer_.onProgress(received(), plan.bytesToFetch);
-    return goOn();
+    return shouldContinue();
   };
-  Fetches client(*staging_, plan.fetch, staged_, options_.largestFile, company,
+  Fetches client(*staging_, plan.fetch, staged_, options_.largestFile, callbacks,
                  [&](const Entry& entry, std::size_t mirror) {
                    ++result.filesFetched;
                    const bool isOneOfSeveral = mirrors_->size() > 1;
@@ -530,7 +531,7 @@ Outcome Updater::Run::verify(VerifyResult& result) {
     error = readPieces(
         folder_, kListFile,
         [&](std::string_view bytes) {
-          if (goOn()) return reader.feed(bytes);
+          if (shouldContinue()) return reader.feed(bytes);
           return Outcome(Failure{Failure::Kind::kCancelled, "stopped on request"});
         },
         failure);
@@ -562,11 +563,11 @@ Outcome Updater::Run::compare(const Listing& listing, VerifyResult& result) {
   std::uint64_t total = 0;
   for (const Entry& entry : listing)
     if (entry.sha256) total += entry.size.value_or(0);
-  const auto goOn = [&] {
+  const auto shouldContinue = [&] {
     observer_.onProgress(result.bytesRead, total);
-    return this->goOn();
+    return this->shouldContinue();
   };
-  return verifyCopy(folder_, listing, options_.subPath, goOn, result);
+  return verifyCopy(folder_, listing, options_.subPath, shouldContinue, result);
 }
 
 Updater::Updater(UpdateOptions options, UpdateObserver& observer, Timing* timing)

@@ -32,9 +32,9 @@ struct UpdateOptions {
   bool full = false;       ///< Fetch whatever the list selects.
   bool prune = false;      ///< Remove files that the library has withdrawn.
   bool pruneMost = false;  ///< Also when they are more than half of the copy.
-  std::optional<std::uint64_t> largestFile{};      ///< In bytes.
-  std::optional<std::uint64_t> largestTotal{};     ///< In bytes received, stamp and list included.
-  std::optional<std::chrono::seconds> duration{};  ///< Of everything.
+  std::optional<std::uint64_t> largestFile{};       ///< In bytes.
+  std::optional<std::uint64_t> largestTotal{};      ///< In bytes received, stamp and list included.
+  std::optional<std::chrono::seconds> timeLimit{};  ///< Of everything.
   RetryPolicy retries{};
   bool waitForOthers = false;  ///< Of runs on the same folder; else kBusy.
   TrustOptions trust{};
@@ -48,13 +48,13 @@ class UpdateObserver {
   virtual ~UpdateObserver() = default;
   /// Asked at least ten times a second, but for calls of the system that take longer. False ends
   /// the operation as Updater::cancel() does.
-  virtual bool goOn() { return true; }
+  virtual bool shouldContinue() { return true; }
   /// "HOST:PORT" that requests go through, to the first address; "" for none. Before the first
   /// request.
   virtual void onProxy(const std::string& /*proxy*/) {}
   virtual void onPhase(Phase /*phase*/) {}
   /// Bytes of all bodies that were received so far, those of stamp and list among them: before each
-  /// goOn(), and when the operation is over.
+  /// shouldContinue(), and when the operation is over.
   virtual void onReceived(std::uint64_t /*bytes*/) {}
   /// What will be done, before anything is fetched.
   virtual void onPlan(const Plan& /*plan*/) {}
@@ -66,9 +66,9 @@ class UpdateObserver {
   virtual void onFetched(const Entry& /*entry*/, const std::string& /*address*/) {}
   virtual void onCopied(const Entry& /*entry*/, const std::string& /*from*/) {}
   /// A request failed, and is sent again after the wait.
-  virtual void onAgain(const Failure& /*failure*/, std::chrono::milliseconds /*wait*/) {}
+  virtual void onRetry(const Failure& /*failure*/, std::chrono::milliseconds /*wait*/) {}
   /// A request failed, and what it was for is asked for at another address of the library.
-  virtual void onElsewhere(const Failure& /*failure*/, const std::string& /*address*/) {}
+  virtual void onNextAddress(const Failure& /*failure*/, const std::string& /*address*/) {}
   /// The library does not match its list, or either is not signed as it should be: stamp and list
   /// are looked at once more, past caches.
   virtual void onSecondLook(const Failure& /*failure*/) {}
@@ -98,11 +98,11 @@ struct UpdateResult {
   std::uint64_t bytesFetched = 0;  ///< Of contents, as they were received.
   std::size_t filesCopied = 0;
   std::uint64_t bytesCopied = 0;
-  std::size_t filesLeft = 0;
-  std::uint64_t bytesLeft = 0;
+  std::size_t filesUnchanged = 0;
+  std::uint64_t bytesUnchanged = 0;
   std::vector<std::string> placed{};   ///< Paths: hosts load these anew.
   std::vector<std::string> removed{};  ///< Paths of withdrawn files.
-  std::vector<PassedOver> passedOver{};
+  std::vector<SkippedEntry> skipped{};
   std::vector<Plan::Withdrawn> withdrawn{};  ///< Those that stay, too.
   /// Files that some program keeps from being replaced or removed: the first one is the failure.
   /// The next update finishes.

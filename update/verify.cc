@@ -20,8 +20,12 @@ namespace {
 class Verification {
  public:
   Verification(Folder& folder, const Listing& listing, std::string_view subPath,
-               const std::function<bool()>& goOn, VerifyResult& result)
-      : folder_(folder), listing_(listing), subPath_(subPath), goOn_(goOn), result_(result) {}
+               const std::function<bool()>& shouldContinue, VerifyResult& result)
+      : folder_(folder),
+        listing_(listing),
+        subPath_(subPath),
+        shouldContinue_(shouldContinue),
+        result_(result) {}
 
   Outcome run() {
     for (std::size_t i = 0; i < listing_.size(); ++i) {
@@ -43,7 +47,7 @@ class Verification {
   }
 
   Outcome compare(const Entry& entry) {
-    if (!goOn_()) return cancelled();
+    if (!shouldContinue_()) return cancelled();
     if (mtlrules::isOwnName(entry.path, subPath_)) return {};
     Look look;
     if (const std::error_code error = folder_.look(entry.path, look)) {
@@ -62,11 +66,11 @@ class Verification {
     if (!entry.sha256) return {};
     Digest digest{};
     const std::uint64_t before = result_.bytesRead;
-    const auto goOn = [&](std::uint64_t bytes) {
+    const auto shouldContinue = [&](std::uint64_t bytes) {
       result_.bytesRead = before + bytes;
-      return goOn_();
+      return shouldContinue_();
     };
-    const std::error_code error = FolderDisk(folder_).digest(entry.path, goOn, digest);
+    const std::error_code error = FolderDisk(folder_).digest(entry.path, shouldContinue, digest);
     if (error == std::errc::operation_canceled) return cancelled();
     if (error) {
       addUnreadable(entry.path, error);
@@ -94,7 +98,7 @@ class Verification {
       }
       std::sort(names.begin(), names.end());
       for (const std::string& name : names) {
-        if (!goOn_()) return cancelled();
+        if (!shouldContinue_()) return cancelled();
         std::string path = folder;
         if (!path.empty()) path += '/';
         path += name;
@@ -121,15 +125,15 @@ class Verification {
   const Listing& listing_;
   const Places places_{listing_};
   std::string_view subPath_;
-  const std::function<bool()>& goOn_;
+  const std::function<bool()>& shouldContinue_;
   VerifyResult& result_;
 };
 
 }  // namespace
 
 Outcome verifyCopy(Folder& folder, const Listing& listing, std::string_view subPath,
-                   const std::function<bool()>& goOn, VerifyResult& result) {
-  return Verification(folder, listing, subPath, goOn, result).run();
+                   const std::function<bool()>& shouldContinue, VerifyResult& result) {
+  return Verification(folder, listing, subPath, shouldContinue, result).run();
 }
 
 }  // namespace mtlupdate

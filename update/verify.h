@@ -33,16 +33,16 @@ struct Difference {
 struct VerifyResult {
   std::vector<Difference> differences{};
   std::size_t filesRead = 0;
-  std::uint64_t bytesRead = 0;  ///< Up to date whenever `goOn` is asked.
+  std::uint64_t bytesRead = 0;  ///< Up to date whenever `shouldContinue` is asked.
 };
 
 /// Reads the files of the listing that have a digest, looks at the others' sizes, and looks for
 /// files that the listing does not name. Entries that updates pass over do not count. Links are not
 /// followed, and what is below them is not looked at. What cannot be read is a difference, and does
-/// not end it. `goOn` is asked again and again; kCancelled
+/// not end it. `shouldContinue` is asked again and again; kCancelled
 /// when it answers false.
 Outcome verifyCopy(Folder& folder, const Listing& listing, std::string_view subPath,
-                   const std::function<bool()>& goOn, VerifyResult& result);
+                   const std::function<bool()>& shouldContinue, VerifyResult& result);
 
 }  // namespace mtlupdate
 

@@ -45,7 +45,7 @@ void EventForwarder::warning(const std::string& text) {
   tell(MTLHOST_EVENT_WARNING, text);
 }
 
-void EventForwarder::survived(const mtlhost::Error& error) {
+void EventForwarder::nonFatalError(const mtlhost::Error& error) {
   tell(MTLHOST_EVENT_WARNING, error.message, {error});
 }
 
@@ -58,7 +58,7 @@ void EventForwarder::progress(const mtlhost::Progress& progress) {
   tellProgress();
 }
 
-bool EventForwarder::goOn(const mtlhost::Transfer& /*transfer*/) {
+bool EventForwarder::shouldContinue(const mtlhost::Transfer& /*transfer*/) {
   if (!cancelled_ && Clock::now() - lastSent_ >= kLongestSilence) tellProgress();
   return !cancelled_;
 }

@@ -56,7 +56,7 @@ mtlhost_options takenFrom(const mtlhost_options& options) {
   take(&mtlhost_options::bytes_per_second, options, taken);
   take(&mtlhost_options::largest_file, options, taken);
   take(&mtlhost_options::largest_total, options, taken);
-  take(&mtlhost_options::seconds, options, taken);
+  take(&mtlhost_options::max_seconds, options, taken);
   take(&mtlhost_options::key_count, options, taken);
   take(&mtlhost_options::keys, options, taken);
   take(&mtlhost_options::library_name, options, taken);
@@ -85,8 +85,8 @@ ProxyMode proxyModeOf(std::int32_t mode) {
 
 bool hasNegativeNumbers(const mtlhost_options& options) {
   return std::min<std::int64_t>({options.tries, options.bytes_per_second, options.largest_file,
-                                 options.largest_total, options.seconds, options.connect_seconds,
-                                 options.stall_seconds}) < 0;
+                                 options.largest_total, options.max_seconds,
+                                 options.connect_seconds, options.stall_seconds}) < 0;
 }
 
 /// Keys without their count, or a count without its keys, must not come to nobody checking.
@@ -112,8 +112,8 @@ mtlhost::NetworkSettings networkSettingsOf(const mtlhost_options& options) {
     network.fields.push_back(fieldOf(options.fields[i]));
   network.query = textOf(options.query);
   network.userAgent = textOf(options.user_agent);
-  network.connectTime = std::chrono::seconds(options.connect_seconds);
-  network.stallTime = std::chrono::seconds(options.stall_seconds);
+  network.connectTimeout = std::chrono::seconds(options.connect_seconds);
+  network.stallTimeout = std::chrono::seconds(options.stall_seconds);
   return network;
 }
 
@@ -141,7 +141,7 @@ mtlhost::UpdateSettings updateSettingsOf(const mtlhost_options& options) {
   if (options.largest_total > 0) {
     update.largestTotal = static_cast<std::uint64_t>(options.largest_total);
   }
-  if (options.seconds > 0) update.duration = std::chrono::seconds(options.seconds);
+  if (options.max_seconds > 0) update.timeLimit = std::chrono::seconds(options.max_seconds);
   return update;
 }
 

@@ -20,10 +20,10 @@ std::int32_t kindOf(mtlhost::FileChange::Kind kind) {
       return MTLHOST_FILE_WITHDRAWN;
     case Kind::kRemoved:
       return MTLHOST_FILE_REMOVED;
-    case Kind::kPassedOver:
+    case Kind::kSkipped:
       break;
   }
-  return MTLHOST_FILE_PASSED_OVER;
+  return MTLHOST_FILE_SKIPPED;
 }
 
 std::int32_t kindOf(mtlhost::Difference::Kind kind) {
@@ -108,10 +108,10 @@ PlanRecord::PlanRecord(const mtlhost::Plan& plan) : mtlhost_update_plan{}, recor
   replaced = amountOf(plan.replaced);
   removed = amountOf(plan.removed);
   withdrawn = amountOf(plan.withdrawn);
-  left = amountOf(plan.left);
+  unchanged = amountOf(plan.unchanged);
   unknown_sizes = plan.unknownSizes;
-  room_needed = plan.roomNeeded;
-  room_there = plan.roomThere.value_or(-1);
+  space_needed = plan.spaceNeeded;
+  space_available = plan.spaceAvailable.value_or(-1);
   file_count = records_.count();
   files = records_.data();
 }
@@ -130,7 +130,7 @@ ResultRecord::ResultRecord(const mtlhost::Result& result)
   copied = amountOf(result.copied);
   removed = amountOf(result.removed);
   withdrawn = amountOf(result.withdrawn);
-  left = amountOf(result.left);
+  unchanged = amountOf(result.unchanged);
   compared = amountOf(result.compared);
   received_bytes = result.receivedBytes;
   commit_microseconds = result.commitTime.count();

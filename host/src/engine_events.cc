@@ -64,16 +64,16 @@ Plan planOf(const mtlupdate::Plan& plan) {
     ++amount.files;
     amount.bytes += size;
   }
-  for (const mtlupdate::PassedOver& entry : plan.passedOver)
-    made.files.push_back({ChangeKind::kPassedOver, entry.path, std::nullopt, "", entry.text});
+  for (const mtlupdate::SkippedEntry& entry : plan.skipped)
+    made.files.push_back({ChangeKind::kSkipped, entry.path, std::nullopt, "", entry.text});
   const auto count = [](std::size_t files) { return static_cast<std::int64_t>(files); };
   made.fetched = {count(plan.fetch.size()), signedBytes(plan.bytesToFetch)};
   made.copied.bytes = signedBytes(plan.bytesToCopy);
   made.replaced = {count(plan.filesReplaced), signedBytes(plan.bytesReplaced)};
-  made.left = {count(plan.filesLeft), signedBytes(plan.bytesLeft)};
+  made.unchanged = {count(plan.filesUnchanged), signedBytes(plan.bytesUnchanged)};
   made.unknownSizes = count(plan.fetchesOfUnknownSize);
-  made.roomNeeded = signedBytes(plan.roomNeeded);
-  if (plan.roomThere) made.roomThere = signedBytes(*plan.roomThere);
+  made.spaceNeeded = signedBytes(plan.spaceNeeded);
+  if (plan.spaceAvailable) made.spaceAvailable = signedBytes(*plan.spaceAvailable);
   return made;
 }
 
@@ -86,7 +86,7 @@ std::int64_t EngineEvents::receivedBytes() const {
   return signedBytes(received_);
 }
 
-bool EngineEvents::goOn() {
+bool EngineEvents::shouldContinue() {
   Krell::Networking::TransferProgress progress{0, receivedBytes()};
   return events_.isAborted(nullptr, &progress, nullptr) == 0;
 }
@@ -146,12 +146,12 @@ void EngineEvents::onCopied(const mtlupdate::Entry& entry, const std::string& fr
   events_.tell([&](Observer& observer) { observer.file(change); });
 }
 
-void EngineEvents::onAgain(const mtlupdate::Failure& failure, std::chrono::milliseconds wait) {
+void EngineEvents::onRetry(const mtlupdate::Failure& failure, std::chrono::milliseconds wait) {
   events_.logWarning("%s; trying again in %lli ms", textOf(failure).c_str(),
                      static_cast<long long>(wait.count()));
 }
 
-void EngineEvents::onElsewhere(const mtlupdate::Failure& failure, const std::string& address) {
+void EngineEvents::onNextAddress(const mtlupdate::Failure& failure, const std::string& address) {
   events_.logWarning("%s; trying \"%s\" instead", textOf(failure).c_str(), address.c_str());
 }
 

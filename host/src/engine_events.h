@@ -28,7 +28,7 @@ class EngineEvents final : public mtlupdate::UpdateObserver {
   /// "HOST:PORT" that requests go through; "" for none.
   const std::string& proxy() const { return proxy_; }
 
-  bool goOn() override;
+  bool shouldContinue() override;
   void onReceived(std::uint64_t bytes) override { received_ = bytes; }
   void onProxy(const std::string& proxy) override;
   void onPhase(Phase phase) override;
@@ -36,8 +36,8 @@ class EngineEvents final : public mtlupdate::UpdateObserver {
   void onProgress(std::uint64_t bytes, std::uint64_t total) override;
   void onFetched(const mtlupdate::Entry& entry, const std::string& address) override;
   void onCopied(const mtlupdate::Entry& entry, const std::string& from) override;
-  void onAgain(const mtlupdate::Failure& failure, std::chrono::milliseconds wait) override;
-  void onElsewhere(const mtlupdate::Failure& failure, const std::string& address) override;
+  void onRetry(const mtlupdate::Failure& failure, std::chrono::milliseconds wait) override;
+  void onNextAddress(const mtlupdate::Failure& failure, const std::string& address) override;
   void onSecondLook(const mtlupdate::Failure& failure) override;
   void onWarning(const std::string& warning) override;
   void onWaiting(std::int64_t process) override;

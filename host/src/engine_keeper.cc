@@ -31,7 +31,7 @@ using mtlupdate::Outcome;
 using Status = Result::Status;
 
 /// Clocks count nanoseconds: what is added to them must not be too much.
-constexpr std::chrono::seconds kLongestDuration = std::chrono::hours(24) * 365 * 100;
+constexpr std::chrono::seconds kLongestTimeLimit = std::chrono::hours(24) * 365 * 100;
 
 std::optional<std::string> proxyOf(const Settings& settings) {
   if (settings.proxyMode == PROXY_MODE_EXPLICIT) return settings.proxyAddress;
@@ -53,8 +53,8 @@ void takeNetwork(const NetworkSettings& network, mtlupdate::SessionOptions& sess
     session.fields.emplace_back(field.name, field.value);
   session.query = network.query;
   if (!network.userAgent.empty()) session.userAgent = network.userAgent;
-  session.connectMilliseconds = countOf(network.connectTime.count());
-  session.stallSeconds = countOf(network.stallTime.count());
+  session.connectMilliseconds = countOf(network.connectTimeout.count());
+  session.stallSeconds = countOf(network.stallTimeout.count());
 }
 
 mtlupdate::UpdateOptions optionsOf(const Settings& settings, mtlupdate::TrustOptions trust) {
@@ -73,7 +73,7 @@ mtlupdate::UpdateOptions optionsOf(const Settings& settings, mtlupdate::TrustOpt
   options.pruneMost = update.pruneMost;
   options.largestFile = update.largestFile;
   options.largestTotal = update.largestTotal;
-  if (update.duration) options.duration = std::min(*update.duration, kLongestDuration);
+  if (update.timeLimit) options.timeLimit = std::min(*update.timeLimit, kLongestTimeLimit);
   options.retries.tries = update.tries;
   options.waitForOthers = update.waitsForOthers;
   options.trust = std::move(trust);
@@ -143,7 +143,7 @@ void take(mtlupdate::UpdateResult update, Result& result) {
   result.stamp = std::move(update.stamp);
   result.fetched = amountOf(update.filesFetched, update.bytesFetched);
   result.copied = amountOf(update.filesCopied, update.bytesCopied);
-  result.left = amountOf(update.filesLeft, update.bytesLeft);
+  result.unchanged = amountOf(update.filesUnchanged, update.bytesUnchanged);
   const std::unordered_set<std::string> removed(update.removed.begin(), update.removed.end());
   for (const mtlupdate::Plan::Withdrawn& file : update.withdrawn) {
     Amount& amount = removed.count(file.path) > 0 ? result.removed : result.withdrawn;
@@ -251,13 +251,13 @@ void EngineKeeper::tellFiles(const mtlupdate::UpdateResult& update, const Outcom
   const auto tell = [&](const FileChange& change) {
     events_.tell([&](Observer& observer) { observer.file(change); });
   };
-  for (const mtlupdate::PassedOver& entry : update.passedOver) {
-    if (entry.reason == mtlupdate::PassedOver::Reason::kChanged) {
+  for (const mtlupdate::SkippedEntry& entry : update.skipped) {
+    if (entry.reason == mtlupdate::SkippedEntry::Reason::kChanged) {
       events_.logInfo("Left \"%s\" as it is: it %s", entry.path.c_str(), entry.text.c_str());
     } else if (!failure || failure->about != entry.path) {
-      events_.logWarning("Passed over \"%s\": %s", entry.path.c_str(), entry.text.c_str());
+      events_.logWarning("Skipped \"%s\": %s", entry.path.c_str(), entry.text.c_str());
     }
-    tell({FileChange::Kind::kPassedOver, entry.path, std::nullopt, "", entry.text});
+    tell({FileChange::Kind::kSkipped, entry.path, std::nullopt, "", entry.text});
   }
   const std::unordered_set<std::string> removed(update.removed.begin(), update.removed.end());
   for (const mtlupdate::Plan::Withdrawn& file : update.withdrawn) {

@@ -102,7 +102,7 @@ int EventStream::isAborted(Krell::Networking::ReqTokenGeneralType* request,
       bytes_.update(request, received);
       requested_.receive(request, received);
     }
-    const bool goesOn = observer_.goOn({received, bytes_.total()});
+    const bool goesOn = observer_.shouldContinue({received, bytes_.total()});
     tracker_.setBytes(bytes_.total());
     tellProgress();
     record_.stopped = record_.stopped || !goesOn || cancelled_;
@@ -135,7 +135,7 @@ void EventStream::logStage(const char* format, ...) noexcept {
 }
 
 void EventStream::logTaggedError(const char* tag, int code, const char* format, ...) noexcept {
-  MTLHOST_DELIVER_MESSAGE(observer_.survived({textOrEmpty(tag), code, message.text()}));
+  MTLHOST_DELIVER_MESSAGE(observer_.nonFatalError({textOrEmpty(tag), code, message.text()}));
 }
 
 void EventStream::reportError(ErrorChain* chain) noexcept {

@@ -102,7 +102,7 @@ std::string engineSettingIn(const NetworkSettings& network) {
   if (!network.fields.empty()) return "A request field";
   if (!network.query.empty()) return "A query";
   if (!network.userAgent.empty()) return "A user agent";
-  const bool hasTimes = network.connectTime.count() != 0 || network.stallTime.count() != 0;
+  const bool hasTimes = network.connectTimeout.count() != 0 || network.stallTimeout.count() != 0;
   return hasTimes ? "A time limit" : "";
 }
 
@@ -238,11 +238,12 @@ Result ModuleKeeper::run() {
 
 mtlupdate::Outcome ModuleKeeper::takeCopy(mtlupdate::Folder& folder, mtlupdate::Lock& lock) {
   if (folder_.empty() || folder.open(folder_, true)) return {};
-  const auto goOn = [this](std::int64_t holder) {
+  const auto shouldContinue = [this](std::int64_t holder) {
     events_.tell([holder](Observer& observer) { observer.waiting(holder); });
     return events_.isAborted(nullptr, nullptr, nullptr) == 0;
   };
-  mtlupdate::Outcome failure = waitsForOthers_ ? lock.take(folder, goOn) : lock.take(folder);
+  mtlupdate::Outcome failure =
+      waitsForOthers_ ? lock.take(folder, shouldContinue) : lock.take(folder);
   // What else fails about a folder, the module meets too, and says in its own words.
   if (failure && failure->kind != mtlupdate::Failure::Kind::kDisk) return failure;
   return trust_.forgets ? mtlupdate::forgetTrust(folder)

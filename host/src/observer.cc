@@ -8,7 +8,7 @@ void Observer::info(const Message& /*message*/) {}
 void Observer::warning(const std::string& /*text*/) {}
 void Observer::error(const Errors& /*chain*/) {}
 void Observer::progress(const Progress& /*progress*/) {}
-bool Observer::goOn(const Transfer& /*transfer*/) {
+bool Observer::shouldContinue(const Transfer& /*transfer*/) {
   return true;
 }
 void Observer::planned(const Plan& /*plan*/) {}

@@ -29,7 +29,7 @@ FILE_FETCHED = 1
 FILE_COPIED = 2
 FILE_WITHDRAWN = 3
 FILE_REMOVED = 4
-FILE_PASSED_OVER = 5
+FILE_SKIPPED = 5
 FILE_DAMAGED = 6
 FILE_MISSING = 7
 FILE_EXTRA = 8
@@ -92,10 +92,10 @@ class PlanRecord(ctypes.Structure):
     replaced: AmountRecord
     removed: AmountRecord
     withdrawn: AmountRecord
-    left: AmountRecord
+    unchanged: AmountRecord
     unknown_sizes: int
-    room_needed: int
-    room_there: int
+    space_needed: int
+    space_available: int
     file_count: int
     files: "ctypes._Pointer[ctypes._Pointer[FileRecord]]"
 
@@ -106,10 +106,10 @@ class PlanRecord(ctypes.Structure):
         ("replaced", AmountRecord),
         ("removed", AmountRecord),
         ("withdrawn", AmountRecord),
-        ("left", AmountRecord),
+        ("unchanged", AmountRecord),
         ("unknown_sizes", ctypes.c_int64),
-        ("room_needed", ctypes.c_int64),
-        ("room_there", ctypes.c_int64),
+        ("space_needed", ctypes.c_int64),
+        ("space_available", ctypes.c_int64),
         ("file_count", ctypes.c_size_t),
         ("files", Files),
     ]
@@ -125,7 +125,7 @@ class ResultRecord(ctypes.Structure):
     copied: AmountRecord
     removed: AmountRecord
     withdrawn: AmountRecord
-    left: AmountRecord
+    unchanged: AmountRecord
     compared: AmountRecord
     received_bytes: int
     commit_microseconds: int
@@ -145,7 +145,7 @@ class ResultRecord(ctypes.Structure):
         ("copied", AmountRecord),
         ("removed", AmountRecord),
         ("withdrawn", AmountRecord),
-        ("left", AmountRecord),
+        ("unchanged", AmountRecord),
         ("compared", AmountRecord),
         ("received_bytes", ctypes.c_int64),
         ("commit_microseconds", ctypes.c_int64),
@@ -215,7 +215,7 @@ class OptionsRecord(ctypes.Structure):
         ("bytes_per_second", ctypes.c_int64),
         ("largest_file", ctypes.c_int64),
         ("largest_total", ctypes.c_int64),
-        ("seconds", ctypes.c_int64),
+        ("max_seconds", ctypes.c_int64),
         ("key_count", ctypes.c_size_t),
         ("keys", ctypes.POINTER(ctypes.c_char_p)),
         ("library_name", ctypes.c_char_p),

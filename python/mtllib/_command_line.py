@@ -41,7 +41,7 @@ _CHANGE_WORDS: Dict[ChangeKind, str] = {
     "copied": "copy",
     "withdrawn": "leave",
     "removed": "remove",
-    "passed over": "skip",
+    "skipped": "skip",
 }
 _DIFFERENCE_TEXTS: Dict[DifferenceKind, str] = {
     "damaged": "has another content than in the library",
@@ -313,7 +313,7 @@ def _plan_lines(plan: Plan) -> Iterator[str]:
         ("To replace", plan.replaced),
         ("To remove", plan.removed),
         ("No longer of the library", plan.withdrawn),
-        ("Unchanged", plan.left),
+        ("Unchanged", plan.unchanged),
     ):
         if amount.files > 0:
             yield f"{text}: {_counted(amount.files)}, {amount.bytes} bytes."

@@ -186,7 +186,7 @@ def _options_of(settings: Settings) -> c.OptionsRecord:
         bytes_per_second=_c_number(update.bytes_per_second),
         largest_file=_c_number(update.largest_file),
         largest_total=_c_number(update.largest_total),
-        seconds=_c_number(update.seconds),
+        max_seconds=_c_number(update.max_seconds),
         library_name=_c_text(trust.name),
     )
     _take_network(settings.network, record)

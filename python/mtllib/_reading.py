@@ -34,7 +34,7 @@ _CHANGE_KINDS: Dict[int, ChangeKind] = {
     c.FILE_COPIED: "copied",
     c.FILE_WITHDRAWN: "withdrawn",
     c.FILE_REMOVED: "removed",
-    c.FILE_PASSED_OVER: "passed over",
+    c.FILE_SKIPPED: "skipped",
 }
 _DIFFERENCE_KINDS: Dict[int, DifferenceKind] = {
     c.FILE_DAMAGED: "damaged",
@@ -85,10 +85,10 @@ def plan_of(record: c.PlanRecord, is_update: bool = True) -> Plan:
         _amount_of(record.replaced),
         _amount_of(record.removed),
         _amount_of(record.withdrawn),
-        _amount_of(record.left),
+        _amount_of(record.unchanged),
         record.unknown_sizes,
-        record.room_needed,
-        _known(record.room_there),
+        record.space_needed,
+        _known(record.space_available),
     )
 
 
@@ -99,7 +99,7 @@ def result_of(record: c.ResultRecord) -> Result:
         _amount_of(record.copied),
         _amount_of(record.removed),
         _amount_of(record.withdrawn),
-        _amount_of(record.left),
+        _amount_of(record.unchanged),
         _texts_of(record.changed_paths, record.changed_count),
         _texts_of(record.removed_paths, record.removed_count),
         record.stamp.decode(),

@@ -6,7 +6,7 @@ from __future__ import annotations
 from dataclasses import dataclass
 from typing import Literal, Optional, Tuple
 
-ChangeKind = Literal["fetched", "copied", "withdrawn", "removed", "passed over"]
+ChangeKind = Literal["fetched", "copied", "withdrawn", "removed", "skipped"]
 DifferenceKind = Literal[
     "damaged", "missing", "extra", "changed", "wrong size", "unreadable"
 ]
@@ -27,7 +27,7 @@ class FileChange:
     kind: ChangeKind
     """"fetched": its content comes from the server. "copied": its content is that of another
     file, and comes from there. "withdrawn": the library does not have it any longer, and it
-    stays. "removed": the same, and it is removed. "passed over": the library has it, and what
+    stays. "removed": the same, and it is removed. "skipped": the library has it, and what
     lies in its place stays."""
     path: str
     """Relative to the folder of the copy. The server chose it: `mtllib.printable` makes it fit
@@ -38,7 +38,7 @@ class FileChange:
     """Of "copied": the file of the copy that has the content, if it is there already. Of "fetched":
     the address that it came from, once it has, of a library with several."""
     reason: str = ""
-    """Of "passed over": why, in words that follow the path."""
+    """Of "skipped": why, in words that follow the path."""
 
 
 @dataclass(frozen=True)
@@ -59,13 +59,13 @@ class Plan:
     """Withdrawn files that are removed."""
     withdrawn: Amount
     """Those that stay."""
-    left: Amount
+    unchanged: Amount
     """Files that are as they should be, or are nobody's to change."""
     unknown_sizes: int
     """Files to fetch whose sizes are unknown: they are not in the bytes."""
-    room_needed: int
+    space_needed: int
     """In bytes, until the old files have gone."""
-    room_there: Optional[int]
+    space_available: Optional[int]
     """In bytes, where it is known."""
 
 
@@ -108,7 +108,7 @@ class Result:
     """Withdrawn files that were removed."""
     withdrawn: Amount = Amount()
     """Those that stayed."""
-    left: Amount = Amount()
+    unchanged: Amount = Amount()
     """Files that stayed as they were."""
     changed_paths: Tuple[str, ...] = ()
     """Files that were put in their places, relative to the folder of the copy: an application

@@ -43,7 +43,7 @@ class UpdateOptions:
     """In bytes: a larger one is a failure."""
     largest_total: Optional[int] = None
     """In bytes: to receive more, in all, is a failure."""
-    seconds: Optional[int] = None
+    max_seconds: Optional[int] = None
     """A run that takes longer fails."""
 
 

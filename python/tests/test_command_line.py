@@ -233,7 +233,7 @@ def test_a_warning_leaves_the_terminal_alone(
         server.serve(f"/lib/{name[0]}%1B%5B2J%E2%80%AE", b"1")
         (copy / name).mkdir(parents=True)
     process = _run("--no-proxy", server.url, str(copy))
-    assert "mtllib: warning: Passed over " in process.stderr
+    assert "mtllib: warning: Skipped " in process.stderr
     assert "\\x1b[2J\\u202e" in process.stderr
     assert "\x1b" not in process.stderr
     assert "\u202e" not in process.stderr

@@ -41,11 +41,11 @@ def test_a_plan_says_what_a_sync_would_do_and_writes_nothing(
         FileChange("withdrawn", "c", 3),
     )
     assert (plan.fetched, plan.copied) == (Amount(1, 4), Amount(1, 2))
-    assert (plan.replaced, plan.left) == (Amount(1, 1), Amount(1, 2))
+    assert (plan.replaced, plan.unchanged) == (Amount(1, 1), Amount(1, 2))
     assert (plan.removed, plan.withdrawn) == (Amount(), Amount(1, 3))
     assert plan.unknown_sizes == 0
-    assert plan.room_there is not None
-    assert 0 < plan.room_needed < plan.room_there
+    assert plan.space_available is not None
+    assert 0 < plan.space_needed < plan.space_available
     assert (copy / "b").read_bytes() == b"b"
     library.sync()
     plan = library.plan()
@@ -58,7 +58,7 @@ def test_a_plan_names_what_is_in_the_way(
     server.publish({"a": b"aa"})
     (copy / "a" / "of the user").mkdir(parents=True)
     (change,) = library.plan().files
-    assert (change.kind, change.path, change.size) == ("passed over", "a", None)
+    assert (change.kind, change.path, change.size) == ("skipped", "a", None)
     assert "folder" in change.reason
 
 
@@ -68,7 +68,7 @@ def test_a_result_says_what_was_done(open_library: Opener) -> None:
     assert result.updated
     assert (result.fetched, result.copied) == (Amount(1, 4), Amount(1, 2))
     assert (result.removed, result.withdrawn) == (Amount(1, 3), Amount())
-    assert result.left == Amount(1, 2)
+    assert result.unchanged == Amount(1, 2)
     assert (result.changed_paths, result.removed_paths) == (("b", "d"), ("c",))
     assert result.stamp == "v2\n"
     assert result.received_bytes > 4
@@ -197,7 +197,7 @@ def test_a_second_run_on_the_same_folder_fails_or_waits(
     [
         UpdateOptions(largest_file=1),
         UpdateOptions(largest_total=1),
-        UpdateOptions(seconds=1),
+        UpdateOptions(max_seconds=1),
     ],
 )
 def test_limits_are_kept(
@@ -239,7 +239,7 @@ def test_most_of_a_copy_is_removed_only_when_asked_for(
         UpdateOptions(bytes_per_second=-1),
         UpdateOptions(largest_file=0),
         UpdateOptions(largest_total=1 << 63),
-        UpdateOptions(seconds=0),
+        UpdateOptions(max_seconds=0),
     ],
 )
 def test_numbers_must_be_in_their_range(

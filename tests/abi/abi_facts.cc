@@ -91,18 +91,18 @@ MTLLIB_RECORD(ErrorChain, head);
 MTLLIB_RECORD(TransferProgress, abort, receivedBytes);
 MTLLIB_RECORD(mtlhost_amount, files, bytes);
 MTLLIB_RECORD(mtlhost_file, size, kind, path, bytes, source, reason);
-MTLLIB_RECORD(mtlhost_update_plan, size, fetched, copied, replaced, removed, withdrawn, left,
-              unknown_sizes, room_needed, room_there, file_count, files);
+MTLLIB_RECORD(mtlhost_update_plan, size, fetched, copied, replaced, removed, withdrawn, unchanged,
+              unknown_sizes, space_needed, space_available, file_count, files);
 MTLLIB_RECORD(mtlhost_event, size, kind, permille, megabytes_done, megabytes_total, text, error,
               bytes_done, bytes_total, bytes_per_second, seconds_left, plan, file, process);
 MTLLIB_RECORD(mtlhost_options, size, module_file, remote_address, target_directory, sub_path,
               proxy_mode, proxy_address, callback, user, flags, tries, bytes_per_second,
-              largest_file, largest_total, seconds, key_count, keys, library_name, mirror_count,
+              largest_file, largest_total, max_seconds, key_count, keys, library_name, mirror_count,
               mirrors, ca_file, proxy_user, proxy_password, field_count, fields, query, user_agent,
               connect_seconds, stall_seconds);
 MTLLIB_RECORD(mtlhost_result, size, failure, is_changed, stamp, fetched, copied, removed, withdrawn,
-              left, compared, received_bytes, commit_microseconds, changed_count, changed_paths,
-              removed_count, removed_paths, difference_count, differences);
+              unchanged, compared, received_bytes, commit_microseconds, changed_count,
+              changed_paths, removed_count, removed_paths, difference_count, differences);
 
 void printModule() {
   printSize<QUtils::CharString>("CharString");
@@ -212,7 +212,7 @@ void printCInterface() {
   MTLLIB_VALUE(MTLHOST_FILE_COPIED);
   MTLLIB_VALUE(MTLHOST_FILE_WITHDRAWN);
   MTLLIB_VALUE(MTLHOST_FILE_REMOVED);
-  MTLLIB_VALUE(MTLHOST_FILE_PASSED_OVER);
+  MTLLIB_VALUE(MTLHOST_FILE_SKIPPED);
   MTLLIB_VALUE(MTLHOST_FILE_DAMAGED);
   MTLLIB_VALUE(MTLHOST_FILE_MISSING);
   MTLLIB_VALUE(MTLHOST_FILE_EXTRA);

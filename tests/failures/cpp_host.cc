@@ -11,7 +11,7 @@
 namespace {
 
 struct Host final : mtlhost::Observer {
-  bool goOn(const mtlhost::Transfer&) override { return !isCancelling; }
+  bool shouldContinue(const mtlhost::Transfer&) override { return !isCancelling; }
   bool isCancelling = false;
 };
 
@@ -38,8 +38,8 @@ int main(int argc, char** argv) {
   const auto secondsOf = [&](const char* name) {
     return std::chrono::seconds(options.count(name) > 0 ? std::stoi(options[name]) : 0);
   };
-  settings.network.connectTime = secondsOf("connect");
-  settings.network.stallTime = secondsOf("stall");
+  settings.network.connectTimeout = secondsOf("connect");
+  settings.network.stallTimeout = secondsOf("stall");
   if (options.count("key") > 0) settings.trust.keys = {options["key"]};
   Host host;
   host.isCancelling = options.count("cancel") > 0;

@@ -130,8 +130,8 @@ TEST_F(EngineTest, FetchesWhatHasChanged) {
   EXPECT_EQ(result.copied.bytes, 7);
   EXPECT_EQ(result.removed.files, 1);
   EXPECT_EQ(result.removed.bytes, 7);
-  EXPECT_EQ(result.left.files, 3);
-  EXPECT_EQ(result.left.bytes, 3);
+  EXPECT_EQ(result.unchanged.files, 3);
+  EXPECT_EQ(result.unchanged.bytes, 3);
   EXPECT_THAT(result.changedPaths, ElementsAre("a", "f"));
   EXPECT_THAT(result.removedPaths, ElementsAre("c"));
 }
@@ -178,7 +178,7 @@ TEST_F(EngineTest, TellsBytesWithTheirTotal) {
     void progress(const Progress& progress) override {
       if (progress.text == "Downloading files") last = progress;
     }
-    bool goOn(const Transfer& transfer) override {
+    bool shouldContinue(const Transfer& transfer) override {
       received = transfer.totalBytes;
       return true;
     }
@@ -202,7 +202,7 @@ TEST_F(EngineTest, PlansWithoutWriting) {
   EXPECT_EQ(plan.fetched.bytes, 3);
   EXPECT_EQ(plan.copied.files, 1);
   EXPECT_EQ(plan.copied.bytes, 2);
-  EXPECT_EQ(plan.roomNeeded, 5);
+  EXPECT_EQ(plan.spaceNeeded, 5);
   ASSERT_EQ(plan.files.size(), 3U);
   EXPECT_EQ(plan.files[1].kind, Kind::kFetched);
   EXPECT_EQ(plan.files[1].path, "b");
@@ -322,9 +322,9 @@ TEST_F(EngineTest, FailsForWhatSomethingElseLiesInThePlaceOf) {
   publish("one", {{"a", "a"}, {"b", "b"}, {"c", "c"}});
   fs::create_directories(fs::u8path(directory_ / "copy/c"));
   expectFailure(Failure::kDisk, "/copy/a: its place is a folder");
-  EXPECT_THAT(observer_.lines, IsSupersetOf({"warning: Passed over \"c\": its place is a folder",
-                                             "file: passed over a -1 its place is a folder"}));
-  EXPECT_THAT(observer_.lines, Not(Contains("warning: Passed over \"a\": its place is a folder")))
+  EXPECT_THAT(observer_.lines, IsSupersetOf({"warning: Skipped \"c\": its place is a folder",
+                                             "file: skipped a -1 its place is a folder"}));
+  EXPECT_THAT(observer_.lines, Not(Contains("warning: Skipped \"a\": its place is a folder")))
       << "the failure says so";
   EXPECT_EQ(copied("b"), "b");
   EXPECT_FALSE(fs::exists(fs::u8path(directory_ / "copy/id.txt")));

@@ -184,7 +184,7 @@ TEST_F(NetworkTest, IsNotForTheModule) {
   network.query = kSecret;
   refused(network);
   network = {};
-  network.stallTime = std::chrono::seconds(1);
+  network.stallTimeout = std::chrono::seconds(1);
   refused(network);
   useProxy("ada:" + std::string(kSecret) + "@127.0.0.1:1");
   settings_.network = {};
@@ -205,15 +205,15 @@ TEST_F(NetworkTest, LimitsWhatTheModuleReceives) {
 }
 
 TEST_F(NetworkTest, TakesAnyTimeLimitButNegativeOnes) {
-  settings_.network.connectTime = std::chrono::milliseconds::max();
-  settings_.network.stallTime = std::chrono::seconds::max();
+  settings_.network.connectTimeout = std::chrono::milliseconds::max();
+  settings_.network.stallTimeout = std::chrono::seconds::max();
   EXPECT_EQ(failure().message, "");
-  settings_.network.stallTime = std::chrono::seconds(-1);
+  settings_.network.stallTimeout = std::chrono::seconds(-1);
   EXPECT_EQ(failure().kind, ErrorKind::kSettings);
 }
 
 TEST_F(NetworkTest, LeavesAServerThatStandsStill) {
-  settings_.network.stallTime = std::chrono::seconds(1);
+  settings_.network.stallTimeout = std::chrono::seconds(1);
   server_.hold("/lib/id.txt");
   const Error error = failure();
   EXPECT_EQ(error.kind, ErrorKind::kConnection);

@@ -25,7 +25,7 @@ class RecordingObserver final : public mtlhost::Observer {
   /// Everything in order: "stage: Creating download directory".
   std::vector<std::string> lines;
 
-  /// Told of each line once it is written down. May throw. goOn() has the line "go on".
+  /// Told of each line once it is written down. May throw. shouldContinue() has the line "go on".
   std::function<void(const std::string& line)> onLine = [](const std::string&) {};
   std::function<void(const mtlhost::FileChange& change)> onFile = [](const auto&) {};
   std::function<bool(const mtlhost::Transfer& transfer)> answer = [](const auto&) { return true; };
@@ -33,7 +33,9 @@ class RecordingObserver final : public mtlhost::Observer {
   void stage(const mtlhost::Message& message) override { add("stage: " + message.text()); }
   void info(const mtlhost::Message& message) override { add("info: " + message.text()); }
   void warning(const std::string& text) override { add("warning: " + text); }
-  void survived(const mtlhost::Error& error) override { add("survived: " + chainText({error})); }
+  void nonFatalError(const mtlhost::Error& error) override {
+    add("survived: " + chainText({error}));
+  }
   void error(const mtlhost::Errors& chain) override { add("error: " + chainText(chain)); }
   void planned(const mtlhost::Plan& plan) override {
     add("planned: " + std::to_string(plan.fetched.files) + " files, " +
@@ -41,7 +43,7 @@ class RecordingObserver final : public mtlhost::Observer {
   }
   void file(const mtlhost::FileChange& change) override {
     onFile(change);
-    const char* const kinds[] = {"fetched", "copied", "withdrawn", "removed", "passed over"};
+    const char* const kinds[] = {"fetched", "copied", "withdrawn", "removed", "skipped"};
     add(std::string("file: ") + kinds[static_cast<int>(change.kind)] + " " + change.path + " " +
         std::to_string(change.size.value_or(-1)) + (change.reason.empty() ? "" : " ") +
         change.reason);
@@ -54,7 +56,7 @@ class RecordingObserver final : public mtlhost::Observer {
         std::to_string(progress.megabytesDone) + "/" + std::to_string(progress.megabytesTotal);
     if (std::exchange(lastProgress_, line) != line) add(line);
   }
-  bool goOn(const mtlhost::Transfer& transfer) override {
+  bool shouldContinue(const mtlhost::Transfer& transfer) override {
     add("go on");
     return answer(transfer);
   }

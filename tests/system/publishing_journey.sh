@@ -172,7 +172,7 @@ for name in .git/config .htpasswd "materials/oak.mat~"; do
   echo secret >"$folder/library/$name"
 done
 expect 0 mtlpublish build "$folder/library"
-cmp "$folder/library/id.txt" "$folder/id-1" || fail "what is passed over makes another stamp"
+cmp "$folder/library/id.txt" "$folder/id-1" || fail "what is skipped makes another stamp"
 
 echo "Signed, and published to nginx and to the store"
 (cd "$folder" && expect 0 mtlpublish keygen --no-password oak && expect 0 mtlpublish keygen --no-password spare)

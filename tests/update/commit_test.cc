@@ -50,7 +50,7 @@ TEST_F(CommitTest, LeavesAStateThatSparesTheNextPlanEveryReading) {
   update();
   plan = makePlan();
   EXPECT_THAT(plan.place, IsEmpty());
-  EXPECT_EQ(plan.filesLeft, 3U);
+  EXPECT_EQ(plan.filesUnchanged, 3U);
   EXPECT_EQ(bytesRead, 0U);
 }
 

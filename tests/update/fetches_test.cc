@@ -52,7 +52,7 @@ class FetchesTest : public testing::Test {
     }
     Transfers transfers(*mirrors_, timing_, RetryPolicy{}, TransferLimits{});
     Fetches client(
-        staging, fetches, staged, std::nullopt, company_, [&](const Entry& entry, std::size_t) {
+        staging, fetches, staged, std::nullopt, callbacks_, [&](const Entry& entry, std::size_t) {
           const auto isOfIt = [&](const Plan::Fetch& fetch) { return fetch.entry == &entry; };
           const auto fetch = std::find_if(fetches.begin(), fetches.end(), isOfIt);
           const Staging::Found& found = staged.at(fetch->content);
@@ -84,7 +84,7 @@ class FetchesTest : public testing::Test {
   ScriptedServer server_;
   Folder folder_;
   std::unique_ptr<Mirrors> mirrors_;
-  Company company_{[] { return true; }};
+  FetchCallbacks callbacks_{[] { return true; }};
   std::deque<Entry> entries_;
   std::vector<std::string> fetched_;
   std::uint64_t received_ = 0;
@@ -137,11 +137,11 @@ class CutFetches : public FetchesTest {
       socket.receive(&byte, 1);
       return false;
     });
-    company_.goOn = [this] { return content(entries_[0]).size() < kCutAt; };
+    callbacks_.shouldContinue = [this] { return content(entries_[0]).size() < kCutAt; };
     const Outcome failure = run();
     ASSERT_TRUE(failure);
     EXPECT_EQ(failure->kind, Kind::kCancelled);
-    company_.goOn = [] { return true; };
+    callbacks_.shouldContinue = [] { return true; };
     server_.forgetRequests();
   }
 

@@ -399,7 +399,7 @@ TEST_P(ListSourcesTest, AHostEndsARunThatMakesAList) {
   updateWell();
   publishRelease({{"a.tx", "two"}});
   server_.hold(differenceOf(lastStamp_));
-  goOn_ = [this] { return requests().size() < 2; };
+  shouldContinue_ = [this] { return requests().size() < 2; };
   expectFailure(Kind::kCancelled);
   server_.release(differenceOf(lastStamp_));
   EXPECT_THAT(requests(), ElementsAre(kStamp, askedDifference()));

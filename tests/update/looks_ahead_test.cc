@@ -1,5 +1,5 @@
 // Looking at the files of a copy while the list is on its way.
-#include "update/looks_ahead.h"
+#include "update/prefetching_disk.h"
 
 #include <gtest/gtest.h>
 
@@ -16,7 +16,7 @@ namespace {
 using mtlupdate::FileKind;
 using mtlupdate::FolderDisk;
 using mtlupdate::Look;
-using mtlupdate::LooksAhead;
+using mtlupdate::PrefetchingDisk;
 
 class LooksAheadTest : public UpdateFixture {
  protected:
@@ -26,7 +26,7 @@ class LooksAheadTest : public UpdateFixture {
     update();
   }
 
-  void waitForAll(const LooksAhead& ahead) {
+  void waitForAll(const PrefetchingDisk& ahead) {
     while (ahead.count() < 5)
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
@@ -35,13 +35,13 @@ class LooksAheadTest : public UpdateFixture {
 };
 
 TEST_F(LooksAheadTest, KnowsWhatTheLastUpdateLeft) {
-  LooksAhead ahead(folder);
+  PrefetchingDisk ahead(folder);
   EXPECT_EQ(ahead.state().stamp, "stamp 1");
   EXPECT_EQ(ahead.state().files().size(), 5U);
 }
 
 TEST_F(LooksAheadTest, RemembersTheFilesThatItHasLookedAt) {
-  LooksAhead ahead(folder);
+  PrefetchingDisk ahead(folder);
   waitForAll(ahead);
   for (const auto& file : ahead.state().files())
     std::filesystem::remove(copy() + std::string(file.path));
@@ -64,7 +64,7 @@ TEST_F(LooksAheadTest, SaysWhatADiskSaysHoweverFarItHasCome) {
   writeFile(copy() + "e", "a file in the way");
   writeFile(copy() + "unknown", "of somebody");
   for (const bool waits : {false, true}) {
-    LooksAhead ahead(folder);
+    PrefetchingDisk ahead(folder);
     if (waits) waitForAll(ahead);
     for (const char* path : {"a", "b/c", "b/d", "e/f", "g", "unknown", "nothing", "b"}) {
       Look seen;
@@ -80,7 +80,7 @@ TEST_F(LooksAheadTest, SaysWhatADiskSaysHoweverFarItHasCome) {
 
 TEST_F(LooksAheadTest, RemembersNothingButFiles) {
   std::filesystem::remove(copy() + "g");
-  LooksAhead ahead(folder);
+  PrefetchingDisk ahead(folder);
   waitForAll(ahead);
   writeFile(copy() + "g", "new");
   Look look;
@@ -90,7 +90,7 @@ TEST_F(LooksAheadTest, RemembersNothingButFiles) {
 
 TEST_F(LooksAheadTest, EndsWithoutBeingAsked) {
   for (int i = 0; i < 20; ++i)
-    LooksAhead ahead(folder);
+    PrefetchingDisk ahead(folder);
 }
 
 }  // namespace

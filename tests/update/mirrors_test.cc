@@ -80,10 +80,10 @@ class MirrorsTest : public UpdaterFixture {
   }
   Files current() const { return with(release_.stamp, release_.files); }
 
-  void onElsewhere(const Failure& failure, const std::string& address) override {
+  void onNextAddress(const Failure& failure, const std::string& address) override {
     elsewhere_.push_back(failure.text + " -> " + address);
   }
-  void onAgain(const Failure& /*failure*/, std::chrono::milliseconds /*wait*/) override {
+  void onRetry(const Failure& /*failure*/, std::chrono::milliseconds /*wait*/) override {
     ++waits_;
   }
 
@@ -346,7 +346,7 @@ TEST_F(SignedMirrorsTest, ALimitedRateIsNeverThatOfTwo) {
   server_.hold("/lib/a");
   options_.session.bytesPerSecond = 1000000;
   int looks = 0;
-  goOn_ = [&] {
+  shouldContinue_ = [&] {
     if (server_.requestLines().size() == 4 && ++looks == 20) {
       EXPECT_THAT(second_.requestLines(), IsEmpty());
       server_.release("/lib/a");

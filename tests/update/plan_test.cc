@@ -21,13 +21,13 @@ using mtlupdate::Digest;
 using mtlupdate::Entry;
 using mtlupdate::Failure;
 using mtlupdate::FileKind;
-using mtlupdate::GoOn;
 using mtlupdate::Listing;
 using mtlupdate::Look;
 using mtlupdate::Outcome;
-using mtlupdate::PassedOver;
 using mtlupdate::Plan;
 using mtlupdate::PlanOptions;
+using mtlupdate::ShouldContinue;
+using mtlupdate::SkippedEntry;
 using mtlupdate::State;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -66,14 +66,15 @@ class FakeDisk final : public mtlupdate::Disk {
     return refused.count(folder) != 0 ? std::make_error_code(std::errc::permission_denied)
                                       : std::error_code();
   }
-  std::error_code digest(std::string_view path, const GoOn& goOn, Digest& digest) override {
+  std::error_code digest(std::string_view path, const ShouldContinue& shouldContinue,
+                         Digest& digest) override {
     const std::string content = files.at(std::string(path));
     read.emplace_back(path);
     if (unreadable.count(std::string(path)) != 0) {
       return std::make_error_code(std::errc::io_error);
     }
     digest = digestOf(content).value_or(Digest{});
-    const bool isStopped = goOn && !goOn(content.size());
+    const bool isStopped = shouldContinue && !shouldContinue(content.size());
     return isStopped ? std::make_error_code(std::errc::operation_canceled) : std::error_code();
   }
   std::optional<std::uint64_t> freeRoom() override { return room; }
@@ -136,9 +137,9 @@ class PlanTest : public testing::Test {
       paths.push_back(file.path);
     return paths;
   }
-  std::map<std::string, PassedOver::Reason> passedOver() const {
-    std::map<std::string, PassedOver::Reason> reasons;
-    for (const PassedOver& one : plan.passedOver)
+  std::map<std::string, SkippedEntry::Reason> skipped() const {
+    std::map<std::string, SkippedEntry::Reason> reasons;
+    for (const SkippedEntry& one : plan.skipped)
       reasons[one.path] = one.reason;
     return reasons;
   }
@@ -157,8 +158,8 @@ TEST_F(PlanTest, FetchesWhatIsNotThere) {
   EXPECT_THAT(fetched(), ElementsAre("a"));
   EXPECT_THAT(placed(), ElementsAre(Pair("a", false)));
   EXPECT_EQ(plan.bytesToFetch, 7U);
-  EXPECT_EQ(plan.roomNeeded, 7U);
-  EXPECT_EQ(plan.roomThere, 1'000'000U);
+  EXPECT_EQ(plan.spaceNeeded, 7U);
+  EXPECT_EQ(plan.spaceAvailable, 1'000'000U);
 }
 
 TEST_F(PlanTest, LooksOnceForAFolderThatIsNotThere) {
@@ -180,8 +181,8 @@ TEST_F(PlanTest, KeepsAndDoesNotReadWhatNobodyHasTouched) {
   makeGood();
   EXPECT_THAT(plan.place, IsEmpty());
   EXPECT_THAT(disk.read, IsEmpty());
-  EXPECT_EQ(plan.filesLeft, 1U);
-  EXPECT_EQ(plan.bytesLeft, 7U);
+  EXPECT_EQ(plan.filesUnchanged, 1U);
+  EXPECT_EQ(plan.bytesUnchanged, 7U);
   ASSERT_NE(plan.next.find("a"), nullptr);
   EXPECT_TRUE(plan.next.find("a")->isPlaced);
 }
@@ -251,8 +252,8 @@ TEST_F(PlanTest, LeavesAMissingFileThatSomebodyChangedOrPutThere) {
     list(path, "new", DownloadPolicy::kMissing);
   makeGood();
   EXPECT_THAT(plan.place, IsEmpty());
-  EXPECT_THAT(passedOver(), ElementsAre(Pair("a", PassedOver::Reason::kChanged),
-                                        Pair("b", PassedOver::Reason::kChanged)));
+  EXPECT_THAT(skipped(), ElementsAre(Pair("a", SkippedEntry::Reason::kChanged),
+                                     Pair("b", SkippedEntry::Reason::kChanged)));
   EXPECT_FALSE(plan.next.find("a")->isPlaced);
   EXPECT_FALSE(plan.next.find("b")->isPlaced);
   EXPECT_TRUE(plan.next.find("c")->isPlaced);
@@ -265,7 +266,7 @@ TEST_F(PlanTest, LeavesTheirFileInTheNextUpdateTooWithoutReadingIt) {
   makeGood();
   EXPECT_THAT(plan.place, IsEmpty());
   EXPECT_THAT(disk.read, IsEmpty());
-  EXPECT_THAT(passedOver(), ElementsAre(Pair("a", PassedOver::Reason::kChanged)));
+  EXPECT_THAT(skipped(), ElementsAre(Pair("a", SkippedEntry::Reason::kChanged)));
 }
 
 TEST_F(PlanTest, CopiesAContentThatIsThereUnderAnotherPath) {
@@ -319,7 +320,7 @@ TEST_F(PlanTest, ReadsWhatTheListDoesNotNameWhereNothingIsKnownOfACopy) {
   EXPECT_THAT(fetched(), ElementsAre("new/b"));
   EXPECT_THAT(disk.read, ElementsAre("kept", "old/a", "old/b"));
   EXPECT_THAT(withdrawn(), IsEmpty());
-  options.goOn = [](std::size_t, std::uint64_t bytes) { return bytes < 11; };
+  options.shouldContinue = [](std::size_t, std::uint64_t bytes) { return bytes < 11; };
   const Outcome failure = make();
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->kind, Failure::Kind::kCancelled);
@@ -348,7 +349,7 @@ TEST_F(PlanTest, FetchesAContentOnceForAllFilesThatHaveIt) {
   EXPECT_EQ(placed().size(), 3U);
   EXPECT_EQ(plan.bytesToFetch, 7U);
   EXPECT_EQ(plan.bytesToCopy, 14U);
-  EXPECT_EQ(plan.roomNeeded, 21U);
+  EXPECT_EQ(plan.spaceNeeded, 21U);
 }
 
 TEST_F(PlanTest, CountsNoBytesThatAreStaged) {
@@ -410,18 +411,18 @@ TEST_F(PlanTest, PassesOverWhatIsInTheWayAndSaysSo) {
   list("broken", "123456");
   options.subPath = "sub";
   makeGood();
-  using Reason = PassedOver::Reason;
+  using Reason = SkippedEntry::Reason;
   EXPECT_THAT(
-      passedOver(),
+      skipped(),
       ElementsAre(Pair(".mtllib/state", Reason::kOwnName), Pair("ID.txt", Reason::kOwnName),
                   Pair("broken", Reason::kUnreadable), Pair("file/a", Reason::kNotAFolder),
                   Pair("folder", Reason::kFolder), Pair("link", Reason::kLink),
                   Pair("link2/a", Reason::kLink), Pair("pipe", Reason::kOther),
                   Pair("secret", Reason::kUnreadable), Pair("sub/id.txt", Reason::kOwnName)));
   EXPECT_THAT(plan.place, IsEmpty());
-  for (const PassedOver& one : plan.passedOver)
+  for (const SkippedEntry& one : plan.skipped)
     EXPECT_NE(one.text, "") << one.path;
-  EXPECT_THAT(plan.passedOver[2].text, HasSubstr("\"link2\" is a link"));
+  EXPECT_THAT(plan.skipped[2].text, HasSubstr("\"link2\" is a link"));
 }
 
 TEST_F(PlanTest, GivesEachPlaceToTheLastOfItsEntries) {
@@ -429,7 +430,7 @@ TEST_F(PlanTest, GivesEachPlaceToTheLastOfItsEntries) {
   list("b", "1");
   list("a", "second");
   makeGood();
-  EXPECT_THAT(passedOver(), ElementsAre(Pair("a", PassedOver::Reason::kSamePlace)));
+  EXPECT_THAT(skipped(), ElementsAre(Pair("a", SkippedEntry::Reason::kSamePlace)));
   EXPECT_EQ(placed().size(), 2U);
   EXPECT_EQ(plan.bytesToFetch, 7U);
 }
@@ -444,10 +445,10 @@ TEST_F(PlanTest, GivesTheNameOfAFolderToNoFile) {
   list("c/d", "7");
   list("cc", "8");
   makeGood();
-  EXPECT_THAT(passedOver(), ElementsAre(Pair("a", PassedOver::Reason::kSamePlace),
-                                        Pair("c", PassedOver::Reason::kSamePlace),
-                                        Pair("c/d", PassedOver::Reason::kSamePlace)));
-  EXPECT_EQ(plan.hindrance(), nullptr) << "no copy would have them";
+  EXPECT_THAT(skipped(), ElementsAre(Pair("a", SkippedEntry::Reason::kSamePlace),
+                                     Pair("c", SkippedEntry::Reason::kSamePlace),
+                                     Pair("c/d", SkippedEntry::Reason::kSamePlace)));
+  EXPECT_EQ(plan.obstacle(), nullptr) << "no copy would have them";
 }
 
 TEST_F(PlanTest, PutsAFolderInThePlaceOfAWithdrawnFile) {
@@ -465,7 +466,7 @@ TEST_F(PlanTest, PutsAFolderInThePlaceOfAWithdrawnFile) {
   EXPECT_FALSE(plan.removesWithdrawn);
   EXPECT_TRUE(plan.removes(plan.withdrawn[0]));
   EXPECT_EQ(plan.next.find("a"), nullptr);
-  EXPECT_THAT(plan.passedOver, IsEmpty());
+  EXPECT_THAT(plan.skipped, IsEmpty());
 }
 
 TEST_F(PlanTest, PutsAFolderInThePlaceOfAFileThatTheListGivesToIt) {
@@ -486,10 +487,10 @@ TEST_F(PlanTest, PutsNoFolderInThePlaceOfAFileThatSomebodyChanged) {
   disk.putOther("a/b", FileKind::kFile, "a");
   list("a/b", "new");
   makeGood();
-  EXPECT_THAT(passedOver(), ElementsAre(Pair("a/b", PassedOver::Reason::kNotAFolder)));
+  EXPECT_THAT(skipped(), ElementsAre(Pair("a/b", SkippedEntry::Reason::kNotAFolder)));
   EXPECT_THAT(plan.place, IsEmpty());
-  ASSERT_NE(plan.hindrance(), nullptr);
-  EXPECT_EQ(plan.hindrance()->path, "a/b");
+  ASSERT_NE(plan.obstacle(), nullptr);
+  EXPECT_EQ(plan.obstacle()->path, "a/b");
 }
 
 TEST_F(PlanTest, PutsAFileInThePlaceOfAFolderOfWithdrawnFiles) {
@@ -525,9 +526,9 @@ TEST_F(PlanTest, PutsNoFileInThePlaceOfAFolderWithAnythingThatStays) {
   const auto expectToStay = [&](const std::string& what, const std::string& text) {
     SCOPED_TRACE(what);
     makeGood();
-    EXPECT_THAT(passedOver(), ElementsAre(Pair("a", PassedOver::Reason::kFolder)));
-    EXPECT_EQ(plan.passedOver.at(0).text, text);
-    EXPECT_EQ(plan.hindrance(), &plan.passedOver.at(0));
+    EXPECT_THAT(skipped(), ElementsAre(Pair("a", SkippedEntry::Reason::kFolder)));
+    EXPECT_EQ(plan.skipped.at(0).text, text);
+    EXPECT_EQ(plan.obstacle(), &plan.skipped.at(0));
     EXPECT_THAT(plan.place, IsEmpty());
     EXPECT_THAT(plan.foldersInTheWay, IsEmpty());
     EXPECT_FALSE(plan.removes(plan.withdrawn.at(0))) << "nothing is gained by it";
@@ -550,7 +551,7 @@ TEST_F(PlanTest, PutsNoFileInThePlaceOfAFolderWithAnythingThatStays) {
   disk.looks.erase("a/theirs");
   disk.refused.insert("a/b");
   makeGood();
-  EXPECT_EQ(plan.passedOver.at(0).text, "its place is a folder with \"a/b\"");
+  EXPECT_EQ(plan.skipped.at(0).text, "its place is a folder with \"a/b\"");
   disk.refused = {"a/"};
   expectToStay("what the system does not show", "its place is a folder");
   disk.refused.clear();
@@ -574,18 +575,18 @@ TEST_F(PlanTest, PutsAFileInThePlaceOfMostOfACopyOnlyWhenThatIsAskedFor) {
 }
 
 TEST_F(PlanTest, KnowsWhatKeepsACopyFromBeingWhatTheLibraryHas) {
-  using Reason = PassedOver::Reason;
+  using Reason = SkippedEntry::Reason;
   for (const Reason reason :
        {Reason::kFolder, Reason::kNotAFolder, Reason::kLink, Reason::kOther, Reason::kUnreadable}) {
-    plan.passedOver = {{Reason::kChanged, "a", ""}, {reason, "b", ""}};
-    EXPECT_EQ(plan.hindrance(), &plan.passedOver[1]);
+    plan.skipped = {{Reason::kChanged, "a", ""}, {reason, "b", ""}};
+    EXPECT_EQ(plan.obstacle(), &plan.skipped[1]);
   }
-  plan.passedOver = {
+  plan.skipped = {
       {Reason::kChanged, "a", ""}, {Reason::kSamePlace, "b", ""}, {Reason::kOwnName, "c", ""}};
-  EXPECT_EQ(plan.hindrance(), nullptr);
+  EXPECT_EQ(plan.obstacle(), nullptr);
 }
 
-TEST_F(PlanTest, DoesNotCountAnEntryThatWasPassedOverAsWithdrawn) {
+TEST_F(PlanTest, DoesNotCountAnEntryThatWasSkippedAsWithdrawn) {
   place("a", "old");
   list("a", "new");
   list("a", "new");
@@ -664,11 +665,11 @@ TEST_F(PlanTest, FindsDamageThatLeftNoTraceWhenItReadsAll) {
 TEST_F(PlanTest, StopsWhenItIsTold) {
   disk.put("a", "content");
   list("a", "content");
-  options.goOn = [](std::size_t, std::uint64_t) { return false; };
+  options.shouldContinue = [](std::size_t, std::uint64_t) { return false; };
   Outcome failure = make();
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->kind, Failure::Kind::kCancelled);
-  options.goOn = [](std::size_t, std::uint64_t bytes) { return bytes == 0; };
+  options.shouldContinue = [](std::size_t, std::uint64_t bytes) { return bytes == 0; };
   failure = make();
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->kind, Failure::Kind::kCancelled);

@@ -34,11 +34,11 @@ class ReleaseTest : public testing::Test {
     std::size_t mirror = 0;
     Document wanted = document("id.txt");
     wanted.pastCaches = pastCaches;
-    return fetchStamp(*transfers_, wanted, company_, {}, stamp_, mirror);
+    return fetchStamp(*transfers_, wanted, callbacks_, {}, stamp_, mirror);
   }
   Outcome list(const ListKeeper& keep = {}) {
     ListIntake intake({}, keep, listing_);
-    return fetchList(*transfers_, document("filelist.json"), company_, intake);
+    return fetchList(*transfers_, document("filelist.json"), callbacks_, intake);
   }
 
   std::vector<std::string> paths() const {
@@ -52,7 +52,7 @@ class ReleaseTest : public testing::Test {
   ScriptedServer server_;
   std::unique_ptr<Mirrors> mirrors_;
   std::unique_ptr<Transfers> transfers_;
-  Company company_{[] { return true; }};
+  FetchCallbacks callbacks_{[] { return true; }};
   std::string stamp_;
   Listing listing_;
 };
@@ -146,7 +146,7 @@ TEST_F(ReleaseTest, RetriesAreReported) {
     return socket.send(ScriptedServer::response(++*count > 1 ? 200 : 502, "one"));
   });
   std::vector<std::string> texts;
-  company_.again = [&](const Failure& failure, std::chrono::milliseconds) {
+  callbacks_.onRetry = [&](const Failure& failure, std::chrono::milliseconds) {
     texts.push_back(failure.about + ": " + failure.text);
   };
   ASSERT_FALSE(stamp());
@@ -157,7 +157,7 @@ TEST_F(ReleaseTest, RetriesAreReported) {
 TEST_F(ReleaseTest, EndsWhenItIsAskedTo) {
   server_.serve("/lib/id.txt", "one");
   server_.hold("/lib/id.txt");
-  company_.goOn = [] { return false; };
+  callbacks_.shouldContinue = [] { return false; };
   const Outcome failure = stamp();
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->kind, Kind::kCancelled);

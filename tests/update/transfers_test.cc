@@ -136,8 +136,8 @@ class TransfersTest : public testing::Test, protected Transfers::Client {
     if (throwsWhenDone_) throw std::bad_alloc();
     static_cast<KeptBody&>(body).file_.isDone = true;
   }
-  bool goOn() override { return goOn_ == nullptr || goOn_(); }
-  void again(const Failure& failure, milliseconds wait) override {
+  bool shouldContinue() override { return shouldContinue_ == nullptr || shouldContinue_(); }
+  void onRetry(const Failure& failure, milliseconds wait) override {
     notices_.push_back(failure.text);
     waits_.push_back(wait);
   }
@@ -172,7 +172,7 @@ class TransfersTest : public testing::Test, protected Transfers::Client {
   std::deque<FileToFetch*> left_;
   RetryPolicy policy_;
   TransferLimits limits_;
-  std::function<bool()> goOn_;
+  std::function<bool()> shouldContinue_;
   bool throwsWhenDone_ = false;
   std::vector<std::string> notices_;
   std::vector<milliseconds> waits_;
@@ -646,7 +646,7 @@ TEST_F(TransfersTest, ReceivesALargeBodyWhileTheClientIsBusy) {
   server_.serve("/a", body);
   files_ = {{"/a", body}};
   bool isLate = false;
-  goOn_ = [&] {
+  shouldContinue_ = [&] {
     const auto end = std::chrono::steady_clock::now() + seconds(60);
     while (transfers_->receivedBytes() < body.size() && !isLate) {
       isLate = std::chrono::steady_clock::now() > end;
@@ -675,7 +675,7 @@ TEST_F(TransfersTest, LooksNowAndThenWhileABodyWaitsForAConnection) {
   int looks = 0;
   Timing::TimePoint begun{};
   Timing::TimePoint ended{};
-  goOn_ = [&] {
+  shouldContinue_ = [&] {
     if (requestCount() < 6 || ++looks > kLooks) return true;
     if (looks == 1) begun = timing.now();
     if (looks < kLooks) return true;
@@ -751,7 +751,7 @@ class Cancelled : public TransfersTest {
         file.onCheck = onCheck;
       Timing::TimePoint asked{};
       isAsked_ = false;
-      goOn_ = [&] {
+      shouldContinue_ = [&] {
         if (!isThere()) return true;
         if (!isAsked_.exchange(true)) asked = timing.now();
         return false;
@@ -815,12 +815,12 @@ TEST_F(Cancelled, WhileItWaitsForTheNextTry) {
 TEST_F(Cancelled, WhileItWaitsForAServerThatAskedForItInAnEarlierRun) {
   answer("/a", {head("503 Busy\r\nRetry-After: 100\r\nContent-Length: 0")});
   files_ = {{"/a", "a"}};
-  goOn_ = [this] { return notices_.empty(); };
+  shouldContinue_ = [this] { return notices_.empty(); };
   Timing timing;
   ASSERT_TRUE(run(timing));
   const auto begun = timing.now();
   int looks = 0;
-  goOn_ = [&] { return ++looks < 3; };
+  shouldContinue_ = [&] { return ++looks < 3; };
   const Outcome failure = run(timing);
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->kind, Kind::kCancelled);

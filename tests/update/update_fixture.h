@@ -34,7 +34,7 @@ class UpdateFixture : public testing::Test {
   mtlupdate::Plan makePlan() {
     mtlupdate::FolderDisk disk(folder);
     mtlupdate::Plan made;
-    options.goOn = [this](std::size_t, std::uint64_t bytes) {
+    options.shouldContinue = [this](std::size_t, std::uint64_t bytes) {
       bytesRead = bytes;
       return true;
     };

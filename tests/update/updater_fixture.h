@@ -82,7 +82,7 @@ class UpdaterFixture : public testing::Test, protected UpdateObserver {
   void onPlan(const Plan& /*plan*/) override {
     if (onPlan_) onPlan_();
   }
-  bool goOn() override { return goOn_ == nullptr || goOn_(); }
+  bool shouldContinue() override { return shouldContinue_ == nullptr || shouldContinue_(); }
   void onWarning(const std::string& text) override { warnings_.push_back(text); }
   void onSecondLook(const Failure& /*failure*/) override {
     ++secondLooks_;
@@ -96,7 +96,7 @@ class UpdaterFixture : public testing::Test, protected UpdateObserver {
   UpdateOptions options_;
   UpdateResult result_;
   Failure failure_{Kind::kUsage};
-  std::function<bool()> goOn_;
+  std::function<bool()> shouldContinue_;
   std::function<void()> onPlan_;
   std::function<void()> onSecondLook_;
   int secondLooks_ = 0;

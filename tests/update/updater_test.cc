@@ -103,7 +103,7 @@ TEST_F(UpdaterTest, OneFileOfManyIsThreeRequests) {
               ElementsAre("GET /lib/id.txt", "GET /lib/filelist.json", "GET /lib/folder3/file3"));
   EXPECT_EQ(copy(), with("two", files));
   EXPECT_THAT(result_.placed, ElementsAre("folder3/file3"));
-  EXPECT_EQ(result_.filesLeft, 299U);
+  EXPECT_EQ(result_.filesUnchanged, 299U);
 }
 
 TEST_F(UpdaterTest, ARenamedFileIsCopied) {
@@ -282,10 +282,10 @@ TEST_F(UpdaterTest, ARunThatIsCutGoesOnWhereItWas) {
     files["file" + std::to_string(i)] = "content " + std::to_string(i);
   publish("one", files);
   server_.hold("/lib/file49");
-  goOn_ = [this] { return server_.requests().size() < 52; };
+  shouldContinue_ = [this] { return server_.requests().size() < 52; };
   expectFailure(Kind::kCancelled);
   EXPECT_EQ(copy(), Files());
-  goOn_ = nullptr;
+  shouldContinue_ = nullptr;
   server_.release("/lib/file49");
   updateWell();
   EXPECT_EQ(copy(), with("one", files));

@@ -115,13 +115,13 @@ std::vector<std::string> warningsOf(const std::vector<ListEntry>& entries, const
   warnOfIdleGlobs("never", options.never, listed, warnings);
   for (const PolicyRule& rule : options.policies)
     warnOfIdleGlobs("policy for", {rule.files}, listed, warnings);
-  std::vector<std::string_view> passedOver;
-  passedOver.reserve(scan.passedOver.size());
-  for (std::string_view path : scan.passedOver) {
+  std::vector<std::string_view> skipped;
+  skipped.reserve(scan.skipped.size());
+  for (std::string_view path : scan.skipped) {
     if (path.back() == '/') path.remove_suffix(1);
-    passedOver.push_back(path);
+    skipped.push_back(path);
   }
-  warnOfIdleGlobs("exclude", options.selection.exclude, passedOver, warnings);
+  warnOfIdleGlobs("exclude", options.selection.exclude, skipped, warnings);
   warnOfIdleGlobs("include", options.selection.include,
                   {scan.askedFor.begin(), scan.askedFor.end()}, warnings);
   return warnings;

@@ -115,7 +115,7 @@ void Build::gather() {
       addTo(result_.warnings, std::move(warning));
     result_.views.push_back(editions_[i + 1].result());
   }
-  result_.passedOver = std::move(scan.passedOver);
+  result_.skipped = std::move(scan.skipped);
 }
 
 void Build::make(Edition& edition, const std::vector<DigestedFile>& files) {

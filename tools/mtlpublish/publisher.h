@@ -45,8 +45,8 @@ struct PublishResult : EditionResult {
   std::vector<std::string> problems;
   /// What the publisher may want to look at.
   std::vector<std::string> warnings;
-  /// Files and folders that are not listed, as in TreeScan::passedOver.
-  std::vector<std::string> passedOver{};
+  /// Files and folders that are not listed, as in TreeScan::skipped.
+  std::vector<std::string> skipped{};
   /// In the order of PublishOptions::views.
   std::vector<EditionResult> views{};
 };

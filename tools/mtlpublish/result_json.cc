@@ -56,7 +56,7 @@ std::string jsonText(const PublishResult& result) {
   Json::Value object(Json::objectValue);
   object["problems"] = arrayOf(result.problems);
   object["warnings"] = arrayOf(result.warnings);
-  object["passedOver"] = arrayOf(result.passedOver);
+  object["skipped"] = arrayOf(result.skipped);
   addEdition(result, object);
   Json::Value views(Json::arrayValue);
   for (const EditionResult& edition : result.views) {

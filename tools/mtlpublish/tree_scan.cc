@@ -54,7 +54,7 @@ class Scanner {
     walk(root_, "");
     std::sort(result_.files.begin(), result_.files.end(),
               [](const LibraryFile& a, const LibraryFile& b) { return a.path < b.path; });
-    std::sort(result_.passedOver.begin(), result_.passedOver.end());
+    std::sort(result_.skipped.begin(), result_.skipped.end());
     return std::move(result_);
   }
 
@@ -112,7 +112,7 @@ class Scanner {
     }
     if (!isSelected(name, relative)) {
       const bool isFolder = fs::is_directory(fs::status(path, error));
-      result_.passedOver.push_back(isFolder ? relative + "/" : relative);
+      result_.skipped.push_back(isFolder ? relative + "/" : relative);
       return true;
     }
     if (prefix.empty()) {

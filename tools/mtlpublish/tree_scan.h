@@ -63,7 +63,7 @@ struct TreeScan {
   /// In bytewise order of the paths.
   std::vector<LibraryFile> files;
   /// What was not selected, folders with a '/' at the end; in bytewise order.
-  std::vector<std::string> passedOver;
+  std::vector<std::string> skipped;
   /// What is there only because FileSelection::include says so.
   std::vector<std::string> askedFor;
   /// One sentence for each file or folder that cannot be published, "PATH: what is

@@ -130,10 +130,10 @@ void JsonEvents::plan(const mtlhost::Plan& plan) {
   object["replaced"] = amountValue(plan.replaced);
   object["removed"] = amountValue(plan.removed);
   object["withdrawn"] = amountValue(plan.withdrawn);
-  object["left"] = amountValue(plan.left);
+  object["unchanged"] = amountValue(plan.unchanged);
   object["unknownSizes"] = static_cast<Json::Int64>(plan.unknownSizes);
-  object["roomNeeded"] = static_cast<Json::Int64>(plan.roomNeeded);
-  object["roomThere"] = static_cast<Json::Int64>(plan.roomThere.value_or(-1));
+  object["spaceNeeded"] = static_cast<Json::Int64>(plan.spaceNeeded);
+  object["spaceAvailable"] = static_cast<Json::Int64>(plan.spaceAvailable.value_or(-1));
   writeLine(stream_, object);
 }
 
@@ -182,7 +182,7 @@ void JsonEvents::changes(const mtlhost::Result& result) {
   object["copied"] = amountValue(result.copied);
   object["removed"] = amountValue(result.removed);
   object["withdrawn"] = amountValue(result.withdrawn);
-  object["left"] = amountValue(result.left);
+  object["unchanged"] = amountValue(result.unchanged);
   object["commitMicroseconds"] = static_cast<Json::Int64>(result.commitTime.count());
   writeLine(stream_, object);
 }

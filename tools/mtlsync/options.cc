@@ -73,8 +73,8 @@ struct Typed {
   std::string proxyUser;
   std::string query;
   std::vector<std::string> fields;
-  std::string connectTime;
-  std::string stallTime;
+  std::string connectTimeout;
+  std::string stallTimeout;
   std::string mostTime;
   int retries = mtlhost::UpdateSettings().tries - 1;
 };
@@ -176,8 +176,8 @@ void declareNetwork(CLI::App& app, mtlhost::NetworkSettings& network, Typed& typ
   const auto addTime = [&](const char* name, std::string& time, const char* text) {
     app.add_option(name, time, text)->type_name("TIME")->check(isDuration());
   };
-  addTime("--connect-timeout", typed.connectTime, "Connect in that time at most; 30 s");
-  addTime("--stall-timeout", typed.stallTime, "Wait so long for a byte at most; 60 s");
+  addTime("--connect-timeout", typed.connectTimeout, "Connect in that time at most; 30 s");
+  addTime("--stall-timeout", typed.stallTimeout, "Wait so long for a byte at most; 60 s");
   addTime("--max-time", typed.mostTime, "Give up when it takes longer");
   app.option_defaults()->group(kShownGroup);
 }
@@ -223,8 +223,8 @@ std::string engineOptionIn(const Typed& typed, const Options& options) {
   if (!typed.fields.empty()) return "--field";
   if (!typed.query.empty()) return "--query";
   if (!options.network.userAgent.empty()) return "--user-agent";
-  if (!typed.connectTime.empty()) return "--connect-timeout";
-  if (!typed.stallTime.empty()) return "--stall-timeout";
+  if (!typed.connectTimeout.empty()) return "--connect-timeout";
+  if (!typed.stallTimeout.empty()) return "--stall-timeout";
   if (!typed.mostTime.empty()) return "--max-time";
   return typed.retries != Typed().retries ? "--retries" : "";
 }
@@ -316,9 +316,9 @@ std::string takeNetwork(const Typed& typed, Options& options) {
   const auto timeOf = [](const std::string& text) {
     return text.empty() ? std::chrono::seconds(0) : *parseDuration(text);
   };
-  network.connectTime = timeOf(typed.connectTime);
-  network.stallTime = timeOf(typed.stallTime);
-  if (!typed.mostTime.empty()) options.update.duration = timeOf(typed.mostTime);
+  network.connectTimeout = timeOf(typed.connectTimeout);
+  network.stallTimeout = timeOf(typed.stallTimeout);
+  if (!typed.mostTime.empty()) options.update.timeLimit = timeOf(typed.mostTime);
   return problem;
 }
 

@@ -24,7 +24,7 @@ const char* wordFor(Kind kind) {
       return "leave ";
     case Kind::kRemoved:
       return "remove";
-    case Kind::kPassedOver:
+    case Kind::kSkipped:
       return "skip  ";
   }
   return "";
@@ -56,8 +56,8 @@ const char* nameOf(Kind kind) {
       return "withdrawn";
     case Kind::kRemoved:
       return "removed";
-    case Kind::kPassedOver:
-      return "passedOver";
+    case Kind::kSkipped:
+      return "skipped";
   }
   return "";
 }
@@ -127,10 +127,10 @@ std::vector<std::string> planLines(const mtlhost::Plan& plan) {
   add("To replace: ", plan.replaced);
   add("To remove: ", plan.removed);
   add("No longer of the library: ", plan.withdrawn);
-  add("Unchanged: ", plan.left);
-  if (plan.roomNeeded > 0) {
-    std::string room = "Room: " + common::bytesText(plan.roomNeeded) + " needed";
-    if (plan.roomThere) room += ", " + common::bytesText(*plan.roomThere) + " free";
+  add("Unchanged: ", plan.unchanged);
+  if (plan.spaceNeeded > 0) {
+    std::string room = "Room: " + common::bytesText(plan.spaceNeeded) + " needed";
+    if (plan.spaceAvailable) room += ", " + common::bytesText(*plan.spaceAvailable) + " free";
     lines.push_back(room + '.');
   }
   return lines;

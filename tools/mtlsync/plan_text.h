@@ -10,7 +10,7 @@
 
 namespace mtlsync {
 
-/// The word that programs know it by: "fetched", "passedOver".
+/// The word that programs know it by: "fetched", "skipped".
 const char* nameOf(mtlhost::FileChange::Kind kind);
 /// "missing".
 const char* nameOf(mtlhost::Difference::Kind kind);

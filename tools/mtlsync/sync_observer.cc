@@ -62,7 +62,7 @@ void SyncObserver::warning(const std::string& text) {
   printWarning(mtlrules::printableLine(text));
 }
 
-void SyncObserver::survived(const mtlhost::Error& error) {
+void SyncObserver::nonFatalError(const mtlhost::Error& error) {
   if (JsonEvents* to = events()) to->taggedError(error.tag, error.code, error.message);
   printWarning(textOf(error, verbosity_ == Verbosity::kVerbose));
 }
@@ -81,7 +81,7 @@ void SyncObserver::error(const mtlhost::Errors& chain) {
     outputs_.messages.printLine("  " + textOf(error, true));
 }
 
-bool SyncObserver::goOn(const mtlhost::Transfer& transfer) {
+bool SyncObserver::shouldContinue(const mtlhost::Transfer& transfer) {
   record_.bytes = transfer.totalBytes;
   if (outputs_.progress != nullptr) outputs_.progress->refresh();
   return !stop_();

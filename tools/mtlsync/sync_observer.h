@@ -50,9 +50,9 @@ class SyncObserver final : public mtlhost::Observer {
   void stage(const mtlhost::Message& message) override;
   void info(const mtlhost::Message& message) override;
   void warning(const std::string& text) override;
-  void survived(const mtlhost::Error& error) override;
+  void nonFatalError(const mtlhost::Error& error) override;
   void error(const mtlhost::Errors& chain) override;
-  bool goOn(const mtlhost::Transfer& transfer) override;
+  bool shouldContinue(const mtlhost::Transfer& transfer) override;
   void planned(const mtlhost::Plan& plan) override;
   void file(const mtlhost::FileChange& change) override;
   void waiting(std::int64_t process) override;

@@ -110,7 +110,7 @@ struct Result {
   Amount copied{};                          ///< From other files of the copy.
   Amount removed{};                         ///< Withdrawn files.
   Amount withdrawn{};                       ///< Those that stay.
-  Amount left{};                            ///< Files that stayed as they were.
+  Amount unchanged{};                       ///< Files that stayed as they were.
   std::vector<std::string> changedPaths{};  ///< Files put in their places: hosts load them anew.
   std::vector<std::string> removedPaths{};  ///< Files removed.
   std::chrono::microseconds commitTime{};  ///< From before the first of these until after the last.

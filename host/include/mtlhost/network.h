@@ -31,9 +31,9 @@ struct NetworkSettings {
   /// Appended after '?' to the URL of each of these requests, as in signed URLs. Appears in no
   /// message.
   std::string query{};
-  std::string userAgent{};                   ///< "" for "mtllib/VERSION".
-  std::chrono::milliseconds connectTime{0};  ///< For connecting, at most; 0 for 30 s.
-  std::chrono::seconds stallTime{0};         ///< Without a byte, at most; 0 for 60 s.
+  std::string userAgent{};                      ///< "" for "mtllib/VERSION".
+  std::chrono::milliseconds connectTimeout{0};  ///< For connecting, at most; 0 for 30 s.
+  std::chrono::seconds stallTimeout{0};         ///< Without a byte, at most; 0 for 60 s.
 };
 
 }  // namespace mtlhost

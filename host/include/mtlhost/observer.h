@@ -37,7 +37,7 @@ class Observer {
   virtual void warning(const std::string& text);
 
   /// The same with its tag and code; a warning unless overridden.
-  virtual void survived(const Error& error) { warning(error.message); }
+  virtual void nonFatalError(const Error& error) { warning(error.message); }
 
   /// The failure that ends the check or run, including a cancelled one. The Result has it too.
   virtual void error(const Errors& chain);
@@ -47,7 +47,7 @@ class Observer {
 
   /// Asked whether to continue, whenever data arrives and at least ten times a second while
   /// anything is transferred. False cancels the check or run.
-  virtual bool goOn(const Transfer& transfer);
+  virtual bool shouldContinue(const Transfer& transfer);
 
   /// @name What the engine reports
   /// The module reports none of these.

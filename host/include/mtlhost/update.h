@@ -17,10 +17,10 @@ struct UpdateSettings {
   bool full = false;       ///< Fetch all that the list selects, whatever the copy has.
   bool prune = false;      ///< Remove the files that the library has withdrawn.
   bool pruneMost = false;  ///< Also when they are more than half of the copy.
-  std::optional<std::uint64_t> largestFile{};      ///< In bytes; a larger one is a failure.
-  std::optional<std::uint64_t> largestTotal{};     ///< In bytes received, stamp and list included.
-  std::optional<std::chrono::seconds> duration{};  ///< Of everything, at most.
-  std::int64_t bytesPerSecond = 0;                 ///< Received at most; 0 for no limit.
+  std::optional<std::uint64_t> largestFile{};       ///< In bytes; a larger one is a failure.
+  std::optional<std::uint64_t> largestTotal{};      ///< In bytes received, stamp and list included.
+  std::optional<std::chrono::seconds> timeLimit{};  ///< Of everything, at most.
+  std::int64_t bytesPerSecond = 0;                  ///< Received at most; 0 for no limit.
   int tries = 5;                ///< Of a request that may succeed later, the first one included.
   bool waitsForOthers = false;  ///< For another run on the same copy, instead of failing at once.
 };
@@ -39,7 +39,7 @@ struct FileChange {
     kCopied,     ///< Its content is that of another file, and comes from there.
     kWithdrawn,  ///< The library does not have it any longer, and it stays.
     kRemoved,    ///< The same, and it is removed.
-    kPassedOver  ///< The library has it, and what lies in its place stays: see `reason`.
+    kSkipped     ///< The library has it, and what lies in its place stays: see `reason`.
   };
 
   Kind kind = Kind::kFetched;          ///< Which of them.
@@ -48,7 +48,7 @@ struct FileChange {
   /// For kCopied, the file of the copy, if it already exists. For kFetched, with a library of
   /// several addresses, the one that it came from, once it has arrived.
   std::string source{};
-  std::string reason{};  ///< kPassedOver: why, in words that follow the path.
+  std::string reason{};  ///< kSkipped: why, in words that follow the path.
 };
 
 /// What an update would do.
@@ -59,10 +59,10 @@ struct Plan {
   Amount replaced;                ///< Files that there are, with the bytes that they have.
   Amount removed;                 ///< Withdrawn files that are removed.
   Amount withdrawn;               ///< Those that stay.
-  Amount left;                    ///< Files that are as they should be, or nobody may touch.
+  Amount unchanged;               ///< Files that are as they should be, or nobody may touch.
   std::int64_t unknownSizes = 0;  ///< Files to fetch whose sizes are not known, and not counted.
-  std::int64_t roomNeeded = 0;    ///< In bytes, until the old files have gone.
-  std::optional<std::int64_t> roomThere;  ///< In bytes, where it is known.
+  std::int64_t spaceNeeded = 0;   ///< In bytes, until the old files have gone.
+  std::optional<std::int64_t> spaceAvailable;  ///< In bytes, where it is known.
 };
 
 /// How a file of the copy differs from the list that the last update followed.

@@ -38,12 +38,12 @@ def planned(plan: mtllib.Plan) -> Message:
     text = "An update would " + (", ".join(parts) or "change no file")
     if plan.withdrawn.files > 0:
         text += f"; {_counted(plan.withdrawn.files, 'withdrawn file')} would stay"
-    obstructed = [file for file in plan.files if file.kind == "passed over"]
+    obstructed = [file for file in plan.files if file.kind == "skipped"]
     if not obstructed:
         return Message("INFO", text)
     first = mtllib.printable(f"{obstructed[0].path}: {obstructed[0].reason}")
     files = _counted(len(obstructed), "file")
-    return Message("WARNING", f"{text}; {files} would be passed over, such as {first}")
+    return Message("WARNING", f"{text}; {files} would be skipped, such as {first}")
 
 
 def synchronised(result: mtllib.Result, warnings: List[str]) -> Message:

@@ -148,7 +148,7 @@ def test_plan_tells_what_would_be_done_and_writes_nothing(
     output = blender.run(_SCRIPT + "bpy.ops.mtllib.plan()").check().output
     assert (
         "Warning: An update would change no file; 1 withdrawn file would stay; 1 file would be "
-        "passed over, such as b.mat: "
+        "skipped, such as b.mat: "
     ) in output
     server.publish({"a.mat": b"yew", "d.mat": bytes(2500)}, stamp=b"v3\n")
     pruning = blender.with_preferences(prune=True)

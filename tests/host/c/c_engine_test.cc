@@ -33,9 +33,9 @@ std::string textOf(const mtlhost_amount& amount) {
 
 std::string textOf(const mtlhost_file& file) {
   EXPECT_EQ(file.size, sizeof(mtlhost_file));
-  static const char* const kinds[] = {"?",       "fetched",     "copied",     "withdrawn",
-                                      "removed", "passed over", "damaged",    "missing",
-                                      "extra",   "changed",     "wrong size", "unreadable"};
+  static const char* const kinds[] = {"?",       "fetched", "copied",     "withdrawn",
+                                      "removed", "skipped", "damaged",    "missing",
+                                      "extra",   "changed", "wrong size", "unreadable"};
   std::string text = std::string(kinds[file.kind]) + " " + file.path;
   if (file.bytes >= 0) text += " of " + std::to_string(file.bytes);
   if (*file.source != '\0') text += std::string(" from ") + file.source;
@@ -102,7 +102,7 @@ TEST_F(CEngine, SaysWhatItDid) {
   EXPECT_EQ(textOf(result().copied), "1 with 2");
   EXPECT_EQ(textOf(result().removed), "1 with 3");
   EXPECT_EQ(textOf(result().withdrawn), "0 with 0");
-  EXPECT_EQ(textOf(result().left), "1 with 2");
+  EXPECT_EQ(textOf(result().unchanged), "1 with 2");
   EXPECT_GT(result().received_bytes, 4);
   EXPECT_GT(result().commit_microseconds, 0);
   const auto pathsOf = [](const char* const* paths, std::size_t count) {
@@ -136,10 +136,10 @@ TEST_F(CEngine, PlansWithoutWritingAnything) {
   EXPECT_EQ(textOf(plan->replaced), "1 with 1");
   EXPECT_EQ(textOf(plan->removed), "0 with 0");
   EXPECT_EQ(textOf(plan->withdrawn), "1 with 3");
-  EXPECT_EQ(textOf(plan->left), "1 with 2");
+  EXPECT_EQ(textOf(plan->unchanged), "1 with 2");
   EXPECT_EQ(plan->unknown_sizes, 0);
-  EXPECT_GT(plan->room_needed, 0);
-  EXPECT_GT(plan->room_there, plan->room_needed);
+  EXPECT_GT(plan->space_needed, 0);
+  EXPECT_GT(plan->space_available, plan->space_needed);
   EXPECT_EQ(readFile(copy_ + "/b"), "b");
   EXPECT_EQ(mtlhost_sync(library_), MTLHOST_OK);
   EXPECT_EQ(mtlhost_last_plan(library_), nullptr) << "of another operation";
@@ -153,7 +153,7 @@ TEST_F(CEngine, PlansWithTheConflictsThatItPassesOver) {
   EXPECT_EQ(mtlhost_plan(open()), MTLHOST_UPDATE_AVAILABLE);
   const mtlhost_update_plan* plan = mtlhost_last_plan(library_);
   ASSERT_EQ(plan->file_count, 1U);
-  EXPECT_EQ(plan->files[0]->kind, MTLHOST_FILE_PASSED_OVER);
+  EXPECT_EQ(plan->files[0]->kind, MTLHOST_FILE_SKIPPED);
   EXPECT_STREQ(plan->files[0]->path, "a");
   EXPECT_EQ(plan->files[0]->bytes, -1);
   EXPECT_STRNE(plan->files[0]->reason, "");
@@ -325,11 +325,11 @@ TEST_F(CEngine, KeepsTheLimitsOfSizes) {
 TEST_F(CEngine, KeepsTheLimitOfTime) {
   published_.publish("one", {{"a", "a"}});
   server_.hold("/lib/a");
-  options_.seconds = 1;
+  options_.max_seconds = 1;
   EXPECT_EQ(mtlhost_sync(open()), MTLHOST_FAILED);
   EXPECT_EQ(result().failure, MTLHOST_FAILURE_LIMIT);
   server_.release("/lib/a");
-  options_.seconds = std::numeric_limits<std::int64_t>::max();
+  options_.max_seconds = std::numeric_limits<std::int64_t>::max();
   EXPECT_EQ(mtlhost_sync(open()), MTLHOST_OK);
 }
 
@@ -438,7 +438,7 @@ TEST_F(CEngine, RefusesMirrorsWithoutTheirCountAndACountWithoutThem) {
 TEST_F(CEngine, RefusesNegativeNumbers) {
   for (std::int64_t mtlhost_options::*field :
        {&mtlhost_options::bytes_per_second, &mtlhost_options::largest_file,
-        &mtlhost_options::largest_total, &mtlhost_options::seconds}) {
+        &mtlhost_options::largest_total, &mtlhost_options::max_seconds}) {
     mtlhost_options options = options_;
     options.*field = -1;
     mtlhost_error* error = nullptr;

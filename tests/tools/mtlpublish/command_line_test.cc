@@ -177,14 +177,13 @@ TEST_F(CommandLine, BuildCountsWhatItPassesOver) {
   ProcessResult result = run({"build", "--include", "b~", "--exclude", "work", dir_ / ""});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.err, "");
-  EXPECT_THAT(result.out,
-              HasSubstr("\nPassed over 1 file and 2 folders; -v names them\nFirst build"));
+  EXPECT_THAT(result.out, HasSubstr("\nSkipped 1 file and 2 folders; -v names them\nFirst build"));
   EXPECT_THAT(readFile(dir_ / "filelist.json"), HasSubstr("\"b~\""));
   result = run({"build", "-v", dir_ / ""});
-  EXPECT_THAT(result.out, HasSubstr("\npassed over  .git/\n"
-                                    "passed over  .htpasswd\n"
-                                    "passed over  b~\n"
-                                    "Passed over 2 files and 1 folder\n"));
+  EXPECT_THAT(result.out, HasSubstr("\nskipped  .git/\n"
+                                    "skipped  .htpasswd\n"
+                                    "skipped  b~\n"
+                                    "Skipped 2 files and 1 folder\n"));
 }
 
 TEST_F(CommandLine, BuildTellsWhatIsThereAndWhatHasChanged) {
@@ -272,7 +271,7 @@ TEST_F(CommandLine, InitWritesAConfigurationThatBuildTakes) {
   result = run({"build", "-v", library});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.err, "");
-  EXPECT_THAT(result.out, HasSubstr("\npassed over  oak.psd\n"));
+  EXPECT_THAT(result.out, HasSubstr("\nskipped  oak.psd\n"));
   const std::string list = readFile(library + "/filelist.json");
   EXPECT_THAT(list, HasSubstr("\"missing\",\"path\":\"maps/oak.tx\""));
   EXPECT_THAT(list, Not(HasSubstr("toml")));
@@ -387,8 +386,9 @@ TEST_F(CommandLine, PrintsOneObjectForOtherPrograms) {
             "{\"added\":[],\"byKit\":{\"bytes\":277,\"requests\":3},\"byModule\":{\"bytes\":277,"
             "\"requests\":3},\"bytes\":1,\"changed\":[],\"files\":1,\"id\":\"" +
                 id +
-                "\",\"isFirst\":true,\"isNew\":true,\"passedOver\":[\".b\"],\"problems\":[],"
-                "\"removed\":[],\"serial\":null,\"views\":[],\"warnings\":[\"never 'x' matches no "
+                "\",\"isFirst\":true,\"isNew\":true,\"problems\":[],"
+                "\"removed\":[],\"serial\":null,\"skipped\":[\".b\"],\"views\":[],\"warnings\":["
+                "\"never 'x' matches no "
                 "file\"]}\n");
   writeFile(dir_ / "a", "22");
   EXPECT_THAT(run({"diff", "--json", dir_ / ""}).out, StartsWith("{\"added\":[],\"byKit\":"));

@@ -206,7 +206,7 @@ TEST_F(Publisher, NamesWhatItPassesOver) {
   options.selection.exclude = globs({"b"});
   options.selection.include = globs({".c"});
   const PublishResult result = publish(options);
-  EXPECT_THAT(result.passedOver, ElementsAre(".htpasswd"));
+  EXPECT_THAT(result.skipped, ElementsAre(".htpasswd"));
   EXPECT_THAT(result.warnings,
               ElementsAre("exclude 'b' matches no file", "include '.c' matches no file"));
 }

@@ -58,7 +58,7 @@ TEST_F(TreeScan, PassesOverWhatIsHardlyMeantToBePublished) {
     add(path);
   }
   EXPECT_THAT(paths(), ElementsAre("a/bak", "a~b", "oak.tx", "thumbs.db.tx"));
-  EXPECT_THAT(scanTree(root_).passedOver,
+  EXPECT_THAT(scanTree(root_).skipped,
               ElementsAre(".MtlLib/", ".git/", ".htpasswd", "a/.hidden", "a/.mtlpublish-12.tmp",
                           "a/oak.mat~", "b.BAK", "c.swp", "maps/__MACOSX/", "maps/desktop.ini",
                           "maps/thumbs.db"));
@@ -90,7 +90,7 @@ TEST_F(TreeScan, NeverTakesThePublishersOwnFiles) {
     add(path);
   selection_.include = {glob("*")};
   EXPECT_THAT(paths(), IsEmpty());
-  EXPECT_THAT(scanTree(root_, selection_).passedOver, IsEmpty()) << "no news to anybody";
+  EXPECT_THAT(scanTree(root_, selection_).skipped, IsEmpty()) << "no news to anybody";
 }
 
 TEST_F(TreeScan, RefusesAFolderWherePublishingWritesAFile) {

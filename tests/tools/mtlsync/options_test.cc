@@ -67,9 +67,9 @@ TEST(CommandLineOptions, SayHowRequestsAreSent) {
   EXPECT_EQ(network.fields[1].value, "z");
   EXPECT_EQ(network.query, "sig=1&t=2");
   EXPECT_EQ(network.userAgent, "me/1");
-  EXPECT_EQ(network.connectTime, std::chrono::seconds(5));
-  EXPECT_EQ(network.stallTime, std::chrono::seconds(120));
-  EXPECT_EQ(options.update.duration, std::chrono::seconds(3600));
+  EXPECT_EQ(network.connectTimeout, std::chrono::seconds(5));
+  EXPECT_EQ(network.stallTimeout, std::chrono::seconds(120));
+  EXPECT_EQ(options.update.timeLimit, std::chrono::seconds(3600));
 }
 
 TEST(CommandLineOptions, TakeSecretsFromFiles) {

@@ -16,14 +16,14 @@ TEST(PlanLines, AreOneAFileAndThenTheTotals) {
                 {Kind::kCopied, "b.tx", 3, "old.tx"},
                 {Kind::kRemoved, "c.tx", 1},
                 {Kind::kWithdrawn, "d.tx", 2},
-                {Kind::kPassedOver, "e.tx", std::nullopt, "", "its place is a link"}};
+                {Kind::kSkipped, "e.tx", std::nullopt, "", "its place is a link"}};
   plan.fetched = {1, 1500};
   plan.copied = {1, 3};
   plan.removed = {1, 1};
   plan.withdrawn = {2, 2};
-  plan.left = {70, 5000};
-  plan.roomNeeded = 1503;
-  plan.roomThere = 2000000;
+  plan.unchanged = {70, 5000};
+  plan.spaceNeeded = 1503;
+  plan.spaceAvailable = 2000000;
   EXPECT_THAT(planLines(plan),
               ElementsAre("fetch   a.tx (1.5 kB)", "copy    b.tx, from old.tx (3 bytes)",
                           "remove  c.tx (1 byte)",

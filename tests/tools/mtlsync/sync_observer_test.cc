@@ -47,8 +47,8 @@ TEST_F(SyncObserverTest, CountsFilesAndBytes) {
   tell(observer, &SyncObserver::stage, "Downloading file \"%s\" (%lli bytes)", "a.tx", 10LL);
   tell(observer, &SyncObserver::stage, "Saving file \"%s\"", "a.tx");
   tell(observer, &SyncObserver::stage, "Downloading file \"%s\" (%lli bytes)", "b.tx", 20LL);
-  observer.goOn({10, 10});
-  observer.goOn({20, 30});
+  observer.shouldContinue({10, 10});
+  observer.shouldContinue({20, 30});
   EXPECT_EQ(observer.record().files, 2);
   EXPECT_EQ(observer.record().bytes, 30);
   EXPECT_FALSE(observer.record().isUnchanged);
@@ -102,9 +102,9 @@ TEST_F(SyncObserverTest, NoticesThatThereWasNothingToDo) {
 
 TEST_F(SyncObserverTest, GoesNotOnOnceStopped) {
   SyncObserver observer = observerWith(Verbosity::kNormal);
-  EXPECT_TRUE(observer.goOn({}));
+  EXPECT_TRUE(observer.shouldContinue({}));
   stop_ = true;
-  EXPECT_FALSE(observer.goOn({}));
+  EXPECT_FALSE(observer.shouldContinue({}));
 }
 
 TEST_F(SyncObserverTest, DoesNotRepeatToWhoeverStoppedItThatItWasStopped) {
@@ -140,11 +140,11 @@ TEST_F(SyncObserverTest, PrintsStagesOnlyWhenVerbose) {
 TEST_F(SyncObserverTest, PrintsWarningsUnlessQuiet) {
   SyncObserver quiet = observerWith(Verbosity::kQuiet);
   quiet.warning("Incorrect size of json file list (0 bytes)");
-  quiet.survived({"A::b", -1, "Ivalid http proxy address \"?\"."});
+  quiet.nonFatalError({"A::b", -1, "Ivalid http proxy address \"?\"."});
   EXPECT_EQ(stream_.str(), "");
   SyncObserver normal = observerWith(Verbosity::kNormal);
   normal.warning("Incorrect size of json file list (0 bytes)");
-  normal.survived({"A::b", -1, "Ivalid http proxy address \"?\"."});
+  normal.nonFatalError({"A::b", -1, "Ivalid http proxy address \"?\"."});
   EXPECT_EQ(stream_.str(),
             "mtlsync: warning: Incorrect size of json file list (0 bytes)\n"
             "mtlsync: warning: Ivalid http proxy address \"?\".\n");

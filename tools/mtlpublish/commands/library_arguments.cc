@@ -62,7 +62,7 @@ void addLibraryOptions(CLI::App* command, LibraryArguments& arguments) {
   command->add_flag("--json", arguments.json, "Print one JSON object and nothing else");
   command->add_flag("-q,--quiet", arguments.quiet, "Print errors only");
   command->add_flag("-v,--verbose", arguments.verbose,
-                    "Name what has changed, and what was passed over");
+                    "Name what has changed, and what was skipped");
 }
 
 std::string contradictionIn(const LibraryArguments& arguments) {

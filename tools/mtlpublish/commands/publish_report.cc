@@ -19,14 +19,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void printPassedOver(const std::vector<std::string>& paths, bool names) {
+void printSkipped(const std::vector<std::string>& paths, bool names) {
   if (paths.empty()) return;
   std::size_t folders = 0;
   for (const std::string& path : paths) {
-    if (names) std::cout << "passed over  " << mtlrules::printable(path) << '\n';
+    if (names) std::cout << "skipped  " << mtlrules::printable(path) << '\n';
     if (path.back() == '/') ++folders;
   }
-  std::cout << "Passed over " << filesText(paths.size() - folders) << " and " << folders
+  std::cout << "Skipped " << filesText(paths.size() - folders) << " and " << folders
             << (folders == 1 ? " folder" : " folders") << (names ? "\n" : "; -v names them\n");
 }
 
@@ -103,7 +103,7 @@ int reportPublishing(const PublishResult& result, const LibraryArguments& argume
   const int status = reportProblems(result, arguments);
   if (status != kDone || arguments.quiet) return status;
   printTotals(result);
-  printPassedOver(result.passedOver, arguments.verbose);
+  printSkipped(result.skipped, arguments.verbose);
   printChanges(result, arguments.verbose);
   for (const EditionResult& view : result.views) {
     std::cout << "View '" << view.subPath << "', list at " << mtlrules::printable(view.listUrl)

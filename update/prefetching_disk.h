@@ -1,7 +1,8 @@
-// A LooksAhead object looks at the files that the last update left, on a thread of its own, while
-// the list of the next update is still arriving: with many files both take about the same time.
-#ifndef MTLLIB_UPDATE_LOOKS_AHEAD_H_
-#define MTLLIB_UPDATE_LOOKS_AHEAD_H_
+// A PrefetchingDisk object looks at the files that the last update left, on a thread of its own,
+// while the list of the next update is still arriving: with many files both take about the same
+// time.
+#ifndef MTLLIB_UPDATE_PREFETCHING_DISK_H_
+#define MTLLIB_UPDATE_PREFETCHING_DISK_H_
 
 #include <atomic>
 #include <cstddef>
@@ -19,10 +20,10 @@ namespace mtlupdate {
 
 /// The disk as it was at some moment since the construction, when all looking began. Apart from
 /// its own thread, one thread at a time calls. The folder must live longer.
-class LooksAhead final : public FolderDisk {
+class PrefetchingDisk final : public FolderDisk {
  public:
-  explicit LooksAhead(Folder& folder);
-  ~LooksAhead() override;
+  explicit PrefetchingDisk(Folder& folder);
+  ~PrefetchingDisk() override;
 
   /// Files that have been looked at.
   std::size_t count() const { return count_; }
@@ -47,4 +48,4 @@ class LooksAhead final : public FolderDisk {
 
 }  // namespace mtlupdate
 
-#endif  // MTLLIB_UPDATE_LOOKS_AHEAD_H_
+#endif  // MTLLIB_UPDATE_PREFETCHING_DISK_H_

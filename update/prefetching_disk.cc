@@ -1,20 +1,20 @@
 // Looks at files ahead of time. A file that was not reached in time is looked at when it is asked
 // for.
-#include "update/looks_ahead.h"
+#include "update/prefetching_disk.h"
 
 namespace mtlupdate {
 
 // Where no thread can be had, nothing is looked at ahead.
-LooksAhead::LooksAhead(Folder& folder)
+PrefetchingDisk::PrefetchingDisk(Folder& folder)
     : FolderDisk(folder),
       folder_(folder),
       running_(std::async(std::launch::async | std::launch::deferred, [this] { run(); })) {}
 
-LooksAhead::~LooksAhead() {
+PrefetchingDisk::~PrefetchingDisk() {
   isEnding_ = true;
 }
 
-void LooksAhead::run() {
+void PrefetchingDisk::run() {
   state_ = readState(folder_);
   identities_.reserve(state_.files().size());
   for (const KnownFile& file : state_.files()) {
@@ -27,13 +27,13 @@ void LooksAhead::run() {
   }
 }
 
-const State& LooksAhead::state() {
+const State& PrefetchingDisk::state() {
   isEnding_ = true;
   if (running_.valid()) running_.get();
   return state_;
 }
 
-std::error_code LooksAhead::look(std::string_view path, Look& found) {
+std::error_code PrefetchingDisk::look(std::string_view path, Look& found) {
   const KnownFile* const known = state().find(path);
   if (known != nullptr) {
     const auto number = static_cast<std::size_t>(known - state_.files().data());
