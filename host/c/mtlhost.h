@@ -393,7 +393,7 @@ MTLHOST_API int32_t mtlhost_error_code(const mtlhost_error* error);
 MTLHOST_API const char* mtlhost_error_message(const mtlhost_error* error);
 
 /** With the engine, why a connection failed: a CONNECTION_ERROR_... of
- * <mtllib/connection_error.h>; otherwise 0. */
+ * <mtllib/transfer_progress.h>; otherwise 0. */
 MTLHOST_API int32_t mtlhost_error_connection_reason(const mtlhost_error* error);
 
 /** With the engine, the HTTP status of an answer that was refused; otherwise 0. */
