@@ -19,13 +19,17 @@ test: deps
 	$(MAKE) release
 	ctest --preset release
 
-windows:
+.PHONY: configured-windows
+configured-windows:
 	scripts/install-deps --windows
 	deps=$$(scripts/build-deps windows) && \
 	  cmake --fresh --preset windows -D MTLLIB_DEPS="$$deps" $(CMAKE_OPTIONS)
+
+windows: configured-windows
 	cmake --build --preset windows
 
-windows-package: windows
+windows-package: configured-windows
+	cmake --build --preset windows --target mtlsync mtlpublish mtllib mtlhost
 	cpack --preset windows -B zip
 	mkdir -p dist
 	rm -f dist/mtllib-*-windows-*.zip
@@ -77,7 +81,14 @@ bundle-arm64:
 	rm -f dist/mtllib-*-linux-aarch64.tar.gz
 	cp build/arm64/archive/*.tar.gz dist
 
-test-arm64: bundle-arm64
+# The Python package with the libraries of that archive.
+.PHONY: wheel-arm64
+wheel-arm64: bundle-arm64
+	scripts/install-deps --python
+	rm -f dist/mtllib-*_aarch64.whl
+	scripts/build-wheel build/arm64 dist
+
+test-arm64: wheel-arm64
 	scripts/test-arm64 dist
 	ctest --preset arm64 -R '^(krell_networking_tests|rules_test|signing_test|system_tests|update_tests)$$'
 
@@ -86,7 +97,7 @@ wheel: configured-bundle
 	scripts/install-deps --python
 	cmake --build --preset bundle --target mtllib mtlhost
 	mkdir -p dist
-	rm -f dist/*.whl
+	rm -f dist/mtllib-*_x86_64.whl
 	scripts/build-wheel build/bundle dist
 
 # With the libraries of the release build in it, which take less time to build.
@@ -103,7 +114,7 @@ test-python:
 # The add-on for Blender, with the Python package in it.
 blender-addon: wheel
 	rm -f dist/mtllib_blender-*.zip
-	scripts/build-blender-addon dist
+	scripts/build-blender-addon dist/mtllib-*_x86_64.whl
 
 test-blender: blender-addon
 	scripts/install-deps --blender

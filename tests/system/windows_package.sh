@@ -51,6 +51,7 @@ for copy in loaded linked cpp c; do
 done
 
 cmp "$1/LICENSE" "$prefix/share/doc/mtllib/LICENSE"
-for part in cli11 cpp-httplib curl gcc jsoncpp libsodium llhttp mingw-w64 rapidjson zlib; do
+for part in cli11 cpp-httplib curl gcc jsoncpp libsodium llhttp mingw-w64 rapidjson tomlplusplus \
+  utf8proc zlib; do
   grep -qi copyright "$prefix/share/doc/mtllib/licences/$part"
 done
