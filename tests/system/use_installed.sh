@@ -27,20 +27,21 @@ module=$(cat "$folder/build/module")
 # loader finds.
 export PKG_CONFIG_PATH="$libraries/pkgconfig"
 [ "$prefix" = /usr ] || export LD_LIBRARY_PATH="$libraries"
-build_pc_host() {  # PACKAGE PROGRAM [OPTION...] SOURCE
-  package=$1
-  program=$2
-  shift 2
-  [ "$(pkg-config --modversion "$package")" = "$version" ]
-  # shellcheck disable=SC2046  # options, not one word
-  "$compiler" "$@" -x none -o "$program" $(pkg-config --cflags --libs "$package")
+[ "$(pkg-config --modversion mtllib mtllib-host mtlhost | sort -u)" = "$version" ]
+# shellcheck disable=SC2046  # options, not one word
+"$3" -std=c++17 -o "$folder/linking" "$1/tests/system/downstream/linking_host.cc" \
+  $(pkg-config --cflags --libs mtllib)
+# build_documented LANGUAGE PROGRAM: by the command of the document.
+build_documented() {
+  command=$(grep "^    g.*host\.$1 " "$document")
+  (cd "$folder/hosts" && mv "$2.$1" "host.$1" && sh -eu -c "$command" && mv a.out "$folder/$2")
 }
-build_pc_host mtllib "$folder/linking" -std=c++17 "$1/tests/system/downstream/linking_host.cc"
-build_pc_host mtllib-host "$folder/kit" -std=c++17 "$folder/hosts/cpp_host.cc"
-build_pc_host mtlhost "$folder/interface" -std=c11 -x c "$folder/hosts/c_host.c"
+document=$1/docs/hosts.md
+build_documented cc cpp_host
+build_documented c c_host
 "$folder/linking" "$address" "$folder/pc"
-"$folder/kit" "$address" "$folder/pc_kit"
-"$folder/interface" "$address" "$folder/pc_interface"
+"$folder/cpp_host" "$address" "$folder/pc_kit"
+"$folder/c_host" "$address" "$folder/pc_interface"
 "$folder/build/loading_host" "$(pkg-config --variable module mtllib)" "$address" "$folder/pc_loaded"
 
 for copy in loaded linked cpp c pc pc_kit pc_interface pc_loaded; do
