@@ -9,10 +9,7 @@ import mtllib
 from . import message
 from .message import Message
 
-_LOAD_ADVICE = (
-    "Install the add-on's zip file that was built for this system, and the system's libcurl "
-    "and JsonCpp"
-)
+_LOAD_ADVICE = "Install the add-on again, from a zip file that was built for this system"
 _SETTINGS_ADVICE = "Check the add-on's preferences"
 _UNITS = ("bytes", "kB", "MB", "GB", "TB")
 
@@ -80,8 +77,8 @@ def failed(error: Exception) -> Message:
     """What failed, and what to do."""
     reason = mtllib.printable(str(error)).rstrip(".")
     hint = getattr(error, "hint", "")
-    if not hint and isinstance(error, mtllib.LoadError):
-        hint = _LOAD_ADVICE
+    if isinstance(error, mtllib.LoadError) and not error.chain:
+        hint = _LOAD_ADVICE  # Users of the add-on did not install the package themselves.
     if not hint and isinstance(error, ValueError):
         hint = _SETTINGS_ADVICE
     return message.error(reason, hint.rstrip("."))

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import pathlib
+import re
 import shutil
 import zipfile
 
@@ -75,8 +76,8 @@ def test_a_library_that_cannot_be_loaded_is_told(own: Blender) -> None:
     library = _vendored(own) / "_lib" / "libmtlhost.so.0"
     library.write_bytes(b"")
     text = _failure_of(own)
-    assert f"Error: could not load {library}:" in text
-    assert "Install the add-on's zip file that was built for this system" in text
+    assert f"Error: Could not load the library {library}: " in text
+    assert "Install the add-on again, from a zip file that was built for this system" in text
 
 
 def test_the_addon_can_be_disabled_and_enabled_again(own: Blender) -> None:
@@ -88,3 +89,22 @@ for _ in range(2):
 print("told:", str(hasattr(bpy.types, "MTLLIB_OT_check")).lower())
 """
     assert own.run(script).check().told == [False]
+
+
+def test_the_documented_script_sets_up_an_installation(
+    server: ScriptedServer, copy: pathlib.Path, addon_zip: pathlib.Path, tmp_path: pathlib.Path
+) -> None:
+    server.publish({"a.mat": b"oak"})
+    document = (pathlib.Path(__file__).parents[1] / "README.md").read_text(encoding="utf-8")
+    (script,) = re.findall(r"```python\n(.*?)```", document, re.DOTALL)
+    for documented, actual in [
+        ("mtllib_blender-VERSION.zip", str(addon_zip)),
+        ("https://materials.example/library", server.url),
+        ("/srv/materials", str(copy)),
+    ]:
+        assert documented in script
+        script = script.replace(documented, actual)
+    farm = Blender(tmp_path / "farm").with_saved_settings()
+    farm.run(script).check()
+    farm.run("import bpy; bpy.ops.mtllib.synchronise()").check()
+    assert (copy / "a.mat").read_bytes() == b"oak"
