@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "support/child_process.h"
 #include "support/temp_dir.h"
@@ -24,12 +25,22 @@ Tree copyOf(int release) {
   return tree;
 }
 
+/// The words that start an update of the folder, in an emulator where the processor needs one.
+std::vector<std::string> updateOf(const std::string& folder, int release,
+                                  std::vector<std::string> before = {}) {
+  std::istringstream emulator(EMULATOR);
+  for (std::string word; emulator >> word;)
+    before.push_back(word);
+  before.insert(before.end(), {LOCAL_UPDATE, folder, std::to_string(release)});
+  return before;
+}
+
 class CutUpdate : public testing::Test {
  protected:
   CutUpdate() { EXPECT_EQ(run(0).exitCode, 0); }
 
   ProcessResult run(int release, const ChildProcess::Environment& environment = {}) {
-    return runProcess({LOCAL_UPDATE, dir / "copy", std::to_string(release)}, environment);
+    return runProcess(updateOf(dir / "copy", release), environment);
   }
 
   /// Kills the update at this write, unless it makes fewer.
@@ -120,7 +131,7 @@ TEST_F(CutUpdate, SharesNothingThatIsWrittenWithAHardLinkedCopyOfTheFolder) {
     ASSERT_EQ(run(point).exitCode, 0);
     ASSERT_EQ(readTree(dir / "snapshot"), before);
     const Tree after = readTree(dir / "copy");
-    ASSERT_EQ(runProcess({LOCAL_UPDATE, dir / "snapshot", std::to_string(point + 1)}).exitCode, 0);
+    ASSERT_EQ(runProcess(updateOf(dir / "snapshot", point + 1)).exitCode, 0);
     ASSERT_EQ(readTree(dir / "copy"), after);
     std::filesystem::remove_all(dir.path() / "snapshot");
     if (cut.exitCode == 0) break;
@@ -199,7 +210,7 @@ TEST_F(CutUpdate, LeavesOldOrNewFilesWhenASubfolderCannotBeWritten) {
 TEST_F(CutUpdate, LeavesTheOldCopyWhenFilesMayNotGrowFurther) {
   // What a full disk does to writing, a limit does too, and needs no disk of its own.
   const ProcessResult result =
-      runProcess({"sh", "-c", "ulimit -f 2; exec \"$0\" \"$1\" 1", LOCAL_UPDATE, dir / "copy"});
+      runProcess(updateOf(dir / "copy", 1, {"sh", "-c", "ulimit -f 2; exec \"$@\"", "sh"}));
   EXPECT_EQ(result.exitCode, 4) << result.err;
   EXPECT_THAT(result.err, testing::HasSubstr(".mtllib/"));
   bool isStaged = false;
