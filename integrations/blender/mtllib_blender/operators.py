@@ -165,7 +165,7 @@ class MTLLIB_OT_verify(_TaskOperator, bpy.types.Operator):
     bl_idname = "mtllib.verify"
     bl_label = "Verify Material Library"
     bl_description = (
-        "Tell which files of the local copy are damaged, missing or not of the library, without "
+        "Report which files of the local copy are damaged, missing or not of the library, without "
         "a network; writes nothing"
     )
     _task = Task.VERIFY

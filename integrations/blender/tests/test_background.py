@@ -179,7 +179,7 @@ def test_verify_tells_what_differs_and_repair_fetches_it(
     lines = whole.check().output.splitlines()
     assert [line for line in lines if line.startswith(("Info: ", "Warning: "))][1:] == [
         "Info: The local copy is as it should be: 2 files compared",
-        "Warning: 1 file of the local copy differs from the library, such as b.mat (damaged); "
+        "Warning: 1 file of the local copy differs from the library, such as b.mat (wrong size); "
         "Repair Material Library fetches what is wrong",
         "Info: The local copy was repaired: 1 file",
         "Info: Nothing in the local copy was wrong",
