@@ -22,14 +22,18 @@ Examples:
   mtlpublish serve --port 8080 library
   mtlpublish verify http://127.0.0.1:8080/)";
 
+/// What "--password-file FILE" takes, so that most of a line is left to say what it is for.
+constexpr int kOptionColumns = 24;
+
 int run(const common::Arguments& given) {
   CLI::App program("Publishes a folder as a material library, checks it and serves it.",
                    "mtlpublish");
   program.allow_windows_style_options(false);
+  program.get_formatter()->column_width(kOptionColumns);
   program.set_version_flag("--version", "mtlpublish " MTLPUBLISH_VERSION,
                            "Print the version and exit");
   program.set_help_flag("-h,--help", "Print this help and exit");
-  // None is told apart from an unknown one below.
+  // A missing command is reported below.
   program.require_subcommand(0, 1);
   program.footer(kFooter);
   const Command commands[] = {

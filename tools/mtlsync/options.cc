@@ -26,9 +26,9 @@ constexpr const char* kDefaultMaxFileSize = "2G";
 constexpr const char* kNoLimit = "0";
 
 constexpr const char* kFooter =
-    R"(SIZE is in bytes, or with k, M or G; 0 is no limit. TIME is in s, m or h.
+    R"(SIZE is in bytes, or with k, M or G; 0 means no limit. TIME is 90s, 5m or 2h.
 Exit status: 0 done, 1 failed, 2 wrong usage, 3 network, 4 disk, 5 content not
-as published or signed, 6 other run, 7 differences, 100 update, 130 interrupted.)";
+as published or signed, 6 busy, 7 differences, 100 update, 130 interrupted.)";
 
 /// Knows that URL is not always given.
 class HelpFormatter final : public CLI::Formatter {
@@ -110,43 +110,44 @@ void declareModes(CLI::App& app, Typed& typed) {
 
 void declareSettings(CLI::App& app, Options& options, Typed& typed) {
   app.add_option("--sub-path", options.subPath, "Sub-path of the library")->type_name("PATH");
-  app.add_option("--mirror", options.mirrors, "Other address of the library; repeatable")
+  app.add_option("--mirror", options.mirrors, "Another address of the library; repeatable")
       ->type_name("URL")
       ->expected(1)
       ->allow_extra_args(false)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
       ->check(notEmpty());
-  app.add_option("--proxy", options.proxyAddress, "HTTP proxy HOST:PORT; else the system's")
+  app.add_option("--proxy", options.proxyAddress, "HTTP proxy, HOST:PORT; the system's by default")
       ->type_name("ADDRESS")
       ->check(notEmpty());
   app.add_flag("--no-proxy", typed.noProxy, "Use no proxy");
   app.add_option("--max-file-size", typed.maxFileSize,
-                 "Give up when a file is larger; 2G if not given")
+                 "Give up if a file is larger; 2G if not given")
       ->type_name("SIZE")
       ->check(isSize());
-  app.add_option("--max-total-size", typed.maxTotalSize, "Give up when more is to be fetched")
+  app.add_option("--max-total-size", typed.maxTotalSize,
+                 "Give up if more than SIZE is to be fetched")
       ->type_name("SIZE")
       ->check(isSize());
   app.add_flag("-q,--quiet", typed.quiet, "Print errors only");
   app.add_flag("-v,--verbose", typed.verbose, "Print every message");
-  app.add_flag("--json", options.json, "Print events and result as JSON, one a line");
-  app.add_option("--module", options.moduleFile, "Let this plug-in do it, in its own way")
+  app.add_flag("--json", options.json, "Print events and result as JSON, one per line");
+  app.add_option("--module", options.moduleFile, "Use this module instead of the built-in engine")
       ->type_name("FILE")
       ->check(notEmpty());
 }
 
 void declareUpdate(CLI::App& app, Options& options, Typed& typed) {
   mtlhost::UpdateSettings& update = options.update;
-  app.add_flag("--full", update.full, "Fetch all that the list selects");
+  app.add_flag("--full", update.full, "Fetch again everything that the list selects");
   app.add_flag("--prune", update.prune, "Remove files that the library has withdrawn");
-  app.add_flag("--prune-most", update.pruneMost, "Also when they are more than half of the copy");
-  app.add_option("--limit-rate", typed.limitRate, "Receive no more than that a second")
+  app.add_flag("--prune-most", update.pruneMost, "The same, even if more than half of the copy");
+  app.add_option("--limit-rate", typed.limitRate, "Receive at most SIZE per second")
       ->type_name("SIZE")
       ->check(isSize());
-  app.add_option("--retries", typed.retries, "Send a failed request that often again; 4 times")
+  app.add_option("--retries", typed.retries, "Retry a failed request N times; 4 if not given")
       ->option_text("N")
       ->check(CLI::Range(0, 100));
-  app.add_option("--random-delay", typed.randomDelay, "Wait a random part of it first")
+  app.add_option("--random-delay", typed.randomDelay, "First wait for a random part of TIME")
       ->type_name("TIME")
       ->check(isDuration());
   app.add_flag("--wait", update.waitsForOthers, "Wait for another run on DIR to end");
@@ -155,35 +156,36 @@ void declareUpdate(CLI::App& app, Options& options, Typed& typed) {
 void declareNetwork(CLI::App& app, mtlhost::NetworkSettings& network, Typed& typed) {
   app.add_flag("--help-network", typed.helpOnNetwork)->group("");
   app.option_defaults()->group(kNetworkGroup);
-  app.add_option("--ca-file", network.caFile, "Trust the authorities in it (PEM), no others")
+  app.add_option("--ca-file", network.caFile, "Trust only the authorities in FILE (PEM)")
       ->type_name("FILE")
       ->check(notEmpty());
   app.add_option("--proxy-user", typed.proxyUser, "USER:PASSWORD for the proxy")
       ->type_name("TEXT|@FILE")
       ->check(notEmpty());
-  app.add_option("--field", typed.fields, "Send \"NAME: VALUE\" too, over https alone")
+  app.add_option("--field", typed.fields, "Also send \"NAME: VALUE\", over https only")
       ->type_name("TEXT|@FILE")
       ->expected(1)
       ->allow_extra_args(false)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
       ->check(notEmpty());
-  app.add_option("--query", typed.query, "Put it behind the \"?\" of each URL")
+  app.add_option("--query", typed.query, "Append \"?TEXT\" to every URL")
       ->type_name("TEXT|@FILE")
       ->check(notEmpty());
-  app.add_option("--user-agent", network.userAgent, "Name told to servers; mtllib/VERSION")
+  app.add_option("--user-agent", network.userAgent,
+                 "Name sent to servers; mtllib/VERSION by default")
       ->type_name("NAME")
       ->check(notEmpty());
   const auto addTime = [&](const char* name, std::string& time, const char* text) {
     app.add_option(name, time, text)->type_name("TIME")->check(isDuration());
   };
-  addTime("--connect-timeout", typed.connectTimeout, "Connect in that time at most; 30 s");
-  addTime("--stall-timeout", typed.stallTimeout, "Wait so long for a byte at most; 60 s");
-  addTime("--max-time", typed.mostTime, "Give up when it takes longer");
+  addTime("--connect-timeout", typed.connectTimeout, "Longest time to connect; 30s if not given");
+  addTime("--stall-timeout", typed.stallTimeout, "Longest time without any data; 60s if not given");
+  addTime("--max-time", typed.mostTime, "Give up if the whole run takes longer");
   app.option_defaults()->group(kShownGroup);
 }
 
 void declareTrust(CLI::App& app, mtlhost::TrustSettings& trust) {
-  app.add_option("--key", trust.keys, "Take only what this public key has signed")
+  app.add_option("--key", trust.keys, "Accept only what this public key has signed")
       ->type_name("KEY|FILE")
       ->expected(1)
       ->allow_extra_args(false)
@@ -192,7 +194,7 @@ void declareTrust(CLI::App& app, mtlhost::TrustSettings& trust) {
   app.add_option("--name", trust.libraryName, "Name that the library must be signed with")
       ->type_name("NAME")
       ->check(notEmpty());
-  app.add_flag("--allow-expired", trust.allowsExpired, "Take what has expired, with a warning");
+  app.add_flag("--allow-expired", trust.allowsExpired, "Accept an expired release, with a warning");
   app.add_flag("--forget-keys", trust.forgetsKeys, "Forget which keys and releases DIR has had");
 }
 
@@ -343,13 +345,13 @@ CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
                "mtlsync");
   app.formatter(std::make_shared<HelpFormatter>());
   app.allow_windows_style_options(false);
-  app.set_help_flag("-h,--help", "Print this help; see --help-network, too");
+  app.set_help_flag("-h,--help", "Print this help; see also --help-network");
   app.set_version_flag("--version", "mtlsync " MTLSYNC_VERSION, "Print the version and exit");
   app.footer(kFooter);
   std::array<std::string, 2> names;
   const std::array<CLI::Option*, 2> positionals{
       app.add_option("URL", names[0], "Address of the library")->option_text(" "),
-      app.add_option("DIR", names[1], "Folder of the local copy; made if missing")
+      app.add_option("DIR", names[1], "Folder of the local copy; created if missing")
           ->option_text(" ")};
   declareModes(app, typed);
   declareSettings(app, options, typed);

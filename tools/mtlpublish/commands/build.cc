@@ -19,13 +19,13 @@ namespace mtlpublish {
 namespace {
 
 constexpr const char* kBuildFooter =
-    R"(GLOB, in options that may be repeated: * stands for any characters, ? for one,
-[a-z] for one of these, [!a-z] for others. Without '/' it matches a file's name,
-with '/' the path below DIR, where * matches '/' too. Quote it for the shell.
+    R"(GLOB: * stands for any characters, ? for one, [a-z] for one of these, [!a-z] for
+others. Without '/' it matches a file's name, with '/' the path below DIR. KIND:
+windows-names, same-names, long-paths, unused-entries, changed-missing. Options
+with GLOB, KIND or URL may be repeated.
 
 Examples:
-  mtlpublish build --lossy --missing 'previews/*' --never '*.psd' library
-  mtlpublish build --sign oak.key --name oak library)";
+  mtlpublish build --missing 'previews/*' --sign oak.key --name oak library)";
 
 struct BuildArguments {
   LibraryArguments library;
@@ -60,7 +60,7 @@ int build(const BuildArguments& arguments) {
 Command addBuildCommand(CLI::App& program) {
   const auto arguments = std::make_shared<BuildArguments>();
   CLI::App* command =
-      program.add_subcommand("build", "Write the list of the files in DIR, and a new id");
+      program.add_subcommand("build", "Write the list and the id that clients read");
   addLibraryOptions(command, arguments->library);
   addSigningOptions(command, arguments->signing);
   command->footer(kBuildFooter);

@@ -88,7 +88,7 @@ std::vector<Glob> parsed(const std::vector<std::string>& patterns) {
 
 void addPasswordFile(CLI::App* command, std::string& file) {
   addText(command, "--password-file", "FILE", file,
-          "Read the password from FILE, - for standard input");
+          "File with the key's password; - for standard input");
 }
 
 }  // namespace mtlpublish

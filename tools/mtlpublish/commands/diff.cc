@@ -17,9 +17,10 @@ namespace mtlpublish {
 namespace {
 
 constexpr const char* kDiffFooter =
-    R"(Give the options of the build. Nothing is written, and no key is needed. What is
-said of clients is what their requests bring, without headers: those of the kit
-fetch what has changed, those of the module all that is not --missing.
+    R"(Give the options of the build. Nothing is written, and no key is needed. The
+bytes that clients fetch are counted without headers: clients of the kit fetch
+what has changed, those of the module everything that is not --missing.
+For GLOB and KIND, see mtlpublish build --help.
 
 Examples:
   mtlpublish diff --missing 'previews/*' library
@@ -41,7 +42,7 @@ int diff(const LibraryArguments& arguments) {
 
 Command addDiffCommand(CLI::App& program) {
   const auto arguments = std::make_shared<LibraryArguments>();
-  CLI::App* command = program.add_subcommand("diff", "Say what a build of DIR would change");
+  CLI::App* command = program.add_subcommand("diff", "Show what a build of DIR would change");
   addLibraryOptions(command, *arguments);
   command->footer(kDiffFooter);
   return {command, [arguments] { return diff(*arguments); }};

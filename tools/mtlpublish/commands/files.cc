@@ -25,15 +25,15 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kFilesFooter =
-    R"(Paths are below DIR, one a line, as they are: for programs that publish. Lists
-and stamps are not among them, nor is what no client ever fetches.
+    R"(Prints paths below DIR, one per line, for programs that upload a library. Lists
+and ids are not among them, nor are files that no client fetches.
 
---lists names the lists, and --list-forms what is beside them, compressed and as
-differences, which is to be there before the list is; after a tab, the place
-below the root of the server, or of the library if it has no views. The stamp
-beside a list in DIR has the same place below the library. --cache-control adds
-to each path, after a tab, what caches are to be told, and --nginx prints the
-same for a configuration of nginx.
+--lists prints the lists, and --list-forms their compressed forms and
+differences, which must be on the server before the lists; after a tab follows
+the place below the root of the server, or below the library's address if it has
+no views. The id beside a list in DIR belongs in the same place below that
+address. --cache-control adds a tab and the Cache-Control that library.toml sets
+to each path, and --nginx prints the same for a configuration of nginx.
 
 Examples:
   mtlpublish files library >names
@@ -124,17 +124,16 @@ int files(const FilesArguments& arguments) {
 
 Command addFilesCommand(CLI::App& program) {
   const auto arguments = std::make_shared<FilesArguments>();
-  CLI::App* command =
-      program.add_subcommand("files", "Name the files of a library that clients fetch");
-  addPlace(command, "DIR", arguments->library.folder, "Folder of a library that was built");
+  CLI::App* command = program.add_subcommand("files", "Print which files a server must have");
+  addPlace(command, "DIR", arguments->library.folder, "Folder of a library that has been built");
   addConfigOption(command, arguments->library);
-  command->add_flag("--lists", arguments->lists,
-                    "Name the lists, each with its place on the server");
+  command->add_flag("--lists", arguments->lists, "Print the lists and their places on the server");
   command->add_flag("--list-forms", arguments->listForms,
-                    "Name what is beside the lists, with its places");
+                    "Print what is beside the lists, with its places");
   command->add_flag("--cache-control", arguments->cacheControl,
-                    "Say what caches are to be told of each file");
-  command->add_flag("--nginx", arguments->nginx, "Print the same as a map for nginx");
+                    "Add the Cache-Control of each file");
+  command->add_flag("--nginx", arguments->nginx,
+                    "Print the Cache-Control of files as a map for nginx");
   command->footer(kFilesFooter);
   return {command, [arguments] { return files(*arguments); }};
 }

@@ -21,8 +21,9 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kInitFooter =
-    R"(The file says with comments what it can say, and of the files in DIR what a
-publisher probably wants. Look it through before the first build.
+    R"(Comments in the file explain what it can contain. Its settings are what probably
+suits the files in DIR: look them through before the first build. An existing
+file is not overwritten.
 
 Examples:
   mtlpublish init library && $EDITOR library/library.toml
@@ -49,7 +50,7 @@ int init(const std::string& folder) {
 Command addInitCommand(CLI::App& program) {
   const auto folder = std::make_shared<std::string>();
   CLI::App* command =
-      program.add_subcommand("init", "Write a configuration for DIR, to look through");
+      program.add_subcommand("init", "Write a first configuration, DIR/library.toml");
   addPlace(command, "DIR", *folder, "Folder to publish");
   command->footer(kInitFooter);
   return {command, [folder] { return init(*folder); }};

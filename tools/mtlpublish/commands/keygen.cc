@@ -14,8 +14,10 @@ namespace mtlpublish {
 namespace {
 
 constexpr const char* kKeygenFooter =
-    R"(The keys are as minisign makes them. NAME.key is secret, and encrypted with the
-password. Clients are given what is in NAME.pub.
+    R"(Writes NAME.key, the secret key to sign with, and NAME.pub, the public key for
+clients, in the format of minisign. The secret key is encrypted with a password,
+which is asked for on the terminal unless an option is given. Existing files are
+not overwritten.
 
 Examples:
   mtlpublish keygen oak
@@ -47,9 +49,8 @@ int keygen(const KeygenArguments& arguments) {
 
 Command addKeygenCommand(CLI::App& program) {
   const auto arguments = std::make_shared<KeygenArguments>();
-  CLI::App* command =
-      program.add_subcommand("keygen", "Make a pair of keys to sign libraries with");
-  addPlace(command, "NAME", arguments->name, "What the files are called, without .key and .pub");
+  CLI::App* command = program.add_subcommand("keygen", "Make a pair of keys for signing libraries");
+  addPlace(command, "NAME", arguments->name, "Name of the files, without .key and .pub");
   addPasswordFile(command, arguments->password.file);
   command->add_flag("--no-password", arguments->password.isNone, "Do not encrypt the secret key");
   command->footer(kKeygenFooter);

@@ -35,34 +35,36 @@ void addPatterns(const std::vector<std::string>& patterns, std::vector<Glob>& gl
 
 void addConfigOption(CLI::App* command, LibraryArguments& arguments) {
   addText(command, "--config", "FILE", arguments.config,
-          "Configuration instead of DIR/library.toml");
+          "Configuration file; DIR/library.toml if not given");
 }
 
 void addLibraryOptions(CLI::App* command, LibraryArguments& arguments) {
   addPlace(command, "DIR", arguments.folder, "Folder to publish");
   addConfigOption(command, arguments);
   addGlobs(command, "--missing", arguments.missing,
-           "Files that clients fetch only if they lack them");
-  addGlobs(command, "--never", arguments.never, "Files that clients never fetch, --missing or not");
-  addGlobs(command, "--exclude", arguments.exclude, "Files and folders that are not published");
-  addGlobs(command, "--include", arguments.include, "Files and folders to publish all the same");
-  command->add_flag("--lossy", arguments.lossy, "Clients fetch x.jpeg.tx, where it is, for x.tx");
+           "Clients fetch these only if they do not have them");
+  addGlobs(command, "--never", arguments.never, "Clients never fetch these, even with --missing");
+  addGlobs(command, "--exclude", arguments.exclude, "Do not publish these files and folders");
+  addGlobs(command, "--include", arguments.include,
+           "Publish these, although left out by default (.x, *~)");
+  command->add_flag("--lossy", arguments.lossy,
+                    "Clients fetch x.jpeg.tx, if it is there, for x.tx");
   addTexts(command, "--allow", "KIND", arguments.allow,
-           "Publish what some client cannot take, by kind")
+           "Publish files that some clients cannot store or fetch")
       ->check(CLI::Validator(kindProblem, "", "kind"));
   addTexts(command, "--mirror", "URL", arguments.mirrors,
-           "Other address of the library, if it is signed")
+           "Another address of the library, if that is signed")
       ->check(CLI::Validator(
           [](const std::string& address) {
             const std::string problem = mirrorProblem(address);
             return problem.empty() ? problem : "'" + address + "' " + problem;
           },
           "", "mirror"));
-  command->add_flag("--no-cache", arguments.noCache, "Read every file again, and keep no cache");
-  command->add_flag("--json", arguments.json, "Print one JSON object and nothing else");
+  command->add_flag("--no-cache", arguments.noCache, "Read every file again, and store no digests");
+  command->add_flag("--json", arguments.json, "Print the result as one JSON object");
   command->add_flag("-q,--quiet", arguments.quiet, "Print errors only");
   command->add_flag("-v,--verbose", arguments.verbose,
-                    "Name what has changed, and what was skipped");
+                    "Also print what has changed, and what is skipped");
 }
 
 std::string contradictionIn(const LibraryArguments& arguments) {

@@ -22,10 +22,10 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kReportFooter =
-    R"(The page is one file of HTML that shows the library as it was built last, with a
-search of its files, and takes nothing from elsewhere. Its links and pictures
-are those beside it: put it on the server next to id.txt. It may not be written
-into DIR, where the next build would list it.
+    R"(The page is a single HTML file that shows the library as of its last build, with
+a search of its files, and loads nothing from other servers. Its links are
+relative: put it on the server next to id.txt. It cannot be written into DIR,
+where the next build would list it.
 
 Examples:
   mtlpublish report library >report.html
@@ -75,12 +75,13 @@ int report(const ReportArguments& arguments) {
 
 Command addReportCommand(CLI::App& program) {
   const auto arguments = std::make_shared<ReportArguments>();
-  CLI::App* command = program.add_subcommand("report", "Write a page that shows what is in DIR");
-  addPlace(command, "DIR", arguments->folder, "Folder of a library that was built");
+  CLI::App* command =
+      program.add_subcommand("report", "Write a web page that shows what is in DIR");
+  addPlace(command, "DIR", arguments->folder, "Folder of a library that has been built");
   addText(command, "--output", "FILE", arguments->output,
-          "File to write, outside DIR; standard output if not given");
+          "File to write; standard output if not given");
   addText(command, "--sub-path", "PATH", arguments->subPath,
-          "Show what clients see that give this sub-path");
+          "Show what clients that use this sub-path see");
   command->footer(kReportFooter);
   return {command, [arguments] { return report(*arguments); }};
 }

@@ -21,10 +21,10 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kRollbackFooter =
-    R"(Builds are kept when library.toml says keep = N. The files that the last build
-changed get their former contents, those that it added are removed, and the list
-of the build before is published, with a new id or serial. Nothing is touched
-when a file has changed since the last build.
+    R"(This needs builds that were kept: set keep = N in library.toml, the number of
+builds. Files that the last build changed get their former contents, those that
+it added are removed, and the earlier list is published with a new id or serial.
+Nothing is changed if a file has changed since the last build.
 
 Examples:
   mtlpublish rollback library

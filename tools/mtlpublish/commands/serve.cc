@@ -28,14 +28,15 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kServeFooter =
-    R"(Prints the address on standard output, then a line for each request on standard
-error: method, path, status, bytes, time. A browser that opens the address sees
-a page about the library, unless the library has an index.html. GLOB is as in
-mtlpublish build --help; it is matched against the path below DIR.
+    R"(Prints the address on standard output and, on standard error, a line for each
+request: method, path, status, bytes, time. A browser that opens the address
+gets a page about the library, unless the library has an index.html. GLOB is
+matched against the path below DIR; see mtlpublish build --help.
 
 Only requests for an IP address or for localhost are answered, so that no web
-page can read the library through a name of its own. Where clients reach the
-server by another name, through a tunnel, say, give that with --host-name.
+page can read the library through a host name of its own. If clients reach the
+server by another name, for example through a tunnel, add it with --host-name.
+--fail and --host-name may be repeated.
 
 Examples:
   mtlpublish serve --port 8080 library
@@ -100,20 +101,22 @@ std::string hostNameProblem(const std::string& name) {
 Command addServeCommand(CLI::App& program) {
   const auto arguments = std::make_shared<ServeArguments>();
   CLI::App* command =
-      program.add_subcommand("serve", "Serve DIR on this computer alone, for trying out");
+      program.add_subcommand("serve", "Serve DIR on this computer only, to try it out");
   addPlace(command, "DIR", arguments->library.folder, "Folder to serve");
   addConfigOption(command, arguments->library);
-  command->add_option("--port", arguments->port, "Port to listen on; a free one if not given")
+  command->add_option("--port", arguments->port, "Port to listen on; any free one if not given")
       ->type_name("N")
       ->check(range(0, 65535));
-  command->add_option("--delay", arguments->delay, "Milliseconds that every answer waits")
+  command
+      ->add_option("--delay", arguments->delay,
+                   "Delay each answer by MS milliseconds; 0 if not given")
       ->type_name("MS")
       ->check(range(0, 3'600'000));
-  addGlobs(command, "--fail", arguments->fail, "Files whose requests fail with status 503");
+  addGlobs(command, "--fail", arguments->fail, "Answer requests for these files with status 503");
   addTexts(command, "--host-name", "NAME", arguments->hostNames,
-           "Answer requests for this host, too")
+           "Also answer requests for this host name")
       ->check(CLI::Validator(hostNameProblem, "", "host name"));
-  command->add_flag("-q,--quiet", arguments->quiet, "Log no requests");
+  command->add_flag("-q,--quiet", arguments->quiet, "Do not print requests");
   command->footer(kServeFooter);
   return {command, [arguments] { return serve(*arguments); }};
 }

@@ -26,19 +26,23 @@ std::string subPathProblem(const std::string& path) {
 
 void addSigningOptions(CLI::App* command, SigningArguments& arguments) {
   addText(command, "--sign", "KEYFILE", arguments.keyFile,
-          "Sign the list with the secret key in KEYFILE");
+          "Sign the list with this secret key, made by keygen");
   command->add_flag("--prepare", arguments.prepare,
-                    "Print the comment to sign the list with elsewhere");
-  command->add_flag("--no-sign", arguments.noSign, "Do not sign a library that was signed before");
-  addText(command, "--name", "NAME", arguments.name, "The library's name; later builds keep it")
+                    "Print the comment for signing the list elsewhere");
+  command->add_flag("--no-sign", arguments.noSign,
+                    "Do not sign, although the last build was signed");
+  addText(command, "--name", "NAME", arguments.name,
+          "Name to sign the library with; later builds keep it")
       ->check(CLI::Validator(libraryNameProblem, "", "library name"));
   command
       ->add_option("--sub-path", arguments.subPath,
-                   "Sub-path that clients give; later builds keep it")
+                   "Sub-path that clients use; later builds keep it")
       ->type_name("PATH")
       ->option_text("PATH")
       ->check(CLI::Validator(subPathProblem, "", "sub-path"));
-  command->add_option("--expires", arguments.expires, "Days for which clients accept the signature")
+  command
+      ->add_option("--expires", arguments.expires,
+                   "Days until the signature expires; never by default")
       ->type_name("DAYS")
       ->check(range(1, 3650));
   addPasswordFile(command, arguments.password.file);

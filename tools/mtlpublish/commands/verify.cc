@@ -23,14 +23,14 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kVerifyFooter =
-    R"(A library is all right when its id and its list are there and belong together,
-clients can read the list, its compressed form and, in DIR, its differences give
-the same list, every system can hold the listed names, and each file that
-clients fetch is there, of the listed size and content; with --key, which may be
-repeated, if one of the keys signed all of it. Problems are printed one a line.
+    R"(Checks that the id and the list are there and belong together, that clients can
+read the list, that its compressed form and, in DIR, its differences give the
+same list, that every system can store the listed names, and that each file that
+clients fetch is there with the listed size and content; with --key, that the
+list has a valid signature by one of the keys. Prints one problem per line.
 
-Certificates are checked as CURL_CA_BUNDLE, SSL_CERT_FILE and SSL_CERT_DIR say,
-proxies used as http_proxy, https_proxy and no_proxy do.
+CURL_CA_BUNDLE, SSL_CERT_FILE and SSL_CERT_DIR in the environment name the
+authorities to trust, http_proxy, https_proxy and no_proxy the proxy.
 
 Exit status: 0 all right, 1 problems found, 2 wrong usage.
 
@@ -110,13 +110,14 @@ Command addVerifyCommand(CLI::App& program) {
   CLI::App* command =
       program.add_subcommand("verify", "Check the library at URL or in DIR as clients do");
   addPlace(command, "URL|DIR", arguments->library,
-           "Library; a URL begins with http:// or https://");
-  command->add_flag("--quick", arguments->quick, "Compare sizes only; from a URL, fetch no file");
+           "Address of a library, http:// or https://, or folder");
+  command->add_flag("--quick", arguments->quick,
+                    "Compare sizes only, without fetching files from URL");
   addTexts(command, "--key", "KEY|FILE", arguments->keys,
-           "Public key, or file of one, that may have signed");
+           "Require a signature by this public key; repeatable");
   addText(command, "--sub-path", "PATH", arguments->subPath,
-          "Check what clients that give PATH get");
-  command->add_flag("--json", arguments->json, "Print one JSON object and nothing else");
+          "Check what clients that use this sub-path get");
+  command->add_flag("--json", arguments->json, "Print the result as one JSON object");
   command->add_flag("-q,--quiet", arguments->quiet, "Print problems only");
   command->footer(kVerifyFooter);
   return {command, [arguments] { return verify(*arguments); }};
