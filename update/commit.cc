@@ -50,11 +50,11 @@ class Commit {
   Outcome checkStamp() {
     Look look;
     if (const std::error_code error = folder_.look(stampPath_, look)) {
-      return diskFailure("cannot be looked at", stampPath_, error);
+      return diskFailure("cannot be examined", stampPath_, error);
     }
     if (look.kind == FileKind::kNone) return {};
     if (look.kind == FileKind::kFile && look.blockedBy.empty()) return {};
-    return Failure{Failure::Kind::kDisk, "what lies in the place of the stamp is not a file",
+    return Failure{Failure::Kind::kDisk, "what is in the place of the stamp is not a file",
                    look.blockedBy.empty() ? stampPath_ : look.blockedBy};
   }
 

@@ -10,31 +10,31 @@ const char* connectionReasonText(std::uint32_t reason) {
     case CONNECTION_ERROR_RESOLVE:
       return "the server's name could not be resolved";
     case CONNECTION_ERROR_CONNECT:
-      return "no connection to the server";
+      return "could not connect to the server";
     case CONNECTION_ERROR_TLS:
-      return "the TLS handshake or a TLS record failed";
+      return "the secure connection (TLS) failed";
     case CONNECTION_ERROR_PROXY:
-      return "the proxy could not be reached or refused";
+      return "the proxy could not be reached, or refused the connection";
     case CONNECTION_ERROR_SEND:
       return "the request could not be sent";
     case CONNECTION_ERROR_RECEIVE:
-      return "the connection broke before or in the response";
+      return "the connection broke before the whole answer had arrived";
     case CONNECTION_ERROR_TRUNCATED:
-      return "the body is shorter than announced";
+      return "only part of the file arrived";
     case CONNECTION_ERROR_TIMEOUT:
       return "connecting took too long, or the transfer stalled";
     case CONNECTION_ERROR_ABORTED:
-      return "the connections were closed meanwhile";
+      return "the connections were closed in the meantime";
     case CONNECTION_ERROR_PROTOCOL:
       return "the answer is not valid HTTP";
     case CONNECTION_ERROR_MEMORY:
       return "out of memory";
     case CONNECTION_ERROR_OTHER:
-      return "no closer reason known";
+      return "the reason is not known";
     case CONNECTION_ERROR_CERTIFICATE:
       return "the server's certificate could not be verified";
     case CONNECTION_ERROR_LIMIT:
-      return "the answer is larger than what is taken";
+      return "the answer is larger than allowed";
     default:
       return "";
   }
@@ -44,21 +44,21 @@ const char* connectionCauseText(Failure::Cause cause) {
   using Cause = Failure::Cause;
   switch (cause) {
     case Cause::kUnknownAuthority:
-      return "the server's certificate is from an authority that is not trusted here";
+      return "the server's certificate was issued by an authority that is not trusted";
     case Cause::kCertificateNotNow:
       return "the server's certificate has expired, or is not valid yet";
     case Cause::kOtherName:
-      return "the server's certificate is for another name";
+      return "the server's certificate is for a different name";
     case Cause::kNoAuthorities:
       return "the file of trusted authorities cannot be used";
     case Cause::kProxyRefused:
-      return "the proxy refused";
+      return "the proxy refused the connection";
     case Cause::kProxyPassword:
-      return "the proxy wants a user name and a password";
+      return "the proxy requires a user name and a password";
     case Cause::kNotConnected:
       return "connecting took too long";
     case Cause::kStalled:
-      return "the server did not go on with its answer";
+      return "the server stopped responding";
     default:
       return "";
   }
@@ -67,21 +67,21 @@ const char* connectionCauseText(Failure::Cause cause) {
 const char* brokenRuleText(std::int32_t rule) {
   switch (rule) {
     case HTTP_RULE_STATUS_LINE:
-      return "it does not begin as HTTP/1 does";
+      return "it does not begin like an HTTP/1 answer";
     case HTTP_RULE_FORBIDDEN_BYTE:
       return "its header has a zero byte or a lone carriage return";
     case HTTP_RULE_FIELD:
       return "a line of its header is not a field";
     case HTTP_RULE_LENGTH:
-      return "its length is not one plain number";
+      return "its length is not a single plain number";
     case HTTP_RULE_CODING:
-      return "its transfer coding is another than chunked";
+      return "its transfer coding is not chunked";
     case HTTP_RULE_CHUNK:
-      return "its chunks do not follow one another";
+      return "its chunks are malformed";
     case HTTP_RULE_UPGRADE:
-      return "it changes to another protocol";
+      return "it switches to another protocol";
     case HTTP_RULE_HEADER_SIZE:
-      return "its header has more than 300 KiB";
+      return "its header is larger than 300 KiB";
     case HTTP_RULE_FIELD_COUNT:
       return "its header has more than 1,000 fields";
     case HTTP_RULE_CHUNK_EXTENSIONS:

@@ -9,14 +9,14 @@
 
 namespace mtlupdate {
 
-/// "no connection to the server" and the like; "" for a number that is not a reason.
+/// "could not connect to the server" and the like; "" for a number that is not a reason.
 const char* connectionReasonText(std::uint32_t reason);
 
-/// The same where more is known: "the server did not go on with its answer"; "" for causes that
+/// The same where more is known: "the server stopped responding"; "" for causes that
 /// have nothing to do with connections.
 const char* connectionCauseText(Failure::Cause cause);
 
-/// "its header has more than 300 KiB" and the like; "" for a number that is not a rule.
+/// "its header is larger than 300 KiB" and the like; "" for a number that is not a rule.
 const char* brokenRuleText(std::int32_t rule);
 
 }  // namespace mtlupdate

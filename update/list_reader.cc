@@ -253,7 +253,7 @@ Outcome ListReader::finish() {
       place_ == Place::kBehindArray && (mode_ == Mode::kPlain || mode_ == Mode::kLine);
   if (isWhole) return {};
   return refused(place_ == Place::kBeforeArray ? "the list is not a JSON array"
-                                               : "the list ends in the middle");
+                                               : "the list is incomplete");
 }
 
 Outcome ListReader::take(std::string_view bytes) {

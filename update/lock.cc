@@ -17,7 +17,7 @@ namespace {
 constexpr std::chrono::milliseconds kPause{100};
 
 Failure busyWith(std::int64_t holder) {
-  std::string text = "another run is at work on this folder";
+  std::string text = "another run is using this folder";
   if (holder != 0) text += ": process " + std::to_string(holder);
   return {Failure::Kind::kBusy, text, "", true};
 }

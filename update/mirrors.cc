@@ -70,7 +70,7 @@ Outcome Mirrors::add(const std::string& address) {
   const bool isSafe = isHttps(address) ||
                       std::none_of(mirrors_.begin(), mirrors_.end(),
                                    [](const Mirror& mirror) { return isHttps(mirror.address); });
-  if (!isSafe) return refused("not of https, as an address of the library is that was given");
+  if (!isSafe) return refused("does not use https, although another address of the library does");
   return open(address);
 }
 

@@ -114,22 +114,23 @@ class Planner {
     }
     Look look;
     if (const std::error_code error = disk_.look(entry.path, look)) {
-      return pass(Reason::kUnreadable, "cannot be looked at: " + systemText(error));
+      return pass(Reason::kUnreadable, "cannot be examined: " + systemText(error));
     }
-    const std::string where = look.blockedBy.empty() ? "its place" : '"' + look.blockedBy + '"';
-    if (look.kind == FileKind::kLink) return pass(Reason::kLink, where + " is a link");
+    const std::string where =
+        look.blockedBy.empty() ? "its place is taken by " : '"' + look.blockedBy + "\" is ";
+    if (look.kind == FileKind::kLink) return pass(Reason::kLink, where + "a link");
     if (look.kind == FileKind::kOther) {
-      return pass(Reason::kOther, where + " is neither a file nor a folder");
+      return pass(Reason::kOther, where + "something other than a file or a folder");
     }
     if (!look.blockedBy.empty()) {
-      if (!fileGivesWay(look.blockedBy)) return pass(Reason::kNotAFolder, where + " is a file");
+      if (!fileGivesWay(look.blockedBy)) return pass(Reason::kNotAFolder, where + "a file");
       return place(entry, nullptr);
     }
     if (look.kind == FileKind::kFolder) {
       std::string kept;
       if (Outcome failure = clearFolder(entry.path, kept)) return failure;
-      if (kept == entry.path) return pass(Reason::kFolder, where + " is a folder");
-      if (!kept.empty()) return pass(Reason::kFolder, where + " is a folder with \"" + kept + '"');
+      if (kept == entry.path) return pass(Reason::kFolder, where + "a folder");
+      if (!kept.empty()) return pass(Reason::kFolder, where + "a folder with \"" + kept + '"');
       return place(entry, nullptr);
     }
     if (look.kind == FileKind::kNone) {
@@ -406,10 +407,10 @@ class Planner {
     plan_.spaceAvailable = disk_.freeRoom();
     if (!plan_.spaceAvailable || plan_.spaceNeeded <= *plan_.spaceAvailable) return {};
     return because(Failure::Cause::kTooLittleRoom,
-                   {Failure::Kind::kDisk, "too little room: " +
-                                              figures(plan_.spaceNeeded, *plan_.spaceAvailable,
-                                                      " bytes are needed, and ") +
-                                              " are free"});
+                   {Failure::Kind::kDisk,
+                    "not enough free space: " +
+                        figures(plan_.spaceNeeded, *plan_.spaceAvailable, " bytes are needed, ") +
+                        " are free"});
   }
 
   const Listing& listing_;

@@ -51,7 +51,7 @@ struct SkippedEntry {
 
   Reason reason;
   std::string path;  ///< Of the entry.
-  std::string text;  ///< In words, without the path: "its place is a link".
+  std::string text;  ///< In words, without the path: "its place is taken by a link".
 
   /// Whether something on the disk keeps the file from its place, so that the copy is not what the
   /// library has as long as that lies there.

@@ -66,7 +66,7 @@ Failure usage(std::string text, const std::string& about) {
 }
 
 Failure outOfResources() {
-  return {Failure::Kind::kMemory, "there is not enough memory, or no further thread to be had"};
+  return {Failure::Kind::kMemory, "there is not enough memory, or no more threads are available"};
 }
 
 Failure usage(std::string text, const std::string& about, Failure::Cause cause) {
@@ -245,10 +245,11 @@ Outcome Session::configure(const SessionOptions& options) {
     return refuse("not an address of http or https");
   }
   if (!options.fields.empty() && !isHttps) {
-    return usage("request fields are sent over https alone", options.address,
+    return usage("request fields are only sent over https", options.address,
                  Failure::Cause::kNotHttps);
   }
-  if (!isQuery(options.query)) return usage("the query has characters that no URL has", "");
+  if (!isQuery(options.query))
+    return usage("the query has characters that are not allowed in a URL", "");
   if (!options.query.empty()) query_ = '?' + options.query;
   server_ = (isHttps ? "https://" : "http://") + std::string(parts.server);
   path_ = parts.path;
@@ -298,11 +299,11 @@ Outcome Session::setFields(const SessionOptions& options) {
   Err err;
   Headers headers;
   if (!setField(headers, "User-Agent", options.userAgent)) {
-    return usage("not a name for a program", options.userAgent);
+    return usage("is not the name of a program", options.userAgent);
   }
   for (const auto& [name, value] : options.fields) {
     if (isOwnField(name) || !setField(headers, name.c_str(), value)) {
-      return usage("not a request field that can be set", name);
+      return usage("is not a request field that can be set", name);
     }
   }
   pool_.setHeaders(err, headers, 0);

@@ -69,7 +69,7 @@ Outcome Staging::find(const Entry& entry, const ShouldContinue& shouldContinue, 
   found = {};
   const std::string path = stagedPath(entry, stamp_);
   Look look;
-  if (Outcome failure = outcomeOf("cannot be looked at", path, folder_.look(path, look))) {
+  if (Outcome failure = outcomeOf("cannot be examined", path, folder_.look(path, look))) {
     return failure;
   }
   const std::uint64_t size = look.identity.size;
@@ -144,7 +144,7 @@ Outcome Staging::copy(const Entry& entry, std::string_view path,
   std::error_code error = folder_.makeFolders(kStageFolder);
   if (Outcome failure = outcomeOf("cannot be made", kStageFolder, error)) return failure;
   const auto isNotTheSame = [&] {
-    return Failure{Failure::Kind::kContent, "has another content than it had", std::string(path)};
+    return Failure{Failure::Kind::kContent, "has changed in the meantime", std::string(path)};
   };
   error = copyFile(folder_, path, stagedPath(entry, stamp_), shouldContinue);
   if (error == std::errc::no_such_file_or_directory) return isNotTheSame();

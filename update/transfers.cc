@@ -126,7 +126,7 @@ void Transfers::handOver(Lock& lock) {
 
 void Transfers::checkEnd() {
   if (!limits_.end || timing_.now() < *limits_.end) return;
-  fail({Failure::Kind::kLimit, "the time that is allowed is over"});
+  fail({Failure::Kind::kLimit, "the time limit is over"});
 }
 
 void Transfers::startIdle() {

@@ -82,14 +82,14 @@ Outcome Trust::readRecord(Folder& folder) {
   if (options_.forgets) return {};
   Look look;
   if (const std::error_code error = folder.look(kTrustedFile, look)) {
-    return diskFailure("cannot be looked at", kTrustedFile, error);
+    return diskFailure("cannot be examined", kTrustedFile, error);
   }
   const bool isThere = look.kind != FileKind::kNone;
   if (!hasKeys()) {
     if (!isThere) return {};
     return because(
         Failure::Cause::kKeysMissing,
-        usage("this copy was updated with keys: without any, nobody would check what comes"));
+        usage("this copy was updated with keys: without them, updates would not be checked"));
   }
   if (isThere) {
     std::string bytes;
@@ -150,7 +150,7 @@ Outcome Trust::checkSignature(std::string_view stamp) {
   auto release = mtlsigning::signedReleaseFrom(stamp, options_.keys, problem);
   if (!release) {
     if (!mtlsigning::looksSigned(stamp)) {
-      problem += ": somebody has replaced it, or the library's publisher does not sign";
+      problem += ": somebody has replaced it, or the library's publisher does not sign it";
     }
     return untrusted("it " + problem);
   }
@@ -175,24 +175,23 @@ Outcome Trust::checkName(const Release& release) const {
 
 Outcome Trust::checkSerial(std::string_view stamp) const {
   if (const Seen* const last = seen()) {
-    if (Outcome failure = compare(stamp, *last, "this copy has had")) return failure;
+    if (Outcome failure = compare(stamp, *last, "the one this copy has had")) return failure;
   }
-  return newest_ ? compare(stamp, *newest_, "this run has seen") : Outcome();
+  return newest_ ? compare(stamp, *newest_, "the one this run has seen") : Outcome();
 }
 
 Outcome Trust::compare(std::string_view stamp, const Seen& last, const char* who) const {
   const Release& release = release_.release;
   if (last.stamp == stamp || release.serial > last.release.serial) return {};
   if (release.serial < last.release.serial) {
-    return because(
-        Failure::Cause::kOlderRelease,
-        laggard("it is of an older release, " + whenOf(release) + ", than " + who + ", " +
-                whenOf(last.release) +
-                ": a mirror that lags, which a later try finds caught up, or somebody who "
-                "puts an old release back"));
+    return because(Failure::Cause::kOlderRelease,
+                   laggard("it is from an older release, " + whenOf(release) + ", than " + who +
+                           ", " + whenOf(last.release) +
+                           ": either a mirror lags behind, and a later try will work, or somebody "
+                           "has put an old release back"));
   }
-  return untrusted("it is another one of the same release, " + whenOf(release) + ", as " + who +
-                   ": its publisher has signed two, or lost count");
+  return untrusted("it is from the same release, " + whenOf(release) + ", as " + who +
+                   ", but differs: the publisher has signed two stamps with one serial");
 }
 
 Outcome Trust::checkTime(std::int64_t now, std::string& warning) const {
@@ -201,10 +200,10 @@ Outcome Trust::checkTime(std::int64_t now, std::string& warning) const {
   if (now + kLeeway < release.published) {
     text = "this computer's clock is wrong: it says " + utcText(std::max<std::int64_t>(now, 0)) +
            ", and the library was published at " + utcText(release.published);
-    if (release.expires) text += "; whether it has expired cannot be told";
+    if (release.expires) text += "; whether it has expired is not known";
   } else if (release.expires && *release.expires <= now) {
-    text = "it has expired at " + utcText(*release.expires) +
-           ": its publisher has not renewed it, or somebody keeps newer releases back";
+    text = "it expired at " + utcText(*release.expires) +
+           ": its publisher has not renewed it, or somebody is withholding newer releases";
   }
   if (!text.empty() && release.expires && !options_.allowsExpired) {
     const bool hasExpired = *release.expires <= now;
@@ -265,7 +264,7 @@ Outcome ListCheck::update(std::string_view bytes) {
   isTooLong_ = isTooLong_ || bytes.size() > bytesLeft_;
   if (isTooLong_) {
     return laggard(
-        "it is longer than the list that was signed: it was changed, or is of another "
+        "it is longer than the list that was signed: it was changed, or belongs to a different "
         "release than the stamp");
   }
   bytesLeft_ -= bytes.size();
@@ -276,8 +275,8 @@ Outcome ListCheck::update(std::string_view bytes) {
 Outcome ListCheck::finish() {
   if (!isTooLong_ && bytesLeft_ == 0 && check_.finish()) return {};
   return laggard(
-      "it is not the list that was signed: it was changed, or is of another release "
-      "than the stamp");
+      "it is not the list that was signed: it was changed, or belongs to a different release than "
+      "the stamp");
 }
 
 Outcome checkEntries(const Listing& listing) {
@@ -285,7 +284,7 @@ Outcome checkEntries(const Listing& listing) {
     if (entry.size && entry.sha256) continue;
     const char* const what = entry.sha256 ? "size" : "digest";
     return untrusted("\"" + std::string(entry.path) + "\" has no " + what +
-                     ", without which nobody can say whether it is the file that was signed");
+                     ", so it cannot be checked against what was signed");
   }
   return {};
 }

@@ -187,7 +187,7 @@ Outcome Updater::Run::takeMirrors(bool keeps) {
   for (const std::string& address : listing_->mirrors()) {
     const Outcome failure = mirrors_->add(address);
     if (!failure) taken += address + '\n';
-    if (failure) observer_.onWarning(address + ": not taken for a mirror: " + failure->text);
+    if (failure) observer_.onWarning(address + ": not used as a mirror: " + failure->text);
   }
   if (!keeps || !hasFolder_) return {};
   std::string known;
@@ -540,7 +540,7 @@ Outcome Updater::Run::verify(VerifyResult& result) {
     if (!hasFolder_ || options_.session.address.empty()) {
       return because(
           Failure::Cause::kNoKeptList,
-          {Failure::Kind::kUsage, "no update of this folder has kept its list", options_.folder});
+          {Failure::Kind::kUsage, "no update of this folder has stored its list", options_.folder});
     }
     failure = openRecord();
     if (!failure) failure = connect();

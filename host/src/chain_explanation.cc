@@ -131,9 +131,9 @@ void explainLocal(Errors& chain, const std::string& file, const Subject& subject
 }
 
 void explainContent(Errors& chain, const std::string& url) {
-  explain(chain.front(), "What came from " + url + " cannot be used",
+  explain(chain.front(), "The file " + url + " cannot be used",
           {ErrorKind::kContent, chain.back().message,
-           "Check the address: what answers there is not a library, perhaps a network's log-in "
+           "Check the address: what answers there is not a library, but perhaps a network's log-in "
            "page."},
           url);
 }
@@ -143,14 +143,15 @@ void explainAddress(Errors& chain, const Subject& subject) {
   const Error& cause = chain.back();
   if (begins(cause.message, kInvalidProxy)) {
     const std::string proxy = nameIn(cause.message);
-    explain(chain.front(), "The proxy \"" + proxy + "\" cannot be used",
-            {ErrorKind::kProxy, "", "Set the address of an HTTP proxy, HOST:PORT, or use none."},
-            proxy);
+    explain(
+        chain.front(), "The proxy \"" + proxy + "\" cannot be used",
+        {ErrorKind::kProxy, "", "Set the address of an HTTP proxy, HOST:PORT, or use no proxy."},
+        proxy);
     return;
   }
   explain(chain.front(), "The address " + subject.address + " cannot be used",
           {ErrorKind::kAddress, &cause != &chain.front() ? cause.message : "",
-           "An address is http://HOST/PATH or https://HOST/PATH, without a user name."},
+           "An address has the form http://HOST/PATH or https://HOST/PATH, without a user name."},
           subject.address);
 }
 
@@ -214,7 +215,7 @@ void explainWarning(Errors& chain, const Subject& subject) {
   const bool hasCode = begins(text, kStampNotWritten) && begin != text.npos;
   const int code = hasCode ? std::atoi(text.c_str() + begin + 3) : -1;
   Why why = whyNotWritten(code, subject, hasCode ? withoutNumber(text.substr(begin + 2)) : "");
-  if (!hasCode) why.hint = "Make room on the disk, then try again.";
+  if (!hasCode) why.hint = "Free some space on the disk, then try again.";
   explain(chain.front(), '"' + stamp + "\" cannot be written", why, stamp);
 }
 

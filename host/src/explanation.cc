@@ -20,8 +20,8 @@ namespace {
 using Cause = mtlupdate::Failure::Cause;
 using FailureKind = mtlupdate::Failure::Kind;
 
-constexpr const char* kTryAgain = "Try again: what was fetched stays.";
-constexpr const char* kLimitHint = "The limits of the settings say how much is taken.";
+constexpr const char* kTryAgain = "Try again: what has been downloaded is kept.";
+constexpr const char* kLimitHint = "If that much is expected, raise the limit in the settings.";
 constexpr const char* kMemoryHint = "Close other programs, then try again.";
 
 // Of Windows, and on every system in errors of the module; those that POSIX has nothing like, and
@@ -63,17 +63,20 @@ std::string asSentence(std::string text) {
 std::string certificateHint(Cause cause) {
   switch (cause) {
     case Cause::kCertificateNotNow:
-      return "Check this computer's clock; if it is right, tell whoever runs the server.";
+      return "Check this computer's clock; if it is right, report this to whoever runs the server.";
     case Cause::kOtherName:
-      return "Check the address: another server answers there, perhaps a network's log-in page.";
+      return "Check the address: a different server answers there, perhaps a network's log-in "
+             "page.";
     case Cause::kNoAuthorities:
-      return "Check the file of trusted authorities: it has to be there, and to be PEM.";
+      return "Check the file of trusted authorities (CA file): it must exist and be in PEM format.";
     case Cause::kUnknownAuthority:
-      return "If the server has an authority of its own, set the file of that authority's "
-             "certificate (CA file). If it should not have one, somebody else answers.";
+      return "If the server uses a certificate authority of its own, such as a company's, set the "
+             "file with that authority's certificate (CA file). Otherwise somebody else may be "
+             "answering in the server's place.";
     default:
-      return "Check the address and this computer's clock. If the server has an authority of its "
-             "own, set the file of that authority's certificate (CA file).";
+      return "Check the address and this computer's clock. If the server uses a certificate "
+             "authority of its own, such as a company's, set the file with that authority's "
+             "certificate (CA file).";
   }
 }
 
@@ -82,35 +85,39 @@ std::string proxyHint(Cause cause) {
     case Cause::kProxyPassword:
       return "Set the proxy's user name and password.";
     case Cause::kProxyRefused:
-      return "Ask whoever runs the proxy to let the library's server be reached, or use none.";
+      return "Ask whoever runs the proxy to allow connections to the library's server, or use no "
+             "proxy.";
     default:
-      return "Check the proxy's address, or use none.";
+      return "Check the proxy's address, or use no proxy.";
   }
 }
 
 Why whyNotUsable(const mtlupdate::Failure& failure) {
   switch (failure.cause) {
     case Cause::kAddress:
-      return {ErrorKind::kAddress, failure.text,
-              "An address is http://HOST/PATH or https://HOST/PATH, without a user name."};
+      return {
+          ErrorKind::kAddress, failure.text,
+          "An address has the form http://HOST/PATH or https://HOST/PATH, without a user name."};
     case Cause::kNotHttps:
       return {ErrorKind::kAddress, failure.text,
-              "Use the library's address of https, or send no fields."};
+              "Use the library's https address, or send no request fields."};
     case Cause::kProxySetting:
-      return {ErrorKind::kProxy, failure.text,
-              "Only HTTP proxies can be used. Set the address of one, or use none."};
+      return {
+          ErrorKind::kProxy, failure.text,
+          "Only HTTP proxies are supported. Set the address of one, HOST:PORT, or use no proxy."};
     case Cause::kMostRemoved:
       return {ErrorKind::kSettings, failure.text,
-              "If that is meant, allow most of the copy to be removed."};
+              "If that is intended, allow most of the copy to be removed."};
     case Cause::kKeysMissing:
       return {ErrorKind::kSettings, failure.text,
-              "Give the keys. Forgetting them goes on without, and nobody checks what comes."};
+              "Give the keys. If you forget them instead, updates are no longer checked."};
     case Cause::kNoKeptList:
       return {ErrorKind::kSettings, failure.text,
               "Update the copy first, or give the library's address to compare it with."};
     case Cause::kOtherLibrary:
-      return {ErrorKind::kSettings, failure.text,
-              "Check the name. Forgetting the keys makes it a copy of the other library."};
+      return {
+          ErrorKind::kSettings, failure.text,
+          "Check the library's name. To make this a copy of the other library, forget the keys."};
     default:
       return {ErrorKind::kSettings, failure.text, ""};
   }
@@ -121,9 +128,9 @@ Why whyNotTrusted(const mtlupdate::Failure& failure) {
   if (failure.cause == Cause::kOlderRelease) {
     hint += "Try again later.";
   } else if (failure.cause == Cause::kExpired) {
-    hint += "Try again later, or allow what has expired.";
+    hint += "Try again later, or allow expired releases.";
   } else {
-    hint += "If it stays so, ask the library's publisher, but not by way of its server.";
+    hint += "If this persists, ask the library's publisher, by some way other than its server.";
   }
   return {ErrorKind::kUntrusted, failure.text, std::move(hint)};
 }
@@ -133,22 +140,22 @@ Why whyNotPublished(const mtlupdate::Failure& failure) {
   std::string text = isPage ? "it is a web page, not a library's list" : failure.text;
   if (isPage || endsWith(failure.about, "/filelist.json")) {
     return {ErrorKind::kContent, std::move(text),
-            "Check the address: what answers there is not a library, perhaps a network's log-in "
-            "page."};
+            "Check the address: what answers there is not a library, but perhaps a network's "
+            "log-in page."};
   }
   return {ErrorKind::kContent, std::move(text),
-          "Try again later: perhaps the library is just being published. If that does not help, "
-          "tell its publisher."};
+          "Try again later: the library may be being published right now. If that does not help, "
+          "report this to the publisher."};
 }
 
 Why whyOnDisk(const mtlupdate::Failure& failure, const Subject& subject) {
   if (failure.isTransient) return whyNotWritten(kSharingViolation, subject, failure.text);
   if (failure.system) return whyNotWritten(windowsCode(failure.system), subject, failure.text);
   if (failure.cause == Cause::kTooLittleRoom) {
-    return {ErrorKind::kDisk, failure.text, "Make room on the disk, then try again."};
+    return {ErrorKind::kDisk, failure.text, "Free some space on the disk, then try again."};
   }
   return {ErrorKind::kDisk, failure.text,
-          "Move away what lies there, then try again: what was fetched is kept."};
+          "Move away what is there, then try again: what has been downloaded is kept."};
 }
 
 Why whyOf(const mtlupdate::Failure& failure, const Subject& subject) {
@@ -170,7 +177,7 @@ Why whyOf(const mtlupdate::Failure& failure, const Subject& subject) {
       return {ErrorKind::kLimit, failure.text, kLimitHint};
     case FailureKind::kBusy:
       return {ErrorKind::kBusy, failure.text,
-              "Try again when it has ended, or let this run wait for it."};
+              "Try again when the other run has finished, or let this one wait for it."};
     case FailureKind::kCancelled:
       return {ErrorKind::kCancelled, "", ""};
     case FailureKind::kMemory:
@@ -192,9 +199,9 @@ std::string whatFailed(const mtlupdate::Failure& failure, const Why& why, const 
       return "Could not fetch " + about +
              (subject.proxy.empty() ? "" : " through the proxy " + subject.proxy);
     case ErrorKind::kContent:
-      return isUrl(about) ? "What came from " + about + " cannot be used" : named(about);
+      return isUrl(about) ? "The file " + about + " cannot be used" : named(about);
     case ErrorKind::kUntrusted:
-      return isUrl(about) ? "What came from " + about + " is not trusted" : named(about);
+      return isUrl(about) ? "The file " + about + " is not trusted" : named(about);
     case ErrorKind::kName:
     case ErrorKind::kConnection:
     case ErrorKind::kCertificate:
@@ -264,13 +271,14 @@ Why whyNotConnected(std::uint32_t reason, Cause cause, std::string text) {
   switch (reason) {
     case CONNECTION_ERROR_RESOLVE:
       return {ErrorKind::kName, std::move(text),
-              "Check the host's name in the address, and that this computer is online."};
+              "Check the server's name in the address, and that this computer is online."};
     case CONNECTION_ERROR_CONNECT:
       return {ErrorKind::kConnection, std::move(text),
-              "Check the address and its port; where a proxy is needed, set one."};
+              "Check the address and its port. If this network requires a proxy, set one."};
     case CONNECTION_ERROR_TLS:
-      return {ErrorKind::kConnection, std::move(text),
-              "Check the address: perhaps the server speaks http only, or an old TLS."};
+      return {
+          ErrorKind::kConnection, std::move(text),
+          "Check the address: the server may support http only, or only outdated versions of TLS."};
     case CONNECTION_ERROR_PROXY:
       return {ErrorKind::kProxy, std::move(text), proxyHint(cause)};
     case CONNECTION_ERROR_CERTIFICATE:
@@ -283,12 +291,12 @@ Why whyNotConnected(std::uint32_t reason, Cause cause, std::string text) {
       return {ErrorKind::kConnection, std::move(text), kTryAgain};
     case CONNECTION_ERROR_RECEIVE:
       return {ErrorKind::kConnection, std::move(text),
-              "Try again: what was fetched stays. If it stays so, check the address: perhaps the "
-              "server speaks https only."};
+              "Try again: what has been downloaded is kept. If this persists, check the address: "
+              "the server may support https only."};
     case CONNECTION_ERROR_PROTOCOL:
     case CONNECTION_ERROR_LIMIT:
       return {ErrorKind::kAnswer, std::move(text),
-              "Check the address and its port: perhaps the server speaks https there, or is not a "
+              "Check the address and its port: the server may expect https there, or may not be a "
               "web server."};
     case CONNECTION_ERROR_MEMORY:
       return {ErrorKind::kMemory, std::move(text), kMemoryHint};
@@ -302,29 +310,32 @@ Why whyNotConnected(std::uint32_t reason, Cause cause, std::string text) {
 Why whyRefused(int status, const std::string& about, std::string text) {
   const bool isEssential = isOfEveryLibrary(about);
   constexpr int kFirstOfServerErrors = 500;
-  const char* const missing = "The library lacks a file that it lists: tell its publisher.";
+  const char* const missing =
+      "The library's list names a file that its server does not provide: report this to the "
+      "publisher.";
   switch (status) {
     case 301:
     case 302:
     case 303:
     case 307:
     case 308:
-      return {ErrorKind::kAnswer, text + ": it is somewhere else",
-              isEssential ? "The library has moved, or a network asks users to log in first: use "
-                            "its new address, or log in."
+      return {ErrorKind::kAnswer, text + ": the file has moved",
+              isEssential ? "If the library has moved, use its new address. If this network has a "
+                            "log-in page, log in there first."
                           : missing};
     case 401:
-      return {ErrorKind::kAnswer, text + ": it wants to know who asks",
-              "Set what the library's publisher has given out: a token as a request field, or a "
-              "query."};
+      return {ErrorKind::kAnswer, text + ": it requires credentials",
+              "Set the credentials that the library's publisher gave you: a token in a request "
+              "field, or a query."};
     case 403:
-      return {ErrorKind::kAnswer, text + ": it does not permit that",
-              isEssential ? "Check the address, or ask whoever runs the server." : missing};
+      return {
+          ErrorKind::kAnswer, text + ": it denies access",
+          isEssential ? "Check the address, or ask the library's publisher for access." : missing};
     case 404:
     case 410:
       return {ErrorKind::kAnswer, text + ": there is no such file",
               isEssential
-                  ? "Check the address: where a library is, there are id.txt and filelist.json."
+                  ? "Check the address: a library has the files id.txt and filelist.json there."
                   : missing};
     case kProxyAuthenticationRequired:
       return {ErrorKind::kProxy,
@@ -336,32 +347,33 @@ Why whyRefused(int status, const std::string& about, std::string text) {
       break;
   }
   if (status < kFirstOfServerErrors) return {ErrorKind::kAnswer, std::move(text), ""};
-  return {ErrorKind::kAnswer, std::move(text), "The server is in trouble: try again later."};
+  return {ErrorKind::kAnswer, std::move(text), "The server has a problem: try again later."};
 }
 
 Why whyNotWritten(int code, const Subject& subject, std::string text) {
-  const char* const again = " Then try again: what was fetched is kept.";
+  const char* const again = " Then try again: what has been downloaded is kept.";
   switch (code) {
     case ERROR_TOO_MANY_OPEN_FILES:
       return {ErrorKind::kDisk, std::move(text),
               std::string("Close other programs, or allow more open files.") + again};
     case ERROR_ACCESS_DENIED:
       return {ErrorKind::kPermission, std::move(text),
-              "Check that you may write in \"" + subject.folder + "\"." + again};
+              "Check that you have permission to write to \"" + subject.folder + "\"." + again};
     case ERROR_WRITE_PROTECT:
       return {ErrorKind::kPermission, std::move(text),
-              "The disk is read-only: choose a folder on another one."};
+              "The disk is read-only: choose a folder on another disk."};
     case ERROR_NOT_ENOUGH_MEMORY:
       return {ErrorKind::kMemory, std::move(text), kMemoryHint};
     case kSharingViolation:
     case kLockViolation:
     case kMappedFile:
       return {ErrorKind::kDisk, std::move(text),
-              std::string("Close the program that uses it.") + again};
+              std::string("Close the program that is using it.") + again};
     case kHandleDiskFull:
     case ERROR_DISK_FULL:
     case kDiskQuotaExceeded:
-      return {ErrorKind::kDisk, std::move(text), std::string("Make room on the disk.") + again};
+      return {ErrorKind::kDisk, std::move(text),
+              std::string("Free some space on the disk.") + again};
     case ERROR_FILENAME_EXCED_RANGE:
       return {ErrorKind::kDisk, std::move(text), "Choose a folder with a shorter name."};
     case ERROR_FILE_NOT_FOUND:
@@ -370,9 +382,9 @@ Why whyNotWritten(int code, const Subject& subject, std::string text) {
     case ERROR_ALREADY_EXISTS:
     case ERROR_CANT_RESOLVE_FILENAME:
       return {ErrorKind::kDisk, std::move(text),
-              std::string("Move away what lies there, or choose another folder.") + again};
+              std::string("Move away what is there, or choose another folder.") + again};
     default:
-      return {ErrorKind::kDisk, std::move(text), std::string("Put that right.") + again};
+      return {ErrorKind::kDisk, std::move(text), std::string("Fix the problem.") + again};
   }
 }
 

@@ -76,7 +76,7 @@ Library::~Library() = default;
 // The module would go on without one that it cannot use.
 Errors proxyProblem(const Settings& settings) {
   if (settings.proxyMode != PROXY_MODE_EXPLICIT) return {};
-  const char* const hint = "Set the address of an HTTP proxy, HOST:PORT, or use none.";
+  const char* const hint = "Set the address of an HTTP proxy, HOST:PORT, or use no proxy.";
   if (settings.proxyAddress.empty()) {
     return explained({ownError("No proxy is named")}, ErrorKind::kProxy, "", hint);
   }

@@ -61,7 +61,7 @@ std::optional<Module> Module::load(const std::string& file, Errors& problem) {
   const auto refuse = [&](const std::string& cause) {
     problem =
         explained({ownError(openingOf(chosen, library.isLoaded() || !isSearched)), ownError(cause)},
-                  ErrorKind::kModule, chosen, "Install the program again, or name another module.");
+                  ErrorKind::kModule, chosen, "Reinstall the program, or choose another module.");
     return std::nullopt;
   };
 

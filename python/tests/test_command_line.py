@@ -118,7 +118,7 @@ def test_a_failure_is_told_with_its_cause(server: ScriptedServer, copy: pathlib.
     assert process.stderr == (
         f"mtllib: error: Could not fetch {server.url}/id.txt: the server answered with HTTP status "
         "404: there is no such file.\n"
-        "Check the address: where a library is, there are id.txt and filelist.json.\n"
+        "Check the address: a library has the files id.txt and filelist.json there.\n"
     )
 
 
@@ -155,8 +155,7 @@ def test_only_what_a_key_has_signed_is_taken(
     process = run(*key)
     assert process.returncode == 5
     assert process.stderr.startswith(
-        f"mtllib: error: What came from {server.url}/id.txt is not trusted: it has expired at "
-        "2023-11-14T22:13:20Z: "
+        f"mtllib: error: The file {server.url}/id.txt is not trusted: it expired at 2023-11-14T22:13:20Z: "
     )
     assert run(*key, "--allow-expired").returncode == 0
     assert run().returncode == 2, "the copy was updated with keys"
@@ -193,7 +192,7 @@ def test_a_warning_is_told(server: ScriptedServer, copy: pathlib.Path) -> None:
     process = _run("--check", "--no-proxy", *key, server.url, str(copy))
     assert process.returncode == 100
     assert process.stderr.startswith(
-        f"mtllib: warning: {server.url}/id.txt: it has expired at "
+        f"mtllib: warning: {server.url}/id.txt: it expired at "
     )
 
 
@@ -207,7 +206,7 @@ def test_a_proxy_that_cannot_be_used_is_told(
         assert process.stderr == (
             'mtllib: error: The proxy "socks5://127.0.0.1:1" cannot be used: the proxy\'s address is '
             "not of the form HOST:PORT.\n"
-            "Only HTTP proxies can be used. Set the address of one, or use none.\n"
+            "Only HTTP proxies are supported. Set the address of one, HOST:PORT, or use no proxy.\n"
         )
     assert server.requests == []
 
@@ -219,7 +218,7 @@ def test_a_path_of_a_server_leaves_the_terminal_alone(
     process = _run("-q", "--no-proxy", server.url, str(copy))
     assert process.returncode == 5
     assert process.stderr.startswith(
-        f"mtllib: error: What came from {server.url}/filelist.json cannot be used: a path leaves "
+        f"mtllib: error: The file {server.url}/filelist.json cannot be used: a path leaves "
         'the target directory: "../\\x1B[2J\\xE2\\x80\\xAE".\n'
     )
 

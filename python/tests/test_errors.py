@@ -42,7 +42,7 @@ def test_a_failure_explains_itself_to_users(
         "no such file."
     )
     assert caught.value.hint == (
-        "Check the address: where a library is, there are id.txt and filelist.json."
+        "Check the address: a library has the files id.txt and filelist.json there."
     )
 
 

@@ -94,7 +94,7 @@ def test_what_does_not_end_a_run_is_a_warning(
     with _expired_library({}, server, copy) as library:
         library.check(on_event=told.append)
     (warning,) = (event.text for event in told if event.kind == "warning")
-    assert warning.startswith(f"{server.url}/id.txt: it has expired at ")
+    assert warning.startswith(f"{server.url}/id.txt: it expired at ")
 
 
 def _expired_library(

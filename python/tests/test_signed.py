@@ -107,7 +107,7 @@ def test_an_older_release_is_not_taken(
     library = open_library(keys=oak.public_key)
     library.sync()
     oak.serve_stamp(old)
-    with pytest.raises(mtllib.UntrustedError, match="it is of an older release"):
+    with pytest.raises(mtllib.UntrustedError, match="it is from an older release"):
         library.sync()
     assert (copy / "a").read_bytes() == b"A"
 
@@ -127,12 +127,12 @@ def test_an_expired_release_is_taken_on_request_with_a_warning(
 ) -> None:
     oak.expires = FIRST_TIME + 5
     oak.publish({"a": b"A"})
-    with pytest.raises(mtllib.UntrustedError, match="it has expired"):
+    with pytest.raises(mtllib.UntrustedError, match="it expired at"):
         open_library(keys=oak.public_key).sync()
     told: List[mtllib.Event] = []
     open_library(keys=oak.public_key, allow_expired=True).sync(on_event=told.append)
     (warning,) = [event.text for event in told if event.kind == "warning"]
-    assert "it has expired at 2023-11-14T22:13:25Z" in warning
+    assert "it expired at 2023-11-14T22:13:25Z" in warning
 
 
 def test_a_copy_that_had_keys_needs_them_until_they_are_forgotten(

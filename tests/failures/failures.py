@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""Failures, provoked for real in hosts in C++, C and Python and in mtlsync: all of them tell their
-users the same, which is what the table in the documents says.
+"""Provokes failures for real in hosts in C++, C and Python and in mtlsync, and checks that all of
+them report each failure in the same words, those of the table in the documents.
 
 usage: failures.py SOURCE_FOLDER FOLDER_OF_THE_BUILT_PROGRAMS [--write]
 
@@ -459,42 +459,42 @@ PAGE = b"<!DOCTYPE html><title>Log in</title>\n"
 EVERYTHING = ("/lib/id.txt", "/lib/filelist.json", "/lib/oak.tx")
 
 FAILURES = [
-    ("The name of the server is unknown", unknown_name),
-    ("Nobody listens at the port", refused),
-    ("No connection in time", no_connection_in_time),
-    ("A certificate of an unknown authority", by_certificate("localhost", trusts=False)),
+    ("The server's name is unknown", unknown_name),
+    ("Nothing listens on the port", refused),
+    ("Connecting takes too long", no_connection_in_time),
+    ("A certificate from an unknown authority", by_certificate("localhost", trusts=False)),
     ("A certificate that has expired", by_certificate("old")),
-    ("A certificate for another name", by_certificate("other")),
-    ("https to a server of http", https_to_http),
-    ("http to a server of https", http_to_https),
+    ("A certificate for a different name", by_certificate("other")),
+    ("An https address of an http server", https_to_http),
+    ("An http address of an https server", http_to_https),
     ("The library has moved (301)", by_status(301)),
-    ("The server wants to know who asks (401)", by_status(401)),
-    ("The server does not permit it (403)", by_status(403)),
-    ("The stamp is not there (404)", by_status(404)),
-    ("The list is not there (404)", by_status(404, "/lib/filelist.json")),
-    ("A file is not there (404)", by_status(404, "/lib/oak.tx")),
-    ("The server is in trouble (500)", by_status(500)),
-    ("A network's log-in page in place of everything", by_content(*EVERYTHING, content=PAGE)),
+    ("The server requires credentials (401)", by_status(401)),
+    ("The server denies access (403)", by_status(403)),
+    ("The stamp is missing (404)", by_status(404)),
+    ("The list is missing (404)", by_status(404, "/lib/filelist.json")),
+    ("A file is missing (404)", by_status(404, "/lib/oak.tx")),
+    ("The server has a problem (500)", by_status(500)),
+    ("A network's log-in page instead of the library", by_content(*EVERYTHING, content=PAGE)),
     ("The connection breaks", cut),
-    ("The server stands still", stalled),
-    ("A list that is none", by_content("/lib/filelist.json", content=b'[{"path": \n')),
-    ("A file that is another one", by_content("/lib/oak.tx", content=b"ash")),
+    ("The server stops responding", stalled),
+    ("A list that is cut short", by_content("/lib/filelist.json", content=b'[{"path": \n')),
+    ("A file whose content is not the listed one", by_content("/lib/oak.tx", content=b"ash")),
     ("The disk is full", disk_full),
     ("The disk is read-only", read_only),
-    ("The folder may not be written", not_permitted),
-    ("The name of the folder is too long", path_too_long),
-    ("A file in the way of the folder", in_the_way(
+    ("No permission to write to the folder", not_permitted),
+    ("The folder's name is too long", path_too_long),
+    ("A file where the folder should be", in_the_way(
         lambda copy: (copy.rmdir(), copy.write_text("in the way")))),
-    ("A folder in the way of a file", in_the_way(
+    ("A folder where a file should be", in_the_way(
         lambda copy: (copy / "oak.tx" / "of the user").mkdir(parents=True))),
-    ("A link out of the folder", in_the_way(lambda copy: (copy / "oak.tx").symlink_to("/etc"))),
-    ("The proxy is not there", no_proxy_there),
-    ("The proxy refuses", by_proxy(403)),
-    ("The proxy wants a password", by_proxy(407)),
-    ("A proxy that is not one for HTTP", wrong_proxy),
+    ("A link where a file should be", in_the_way(lambda copy: (copy / "oak.tx").symlink_to("/etc"))),
+    ("The proxy cannot be reached", no_proxy_there),
+    ("The proxy refuses the connection", by_proxy(403)),
+    ("The proxy requires a password", by_proxy(407)),
+    ("A proxy that is not an HTTP proxy", wrong_proxy),
     ("The module is missing", no_module),
-    ("The module is of another version", wrong_module),
-    ("Another run is at work", second_run),
+    ("The module has a different version", wrong_module),
+    ("Another run is using the folder", second_run),
     ("Cancelled", cancelled),
     ("A library that is not signed", not_authentic),
     ("A release that has expired", expired),
@@ -511,7 +511,7 @@ def plain(told, failure, folder):
     text = text.replace(folder, "FOLDER").replace(str(BIN), "PROGRAMS")
     text = re.sub(r"127\.0\.0\.1:\d+", "HOST", text)
     text = re.sub("n{64}", "unknown", text)
-    text = re.sub(r"\d+ bytes are needed, and \d+", "N bytes are needed, and N", text)
+    text = re.sub(r"\d+ bytes are needed, \d+", "N bytes are needed, N", text)
     return text.split("\n")
 
 

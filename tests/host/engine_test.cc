@@ -321,10 +321,12 @@ TEST_F(EngineTest, FailsForWhatSomethingElseLiesInThePlaceOf) {
   fs::create_directories(fs::u8path(directory_ / "copy/a"));
   publish("one", {{"a", "a"}, {"b", "b"}, {"c", "c"}});
   fs::create_directories(fs::u8path(directory_ / "copy/c"));
-  expectFailure(Failure::kDisk, "/copy/a: its place is a folder");
-  EXPECT_THAT(observer_.lines, IsSupersetOf({"warning: Skipped \"c\": its place is a folder",
-                                             "file: skipped a -1 its place is a folder"}));
-  EXPECT_THAT(observer_.lines, Not(Contains("warning: Skipped \"a\": its place is a folder")))
+  expectFailure(Failure::kDisk, "/copy/a: its place is taken by a folder");
+  EXPECT_THAT(observer_.lines,
+              IsSupersetOf({"warning: Skipped \"c\": its place is taken by a folder",
+                            "file: skipped a -1 its place is taken by a folder"}));
+  EXPECT_THAT(observer_.lines,
+              Not(Contains("warning: Skipped \"a\": its place is taken by a folder")))
       << "the failure says so";
   EXPECT_EQ(copied("b"), "b");
   EXPECT_FALSE(fs::exists(fs::u8path(directory_ / "copy/id.txt")));
@@ -523,7 +525,7 @@ TEST_P(OneAtATime, ASecondRunFailsAtOnceAndNamesTheProcess) {
   const Result result = run();
   EXPECT_EQ(result.status, Status::kFailed);
   EXPECT_EQ(result.failure, Failure::kAnotherRun);
-  EXPECT_THAT(chainText(result.errors), HasSubstr("another run is at work on this folder"));
+  EXPECT_THAT(chainText(result.errors), HasSubstr("another run is using this folder"));
   EXPECT_THAT(server_.requestLines(), IsEmpty());
   lock_.reset();
   EXPECT_EQ(run().status, Status::kDone);

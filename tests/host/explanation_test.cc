@@ -79,13 +79,13 @@ TEST(ExplainChain, MakesASentenceOfTheNumbers) {
   if (system.back() != '.') system += '.';  // Windows' texts are sentences.
   EXPECT_EQ(
       chainOf({stampError(), connectionError("reason=2 extraF=1000 underlying=5")})[0].sentence,
-      "Could not fetch " + kStamp + ": no connection to the server: " + system);
+      "Could not fetch " + kStamp + ": could not connect to the server: " + system);
   EXPECT_THAT(
       chainOf({stampError(), connectionError("reason=10 extraF=2000 underlying=6")})[0].sentence,
-      EndsWith(": the answer is not valid HTTP: its chunks do not follow one another."));
+      EndsWith(": the answer is not valid HTTP: its chunks are malformed."));
   EXPECT_THAT(
       chainOf({stampError(), connectionError("reason=2 extraF=2000 underlying=6")})[0].sentence,
-      EndsWith(": no connection to the server."));
+      EndsWith(": could not connect to the server."));
 }
 
 TEST(ExplainChain, NamesWhatWasAskedFor) {
@@ -144,11 +144,11 @@ TEST(ExplainChain, SaysWhatAStatusMeans) {
                                   ": the server answered with HTTP status 404: there is no such "
                                   "file.");
   EXPECT_EQ(of(404).hint,
-            "Check the address: where a library is, there are id.txt and filelist.json.");
+            "Check the address: a library has the files id.txt and filelist.json there.");
   for (const int status : {301, 302, 307, 308})
-    EXPECT_THAT(of(status).hint, StartsWith("The library has moved, or a network asks"));
+    EXPECT_THAT(of(status).hint, StartsWith("If the library has moved, use its new address. "));
   EXPECT_THAT(of(401).hint, HasSubstr("token"));
-  EXPECT_THAT(of(403).hint, HasSubstr("ask whoever runs the server"));
+  EXPECT_THAT(of(403).hint, HasSubstr("library's publisher for access"));
   EXPECT_THAT(of(500).hint, HasSubstr("try again later"));
   EXPECT_EQ(of(204).hint, "");
   EXPECT_EQ(of(404).kind, ErrorKind::kAnswer);
@@ -158,8 +158,10 @@ TEST(ExplainChain, SaysWhatAStatusMeans) {
 
 TEST(ExplainChain, TellsAFileThatIsNotThereFromALibraryThatIsNot) {
   for (const int status : {301, 403, 404}) {
-    EXPECT_EQ(chainOf({statusError(status)}, "a.tx").front().hint,
-              "The library lacks a file that it lists: tell its publisher.");
+    EXPECT_EQ(
+        chainOf({statusError(status)}, "a.tx").front().hint,
+        "The library's list names a file that its server does not provide: report this to the "
+        "publisher.");
   }
 }
 
@@ -171,8 +173,8 @@ TEST(ExplainChain, NamesTheProxy) {
           .front();
   EXPECT_EQ(error.about, "proxy.lan:3128");
   EXPECT_EQ(error.sentence, "Could not fetch " + kStamp +
-                                " through the proxy proxy.lan:3128: the proxy could not be reached "
-                                "or refused.");
+                                " through the proxy proxy.lan:3128: the proxy could not be "
+                                "reached, or refused the connection.");
 }
 
 TEST(ExplainChain, SaysWhyAFileCouldNotBeWritten) {
@@ -184,11 +186,11 @@ TEST(ExplainChain, SaysWhyAFileCouldNotBeWritten) {
   };
   EXPECT_EQ(of(112).sentence, "\"/data/m/a.tx\" cannot be written: The system's words.");
   EXPECT_EQ(of(112).kind, ErrorKind::kDisk);
-  EXPECT_THAT(of(112).hint, StartsWith("Make room on the disk."));
+  EXPECT_THAT(of(112).hint, StartsWith("Free some space on the disk."));
   EXPECT_EQ(of(5).kind, ErrorKind::kPermission);
-  EXPECT_THAT(of(5).hint, StartsWith("Check that you may write in \"/data/m\"."));
+  EXPECT_THAT(of(5).hint, StartsWith("Check that you have permission to write to \"/data/m\"."));
   EXPECT_EQ(of(19).kind, ErrorKind::kPermission);
-  EXPECT_THAT(of(32).hint, StartsWith("Close the program that uses it."));
+  EXPECT_THAT(of(32).hint, StartsWith("Close the program that is using it."));
   EXPECT_THAT(of(206).hint, StartsWith("Choose a folder with a shorter name."));
 }
 
@@ -259,7 +261,7 @@ TEST(ExplainedError, NamesFilesWithTheSystemsWords) {
   EXPECT_EQ(error.kind, ErrorKind::kDisk);
   EXPECT_EQ(error.about, "/data/m/a");
   EXPECT_EQ(error.sentence, "\"/data/m/a\" cannot be replaced: No.");
-  EXPECT_THAT(error.hint, StartsWith("Make room on the disk."));
+  EXPECT_THAT(error.hint, StartsWith("Free some space on the disk."));
   EXPECT_EQ(error.message, "/data/m/a: cannot be replaced: No");
 }
 
@@ -267,14 +269,14 @@ TEST(ExplainedError, TellsAWebPageFromALibrary) {
   const Error error = engineError(mtlupdate::because(
       Cause::kWebPage, {FailureKind::kContent, "it is not a list", "http://a/filelist.json"}));
   EXPECT_EQ(error.sentence,
-            "What came from http://a/filelist.json cannot be used: it is a web page, not a "
+            "The file http://a/filelist.json cannot be used: it is a web page, not a "
             "library's list.");
   EXPECT_THAT(error.hint, HasSubstr("log-in page"));
 }
 
 TEST(ExplainedError, IsFitToBeShown) {
   const Error error = engineError({FailureKind::kContent, "a\nb", "http://h/\x1b[31m"});
-  EXPECT_EQ(error.sentence, "What came from http://h/\\x1B[31m cannot be used: a b.");
+  EXPECT_EQ(error.sentence, "The file http://h/\\x1B[31m cannot be used: a b.");
 }
 
 TEST(NameOf, NamesEachKindOnce) {

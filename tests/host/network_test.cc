@@ -218,7 +218,7 @@ TEST_F(NetworkTest, LeavesAServerThatStandsStill) {
   const Error error = failure();
   EXPECT_EQ(error.kind, ErrorKind::kConnection);
   EXPECT_EQ(error.about, library_.address() + "/id.txt");
-  EXPECT_THAT(error.sentence, HasSubstr("the server did not go on with its answer"));
+  EXPECT_THAT(error.sentence, HasSubstr("the server stopped responding"));
 }
 
 /// The module's chain says only why when one of the last files fails.

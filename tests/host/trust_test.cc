@@ -111,7 +111,7 @@ TEST_F(HostTrust, AWarningReachesTheObserver) {
   EXPECT_EQ(run().failure, Failure::kUntrusted);
   settings_.trust.allowsExpired = true;
   runWell();
-  EXPECT_THAT(observer_.lines, Contains(HasSubstr("it has expired at 2023-11-14T22:13:21Z")));
+  EXPECT_THAT(observer_.lines, Contains(HasSubstr("it expired at 2023-11-14T22:13:21Z")));
 }
 
 TEST_F(HostTrust, TheModuleTakesNoKeys) {

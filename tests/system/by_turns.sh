@@ -85,7 +85,7 @@ for who in engine module; do
   publish_release 2
   stop_at 60 "$bin/mtlsync" -q --no-proxy --prune-most "$url" "$target"
   expect 6 $who
-  expect_text "another run is at work on this folder: process $client"
+  expect_text "another run is using this folder: process $client"
   $who --wait &
   waiting=$!
   kill -CONT $client
@@ -132,7 +132,7 @@ engine --key "$folder/oak.pub" --prune-most
 expect_release "$target" 2
 publish_release 3
 expect 2 module
-expect_text "without any, nobody would check what comes"
+expect_text "without them, updates would not be checked"
 expect_release "$target" 2
 module --forget-keys
 expect_holds 3

@@ -219,8 +219,8 @@ if mount -t tmpfs -o size=6m,nr_inodes=400 tmpfs "$folder/disk" 2>/dev/null; the
   begin_with_copy
   fill_disk
   truncate -s -20000 "$folder/disk/filling"
-  expect_failure "too little room: " update
-  grep -qE "too little room: [0-9]+ bytes are needed, and [0-9]+ are free" "$folder/err" ||
+  expect_failure "not enough free space: " update
+  grep -qE "not enough free space: [0-9]+ bytes are needed, [0-9]+ are free" "$folder/err" ||
     fail "no figures: $(cat "$folder/err")"
   make_room
   expect_finish

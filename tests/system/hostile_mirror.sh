@@ -184,9 +184,9 @@ new|old stamp with new list|older release
 old|endless stamp|longer than a signature may be
 nothing|endless stamp|longer than a signature may be
 old|endless list|longer than the list that was signed
-old|expired|has expired
-nothing|expired|has expired
-new|same serial|another one of the same release
+old|expired|it expired at
+nothing|expired|it expired at
+new|same serial|from the same release
 old|other library|stamp of "elm", not of "oak"
 old|other sub-path|sub-path "beta"
 nothing|other sub-path|sub-path "beta"

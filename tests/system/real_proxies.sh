@@ -117,7 +117,7 @@ expect 3 env http_proxy="http://user:secret@$proxy" mtlsync --retries 0 -v "$htt
 expect_text "HTTP status 407"
 ! grep -q secret "$folder/err" || fail "the password was printed"
 expect 3 mtlsync --retries 0 --proxy "$proxy" "$https" "$folder/none"
-expect_text "the proxy wants a user name and a password"
+expect_text "the proxy requires a user name and a password"
 
 echo "A proxy is shown user name and password, which are printed nowhere"
 printf 'user:secret\n' >"$folder/user"

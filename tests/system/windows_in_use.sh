@@ -138,7 +138,7 @@ until [ -n "$(ls -A "$target/.mtllib/stage" 2>/dev/null)" ]; do
 done
 kill -STOP $client
 expect 6 "${update[@]}"
-expect_text "another run is at work"
+expect_text "another run is using this folder"
 kill -CONT $client
 wait $client || fail "the first run fails"
 expect_release "$target" 2

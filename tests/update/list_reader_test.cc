@@ -89,7 +89,7 @@ TEST(ListReader, TakesEveryEntryInOrder) {
 
 TEST(ListReader, DropsTheLastByteWhateverItIs) {
   EXPECT_THAT(pathsIn("[{\"path\": \"a\"}]]"), ElementsAre("a"));
-  EXPECT_THAT(refusalOf("[{\"path\": \"a\"}]"), HasSubstr("ends in the middle"));
+  EXPECT_THAT(refusalOf("[{\"path\": \"a\"}]"), HasSubstr("is incomplete"));
 }
 
 TEST(ListReader, ReadsOverCommentsAndWhiteSpace) {

@@ -150,7 +150,7 @@ TEST_F(SignedMirrorsTest, OneThatLagsIsPassedOver) {
   updateWell();
   EXPECT_EQ(copy(), current());
   EXPECT_THAT(second_.requestLines(), ElementsAre("GET /lib/id.txt"));
-  EXPECT_THAT(elsewhere_, ElementsAre(HasSubstr("a mirror that lags")));
+  EXPECT_THAT(elsewhere_, ElementsAre(HasSubstr("a mirror lags behind")));
 }
 
 TEST_F(SignedMirrorsTest, AllThatLagAreWorthALaterTry) {
@@ -160,7 +160,7 @@ TEST_F(SignedMirrorsTest, AllThatLagAreWorthALaterTry) {
   sign({{"a", "two"}});
   updateWell();
   useAddresses({addressOf(second_), addressOf(third_)});
-  expectFailure(Kind::kNetwork, "a mirror that lags");
+  expectFailure(Kind::kNetwork, "a mirror lags behind");
 }
 
 TEST_F(SignedMirrorsTest, OneThatSignsWithAnotherKeyIsPassedOver) {

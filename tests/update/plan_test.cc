@@ -541,19 +541,19 @@ TEST_F(PlanTest, PutsNoFileInThePlaceOfAFolderWithAnythingThatStays) {
   list("c", "old");
   list("d", "old");
   disk.put("a/theirs", "theirs");
-  expectToStay("their file", "its place is a folder with \"a/theirs\"");
+  expectToStay("their file", "its place is taken by a folder with \"a/theirs\"");
   disk.looks.erase("a/theirs");
   disk.putOther("a/link", FileKind::kLink);
-  expectToStay("a link", "its place is a folder with \"a/link\"");
+  expectToStay("a link", "its place is taken by a folder with \"a/link\"");
   disk.looks.erase("a/link");
   disk.putOther("a/theirs", FileKind::kFolder);
-  expectToStay("their folder", "its place is a folder with \"a/theirs\"");
+  expectToStay("their folder", "its place is taken by a folder with \"a/theirs\"");
   disk.looks.erase("a/theirs");
   disk.refused.insert("a/b");
   makeGood();
-  EXPECT_EQ(plan.skipped.at(0).text, "its place is a folder with \"a/b\"");
+  EXPECT_EQ(plan.skipped.at(0).text, "its place is taken by a folder with \"a/b\"");
   disk.refused = {"a/"};
-  expectToStay("what the system does not show", "its place is a folder");
+  expectToStay("what the system does not show", "its place is taken by a folder");
   disk.refused.clear();
   makeGood();
   EXPECT_THAT(placed(), ElementsAre(Pair("a", false)));
@@ -601,7 +601,7 @@ TEST_F(PlanTest, RefusesWhatThereIsNoRoomForWithBothFigures) {
   const Outcome failure = make();
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->kind, Failure::Kind::kDisk);
-  EXPECT_EQ(failure->text, "too little room: 7 bytes are needed, and 6 are free");
+  EXPECT_EQ(failure->text, "not enough free space: 7 bytes are needed, 6 are free");
   disk.room.reset();
   makeGood();
 }

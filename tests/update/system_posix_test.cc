@@ -147,8 +147,7 @@ TEST(LockPosix, NamesTheProcessThatHasItAndIsFreeWhenThatWasKilled) {
   const mtlupdate::Outcome outcome = lock.take(folder);
   ASSERT_TRUE(outcome);
   EXPECT_EQ(outcome->kind, Failure::Kind::kBusy);
-  EXPECT_EQ(outcome->text,
-            "another run is at work on this folder: process " + std::to_string(child));
+  EXPECT_EQ(outcome->text, "another run is using this folder: process " + std::to_string(child));
   int asked = 0;
   EXPECT_FALSE(lock.take(folder, [&](std::int64_t holder) {
     EXPECT_EQ(holder, child);

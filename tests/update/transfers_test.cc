@@ -395,7 +395,7 @@ TEST_F(TransfersTest, ReportsAServerThatIsNotThere) {
   const Outcome failure = run();
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->kind, Kind::kNetwork);
-  EXPECT_THAT(failure->text, HasSubstr("no connection to the server: "));
+  EXPECT_THAT(failure->text, HasSubstr("could not connect to the server: "));
   EXPECT_THAT(failure->text, HasSubstr(", in 5 tries"));
   EXPECT_EQ(failure->about, options.address + "/a");
 }
@@ -711,7 +711,7 @@ TEST_F(TransfersTest, KeepsToTheTime) {
   const Outcome failure = run();
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->kind, Kind::kLimit);
-  EXPECT_EQ(failure->text, "the time that is allowed is over");
+  EXPECT_EQ(failure->text, "the time limit is over");
 }
 
 TEST_F(TransfersTest, KeepsToTheRate) {

@@ -124,7 +124,7 @@ TEST_F(TrustTest, RefusesALibraryThatIsNotSigned) {
   publishTwice();
   oak_.serveStamp("7a1bc3d2");
   expectStampRefused(
-      "it is not signed: somebody has replaced it, or the library's publisher does not sign");
+      "it is not signed: somebody has replaced it, or the library's publisher does not sign it");
   oak_.serveStamp("");
   expectStampRefused("it is not signed");
 }
@@ -240,7 +240,7 @@ TEST_F(TrustTest, EachSubPathHasSerialsOfItsOwn) {
   options_.subPath = "";
   oak_.serveStamp(oldStamp_);
   oak_.serveList(oldList_);
-  expectStampRefused("it is of an older release");
+  expectStampRefused("it is from an older release");
   oak_.serveStamp(stamp);
   oak_.serveList(list);
   updateWell();
@@ -253,8 +253,8 @@ TEST_F(TrustTest, RefusesAnOldStampWithItsOldList) {
   oak_.serveStamp(oldStamp_);
   oak_.serveList(oldList_);
   expectStampRefused(
-      "it is of an older release, serial 1700000000 of 2023-11-14T22:13:20Z, than "
-      "this copy has had, serial 1700000001");
+      "it is from an older release, serial 1700000000 of 2023-11-14T22:13:20Z, than the one this "
+      "copy has had, serial 1700000001");
 }
 
 TEST_F(TrustTest, RefusesAnOldStampWithTheNewList) {
@@ -338,12 +338,12 @@ TEST_F(TrustTest, RefusesAReleaseThatHasExpired) {
   oak_.release.expires = SignedLibrary::kFirstTime + 100;
   oak_.publish({{"a.mtl", "A"}});
   timing_.clock = SignedLibrary::kFirstTime + 100;
-  expectStampRefused("it has expired at 2023-11-14T22:15:00Z");
+  expectStampRefused("it expired at 2023-11-14T22:15:00Z");
   timing_.clock = SignedLibrary::kFirstTime + 99;
   updateWell();
   // The one that the copy has, too.
   timing_.clock = SignedLibrary::kFirstTime + 100;
-  expectStampRefused("it has expired at 2023-11-14T22:15:00Z");
+  expectStampRefused("it expired at 2023-11-14T22:15:00Z");
 }
 
 TEST_F(TrustTest, AReleaseThatHasExpiredMayBeTakenWithAWarning) {
@@ -351,7 +351,7 @@ TEST_F(TrustTest, AReleaseThatHasExpiredMayBeTakenWithAWarning) {
   oak_.publish({{"a.mtl", "a"}});
   options_.trust.allowsExpired = true;
   updateWell();
-  EXPECT_THAT(warnings_, ElementsAre(HasSubstr("it has expired at 2023-11-14T22:15:00Z")));
+  EXPECT_THAT(warnings_, ElementsAre(HasSubstr("it expired at 2023-11-14T22:15:00Z")));
 }
 
 TEST_F(TrustTest, AClockBeforeTheTimeOfPublicationIsToldAsWhatItIs) {
@@ -376,7 +376,7 @@ TEST_F(TrustTest, AClockThatIsWrongDoesNotHideThatAReleaseHasExpired) {
   oak_.release.expires = SignedLibrary::kFirstTime + 100;
   oak_.publish({{"a.mtl", "a"}});
   timing_.clock = SignedLibrary::kFirstTime - 86400;
-  expectStampRefused("whether it has expired cannot be told");
+  expectStampRefused("whether it has expired is not known");
   options_.trust.allowsExpired = true;
   updateWell();
 }
@@ -386,7 +386,7 @@ TEST_F(TrustTest, RefusesTheSameSerialWithOtherContent) {
   updateWell();
   --oak_.release.serial;
   oak_.publish({{"a.mtl", "other"}});
-  expectStampRefused("it is another one of the same release, serial 1700000001");
+  expectStampRefused("it is from the same release, serial 1700000001");
 }
 
 TEST_F(TrustTest, RefusesAListWithoutDigestsEvenIfItIsSigned) {
@@ -450,7 +450,7 @@ TEST_F(TrustTest, ACopyThatWasUpdatedWithKeysIsNotUpdatedWithout) {
   const Files before = everything();
   expectFailure(Kind::kUsage);
   EXPECT_EQ(failure_.text,
-            "this copy was updated with keys: without any, nobody would check what comes");
+            "this copy was updated with keys: without them, updates would not be checked");
   EXPECT_THAT(requests(), IsEmpty());
   EXPECT_EQ(everything(), before);
   CheckResult check;
@@ -499,7 +499,7 @@ TEST_F(TrustTest, ASerialCountsAlsoWhenItsKeyIsGivenUp) {
   next.release.serial = 5;
   next.publish({{"a.mtl", "old"}});
   pin({next.publicKey()});
-  expectStampRefused("it is of an older release");
+  expectStampRefused("it is from an older release");
   next.release.serial = oak_.release.serial;
   next.publish({{"a.mtl", "new"}});
   updateWell();
@@ -514,7 +514,7 @@ TEST_F(TrustTest, ALostRecordIsMadeAnewFromTheCopysOwnStamp) {
   const std::string list = oak_.list();
   oak_.serveStamp(oldStamp_);
   oak_.serveList(oldList_);
-  expectStampRefused("it is of an older release");
+  expectStampRefused("it is from an older release");
   oak_.serveStamp(stamp);
   oak_.serveList(list);
   updateWell();
@@ -556,7 +556,7 @@ TEST_F(TrustTest, ARecordIsWrittenBeforeTheFirstFileIsPlaced) {
   EXPECT_EQ(everything().at("a.mtl"), "A");
   oak_.serveStamp(oldStamp_);
   oak_.serveList(oldList_);
-  expectStampRefused("it is of an older release");
+  expectStampRefused("it is from an older release");
 }
 
 TEST_F(TrustTest, FilesThatCameWithoutKeysAreComparedWithTheSignedList) {

@@ -181,7 +181,7 @@ TEST_F(UpdaterTest, WhatKeepsAFileFromItsPlaceIsNamedUntilItHasGone) {
   publish("two", {{"a", "A"}, {"b", "b"}, {"c", "c"}});
   expectFailure(Kind::kDisk);
   EXPECT_EQ(failure_.about, "b");
-  EXPECT_EQ(failure_.text, "its place is a folder with \"b/mine\"");
+  EXPECT_EQ(failure_.text, "its place is taken by a folder with \"b/mine\"");
   const Files kept{{"a", "A"}, {"b/1", "1"}, {"b/mine", "mine"}, {"c", "c"}};
   EXPECT_EQ(copy(), with("one", kept));
   EXPECT_THAT(result_.placed, ElementsAre("a"));

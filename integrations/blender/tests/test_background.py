@@ -89,7 +89,7 @@ def test_an_error_is_reported_with_its_cause_and_what_to_do(
     assert (
         f"RuntimeError: Error: Could not fetch {server.url}/id.txt: the server answered with HTTP "
         "status 404: there is no such file. \n"
-        "Check the address: where a library is, there are id.txt and filelist.json.\n"
+        "Check the address: a library has the files id.txt and filelist.json there.\n"
     ) in finished.output + finished.errors
 
 
@@ -123,7 +123,7 @@ def test_the_module_does_the_work_when_it_is_asked_for(
     assert (
         f"Could not fetch {server.url}/id.txt: the server answered with HTTP status 404: there is "
         "no such file. \n"
-        "Check the address: where a library is, there are id.txt and filelist.json.\n"
+        "Check the address: a library has the files id.txt and filelist.json there.\n"
     ) in finished.output + finished.errors
     server.publish({"a.mat": b"oak"})
     own.run(_SYNCHRONISE).check()
@@ -200,7 +200,7 @@ def test_a_folder_that_cannot_be_written_is_told(
     (tmp_path / "file").write_text("")
     finished = blender.with_preferences(folder=str(tmp_path / "file" / "x")).run(_SYNCHRONISE)
     assert finished.status == 1
-    assert "Move away what lies there, or choose another folder." in (
+    assert "Move away what is there, or choose another folder." in (
         finished.output + finished.errors
     )
 
@@ -230,12 +230,11 @@ def test_only_what_one_of_the_keys_has_signed_is_taken(
         assert finished.status == 1
         told = finished.output + finished.errors
         assert (
-            f"RuntimeError: Error: What came from {server.url}/id.txt is not trusted: it is not "
+            f"RuntimeError: Error: The file {server.url}/id.txt is not trusted: it is not "
             "signed: "
         ) in told
         assert (
-            ". \nNothing was changed. If it stays so, ask the library's publisher, but not by way "
-            "of its server.\n"
+            ". \nNothing was changed. If this persists, ask the library's publisher, by some way other than its server.\n"
         ) in told
     assert (copy / "a.mat").read_bytes() == b"oak"
 
@@ -260,7 +259,7 @@ def test_an_expired_release_is_taken_on_request_with_a_warning(
     pinned = blender.with_preferences(keys=oak.public_key)
     assert pinned.run(_SYNCHRONISE).status == 1
     finished = pinned.with_preferences(allow_expired=True).run(_SYNCHRONISE).check()
-    assert f"1 warning: {server.url}/id.txt: it has expired at " in finished.output
+    assert f"1 warning: {server.url}/id.txt: it expired at " in finished.output
     assert (copy / "a.mat").read_bytes() == b"oak"
 
 

@@ -273,7 +273,7 @@ TEST_F(CEngine, ExplainsAFailureToUsers) {
             "Could not fetch " + address_ +
                 "/id.txt: the server answered with HTTP status 404: there is no such file.");
   EXPECT_STREQ(mtlhost_error_hint(error),
-               "Check the address: where a library is, there are id.txt and filelist.json.");
+               "Check the address: a library has the files id.txt and filelist.json there.");
 }
 
 TEST_F(CEngine, ExplainsNothingWhereThereIsNothing) {
@@ -361,7 +361,7 @@ TEST_F(CEngine, FailsOrWaitsWhileAnotherRunIsAtWork) {
   ASSERT_FALSE(lock.take(folder));
   EXPECT_EQ(mtlhost_sync(open()), MTLHOST_FAILED);
   EXPECT_EQ(result().failure, MTLHOST_FAILURE_ANOTHER_RUN);
-  EXPECT_THAT(failure(), HasSubstr("another run is at work"));
+  EXPECT_THAT(failure(), HasSubstr("another run is using this folder"));
   options_.flags = MTLHOST_WAIT;
   int waited = 0;
   onEvent_ = [&](const mtlhost_event& event) {

@@ -173,7 +173,7 @@ TEST_F(CTrust, AReleaseThatHasExpiredIsTakenOnRequestWithAWarning) {
   warnings_.clear();
   options_.flags = MTLHOST_ALLOW_EXPIRED;
   syncWell();
-  EXPECT_THAT(warnings_, Contains(HasSubstr("it has expired at 2023-11-14T22:13:25Z")));
+  EXPECT_THAT(warnings_, Contains(HasSubstr("it expired at 2023-11-14T22:13:25Z")));
 }
 
 TEST_F(CTrust, ACopyThatHadKeysNeedsThemUntilTheyAreForgotten) {

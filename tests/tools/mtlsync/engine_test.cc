@@ -133,7 +133,8 @@ TEST_F(EngineProgram, PrunesWhenAskedAndMostOfACopyWhenAskedTwice) {
   const ProcessResult refused = run({"--prune"});
   EXPECT_EQ(refused.exitCode, 2);
   EXPECT_THAT(refused.err, HasSubstr("More than half of the copy would be removed"));
-  EXPECT_THAT(refused.err, EndsWith("\nIf that is meant, allow most of the copy to be removed.\n"));
+  EXPECT_THAT(refused.err,
+              EndsWith("\nIf that is intended, allow most of the copy to be removed.\n"));
   runWell({"--prune-most"});
   EXPECT_FALSE(fs::exists(fs::u8path(copy_ + "/a")));
 }
@@ -163,9 +164,9 @@ TEST_F(EngineProgram, MakesNoFolderForALogInPage) {
     server_.serve(name, page);
   const ProcessResult result = run({"-q"});
   EXPECT_EQ(result.exitCode, 5);
-  EXPECT_THAT(result.err, StartsWith("mtlsync: error: What came from " + library_.address() +
+  EXPECT_THAT(result.err, StartsWith("mtlsync: error: The file " + library_.address() +
                                      "/filelist.json cannot be used: it is a web page, "));
-  EXPECT_THAT(result.err, HasSubstr("\nCheck the address: what answers there is not a library, "
+  EXPECT_THAT(result.err, HasSubstr("\nCheck the address: what answers there is not a library, but "
                                     "perhaps a network's log-in page.\n"));
   EXPECT_FALSE(fs::exists(fs::u8path(copy_)));
 }
@@ -206,7 +207,7 @@ TEST_F(EngineProgram, VerifiesACopyOfTheModuleWithTheLibrary) {
   writeFile(copy_ + "/b", "x");
   const ProcessResult alone = runProcess({MTLSYNC, "-q", "--verify", copy_});
   EXPECT_EQ(alone.exitCode, 2);
-  EXPECT_THAT(alone.err, HasSubstr("no update of this folder has kept its list"));
+  EXPECT_THAT(alone.err, HasSubstr("no update of this folder has stored its list"));
   const ProcessResult result = run({"-q", "--verify"});
   EXPECT_EQ(result.exitCode, 7) << result.err;
   EXPECT_EQ(result.out, "b: has another content than in the library\n");
@@ -230,7 +231,7 @@ TEST_F(EngineProgram, SaysByItsExitStatusWhatFailed) {
   EXPECT_EQ(result.err,
             "Accessing stamp\nmtlsync: error: Could not fetch " + library_.address() +
                 "/id.txt: the server answered with HTTP status 404: there is no such file.\n"
-                "Check the address: where a library is, there are id.txt and filelist.json.\n");
+                "Check the address: a library has the files id.txt and filelist.json there.\n");
   EXPECT_FALSE(fs::exists(fs::u8path(copy_))) << "a wrong address makes no folder";
 
   library_.publish("one", {{"a", "a"}});
@@ -238,9 +239,9 @@ TEST_F(EngineProgram, SaysByItsExitStatusWhatFailed) {
   result = run({"-q"});
   EXPECT_EQ(result.exitCode, 5);
   EXPECT_THAT(result.err,
-              StartsWith("mtlsync: error: What came from " + library_.address() + "/a cannot "));
-  EXPECT_THAT(result.err, EndsWith("\nTry again later: perhaps the library is just being "
-                                   "published. If that does not help, tell its publisher.\n"));
+              StartsWith("mtlsync: error: The file " + library_.address() + "/a cannot "));
+  EXPECT_THAT(result.err, EndsWith("\nTry again later: the library may be being published right "
+                                   "now. If that does not help, report this to the publisher.\n"));
   EXPECT_EQ(run({"--max-file-size", "1"}).exitCode, 5);
 
   library_.publish("two", {{"a", "aa"}});
@@ -248,7 +249,7 @@ TEST_F(EngineProgram, SaysByItsExitStatusWhatFailed) {
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_EQ(result.err, "mtlsync: error: \"" + copy_ +
                             "/a\" is larger than allowed: 2 bytes, not 1 at most.\n"
-                            "The limits of the settings say how much is taken.\n");
+                            "If that much is expected, raise the limit in the settings.\n");
 
   mtlupdate::Folder folder;
   ASSERT_FALSE(folder.open(copy_, true));
@@ -257,16 +258,16 @@ TEST_F(EngineProgram, SaysByItsExitStatusWhatFailed) {
     ASSERT_FALSE(lock.take(folder));
     result = run({"-q"});
     EXPECT_EQ(result.exitCode, 6);
-    EXPECT_THAT(result.err, HasSubstr("/copy\": another run is at work on this folder"));
-    EXPECT_THAT(result.err,
-                EndsWith("\nTry again when it has ended, or let this run wait for it.\n"));
+    EXPECT_THAT(result.err, HasSubstr("/copy\": another run is using this folder"));
+    EXPECT_THAT(
+        result.err,
+        EndsWith("\nTry again when the other run has finished, or let this one wait for it.\n"));
   }
   writeFile(dir_ / "file", "no folder");
   result = runProcess({MTLSYNC, "-q", "--no-proxy", library_.address(), dir_ / "file"});
   EXPECT_EQ(result.exitCode, 4);
-  EXPECT_THAT(result.err,
-              EndsWith("\nMove away what lies there, or choose another folder. Then try "
-                       "again: what was fetched is kept.\n"));
+  EXPECT_THAT(result.err, EndsWith("\nMove away what is there, or choose another folder. Then try "
+                                   "again: what has been downloaded is kept.\n"));
   EXPECT_EQ(runProcess({MTLSYNC, "-q", "--no-proxy", "ftp://host/lib", copy_}).exitCode, 2);
 }
 

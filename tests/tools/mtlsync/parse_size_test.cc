@@ -48,7 +48,7 @@ TEST(SizeLimits, EndARunOfTheModule) {
   EXPECT_EQ(result.exitCode, 1);
   const std::string error =
       "mtlsync: error: More was received than the settings allow.\n"
-      "The limits of the settings say how much is taken.\n";
+      "If that much is expected, raise the limit in the settings.\n";
   EXPECT_EQ(result.err, error);
   EXPECT_EQ(server.requestLines(), (std::vector<std::string>{"GET /lib/id.txt"}));
   // The stamp and the list have 56 bytes together, the files nine more.

@@ -16,7 +16,7 @@ TEST(PlanLines, AreOneAFileAndThenTheTotals) {
                 {Kind::kCopied, "b.tx", 3, "old.tx"},
                 {Kind::kRemoved, "c.tx", 1},
                 {Kind::kWithdrawn, "d.tx", 2},
-                {Kind::kSkipped, "e.tx", std::nullopt, "", "its place is a link"}};
+                {Kind::kSkipped, "e.tx", std::nullopt, "", "its place is taken by a link"}};
   plan.fetched = {1, 1500};
   plan.copied = {1, 3};
   plan.removed = {1, 1};
@@ -28,7 +28,7 @@ TEST(PlanLines, AreOneAFileAndThenTheTotals) {
               ElementsAre("fetch   a.tx (1.5 kB)", "copy    b.tx, from old.tx (3 bytes)",
                           "remove  c.tx (1 byte)",
                           "leave   d.tx: the library does not have it any longer (2 bytes)",
-                          "skip    e.tx: its place is a link", "To fetch: 1 file, 1.5 kB.",
+                          "skip    e.tx: its place is taken by a link", "To fetch: 1 file, 1.5 kB.",
                           "To copy: 1 file, 3 bytes.", "To remove: 1 file, 1 byte.",
                           "No longer of the library: 2 files, 2 bytes.",
                           "Unchanged: 70 files, 5.0 kB.", "Room: 1.5 kB needed, 2.0 MB free."));

@@ -25,10 +25,10 @@ ProcessResult run(const std::vector<std::string>& arguments, const std::string& 
 }
 
 const std::string kRefusedHint =
-    "Check the address and its port; where a proxy is needed, set one.\n";
+    "Check the address and its port. If this network requires a proxy, set one.\n";
 const std::string kBeyondLimit = "mtlsync: error: More was received than the settings allow.\n";
-const std::string kModuleHint = "Install the program again, or name another module.\n";
-const std::string kLimitHint = "The limits of the settings say how much is taken.\n";
+const std::string kModuleHint = "Reinstall the program, or choose another module.\n";
+const std::string kLimitHint = "If that much is expected, raise the limit in the settings.\n";
 
 /// The system's words, which are a sentence on Windows alone.
 std::string asSentence(const std::string& words) {
@@ -104,22 +104,25 @@ TEST(Program, NamesTheFileThatCouldNotBeSaved) {
   for (const char* verbosity : {"--json", "-q"}) {
     const ProcessResult result = run({verbosity, "full-disk", target, "--sub-path", "beta"});
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.err, "mtlsync: error: \"" + target +
-                              "/a.tx\" cannot be written: Disk full.\n"
-                              "Make room on the disk. Then try again: what was fetched is kept.\n");
+    EXPECT_EQ(
+        result.err,
+        "mtlsync: error: \"" + target +
+            "/a.tx\" cannot be written: Disk full.\n"
+            "Free some space on the disk. Then try again: what has been downloaded is kept.\n");
   }
 }
 
 TEST(Program, PrintsErrorsInDetailWhenVerbose) {
-  EXPECT_EQ(run({"-v", "refused", "dir"}).err,
-            "mtlsync: error: Could not fetch http://refused/id.txt: no connection to the server: " +
-                asSentence(refusedText()) +
-                "\n"
-                "  Could not download remote stamp file [DownloaderImpl::readRemoteIdFile, code "
-                "-1]\n"
-                "  Connection error: reason=2 extraF=1000 underlying=111 "
-                "[HttpGetter::responseErrorCb, code -1]\n" +
-                kRefusedHint);
+  EXPECT_EQ(
+      run({"-v", "refused", "dir"}).err,
+      "mtlsync: error: Could not fetch http://refused/id.txt: could not connect to the server: " +
+          asSentence(refusedText()) +
+          "\n"
+          "  Could not download remote stamp file [DownloaderImpl::readRemoteIdFile, code "
+          "-1]\n"
+          "  Connection error: reason=2 extraF=1000 underlying=111 "
+          "[HttpGetter::responseErrorCb, code -1]\n" +
+          kRefusedHint);
 }
 
 TEST(Program, EndsARunThatExceedsALimit) {
@@ -192,13 +195,14 @@ TEST(Program, NeverFailsWithoutAWord) {
   };
   const std::string stampFailed =
       "mtlsync: error: \"dir/id.txt\" cannot be written: Denied.\n"
-      "Check that you may write in \"dir\". Then try again: what was fetched is kept.\n";
+      "Check that you have permission to write to \"dir\". Then try again: what has been "
+      "downloaded is kept.\n";
   EXPECT_EQ(errorOf({"warning-only", "dir"}),
             "mtlsync: warning: Creating local stamp file failed: (5) Denied.\n" + stampFailed);
   EXPECT_EQ(errorOf({"-q", "warning-only", "dir"}), stampFailed);
   const std::string silent =
       "mtlsync: error: \"dir/id.txt\" cannot be written.\n"
-      "Make room on the disk, then try again.\n";
+      "Free some space on the disk, then try again.\n";
   EXPECT_EQ(errorOf({"silent", "dir"}), silent);
   EXPECT_EQ(errorOf({"-q", "silent", "dir"}), silent);
   EXPECT_EQ(errorOf({"empty-chain", "dir"}), silent);

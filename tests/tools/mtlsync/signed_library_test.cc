@@ -82,9 +82,9 @@ TEST_F(SignedLibraryProgram, RefusesWhatIsNotSignedAsContent) {
   const ProcessResult result = runWithKey();
   EXPECT_EQ(result.exitCode, 5);
   EXPECT_THAT(result.err, HasSubstr("/oak/id.txt: it is not signed: somebody has replaced it, or "
-                                    "the library's publisher does not sign"));
-  EXPECT_THAT(result.err, EndsWith("Nothing was changed. If it stays so, ask the library's "
-                                   "publisher, but not by way of its server.\n"));
+                                    "the library's publisher does not sign it"));
+  EXPECT_THAT(result.err, EndsWith("Nothing was changed. If this persists, ask the library's "
+                                   "publisher, by some way other than its server.\n"));
   EXPECT_EQ(copied("a.mtl"), "a");
   EXPECT_EQ(runWithKey({"--check"}).exitCode, 5);
   EXPECT_EQ(runWithKey({"--dry-run"}).exitCode, 5);
@@ -99,7 +99,7 @@ TEST_F(SignedLibraryProgram, RefusesAnotherNameAndAnOlderRelease) {
   oak_.serveStamp(oldStamp);
   const ProcessResult result = runWithKey();
   EXPECT_EQ(result.exitCode, 5);
-  EXPECT_THAT(result.err, HasSubstr("it is of an older release, serial 1700000000"));
+  EXPECT_THAT(result.err, HasSubstr("it is from an older release, serial 1700000000"));
   EXPECT_THAT(result.err, EndsWith("Nothing was changed. Try again later.\n"));
 }
 
@@ -109,11 +109,11 @@ TEST_F(SignedLibraryProgram, TakesAnExpiredReleaseOnRequestAndWarns) {
   ProcessResult result = runWithKey();
   EXPECT_EQ(result.exitCode, 5);
   EXPECT_THAT(result.err,
-              EndsWith("Nothing was changed. Try again later, or allow what has expired.\n"));
+              EndsWith("Nothing was changed. Try again later, or allow expired releases.\n"));
   result = runWithKey({"--allow-expired"});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_THAT(result.err, HasSubstr("warning: " + oak_.address() +
-                                    "/id.txt: it has expired at 2023-11-14T22:13:25Z"));
+                                    "/id.txt: it expired at 2023-11-14T22:13:25Z"));
 }
 
 TEST_F(SignedLibraryProgram, ACopyThatHadKeysNeedsThemUntilTheyAreForgotten) {
@@ -123,10 +123,12 @@ TEST_F(SignedLibraryProgram, ACopyThatHadKeysNeedsThemUntilTheyAreForgotten) {
        {std::vector<std::string>{}, {"--check"}, {"--module", MTLSYNC_REAL_MODULE}}) {
     const ProcessResult result = run(options);
     EXPECT_EQ(result.exitCode, 2);
-    EXPECT_THAT(result.err, HasSubstr("This copy was updated with keys: without any, nobody would "
-                                      "check what comes"));
-    EXPECT_THAT(result.err, EndsWith("Give the keys. Forgetting them goes on without, and nobody "
-                                     "checks what comes.\n"));
+    EXPECT_THAT(
+        result.err,
+        HasSubstr("This copy was updated with keys: without them, updates would not be checked"));
+    EXPECT_THAT(
+        result.err,
+        EndsWith("Give the keys. If you forget them instead, updates are no longer checked.\n"));
     EXPECT_EQ(copied("a.mtl"), "a");
   }
   EXPECT_EQ(run({"--module", MTLSYNC_REAL_MODULE, "--forget-keys"}).exitCode, 0);

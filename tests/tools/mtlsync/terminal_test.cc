@@ -120,10 +120,11 @@ TEST(OnTerminal, PrintsPlainLinesWhereThereIsNothingToRedraw) {
   const std::string dumb = Terminal("dumb", 80, "ok").text();
   EXPECT_THAT(dumb, Not(HasSubstr("\x1b")));
   EXPECT_THAT(dumb, HasSubstr("Downloading files: 50 % (10.0 of 20 MB)\r\n"));
-  EXPECT_EQ(Terminal("xterm", 80, "refused").text(),
-            "mtlsync: error: Could not fetch http://refused/id.txt: no connection to the server: "
-            "Connection refused.\r\n"
-            "Check the address and its port; where a proxy is needed, set one.\r\n");
+  EXPECT_EQ(
+      Terminal("xterm", 80, "refused").text(),
+      "mtlsync: error: Could not fetch http://refused/id.txt: could not connect to the server: "
+      "Connection refused.\r\n"
+      "Check the address and its port. If this network requires a proxy, set one.\r\n");
 }
 
 TEST(OnTerminal, ColoursTheKindOfAMessageUnlessToldNotTo) {
