@@ -33,12 +33,23 @@
  * Versions: records begin with their size, and grow only at the end, except mtlhost_amount,
  * which stays as it is. A record that the library filled may be smaller than the one here when
  * the library is older than this header: what lies beyond its size is not there. Functions,
- * constants and fields are added, never changed. */
+ * constants and fields are added, never changed.
+ *
+ * @since 0.1, unless a declaration has a mark of its own. */
 #ifndef MTLHOST_H
 #define MTLHOST_H
 
 #include <stddef.h>
 #include <stdint.h>
+
+/** @name The version of this header
+ * The one that a program was compiled with; mtlhost_version() says which one it runs with.
+ * @{ */
+#define MTLHOST_VERSION_MAJOR 0 /**< From 1 on, changes only with what breaks hosts. */
+#define MTLHOST_VERSION_MINOR 1 /**< Rises when something is added. */
+#define MTLHOST_VERSION_PATCH 0 /**< Rises with fixes. */
+#define MTLHOST_VERSION "0.1.0" /**< "MAJOR.MINOR.PATCH" */
+/** @} */
 
 #if defined(_WIN32) && defined(MTLHOST_BUILD)
 #define MTLHOST_API __declspec(dllexport)
@@ -430,7 +441,7 @@ MTLHOST_API void mtlhost_free_error(mtlhost_error* error);
  * whole line needs, the zero included. */
 MTLHOST_API size_t mtlhost_printable(const char* text, char* buffer, size_t size);
 
-/** Of this library: "MAJOR.MINOR.PATCH". */
+/** The version of this library, at run time: "MAJOR.MINOR.PATCH", like MTLHOST_VERSION. */
 MTLHOST_API const char* mtlhost_version(void);
 
 #ifdef __cplusplus

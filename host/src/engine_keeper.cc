@@ -15,6 +15,7 @@
 #include "keeper.h"
 #include "module.h"
 #include "mtlhost/folder_name.h"
+#include "mtllib/version.h"
 #include "platform/file_names.h"
 #include "rules/address.h"
 #include "rules/path.h"
@@ -62,7 +63,7 @@ mtlupdate::UpdateOptions optionsOf(const Settings& settings, mtlupdate::TrustOpt
   mtlupdate::UpdateOptions options;
   options.session.address =
       settings.remoteAddress.empty() ? mtlrules::defaultAddress() : settings.remoteAddress;
-  options.session.userAgent = "mtllib/" MTLHOST_VERSION;
+  options.session.userAgent = "mtllib/" MTLLIB_VERSION;
   options.session.proxy = proxyOf(settings);
   options.session.bytesPerSecond = update.bytesPerSecond;
   takeNetwork(settings.network, options.session);

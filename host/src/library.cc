@@ -121,4 +121,8 @@ void Library::cancel() noexcept {
   impl_->events.cancel();
 }
 
+const char* version() noexcept {
+  return MTLLIB_VERSION;
+}
+
 }  // namespace mtlhost

@@ -1,6 +1,8 @@
 /// @file
 /// The functions that allocate and free every record that crosses the library's boundary: those of
 /// the C runtime, under names that say so.
+///
+/// @since 0.1
 #ifndef MTLLIB_ALLOCATION_H_
 #define MTLLIB_ALLOCATION_H_
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "mtlhost/library.h"
+#include "mtllib/version.h"
 #include "recording_observer.h"
 #include "support/no_access.h"
 #include "support/promptly.h"
@@ -466,7 +467,8 @@ TEST_F(EngineTest, NamesItselfAndItsVersionToServers) {
   publish("one", {{"a", "a"}});
   runWell();
   for (const ServerRequest& request : server_.requests())
-    EXPECT_EQ(request.header("User-Agent"), "mtllib/" MTLHOST_VERSION);
+    EXPECT_EQ(request.header("User-Agent"), "mtllib/" MTLLIB_VERSION);
+  EXPECT_STREQ(version(), MTLLIB_VERSION);
 }
 
 TEST_F(EngineTest, GoesOnAtAMirrorAndSaysSo) {

@@ -10,6 +10,8 @@
 ///
 /// Failures are values. The only exceptions are those that the host's own Observer throws, and
 /// std::bad_alloc when memory runs out.
+///
+/// @since 0.1
 #ifndef MTLLIB_HOST_LIBRARY_H_
 #define MTLLIB_HOST_LIBRARY_H_
 
@@ -26,6 +28,7 @@
 #include "mtlhost/trust.h"
 #include "mtlhost/update.h"
 #include "mtllib/downloader_settings.h"
+#include "mtllib/version.h"
 
 namespace mtlhost {
 
@@ -193,6 +196,10 @@ class Library {
 
   std::unique_ptr<Impl, Close> impl_;
 };
+
+/// The version of the kit that a program is linked with, at run time: MTLLIB_VERSION, unless the
+/// program was compiled with the headers of another version.
+const char* version() noexcept;
 
 }  // namespace mtlhost
 

@@ -1,5 +1,7 @@
 /// @file
 /// Observer: receives what a check or run reports.
+///
+/// @since 0.1
 #ifndef MTLLIB_HOST_OBSERVER_H_
 #define MTLLIB_HOST_OBSERVER_H_
 

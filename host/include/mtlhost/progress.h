@@ -1,5 +1,7 @@
 /// @file
 /// How far a check or run has come.
+///
+/// @since 0.1
 #ifndef MTLLIB_HOST_PROGRESS_H_
 #define MTLLIB_HOST_PROGRESS_H_
 

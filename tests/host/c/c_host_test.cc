@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <string>
 
+#include "mtlhost.h"
 #include "support/child_process.h"
 #include "support/scripted_server.h"
 #include "support/temp_dir.h"
