@@ -26,6 +26,13 @@ class Example : public testing::Test {
     return {EXAMPLES + name, module, server_.address() + "/lib", directory_ / "target"};
   }
 
+  /// The same for one that uses the engine: with its arguments.
+  static std::vector<std::string> engineCommand(const std::string& name,
+                                                std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), EXAMPLES + name);
+    return arguments;
+  }
+
   /// Runs it to its end, and returns what it printed, with line breaks of one byte.
   static std::string finish(ChildProcess& host, int exitCode) {
     const ProcessResult result = host.wait();

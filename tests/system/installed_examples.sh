@@ -24,3 +24,9 @@ for host in minimal_host kit_host progress_host 'threaded_host 1000'; do
   "$folder/build/$name" "$module" "$address" "$folder/$name" $seconds
   expect_copy "$folder/$name"
 done
+"$folder/build/reload_host" "$address" "$folder/reloaded" oak.mat
+expect_copy "$folder/reloaded"
+"$folder/build/two_libraries" "$address" "$folder/first" "$address" "$folder/second"
+expect_copy "$folder/first"
+expect_copy "$folder/second"
+"$folder/build/background_check" "$address" "$folder/first" 1000

@@ -45,6 +45,13 @@ expect_same_tree "$folder/library" "$folder/copy"
 echo "A certificate that nobody trusts, or for another name, is refused"
 expect 3 mtlsync --no-proxy --retries 0 "$https" "$folder/untrusted"
 expect_text "certificate"
+# The example of a host with an authority of its own.
+expect 0 env no_proxy=localhost own_ca "$https" "$folder/own" "$folder/ca.pem"
+expect_same_tree "$folder/library" "$folder/own"
+openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj "/CN=Another authority" \
+  -keyout "$folder/other.key" -out "$folder/other.pem" 2>/dev/null
+expect 1 env no_proxy=localhost own_ca "$https" "$folder/untrusted" "$folder/other.pem"
+grep -qF "The authorities are those of $folder/other.pem." "$folder/out" || fail "$(cat "$folder/out")"
 openssl x509 -req -in "$folder/server.csr" -CA "$folder/ca.pem" -CAkey "$folder/ca.key" \
   -CAcreateserial -days 2 -out "$folder/server.pem" 2>/dev/null
 stop_nginx
