@@ -1,12 +1,17 @@
 // Defines the only function that the module exports.
-#include "plugin/entry_points.h"
-
 #ifdef _WIN32
 #define MTLLIB_EXPORT __declspec(dllexport)
 #else
 #define MTLLIB_EXPORT __attribute__((visibility("default")))
 #endif
 
-extern "C" MTLLIB_EXPORT void initDownloaderInterface(DownloaderInterface* table) {
+// Declared before the header, which is for hosts, does: Microsoft's compiler takes the attribute
+// from the first declaration alone.
+struct DownloaderInterface;
+extern "C" MTLLIB_EXPORT void initDownloaderInterface(DownloaderInterface* table);
+
+#include "plugin/entry_points.h"
+
+extern "C" void initDownloaderInterface(DownloaderInterface* table) {
   fillDownloaderInterface(table);
 }
