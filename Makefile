@@ -111,6 +111,14 @@ test-python:
 	  MTLLIB_LIBRARY=$(CURDIR)/build/release/bin/libmtlhost.so \
 	  MTLLIB_WHEELS=$(CURDIR)/build/release/dist /usr/bin/python3 -m pytest --quiet
 
+# The examples in Rust and C#, on the C interface.
+.PHONY: test-languages
+test-languages: deps
+	scripts/install-deps --languages
+	cmake --preset release $(CMAKE_OPTIONS)
+	cmake --build --preset release --target mtlhost mtlpublish
+	tests/system/other_languages.sh $(CURDIR) $(CURDIR)/build/release/bin
+
 # The add-on for Blender, with the Python package in it.
 blender-addon: wheel
 	rm -f dist/mtllib_blender-*.zip
@@ -225,6 +233,14 @@ lint:
 	cmake --preset lint
 	cmake --build --preset lint
 	scripts/lint
+
+# By hand: clang parses what is shipped for Windows as Microsoft's compiler would.
+.PHONY: check-msvc
+check-msvc:
+	scripts/install-deps --windows
+	deps=$$(scripts/build-deps windows) && \
+	  cmake --fresh --preset windows -D MTLLIB_DEPS="$$deps" $(CMAKE_OPTIONS)
+	scripts/check-msvc
 
 # By hand: clang's analyzer.
 .PHONY: analyze

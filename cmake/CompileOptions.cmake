@@ -26,9 +26,10 @@ function(mtllib_use_known_linker_flags)
   endforeach()
 endfunction()
 
-# This compiler takes -Wall for everything that it could ever warn of.
+# This compiler takes -Wall for everything that it could ever warn of, and sources for texts in the
+# user's code page.
 if(MSVC)
-  mtllib_use_known_flags(/W4)
+  mtllib_use_known_flags(/W4 /utf-8)
 else()
   mtllib_use_known_flags(-Wall -Wextra -Wpedantic -Wshadow -Wconversion)
 endif()
