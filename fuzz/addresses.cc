@@ -1,4 +1,5 @@
-// Addresses of libraries and of explicit proxies, as far as a host may get them from others.
+// Fuzz target: addresses of libraries and of explicit proxies, as far as a host may get them from
+// others.
 #include "http/address.h"
 
 #include <cstddef>

@@ -1,5 +1,5 @@
-// The answer of a server, cut into pieces at every place: it is the same answer, and never
-// more than was allowed. The first byte of the input says what was asked for.
+// Fuzz target: the answer of a server, cut into pieces at every place: it is the same answer, and
+// never more than was allowed. The first byte of the input says what was asked for.
 #include <cstddef>
 #include <cstdint>
 #include <string_view>

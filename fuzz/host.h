@@ -1,4 +1,4 @@
-// A host for fuzz targets: silent, with a downloader that is not set up for any network.
+// A silent host for fuzz targets, with a downloader that has no network.
 #ifndef MTLLIB_FUZZ_HOST_H_
 #define MTLLIB_FUZZ_HOST_H_
 

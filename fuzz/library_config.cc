@@ -1,6 +1,6 @@
-// Configurations of libraries, and records of builds that are kept: whatever the text is, a
-// configuration is taken or refused with reasons, each in one line that can be shown; and a record
-// that is taken is written as it was.
+// Fuzz target: configurations of libraries, and records of builds that are kept: whatever the text
+// is, a configuration is taken or refused with reasons, each in one line that can be shown; and a
+// record that is taken is written as it was.
 #include "mtlpublish/library_config.h"
 
 #include <cstddef>

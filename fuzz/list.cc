@@ -1,5 +1,5 @@
-// filelist.json: whatever arrives, parsing ends in a list of entries that stay below the
-// target directory, or in one report; and in the same as when all of the text is parsed before
+// Fuzz target: filelist.json: whatever arrives, parsing ends in a list of entries that stay below
+// the target directory, or in one report; and in the same as when all of the text is parsed before
 // the first entry is looked at.
 #include "catalogue/list_file.h"
 

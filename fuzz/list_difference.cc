@@ -1,5 +1,5 @@
-// A difference between lists, packed or not: whatever arrives, the steps that are read fit the two
-// lists that the head announces, and what is read as a whole is written as it came.
+// Fuzz target: a difference between lists, packed or not: whatever arrives, the steps that are read
+// fit the two lists that the head announces, and what is read as a whole is written as it came.
 #include "update/list_difference.h"
 
 #include <cstddef>

@@ -1,5 +1,5 @@
-// Library paths: what stays below a directory by its text does so when it is resolved, and
-// percent-encoding loses nothing.
+// Fuzz target: library paths: what stays below a directory by its text does so when it is resolved,
+// and percent-encoding loses nothing.
 #include <cstddef>
 #include <cstdint>
 #include <string>

@@ -1,5 +1,6 @@
-// From the text of a list to a plan: whatever a server sends, every file that is fetched, copied or
-// removed has a place of its own below the folder, and that place is not one of the client's own.
+// Fuzz target: from the text of a list to a plan: whatever a server sends, every file that is
+// fetched, copied or removed has a place of its own below the folder, and that place is not one of
+// the client's own.
 #include "update/plan.h"
 
 #include <cstddef>

@@ -1,5 +1,6 @@
-// Stamps that are signatures, and keys: whatever the bytes are, what is read of them is written as
-// it was, no byte beyond the limit counts, and none but the one stamp that was signed is accepted.
+// Fuzz target: stamps that are signatures, and keys: whatever the bytes are, what is read of them
+// is written as it was, no byte beyond the limit counts, and none but the one stamp that was signed
+// is accepted.
 #include <cstddef>
 #include <cstdint>
 #include <optional>

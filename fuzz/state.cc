@@ -1,5 +1,5 @@
-// The state of the last update: whatever the file holds, it is read as a state whose files all lie
-// below the folder of the copy, and which is written as it was, or as none.
+// Fuzz target: the state of the last update: whatever the file holds, it is read as a state whose
+// files all lie below the folder of the copy, and which is written as it was, or as none.
 #include "update/state.h"
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// The length-prefixed texts of streams, read from any bytes.
+// Fuzz target: the length-prefixed texts of streams, read from any bytes.
 #include <cstddef>
 #include <cstdint>
 #include <vector>

@@ -1,4 +1,5 @@
-// The user's proxy settings: the first line is "ProxyServer", the rest "ProxyOverride".
+// Fuzz target: the user's proxy settings: the first line is "ProxyServer", the rest
+// "ProxyOverride".
 #include "qutils/system_proxy.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// File names: no byte is lost on the way to the system's UTF-16 and back.
+// Fuzz target: file names: no byte is lost on the way to the system's UTF-16 and back.
 #include "platform/utf.h"
 
 #include <cstddef>

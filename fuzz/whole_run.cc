@@ -1,5 +1,5 @@
-// A whole synchronisation over a real connection: each request is answered with the next
-// piece of the input, as it is, up to the byte 1E; then the connection is closed.
+// Fuzz target: a whole synchronisation over a real connection: each request is answered with the
+// next piece of the input, as it is, up to the byte 1E; then the connection is closed.
 #include <unistd.h>
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Patterns of a proxy bypass list: the first line is the pattern, the rest the text.
+// Fuzz target: patterns of a proxy bypass list: the first line is the pattern, the rest the text.
 #include "rules/wildcard_match.h"
 
 #include <algorithm>

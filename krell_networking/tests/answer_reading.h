@@ -1,4 +1,4 @@
-// Reading an answer in pieces, for the tests and the fuzz target of answers.
+// Reads an answer in pieces, for the tests and the fuzz target of answers.
 #ifndef KRELL_NETWORKING_TESTS_ANSWER_READING_H_
 #define KRELL_NETWORKING_TESTS_ANSWER_READING_H_
 

@@ -1,4 +1,4 @@
-// What is taken for an answer and what is not, wherever the bytes are cut into pieces.
+// Tests what is taken for an answer and what is not, wherever the bytes are cut into pieces.
 #include <gtest/gtest.h>
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// Where the authorities of a system are found, on those that keep them in different places.
+// Tests where the authorities of a system are found, on those that keep them in different places.
 #include <gtest/gtest.h>
 
 #include <string>

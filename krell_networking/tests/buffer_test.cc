@@ -1,4 +1,4 @@
-// Received bytes on their way into a stream.
+// Tests the buffer between received bytes and a stream.
 #include "net/buffer.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// The numbers in which failures are told.
+// Tests the numbers that report failures.
 #include "connection_error.h"
 
 #include <gtest/gtest.h>

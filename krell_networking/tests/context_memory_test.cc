@@ -1,5 +1,5 @@
-// Starting the library without memory: its trust store is the one that was asked for, or it does
-// not start.
+// Tests starting the library without memory: its trust store is the one that was asked for, or it
+// does not start.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

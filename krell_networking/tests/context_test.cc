@@ -1,4 +1,4 @@
-// Starting and stopping the library, and where its trust store comes from.
+// Tests starting and stopping the library, and where its trust store comes from.
 #include "net/context.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// How requests use connections, and that no answer is taken for another one's.
+// Tests how requests use connections, and that no answer is taken for that of another request.
 #include <gmock/gmock.h>
 
 #include <atomic>

@@ -1,4 +1,4 @@
-// A host that has used up its handles. POSIX only: elsewhere there is no such limit to set.
+// Tests a host that has used up its handles. POSIX only: elsewhere there is no such limit to set.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-// Header fields, and what cannot be one.
+// Tests header fields, and what cannot be one.
 #include "net/headers.h"
 
 #include <gtest/gtest.h>

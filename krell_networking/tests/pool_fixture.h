@@ -1,4 +1,4 @@
-// A pool with callbacks that keep what they were told.
+// A PoolFixture has a pool of clients with callbacks that record what they receive.
 #ifndef KRELL_NETWORKING_TESTS_POOL_FIXTURE_H_
 #define KRELL_NETWORKING_TESTS_POOL_FIXTURE_H_
 

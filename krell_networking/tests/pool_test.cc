@@ -1,4 +1,4 @@
-// What a pool of clients promises, against a scripted server.
+// Tests what a pool of clients promises, against a scripted server.
 #include <gmock/gmock.h>
 
 #include <atomic>

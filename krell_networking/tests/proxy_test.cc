@@ -1,4 +1,4 @@
-// Requests through an HTTP proxy; the scripted server plays the proxy.
+// Tests requests through an HTTP proxy; the scripted server plays the proxy.
 #include <gmock/gmock.h>
 
 #include <chrono>

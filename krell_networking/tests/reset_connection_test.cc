@@ -1,5 +1,5 @@
-// Connections that the server resets, and the numbers they are reported with. POSIX only: Wine
-// takes the end of a connection for an orderly one.
+// Tests connections that the server resets, and the numbers they are reported with. POSIX only:
+// Wine takes the end of a connection for an orderly one.
 #include <cerrno>
 #include <chrono>
 #include <future>

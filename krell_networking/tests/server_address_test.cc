@@ -1,4 +1,4 @@
-// Splitting "host:port".
+// Tests splitting "host:port".
 #include <gtest/gtest.h>
 
 #include <cstring>

@@ -1,4 +1,4 @@
-// Aborting and ending while the system's resolver takes its time.
+// Tests aborting and ending while the system's resolver takes its time.
 #include <chrono>
 #include <condition_variable>
 #include <mutex>

@@ -1,7 +1,7 @@
-// A thread that waits for a request and takes its time to leave while the pool is destroyed.
-// The linker's --wrap makes a call of pthread_mutex_lock one of __wrap_pthread_mutex_lock, so
-// that the thread can be held up where it still uses what the pool owns. POSIX only: Windows'
-// threads lock mutexes of their own to find out which thread they are.
+// Tests a thread that waits for a request and takes its time to leave while the pool is destroyed.
+// The linker's --wrap makes a call of pthread_mutex_lock one of __wrap_pthread_mutex_lock, so that
+// the thread can be held up where it still uses what the pool owns. POSIX only: Windows' threads
+// lock mutexes of their own to find out which thread they are.
 #include <pthread.h>
 
 #include <atomic>

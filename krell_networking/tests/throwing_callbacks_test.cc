@@ -1,5 +1,5 @@
-// A callback that throws, as one does on which memory runs out, fails its own request and nothing
-// else.
+// Tests that a callback that throws, as one does on which memory runs out, fails its own request
+// and nothing else.
 #include <gtest/gtest.h>
 
 #include <new>

@@ -1,4 +1,4 @@
-// A server that does not answer when a connection is asked for. POSIX only: elsewhere a full
+// Tests a server that does not answer when a connection is asked for. POSIX only: elsewhere a full
 // queue of connections is told to who asks.
 #include <arpa/inet.h>
 #include <netinet/in.h>

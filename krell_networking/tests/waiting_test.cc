@@ -1,4 +1,5 @@
-// How long a pool waits for a server, and how often it asks its host meanwhile whether to abort.
+// Tests how long a pool waits for a server, and how often it asks its host meanwhile whether to
+// abort.
 #include <chrono>
 
 #include "pool_fixture.h"

@@ -1,7 +1,7 @@
 #!/bin/sh
-# The records, values and functions of the public headers, and what the libraries export, are
-# as they are written down in baseline.txt: what was built against them goes on working. With
-# --write, writes them down as they are now.
+# Compares the records, values and functions of the public headers, and what the libraries export,
+# with baseline.txt, so that what was built against them continues to work. With --write, records
+# them as they are now.
 # usage: abi_baseline.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS [--write]
 set -eu
 windows=false

@@ -1,5 +1,5 @@
-// The catalogue without memory: no name that lost a part of it is ever used, and no entry
-// is lost.
+// Tests the catalogue without memory: no name that lost a part of it is ever used, and no entry is
+// lost.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// Copying between streams in chunks.
+// Tests copying between streams in chunks.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

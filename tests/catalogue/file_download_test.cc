@@ -1,4 +1,4 @@
-// Fetching the selected files and saving them.
+// Tests fetching the selected files and saving them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

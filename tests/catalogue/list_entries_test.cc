@@ -1,4 +1,4 @@
-// The two ways from the text of a list to its entries: what the first of them leaves to the
+// Tests the two ways from the text of a list to its entries: what the first of them leaves to the
 // second, and that it makes no difference which of them it was.
 #include "catalogue/list_entries.h"
 

@@ -1,4 +1,4 @@
-// The list file: fetching it, and selecting from it what to download.
+// Tests the list file: fetching it, and selecting from it what to download.
 #include "catalogue/list_file.h"
 
 #include <gmock/gmock.h>

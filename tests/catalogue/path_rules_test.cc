@@ -1,4 +1,4 @@
-// Paths against a second, plain statement of the same rules, over generated paths.
+// Tests paths against a second, plain statement of the same rules, over generated paths.
 #include <gtest/gtest.h>
 
 #include <array>

@@ -1,4 +1,4 @@
-// Where the files of a library lie, as the downloader has it.
+// Tests where the downloader puts and finds the files of a library.
 #include <gtest/gtest.h>
 
 #include <string>

@@ -1,4 +1,4 @@
-// Saving files to a disk that fails.
+// Tests saving files to a disk that fails.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// The stamp on a disk that fails: what is told to the host and what is not.
+// Tests the stamp on a disk that fails: what is reported to the host and what is not.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// The stamp: where it lies, fetching and comparing it, writing it.
+// Tests the stamp: where it lies, fetching and comparing it, writing it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// A stream in memory that can be told to misbehave.
+// A StubStream is a stream in memory that fails on demand.
 #ifndef MTLLIB_TESTS_CATALOGUE_STUB_STREAM_H_
 #define MTLLIB_TESTS_CATALOGUE_STUB_STREAM_H_
 

@@ -1,4 +1,4 @@
-// The picture of the architecture shows which folder uses which, as the sources include.
+// Tests that the picture of the architecture shows which folder uses which, as the sources include.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

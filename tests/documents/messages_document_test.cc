@@ -1,4 +1,4 @@
-// The list of messages is that of the sources, with something said about each.
+// Tests that the list of messages is that of the sources, with something said about each.
 #include "documents/messages_document.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// What is found in sources, and how much of it.
+// Tests which texts are found in sources.
 #include "documents/source_messages.h"
 
 #include <gmock/gmock.h>

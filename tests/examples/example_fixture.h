@@ -1,4 +1,4 @@
-// An example that runs against a small library.
+// An Example is a test fixture that runs an example against a small library.
 #ifndef MTLLIB_TESTS_EXAMPLES_EXAMPLE_FIXTURE_H_
 #define MTLLIB_TESTS_EXAMPLES_EXAMPLE_FIXTURE_H_
 

@@ -1,4 +1,4 @@
-// The examples do what they say: when all goes well, when something fails, when they are
+// Tests that the examples do what they say: when all goes well, when something fails, when they are
 // stopped.
 #include <gmock/gmock.h>
 

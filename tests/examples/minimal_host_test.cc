@@ -1,4 +1,4 @@
-// The smallest of the examples, which loads the module in the POSIX way.
+// Tests the smallest of the examples, which loads the module in the POSIX way.
 #include <gmock/gmock.h>
 
 #include "examples/example_fixture.h"

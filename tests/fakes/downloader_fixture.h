@@ -1,4 +1,4 @@
-// A downloader with everything around it: a host, settings, a network, a directory.
+// A DownloaderFixture has a downloader and what it needs: a host, settings, a network, a directory.
 #ifndef MTLLIB_TESTS_FAKES_DOWNLOADER_FIXTURE_H_
 #define MTLLIB_TESTS_FAKES_DOWNLOADER_FIXTURE_H_
 

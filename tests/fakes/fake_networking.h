@@ -1,5 +1,5 @@
-// The networking library played by the test: no sockets, no threads, every answer
-// scripted, every call written down.
+// A fake of the networking library for tests: no sockets, no threads, every answer is scripted
+// and every call recorded.
 #ifndef MTLLIB_TESTS_FAKES_FAKE_NETWORKING_H_
 #define MTLLIB_TESTS_FAKES_FAKE_NETWORKING_H_
 

@@ -1,4 +1,4 @@
-// A host that writes down everything it is told.
+// A RecordingCallback is the callback object of a host that records every call.
 #ifndef MTLLIB_TESTS_FAKES_RECORDING_CALLBACK_H_
 #define MTLLIB_TESTS_FAKES_RECORDING_CALLBACK_H_
 

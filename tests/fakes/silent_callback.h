@@ -1,4 +1,4 @@
-// A host that allocates nothing.
+// A SilentCallback is the callback object of a host that ignores every call and allocates nothing.
 #ifndef MTLLIB_TESTS_FAKES_SILENT_CALLBACK_H_
 #define MTLLIB_TESTS_FAKES_SILENT_CALLBACK_H_
 

@@ -1,4 +1,4 @@
-// Counting bytes over requests that share tokens.
+// Tests counting bytes over requests that share tokens.
 #include "byte_counter.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
-// What hosts get of the engine, which brings copies up to date unless they ask for the module.
+// Tests what hosts get of the engine, which brings copies up to date unless they ask for the
+// module.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// What users are told of failures: their kind, what they are about, a sentence and a hint.
+// Tests the explanations of failures: their kind, what they are about, a sentence and a hint.
 #include "explanation.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// The plug-in that plays a part, told from within the process what to play.
+// Controls the fake module from within the test process: what it is to simulate.
 #ifndef MTLLIB_TESTS_HOST_FAKE_MODULE_CONTROL_H_
 #define MTLLIB_TESTS_HOST_FAKE_MODULE_CONTROL_H_
 

@@ -1,4 +1,4 @@
-// Names of folders above the current one.
+// Tests names of folders above the current one.
 #include "mtlhost/folder_name.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// A library in a process that was forked from the one that opened it.
+// Tests a library in a process that was forked from the one that opened it.
 #include <gtest/gtest.h>
 
 #include <optional>

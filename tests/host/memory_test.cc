@@ -1,4 +1,4 @@
-// The kit gives back what it takes, whatever happens.
+// Tests that the kit gives back what it takes, whatever happens.
 #include <gtest/gtest.h>
 
 #include <new>

@@ -1,4 +1,4 @@
-// Messages of every length.
+// Tests messages of every length.
 #include "mtlhost/message.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Where hosts look for a module that they do not name.
+// Tests where hosts look for a module that they do not name.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// How requests are sent: proxies, fields, queries and limits of the settings.
+// Tests how requests are sent: proxies, fields, queries and limits of the settings.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// Loading the module, and what is said when that fails.
+// Tests loading the module, and what is reported when that fails.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

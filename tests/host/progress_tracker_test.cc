@@ -1,4 +1,4 @@
-// Progress, from what the library says about it.
+// Tests deriving progress from the messages of the library.
 #include "progress_tracker.h"
 
 #include <gtest/gtest.h>

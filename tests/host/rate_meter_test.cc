@@ -1,4 +1,4 @@
-// Rates over time.
+// Tests rates over time.
 #include "rate_meter.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// A host that writes down everything it is told.
+// A RecordingObserver is an observer that records every event as a line of text.
 #ifndef MTLLIB_TESTS_HOST_RECORDING_OBSERVER_H_
 #define MTLLIB_TESTS_HOST_RECORDING_OBSERVER_H_
 

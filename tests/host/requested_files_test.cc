@@ -1,4 +1,4 @@
-// Which file of the library was not received, when the module does not say.
+// Tests finding out which file of the library was not received, when the module does not say.
 #include "requested_files.h"
 
 #include <gtest/gtest.h>

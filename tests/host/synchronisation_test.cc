@@ -1,4 +1,4 @@
-// Whole checks and runs with the real module and a server.
+// Tests whole checks and runs with the real module and a server.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// The system's own words.
+// Tests the system's texts for errors.
 #include "mtlhost/system.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Keys in a host's settings, and what becomes of a copy that needs them.
+// Tests keys in a host's settings, and what becomes of a copy that needs them.
 #include "mtlhost/trust.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// Texts that are not always UTF-8, nor fit to be shown.
+// Tests texts that are not always UTF-8, nor fit to be shown.
 #include "mtlhost/utf8.h"
 
 #include <gtest/gtest.h>

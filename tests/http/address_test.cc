@@ -1,4 +1,4 @@
-// Splitting addresses.
+// Tests splitting addresses.
 #include "http/address.h"
 
 #include <gtest/gtest.h>

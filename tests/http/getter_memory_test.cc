@@ -1,4 +1,4 @@
-// A getter that finds no memory.
+// Tests a getter that finds no memory.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

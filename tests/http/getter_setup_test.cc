@@ -1,4 +1,4 @@
-// From the remote address to a configured client pool, and its end.
+// Tests making a configured client pool from the remote address, and ending it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

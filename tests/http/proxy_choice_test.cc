@@ -1,4 +1,4 @@
-// Which proxy is used, and what the host is told about it.
+// Tests which proxy is used, and what the host is told about it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// The records that the networking library and its callbacks share with the getter: field
+// Tests the records that the networking library and its callbacks share with the getter: field
 // orders and widths that must not change.
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// The request cycle, the callbacks of the networking library, progress and abort.
+// Tests the request cycle, the callbacks of the networking library, progress and abort.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

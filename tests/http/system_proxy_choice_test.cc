@@ -1,4 +1,4 @@
-// The choice of proxy when the system's settings decide, as they stand in the registry: the
+// Tests the choice of proxy when the system's settings decide, as they stand in the registry: the
 // real one on Windows.
 #include <gmock/gmock.h>
 

@@ -1,5 +1,5 @@
-// A limit on file sizes, as hosts on render farms live under: it is an error like others,
-// not the end of the host.
+// Tests a limit on file sizes, as hosts on render farms live under: it is an error like others, not
+// the end of the host.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 

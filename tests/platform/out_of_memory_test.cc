@@ -1,4 +1,4 @@
-// What happens when memory runs out, each time in a process of its own whose memory is
+// Tests what happens when memory runs out, each time in a process of its own whose memory is
 // limited. Sanitizers need more than any limit, so these tests pause under them.
 #include <gmock/gmock.h>
 #include <sys/resource.h>

@@ -1,5 +1,5 @@
-// The POSIX realisation of the file calls: error codes and their texts, names, handles,
-// and what only POSIX file systems hold.
+// Tests the POSIX realisation of the file calls: error codes and their texts, names, handles, and
+// what only POSIX file systems hold.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>

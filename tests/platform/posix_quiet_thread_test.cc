@@ -1,4 +1,4 @@
-// Threads that leave the host's signals to the host's own threads.
+// Tests threads that leave the host's signals to the host's own threads.
 #include <gtest/gtest.h>
 
 #include <csignal>

@@ -1,5 +1,5 @@
-// The registry in memory, its filling from the environment, and the expansion of
-// environment variables.
+// Tests the registry in memory, its filling from the environment, and the expansion of environment
+// variables.
 #include <gtest/gtest.h>
 
 #include <cstdio>

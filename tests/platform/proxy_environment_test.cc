@@ -1,4 +1,4 @@
-// The proxy variables of the environment as Internet settings.
+// Tests the proxy variables of the environment as Internet settings.
 #include "platform/posix/proxy_environment.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Programs that run with the rights of another user than the one who started them: whoever
+// Tests programs that run with the rights of a user other than the one who started them: whoever
 // that was has no say in what they trust.
 #include <gtest/gtest.h>
 #include <sys/auxv.h>

@@ -1,4 +1,4 @@
-// What the tests themselves rely on where they need to be refused something.
+// Tests what the tests themselves rely on where they need to be refused something.
 #include "support/unprivileged.h"
 
 #include <gtest/gtest.h>

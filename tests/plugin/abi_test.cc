@@ -1,6 +1,6 @@
-// The records and tables that the plug-in and the networking library share: orders and widths
-// of their fields; and the callback of a host that fills its table by hand. Those of hosts
-// are written down in tests/abi.
+// Tests the records and tables that the plug-in and the networking library share: orders and widths
+// of their fields; and the callback of a host that fills its table by hand. Those of hosts are
+// written down in tests/abi.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// The counting itself: a test that relies on it must not pass because nothing is counted.
+// Tests the counting itself: a test that relies on it must not pass because nothing is counted.
 #include "support/counting_allocator.h"
 
 #include <gmock/gmock.h>

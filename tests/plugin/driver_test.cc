@@ -1,4 +1,4 @@
-// Whole synchronisations: the order of their phases and how they end.
+// Tests whole synchronisations: the order of their phases and how they end.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// The table, its handles, and what a host may do with them.
+// Tests the table, its handles, and what a host may do with them.
 #include "plugin/entry_points.h"
 
 #include <gmock/gmock.h>

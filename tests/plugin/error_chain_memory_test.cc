@@ -1,4 +1,4 @@
-// Error chains without memory, and that they leave none behind.
+// Tests error chains without memory, and that they leave none behind.
 #include <gmock/gmock.h>
 
 #include <cstdint>

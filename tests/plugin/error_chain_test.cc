@@ -1,4 +1,4 @@
-// Error chains: making, extending, printing, sharing and releasing them.
+// Tests error chains: making, extending, printing, sharing and releasing them.
 #include "plugin/error_chain.h"
 
 #include <gmock/gmock.h>

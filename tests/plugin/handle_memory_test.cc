@@ -1,4 +1,4 @@
-// The entries of the table without memory, and that they leave none behind.
+// Tests the entries of the table without memory, and that they leave none behind.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// Texts and their builder without memory: each allocation of each operation fails once.
+// Tests texts and their builder without memory: each allocation of each operation fails once.
 #include <gmock/gmock.h>
 
 #include <cstring>

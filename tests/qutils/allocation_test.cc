@@ -1,5 +1,5 @@
-// Which blocks texts, text builders and streams in memory allocate, resize and free, of
-// what sizes and in which order.
+// Tests which blocks texts, text builders and streams in memory allocate, resize and free, of what
+// sizes and in which order.
 #include <gmock/gmock.h>
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// CharString: sharing, copying on write, and records that another module made.
+// Tests CharString: sharing, copying on write, and records that another module made.
 #include "mtllib/char_string.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// Which system calls PFileStream makes, with which arguments, and what it makes of every
+// Tests which system calls PFileStream makes, with which arguments, and what it makes of every
 // answer, over a system that the test plays.
 #include <gmock/gmock.h>
 

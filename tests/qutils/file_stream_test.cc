@@ -1,4 +1,4 @@
-// PFileStream over real files.
+// Tests PFileStream over real files.
 #include "qutils/file_stream.h"
 
 #include <gmock/gmock.h>

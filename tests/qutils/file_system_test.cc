@@ -1,4 +1,4 @@
-// Creating paths: which levels are made, which failures are forgiven.
+// Tests creating paths: which levels are made, which failures are forgiven.
 #include "qutils/file_system.h"
 
 #include <gmock/gmock.h>

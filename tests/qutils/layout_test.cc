@@ -1,5 +1,5 @@
-// The records and tables of texts and streams that modules share: orders and widths of
-// their fields, types and slots of their operations.
+// Tests the records and tables of texts and streams that modules share: orders and widths of their
+// fields, types and slots of their operations.
 #include <gmock/gmock.h>
 
 #include <atomic>

@@ -1,4 +1,4 @@
-// PMemStream: its blocks, its position, its messages.
+// Tests PMemStream: its blocks, its position, its messages.
 #include "qutils/mem_stream.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// Reading keys and values of the registry: the real one on Windows.
+// Tests reading keys and values of the registry: the real one on Windows.
 #include "qutils/registry.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-// The string formats that all streams share, over a stream in memory and over one that
-// fails or falls short on demand.
+// Tests the string formats that all streams share, over a stream in memory and over one that fails
+// or falls short on demand.
 #include <gmock/gmock.h>
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// Which calls reading the registry and a system message makes, with which arguments, and
-// what becomes of every answer, over a system that the test plays.
+// Tests which calls reading the registry and a system message makes, with which arguments, and what
+// becomes of every answer, over a system that the test plays.
 #include <gmock/gmock.h>
 
 #include <algorithm>

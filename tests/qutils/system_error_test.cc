@@ -1,4 +1,4 @@
-// The texts of system error codes.
+// Tests the texts of system error codes.
 #include "qutils/system_error.h"
 
 #include <gtest/gtest.h>

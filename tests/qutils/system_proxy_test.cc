@@ -1,4 +1,4 @@
-// The user's proxy settings as they stand in the registry: the real one on Windows.
+// Tests the user's proxy settings as they stand in the registry: the real one on Windows.
 #include "qutils/system_proxy.h"
 
 #include <gmock/gmock.h>

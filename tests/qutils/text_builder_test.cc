@@ -1,4 +1,4 @@
-// TextBuilder: formatting, growth, borrowed buffers.
+// Tests TextBuilder: formatting, growth, borrowed buffers.
 #include "qutils/text_builder.h"
 
 #include <gmock/gmock.h>

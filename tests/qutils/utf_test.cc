@@ -1,4 +1,4 @@
-// Conversion between UTF-8 and UTF-16, which loses no byte.
+// Tests conversion between UTF-8 and UTF-16, which loses no byte.
 #include "platform/utf.h"
 
 #include <gmock/gmock.h>

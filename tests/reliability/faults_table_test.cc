@@ -1,4 +1,4 @@
-// The documents name every fault that is tried, and what becomes of it.
+// Tests that the documents name every fault that is tried, and what becomes of it.
 #include "faults_table.h"
 
 #include <gtest/gtest.h>

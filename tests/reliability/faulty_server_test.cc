@@ -1,4 +1,4 @@
-// A server that answers badly, in every phase of a run: the run ends soon, says why once,
+// Tests a server that answers badly, in every phase of a run: the run ends soon, says why once,
 // keeps the old stamp and the files that were complete, and the next run repairs all.
 #include <algorithm>
 #include <chrono>

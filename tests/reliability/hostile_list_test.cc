@@ -1,5 +1,5 @@
-// Lists that a host should not have to fear: each run ends soon, in success or in one
-// error, and nothing is written outside the target directory.
+// Tests lists that a host should not have to fear: each run ends soon, in success or in one error,
+// and nothing is written outside the target directory.
 #include <chrono>
 #include <filesystem>
 #include <iterator>

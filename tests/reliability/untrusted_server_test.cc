@@ -1,4 +1,4 @@
-// Servers over TLS that are not who they should be, or speak a protocol that nobody should.
+// Tests servers over TLS that are not who they should be, or speak a protocol that nobody should.
 // POSIX only: the test's server is OpenSSL's, which is not built for Windows here.
 #include <openssl/bio.h>
 

@@ -1,4 +1,4 @@
-// Addresses taken apart, and the URLs of what a library has.
+// Tests parsing addresses, and the URLs of a library's files.
 #include "rules/address.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// What an entry of a list means.
+// Tests what an entry of a list means.
 #include "rules/list_entry.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// What a stamp says of the list of its release.
+// Tests what a stamp says of the list of its release.
 #include "rules/list_note.h"
 
 #include <gtest/gtest.h>

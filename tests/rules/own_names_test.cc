@@ -1,4 +1,4 @@
-// Names that a list must not have, since clients write files of these names themselves.
+// Tests names that a list must not have, since clients write files of these names themselves.
 #include "rules/own_names.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Paths, resolved and encoded.
+// Tests paths, resolved and encoded.
 #include "rules/path.h"
 
 #include <gmock/gmock.h>

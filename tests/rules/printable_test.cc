@@ -1,4 +1,4 @@
-// Hostile texts made fit to be seen.
+// Tests making hostile texts safe to show.
 #include "rules/printable.h"
 
 #include <gtest/gtest.h>

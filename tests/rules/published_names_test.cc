@@ -1,4 +1,4 @@
-// What is wrong with the names of a library for one client or another.
+// Tests what is wrong with the names of a library for one client or another.
 #include "rules/published_names.h"
 
 #include <gmock/gmock.h>

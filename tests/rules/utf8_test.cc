@@ -1,4 +1,4 @@
-// Texts that are not always UTF-8.
+// Tests texts that are not always UTF-8.
 #include "rules/utf8.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Patterns of the proxy bypass list.
+// Tests patterns of the proxy bypass list.
 #include "rules/wildcard_match.h"
 
 #include <gtest/gtest.h>

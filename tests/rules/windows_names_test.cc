@@ -1,5 +1,5 @@
-// Names that Windows takes for something other than a file. The rule is text only, so it
-// is tested wherever the tests run.
+// Tests names that Windows takes for something other than a file. The rule is text only, so it is
+// tested wherever the tests run.
 #include <gtest/gtest.h>
 
 #include "rules/windows_names.h"

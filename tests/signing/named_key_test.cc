@@ -1,4 +1,4 @@
-// Keys that are named by their text, or by a file.
+// Tests keys that are given as text or as the name of a file.
 #include "signing/named_key.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Which releases there can be, and the one comment for each.
+// Tests which releases are valid, and the one comment for each.
 #include "signing/release_comment.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// Keys that are made, kept in files and signed with.
+// Tests keys that are made, kept in files and signed with.
 #include "signing/secret_key.h"
 
 #include <gmock/gmock.h>

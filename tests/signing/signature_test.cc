@@ -1,4 +1,5 @@
-// Signatures that minisign made, what becomes of them when anything is changed, and public keys.
+// Tests signatures that minisign made, what becomes of them when anything is changed, and public
+// keys.
 #include "signing/signature.h"
 
 #include <gmock/gmock.h>

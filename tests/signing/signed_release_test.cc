@@ -1,4 +1,4 @@
-// What a stamp says is believed only when the holder of a key has signed it.
+// Tests that what a stamp says is believed only when the holder of a key has signed it.
 #include "signing/signed_release.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-// Debian's minisign accepts what is signed here, and what it signs is accepted here, with keys of
-// either side, with a password and without.
+// Tests that Debian's minisign accepts what is signed here, and what it signs is accepted here,
+// with keys of either side, with a password and without.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// The host says stop: in every phase the run ends at once, through the library's own
+// Tests that a host can stop a run: in every phase the run ends at once, through the library's own
 // path.
 #include <atomic>
 #include <chrono>

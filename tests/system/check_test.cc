@@ -1,4 +1,4 @@
-// Asking whether an update is available, which writes nothing.
+// Tests asking whether an update is available, which writes nothing.
 #include <string>
 
 #include "system_fixture.h"

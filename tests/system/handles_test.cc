@@ -1,4 +1,4 @@
-// The table, the handles, and what null gives.
+// Tests the table, the handles, and what null gives.
 #include <string>
 
 #include "system_fixture.h"

@@ -1,4 +1,4 @@
-// Which way the requests go; the server plays the proxy as well.
+// Tests which way the requests go; the server plays the proxy as well.
 #include <string>
 
 #include "system_fixture.h"

@@ -1,4 +1,4 @@
-// A file in the target directory that cannot be replaced.
+// Tests a file in the target directory that cannot be replaced.
 #include <filesystem>
 #include <map>
 #include <string>

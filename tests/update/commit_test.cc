@@ -1,4 +1,4 @@
-// From the stage to the places, on the disk itself.
+// Tests moving staged files to their places, on a real disk.
 #include "update/commit.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// Files that some program has open, on Windows' terms.
+// Tests files that some program has open, on Windows' terms.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

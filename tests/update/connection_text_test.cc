@@ -1,4 +1,4 @@
-// The words for reasons and rules.
+// Tests the texts for reasons and rules.
 #include "update/connection_text.h"
 
 #include <gtest/gtest.h>

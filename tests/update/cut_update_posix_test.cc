@@ -1,4 +1,4 @@
-// Updates that are killed wherever they write, or find the disk full or not to be written.
+// Tests updates that are killed wherever they write, or find the disk full or not to be written.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

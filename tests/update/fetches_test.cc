@@ -1,4 +1,4 @@
-// Contents on their way into the stage: checked, and gone on with in the next run.
+// Tests staging contents: they are checked, and continued in the next run.
 #include "update/fetches.h"
 
 #include <gmock/gmock.h>

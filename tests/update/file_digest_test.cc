@@ -1,4 +1,4 @@
-// Digests of whole files.
+// Tests digests of whole files.
 #include "update/file_digest.h"
 
 #include <gtest/gtest.h>

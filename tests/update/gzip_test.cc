@@ -1,4 +1,4 @@
-// Unpacking what arrives in the format of gzip, and packing.
+// Tests unpacking what arrives in the format of gzip, and packing.
 #include "update/gzip.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Reading and writing differences between lists.
+// Tests reading and writing differences between lists.
 #include "update/list_difference.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Reading a list as it arrives: in pieces of any size, with the verdicts of the module.
+// Tests reading a list as it arrives: in pieces of any size, with the verdicts of the module.
 #include "update/list_reader.h"
 
 #include <gmock/gmock.h>

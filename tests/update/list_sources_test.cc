@@ -1,4 +1,4 @@
-// Where runs get the list of a release from, and what they ask the server for.
+// Tests where runs get the list of a release from, and what they ask the server for.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// Entries and their texts in a Listing.
+// Tests entries and their texts in a Listing.
 #include "update/listing.h"
 
 #include <gtest/gtest.h>

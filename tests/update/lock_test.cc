@@ -1,4 +1,4 @@
-// One run at a time on a folder.
+// Tests that only one run at a time works on a folder.
 #include "update/lock.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Looking at the files of a copy while the list is on its way.
+// Tests looking at the files of a copy while the list is on its way.
 #include "update/prefetching_disk.h"
 
 #include <gtest/gtest.h>

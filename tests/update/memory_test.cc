@@ -1,4 +1,4 @@
-// How much memory the engine takes for libraries of many files.
+// Tests how much memory the engine takes for libraries of many files.
 #include <gtest/gtest.h>
 
 #include <cstddef>

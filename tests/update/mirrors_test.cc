@@ -1,5 +1,5 @@
-// A library at several addresses: servers that are down, lag behind, lie or die are passed over,
-// and nothing takes effect that is not of one release.
+// Tests a library at several addresses: servers that are down, lag behind, lie or die are passed
+// over, and nothing takes effect that is not of one release.
 #include "update/mirrors.h"
 
 #include <gmock/gmock.h>

@@ -1,5 +1,5 @@
-// Updates while memory runs out. On Windows the thread library itself ends the process when it gets
-// none.
+// Tests updates while memory runs out. On Windows the thread library itself ends the process when
+// it gets none.
 #include <gtest/gtest.h>
 
 #include <filesystem>

@@ -1,4 +1,4 @@
-// What an update will do, from the list, what the last one left, and the disk.
+// Tests what an update will do, from the list, what the last one left, and the disk.
 #include "update/plan.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// Fetching stamps and lists.
+// Tests fetching stamps and lists.
 #include "update/release.h"
 
 #include <gmock/gmock.h>

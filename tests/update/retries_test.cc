@@ -1,4 +1,4 @@
-// When to try again, and after how long.
+// Tests when to try again, and after how long.
 #include "update/retries.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Known digests.
+// Tests SHA-256 with known digests.
 #include "update/sha256.h"
 
 #include <gtest/gtest.h>

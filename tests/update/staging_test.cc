@@ -1,4 +1,4 @@
-// Contents between the server and their places: whole, in part, damaged, and those of cut runs.
+// Tests staged contents: complete, partial and damaged ones, and those of interrupted runs.
 #include "update/staging.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// What an update leaves behind about the files of a copy.
+// Tests what an update leaves behind about the files of a copy.
 #include "update/state.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// What POSIX systems allow beyond: readers keep what they have open, and processes that fork.
+// Tests what only POSIX systems allow: readers keep what they have open, and processes fork.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>

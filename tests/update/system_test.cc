@@ -1,4 +1,4 @@
-// Folders, files and locks, on every system.
+// Tests folders, files and locks, on every system.
 #include "update/system.h"
 
 #include <gmock/gmock.h>

@@ -1,5 +1,5 @@
-// With keys, nothing takes effect that was not signed, nor anything older than what was there:
-// whoever answers in the server's place, the copy stays byte for byte what it was.
+// Tests that with keys, nothing takes effect that was not signed, nor anything older than what was
+// there: whoever answers in the server's place, the copy stays byte for byte what it was.
 #include "update/trust.h"
 
 #include <gmock/gmock.h>

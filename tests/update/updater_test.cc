@@ -1,4 +1,4 @@
-// Whole runs: what is requested, and what the copy has afterwards.
+// Tests whole runs: what is requested, and what the copy has afterwards.
 #include "update/updater.h"
 
 #include <gmock/gmock.h>

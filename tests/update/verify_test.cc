@@ -1,4 +1,4 @@
-// What a copy has otherwise than its list.
+// Tests finding the differences between a copy and its list.
 #include "update/verify.h"
 
 #include <gmock/gmock.h>

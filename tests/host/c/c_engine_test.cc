@@ -1,4 +1,4 @@
-// The engine through the C functions, which use it unless the module is asked for.
+// Tests the engine through the C functions, which use it unless the module is asked for.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// A library object in a process that was forked from the one that opened it.
+// Tests a library object in a process that was forked from the one that opened it.
 #include <gtest/gtest.h>
 
 #include <string>

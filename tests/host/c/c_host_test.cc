@@ -1,4 +1,4 @@
-// A program in C, as strict as C gets, on the C interface.
+// Tests a program in C, as strict as C gets, on the C interface.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

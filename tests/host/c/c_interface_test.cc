@@ -1,4 +1,4 @@
-// The C functions one by one: what they take, what they refuse, and what they hold.
+// Tests the C functions one by one: what they take, what they refuse, and what they hold.
 #include <gtest/gtest.h>
 
 #include <atomic>

@@ -1,4 +1,4 @@
-// Keys through the C functions: what they take, what they refuse, and what comes of it.
+// Tests keys through the C functions: what they take, what they refuse, and what comes of it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// Hosts in another language, or built by another compiler, drive the library.
+// Tests that hosts in another language, or built by another compiler, drive the library.
 #include <gtest/gtest.h>
 
 #include <filesystem>

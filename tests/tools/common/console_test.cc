@@ -1,4 +1,4 @@
-// Messages and the status line, on a terminal and in a pipe.
+// Tests messages and the status line, on a terminal and in a pipe.
 #include "common/console.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// What texts take on a terminal, and how they are cut.
+// Tests how many columns texts take on a terminal, and how they are cut.
 #include "common/display_width.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// How amounts and durations read.
+// Tests how amounts and durations read.
 #include "common/quantity_text.h"
 
 #include <gtest/gtest.h>

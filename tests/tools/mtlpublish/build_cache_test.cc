@@ -1,4 +1,4 @@
-// Which files a build reads again.
+// Tests which files a build reads again.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

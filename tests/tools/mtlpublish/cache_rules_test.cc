@@ -1,4 +1,4 @@
-// What caches are told of what a server has, and how nginx is told to say it.
+// Tests the Cache-Control that is set for files, and the configuration for nginx.
 #include "mtlpublish/cache_rules.h"
 
 #include <gmock/gmock.h>

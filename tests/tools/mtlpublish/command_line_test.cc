@@ -1,4 +1,4 @@
-// The program as its users see it.
+// Tests the program as its users see it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

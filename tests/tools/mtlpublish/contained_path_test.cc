@@ -1,4 +1,4 @@
-// Which names lead out of a folder.
+// Tests which names lead out of a folder.
 #include "mtlpublish/contained_path.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// What is kept between builds, and when it is believed.
+// Tests the cache of digests between builds, and when it is trusted.
 #include "mtlpublish/digest_cache.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Many files at once, over plain HTTP.
+// Tests downloading many files at once, over plain HTTP.
 #include "mtlpublish/downloads.h"
 
 #include <gmock/gmock.h>

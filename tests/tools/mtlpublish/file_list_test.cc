@@ -1,4 +1,4 @@
-// What the list holds, byte for byte.
+// Tests what the list holds, byte for byte.
 #include "mtlpublish/file_list.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Names that clients can and cannot hold.
+// Tests names that clients can and cannot hold.
 #include "mtlpublish/file_name.h"
 
 #include <gtest/gtest.h>

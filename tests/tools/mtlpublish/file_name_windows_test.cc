@@ -1,4 +1,4 @@
-// A name that is not valid UTF-16, which only Windows can hold.
+// Tests a name that is not valid UTF-16, which only Windows can hold.
 #include <gtest/gtest.h>
 
 #include "mtlpublish/file_name.h"

@@ -1,4 +1,4 @@
-// Writing by a process that is given little room, as on a full disk: on Windows none can be.
+// Tests writing by a process that may write little, as on a full disk. Windows has no such limit.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>

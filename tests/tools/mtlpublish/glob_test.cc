@@ -1,4 +1,4 @@
-// What patterns match.
+// Tests what patterns match.
 #include "mtlpublish/glob.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Which hosts the server answers for.
+// Tests which hosts the server answers for.
 #include "mtlpublish/host_field.h"
 
 #include <gtest/gtest.h>

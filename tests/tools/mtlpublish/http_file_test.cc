@@ -1,4 +1,4 @@
-// What HTTP says about files.
+// Tests what HTTP says about files.
 #include "mtlpublish/http_file.h"
 
 #include <gtest/gtest.h>

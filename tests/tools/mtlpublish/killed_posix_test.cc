@@ -1,5 +1,5 @@
-// What is left when publishing is killed, at every one of its changes to the folder. Only POSIX
-// systems let a test stand in front of a program's calls of the system.
+// Tests what is left when publishing is killed, at every one of its changes to the folder. Only
+// POSIX systems let a test stand in front of a program's calls of the system.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

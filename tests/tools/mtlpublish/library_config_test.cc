@@ -1,4 +1,4 @@
-// What library.toml may say, and how it is said what it may not.
+// Tests what library.toml may contain, and the messages for what it may not.
 #include "mtlpublish/library_config.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// The page about a library, as text; system/page_in_browser.py looks at it in a browser.
+// Tests the page about a library, as text; system/page_in_browser.py looks at it in a browser.
 #include "mtlpublish/page/page.h"
 
 #include <gmock/gmock.h>

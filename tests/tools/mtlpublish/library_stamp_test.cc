@@ -1,4 +1,4 @@
-// Libraries that are signed: what the stamp is, which serial it has, and when it stays.
+// Tests libraries that are signed: what the stamp is, which serial it has, and when it stays.
 #include "mtlpublish/library_stamp.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// What is told of the difference between two lists.
+// Tests the report of the differences between two lists.
 #include "mtlpublish/list_changes.h"
 
 #include <gmock/gmock.h>

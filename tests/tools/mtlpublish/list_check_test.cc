@@ -1,4 +1,4 @@
-// What is wrong with lists, told the same on every system.
+// Tests the problems that are reported for lists, which are the same on every system.
 #include "mtlpublish/list_check.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// Differences between lists, and those that are joined.
+// Tests differences between lists, and those that are joined.
 #include "mtlpublish/list_differences.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// What is published beside the list, from build to build.
+// Tests what is published beside the list, from build to build.
 #include "mtlpublish/list_forms.h"
 
 #include <gmock/gmock.h>

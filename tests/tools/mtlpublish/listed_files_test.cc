@@ -1,4 +1,4 @@
-// What is read out of a list.
+// Tests what is read out of a list.
 #include "mtlpublish/listed_files.h"
 
 #include <gmock/gmock.h>

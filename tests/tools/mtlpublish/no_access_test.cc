@@ -1,4 +1,4 @@
-// Files and folders that the publisher may not read or write.
+// Tests files and folders that the publisher may not read or write.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

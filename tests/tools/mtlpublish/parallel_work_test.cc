@@ -1,4 +1,4 @@
-// Work that is shared among threads.
+// Tests work that is shared among threads.
 #include "mtlpublish/parallel_work.h"
 
 #include <gtest/gtest.h>

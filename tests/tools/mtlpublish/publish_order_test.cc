@@ -1,4 +1,4 @@
-// What readers see while a library is published anew, and after that has failed.
+// Tests what readers see while a library is published anew, and after that has failed.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

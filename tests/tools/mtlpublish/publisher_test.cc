@@ -1,4 +1,4 @@
-// Publishing a folder: the list, the id, and when the id changes.
+// Tests publishing a folder: the list, the id, and when the id changes.
 #include "mtlpublish/publisher.h"
 
 #include <gmock/gmock.h>

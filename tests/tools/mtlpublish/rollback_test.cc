@@ -1,4 +1,4 @@
-// Earlier builds: what is kept of them, and how one is published again.
+// Tests earlier builds: what is kept of them, and how one is published again.
 #include "mtlpublish/rollback.h"
 
 #include <gmock/gmock.h>

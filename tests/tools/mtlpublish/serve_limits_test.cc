@@ -1,4 +1,4 @@
-// What clients of the server cannot do: fill its memory, keep others out, or read the library
+// Tests what clients of the server cannot do: fill its memory, keep others out, or read the library
 // through a name that is not the server's.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

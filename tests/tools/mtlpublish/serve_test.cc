@@ -1,4 +1,4 @@
-// The server of the program, asked by a real client.
+// Tests the server of the program, asked by a real client.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

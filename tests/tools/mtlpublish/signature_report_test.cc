@@ -1,4 +1,4 @@
-// What is said of a library's stamp, with keys and without.
+// Tests what is said of a library's stamp, with keys and without.
 #include "mtlpublish/signature_report.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// Keys and signatures as users of the program see them.
+// Tests keys and signatures as users of the program see them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// Where symbolic links may lead. Windows lets only administrators make them, and Wine has
+// Tests where symbolic links may lead. Windows lets only administrators make them, and Wine has
 // none.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-// What only POSIX has, or lets a test look at: signals that whoever started the program had it
-// ignore, as shells do for a job in the background, and what the system is asked to flush.
+// Tests what only POSIX has, or lets a test look at: signals that whoever started the program had
+// it ignore, as shells do for a job in the background, and what the system is asked to flush.
 #include "mtlpublish/system.h"
 
 #include <fcntl.h>

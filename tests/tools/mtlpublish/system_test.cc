@@ -1,4 +1,4 @@
-// What is known of a file without reading it.
+// Tests what is known of a file without reading it.
 #include "mtlpublish/system.h"
 
 #include <gtest/gtest.h>

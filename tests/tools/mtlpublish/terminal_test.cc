@@ -1,5 +1,5 @@
-// The program on a terminal, which a console of Windows cannot stand in for: it tells what it
-// shows, not what it was given.
+// Tests the program on a terminal, for which a console of Windows cannot be used: it reports what
+// it shows, not what it was given.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pty.h>

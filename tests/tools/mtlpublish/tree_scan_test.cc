@@ -1,4 +1,4 @@
-// What a scan finds and refuses.
+// Tests what a scan finds and refuses.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-// What only POSIX systems can hold and no client can get: Windows has neither such names
-// nor such files.
+// Tests what only POSIX systems can hold and no client can get: Windows has neither such names nor
+// such files.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>

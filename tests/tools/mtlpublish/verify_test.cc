@@ -1,4 +1,4 @@
-// Libraries in a folder and behind a server, seen as clients see them.
+// Tests libraries in a folder and behind a server, seen as clients see them.
 #include "mtlpublish/verify.h"
 
 #include <gmock/gmock.h>

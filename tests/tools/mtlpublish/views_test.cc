@@ -1,4 +1,4 @@
-// Views: lists of the same files for clients that give a sub-path.
+// Tests views: lists of the same files for clients that give a sub-path.
 #include "mtlpublish/views.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// Replacing a file in one step.
+// Tests replacing a file in one step.
 #include "mtlpublish/whole_file.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// The line that shows how far the work has come.
+// Tests the line that shows how far the work has come.
 #include "mtlpublish/work_progress.h"
 
 #include <gtest/gtest.h>

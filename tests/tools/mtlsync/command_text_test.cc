@@ -1,4 +1,4 @@
-// The commands that people are told of.
+// Tests the commands that messages suggest.
 #include "mtlsync/command_text.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// The program with the engine, which is what it uses unless a module is named.
+// Tests the program with the engine, which is what it uses unless a module is named.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <json/json.h>

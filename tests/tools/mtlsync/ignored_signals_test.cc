@@ -1,4 +1,4 @@
-// Signals that whoever started the program had it ignore, as shells do for a job in the
+// Tests signals that whoever started the program had it ignore, as shells do for a job in the
 // background: Windows has none.
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// What signals and their kin do to a run.
+// Tests what signals, and their counterparts on Windows, do to a run.
 #include <gtest/gtest.h>
 
 #include "support/child_process.h"

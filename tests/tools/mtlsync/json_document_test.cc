@@ -1,4 +1,5 @@
-// What is printed with --json is what docs/json.md says, event by event and field by field.
+// Tests that what is printed with --json is what docs/json.md says, event by event and field by
+// field.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <json/json.h>

@@ -1,4 +1,4 @@
-// The lines of JSON.
+// Tests the lines of JSON.
 #include "mtlsync/json_events.h"
 
 #include <gtest/gtest.h>

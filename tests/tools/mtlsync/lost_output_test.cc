@@ -1,4 +1,4 @@
-// A standard output that takes nothing, as on a full disk.
+// Tests a standard output that cannot be written to, as on a full disk.
 #include <gtest/gtest.h>
 
 #include "support/child_process.h"

@@ -1,4 +1,4 @@
-// The command line, right and wrong.
+// Tests the command line, right and wrong.
 #include "mtlsync/options.h"
 
 #include <gmock/gmock.h>

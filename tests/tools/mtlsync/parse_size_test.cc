@@ -1,4 +1,4 @@
-// Sizes on the command line, and the limits that they set.
+// Tests sizes on the command line, and the limits that they set.
 #include "mtlsync/parse_size.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// How a plan reads.
+// Tests how a plan reads.
 #include "mtlsync/plan_text.h"
 
 #include <gmock/gmock.h>

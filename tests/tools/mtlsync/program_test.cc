@@ -1,4 +1,4 @@
-// The program as its users see it, with a plug-in that plays a part.
+// Tests the program as its users see it, with a plug-in that plays a part.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <json/json.h>

@@ -1,4 +1,4 @@
-// When and what progress is shown.
+// Tests when and what progress is shown.
 #include "mtlsync/progress_display.h"
 
 #include <gmock/gmock.h>

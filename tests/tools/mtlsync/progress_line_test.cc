@@ -1,4 +1,4 @@
-// How progress looks at every width.
+// Tests how progress looks at every width.
 #include "mtlsync/progress_line.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// How long a random delay is at most, and that it ends early.
+// Tests how long a random delay is at most, and that it ends early.
 #include "mtlsync/random_delay.h"
 
 #include <gtest/gtest.h>

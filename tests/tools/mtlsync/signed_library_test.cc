@@ -1,4 +1,4 @@
-// The program with keys: what it takes, refuses and says.
+// Tests the program with keys: what it takes, refuses and says.
 #include "support/signed_library.h"
 
 #include <gmock/gmock.h>

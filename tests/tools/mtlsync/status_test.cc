@@ -1,4 +1,4 @@
-// --status: what is told of a folder, without the network and the plug-in.
+// Tests --status: what it reports about a folder, without the network and the module.
 #include "mtlsync/status.h"
 
 #include <gmock/gmock.h>

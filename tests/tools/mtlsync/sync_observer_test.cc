@@ -1,4 +1,4 @@
-// What the program makes of each callback.
+// Tests what the program prints for each callback.
 #include "mtlsync/sync_observer.h"
 
 #include <gmock/gmock.h>

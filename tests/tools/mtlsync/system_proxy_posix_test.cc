@@ -1,4 +1,4 @@
-// Proxies that the environment names.
+// Tests proxies that the environment names.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-// The program on a terminal. A console of Windows can be asked what it shows, not what it
-// was given.
+// Tests the program on a terminal. A console of Windows can be asked what it shows, not what it was
+// given.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
