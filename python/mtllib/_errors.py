@@ -14,7 +14,7 @@ class Failure(enum.Enum):
     """What an application may do about a failure."""
 
     OTHER = 1
-    """Any other failure, and most of the module."""
+    """Any other failure, and most failures of the module."""
     USAGE = 2
     """What was asked for cannot be done."""
     NETWORK = 3
@@ -38,7 +38,7 @@ class Failure(enum.Enum):
 
 
 class ErrorKind(enum.Enum):
-    """What a failure is about, whichever way the copy is kept."""
+    """What a failure is about, with the engine and with the module."""
 
     OTHER = 0
     """None of the others."""
@@ -51,11 +51,11 @@ class ErrorKind(enum.Enum):
     CONNECTION = 4
     """The server could not be reached, or the connection broke or stood still."""
     CERTIFICATE = 5
-    """The server could not show that it is who it should be."""
+    """The server could not prove its identity."""
     PROXY = 6
     """The proxy could not be used or reached, or refused."""
     ANSWER = 7
-    """The server answered something other than what it was asked for."""
+    """The server's answer was not what was asked for."""
     CONTENT = 8
     """Something is not what was published."""
     UNTRUSTED = 9
@@ -63,7 +63,7 @@ class ErrorKind(enum.Enum):
     DISK = 10
     """The local disk or folder."""
     PERMISSION = 11
-    """Something there may not be read or written."""
+    """No permission to read or write something there."""
     BUSY = 12
     """Another run is at work on the copy."""
     LIMIT = 13
@@ -71,7 +71,7 @@ class ErrorKind(enum.Enum):
     CANCELLED = 14
     """By the application or its user."""
     MODULE = 15
-    """The module, or what it needs, cannot be found or used."""
+    """The module, or something it needs, cannot be found or used."""
     MEMORY = 16
     """Not enough memory."""
 
@@ -92,37 +92,37 @@ class Explanation:
 
 @dataclass(frozen=True)
 class ErrorEntry:
-    """One failure of a chain; the entry after it in the chain is its cause."""
+    """One failure of a chain; the next entry is its cause."""
 
     tag: str
-    """The function that reports it, such as "DownloaderImpl::saveFile"; may be empty."""
+    """The function that reported it, such as "DownloaderImpl::saveFile"; may be empty."""
     code: int
-    """-1 for the library's own checks, else a system error code in the Windows numbering."""
+    """A system error code (Win32 numbering on every platform), or -1 if there is none."""
     message: str
-    """What happened, as the library says it. Names that a server chose may stand in it:
-    the text of the entry, `str(entry)`, is printable."""
+    """What happened, in the library's own words. It may contain names that a server chose; the
+    text of the entry, `str(entry)`, is safe to show."""
     connection_reason: int = 0
-    """Of the engine: the number of the reason why a connection failed, else 0."""
+    """With the engine, the number of the reason why a connection failed; otherwise 0."""
     http_status: int = 0
-    """Of the engine: the HTTP status of an answer that was refused, else 0."""
+    """With the engine, the HTTP status of an answer that was refused; otherwise 0."""
 
     def __str__(self) -> str:
         return printable(self.message) or f"error {self.code}"
 
 
 class Error(Exception):
-    """The base of all exceptions of this package; by itself: the object was used wrongly."""
+    """The base of all exceptions of this package. Raised itself if an object was used wrongly."""
 
 
 class Cancelled(Error):
     """The run was ended by `Library.cancel` or `Library.close`."""
 
     result: Optional[Result]
-    """What it did before; None when it had not begun."""
+    """What it did until then; None if it had not begun."""
     kind: ErrorKind = ErrorKind.CANCELLED
-    """As that of a failure, like what follows."""
+    """Like that of a failure, as are the following."""
     about: str
-    """The address of the library; empty when the run had not begun."""
+    """The address of the library; empty if the run had not begun."""
     hint: str
     """Empty."""
 
@@ -145,12 +145,12 @@ class ChainError(Error):
     """What it is about."""
     about: str
     """The URL, the file or folder with its full name, or the proxy that it is about; the library's
-    address where nothing nearer is known. Without passwords. Names that a server chose may stand in
-    it."""
+    address if nothing more specific is known. Without passwords. It may contain names that a server
+    chose."""
     hint: str
-    """What to do, in a printable sentence or two; empty when there is nothing to say."""
+    """What to do, in a sentence or two that are safe to show; empty if there is nothing to say."""
     chain: List[ErrorEntry]
-    """What failed, and after it its causes, for logs."""
+    """What failed, followed by its causes, for logs."""
 
     def __init__(
         self,
@@ -174,12 +174,12 @@ class LoadError(ChainError):
 
 
 class SyncError(ChainError):
-    """A run failed. Each of its subclasses is for one `ErrorKind`, or for some that go together."""
+    """A run failed. Each subclass is for one `ErrorKind`, or for several that belong together."""
 
     failure: Failure
-    """What may be done about it."""
+    """What an application may do about it."""
     result: Optional[Result]
-    """What the run did before."""
+    """What the run did until then."""
 
     def __init__(
         self,
@@ -199,7 +199,7 @@ class AddressError(SyncError):
 
 
 class NetworkError(SyncError):
-    """The network, the server or the proxy; its subclasses are for each of their kinds."""
+    """The network, the server or the proxy; there is a subclass for each of these kinds."""
 
 
 class NameResolutionError(NetworkError):
@@ -227,13 +227,13 @@ class ContentError(SyncError):
 
 
 class UntrustedError(SyncError):
-    """A run failed because something is not what the holder of one of the keys has signed, or is
-    older than what the copy has had: nothing of it took effect. The message says what was found,
-    and what it may mean. `failure` is `Failure.UNTRUSTED`."""
+    """A run failed because something is not signed with one of the keys, or is older than what the
+    copy has had. Nothing of it took effect. The message says what was found, and what it may mean.
+    `failure` is `Failure.UNTRUSTED`."""
 
 
 class DiskError(SyncError):
-    """`ErrorKind.DISK`, and with its subclass `ErrorKind.PERMISSION`."""
+    """`ErrorKind.DISK` and, as a subclass, `ErrorKind.PERMISSION`."""
 
 
 class AccessError(DiskError):
@@ -270,7 +270,7 @@ _CLASSES: Dict[ErrorKind, Type[SyncError]] = {
 
 
 def class_of(kind: ErrorKind) -> Type[SyncError]:
-    """The exception for runs that failed so."""
+    """The exception for runs that failed in this way."""
     return _CLASSES.get(kind, SyncError)
 
 

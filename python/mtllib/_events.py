@@ -13,7 +13,7 @@ EventKind = Literal["stage", "info", "warning", "error", "plan", "file", "waitin
 
 @dataclass(frozen=True)
 class Progress:
-    """How far the present phase of a run has come; what is not known is None."""
+    """How far the current phase of a run has come. What is unknown is None."""
 
     text: str
     """The phase, such as "Downloading files"."""
@@ -27,7 +27,7 @@ class Progress:
     bytes_per_second: Optional[float] = None
     """Over the last seconds."""
     seconds_left: Optional[float] = None
-    """Until the phase is done, going by that."""
+    """Until the phase is done, at that rate."""
 
     def __str__(self) -> str:
         line = self.text
@@ -43,18 +43,18 @@ class Event:
     """A message of a run."""
 
     kind: EventKind
-    """"stage": what is done now. "info": worth knowing when something goes wrong.
-    "warning": a failure that the run survives. "error": the one that ends it. Of the engine,
-    not of the module: "plan": what is to be done, before any of it is done. "file": something
-    became of a file. "waiting": another run is at work on the copy, and is waited for."""
+    """"stage": the current step. "info": details that help when something goes wrong. "warning": a
+    problem that does not end the run by itself. "error": the failure that ends it. With the engine
+    only: "plan": what will be done, before any of it is done. "file": a file was fetched, copied,
+    removed or skipped. "waiting": another run is at work on the copy, and this one waits for it."""
     text: str
-    """As the library says it; of "file" the path; of "plan" and "waiting" empty. Names that a server chose may stand in it: `mtllib.printable`
-    makes it fit to be shown."""
+    """The library's own words; for "file" the path; for "plan" and "waiting" empty. It may contain
+    names that a server chose: `mtllib.printable` makes it safe to show."""
     chain: Tuple[ErrorEntry, ...] = ()
-    """What failed, and after it its causes; of errors, and of some warnings."""
+    """For errors and some warnings: what failed, followed by its causes."""
     plan: Optional[Plan] = None
-    """Of "plan"."""
+    """For "plan"."""
     file: Optional[FileChange] = None
-    """Of "file". What was fetched or copied is put in its place when all files are there."""
+    """For "file". Fetched and copied files are put in place once all of them are there."""
     process: Optional[int] = None
-    """Of "waiting": the one of the other run; 0 when it is unknown."""
+    """For "waiting": the process of the other run; 0 if it is unknown."""

@@ -151,8 +151,8 @@ class Handle:
 
 
 def is_unfinished(directory: Path) -> bool:
-    """Whether a run on the copy in this folder was cut: the engine's next one goes on from
-    there, whatever the stamp of the copy says. Raises `LoadError`."""
+    """Whether a sync or repair of the copy in this folder was interrupted: the engine's next run
+    continues from there, whatever the stamp of the copy says. Raises `LoadError`."""
     return bool(interface().mtlhost_is_unfinished(_c_path(directory)))
 
 

@@ -39,34 +39,32 @@ _LONGEST_WAIT_SECONDS = 0.05
 class Library:
     """A remote material library and its local copy.
 
-    There are two ways to keep a copy. The engine, unless the module is asked for: it fetches
-    what has changed, checks the digests that the library's list has, and replaces files whole,
-    once all of them are there. The module fetches all that the list selects as soon as the
-    stamp has changed; it can `check` and `sync`, and no more. Both may serve the same copy by
-    turns.
+    There are two ways to keep a copy. The engine is the default: it fetches what has changed,
+    checks the digests in the library's list, and replaces files whole, once all of them are there.
+    The module fetches everything that the list selects as soon as the stamp has changed; it can
+    only `check` and `sync`. Both may be used on the same copy in turn.
 
-    Any thread may use it. One operation, a run, is under way at a time; a second one is refused
-    with `Error`. Several libraries may run at once, each on a thread of its own. Of several with
-    the same directory, of whatever processes, one can sync or repair it at a time: another one
-    fails, or waits with `UpdateOptions.wait`.
+    Any thread may use it. One operation (a run) is possible at a time; a second one raises `Error`.
+    Several libraries may run at once, each on a thread of its own. If several share a directory, in
+    whichever processes, one can sync or repair it at a time: another one fails or, with
+    `UpdateOptions.wait`, waits.
 
-    A run that ends early, however it ends, leaves the copy marked as old: the engine's next one
-    goes on from there, the module's starts over. An interrupt from the keyboard during a run
-    ends it within 200 ms, then `KeyboardInterrupt` is raised.
+    A run that ends early, for whatever reason, leaves the copy marked as old: the engine's next run
+    continues from there, the module's starts over. A keyboard interrupt ends a run within 200 ms;
+    then `KeyboardInterrupt` is raised.
 
-    Runs raise `SyncError` when they fail, which has subclasses for what a failure is about,
-    `Cancelled`, or what a handler raises.
+    A run that fails raises `SyncError`, which has subclasses for what a failure is about. It may
+    also raise `Cancelled`, or whatever a handler raises.
 
-    Handlers are called on the thread that called for the run, or in the task that awaits it,
-    while the transfers go on, and may call `cancel` and `close`. When they
-    cannot keep up, progress skips steps, and once 1000 events wait, the oldest stages,
-    information and files are left out, but no warnings and errors. An exception of a handler
-    cancels the run, and is then raised from it. The transfers do need the interpreter's lock
-    for every event: they stand still while it is held for long.
+    Handlers are called on the thread that started the run, or in the task that awaits it, while the
+    transfers continue. They may call `cancel` and `close`. If they cannot keep up, progress skips
+    steps, and once 1000 events wait, the oldest stages, information and files are dropped, but
+    never warnings or errors. An exception from a handler cancels the run, which then raises it. The
+    transfers need the interpreter's lock for every event, and stand still while it is held for
+    long.
 
-    Messages go to the logger "mtllib" too: stages as DEBUG, information as INFO,
-    warnings as WARNING, and the failure that ends a run as ERROR, or as INFO if the run
-    was cancelled.
+    Messages also go to the logger "mtllib": stages as DEBUG, information as INFO, warnings as
+    WARNING, and the failure that ends a run as ERROR, or as INFO if the run was cancelled.
     """
 
     def __init__(
@@ -85,33 +83,33 @@ class Library:
         mirrors: Iterable[str] = (),
         network: NetworkOptions = NetworkOptions(),
     ) -> None:
-        """Transfers and writes nothing yet. Raises `LoadError`, and `ValueError`, mostly as
-        `SettingsError`, for arguments that cannot be used.
+        """Transfers and writes nothing yet. Raises `LoadError`, or for arguments that cannot be
+        used `ValueError`, mostly as `SettingsError`.
 
         url: the address of the remote library.
-        directory: the folder of the local copy, made if missing.
+        directory: the folder of the local copy, which is created if it is missing.
         sub_path: a sub-path of the remote library, of letters, digits and "-._~/".
         proxy: the system's, None for none, or the address of an HTTP proxy. One that cannot be used
             is a failure: nothing is sent without it.
-        module: the plug-in that does the work in the engine's place, or True for the one that
-            comes with the package.
+        module: the module to use in place of the engine, or True for the one that comes with the
+            package.
         options: how the copy is brought up to date.
         keys: the public key of the library's publisher, or several, any of which may have signed:
-            the 56 characters of one ("RWQ..."), the text of its file, or the name of its file. With
-            keys, nothing takes effect that the holder of one of them did not sign, and no release
-            that is older than what the copy has had: runs raise `UntrustedError`. A copy that was
-            once updated with keys is not updated without. Of the engine only.
-        name: that of the library, as it was signed; the first one that the copy has had with keys
-            unless given.
-        allow_expired: take a release that has expired, with a warning.
-        forget_keys: forget what the copy has had with keys: it may be updated without, with other
-            keys, to a library of another name, or to an older release.
-        mirrors: other addresses of the same library. One that does not answer, lags, or has not
-            what was published is passed over for another one. With keys, their order is drawn for
-            each run, and the library's list may add some; without, the first one that answers says
-            what the library has. Of the engine only.
-        network: how requests are sent: authorities that are trusted, the proxy's user, request
-            fields, time limits. Of the engine only.
+            the 56 characters of a key ("RWQ..."), the text of its file, or the name of its file.
+            With keys, nothing takes effect that is not signed with one of them, nor any release
+            older than what the copy has had: runs raise `UntrustedError`. A copy that was once
+            updated with keys is not updated without them. Used by the engine only.
+        name: the name that the publisher has given to the library. If empty, the name of the
+            release that the copy was first brought to with keys.
+        allow_expired: accept an expired release, with a warning.
+        forget_keys: forget what the copy has had with keys: it may then be updated without keys,
+            with other keys, to a library of another name, or to an older release.
+        mirrors: other addresses of the same library. If one does not answer, lags, or lacks
+            something that was published, another one is asked. With keys, their order is random for
+            each run, and the library's list may add addresses; without keys, the first one that
+            answers decides what the library contains. Used by the engine only.
+        network: how requests are sent: trusted authorities, the proxy's user, request fields, time
+            limits. Used by the engine only.
         """
         if isinstance(mirrors, str):
             raise TypeError("mirrors are several addresses, not one")
@@ -170,13 +168,13 @@ class Library:
         on_progress: Optional[ProgressHandler] = None,
         on_event: Optional[EventHandler] = None,
     ) -> Result:
-        """Like `sync`, but whatever the stamps say, and reading every file: fetches what is
-        wrong, and only that. Of the engine only."""
+        """Like `sync`, but regardless of the stamps and reading every file: fetches what is wrong,
+        and nothing else. Of the engine only."""
         return _result_of(self._run_here(Handle.repair, on_progress, on_event))
 
     async def check_async(self, on_event: Optional[EventHandler] = None) -> bool:
-        """Like `check`; the handler is a plain function. A task that is cancelled meanwhile
-        ends the run within 200 ms. So do the others."""
+        """Like `check`; the handler is a plain function. If the task is cancelled, the run ends
+        within 200 ms. The same applies to the following."""
         return _is_update(await self._run_in_task(Handle.check, None, on_event))
 
     async def plan_async(
@@ -212,15 +210,15 @@ class Library:
         return _result_of(await self._run_in_task(Handle.repair, on_progress, on_event))
 
     def cancel(self) -> None:
-        """Ends the run that is under way, if any, within 200 ms: it raises `Cancelled`,
-        unless it has come to its end by itself. Any thread may call, and a handler too."""
+        """Ends the current run, if there is one, within 200 ms: it raises `Cancelled`, unless it
+        has just finished. Any thread may call this, including a handler."""
         run = self._run
         if run is not None:
             run.cancel()
 
     def close(self) -> None:
-        """Cancels a run that is under way, waits for its end and frees everything. What is
-        not closed is freed when it is no longer used."""
+        """Cancels the current run, waits for its end and frees everything. A library that is not
+        closed is freed when it is no longer used."""
         with self._lock:
             self._is_closed = True
             run = self._run
@@ -278,7 +276,7 @@ class Library:
                 if event is None:
                     break
                 _deliver(event, run, on_progress, on_event)
-        except GeneratorExit:  # Dropped unfinished, it cannot wait; the run ends by itself.
+        except GeneratorExit:  # It was dropped and cannot wait; the run ends by itself.
             run.cancel()
             raise
         except BaseException:

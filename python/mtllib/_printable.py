@@ -8,7 +8,7 @@ _BREAKS = re.compile(r"[ \t\r\n]*[\t\r\n][ \t\r\n]*")
 
 
 def printable(text: str) -> str:
-    """The text as one line that is fit for a terminal, a log or a dialogue: line breaks and
+    """The text as one line that is safe for a terminal, a log or a dialogue: line breaks and
     tabs become blanks, and what would give a terminal commands, or change the direction of
     the text around it, is escaped, as "\\x1b" and "\\u202e"."""
     line = _BREAKS.sub(" ", text.strip(" \t\r\n"))

@@ -14,7 +14,7 @@ DifferenceKind = Literal[
 
 @dataclass(frozen=True)
 class Amount:
-    """So many files, and the bytes in them."""
+    """A number of files, and the bytes in them."""
 
     files: int = 0
     bytes: int = 0
@@ -25,20 +25,19 @@ class FileChange:
     """A file of the copy, and what becomes of it."""
 
     kind: ChangeKind
-    """"fetched": its content comes from the server. "copied": its content is that of another
-    file, and comes from there. "withdrawn": the library does not have it any longer, and it
-    stays. "removed": the same, and it is removed. "skipped": the library has it, and what
-    lies in its place stays."""
+    """"fetched": its content comes from the server. "copied": its content is copied from another
+    file. "withdrawn": the library no longer has it; it stays in the copy. "removed": the library
+    no longer has it; it is removed. "skipped": something else is in its place, and stays there."""
     path: str
-    """Relative to the folder of the copy. The server chose it: `mtllib.printable` makes it fit
-    to be shown."""
+    """Relative to the folder of the copy. The server chose it: `mtllib.printable` makes it safe
+    to show."""
     size: Optional[int] = None
     """In bytes, where it is known."""
     source: str = ""
-    """Of "copied": the file of the copy that has the content, if it is there already. Of "fetched":
-    the address that it came from, once it has, of a library with several."""
+    """For "copied", the file of the copy that has the content, if it already exists. For "fetched",
+    with a library of several addresses, the one that it came from, once it has arrived."""
     reason: str = ""
-    """Of "skipped": why, in words that follow the path."""
+    """For "skipped": why, in words that follow the path."""
 
 
 @dataclass(frozen=True)
@@ -46,25 +45,25 @@ class Plan:
     """What `Library.sync` would do."""
 
     is_update: bool
-    """False when it would do nothing."""
+    """False if it would do nothing."""
     files: Tuple[FileChange, ...]
     """All but those that are as they should be."""
     fetched: Amount
-    """Each content counts once, and without what a cut run has fetched of it."""
+    """Each content counts once, less what an interrupted run has already fetched of it."""
     copied: Amount
     """From other files."""
     replaced: Amount
-    """Files that there are, with the bytes that they have."""
+    """Existing files, with their current sizes."""
     removed: Amount
     """Withdrawn files that are removed."""
     withdrawn: Amount
     """Those that stay."""
     unchanged: Amount
-    """Files that are as they should be, or are nobody's to change."""
+    """Files that are as they should be, or that must not be changed."""
     unknown_sizes: int
-    """Files to fetch whose sizes are unknown: they are not in the bytes."""
+    """Files to fetch whose sizes are unknown, and so not included in the bytes."""
     space_needed: int
-    """In bytes, until the old files have gone."""
+    """In bytes, before the old files are gone."""
     space_available: Optional[int]
     """In bytes, where it is known."""
 
@@ -74,14 +73,14 @@ class Difference:
     """A file that differs from the list that the last run followed."""
 
     kind: DifferenceKind
-    """"damaged": it has the listed size, and another content. "wrong size": it has another size.
-    "unreadable": it, or a folder of that name, cannot be read. "missing": there is no such
-    file. "extra": the list does not name it. "changed": it has another size or content, and the
-    library lets others change it."""
+    """"damaged": it has the listed size, but different content. "wrong size": its size is not the
+    listed one. "unreadable": it, or a folder of that name, cannot be read. "missing": it is listed,
+    but there is no such file. "extra": it is not listed. "changed": its size or content differs,
+    and the library allows others to change it."""
     path: str
     """Relative to the folder of the copy."""
     reason: str = ""
-    """Why it is "unreadable", in the system's words."""
+    """For "unreadable": why, in the system's words."""
 
 
 @dataclass(frozen=True)
@@ -89,17 +88,17 @@ class Verification:
     """What `Library.verify` found."""
 
     differences: Tuple[Difference, ...]
-    """Empty when the copy is as it should be."""
+    """Empty if the copy is as it should be."""
     compared: Amount
     """Files that were read."""
 
 
 @dataclass(frozen=True)
 class Result:
-    """What a run did. With the module, no more is known than `updated` and what was fetched."""
+    """What a run did. With the module, only `updated` and `fetched` are known."""
 
     updated: bool
-    """Whether some file was put in its place or removed."""
+    """Whether any file was put in place or removed."""
     fetched: Amount = Amount()
     """From the server."""
     copied: Amount = Amount()
@@ -111,18 +110,18 @@ class Result:
     unchanged: Amount = Amount()
     """Files that stayed as they were."""
     changed_paths: Tuple[str, ...] = ()
-    """Files that were put in their places, relative to the folder of the copy: an application
-    loads them anew."""
+    """Files that were put in place, relative to the folder of the copy: an application should
+    reload them."""
     removed_paths: Tuple[str, ...] = ()
     """Files that were removed."""
     stamp: str = ""
-    """Of the library, as far as it was fetched."""
+    """The library's stamp, as far as it was fetched."""
     received_bytes: int = 0
-    """In all: stamp, list and files."""
+    """In total: stamp, list and files."""
     commit_seconds: float = 0
-    """From before the first file was put in its place until after the last."""
+    """From just before the first file was put in place until just after the last."""
     skipped_events: int = 0
-    """Events left out because the handlers could not keep up; never warnings or errors."""
+    """Events dropped because the handlers could not keep up; never warnings or errors."""
 
     @property
     def files(self) -> int:
