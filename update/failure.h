@@ -44,7 +44,7 @@ struct Failure {
     kProxyRefused,       ///< The proxy answered, and opened no tunnel.
     kProxyPassword,      ///< The proxy wants to know who asks.
     kNotConnected,       ///< The time for connecting was over.
-    kStalled,            ///< The answer did not begin, or did not go on.
+    kStalled,            ///< The answer did not begin, or stalled.
     kWebPage,            ///< What came in the place of a list is a page for browsers.
     kMostRemoved,        ///< More of the copy would be removed than the host allows.
     kKeysMissing,        ///< The copy is updated with keys only.

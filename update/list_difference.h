@@ -26,7 +26,7 @@
 
 namespace mtlupdate {
 
-/// What tells a list from others.
+/// Identifies a list.
 struct ListIdentity {
   std::uint64_t size = 0;  ///< In bytes.
   Digest sha256{};

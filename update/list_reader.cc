@@ -302,7 +302,7 @@ void ListReader::skipComment(std::string_view& bytes) {
   bytes.remove_prefix(end == bytes.npos ? bytes.size() : end + 1);
 }
 
-// Comments are white space, of which one blank is kept, so that it goes on separating.
+// Comments are white space, of which one blank is kept, so that it still separates.
 Outcome ListReader::takePlain(char c) {
   if (mode_ == Mode::kSlash) {
     mode_ = Mode::kPlain;

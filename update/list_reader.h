@@ -37,7 +37,7 @@ class ListReader {
   static constexpr std::size_t kLongestEntry = 1048576;
 
   /// Adds the entries that are fetched to `listing`. With `onProblem`, whatever is not as a
-  /// publisher would have written it is reported there, and reading goes on behind entries that
+  /// publisher would have written it is reported there, and reading continues after entries that
   /// are refused; `subPath` then says whose own names entries must not have.
   explicit ListReader(Listing& listing, std::function<void(const ListProblem&)> onProblem = {},
                       std::string subPath = "");

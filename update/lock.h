@@ -15,7 +15,7 @@ class Lock {
  public:
   /// Takes the lock of the copy. Fails with kBusy, and names the process, when another run has it,
   /// in this process or in another one; with `wait`, tries ten times a second instead. `wait` is
-  /// asked each time, with the number of that process, whether to go on, and kCancelled is the
+  /// asked each time, with the number of that process, whether to continue, and kCancelled is the
   /// failure when it answers false.
   Outcome take(Folder& folder, const std::function<bool(std::int64_t holder)>& wait = {});
 

@@ -39,7 +39,7 @@ class PrefetchingDisk final : public FolderDisk {
 
   Folder& folder_;
   State state_;
-  /// Of the first files of the state; none where there is anything else than a file.
+  /// Of the first files of the state; none where there is anything other than a file.
   std::vector<std::optional<FileIdentity>> identities_;
   std::atomic<std::size_t> count_{0};
   std::atomic<bool> isEnding_{false};

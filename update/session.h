@@ -64,7 +64,7 @@ struct Request {
   std::int64_t mostBytes = -1;  ///< Of the body; a longer one fails. -1 for any length.
 };
 
-/// An Exchange is told what becomes of one request. It is called on the session's thread, one call
+/// An Exchange receives the events of one request. It is called on the session's thread, one call
 /// at a time for all exchanges of a session; onEnd() comes last. It must outlive that.
 class Exchange {
  public:
@@ -88,7 +88,7 @@ class Session {
  public:
   /// kUsage for an address or a proxy that cannot be used. Nothing is sent yet.
   static Outcome open(const SessionOptions& options, std::unique_ptr<Session>& session);
-  /// Ends what still runs; its exchanges are told.
+  /// Ends what still runs; their exchanges are notified.
   ~Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;

@@ -122,7 +122,7 @@ Outcome Staging::open(const Entry& entry, bool anew, StagedFile& file) {
   return {};
 }
 
-// The writing goes on where the reading ended, at the end of the file as it was when it was opened.
+// Writing continues where reading ended, at the end of the file as it was when it was opened.
 Outcome Staging::readPart(StagedFile& file) {
   File part;
   std::error_code error = folder_.openToRead(file.path_, part);

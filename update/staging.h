@@ -28,7 +28,7 @@ std::string stagedPath(const Entry& entry, std::string_view stamp);
 /// one digests.
 class StagedFile {
  public:
-  /// The bytes that are staged: where a body that was cut goes on.
+  /// The bytes that are staged: where a body that was cut is continued.
   std::uint64_t size() const { return size_; }
 
   /// Fails with kDisk; the content is as it was then, or cut somewhere.

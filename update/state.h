@@ -54,7 +54,7 @@ class State {
 /// The bytes of the file.
 std::string stateBytes(const State& state);
 
-/// None for bytes that are anything else than those of a whole state: cut, changed, or of another
+/// None for bytes other than those of a complete state: cut, changed, or of another
 /// version.
 std::optional<State> stateFrom(std::string_view bytes);
 

@@ -15,7 +15,7 @@
 
 namespace mtlupdate {
 
-/// What tells a file from the one that was there before, without its content being read.
+/// Identifies a version of a file, without its content being read.
 struct FileIdentity {
   std::uint64_t size = 0;
   std::int64_t modified = 0;  ///< In nanoseconds, from a moment that the system chose.

@@ -79,7 +79,7 @@ struct TransferLimits {
 
 class Transfers {
  public:
-  /// A Client has the bodies that are to be fetched, and is told of the progress.
+  /// A Client has the bodies that are to be fetched, and receives the progress.
   class Client {
    public:
     virtual ~Client() = default;

@@ -40,7 +40,7 @@ struct UpdateOptions {
   TrustOptions trust{};
 };
 
-/// An UpdateObserver is told what an Updater does, on the thread that called it.
+/// An UpdateObserver receives what an Updater does, on the thread that called it.
 class UpdateObserver {
  public:
   enum class Phase { kStamp, kList, kPlan, kFetch, kCommit, kVerify };
@@ -121,7 +121,7 @@ class Updater {
   /// Says what update() would do. Nothing is written.
   Outcome plan(Preview& preview);
   /// Does nothing after one request when the stamps are the same, unless it was asked to prune or
-  /// to fetch everything. After a failure the next call goes on where this one was.
+  /// to fetch everything. After a failure the next call continues where this one was.
   Outcome update(UpdateResult& result);
 
   /// Compares the copy with the list that the last update kept, without a network. Where there is

@@ -34,7 +34,7 @@ def warm_memory(size):
 def run(command, environment=None):
     """The usage of `command`, which must succeed."""
     with tempfile.NamedTemporaryFile("r") as peak, tempfile.TemporaryFile() as output:
-        # The peak that wait4 tells may be that of the process that forked; time's is small.
+        # The peak that wait4 reports may be that of the process that forked; time's is small.
         timed = ["/usr/bin/time", "-q", "-f", "%M", "-o", peak.name, *map(str, command)]
         begin = time.monotonic()
         with subprocess.Popen(timed, env=ENVIRONMENT | (environment or {}), stdout=output,

@@ -1,4 +1,4 @@
-"""The tools compared: how each is told to fetch all files of a library, five at a time."""
+"""The tools compared: how each is made to fetch all files of a library, five at a time."""
 
 import shutil
 import subprocess

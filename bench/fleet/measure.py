@@ -61,7 +61,7 @@ class Library:
 
     @property
     def key(self) -> pathlib.Path:
-        """Where the keys are, but for what tells them apart."""
+        """Where the keys are, without what distinguishes them."""
         return self.folder.with_name("fleet")
 
     def build(self, *options: str) -> None:

@@ -7,7 +7,7 @@
 
 namespace mtlhost {
 
-/// Sums what HostCallback::isAborted tells about each request. Used by one thread at a
+/// Sums what HostCallback::isAborted reports about each request. Used by one thread at a
 /// time.
 class ByteCounter {
  public:

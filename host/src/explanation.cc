@@ -390,7 +390,7 @@ Why whyNotWritten(int code, const Subject& subject, std::string text) {
 
 void explain(Error& error, const std::string& what, const Why& why, std::string about) {
   const char* between = what.empty() || why.text.empty() ? "" : ": ";
-  // What is said of a file goes on from its name.
+  // The text on a file continues the sentence that its name begins.
   const bool isFile = !what.empty() && what.back() == '"';
   if (isFile && (begins(why.text, "is ") || begins(why.text, "cannot "))) between = " ";
   error.kind = why.kind;

@@ -73,7 +73,7 @@ Library::Library(Library&& other) noexcept = default;
 Library& Library::operator=(Library&& other) noexcept = default;
 Library::~Library() = default;
 
-// The module would go on without one that it cannot use.
+// The module would continue without a proxy that it cannot use.
 Errors proxyProblem(const Settings& settings) {
   if (settings.proxyMode != PROXY_MODE_EXPLICIT) return {};
   const char* const hint = "Set the address of an HTTP proxy, HOST:PORT, or use no proxy.";

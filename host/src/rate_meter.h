@@ -14,7 +14,7 @@ class RateMeter {
  public:
   using TimePoint = std::chrono::steady_clock::time_point;
 
-  /// Forgets everything; `total` is where counting goes on.
+  /// Forgets everything; counting continues from `total`.
   void restart(TimePoint now, std::int64_t total);
 
   void update(TimePoint now, std::int64_t total);

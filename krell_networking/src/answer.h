@@ -17,7 +17,7 @@ namespace Networking {
 /// Strict wherever a mistake could give a body other bytes or no end.
 class Answer {
  public:
-  /// Whoever is told of an answer; nothing is kept of the bytes.
+  /// Receives the parts of an answer; the bytes are valid only during a call.
   class Reader : public AnswerHead::FieldReader {
    public:
     virtual bool wantsFields() const { return false; }
@@ -29,7 +29,7 @@ class Answer {
   };
 
   enum class Result {
-    kMore,       ///< The answer goes on.
+    kMore,       ///< The answer continues.
     kComplete,   ///< This was its last byte.
     kBroken,     ///< It broke a rule.
     kStopped,    ///< Its reader wants no more.

@@ -15,7 +15,7 @@
 namespace Krell {
 namespace Networking {
 
-/// No rule is broken. The others are those that hosts are told of.
+/// No rule is broken. The others are those that are reported to hosts.
 constexpr HttpRule kNoRule{};
 
 /// Reads one head after another from pieces of any size, each from its first byte to the
@@ -32,9 +32,9 @@ class AnswerHead {
 
   /// Forgets everything: a new answer begins.
   void beginAnswer(const AnswerLimits& limits, bool toHead);
-  /// The same answer goes on with another head, after an interim one.
+  /// The same answer continues with another head, after an interim one.
   void beginNext();
-  /// The same answer goes on with its trailers.
+  /// The same answer continues with its trailers.
   void beginTrailers();
 
   /// Whoever wants the fields of the answer proper: HttpClient::FieldCallback says which.

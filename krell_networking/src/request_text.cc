@@ -23,7 +23,7 @@ struct TextCleanup {
   void operator()(char* text) const { curl_free(text); }
 };
 
-// The name as it is looked up: outside of ASCII, that is another than the one given.
+// The name as it is looked up: outside of ASCII, that differs from the one given.
 std::string nameOnTheWire(const std::string& host) {
   const std::unique_ptr<CURLU, UrlCleanup> url(curl_url());
   char* text = nullptr;

@@ -42,7 +42,7 @@ void TransferEngine::run() {
 }
 
 // False when the engine is stopping. No request comes after that was seen with the lock held, so
-// that each of them is told of its end.
+// that the end of each of them is reported.
 bool TransferEngine::takeRequests() {
   bool isStopping = false;
   {
@@ -126,7 +126,7 @@ void TransferEngine::openOthers() {
   }
 }
 
-// Lets libcurl go on connecting, and takes what it has finished.
+// Lets libcurl continue connecting, and takes what it has finished.
 void TransferEngine::connectOpening() {
   const auto connecting = [](const Link& link) { return link.connection.isConnecting(); };
   if (std::none_of(links_.begin(), links_.end(), connecting)) return;

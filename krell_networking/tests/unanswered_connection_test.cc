@@ -1,5 +1,5 @@
 // Tests a server that does not answer when a connection is asked for. POSIX only: elsewhere a full
-// queue of connections is told to who asks.
+// queue of connections is reported to the client.
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>

@@ -227,7 +227,7 @@ DWORD SetFilePointer(HANDLE file, LONG distance, LONG* distanceHigh, DWORD metho
     fail(negative ? ERROR_NEGATIVE_SEEK : posix::errorFromErrno(errno));
     return INVALID_SET_FILE_POINTER;
   }
-  // The low half of a position may look like the failure value; this tells them apart.
+  // The low half of a position may look like the failure value; this distinguishes them.
   SetLastError(ERROR_SUCCESS);
   const auto result = static_cast<std::uint64_t>(position);
   if (distanceHigh != nullptr) *distanceHigh = static_cast<LONG>(highHalf(result));

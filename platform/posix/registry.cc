@@ -76,7 +76,7 @@ WideView nextName(WideView& path) {
 
 enum class IfMissing { kFail, kCreate };
 
-// The key `path` below `key`; null when it is missing. `created` tells whether it was made.
+// The key `path` below `key`; null when it is missing. `created` says whether it was created.
 std::shared_ptr<Key> walk(std::shared_ptr<Key> key, WideView path, IfMissing ifMissing,
                           bool& created) {
   created = false;

@@ -99,7 +99,7 @@ class FileBatch {
   using BodyStream = PMemStreamGrowStep<16384>;
 
   // Finishes the request that its client still holds; false when the request failed. A
-  // failed save is told by the error alone.
+  // failed save is reported by the error alone.
   bool saveReused(int client, HttpDldDone& done) {
     const ListFileEntry& finished = entryOf(done);
     done.expectStatus();

@@ -80,7 +80,7 @@ class PiecewiseText {
   /// parser makes the same of it at its place in the whole text.
   ///
   /// The parser gets the text from the object to the very end, as it has it when it comes
-  /// there by itself, and tells where the object ended; it looks no further than one token
+  /// there by itself, and reports where the object ended; it looks no further than one token
   /// behind it. What differs is that it has one level less open.
   bool takeObject(Json::Value& object) {
     if (!isNext('{')) return false;

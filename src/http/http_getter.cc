@@ -28,7 +28,7 @@ const char* textOrNull(const CharString& text) {
   return text.empty() ? nullptr : text.text();
 }
 
-// Every call is made whatever the others gave; `chain` tells in the end.
+// Every call is made whatever the others return; `chain` has the result.
 void configurePool(HttpGetter& getter, const Address& server, const CharString& proxyHost,
                    int proxyPort, ErrorChain& chain) {
   HttpClientPool& pool = getter.pool;

@@ -182,7 +182,7 @@ class HttpClientPool {
   KRELL_EXPORT krbool setProxyServer(Err& err, const char* host, int port);
   /// Shows them to the proxy (Basic); an empty user, as at first, shows nothing.
   KRELL_EXPORT krbool setProxyCredentials(Err& err, const char* user, const char* password);
-  /// Limits the time for connecting, and for an answer that does not go on. 0 leaves a limit as it
+  /// Limits the time for connecting, and for an answer that stalls. 0 leaves a limit as it
   /// is.
   KRELL_EXPORT krbool setTimeLimits(Err& err, int connectMilliseconds, int stallSeconds);
   KRELL_EXPORT krbool setCallbacks(Err& err, const HttpClient::Callbacks& callbacks,

@@ -1,4 +1,4 @@
-// Creates directory paths, and tells what a path names.
+// Creates directory paths, and finds out what a path names.
 #ifndef MTLLIB_QUTILS_FILE_SYSTEM_H_
 #define MTLLIB_QUTILS_FILE_SYSTEM_H_
 

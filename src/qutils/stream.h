@@ -25,13 +25,13 @@ class PStream {
   virtual ErrorChain Open() = 0;
   virtual ErrorChain Close() = 0;
   virtual ErrorChain Flush() = 0;
-  /// Writes up to `size` bytes; `written` tells how many.
+  /// Writes up to `size` bytes; `written` receives their number.
   virtual ErrorChain Write(const void* bytes, std::uint32_t size, std::uint32_t& written) = 0;
   /// Writes the text's bytes without its terminator.
   virtual ErrorChain WriteString(const char* text) = 0;
   /// Writes a 16-bit little-endian length and the text; `written` counts both.
   virtual ErrorChain WritePascalStr(const char* text, std::uint16_t length, std::uint32_t& written);
-  /// Reads up to `size` bytes; `read` tells how many, 0 at the end.
+  /// Reads up to `size` bytes; `read` receives their number, 0 at the end.
   virtual ErrorChain Read(void* bytes, std::int32_t size, std::uint32_t& read) = 0;
   /// Reads exactly `size` bytes.
   virtual ErrorChain ReadBuffer(void* bytes, std::uint32_t size);

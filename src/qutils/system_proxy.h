@@ -17,7 +17,7 @@ struct SystemProxySettings {
   CharString httpsProxy;
   CharString ftpProxy;
   /// The patterns of hosts that are reached directly, as last read; it stays when a later
-  /// reading finds none, so only the list tells what holds.
+  /// reading finds none, so only the list decides.
   CharString bypassText;
   std::vector<CharString> bypassList;  ///< The patterns, one an entry.
 };

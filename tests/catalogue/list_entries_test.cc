@@ -184,7 +184,7 @@ TEST_F(ListEntries, StopAtAnObjectThatTheParserRefuses) {
 TEST_F(ListEntries, StopAtAnEntryThatIsRefused) {
   for (const char* text : {R"([{"path":"a"},{"path":"../x"},{"path":"b"}])",
                            R"([{"path":"a"},{"path":"b.png","jpegSize":4},{"path":"c"}])",
-                           // The error behind it is the one that is told.
+                           // The error after it is the one that is reported.
                            R"([{"path":"../x"},{"path":"a")"}) {
     expectLeft(text);
     expectSameOutcome(text);

@@ -22,7 +22,7 @@ const fs::path kProject = MTLLIB_FOLDER;
 /// What is drawn as one box: most often a folder.
 std::string roomOf(const std::string& file) {
   static const std::vector<std::pair<std::regex, std::string>> rooms{
-      // What every failure is told with lies at the bottom, wherever its files do.
+      // What every failure is reported with is at the bottom, wherever its files do.
       {std::regex("src/(plugin/error_chain|qutils/text_builder)\\..*"), "errors"},
       {std::regex("include/.*"), ""},
       {std::regex("host/c/.*"), "c"},

@@ -50,7 +50,7 @@ bool isOfProtocol(const std::string& file) {
   return file == "answer_head.cc" || file == "request_text.cc" || file == "rules/list_note.cc";
 }
 
-/// What users are told has a page of its own.
+/// Messages for users have a page of their own.
 bool isForUsers(const std::string& file) {
   return file == "explanation.cc" || file == "chain_explanation.cc";
 }

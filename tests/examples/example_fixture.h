@@ -56,7 +56,7 @@ class Example : public testing::Test {
   /// Lists a name that would give a terminal commands and forge lines.
   void serveHostileName() { server_.serve("/lib/filelist.json", kHostileList); }
 
-  /// What is told of it is the same, but for what one escapes and another replaces.
+  /// Both report it in the same words, apart from what one escapes and the other replaces.
   static void expectHarmless(const std::string& out) {
     EXPECT_NE(out.find("Path leaves the target directory: \"../\\x1B[2J"), out.npos) << out;
     for (const char* bytes : {"\x1B", "\u009B", "\u202E", "\nforged"})

@@ -1,4 +1,4 @@
-/* A host in C that synchronises, and prints what users are told of a failure: kind, about, sentence
+/* A host in C that synchronises, and prints how a failure is explained to users: kind, about, sentence
  * and hint, a line each.
  * usage: failures_c_host ADDRESS FOLDER [NAME=VALUE...] */
 #include <mtlhost.h>

@@ -528,7 +528,7 @@ def row_of(name, provoke, folder):
             told[host] = plain(play(failure, copy), failure, copy)
     first = told["C++"]
     for host, words in told.items():
-        assert words == first, f"{name}: C++ is told\n  {first}, {host}\n  {words}"
+        assert words == first, f"{name}: C++ reports\n  {first}, {host}\n  {words}"
     kind, about, sentence, hint = (cell.replace("|", "\\|") for cell in first)
     assert about and sentence.endswith(".") and "secret" not in " ".join(first), first
     return f"| {name} | {kind} | {sentence} | {hint} |\n"

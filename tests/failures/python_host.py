@@ -1,4 +1,4 @@
-"""A host in Python that synchronises, and prints what users are told of a failure: kind, about,
+"""A host in Python that synchronises, and prints how a failure is explained to users: kind, about,
 sentence and hint, a line each.
 
 usage: python_host.py ADDRESS FOLDER [NAME=VALUE...]

@@ -4,7 +4,7 @@
 
 #include "mtllib/host_callback.h"
 
-/// Listens to nothing and goes on.
+/// Ignores everything, and never aborts.
 class SilentCallback : public HostCallback {
  public:
   void setProgressRange(int) override {}

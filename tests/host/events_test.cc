@@ -1,4 +1,4 @@
-// Tests what an observer is told, in which order, and what becomes of its exceptions.
+// Tests which events an observer gets, in which order, and what becomes of its exceptions.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

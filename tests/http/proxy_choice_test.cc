@@ -1,4 +1,4 @@
-// Tests which proxy is used, and what the host is told about it.
+// Tests which proxy is used, and what is reported to the host about it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

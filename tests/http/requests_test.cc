@@ -58,7 +58,7 @@ class Requests : public DownloaderFixture {
   }
   CallbackContext context() { return {nullptr, &getter()}; }
 
-  /// Takes the next client; the test goes on with it.
+  /// Takes the next client; the test continues with it.
   int takeClient() {
     int index = -1;
     std::uint32_t hadCompletion = 0;
@@ -386,7 +386,7 @@ TEST(CompletionRecord, ReleasesItsErrorWhenCleared) {
   EXPECT_EQ(shared.head->refCount, 1U);
 }
 
-// What the library tells: sent, status, errors.
+// What the library reports: sent, status, errors.
 
 TEST_F(StatusCallback, StoresTheStatusInTheSlot) {
   CallbackContext where = context();

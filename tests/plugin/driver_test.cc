@@ -359,7 +359,7 @@ TEST_F(Driver, GoesOnWhenTheTargetCanBeMadeTheNextTime) {
 TEST_F(Driver, WritesTheStampThatItCompared) {
   publish();
   callback.abortAnswer = [&](auto*, auto*, auto*) {
-    // Published anew while the run goes on: the next one must see a difference.
+    // Published again during the run: the next one must see a difference.
     network.respond("/lib/id.txt", "stamp 3");
     return 0;
   };

@@ -1,4 +1,4 @@
-// One row a fault: what the server does, and what the host is told.
+// The table of faults, one per row: what the server does, and what is reported to the host.
 #include "faults_table.h"
 
 #include "fault.h"

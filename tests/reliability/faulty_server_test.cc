@@ -119,7 +119,7 @@ std::string nameOf(const testing::TestParamInfo<Fault>& info) {
 }
 
 // Faults that end a run whatever is being fetched. Those that only waiting for the limit
-// shows are told apart by one test, for want of time.
+// shows are distinguished by one test only, to save time.
 std::vector<Fault> faultsInEveryPhase() {
   std::vector<Fault> some = faults();
   some.erase(std::remove_if(some.begin(), some.end(),

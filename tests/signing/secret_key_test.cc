@@ -90,7 +90,7 @@ TEST(SecretKeyFile, SaysWhenThereIsNotTheMemory) {
   EXPECT_EQ(SecretKeyFile::text(SecretKey::generate().value(), "x", {kTooMuch, kTooMuch}), "");
 }
 
-// The key itself follows what tells it from others, which nothing protects without a password.
+// The key itself follows its identifier, which nothing protects without a password.
 TEST(SecretKeyFile, OfADamagedKeyOpensNone) {
   for (std::size_t i = kSecretKey.find('\n') + 1 + 84; i + 1 < kSecretKey.size(); ++i) {
     std::string file = kSecretKey;

@@ -10,7 +10,7 @@
 
 /// How a process ended and what it printed.
 struct ProcessResult {
-  /// The exit status; what StopRequest tells when a request ended the process; -1 when it
+  /// The exit status; what StopRequest says if a request ended the process; -1 when it
   /// was ended because its time was over, or could not be started (`err` then says so).
   int exitCode = -1;
   std::string out;

@@ -51,7 +51,7 @@ class UncountedThread {
   }
 
  private:
-  // What tells threads apart, as long as they live. The allocator asks: on some systems a
+  // Identifies a thread, as long as it lives. The allocator asks: on some systems a
   // thread-local variable and the id of std::thread are allocated, the latter under a lock.
   static const void* self() { return &errno; }
 

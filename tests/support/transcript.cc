@@ -9,7 +9,7 @@
 
 namespace {
 
-// A large body of one repeated byte is told by its size.
+// A large body of one repeated byte is recorded as its size.
 std::string contentText(const std::string& content) {
   constexpr std::size_t kLargestShown = 100;
   if (content.size() <= kLargestShown) return stringLiteral(content);

@@ -20,7 +20,7 @@ class Transcript {
   void substitute(const std::string& text, const std::string& name);
 
   /// Runs `action` once, as soon as a line that begins with `beginning` was written, on
-  /// the thread that wrote it and before that thread goes on.
+  /// the thread that wrote it and before that thread continues.
   void after(const std::string& beginning, Action action);
 
   void add(std::string line);

@@ -166,7 +166,7 @@ TEST_F(Abort, OfOneFileEndsTheRunAndDropsTheOther) {
   )--");
 }
 
-// isAborted() is not part of the transcripts, so what it is given is told here.
+// isAborted() is not part of the transcripts, so its arguments are recorded here.
 TEST_F(Abort, IsAskedForEveryPieceOfEveryRequest) {
   std::vector<std::int64_t> bytes;
   std::vector<void*> requests;

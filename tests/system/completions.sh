@@ -23,14 +23,14 @@ in_fish() {
     "$source/completions/$1.fish" "$@" | cut -f 1
 }
 
-# What zsh is told to offer behind "PROGRAM [COMMAND]": options stand before "[".
+# What zsh is made to offer after "PROGRAM [COMMAND]": options stand before "[".
 options_in_zsh() {
   zsh -f -c '
     _arguments() { print -rl -- "$@"; line=("$command"); return 1 }
     command=$2
     . "$1" || true
   ' zsh "$source/completions/_$1" "${2:-}" >"$folder/zsh"
-  # A command has those of its own, which are told last.
+  # A command has those of its own, which come last.
   if [ $# -gt 1 ]; then sed -i '1,/->arguments/d' "$folder/zsh"; fi
   sed -n 's/^\((.*)\)\{0,1\}\**\(--\{0,1\}[a-z][a-z-]*\)\[.*/\2/p' "$folder/zsh"
 }

@@ -146,7 +146,7 @@ TEST_F(Failure, AMissingFileAmongManyEndsTheRequestsAndKeepsWhatWasSaved) {
   answer("/lib/f0", "GET /lib/f4 ");
   answer("/lib/f1", "GET /lib/f5 ");
   answer("/lib/f2", "GET /lib/f6 ");
-  // The page that tells of the missing file has eight bytes.
+  // The page about the missing file has eight bytes.
   answer("/lib/f3", "setProgressValue(280)");
   answer("/lib/f4", "setProgressValue(380)");
   answer("/lib/f5", "setProgressValue(480)");

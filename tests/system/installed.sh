@@ -1,5 +1,5 @@
 #!/bin/sh
-# What is installed tells nothing of where it was built or first installed, and works where
+# What is installed does not reveal where it was built or first installed, and works where
 # it was moved to.
 # usage: installed.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu

@@ -108,8 +108,8 @@ expect 0 publish-to-s3 --clean "$folder/library" store:materials/library
 rclone check --checksum --exclude '/.mtlpublish-*' "$folder/library" store:materials/library 2>"$folder/err" ||
   fail "$(cat "$folder/err")"
 
-echo "Views go with all forms of their lists, and caches are told what library.toml says"
-# where FOLDER: what the store has there, with what it tells caches.
+echo "Views go with all forms of their lists, and the Cache-Control of library.toml"
+# where FOLDER: what the store has there, with its Cache-Control.
 where() {
   rclone lsf --recursive --files-only "store:materials/$1" | LC_ALL=C sort | while IFS= read -r name; do
     control=$(curl -s --noproxy '*' -D - -o /dev/null "$store/materials/$1/$name" | tr -d '\r' |

@@ -1,6 +1,6 @@
 #!/bin/sh
 # docs/publishing/nginx.conf as it is, but for ports and paths, with a cache in front of it
-# as a CDN has them: what it tells caches, how many requests a client makes, and that a
+# as a CDN has them: its Cache-Control, how many requests a client makes, and that a
 # library may be published while clients run.
 # usage: publishing_to_server.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
@@ -92,7 +92,7 @@ header maps/none.tx >"$folder/header"
 grep -q "404" "$folder/header" || fail "$(cat "$folder/header")"
 ! grep -qi "^Cache-Control: " "$folder/header" || fail "$(cat "$folder/header")"
 
-echo "Browsers are told what a page and its pictures are that lie beside the list"
+echo "A page and its pictures beside the list are served with their types"
 expect 0 mtlpublish report --output "$folder/served/library/index.html" "$folder/library"
 echo "<svg/>" >"$folder/served/library/oak.svg"
 for page in "" oak.svg; do
@@ -195,7 +195,7 @@ diff "$folder/wanted" "$folder/there" || fail "others are served than clients fe
 grep -qx "link/- odd \[name\].tx" "$folder/there" || fail "$(cat "$folder/there")"
 ! grep -e psd -e git -e passwd -e "/lossy.tx" "$folder/there" || fail "too much is served"
 
-echo "What caches are told of files is what library.toml says"
+echo "The Cache-Control of files is what library.toml says"
 sed -n '/^  map /,/^  }/s/^  //p' "$source/docs/publishing/nginx.conf" >"$folder/map-of-guide"
 mtlpublish files --nginx "$folder/library" | diff "$folder/map-of-guide" - || fail "nginx.conf is not for it"
 stop_nginx
@@ -288,7 +288,7 @@ expect 0 mtlpublish verify "$folder/remote/the library"
 filelist.json
 id.txt" ] || fail "$(cat "$folder/renamed")"
 
-echo "A connection that ends early leaves everything as it was, and the next run goes on from there"
+echo "A connection that ends early leaves everything as it was, and the next run continues from there"
 echo changed >"$folder/library/materials/oak & 1.mat"
 rm "$folder/library/a.mapp"
 mkdir "$folder/library/a.mapp" "$folder/library/new"

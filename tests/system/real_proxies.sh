@@ -1,6 +1,6 @@
 #!/bin/sh
 # Through a real proxy, plainly and by CONNECT, with the proxy's log as the witness; past
-# it; and what is told when it refuses, wants a password, or is not there.
+# it; and what is reported if it refuses, requires a password, or is not there.
 # usage: real_proxies.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/nginx.sh"
@@ -103,7 +103,7 @@ expect 0 env http_proxy="http://$proxy" mtlsync --no-proxy "$http" "$folder/copy
 expect_same_tree "$folder/library" "$folder/copy7"
 expect_nothing_logged
 
-echo "A proxy that refuses is told"
+echo "A proxy that refuses is reported"
 start_proxy "ConnectPort 1"
 expect 3 mtlsync --retries 0 --proxy "$proxy" "$https" "$folder/none"
 expect_text "the proxy refused"
@@ -111,7 +111,7 @@ start_proxy "Allow 192.0.2.1"
 expect 3 mtlsync --retries 0 --proxy "$proxy" "$http" "$folder/none"
 expect_text "HTTP status 403"
 
-echo "A proxy that wants a password is told, and gets none"
+echo "A proxy that requires a password is reported, and gets none"
 start_proxy "BasicAuth user secret"
 expect 3 env http_proxy="http://user:secret@$proxy" mtlsync --retries 0 -v "$http" "$folder/none"
 expect_text "HTTP status 407"
@@ -127,7 +127,7 @@ expect_same_tree "$folder/library" "$folder/copy8"
 expect 0 mtlsync -v --proxy "user:secret@$proxy" "$https" "$folder/copy9"
 ! grep -q secret "$folder/err" || fail "the password was printed"
 
-echo "A proxy that is not there is told"
+echo "A proxy that is not there is reported"
 stop_other_servers
 expect 3 mtlsync --retries 0 --proxy "$proxy" "$http" "$folder/none"
 expect_text "the proxy could not be reached"

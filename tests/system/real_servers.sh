@@ -33,7 +33,7 @@ look_at_copy | cmp - "$folder/before" || fail "something was written"
 await_requests
 [ "$(cat "$folder/requests.log")" = "GET /lib/id.txt 200" ] || fail "$(cat "$folder/requests.log")"
 
-echo "A check tells whether something changed"
+echo "A check reports whether something changed"
 expect 0 mtlsync --no-proxy --check "$http" "$folder/copy"
 changed=$(find "$folder/library" -name '*.inc' | sort | head -n 1)
 echo "// changed" >>"$changed"
@@ -61,7 +61,7 @@ expect 3 env CURL_CA_BUNDLE="$folder/ca.pem" \
 expect_text "certificate"
 [ ! -e "$folder/untrusted" ] || fail "a folder for an untrusted server"
 
-echo "Every other failure is told, and leaves nothing behind"
+echo "Every other failure is reported, and leaves nothing behind"
 expect 3 mtlsync --no-proxy --retries 0 "http://$unknown_host/lib" "$folder/none"
 expect_text "name could not be resolved"
 expect 3 mtlsync --no-proxy --retries 0 http://127.0.0.1:1/lib "$folder/none"
@@ -73,7 +73,7 @@ echo file >"$folder/file"
 expect 4 mtlsync --no-proxy "http://127.0.0.1:$http_port/lib" "$folder/file"
 expect_text "Not a directory"
 [ "$(cat "$folder/file")" = file ] || fail "the file was changed"
-# Root is told so, too, without the right to pass over permissions.
+# This is reported to root, too, without the right to pass over permissions.
 without_rights=
 [ "$(id -u)" -ne 0 ] || without_rights="setpriv --inh-caps=-all --bounding-set=-all"
 mkdir "$folder/locked"

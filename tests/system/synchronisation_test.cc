@@ -445,7 +445,7 @@ TEST_F(Synchronisation, ALaterRunKeepsTheServerAndReadsTheDirectoryAnew) {
   )--");
 }
 
-// How many pieces a body arrives in is up to the system, so what is told of them is only
+// How many pieces a body arrives in is up to the system, so what is recorded of them is only
 // bounded: each figure higher than the one before, the last the whole.
 TEST_F(Synchronisation, ProgressOfLargeFilesOnlyGrows) {
   std::string list;

@@ -1,6 +1,6 @@
 #!/bin/sh
 # For the tests of what is installed: its programs work, and hosts outside the tree build
-# against it and synchronise. All of it tells the same version.
+# against it and synchronise. All of it reports the same version.
 # usage: use_installed.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_INSTALLED_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/small_library.sh"

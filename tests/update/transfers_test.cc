@@ -1,5 +1,5 @@
-// Tests fetching bodies: what is tried again and what is not, where a body that was cut goes on,
-// and what ends it all.
+// Tests fetching bodies: what is tried again and what is not, where a body that was cut is
+// continued, and what ends it all.
 #include "update/transfers.h"
 
 #include <gmock/gmock.h>

@@ -60,7 +60,7 @@ void Console::hideStatus() {
   write(kClearLine);
 }
 
-// A line that fills the last column makes some terminals go on to the next one.
+// A line that fills the last column makes some terminals continue on the next one.
 int Console::statusWidth() const {
   return screen_.isTerminal ? std::max(screen_.width() - 1, 0) : 0;
 }

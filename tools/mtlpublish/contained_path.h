@@ -1,4 +1,4 @@
-// Resolves folders to paths without links, and tells which paths lie within a folder.
+// Resolves folders to paths without links, and finds out which paths lie within a folder.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_CONTAINED_PATH_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_CONTAINED_PATH_H_
 

@@ -97,7 +97,7 @@ bool Glob::matches(std::string_view path) const {
   const std::u32string text = mtlrules::codePoints(path);
   std::size_t token = 0;
   std::size_t position = 0;
-  // Where to go on when what follows the last '*' does not match: that '*' takes one
+  // Where to continue when what follows the last '*' does not match: that '*' takes one
   // character more. Earlier ones need not be tried again.
   std::size_t lastStar = tokens_.size();
   std::size_t starEnd = 0;

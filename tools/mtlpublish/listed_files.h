@@ -32,7 +32,7 @@ struct ListProblem {
 std::string readList(std::string_view text, std::string_view subPath,
                      std::vector<ListedFile>& files);
 
-/// The same, but goes on after an entry that clients would refuse, and adds to `problems`
+/// The same, but continues after an entry that clients would refuse, and adds to `problems`
 /// whatever is not as a publisher would have written it.
 std::string readList(std::string_view text, std::string_view subPath,
                      std::vector<ListedFile>& files, std::vector<ListProblem>& problems);

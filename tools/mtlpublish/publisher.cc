@@ -155,7 +155,7 @@ DigestedFiles Build::digestWithCache(std::vector<LibraryFile> files) {
     const std::string text = digested.cache.text();
     if (text != before) error = replaceFile(root_, kCacheName, text);
   } else {
-    // What it tells may be what the publisher does not believe any more.
+    // What it says may be what the publisher no longer believes.
     fs::remove(root_ / kCacheName, error);
   }
   if (error) {

@@ -55,7 +55,7 @@ enum Status {
   kServiceUnavailable = 503
 };
 
-/// What the log tells of the request that a thread is answering.
+/// What is logged about the request that a thread is answering.
 struct Answering {
   steady_clock::time_point start;
   std::uint64_t sent;

@@ -19,7 +19,7 @@ struct ServerOptions {
   std::chrono::milliseconds delay{0};
   /// Requests for matching paths fail with status 503.
   std::vector<Glob> fail;
-  /// What caches are told of files, by their paths below the folder.
+  /// The Cache-Control of files, by their paths below the folder.
   std::vector<CacheRule> caches = usualCacheRules();
   /// Names that requests may be for, beside localhost and IP addresses.
   std::vector<std::string> hostNames;

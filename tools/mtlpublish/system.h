@@ -81,7 +81,7 @@ std::ptrdiff_t receiveWithin(std::chrono::milliseconds time, Socket socket, char
 std::ptrdiff_t sendWithin(std::chrono::milliseconds time, Socket socket, const char* data,
                           std::size_t size);
 
-/// The other side sees the end of what is sent, and can go on sending.
+/// The other side sees the end of what is sent, and can still send.
 void endSending(Socket socket);
 
 void closeSocket(Socket socket);

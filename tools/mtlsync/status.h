@@ -19,16 +19,16 @@ struct CopyStatus {
   std::int64_t since = 0;     ///< When the stamp was written, in seconds since 1970.
   std::int64_t files = 0;     ///< Regular files in the folder of the stamp, but for the stamp.
   std::int64_t bytes = 0;     ///< Their sizes.
-  bool isUnfinished = false;  ///< An update was cut, and the next one goes on from there.
+  bool isUnfinished = false;  ///< An update was cut; the next one continues from there.
   mtlhost::CopySignature signature{};
   std::vector<std::string> unread;  ///< Why what could not be looked at is not counted.
 };
 
 enum class StatusResult {
   kRead,
-  kNoStamp,     ///< There is no complete copy; `problem` tells what is there instead.
-  kUnreadable,  ///< `problem` tells why.
-  kWrongKey,    ///< `problem` tells which of the keys cannot be used.
+  kNoStamp,     ///< There is no complete copy; `problem` says what is there instead.
+  kUnreadable,  ///< `problem` says why.
+  kWrongKey,    ///< `problem` says which of the keys cannot be used.
   kStopped      ///< `stop` answered true.
 };
 

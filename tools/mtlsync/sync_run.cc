@@ -153,7 +153,7 @@ ExitStatus runSync(Options options) {
     record.isUnchanged = !result.isChanged;
   }
   const Outcome outcome = outcomeOf(result.code, common::stopRequested(), options, record);
-  // Not every failure is told of while it happens.
+  // Not every failure is reported while it happens.
   const bool isTold = !record.failure.empty();
   if (outcome == Outcome::kFailed && !isTold) observer.error(result.errors);
   tellResult(outcome, result, record, elapsed.count(), options, to.results, events);

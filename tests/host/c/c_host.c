@@ -1,4 +1,4 @@
-/* A host in plain C: checks, synchronises, and prints everything that it is told.
+/* A host in plain C: checks, synchronises, and prints every event.
  * usage: c_host MODULE URL DIRECTORY */
 #include <mtlhost.h>
 #include <stdio.h>

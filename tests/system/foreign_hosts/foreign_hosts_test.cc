@@ -24,7 +24,7 @@ class ForeignHosts : public testing::Test {
     return runProcess({nativeName(host), nativeName(MTLLIB_MODULE), address_, target_});
   }
 
-  // What a host is told before the first transfer.
+  // What is reported to a host before the first transfer.
   std::string announcement() const {
     return "info: Remote address: \"" + address_ + "\"\ninfo: Target directory: \"" + target_ +
            "\"\nstage: Creating download directory\nstage: Downloading remote stamp file\n"

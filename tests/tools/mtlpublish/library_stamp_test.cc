@@ -87,7 +87,7 @@ TEST_F(LibraryStamp, StaysWhenNothingChanges) {
   EXPECT_FALSE(result.isNew);
   EXPECT_EQ(stamp(), before);
   options_.signing.library.clear();
-  EXPECT_FALSE(publish().isNew) << "the name of the last release goes on";
+  EXPECT_FALSE(publish().isNew) << "the name of the last release is kept";
   EXPECT_EQ(stamp(), before);
 }
 
@@ -134,7 +134,7 @@ TEST_F(LibraryStamp, IsNewWithAnotherKeyNameOrSubPath) {
   options_.signing.subPath = "beta";
   EXPECT_EQ(signedRelease().subPath, "beta");
   options_.signing.subPath.reset();
-  EXPECT_FALSE(publish().isNew) << "the sub-path of the last release goes on";
+  EXPECT_FALSE(publish().isNew) << "the sub-path of the last release is kept";
   options_.signing.subPath = "";
   EXPECT_EQ(signedRelease().serial, static_cast<std::uint64_t>(kStart + 4));
 }
