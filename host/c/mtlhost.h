@@ -35,7 +35,7 @@
  * the library is older than this header: what lies beyond its size is not there. Functions,
  * constants and fields are added, never changed.
  *
- * @since 0.1, unless a declaration has a mark of its own. */
+ * @since 1.0, unless a declaration has a mark of its own. */
 #ifndef MTLHOST_H
 #define MTLHOST_H
 
@@ -45,10 +45,10 @@
 /** @name The version of this header
  * The one that a program was compiled with; mtlhost_version() says which one it runs with.
  * @{ */
-#define MTLHOST_VERSION_MAJOR 0 /**< From 1 on, changes only with what breaks hosts. */
-#define MTLHOST_VERSION_MINOR 1 /**< Rises when something is added. */
+#define MTLHOST_VERSION_MAJOR 1 /**< Changes only with what breaks hosts. */
+#define MTLHOST_VERSION_MINOR 0 /**< Rises when something is added. */
 #define MTLHOST_VERSION_PATCH 0 /**< Rises with fixes. */
-#define MTLHOST_VERSION "0.1.0" /**< "MAJOR.MINOR.PATCH" */
+#define MTLHOST_VERSION "1.0.0" /**< "MAJOR.MINOR.PATCH" */
 /** @} */
 
 #if defined(_WIN32) && defined(MTLHOST_BUILD)

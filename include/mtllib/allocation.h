@@ -2,7 +2,7 @@
 /// The functions that allocate and free every record that crosses the library's boundary: those of
 /// the C runtime, under names that say so.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_ALLOCATION_H_
 #define MTLLIB_ALLOCATION_H_
 

@@ -2,7 +2,7 @@
 /// CharString: the 8-bit, zero-terminated, reference-counted text type that the
 /// host, the library and its networking library share.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_CHAR_STRING_H_
 #define MTLLIB_CHAR_STRING_H_
 

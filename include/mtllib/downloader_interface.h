@@ -24,7 +24,7 @@
 /// Errors: a null handle gives -1 or does nothing. No exception leaves an entry, except
 /// std::bad_alloc when memory runs out.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_DOWNLOADER_INTERFACE_H_
 #define MTLLIB_DOWNLOADER_INTERFACE_H_
 

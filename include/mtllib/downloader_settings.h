@@ -1,7 +1,7 @@
 /// @file
 /// DownloaderSettings: what a host wants synchronised, from where, to where.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_DOWNLOADER_SETTINGS_H_
 #define MTLLIB_DOWNLOADER_SETTINGS_H_
 

@@ -1,7 +1,7 @@
 /// @file
 /// ErrorRecord and ErrorChain: how every failure of the library is described.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_ERROR_CHAIN_H_
 #define MTLLIB_ERROR_CHAIN_H_
 

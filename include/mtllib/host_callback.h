@@ -1,7 +1,7 @@
 /// @file
 /// HostCallback: the object through which the library talks to its host.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_HOST_CALLBACK_H_
 #define MTLLIB_HOST_CALLBACK_H_
 

@@ -1,7 +1,7 @@
 /// @file
 /// What the networking library reports about a running transfer, and why one failed.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_TRANSFER_PROGRESS_H_
 #define MTLLIB_TRANSFER_PROGRESS_H_
 

@@ -42,7 +42,7 @@ void expectVersions(const fs::path& header) {
       << header << " has no @since before its first declaration";
   for (std::sregex_iterator i(text.begin(), text.end(), mark), end; i != end; ++i) {
     const int since = orderOf((*i)[1]);
-    EXPECT_GE(since, orderOf("0.1")) << header << ": " << i->str();
+    EXPECT_GE(since, orderOf("1.0")) << header << ": " << i->str();
     EXPECT_LE(since, orderOf(PROJECT_VERSION)) << header << ": " << i->str();
   }
 }

@@ -1,7 +1,7 @@
 /// @file
 /// The failures that the kit reports: what failed, and why.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_HOST_ERROR_H_
 #define MTLLIB_HOST_ERROR_H_
 

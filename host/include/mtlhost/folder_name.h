@@ -1,7 +1,7 @@
 /// @file
 /// Names of folders, in UTF-8.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_HOST_FOLDER_NAME_H_
 #define MTLLIB_HOST_FOLDER_NAME_H_
 

@@ -11,7 +11,7 @@
 /// Failures are values. The only exceptions are those that the host's own Observer throws, and
 /// std::bad_alloc when memory runs out.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_HOST_LIBRARY_H_
 #define MTLLIB_HOST_LIBRARY_H_
 

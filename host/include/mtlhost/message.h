@@ -1,7 +1,7 @@
 /// @file
 /// A message of the library, which is formatted only if somebody reads it.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_HOST_MESSAGE_H_
 #define MTLLIB_HOST_MESSAGE_H_
 

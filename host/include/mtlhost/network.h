@@ -1,7 +1,7 @@
 /// @file
 /// The options with which requests are sent.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_HOST_NETWORK_H_
 #define MTLLIB_HOST_NETWORK_H_
 

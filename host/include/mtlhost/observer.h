@@ -1,7 +1,7 @@
 /// @file
 /// Observer: receives what a check or run reports.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_HOST_OBSERVER_H_
 #define MTLLIB_HOST_OBSERVER_H_
 

@@ -1,7 +1,7 @@
 /// @file
 /// How far a check or run has come.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_HOST_PROGRESS_H_
 #define MTLLIB_HOST_PROGRESS_H_
 

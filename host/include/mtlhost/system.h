@@ -1,7 +1,7 @@
 /// @file
 /// Functions of the operating system that hosts need, in UTF-8.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_HOST_SYSTEM_H_
 #define MTLLIB_HOST_SYSTEM_H_
 

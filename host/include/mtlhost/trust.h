@@ -1,7 +1,7 @@
 /// @file
 /// Which publishers a host trusts, and who signed the copy that it has.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_HOST_TRUST_H_
 #define MTLLIB_HOST_TRUST_H_
 

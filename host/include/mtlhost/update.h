@@ -1,7 +1,7 @@
 /// @file
 /// What an update will do, or has done, to the files of a copy.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_HOST_UPDATE_H_
 #define MTLLIB_HOST_UPDATE_H_
 

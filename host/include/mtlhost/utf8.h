@@ -1,7 +1,7 @@
 /// @file
 /// Functions that make texts from a server valid UTF-8 and safe to show.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_HOST_UTF8_H_
 #define MTLLIB_HOST_UTF8_H_
 
