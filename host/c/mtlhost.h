@@ -58,7 +58,7 @@
 #elif defined(__GNUC__)
 #define MTLHOST_API __attribute__((visibility("default")))
 #else
-#define MTLHOST_API
+#define MTLHOST_API /**< Marks the functions that the library exports. */
 #endif
 
 #ifdef __cplusplus
