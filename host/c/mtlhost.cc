@@ -14,6 +14,7 @@
 #include "error_list.h"
 #include "event_forwarder.h"
 #include "mtlhost/library.h"
+#include "mtlhost/parse.h"
 #include "mtlhost/update.h"
 #include "mtlhost/utf8.h"
 #include "records.h"
@@ -321,6 +322,15 @@ std::size_t mtlhost_printable(const char* text, char* buffer, std::size_t size) 
     buffer[line.copy(buffer, length)] = '\0';
   }
   return line.size() + 1;
+}
+
+std::int64_t mtlhost_parse_size(const char* text) {
+  return mtlhost::parseSize(text != nullptr ? text : "").value_or(-1);
+}
+
+std::int64_t mtlhost_parse_time(const char* text) {
+  const auto time = mtlhost::parseDuration(text != nullptr ? text : "");
+  return time ? time->count() : -1;
 }
 
 const char* mtlhost_version(void) {

@@ -292,7 +292,8 @@ typedef struct mtlhost_options {
   void* user;                /**< Passed to the callback. */
   uint32_t flags;            /**< MTLHOST_USE_MODULE and so on. */
   int32_t tries;             /**< For a request that may succeed later, including the first
-                                  one; 0 for 5. This and all that follow are for the engine. */
+                                  one: 101 at most; 0 for 5. This and all that follow are for the
+                                  engine. */
   int64_t bytes_per_second;  /**< Limit for receiving; 0 for none. */
   int64_t largest_file;      /**< In bytes: a larger file is a failure. 0 for no limit. */
   int64_t largest_total;     /**< In bytes: receiving more in total is a failure. 0 for no limit. */
@@ -440,6 +441,14 @@ MTLHOST_API void mtlhost_free_error(mtlhost_error* error);
  * where it does not fit, and ends in a zero unless `size` is 0. Returns the bytes that the
  * whole line needs, the zero included. */
 MTLHOST_API size_t mtlhost_printable(const char* text, char* buffer, size_t size);
+
+/** The bytes that a size has which a user wrote: "500", "64k", "10M" or "2G", by powers of 1000. -1
+ * for other texts, NULL, and sizes that do not fit. */
+MTLHOST_API int64_t mtlhost_parse_size(const char* text);
+
+/** The seconds in a time that a user wrote: "90", "90s", "30m" or "2h". -1 for other texts, NULL,
+ * and more than a year. */
+MTLHOST_API int64_t mtlhost_parse_time(const char* text);
 
 /** The version of this library, at run time: "MAJOR.MINOR.PATCH", like MTLHOST_VERSION. */
 MTLHOST_API const char* mtlhost_version(void);

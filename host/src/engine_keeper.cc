@@ -310,6 +310,29 @@ Result EngineKeeper::verify() {
   return finished(failure, events.proxy(), std::move(result));
 }
 
+/// What the engine cannot do with these settings; empty when it can use them.
+Errors settingsProblem(const Settings& settings) {
+  const std::string& subPath = settings.subPath;
+  const int tries = settings.update.tries;
+  if (settings.targetDirectory.empty()) {
+    return explained({ownError("No folder is named for the copy")}, ErrorKind::kSettings);
+  }
+  if (settings.network.proxyUser.empty() && !settings.network.proxyPassword.empty()) {
+    return explained({ownError("A password for the proxy is set without a user name")},
+                     ErrorKind::kSettings);
+  }
+  if (tries < 1 || tries > kMostTries) {
+    return explained({ownError("A request can be tried 1 to " + std::to_string(kMostTries) +
+                               " times, not " + std::to_string(tries) + " times")},
+                     ErrorKind::kSettings);
+  }
+  if (!subPath.empty() && !mtlrules::staysBelow(subPath, Platform::kHasWindowsNames)) {
+    return explained({ownError("The sub-path \"" + subPath + "\" does not stay in the library")},
+                     ErrorKind::kSettings, subPath);
+  }
+  return {};
+}
+
 }  // namespace
 
 Result failedBy(const mtlupdate::Failure& failure, const Subject& subject) {
@@ -330,18 +353,11 @@ std::string copyFolder(const std::string& targetDirectory) {
 
 std::unique_ptr<Keeper> openEngine(const Settings& settings, EventStream& events, Errors& problem) {
   problem = proxyProblem(settings);
+  if (problem.empty()) problem = settingsProblem(settings);
   if (!problem.empty()) return nullptr;
-  if (settings.targetDirectory.empty()) {
-    problem = explained({ownError("No folder is named for the copy")}, ErrorKind::kSettings);
-  } else if (!settings.subPath.empty() &&
-             !mtlrules::staysBelow(settings.subPath, Platform::kHasWindowsNames)) {
-    problem = explained(
-        {ownError("The sub-path \"" + settings.subPath + "\" does not stay in the library")},
-        ErrorKind::kSettings, settings.subPath);
-  } else if (auto trust = trustOptionsOf(settings.trust, problem)) {
-    return std::make_unique<EngineKeeper>(settings, *std::move(trust), events);
-  }
-  return nullptr;
+  auto trust = trustOptionsOf(settings.trust, problem);
+  if (!trust) return nullptr;
+  return std::make_unique<EngineKeeper>(settings, *std::move(trust), events);
 }
 
 }  // namespace mtlhost

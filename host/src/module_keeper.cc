@@ -96,14 +96,17 @@ Errors chainOf(int code, const CallRecord& record, const Subject& subject) {
 }
 
 /// The first of the settings that the module knows nothing of, in words; "" for none.
-std::string engineSettingIn(const NetworkSettings& network) {
+std::string engineSettingIn(const Settings& settings) {
+  const NetworkSettings& network = settings.network;
   if (!network.caFile.empty()) return "A file of authorities";
   if (!network.proxyUser.empty()) return "A user name for the proxy";
+  if (!network.proxyPassword.empty()) return "A password for the proxy";
   if (!network.fields.empty()) return "A request field";
   if (!network.query.empty()) return "A query";
   if (!network.userAgent.empty()) return "A user agent";
   const bool hasTimes = network.connectTimeout.count() != 0 || network.stallTimeout.count() != 0;
-  return hasTimes ? "A time limit" : "";
+  if (hasTimes || settings.update.timeLimit) return "A time limit";
+  return settings.update.bytesPerSecond != 0 ? "A limit of the rate" : "";
 }
 
 class ModuleKeeper final : public Keeper {
@@ -261,7 +264,7 @@ std::unique_ptr<Keeper> openModule(const Settings& settings, EventStream& events
   }
   problem = proxyProblem(settings);
   if (!problem.empty()) return nullptr;
-  if (const std::string setting = engineSettingIn(settings.network); !setting.empty()) {
+  if (const std::string setting = engineSettingIn(settings); !setting.empty()) {
     problem = explained({ownError(setting + " is for the engine only: the module has none")},
                         ErrorKind::kSettings);
     return nullptr;

@@ -194,6 +194,8 @@ void printCInterface() {
   MTLLIB_FUNCTION(mtlhost_error_next);
   MTLLIB_FUNCTION(mtlhost_free_error);
   MTLLIB_FUNCTION(mtlhost_printable);
+  MTLLIB_FUNCTION(mtlhost_parse_size);
+  MTLLIB_FUNCTION(mtlhost_parse_time);
   MTLLIB_FUNCTION(mtlhost_version);
   MTLLIB_VALUE(MTLHOST_OK);
   MTLLIB_VALUE(MTLHOST_UPDATE_AVAILABLE);

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "mtlhost/library.h"
+#include "mtlhost/update.h"
 #include "recording_observer.h"
 #include "support/published_library.h"
 #include "support/scripted_server.h"
@@ -101,6 +102,15 @@ TEST_F(NetworkTest, ShowsTheProxyWhoAsks) {
   EXPECT_EQ(credentials(), "Basic ZXZlOnMzY3JldA==");
 }
 
+TEST_F(NetworkTest, RefusesAPasswordWithoutAUser) {
+  settings_.network.proxyPassword = kSecret;
+  for (const bool isModule : {false, true}) {
+    if (isModule) useModule();
+    EXPECT_EQ(failure().kind, ErrorKind::kSettings);
+  }
+  EXPECT_THAT(server_.requestLines(), IsEmpty());
+}
+
 TEST_F(NetworkTest, AppendsTheQueryToEveryRequestAndShowsItToNobody) {
   settings_.network.query = std::string("sig=") + kSecret;
   const Error error = failure();
@@ -186,6 +196,12 @@ TEST_F(NetworkTest, IsNotForTheModule) {
   network = {};
   network.stallTimeout = std::chrono::seconds(1);
   refused(network);
+  settings_.update.timeLimit = std::chrono::seconds(1);
+  refused({});
+  settings_.update.timeLimit.reset();
+  settings_.update.bytesPerSecond = 1;
+  refused({});
+  settings_.update.bytesPerSecond = 0;
   useProxy("ada:" + std::string(kSecret) + "@127.0.0.1:1");
   settings_.network = {};
   EXPECT_EQ(failure().kind, ErrorKind::kProxy);
@@ -210,6 +226,19 @@ TEST_F(NetworkTest, TakesAnyTimeLimitButNegativeOnes) {
   EXPECT_EQ(failure().message, "");
   settings_.network.stallTimeout = std::chrono::seconds(-1);
   EXPECT_EQ(failure().kind, ErrorKind::kSettings);
+}
+
+TEST_F(NetworkTest, TriesARequestOnceToAHundredAndOneTimes) {
+  for (const int tries : {-1, 0, kMostTries + 1}) {
+    settings_.update.tries = tries;
+    const Error error = failure();
+    EXPECT_EQ(error.kind, ErrorKind::kSettings) << tries;
+    EXPECT_EQ(error.message,
+              "A request can be tried 1 to 101 times, not " + std::to_string(tries) + " times");
+  }
+  EXPECT_THAT(server_.requestLines(), IsEmpty());
+  settings_.update.tries = kMostTries;
+  EXPECT_EQ(failure().message, "");
 }
 
 TEST_F(NetworkTest, LeavesAServerThatStandsStill) {

@@ -14,8 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "mtlsync/parse_size.h"
-#include "mtlsync/random_delay.h"
+#include "mtlhost/parse.h"
 #include "rules/printable.h"
 
 namespace mtlsync {
@@ -86,16 +85,18 @@ CLI::Validator notEmpty() {
 
 CLI::Validator isSize() {
   return {[](std::string& value) {
-            return parseSize(value) ? std::string()
-                                    : "not a number of bytes, perhaps with k, M or G: " + value;
+            return mtlhost::parseSize(value)
+                       ? std::string()
+                       : "not a number of bytes, perhaps with k, M or G: " + value;
           },
           ""};
 }
 
 CLI::Validator isDuration() {
   return {[](std::string& value) {
-            return parseDuration(value) ? std::string()
-                                        : "not a number of seconds, perhaps with m or h: " + value;
+            return mtlhost::parseDuration(value)
+                       ? std::string()
+                       : "not a number of seconds, perhaps with m or h: " + value;
           },
           ""};
 }
@@ -146,7 +147,7 @@ void declareUpdate(CLI::App& app, Options& options, Typed& typed) {
       ->check(isSize());
   app.add_option("--retries", typed.retries, "Retry a failed request N times; 4 if not given")
       ->option_text("N")
-      ->check(CLI::Range(0, 100));
+      ->check(CLI::Range(0, mtlhost::kMostTries - 1));
   app.add_option("--random-delay", typed.randomDelay, "First wait for a random part of TIME")
       ->type_name("TIME")
       ->check(isDuration());
@@ -316,17 +317,18 @@ std::string takeNetwork(const Typed& typed, Options& options) {
     if (!lines.empty()) network.query = lines.front();
   }
   const auto timeOf = [](const std::string& text) {
-    return text.empty() ? std::chrono::seconds(0) : *parseDuration(text);
+    return text.empty() ? std::chrono::seconds(0) : *mtlhost::parseDuration(text);
   };
   network.connectTimeout = timeOf(typed.connectTimeout);
   network.stallTimeout = timeOf(typed.stallTimeout);
-  if (!typed.mostTime.empty()) options.update.timeLimit = timeOf(typed.mostTime);
+  const std::chrono::seconds mostTime = timeOf(typed.mostTime);
+  if (mostTime.count() > 0) options.update.timeLimit = mostTime;
   return problem;
 }
 
 /// 0 is no limit.
 std::optional<std::uint64_t> limitFrom(const std::string& text) {
-  const std::int64_t bytes = *parseSize(text);
+  const std::int64_t bytes = *mtlhost::parseSize(text);
   return bytes > 0 ? std::optional(static_cast<std::uint64_t>(bytes)) : std::nullopt;
 }
 
@@ -383,10 +385,10 @@ CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
   if (!problem.empty()) return wrongUsage(problem);
   options.update.largestFile = limitFrom(typed.maxFileSize);
   options.update.largestTotal = limitFrom(typed.maxTotalSize);
-  options.update.bytesPerSecond = *parseSize(typed.limitRate);
+  options.update.bytesPerSecond = *mtlhost::parseSize(typed.limitRate);
   options.update.tries = typed.retries + 1;
   options.update.prune = options.update.prune || options.update.pruneMost;
-  if (!typed.randomDelay.empty()) options.mostDelay = *parseDuration(typed.randomDelay);
+  if (!typed.randomDelay.empty()) options.mostDelay = *mtlhost::parseDuration(typed.randomDelay);
   if (const auto modes = modesOf(typed); !modes.empty()) options.mode = modes.front().second;
   if (typed.noProxy) options.proxyMode = PROXY_MODE_DISABLED;
   if (!options.proxyAddress.empty()) options.proxyMode = PROXY_MODE_EXPLICIT;

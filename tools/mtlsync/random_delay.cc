@@ -3,31 +3,11 @@
 #include "mtlsync/random_delay.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <random>
-#include <system_error>
 #include <thread>
 
 namespace mtlsync {
-
-std::optional<std::chrono::seconds> parseDuration(std::string_view text) {
-  constexpr std::int64_t kMost = std::int64_t{366} * 24 * 3600;
-  std::int64_t factor = 1;
-  if (!text.empty() && (text.back() < '0' || text.back() > '9')) {
-    const char unit = text.back();
-    if (unit != 's' && unit != 'm' && unit != 'h') return std::nullopt;
-    if (unit != 's') factor = unit == 'm' ? 60 : 3600;
-    text.remove_suffix(1);
-  }
-  std::int64_t number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || rest != end || number < 0 || number > kMost / factor) {
-    return std::nullopt;
-  }
-  return std::chrono::seconds(number * factor);
-}
 
 void waitRandomly(std::chrono::seconds most, const std::function<bool()>& stop) {
   using std::chrono::milliseconds;

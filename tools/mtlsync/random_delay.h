@@ -5,13 +5,8 @@
 
 #include <chrono>
 #include <functional>
-#include <optional>
-#include <string_view>
 
 namespace mtlsync {
-
-/// "90", "90s", "30m" or "2h"; nothing for other texts and for more than a year.
-std::optional<std::chrono::seconds> parseDuration(std::string_view text);
 
 /// Waits for a random part of `most`, and no longer than until `stop`, asked ten times a second,
 /// answers true.

@@ -13,8 +13,11 @@
 
 namespace mtlhost {
 
+/// The largest number of tries that UpdateSettings::tries may have.
+inline constexpr int kMostTries = 101;
+
 /// How the engine updates a copy. The module supports only `largestFile`, `largestTotal` and
-/// `waitsForOthers`.
+/// `waitsForOthers`; if `timeLimit` or `bytesPerSecond` is set, it is not opened.
 struct UpdateSettings {
   bool full = false;       ///< Fetch all that the list selects, whatever the copy has.
   bool prune = false;      ///< Remove the files that the library has withdrawn.
@@ -23,7 +26,9 @@ struct UpdateSettings {
   std::optional<std::uint64_t> largestTotal{};      ///< In bytes received, stamp and list included.
   std::optional<std::chrono::seconds> timeLimit{};  ///< Of everything, at most.
   std::int64_t bytesPerSecond = 0;                  ///< Received at most; 0 for no limit.
-  int tries = 5;                ///< Of a request that may succeed later, the first one included.
+  /// For a request that may succeed later, including the first one: 1 to kMostTries. Any other
+  /// number is refused.
+  int tries = 5;
   bool waitsForOthers = false;  ///< For another run on the same copy, instead of failing at once.
 };
 

@@ -257,6 +257,17 @@ TEST(CInterfacePrintable, IsCutBetweenCharacters) {
   EXPECT_EQ(mtlhost_printable("木ab", nullptr, 0), 6U);
 }
 
+TEST(CInterfaceParsing, TakesSizesAndTimesAsUsersWriteThem) {
+  EXPECT_EQ(mtlhost_parse_size("10M"), 10000000);
+  EXPECT_EQ(mtlhost_parse_size("0"), 0);
+  EXPECT_EQ(mtlhost_parse_time("2m"), 120);
+  EXPECT_EQ(mtlhost_parse_time("90"), 90);
+  for (const char* text : {"", "x", "-1", static_cast<const char*>(nullptr)}) {
+    EXPECT_EQ(mtlhost_parse_size(text), -1);
+    EXPECT_EQ(mtlhost_parse_time(text), -1);
+  }
+}
+
 TEST_F(CInterface, TellsMessagesOfAnyLength) {
   mtlhost_sync(open("long"));
   EXPECT_EQ(texts_, Lines{"<" + std::string(100000, 'x') + ">"});

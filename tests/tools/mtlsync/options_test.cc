@@ -72,6 +72,14 @@ TEST(CommandLineOptions, SayHowRequestsAreSent) {
   EXPECT_EQ(options.update.timeLimit, std::chrono::seconds(3600));
 }
 
+TEST(CommandLineOptions, SetNoTimeLimitWithZero) {
+  const Options options = accepted(
+      {"--connect-timeout", "0", "--stall-timeout", "0s", "--max-time", "0", "http://a", "dir"});
+  EXPECT_EQ(options.network.connectTimeout.count(), 0);
+  EXPECT_EQ(options.network.stallTimeout.count(), 0);
+  EXPECT_EQ(options.update.timeLimit, std::nullopt);
+}
+
 TEST(CommandLineOptions, TakeSecretsFromFiles) {
   const TempDir dir;
   writeFile(dir / "user", "ada:secret\n");

@@ -1,6 +1,4 @@
-// Tests sizes on the command line, and the limits that they set.
-#include "mtlsync/parse_size.h"
-
+// Tests the limits that sizes on the command line set.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -13,23 +11,6 @@
 
 namespace mtlsync {
 namespace {
-
-TEST(ParseSize, TakesBytesAndDecimalUnits) {
-  EXPECT_EQ(parseSize("0"), 0);
-  EXPECT_EQ(parseSize("500"), 500);
-  EXPECT_EQ(parseSize("64k"), 64000);
-  EXPECT_EQ(parseSize("10M"), 10000000);
-  EXPECT_EQ(parseSize("2G"), 2000000000);
-  EXPECT_EQ(parseSize("9223372036854775807"), 9223372036854775807);
-  EXPECT_EQ(parseSize("9223372036G"), 9223372036000000000);
-}
-
-TEST(ParseSize, RefusesEverythingElse) {
-  for (const char* text : {"", "G", "-1", "-0", "+1", " 1", "1 ", "1.5G", "1K", "1m", "1GB", "1kk",
-                           "0x10", "9223372036854775808", "9223372037G"}) {
-    EXPECT_EQ(parseSize(text), std::nullopt) << text;
-  }
-}
 
 TEST(SizeLimits, EndARunOfTheModule) {
   const TempDir dir;

@@ -1,12 +1,12 @@
-// Parses sizes in decimal units, as they are printed.
-#include "mtlsync/parse_size.h"
+// Sizes are in decimal units, as they are printed.
+#include "mtlhost/parse.h"
 
 #include <array>
 #include <charconv>
 #include <limits>
 #include <system_error>
 
-namespace mtlsync {
+namespace mtlhost {
 
 namespace {
 
@@ -37,4 +37,22 @@ std::optional<std::int64_t> parseSize(std::string_view text) {
   return count * unit->bytes;
 }
 
-}  // namespace mtlsync
+std::optional<std::chrono::seconds> parseDuration(std::string_view text) {
+  constexpr std::int64_t kMost = std::int64_t{366} * 24 * 3600;
+  std::int64_t factor = 1;
+  if (!text.empty() && (text.back() < '0' || text.back() > '9')) {
+    const char unit = text.back();
+    if (unit != 's' && unit != 'm' && unit != 'h') return std::nullopt;
+    if (unit != 's') factor = unit == 'm' ? 60 : 3600;
+    text.remove_suffix(1);
+  }
+  std::int64_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || rest != end || number < 0 || number > kMost / factor) {
+    return std::nullopt;
+  }
+  return std::chrono::seconds(number * factor);
+}
+
+}  // namespace mtlhost
