@@ -5,13 +5,14 @@ from __future__ import annotations
 import argparse
 import signal
 import sys
-from typing import Dict, Iterable, Iterator, List, Optional
+from typing import Callable, Dict, Iterable, Iterator, List, Optional
 
 from mtllib._display import ProgressDisplay
 from mtllib._errors import ChainError, Error, Failure, SyncError
 from mtllib._events import Event
 from mtllib._library import Library
 from mtllib._loading import version
+from mtllib._parsing import parse_size, parse_time
 from mtllib._printable import printable
 from mtllib._results import ChangeKind, Difference, DifferenceKind, FileChange, Plan, Result
 from mtllib._settings import SYSTEM_PROXY, Module, NetworkOptions, Proxy, UpdateOptions
@@ -31,10 +32,17 @@ _STATUSES = {
     Failure.ANOTHER_RUN: 6,
 }
 
-_EPILOG = """Exit status: 0 done or up to date, 1 failed otherwise, 2 wrong usage, 3 the network or
+_EPILOG = """SIZE is in bytes, or with k, M or G; 0 means no limit. TIME is 90s, 5m or 2h.
+Exit status: 0 done or up to date, 1 failed otherwise, 2 wrong usage, 3 the network or
 the server failed, 4 the disk or folder, 5 something is not what was published or signed, 6
 another run is at work on the copy, 7 the copy differs from its list (with --verify), 100 an
 update is available (with --check), 130 interrupted."""
+
+# As they are parsed: the module knows nothing of them.
+_ENGINE_OPTIONS = (
+    *("key", "mirror", "prune", "limit_rate", "retries", "ca_file", "proxy_user", "field", "query"),
+    *("user_agent", "connect_timeout", "stall_timeout", "max_time"),
+)
 
 _CHANGE_WORDS: Dict[ChangeKind, str] = {
     "fetched": "fetch",
@@ -65,6 +73,24 @@ def _not_empty(text: str) -> str:
     if not text:
         raise argparse.ArgumentTypeError("must not be empty")
     return text
+
+
+def _number(parse: Callable[[str], int]) -> Callable[[str], int]:
+    """A type of arguments whose errors are those of the function."""
+
+    def parsed(text: str) -> int:
+        try:
+            return parse(text)
+        except ValueError as error:
+            raise argparse.ArgumentTypeError(str(error)) from error
+
+    return parsed
+
+
+def _count(text: str) -> int:
+    if not text.isdecimal():
+        raise ValueError(f"not a number: {text}")
+    return int(text)
 
 
 def _parser() -> argparse.ArgumentParser:
@@ -107,6 +133,18 @@ def _parser() -> argparse.ArgumentParser:
     )
     parser.add_argument(
         "--prune", action="store_true", help="remove files that the library has withdrawn"
+    )
+    parser.add_argument(
+        "--limit-rate",
+        type=_number(parse_size),
+        metavar="SIZE",
+        help="receive at most SIZE per second",
+    )
+    parser.add_argument(
+        "--retries",
+        type=_number(_count),
+        metavar="N",
+        help="retry a failed request N times; 4 if not given",
     )
     parser.add_argument(
         "--wait", action="store_true", help="wait for another run instead of failing"
@@ -171,6 +209,18 @@ def _add_network(parser: argparse.ArgumentParser) -> None:
         metavar="TEXT|@FILE",
         help='send "NAME: VALUE" too, over https alone; several may be given',
     )
+    parser.add_argument(
+        "--user-agent",
+        type=_not_empty,
+        metavar="NAME",
+        help="name sent to servers; mtllib/VERSION if not given",
+    )
+    for name, text in (
+        ("connect-timeout", "longest time to connect; 30s if not given"),
+        ("stall-timeout", "longest time without any data; 60s if not given"),
+        ("max-time", "give up if the whole run takes longer"),
+    ):
+        parser.add_argument(f"--{name}", type=_number(parse_time), metavar="TIME", help=text)
 
 
 def _lines(text: str) -> List[str]:
@@ -189,6 +239,8 @@ def _lines(text: str) -> List[str]:
 
 def _network_of(options: argparse.Namespace) -> NetworkOptions:
     user, _, password = (options.proxy_user or [""])[0].partition(":")
+    if options.proxy_user and not user:
+        raise ValueError("--proxy-user: no user name")
     fields = (line.partition(":") for lines in options.field for line in lines)
     return NetworkOptions(
         ca_file=options.ca_file or "",
@@ -196,6 +248,19 @@ def _network_of(options: argparse.Namespace) -> NetworkOptions:
         proxy_password=password,
         fields={name: value.strip() for name, _, value in fields},
         query=(options.query or [""])[0],
+        user_agent=options.user_agent or "",
+        connect_seconds=options.connect_timeout or None,
+        stall_seconds=options.stall_timeout or None,
+    )
+
+
+def _update_of(options: argparse.Namespace) -> UpdateOptions:
+    return UpdateOptions(
+        prune=options.prune,
+        wait=options.wait,
+        tries=None if options.retries is None else options.retries + 1,
+        bytes_per_second=options.limit_rate or None,
+        max_seconds=options.max_time or None,
     )
 
 
@@ -206,10 +271,9 @@ def _options(arguments: Optional[List[str]]) -> argparse.Namespace:
         parser.error("the following arguments are required: URL")
     if options.module and options.operation not in (None, "check"):
         parser.error(f"--module and --{options.operation} exclude each other")
-    if options.key and options.module:
-        parser.error("--module and --key exclude each other")
-    if options.mirror and options.module:
-        parser.error("--module and --mirror exclude each other")
+    for name in _ENGINE_OPTIONS:
+        if options.module and getattr(options, name) != parser.get_default(name):
+            parser.error(f"--module and --{name.replace('_', '-')} exclude each other")
     if options.name and not options.key:
         parser.error("--name needs --key")
     if options.allow_expired and not options.key:
@@ -232,7 +296,7 @@ class _Program:
         self._network = _network_of(options)
         self._allow_expired: bool = options.allow_expired
         self._forget_keys: bool = options.forget_keys
-        self._options = UpdateOptions(prune=options.prune, wait=options.wait)
+        self._options = _update_of(options)
         self._operation: Optional[str] = options.operation
         self._quiet: bool = options.quiet
         self._display = ProgressDisplay(sys.stderr)

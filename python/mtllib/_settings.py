@@ -25,7 +25,7 @@ Module = Union[Path, bool, None]
 @dataclass(frozen=True)
 class UpdateOptions:
     """How the engine brings a copy up to date. Of all this the module knows only `wait`,
-    `largest_file` and `largest_total`."""
+    `largest_file` and `largest_total`; it refuses `bytes_per_second` and `max_seconds`."""
 
     full: bool = False
     """Fetch all that the list selects, whatever the copy has."""
@@ -36,7 +36,7 @@ class UpdateOptions:
     wait: bool = False
     """Wait for another run on the copy, instead of failing at once."""
     tries: Optional[int] = None
-    """Of a request that may succeed later, the first one included; 5 unless given."""
+    """Of a request that may succeed later, the first one included: 1 to 101; 5 unless given."""
     bytes_per_second: Optional[int] = None
     """Received at most."""
     largest_file: Optional[int] = None

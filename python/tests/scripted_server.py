@@ -48,6 +48,7 @@ class ScriptedServer:
         self._answers: Dict[str, Answer] = {}
         self._held: Dict[str, threading.Event] = {}
         self._requests: List[str] = []
+        self._user_agents: List[str] = []
         self._arrived = threading.Condition()
         self._thread = threading.Thread(target=self._listener.serve_forever, args=(0.02,))
         self._thread.start()
@@ -68,9 +69,16 @@ class ScriptedServer:
         with self._arrived:
             return list(self._requests)
 
+    @property
+    def user_agents(self) -> List[str]:
+        """Of those requests, in the same order."""
+        with self._arrived:
+            return list(self._user_agents)
+
     def forget_requests(self) -> None:
         with self._arrived:
             self._requests.clear()
+            self._user_agents.clear()
 
     def stop(self) -> None:
         for event in self._held.values():
@@ -123,6 +131,7 @@ class ScriptedServer:
     def answer(self, connection: _Connection) -> None:
         with self._arrived:
             self._requests.append(connection.path)
+            self._user_agents.append(connection.headers.get("User-Agent", ""))
             self._arrived.notify_all()
         if connection.path in self._held:
             self._held[connection.path].wait()

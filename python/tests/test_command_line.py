@@ -244,6 +244,59 @@ def test_a_proxy_is_asked(server: ScriptedServer, copy: pathlib.Path) -> None:
     assert _run("--check", "--proxy", server.address, url, str(copy)).returncode == 100
 
 
+def test_a_request_is_sent_again_as_often_as_retries_say(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.serve("/lib/id.txt", b"", status=503)
+    for retries, requests in (("0", 1), ("1", 2)):
+        server.forget_requests()
+        process = _run("-q", "--no-proxy", "--retries", retries, server.url, str(copy))
+        assert process.returncode == 3
+        assert server.requests == ["/lib/id.txt"] * requests
+
+
+def test_servers_are_told_the_name_of_the_program(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.publish({})
+    process = _run("--check", "--no-proxy", "--user-agent", "me/1", server.url, str(copy))
+    assert process.returncode == 100
+    assert server.user_agents == ["me/1"]
+
+
+def test_no_more_is_received_a_second_than_the_rate(
+    server: ScriptedServer, copy: pathlib.Path
+) -> None:
+    server.publish({"a.mat": bytes(400_000)})
+    begin = time.monotonic()
+    process = _run("-q", "--no-proxy", "--limit-rate", "200k", server.url, str(copy))
+    assert process.returncode == 0
+    assert time.monotonic() - begin > 1
+
+
+@pytest.mark.parametrize(
+    "limit, reason",
+    [
+        ("--stall-timeout", "the server stopped responding"),
+        ("--max-time", "The time limit is over"),
+    ],
+)
+def test_a_server_that_stands_still_is_left_in_time(
+    server: ScriptedServer, copy: pathlib.Path, limit: str, reason: str
+) -> None:
+    server.hold("/lib/id.txt")
+    process = _run("-q", "--no-proxy", "--retries", "0", limit, "1s", server.url, str(copy))
+    assert process.returncode in (1, 3)
+    assert reason in process.stderr
+
+
+def test_zero_is_no_limit_of_ones_own(server: ScriptedServer, copy: pathlib.Path) -> None:
+    server.publish({})
+    limits = ("--limit-rate", "--connect-timeout", "--stall-timeout", "--max-time")
+    options = [text for limit in limits for text in (limit, "0")]
+    assert _run("-q", "--no-proxy", *options, server.url, str(copy)).returncode == 0
+
+
 @pytest.mark.parametrize(
     "arguments, problem",
     [
@@ -256,6 +309,37 @@ def test_a_proxy_is_asked(server: ScriptedServer, copy: pathlib.Path) -> None:
         (["", "copy"], "argument URL: must not be empty"),
         (["http://a", "copy", "--proxy", ""], "argument --proxy: must not be empty"),
         (["http://a", "copy", "--proxy", "b:1", "--no-proxy"], "not allowed with argument"),
+        (["http://a", "copy", "--proxy-user", ":secret"], "--proxy-user: no user name"),
+        (["http://a", "copy", "--user-agent", ""], "argument --user-agent: must not be empty"),
+        (
+            ["http://a", "copy", "--limit-rate", "1x"],
+            "argument --limit-rate: not a number of bytes, perhaps with k, M or G: 1x",
+        ),
+        (
+            ["http://a", "copy", "--connect-timeout", "-1"],
+            "argument --connect-timeout: not a number of seconds, perhaps with m or h: -1",
+        ),
+        (["http://a", "copy", "--stall-timeout", "1d"], "argument --stall-timeout: not a number"),
+        (["http://a", "copy", "--max-time", ""], "argument --max-time: not a number"),
+        (["http://a", "copy", "--retries", "x"], "argument --retries: "),
+        (["http://a", "copy", "--retries", "-1"], "argument --retries: "),
+        (["http://a", "copy", "--retries", "101"], "A request can be tried 1 to 101 times"),
+        *(
+            (["--module", "m", *option, "http://a", "copy"], f"--module and {option[0]} exclude")
+            for option in (
+                ["--prune"],
+                ["--limit-rate", "1k"],
+                ["--retries", "0"],
+                ["--ca-file", "a.pem"],
+                ["--proxy-user", "a:b"],
+                ["--field", "a: b"],
+                ["--query", "a"],
+                ["--user-agent", "me"],
+                ["--connect-timeout", "1"],
+                ["--stall-timeout", "1"],
+                ["--max-time", "1"],
+            )
+        ),
         (["http://a", "copy", "--unknown"], "unrecognized arguments: --unknown"),
     ],
 )
