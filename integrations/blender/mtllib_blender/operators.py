@@ -87,6 +87,7 @@ class _TaskOperator:
         return {"FINISHED"} if work.succeeded else {"CANCELLED"}
 
     def _report(self, told: Message) -> None:
+        session.note(told)
         self.report({told.level}, told.text)  # type: ignore[attr-defined]
 
 

@@ -4,7 +4,7 @@ import os
 from typing import Any, Tuple
 
 import bpy
-from bpy.props import BoolProperty, EnumProperty, StringProperty
+from bpy.props import BoolProperty, EnumProperty, IntProperty, StringProperty
 
 from . import session
 from .settings import PROXY_ADDRESS, PROXY_NONE, PROXY_SYSTEM, Settings
@@ -16,6 +16,13 @@ def _make_folder_absolute(preferences: Any, _context: Any) -> None:
     if folder:
         # As an item, which does not call this again.
         preferences["folder"] = os.path.abspath(os.path.expanduser(bpy.path.abspath(folder)))
+
+
+# What says how requests are sent, in the order in which it is shown.
+_NETWORK = (
+    *("proxy_user", "proxy_password", "ca_file", "request_field", "query", "user_agent"),
+    *("connect_timeout", "stall_timeout", "max_time", "retries", "limit_rate"),
+)
 
 
 class MtllibPreferences(bpy.types.AddonPreferences):
@@ -91,6 +98,36 @@ class MtllibPreferences(bpy.types.AddonPreferences):
         description="Stands behind the ? of every URL, as signed URLs have it",
         subtype="PASSWORD",
     )
+    user_agent: StringProperty(  # type: ignore[valid-type]
+        name="User Agent", description="Name sent to servers; empty for mtllib/VERSION"
+    )
+    connect_timeout: StringProperty(  # type: ignore[valid-type]
+        name="Connect Timeout",
+        description="Longest time to connect, such as 90s, 5m or 2h; empty for 30s",
+    )
+    stall_timeout: StringProperty(  # type: ignore[valid-type]
+        name="Stall Timeout",
+        description="Longest time without any data, such as 90s, 5m or 2h; empty for 60s",
+    )
+    max_time: StringProperty(  # type: ignore[valid-type]
+        name="Max Time",
+        description="Give up if the whole run takes longer, such as 90s, 5m or 2h; empty for no "
+        "limit",
+    )
+    retries: IntProperty(  # type: ignore[valid-type]
+        name="Retries",
+        description="How often a failed request is tried again",
+        default=4,
+        min=0,
+    )
+    limit_rate: StringProperty(  # type: ignore[valid-type]
+        name="Limit Rate",
+        description="Receive at most so much per second, in bytes, or with k, M or G, such as 10M; "
+        "empty for no limit",
+    )
+    shows_network: BoolProperty(  # type: ignore[valid-type]
+        name="Network", description="Show how requests are sent"
+    )
     uses_module: BoolProperty(  # type: ignore[valid-type]
         name="Use the Module",
         description="Let the module do the work: it fetches everything when anything has "
@@ -107,12 +144,6 @@ class MtllibPreferences(bpy.types.AddonPreferences):
         layout.prop(self, "proxy")
         if self.proxy == PROXY_ADDRESS:
             layout.prop(self, "proxy_address")
-        if not self.uses_module:
-            if self.proxy != PROXY_NONE:
-                layout.prop(self, "proxy_user")
-                layout.prop(self, "proxy_password")
-            for name in ("ca_file", "request_field", "query"):
-                layout.prop(self, name)
         layout.prop(self, "asset_library")
         layout.prop(self, "keys")
         layout.prop(self, "library_name")
@@ -121,6 +152,29 @@ class MtllibPreferences(bpy.types.AddonPreferences):
         layout.prop(self, "uses_module")
         if not self.uses_module:
             layout.prop(self, "prune")
+        self._draw_network(layout.box())
+        self._draw_buttons(layout)
+
+    def _draw_network(self, box: Any) -> None:
+        """Also for the module, which refuses what is set here: it can be seen and taken back."""
+        icon = "DISCLOSURE_TRI_DOWN" if self.shows_network else "DISCLOSURE_TRI_RIGHT"
+        row = box.row()
+        row.use_property_split = False
+        row.alignment = "LEFT"
+        row.prop(self, "shows_network", icon=icon, emboss=False)
+        if self.shows_network:
+            column = box.column()
+            column.active = not self.uses_module
+            for name in _NETWORK:
+                column.prop(self, name)
+
+    def _draw_buttons(self, layout: Any) -> None:
+        failure = session.failure()
+        if failure is not None:
+            box = layout.box()
+            box.alert = True
+            for number, line in enumerate(failure.lines()):
+                box.label(text=line, icon="NONE" if number else "ERROR")
         running = session.current()
         row = layout.row()
         if running is None:
@@ -156,6 +210,12 @@ def settings(context: Any) -> Settings:
         preferences.proxy_password,
         preferences.request_field.strip(),
         preferences.query.strip(),
+        preferences.user_agent.strip(),
+        preferences.connect_timeout.strip(),
+        preferences.stall_timeout.strip(),
+        preferences.max_time.strip(),
+        preferences.limit_rate.strip(),
+        preferences.retries,
     )
 
 

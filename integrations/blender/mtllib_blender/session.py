@@ -7,6 +7,7 @@ from typing import TYPE_CHECKING, Any, Optional
 import bpy
 
 from .display import Display
+from .message import Message
 
 if TYPE_CHECKING:
     from .work import Work
@@ -51,10 +52,22 @@ class Session:
 
 
 _current: Optional[Session] = None
+_failure: Optional[Message] = None
 
 
 def current() -> Optional[Session]:
     return _current
+
+
+def failure() -> Optional[Message]:
+    """The last message, if it was an error; none while a run is under way."""
+    return _failure if _current is None else None
+
+
+def note(message: Message) -> None:
+    """Of a run that has ended or could not start."""
+    global _failure
+    _failure = message if message.level == "ERROR" else None
 
 
 def start(work: "Work") -> Session:

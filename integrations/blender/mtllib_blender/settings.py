@@ -42,6 +42,17 @@ class Settings:
     """"NAME: VALUE", sent with every request over https; may be empty."""
     query: str = ""
     """Behind the "?" of every URL; may be empty."""
+    user_agent: str = ""
+    """The name told to servers; empty for the package's."""
+    connect_timeout: str = ""
+    """A time in s, m or h; empty for the engine's. So are the next two."""
+    stall_timeout: str = ""
+    max_time: str = ""
+    """Empty for no limit."""
+    limit_rate: str = ""
+    """A size in bytes, or with k, M or G; empty for no limit."""
+    retries: Optional[int] = None
+    """How often a failed request is sent again; None for as often as the engine does."""
     forget_keys: bool = False
     """Whether what the copy has had with keys does not count any longer."""
 

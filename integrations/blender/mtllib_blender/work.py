@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import threading
-from typing import List, Optional, Union
+from typing import Callable, List, Optional, Union
 
 import mtllib
 
@@ -37,7 +37,7 @@ class Work:
             settings.folder,
             proxy=_proxy_of(settings),
             module=settings.uses_module,
-            options=mtllib.UpdateOptions(prune=settings.prune),
+            options=_options_of(settings),
             keys=settings.keys,
             name=settings.library_name,
             allow_expired=settings.allow_expired,
@@ -93,6 +93,23 @@ class Work:
             self._warnings.append(mtllib.printable(event.text))
 
 
+def _options_of(settings: Settings) -> mtllib.UpdateOptions:
+    return mtllib.UpdateOptions(
+        prune=settings.prune,
+        tries=None if settings.retries is None else settings.retries + 1,
+        bytes_per_second=_number(mtllib.parse_size, settings.limit_rate, "Limit Rate"),
+        max_seconds=_number(mtllib.parse_time, settings.max_time, "Max Time"),
+    )
+
+
+def _number(parse: Callable[[str], int], text: str, label: str) -> Optional[int]:
+    """None for an empty text and for 0."""
+    try:
+        return parse(text) or None if text else None
+    except ValueError as error:
+        raise ValueError(f"{label}: {error}") from error
+
+
 def _network_of(settings: Settings) -> mtllib.NetworkOptions:
     name, _, value = settings.request_field.partition(":")
     return mtllib.NetworkOptions(
@@ -101,6 +118,9 @@ def _network_of(settings: Settings) -> mtllib.NetworkOptions:
         proxy_password=settings.proxy_password,
         fields={name: value.strip()} if settings.request_field else {},
         query=settings.query,
+        user_agent=settings.user_agent,
+        connect_seconds=_number(mtllib.parse_time, settings.connect_timeout, "Connect Timeout"),
+        stall_seconds=_number(mtllib.parse_time, settings.stall_timeout, "Stall Timeout"),
     )
 
 

@@ -17,6 +17,8 @@ _HERE = str(pathlib.Path(__file__).parent)
 _LONGEST_RUN_SECONDS = 240
 _TOLD = "told: "
 
+Preference = Union[str, bool, int]
+
 
 @dataclasses.dataclass(frozen=True)
 class Finished:
@@ -46,12 +48,12 @@ class Blender:
     """How to start it."""
 
     home: pathlib.Path
-    preferences: Optional[Dict[str, Union[str, bool]]] = None
+    preferences: Optional[Dict[str, Preference]] = None
     screen: Optional[Screen] = None
     uses_factory_settings: bool = True
     environment: Optional[Dict[str, str]] = None
 
-    def with_preferences(self, **values: Union[str, bool]) -> "Blender":
+    def with_preferences(self, **values: Preference) -> "Blender":
         return dataclasses.replace(self, preferences={**(self.preferences or {}), **values})
 
     def on(self, screen: Screen) -> "Blender":

@@ -50,6 +50,59 @@ def reports() -> str:
     return str(bpy.context.window_manager.clipboard)
 
 
+class RecordedLayout:
+    """A layout of Blender that notes the names and texts of what is drawn."""
+
+    layout: Any
+    shown: List[str]
+
+    def __init__(self, layout: Any, shown: List[str]) -> None:
+        # Past __setattr__, which is for the layout of Blender.
+        self.__dict__.update(layout=layout, shown=shown)
+
+    def __setattr__(self, name: str, value: object) -> None:
+        setattr(self.layout, name, value)
+
+    def prop(self, _data: object, name: str, **options: object) -> None:
+        self.shown.append(name)
+        self.layout.prop(addon_preferences(), name, **options)
+
+    def label(self, text: str, **options: object) -> None:
+        self.shown.append(text)
+        self.layout.label(text=text, **options)
+
+    def operator(self, name: str, **options: object) -> None:
+        self.shown.append(name)
+        self.layout.operator(name, **options)
+
+    def row(self) -> "RecordedLayout":
+        return RecordedLayout(self.layout.row(), self.shown)
+
+    def column(self) -> "RecordedLayout":
+        return RecordedLayout(self.layout.column(), self.shown)
+
+    def box(self) -> "RecordedLayout":
+        return RecordedLayout(self.layout.box(), self.shown)
+
+
+def show_preferences() -> Callable[[], List[str]]:
+    """Opens them in a window. The result says what they showed when they were last drawn."""
+    last: List[List[str]] = [[]]
+    kind = type(addon_preferences())
+    draw = kind.draw
+
+    def draw_recorded(preferences: Any, context: Any) -> None:
+        shown: List[str] = []
+        # Where Blender puts it.
+        kind.layout = RecordedLayout(kind.layout, shown)
+        draw(preferences, context)
+        last[0] = shown
+
+    kind.draw = draw_recorded
+    bpy.ops.preferences.addon_show(module="mtllib_blender")
+    return lambda: last[0]
+
+
 def press_escape() -> None:
     window = bpy.context.window_manager.windows[0]
     window.event_simulate(type="ESC", value="PRESS")

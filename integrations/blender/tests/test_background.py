@@ -3,11 +3,11 @@
 from __future__ import annotations
 
 import pathlib
-from typing import Dict, Union
+from typing import Dict
 
 import pytest
 
-from blender import Blender
+from blender import Blender, Preference
 from scripted_server import ScriptedServer, refusing_address
 from signed_library import FIRST_TIME, SignedLibrary
 
@@ -289,7 +289,7 @@ def test_a_copy_that_had_keys_needs_them_until_they_are_forgotten(
     ],
 )
 def test_keys_that_cannot_be_used_are_told(
-    blender: Blender, server: ScriptedServer, wrong: Dict[str, Union[str, bool]], reason: str
+    blender: Blender, server: ScriptedServer, wrong: Dict[str, Preference], reason: str
 ) -> None:
     oak = SignedLibrary(server)
     oak.publish({"a.mat": b"oak"})
@@ -330,6 +330,95 @@ def test_check_tells_that_the_copy_is_up_to_date(
     server.publish({"a.mat": b"oak"})
     finished = blender.run(_SYNCHRONISE + "bpy.ops.mtllib.check()").check()
     assert "Info: The local copy is up to date\n" in finished.output
+
+
+def test_a_request_is_sent_again_as_often_as_retries_say(
+    blender: Blender, server: ScriptedServer
+) -> None:
+    server.serve("/lib/id.txt", b"", status=503)
+    for retries in (0, 1):
+        server.forget_requests()
+        finished = blender.with_preferences(retries=retries).run(_SYNCHRONISE)
+        assert finished.status == 1
+        assert server.requests == ["/lib/id.txt"] * (retries + 1)
+
+
+def test_servers_are_told_the_name_of_the_program(
+    blender: Blender, server: ScriptedServer
+) -> None:
+    server.publish({})
+    script = _SCRIPT + "bpy.ops.mtllib.check()\nset_preferences(user_agent='')\n"
+    named = blender.with_preferences(user_agent=" me/1 ")
+    named.run(script + "bpy.ops.mtllib.check()").check()
+    assert server.user_agents[0] == "me/1"
+    assert server.user_agents[1].startswith("mtllib/")
+
+
+def test_no_more_is_received_a_second_than_the_rate(
+    blender: Blender, server: ScriptedServer
+) -> None:
+    server.publish({"a.mat": bytes(400_000)})
+    script = "import time\nbegin = time.monotonic()\n" + _SYNCHRONISE
+    slow = blender.with_preferences(limit_rate="200k")
+    finished = slow.run(script + "tell(time.monotonic() - begin)").check()
+    assert finished.told[1] > 1
+
+
+@pytest.mark.parametrize(
+    "limit, reason",
+    [
+        ("stall_timeout", "the server stopped responding"),
+        ("max_time", "The time limit is over"),
+    ],
+)
+def test_a_server_that_stands_still_is_left_in_time(
+    blender: Blender, server: ScriptedServer, limit: str, reason: str
+) -> None:
+    server.hold("/lib/id.txt")
+    impatient = blender.with_preferences(**{limit: "1s"}, retries=0)
+    finished = impatient.run(_SYNCHRONISE)
+    assert finished.status == 1
+    assert reason in finished.output + finished.errors
+
+
+def test_zero_is_no_limit_of_ones_own(blender: Blender, server: ScriptedServer) -> None:
+    server.publish({})
+    names = ("limit_rate", "connect_timeout", "stall_timeout", "max_time")
+    blender.with_preferences(**dict.fromkeys(names, "0")).run(_SYNCHRONISE).check()
+
+
+@pytest.mark.parametrize(
+    "wrong, reason",
+    [
+        ({"limit_rate": "1x"}, "Limit Rate: not a number of bytes, perhaps with k, M or G: 1x"),
+        ({"connect_timeout": "-1"}, "Connect Timeout: not a number of seconds, perhaps with m or"),
+        ({"stall_timeout": "1d"}, "Stall Timeout: not a number of seconds, perhaps with m or h: 1d"),
+        ({"max_time": "x"}, "Max Time: not a number of seconds, perhaps with m or h: x"),
+        ({"retries": 101}, "A request can be tried 1 to 101 times, not 102 times"),
+        ({"proxy_password": "secret"}, "A password for the proxy is set without a user name"),
+        ({"user_agent": "me", "uses_module": True}, "A user agent is for the engine only"),
+        ({"max_time": "1", "uses_module": True}, "A time limit is for the engine only"),
+        ({"limit_rate": "1k", "uses_module": True}, "A limit of the rate is for the engine only"),
+    ],
+)
+def test_network_options_that_cannot_be_used_are_told(
+    blender: Blender, server: ScriptedServer, wrong: Dict[str, Preference], reason: str
+) -> None:
+    finished = blender.with_preferences(**wrong).run(_SYNCHRONISE)
+    assert finished.status == 1
+    assert reason in finished.output + finished.errors
+    assert "Check the add-on's preferences." in finished.output + finished.errors
+    assert server.requests == []
+
+
+def test_secrets_are_hidden_in_the_preferences(blender: Blender) -> None:
+    script = """
+from in_blender import *
+properties = type(addon_preferences()).bl_rna.properties
+tell([x.identifier for x in properties if x.type == "STRING" and x.subtype == "PASSWORD"])
+"""
+    (hidden,) = blender.run(script).check().told
+    assert hidden == ["proxy_password", "request_field", "query"]
 
 
 def test_the_proxy_is_used(blender: Blender, server: ScriptedServer) -> None:

@@ -95,9 +95,71 @@ def test_an_error_is_reported(windowed: Blender, server: ScriptedServer) -> None
     )
     (reports,) = finished.told
     assert (
-        f"{server.url}/id.txt: the server answered with HTTP status 404. \n"
-        "Check the address: where a library is, there are id.txt and filelist.json"
+        f"Could not fetch {server.url}/id.txt: the server answered with HTTP status 404: there is "
+        "no such file. \n"
+        "Check the address: a library has the files id.txt and filelist.json there."
     ) in reports
+
+
+def test_the_preferences_show_an_error_until_the_next_run(
+    windowed: Blender, server: ScriptedServer
+) -> None:
+    server.serve("/good/id.txt", b"v1\n")
+    finished = _play(
+        windowed,
+        """
+        shown = show_preferences()
+        yield shown
+        tell(" ".join(shown()))
+        invoke(bpy.ops.mtllib.check)
+        yield has_ended
+        yield lambda: "404" in " ".join(shown())
+        tell(" ".join(shown()))
+        set_preferences(address="")
+        try:
+            invoke(bpy.ops.mtllib.check)
+        except RuntimeError:
+            pass
+        bpy.context.window_manager.windows[1].screen.areas[0].tag_redraw()
+        yield lambda: "Address is empty. Set it in the add-on's preferences." in " ".join(shown())
+        set_preferences(address="ADDRESS")
+        invoke(bpy.ops.mtllib.check)
+        yield has_ended
+        yield lambda: "Address is empty" not in " ".join(shown())
+        """.replace("ADDRESS", server.address + "/good"),
+    )
+    before, after = finished.told
+    assert "404" not in before
+    assert (
+        f"Could not fetch {server.url}/id.txt: the server answered with HTTP status 404: there is "
+        "no such file. "
+        "Check the address: a library has the files id.txt and filelist.json there. "
+    ) in after
+
+
+def test_the_preferences_fold_what_says_how_requests_are_sent(windowed: Blender) -> None:
+    finished = _play(
+        windowed,
+        """
+        shown = show_preferences()
+        yield shown
+        tell(shown())
+        set_preferences(shows_network=True)
+        yield lambda: "user_agent" in shown()
+        tell(shown())
+        set_preferences(uses_module=True)
+        yield lambda: "prune" not in shown()
+        tell(shown())
+        """,
+    )
+    folded, unfolded, of_module = finished.told
+    network = [
+        *("proxy_user", "proxy_password", "ca_file", "request_field", "query", "user_agent"),
+        *("connect_timeout", "stall_timeout", "max_time", "retries", "limit_rate"),
+    ]
+    assert [name for name in unfolded if name not in folded] == network
+    assert {"shows_network", "mtllib.synchronise"} <= set(folded)
+    assert set(network) <= set(of_module), "what the module refuses can be taken back"
 
 
 @pytest.mark.parametrize("end", ["press_escape()", "bpy.ops.mtllib.cancel()"])
