@@ -328,7 +328,7 @@ std::int64_t mtlhost_parse_size(const char* text) {
   return mtlhost::parseSize(text != nullptr ? text : "").value_or(-1);
 }
 
-std::int64_t mtlhost_parse_time(const char* text) {
+std::int64_t mtlhost_parse_duration(const char* text) {
   const auto time = mtlhost::parseDuration(text != nullptr ? text : "");
   return time ? time->count() : -1;
 }

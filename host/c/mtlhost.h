@@ -442,13 +442,13 @@ MTLHOST_API void mtlhost_free_error(mtlhost_error* error);
  * whole line needs, the zero included. */
 MTLHOST_API size_t mtlhost_printable(const char* text, char* buffer, size_t size);
 
-/** The bytes that a size has which a user wrote: "500", "64k", "10M" or "2G", by powers of 1000. -1
+/** Bytes from a size as users write it: "500", "64k", "10M" or "2G", by powers of 1000. -1
  * for other texts, NULL, and sizes that do not fit. */
 MTLHOST_API int64_t mtlhost_parse_size(const char* text);
 
-/** The seconds in a time that a user wrote: "90", "90s", "30m" or "2h". -1 for other texts, NULL,
+/** Seconds from a duration as users write it: "90", "90s", "30m" or "2h". -1 for other texts, NULL,
  * and more than a year. */
-MTLHOST_API int64_t mtlhost_parse_time(const char* text);
+MTLHOST_API int64_t mtlhost_parse_duration(const char* text);
 
 /** The version of this library, at run time: "MAJOR.MINOR.PATCH", like MTLHOST_VERSION. */
 MTLHOST_API const char* mtlhost_version(void);

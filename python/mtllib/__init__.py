@@ -41,7 +41,7 @@ from mtllib._events import Event, Progress
 from mtllib._handle import is_unfinished
 from mtllib._library import Library
 from mtllib._loading import version
-from mtllib._parsing import parse_size, parse_time
+from mtllib._parsing import parse_duration, parse_size
 from mtllib._printable import printable
 from mtllib._results import Amount, Difference, FileChange, Plan, Result, Verification
 from mtllib._settings import SYSTEM_PROXY, NetworkOptions, SystemProxy, UpdateOptions
@@ -84,8 +84,8 @@ __all__ = [
     "UpdateOptions",
     "Verification",
     "is_unfinished",
+    "parse_duration",
     "parse_size",
-    "parse_time",
     "printable",
     "version",
 ]

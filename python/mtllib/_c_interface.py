@@ -264,7 +264,7 @@ _FUNCTIONS = {
     "mtlhost_error_next": (_ERROR, [_ERROR]),
     "mtlhost_free_error": (None, [_ERROR]),
     "mtlhost_parse_size": (ctypes.c_int64, [ctypes.c_char_p]),
-    "mtlhost_parse_time": (ctypes.c_int64, [ctypes.c_char_p]),
+    "mtlhost_parse_duration": (ctypes.c_int64, [ctypes.c_char_p]),
     "mtlhost_version": (ctypes.c_char_p, []),
 }
 

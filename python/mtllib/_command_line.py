@@ -12,7 +12,7 @@ from mtllib._errors import ChainError, Error, Failure, SyncError
 from mtllib._events import Event
 from mtllib._library import Library
 from mtllib._loading import version
-from mtllib._parsing import parse_size, parse_time
+from mtllib._parsing import parse_duration, parse_size
 from mtllib._printable import printable
 from mtllib._results import ChangeKind, Difference, DifferenceKind, FileChange, Plan, Result
 from mtllib._settings import SYSTEM_PROXY, Module, NetworkOptions, Proxy, UpdateOptions
@@ -220,7 +220,7 @@ def _add_network(parser: argparse.ArgumentParser) -> None:
         ("stall-timeout", "longest time without any data; 60s if not given"),
         ("max-time", "give up if the whole run takes longer"),
     ):
-        parser.add_argument(f"--{name}", type=_number(parse_time), metavar="TIME", help=text)
+        parser.add_argument(f"--{name}", type=_number(parse_duration), metavar="TIME", help=text)
 
 
 def _lines(text: str) -> List[str]:

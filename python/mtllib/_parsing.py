@@ -14,10 +14,10 @@ def parse_size(text: str) -> int:
     return int(size)
 
 
-def parse_time(text: str) -> int:
+def parse_duration(text: str) -> int:
     """The seconds of "90", "90s", "30m" or "2h", at most a year. Raises `ValueError` for other
     texts, and `LoadError`."""
-    seconds = -1 if "\0" in text else interface().mtlhost_parse_time(text.encode())
+    seconds = -1 if "\0" in text else interface().mtlhost_parse_duration(text.encode())
     if seconds < 0:
         raise ValueError(f"not a number of seconds, perhaps with m or h: {text}")
     return int(seconds)

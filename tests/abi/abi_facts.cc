@@ -195,7 +195,7 @@ void printCInterface() {
   MTLLIB_FUNCTION(mtlhost_free_error);
   MTLLIB_FUNCTION(mtlhost_printable);
   MTLLIB_FUNCTION(mtlhost_parse_size);
-  MTLLIB_FUNCTION(mtlhost_parse_time);
+  MTLLIB_FUNCTION(mtlhost_parse_duration);
   MTLLIB_FUNCTION(mtlhost_version);
   MTLLIB_VALUE(MTLHOST_OK);
   MTLLIB_VALUE(MTLHOST_UPDATE_AVAILABLE);

@@ -1,7 +1,7 @@
 /// @file
 /// Functions that parse sizes and times as users write them in settings and on command lines.
 ///
-/// @since 0.1
+/// @since 1.0
 #ifndef MTLLIB_HOST_PARSE_H_
 #define MTLLIB_HOST_PARSE_H_
 

@@ -98,7 +98,7 @@ def _options_of(settings: Settings) -> mtllib.UpdateOptions:
         prune=settings.prune,
         tries=None if settings.retries is None else settings.retries + 1,
         bytes_per_second=_number(mtllib.parse_size, settings.limit_rate, "Limit Rate"),
-        max_seconds=_number(mtllib.parse_time, settings.max_time, "Max Time"),
+        max_seconds=_number(mtllib.parse_duration, settings.max_time, "Max Time"),
     )
 
 
@@ -119,8 +119,8 @@ def _network_of(settings: Settings) -> mtllib.NetworkOptions:
         fields={name: value.strip()} if settings.request_field else {},
         query=settings.query,
         user_agent=settings.user_agent,
-        connect_seconds=_number(mtllib.parse_time, settings.connect_timeout, "Connect Timeout"),
-        stall_seconds=_number(mtllib.parse_time, settings.stall_timeout, "Stall Timeout"),
+        connect_seconds=_number(mtllib.parse_duration, settings.connect_timeout, "Connect Timeout"),
+        stall_seconds=_number(mtllib.parse_duration, settings.stall_timeout, "Stall Timeout"),
     )
 
 

@@ -260,11 +260,11 @@ TEST(CInterfacePrintable, IsCutBetweenCharacters) {
 TEST(CInterfaceParsing, TakesSizesAndTimesAsUsersWriteThem) {
   EXPECT_EQ(mtlhost_parse_size("10M"), 10000000);
   EXPECT_EQ(mtlhost_parse_size("0"), 0);
-  EXPECT_EQ(mtlhost_parse_time("2m"), 120);
-  EXPECT_EQ(mtlhost_parse_time("90"), 90);
+  EXPECT_EQ(mtlhost_parse_duration("2m"), 120);
+  EXPECT_EQ(mtlhost_parse_duration("90"), 90);
   for (const char* text : {"", "x", "-1", static_cast<const char*>(nullptr)}) {
     EXPECT_EQ(mtlhost_parse_size(text), -1);
-    EXPECT_EQ(mtlhost_parse_time(text), -1);
+    EXPECT_EQ(mtlhost_parse_duration(text), -1);
   }
 }
 
