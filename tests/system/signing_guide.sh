@@ -7,7 +7,7 @@ set -eu
 tests=$1/tests/system
 PATH=$2:$PATH
 cd "$folder"
-sed -n '/^## Signing$/,/^## In order$/p' "$1/docs/publishing.md" >signing.md
+sed -n '/^## Signing$/,/^## Order of publishing$/p' "$1/docs/publishing.md" >signing.md
 
 # commands_of HEADING: those in its section, as they stand.
 commands_of() {
@@ -65,7 +65,7 @@ python3 "$tests/on_terminal.py" word mtlpublish build --sign oak.key library
 expect_release library-of-last-week/oak.mat oak.pub
 
 echo "oak from elsewhere" >library/oak.mat
-follow "Elsewhere"
+follow "Signing elsewhere"
 expect_release library/oak.mat oak.pub
 
 echo "oak of a job" >library/oak.mat
@@ -74,7 +74,7 @@ rm library/.mtlpublish-signed
 follow "In a job that publishes by itself"
 expect_release library/oak.mat oak.pub
 
-follow "Another key"
+follow "Replacing a key"
 if mtlpublish verify --key oak.pub library; then exit 1; fi
 mtlsync --quiet --key oak.pub "$address" copy && exit 1 || [ $? -eq 5 ]
 if cmp library/id.txt copy/id.txt; then exit 1; fi

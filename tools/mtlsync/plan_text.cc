@@ -12,19 +12,19 @@ namespace mtlsync {
 
 namespace {
 
-using Kind = mtlhost::FileChange::Kind;
+using ChangeKind = mtlhost::FileChange::Kind;
 
-const char* wordFor(Kind kind) {
+const char* wordFor(ChangeKind kind) {
   switch (kind) {
-    case Kind::kFetched:
+    case ChangeKind::kFetched:
       return "fetch ";
-    case Kind::kCopied:
+    case ChangeKind::kCopied:
       return "copy  ";
-    case Kind::kWithdrawn:
+    case ChangeKind::kWithdrawn:
       return "leave ";
-    case Kind::kRemoved:
+    case ChangeKind::kRemoved:
       return "remove";
-    case Kind::kSkipped:
+    case ChangeKind::kSkipped:
       return "skip  ";
   }
   return "";
@@ -32,7 +32,7 @@ const char* wordFor(Kind kind) {
 
 std::string lineFor(const mtlhost::FileChange& file) {
   std::string line = std::string(wordFor(file.kind)) + "  " + file.path;
-  if (file.kind == Kind::kWithdrawn) line += ": the library does not have it any longer";
+  if (file.kind == ChangeKind::kWithdrawn) line += ": the library does not have it any longer";
   if (!file.source.empty()) line += ", from " + file.source;
   if (!file.reason.empty()) line += ": " + file.reason;
   if (file.size) line += " (" + common::bytesText(*file.size) + ")";
@@ -48,15 +48,15 @@ std::string amountText(const mtlhost::Amount& amount) {
 
 const char* nameOf(Kind kind) {
   switch (kind) {
-    case Kind::kFetched:
+    case ChangeKind::kFetched:
       return "fetched";
-    case Kind::kCopied:
+    case ChangeKind::kCopied:
       return "copied";
-    case Kind::kWithdrawn:
+    case ChangeKind::kWithdrawn:
       return "withdrawn";
-    case Kind::kRemoved:
+    case ChangeKind::kRemoved:
       return "removed";
-    case Kind::kSkipped:
+    case ChangeKind::kSkipped:
       return "skipped";
   }
   return "";
