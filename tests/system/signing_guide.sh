@@ -71,7 +71,7 @@ expect_release library/oak.mat oak.pub
 echo "oak of a job" >library/oak.mat
 export SIGNING_PASSWORD=word
 rm library/.mtlpublish-signed
-follow "In a job that publishes by itself"
+follow "In an automatic job"
 expect_release library/oak.mat oak.pub
 
 follow "Replacing a key"

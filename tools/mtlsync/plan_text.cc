@@ -46,7 +46,7 @@ std::string amountText(const mtlhost::Amount& amount) {
 
 }  // namespace
 
-const char* nameOf(Kind kind) {
+const char* nameOf(ChangeKind kind) {
   switch (kind) {
     case ChangeKind::kFetched:
       return "fetched";
