@@ -1,4 +1,5 @@
-# mtllib_options: how all of our own code is compiled and linked.
+# Defines mtllib_options, a target with the options that all of our own code is compiled and
+# linked with.
 include(CheckCXXCompilerFlag)
 include(CheckLinkerFlag)
 

@@ -1,5 +1,5 @@
-# mtllib_install_library(target name): the library is installed, and hosts that are built
-# with CMake link it as mtllib::name, from this tree or from where it is installed.
+# mtllib_install_library(target name): installs the library, and lets hosts that are built with
+# CMake link it as mtllib::name, from this tree or from an installation.
 function(mtllib_install_library target name)
   add_library(mtllib::${name} ALIAS ${target})
   set_target_properties(${target} PROPERTIES

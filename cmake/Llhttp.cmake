@@ -1,5 +1,5 @@
-# llhttp, a parser of HTTP messages in C, is compiled into the networking library on every
-# system. Its sources are those of Debian's package node-llhttp, or of any other copy.
+# Finds the sources of llhttp, a parser of HTTP messages in C, which is compiled into the
+# networking library on every system. They come from Debian's package node-llhttp or any other copy.
 find_path(MTLLIB_LLHTTP_SOURCES llhttp.c
   PATHS /usr/share/llhttp NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED
   DOC "Folder of llhttp's api.c, http.c and llhttp.c")

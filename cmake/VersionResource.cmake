@@ -1,5 +1,5 @@
-# mtllib_add_version_resource(target description): on Windows, the DLL or program carries
-# the project's version, which its file properties and installers show. Nothing elsewhere.
+# mtllib_add_version_resource(target description): gives a DLL or program for Windows the
+# project's version, which its file properties and installers show. Does nothing elsewhere.
 set(MTLLIB_VERSION_TEMPLATE ${CMAKE_CURRENT_LIST_DIR}/version.rc.in)
 
 function(mtllib_add_version_resource target description)

@@ -1,5 +1,5 @@
-# Builds for every Linux with glibc 2.34 or newer: all libraries but glibc's own are linked in, the
-# compiler's run-time libraries among them.
+# The toolchain for any Linux with glibc 2.34 or newer: all libraries other than glibc's own are
+# linked in, including the compiler's run-time libraries.
 set(MTLLIB_BUNDLE_ARCHITECTURE x86_64 CACHE STRING "Processor to build for: x86_64 or aarch64")
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES MTLLIB_BUNDLE_ARCHITECTURE)
 if(MTLLIB_BUNDLE_ARCHITECTURE STREQUAL CMAKE_HOST_SYSTEM_PROCESSOR)

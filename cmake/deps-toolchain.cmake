@@ -1,5 +1,5 @@
-# Included by the toolchains of builds that carry the libraries they need: those that
-# scripts/build-deps built, whose folder it prints, are linked, and no others.
+# Included by the toolchains of self-contained builds: only the libraries that scripts/build-deps
+# has built are linked. MTLLIB_DEPS is their folder, which that script prints.
 set(MTLLIB_DEPS "$ENV{MTLLIB_DEPS}" CACHE PATH
   "Folder of the libraries that scripts/build-deps built")
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES MTLLIB_DEPS)

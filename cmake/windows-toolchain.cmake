@@ -1,4 +1,4 @@
-# Cross-builds for x86-64 Windows with MinGW-w64 and runs what was built under Wine.
+# The toolchain for x86-64 Windows: cross-builds with MinGW-w64, and runs what was built under Wine.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)

@@ -1,5 +1,5 @@
-// Calls as they would stand in source code, for transcripts that show the arguments
-// themselves and not only the text they make.
+// Writes calls as they would look in source code, for transcripts that show the arguments
+// themselves and not only the text that they produce.
 #ifndef MTLLIB_TESTS_SUPPORT_CALL_TEXT_H_
 #define MTLLIB_TESTS_SUPPORT_CALL_TEXT_H_
 

@@ -1,4 +1,4 @@
-// Programs run by a test as processes of their own.
+// A ChildProcess is a program that a test runs as a process of its own.
 #ifndef MTLLIB_TESTS_SUPPORT_CHILD_PROCESS_H_
 #define MTLLIB_TESTS_SUPPORT_CHILD_PROCESS_H_
 

@@ -1,4 +1,4 @@
-// posix_spawn, pipes and poll.
+// Runs programs with posix_spawn, pipes and poll.
 #include "support/child_process.h"
 
 #include <fcntl.h>

@@ -1,4 +1,4 @@
-// CreateProcessW, and a thread for each pipe.
+// Runs programs with CreateProcessW, and a thread for each pipe.
 #include "support/child_process.h"
 
 #include "platform/win32.h"

@@ -1,7 +1,7 @@
-// The linker's --wrap=malloc makes a call of malloc one of __wrap_malloc, and a call of
-// __real_malloc one of malloc. Everything here must do without the functions it stands in
-// for: it keeps its books in memory from __real_malloc, and locks without a mutex, because
-// some systems' mutexes and thread-local variables are allocated.
+// Replaces malloc and its relatives: the linker's --wrap=malloc turns a call of malloc into one of
+// __wrap_malloc, and a call of __real_malloc into one of malloc. Nothing here may use the functions
+// that it replaces: it keeps its records in memory from __real_malloc, and locks without a mutex,
+// because on some systems mutexes and thread-local variables are allocated.
 #include "support/counting_allocator.h"
 
 #include <cstdint>

@@ -1,11 +1,10 @@
-// Counts the memory that code under test takes and gives back, and makes single
-// allocations fail.
+// Counts the memory that code under test allocates and frees, and makes single allocations fail.
 //
 // Works in programs that link the library `counting_allocator`, and there for
 //  - malloc, calloc, realloc and free as called by whatever is linked into the program:
-//    its own objects and static libraries, and so qmalloc, qrealloc and qfree;
-//  - operator new and delete of the whole process, shared libraries included.
-// What shared libraries take from malloc itself does not count.
+//    its own objects and static libraries, and therefore qmalloc, qrealloc and qfree;
+//  - operator new and delete of the whole process, including shared libraries.
+// What shared libraries allocate with malloc itself does not count.
 #ifndef MTLLIB_TESTS_SUPPORT_COUNTING_ALLOCATOR_H_
 #define MTLLIB_TESTS_SUPPORT_COUNTING_ALLOCATOR_H_
 

@@ -1,4 +1,4 @@
-// A shared library loaded at run time.
+// A DynamicLibrary is a shared library that a test loads at run time.
 #ifndef MTLLIB_TESTS_SUPPORT_DYNAMIC_LIBRARY_H_
 #define MTLLIB_TESTS_SUPPORT_DYNAMIC_LIBRARY_H_
 

@@ -1,4 +1,4 @@
-// dlopen and its kin.
+// Loads shared libraries with dlopen.
 #include <dlfcn.h>
 
 #include "support/dynamic_library.h"

@@ -1,4 +1,4 @@
-// LoadLibrary and its kin.
+// Loads shared libraries with LoadLibrary.
 #include <filesystem>
 
 #include "platform/win32.h"

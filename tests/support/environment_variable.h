@@ -1,4 +1,4 @@
-// A variable of the environment that a test sets for a while.
+// An EnvironmentVariable is a variable of the environment that a test sets for a while.
 #ifndef MTLLIB_TESTS_SUPPORT_ENVIRONMENT_VARIABLE_H_
 #define MTLLIB_TESTS_SUPPORT_ENVIRONMENT_VARIABLE_H_
 

@@ -1,5 +1,5 @@
-// Makes the system refuse to read, write or close files, or do it by halves, in programs that
-// link the library `failing_files`.
+// Makes reading, writing or closing files fail, or transfer fewer bytes than requested, in programs
+// that link the library `failing_files`.
 #ifndef MTLLIB_TESTS_SUPPORT_FAILING_FILES_H_
 #define MTLLIB_TESTS_SUPPORT_FAILING_FILES_H_
 

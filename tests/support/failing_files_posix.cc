@@ -1,4 +1,5 @@
-// The linker's --wrap makes a call of read one of __wrap_read, and so on.
+// Replaces the system calls for files: the linker's --wrap turns a call of read into one of
+// __wrap_read, and so on.
 #include <unistd.h>
 
 #include <algorithm>

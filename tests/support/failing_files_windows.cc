@@ -1,5 +1,5 @@
-// Calls of the system go through the pointers __imp_ReadFile and so on, which the linker's
-// --wrap replaces by those that are defined here.
+// Replaces the system calls for files, which are made through the pointers __imp_ReadFile and so
+// on: the linker's --wrap replaces these by the ones defined here.
 #include "platform/win32.h"
 #include "support/failing_files.h"
 

@@ -1,4 +1,4 @@
-// What a forked process does with what it has from its parent.
+// Runs code in a forked process, for tests of what that may do with objects of its parent.
 #ifndef MTLLIB_TESTS_SUPPORT_FORKED_H_
 #define MTLLIB_TESTS_SUPPORT_FORKED_H_
 

@@ -1,4 +1,4 @@
-// Files and folders that a test keeps from the code under test.
+// Makes files and folders inaccessible to the code under test.
 #ifndef MTLLIB_TESTS_SUPPORT_NO_ACCESS_H_
 #define MTLLIB_TESTS_SUPPORT_NO_ACCESS_H_
 

@@ -1,4 +1,4 @@
-// Permissions.
+// Makes files inaccessible by their permissions.
 #include "support/no_access.h"
 
 #include <map>

@@ -1,5 +1,5 @@
-// Handles that share nothing. Read-only too, so that nobody waits for the end of what
-// looks like a short use.
+// Makes files inaccessible by handles that share nothing. They are read-only as well, so that
+// nobody waits for the end of what looks like a short use.
 #include "support/no_access.h"
 
 #include "platform/win32.h"

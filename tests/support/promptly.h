@@ -1,4 +1,4 @@
-// How long an abort may take in a test, and how a test measures such times.
+// Says how long an abort may take in a test, and measures such times.
 #ifndef MTLLIB_TESTS_SUPPORT_PROMPTLY_H_
 #define MTLLIB_TESTS_SUPPORT_PROMPTLY_H_
 

@@ -1,4 +1,5 @@
-// A library that a test publishes on its server: files, the list with their digests, and the stamp.
+// A PublishedLibrary is a library on a test's server: files, the list with their digests, and the
+// stamp.
 #ifndef MTLLIB_TESTS_SUPPORT_PUBLISHED_LIBRARY_H_
 #define MTLLIB_TESTS_SUPPORT_PUBLISHED_LIBRARY_H_
 

@@ -1,5 +1,5 @@
-// Matchers for regular expressions, the same on every system: GoogleTest's own know few
-// signs where the system has none.
+// Matchers for regular expressions that work the same on every system. GoogleTest's own support
+// little syntax where the system has no regular expressions.
 #ifndef MTLLIB_TESTS_SUPPORT_REGEX_MATCHERS_H_
 #define MTLLIB_TESTS_SUPPORT_REGEX_MATCHERS_H_
 

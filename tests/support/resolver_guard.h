@@ -1,4 +1,4 @@
-// Look-ups of names that a test can hold up.
+// A ResolverGuard lets a test hold up the resolution of host names.
 #ifndef MTLLIB_TESTS_SUPPORT_RESOLVER_GUARD_H_
 #define MTLLIB_TESTS_SUPPORT_RESOLVER_GUARD_H_
 

@@ -1,4 +1,4 @@
-// A getaddrinfo that the program exports stands in front of the C library's.
+// Replaces the C library's getaddrinfo by one that the test program exports.
 #include "support/resolver_guard.h"
 
 #include <dlfcn.h>

@@ -1,5 +1,5 @@
-// What the linked libraries import is called through a pointer, which the linker takes from
-// here instead of from the system's library.
+// Replaces the resolver of the system's library: the linked libraries call it through a pointer,
+// which the linker takes from here.
 #include "support/resolver_guard.h"
 
 #include <winsock2.h>

@@ -1,4 +1,5 @@
-// One thread accepts, one a connection serves; the scripts run on the latter.
+// Serves with one thread that accepts connections and one for each connection, which runs the
+// scripts.
 #include "support/scripted_server.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// An HTTP server on loopback that does what a test tells it to, byte by byte.
+// A ScriptedServer is an HTTP server on loopback that follows a test's script, byte by byte.
 #ifndef MTLLIB_TESTS_SUPPORT_SCRIPTED_SERVER_H_
 #define MTLLIB_TESTS_SUPPORT_SCRIPTED_SERVER_H_
 

@@ -1,4 +1,4 @@
-// Which signals a process ignores and which it catches, as Linux reports them.
+// Reads which signals a process ignores and which it catches, as Linux reports them.
 #ifndef MTLLIB_TESTS_SUPPORT_SIGNAL_MASKS_H_
 #define MTLLIB_TESTS_SUPPORT_SIGNAL_MASKS_H_
 

@@ -1,4 +1,4 @@
-// A library that a test publishes on its server and signs with a key of its own.
+// A SignedLibrary is a library on a test's server, signed with a key of the test's own.
 #ifndef MTLLIB_TESTS_SUPPORT_SIGNED_LIBRARY_H_
 #define MTLLIB_TESTS_SUPPORT_SIGNED_LIBRARY_H_
 

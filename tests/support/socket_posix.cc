@@ -1,4 +1,4 @@
-// Berkeley sockets.
+// Implements the socket operations with those of POSIX.
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>

@@ -1,5 +1,6 @@
-// Winsock. Shutting a socket down does not end the calls that wait on it there, so none
-// waits inside Winsock: each waits for the socket and for an event of our own.
+// Implements the socket operations with Winsock. There, shutting a socket down does not end the
+// calls that wait on it, so none waits inside Winsock: each waits for the socket and for an event
+// of our own.
 #include <winsock2.h>
 
 #include "support/socket.h"

@@ -1,4 +1,4 @@
-// The system's own texts in expected messages.
+// Gives the system's own texts for error codes, for expected messages.
 #ifndef MTLLIB_TESTS_SUPPORT_SYSTEM_TEXT_H_
 #define MTLLIB_TESTS_SUPPORT_SYSTEM_TEXT_H_
 

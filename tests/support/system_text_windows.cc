@@ -1,4 +1,4 @@
-// As the system words it.
+// Returns the text that Windows has for the code, in the language of the system.
 #include "platform/win32.h"
 #include "support/system_text.h"
 

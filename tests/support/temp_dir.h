@@ -1,4 +1,4 @@
-// A directory of its own for a test, removed with everything in it.
+// A TempDir is a test's own directory, which is removed afterwards with everything in it.
 #ifndef MTLLIB_TESTS_SUPPORT_TEMP_DIR_H_
 #define MTLLIB_TESTS_SUPPORT_TEMP_DIR_H_
 

@@ -1,4 +1,4 @@
-// Lines are made final when they are written, so that actions see what tests see.
+// Makes the substitutions in each line when it is added, so that actions see what tests see.
 #include "support/transcript.h"
 
 #include <algorithm>

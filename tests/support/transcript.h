@@ -1,5 +1,5 @@
-// What happened in a test, line by line in the order in which it did: what a host was
-// told, what a server was asked, what is on disk.
+// A Transcript records what happened in a test, line by line and in order: what was reported to
+// the host, what was requested from the server, what is on disk.
 #ifndef MTLLIB_TESTS_SUPPORT_TRANSCRIPT_H_
 #define MTLLIB_TESTS_SUPPORT_TRANSCRIPT_H_
 

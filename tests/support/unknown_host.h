@@ -1,4 +1,4 @@
-// The name of a host that no system knows, for tests that may not ask the network for one.
+// The name of a host that cannot be resolved, for tests that must not use the network.
 #ifndef MTLLIB_TESTS_SUPPORT_UNKNOWN_HOST_H_
 #define MTLLIB_TESTS_SUPPORT_UNKNOWN_HOST_H_
 

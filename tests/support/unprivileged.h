@@ -1,4 +1,4 @@
-// File permissions that hold for tests run by root too.
+// Makes file permissions apply to tests that are run by root, too.
 #ifndef MTLLIB_TESTS_SUPPORT_UNPRIVILEGED_H_
 #define MTLLIB_TESTS_SUPPORT_UNPRIVILEGED_H_
 

@@ -1,5 +1,5 @@
-// Capabilities of Linux. Another user's identity would not do: it may not be allowed to reach
-// the programs that a test starts, below /root for example.
+// Drops Linux capabilities. A different user's identity would not do: that user may not be allowed
+// to reach the programs that a test starts, for example below /root.
 #include "support/unprivileged.h"
 
 #include <linux/capability.h>

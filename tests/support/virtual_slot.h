@@ -1,4 +1,4 @@
-// Where a virtual operation stands in the table of its class.
+// Finds the place of a virtual function in the table of its class.
 #ifndef MTLLIB_TESTS_SUPPORT_VIRTUAL_SLOT_H_
 #define MTLLIB_TESTS_SUPPORT_VIRTUAL_SLOT_H_
 

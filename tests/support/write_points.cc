@@ -1,13 +1,13 @@
-// Preloaded into a program, this library counts the program's changes to what lies below one
-// folder, and sends the program a signal in front of one of them. So a test stops or kills a
-// run at a moment of its choice, however fast the machine is.
+// A library that is preloaded into a program. It counts the program's changes to what is below one
+// folder, and sends the program a signal before one of them, so that a test can stop or kill a run
+// at a moment of its choice, however fast the machine is.
 //   WRITE_POINTS_BELOW   the folder, as the program names it
-//   WRITE_POINTS_LOG     a file that gets a line for each change, in front of it
-//   WRITE_POINTS_AT      the number of the change, from 1 on; without it none is special
-//   WRITE_POINTS_SIGNAL  the number of the signal, 9 unless given
-// The write at which a program is killed is half done. As many changes are counted whatever the
-// network does: how many bytes a program writes at once depends on how they arrive, so a write
-// counts for the blocks of the file that it begins.
+//   WRITE_POINTS_LOG     a file that gets a line for each change, before it is made
+//   WRITE_POINTS_AT      the number of the change, from 1; if not set, no signal is sent
+//   WRITE_POINTS_SIGNAL  the number of the signal, 9 by default
+// A write during which a program is killed is half done. The number of changes does not depend on
+// the network: how many bytes a program writes at once depends on how they arrive, so a write
+// counts as many times as it begins blocks of the file.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
