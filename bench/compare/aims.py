@@ -1,4 +1,4 @@
-"""The aims that results are compared with."""
+"""The goals that results are compared with."""
 
 import dataclasses
 

@@ -1,4 +1,5 @@
-"""Measures the bounds for every tool: the server's requests a second, and copying the files."""
+"""Measures what limits every tool: how many requests a second the server answers, and how long
+copying the files takes."""
 
 import re
 import shutil

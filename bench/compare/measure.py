@@ -1,4 +1,4 @@
-"""Runs a command to its end and measures what it took."""
+"""Runs a command and measures the time and memory that it takes."""
 
 import dataclasses
 import mmap

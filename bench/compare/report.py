@@ -1,4 +1,4 @@
-"""Formats the results as tables, and writes the document about them."""
+"""Formats the results as tables, and writes docs/performance.md."""
 
 import datetime
 import pathlib

@@ -1,5 +1,5 @@
-"""nginx, on loopback or behind a delayed network, with a test authority for HTTPS; and servers that
-answer as a measurement wants it."""
+"""Starts nginx, on loopback or behind a delayed network, with a test authority for HTTPS, and
+servers whose answers a measurement decides."""
 
 import contextlib
 import dataclasses

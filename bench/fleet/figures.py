@@ -1,4 +1,5 @@
-"""Figures are what one run of a client asks for, by kind of document, as nginx counted it."""
+"""Figures are the requests and bytes of one run of a client, by kind of document, as nginx counted
+them."""
 
 from __future__ import annotations
 

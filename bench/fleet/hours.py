@@ -1,7 +1,7 @@
-"""Hours are when in a day clients run: by cron, with the computer, or at any time.
+"""Hours say when in a day clients run: by cron, when computers are started, or at any time.
 
-A day has as many seconds here as elsewhere, begins with a release, and its end touches its
-beginning: what is asked for past midnight is asked for in the morning.
+A day begins with a release, and its end is joined to its beginning: what is requested after
+midnight counts for the morning of the same day.
 """
 
 from __future__ import annotations

@@ -1,12 +1,12 @@
-"""A Day is what a fleet of clients asks of a CDN in a day, and the CDN of the origin behind it.
+"""A Day has what a fleet of clients requests from a CDN in a day, and the CDN from its origin.
 
 Clients are not simulated one by one: how many begin in each second is drawn, and so are the
-moments in which a place of the CDN has to ask. Only those depend on what came before, and there are
+moments when a location of the CDN has to ask. Only these depend on what came before, and there are
 no more of them than the life of a copy allows, so that ten million clients take as long as ten
 thousand.
 
-What is assumed: a place keeps what it has had for the day, lets others wait while it asks for the
-same, and answers at once; every client finds its nearest place, and begins once a day.
+Assumptions: a location keeps what it has fetched for the day, lets clients wait while it asks for
+what they want, and answers at once; every client uses its nearest location, and runs once a day.
 """
 
 from __future__ import annotations

@@ -1,4 +1,4 @@
-"""Draws the picture of the document: peaks and cost by the number of clients."""
+"""Draws docs/cost.svg: peaks and costs by the number of clients."""
 
 from __future__ import annotations
 

@@ -1,4 +1,4 @@
-"""Formats the scenarios as tables, and writes the document that they are part of."""
+"""Formats the results of the scenarios as tables, and writes docs/cost.md."""
 
 from __future__ import annotations
 

@@ -1,4 +1,5 @@
-"""An nginx on loopback that serves a library as the guide to publishing has it, and counts."""
+"""Starts an nginx on loopback that serves a library as the publishing guide says, and counts
+requests and bytes."""
 
 from __future__ import annotations
 

@@ -1,5 +1,5 @@
-// A silent host: a downloader that is not set up for any network, and a directory of its
-// own to save to.
+// A silent host for benchmarks: a downloader without a network, and a directory of its own to save
+// files in.
 #ifndef MTLLIB_BENCH_MICRO_HOST_H_
 #define MTLLIB_BENCH_MICRO_HOST_H_
 

@@ -1,4 +1,4 @@
-// Hosts for lists of any length, with what parsing has to select for them.
+// A host for benchmarks of lists: lists of any length, and the files that parsing looks for.
 #ifndef MTLLIB_BENCH_MICRO_LIST_HOST_H_
 #define MTLLIB_BENCH_MICRO_LIST_HOST_H_
 

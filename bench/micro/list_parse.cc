@@ -1,6 +1,5 @@
-// Parses one list, and prints how many seconds that took and by how many bytes the process
-// grew at most, counted from before the list arrived: its text is held as long as it is
-// parsed.
+// Parses one list, and prints how many seconds that took and by how many bytes the process grew at
+// most since before the list arrived: its text is kept until it has been parsed.
 //
 // The bytes are the system's figure, not a sum of the sizes asked for. That would leave out
 // what the allocator adds to each of many small blocks, and, counted through functions

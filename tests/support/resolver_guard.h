@@ -1,4 +1,5 @@
-// A ResolverGuard lets a test hold up the resolution of host names.
+// A ResolverGuard is a function that a test has called before each resolution of a host name, and
+// that can delay or refuse it.
 #ifndef MTLLIB_TESTS_SUPPORT_RESOLVER_GUARD_H_
 #define MTLLIB_TESTS_SUPPORT_RESOLVER_GUARD_H_
 

@@ -1,5 +1,5 @@
-// Tests that a host can stop a run: in every phase the run ends at once, through the library's own
-// path.
+// Tests that a host can abort a run: in every phase the run ends at once, in the library's own
+// orderly way.
 #include <atomic>
 #include <chrono>
 #include <cstdint>

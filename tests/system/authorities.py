@@ -1,5 +1,5 @@
-"""A self-contained mtlsync trusts the authorities of the system that it runs on, wherever that
-keeps them. Writes into /etc: only for systems that were made for this test.
+"""Tests that a self-contained mtlsync trusts the authorities of the system that it runs on,
+wherever the system keeps them. Writes into /etc, so run it only on systems made for this test.
 
 usage: authorities.py DIRECTORY_OF_THE_BUILT_PROGRAMS
 """

@@ -1,8 +1,8 @@
 #!/bin/bash
-# Networks that lie, cut and refuse: a captive portal that answers everything with a page, proxies
-# that cut bodies or have lost the server, from the first request or in the middle of a run; and a
-# library that is published anew meanwhile. Each run ends with the status and the words that fit,
-# each file stays old or new, and the next run on a good network finishes.
+# Tests updates on bad networks: a captive portal that answers everything with a page, proxies that
+# cut bodies or cannot reach the server, from the first request on or in the middle of a run; and a
+# library that is published again during a run. Each run ends with the right status and message,
+# each file is either old or new, and the next run on a good network completes the copy.
 # NETWORK_POINTS (3) says at how many moments of a run the network changes; a thorough run takes 40.
 # usage: bad_networks.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu

@@ -1,9 +1,9 @@
-"""A proxy as bad networks have them, on a port that the system picks, which it prints.
+"""A faulty proxy, such as bad networks have, on a port that the system picks and that it prints.
 
 usage: bad_proxy.py MODE_FILE LOG_FILE SEED
-How it treats a request stands in the file, which is read anew for each one:
-  pass        hands it to the server, and the answer back
-  portal      answers with status 200 and a page, as hotels do until one has paid
+The file says how requests are treated, and is read again for each one:
+  pass        forwards it to the server, and the answer to the client
+  portal      answers with status 200 and a page, as networks in hotels do until one has paid
   login       answers with status 302 and the address of a page
   cut RATE    as pass, but cuts this part of the bodies, 0 to 1, anywhere
   close       closes the connection

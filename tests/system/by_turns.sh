@@ -1,7 +1,7 @@
 #!/bin/bash
-# Module and engine by turns on one folder, copies that the engine has never seen, snapshots of
-# hard links, several runs at once, and a signed library: the copy always becomes what the library
-# is.
+# Tests that a copy always ends up as the library is: with module and engine alternately on one
+# folder, copies that the engine has never seen, snapshots of hard links, several runs at once, and
+# a signed library.
 # TURNS (8) says how many; a thorough run takes 100.
 # usage: by_turns.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu

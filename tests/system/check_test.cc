@@ -1,4 +1,4 @@
-// Tests asking whether an update is available, which writes nothing.
+// Tests checks for an update, which write nothing.
 #include <string>
 
 #include "system_fixture.h"

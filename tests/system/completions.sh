@@ -1,5 +1,5 @@
 #!/bin/sh
-# In each shell, the completions offer the options that the programs take, and no others.
+# Tests that the completions of each shell offer exactly the options that the programs have.
 # usage: completions.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/listed_options.sh"

@@ -1,5 +1,5 @@
 #!/bin/sh
-# The demonstration runs through and leaves nothing behind.
+# Tests that the demonstration runs to its end and leaves nothing behind.
 # usage: demo.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 TMPDIR=$(mktemp -d)

@@ -1,6 +1,6 @@
 #!/bin/bash
-# Disks that fail: each run ends with a message that says why and leaves the old stamp, and the
-# next run on a healthy disk makes everything good. First under the module, then under the engine.
+# Tests disks that fail, first with the module, then with the engine: each run ends with a message
+# that says why and leaves the old stamp, and the next run on a working disk completes the copy.
 # usage: disks.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/nginx.sh"

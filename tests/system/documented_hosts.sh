@@ -1,5 +1,5 @@
 #!/bin/sh
-# The hosts of docs/hosts.md compile as it says and synchronise.
+# Tests that the hosts in docs/hosts.md compile as it says and synchronise.
 # usage: documented_hosts.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/small_library.sh"

@@ -1,6 +1,6 @@
 #!/bin/sh
-# In every document, what a link points to exists, so do the tests that it names, and what is quoted
-# is what the file has.
+# Tests in every document that the targets of links exist, and the tests that it names, and that
+# quotations are the same as in the quoted file.
 # usage: documents.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 cd "$1"

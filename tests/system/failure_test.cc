@@ -1,4 +1,5 @@
-// Runs that fail: one report, the old stamp, and the next run starts over.
+// Tests runs that fail: the failure is reported once, the old stamp stays, and the next run starts
+// over.
 #include <filesystem>
 #include <map>
 #include <string>

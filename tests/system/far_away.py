@@ -1,7 +1,7 @@
-"""Starts a program behind a line that everything takes a while to pass.
+"""Starts a program as if it were far away: its standard input and its output are delayed.
 
-usage: far_away.py DELAY_FILE LOG COMMAND...: DELAY_FILE has the seconds that what comes on standard
-input, and what the command answers, are held back. Each start adds a line to LOG.
+usage: far_away.py DELAY_FILE LOG COMMAND...: DELAY_FILE has the delay in seconds, for each
+direction. Each start adds a line to LOG.
 """
 
 import os

@@ -1,4 +1,4 @@
-// Tests the table, the handles, and what null gives.
+// Tests the table of entry points, the handles, and what each entry does with null.
 #include <string>
 
 #include "system_fixture.h"

@@ -1,6 +1,6 @@
 #!/bin/sh
-# What is built for release asks for every protection that the system has against
-# overruns, and checks for them itself.
+# Tests that release builds use every protection that the system has against buffer overruns, and
+# check for overruns themselves.
 # usage: hardening.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 cd "$2"

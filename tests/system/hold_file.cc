@@ -1,6 +1,6 @@
-// A program for Windows that has a file open while a test updates the copy that it is in:
+// A program for Windows that keeps a file open while a test updates the copy that contains it:
 //   hold_file alone|shared|mapped FILE
-// It prints "held", and when its input ends, whether it still reads what it read at first.
+// It prints "held" and, when its input ends, whether the file still has the same content for it.
 #include <cstdio>
 #include <iostream>
 #include <string>

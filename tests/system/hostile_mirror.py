@@ -1,10 +1,10 @@
-"""A mirror that plays attacks on the clients of a signed library, on a port that the system picks,
-which it prints.
+"""A mirror that attacks the clients of a signed library, on a port that the system picks and that
+it prints.
 
 usage: hostile_mirror.py FOLDER ATTACK_FILE
-FOLDER has a folder for each release that the mirror has got hold of. What it does with them stands
-in the file, which is read anew for each request: the name of an attack, as in ATTACKS below, or
-"byte NUMBER", which changes that byte of the stamp.
+FOLDER has a folder for each release that the mirror has obtained. ATTACK_FILE, which is read again
+for each request, has the name of an attack, as in ATTACKS below, or "byte NUMBER", which changes
+that byte of the stamp.
 """
 
 import gzip

@@ -1,7 +1,7 @@
 #!/bin/bash
-# A hostile mirror plays one attack after the other on copies of a signed library. None takes effect:
-# each update is refused, the copy stays byte for byte what it was, and the next update from an
-# honest mirror finishes.
+# Tests a hostile mirror, which attacks copies of a signed library in one way after another. No
+# attack takes effect: each update is refused, the copy stays as it was byte for byte, and the next
+# update from an honest mirror succeeds.
 # CLIENTS (all but Blender) says which of the functions below bring copies up to date.
 # STAMP_BYTES (400, which is all of them) says how many bytes of a stamp are changed, one at a time;
 # fewer of them by clients that take long to start.

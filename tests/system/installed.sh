@@ -1,6 +1,6 @@
 #!/bin/sh
-# What is installed does not reveal where it was built or first installed, and works where
-# it was moved to.
+# Tests that an installation does not reveal where it was built or first installed, and works after
+# it has been moved.
 # usage: installed.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 build=$(dirname "$2")

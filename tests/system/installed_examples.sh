@@ -1,6 +1,6 @@
 #!/bin/sh
-# The examples, as the project of their own that they are, build against an installation
-# without a warning, and run.
+# Tests that the examples, which are a project of their own, build against an installation without
+# a warning, and run.
 # usage: installed_examples.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/small_library.sh"

@@ -1,7 +1,7 @@
 #!/bin/bash
-# A client that is killed or interrupted, or whose server is killed, at any moment of a run: the
-# new stamp stands only where every file is complete, and the next run makes everything good,
-# also when the library has moved on meanwhile. KILL_POINTS (6) says how often each; a thorough run takes 500.
+# Tests clients that are killed or interrupted, or whose server is killed, at any moment of a run:
+# there is a new stamp only if every file is complete, and the next run completes the copy, even if
+# there is a new release by then. KILL_POINTS (6) says how often each; a thorough run takes 500.
 # usage: killed.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/nginx.sh"

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Nothing that is built or installed loads libraries from the current folder, where a list
-# may have put them.
+# Tests that nothing that is built or installed loads libraries from the current folder, where a
+# list may have put them.
 # usage: library_paths.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 build=$(dirname "$2")

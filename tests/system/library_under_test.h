@@ -1,5 +1,5 @@
-// Where the table of entry points comes from: the built module, or the same code linked
-// into the test program.
+// Gives tests the table of entry points, from the built module or from the same code linked into
+// the test program.
 #ifndef MTLLIB_TESTS_SYSTEM_LIBRARY_UNDER_TEST_H_
 #define MTLLIB_TESTS_SYSTEM_LIBRARY_UNDER_TEST_H_
 

@@ -1,4 +1,4 @@
-// The same code as the module's, linked into the test program.
+// Gives the table of entry points of the module's code linked into the test program.
 #include "library_under_test.h"
 
 extern "C" void initDownloaderInterface(DownloaderInterface* table);

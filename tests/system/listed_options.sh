@@ -1,4 +1,4 @@
-# For tests of what is written about the programs: the options that they take.
+# Lists the options of the programs, for tests of what is written about them.
 
 LC_ALL=C
 export LC_ALL

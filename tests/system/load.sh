@@ -1,7 +1,7 @@
 #!/bin/bash
-# Many downloaders in one process, each with a library of its own; one after the other for
-# a long time; and a library of very many files. LOAD_CYCLES (2,000) and LOAD_FILES
-# (20,000) say how much; a thorough run takes 10,000 and 200,000.
+# Tests the module under load: many downloaders in one process, each with a library of its own; one
+# after another for a long time; and a library of very many files. LOAD_CYCLES (2,000) and
+# LOAD_FILES (20,000) say how many; a thorough run takes 10,000 and 200,000.
 # usage: load.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/nginx.sh"

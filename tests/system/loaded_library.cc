@@ -1,4 +1,5 @@
-// The built module, loaded like a host does it: through its one exported name.
+// Gives the table of entry points of the built module, loaded as a host does: through its one
+// export.
 #include <cstdio>
 #include <cstdlib>
 

@@ -1,5 +1,5 @@
 #!/bin/sh
-# The manual pages are well-formed, and tell of every option.
+# Tests that the manual pages are well-formed and describe every option.
 # usage: manuals.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/listed_options.sh"

@@ -1,5 +1,5 @@
-# Sourced after nginx.sh by the tests of publishing: a library in $folder/library whose
-# files tell which generation of it they belong to. With the arguments of the test.
+# Sourced after nginx.sh, with the arguments of the test, by the tests of publishing: makes a
+# library in $folder/library whose files say which generation of it they belong to.
 module=$2/libmtllib.so
 
 # change_library NUMBER: every material changes and names a map that is new; one file of

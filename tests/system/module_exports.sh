@@ -1,7 +1,7 @@
 #!/bin/sh
-# The libraries have names that tell their ABI, and read the environment in no way that obeys
-# whoever started a set-user-id program; the module imports the networking library as a shared
-# library.
+# Tests that the names of the libraries have the number of their ABI, that they read the environment
+# only in ways that a set-user-id program may, and that the module imports the networking library as
+# a shared library.
 # usage: module_exports.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 readelf -d "$2/libmtllib.so" | grep -q 'NEEDED.*\[libkrell_networking\.so\.0\]'

@@ -1,5 +1,5 @@
-# Sourced by the script tests: a folder of their own, and nginx over HTTP and HTTPS with
-# a test authority, all gone when the test ends, and so is what is mounted on $folder/disk.
+# Sourced by script tests: gives each a folder of its own, and nginx over HTTP and HTTPS with a test
+# authority. All of it, and what is mounted on $folder/disk, is removed when the test ends.
 
 folder=$(mktemp -d)
 nginx_pid=

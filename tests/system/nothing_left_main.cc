@@ -1,5 +1,5 @@
-// Runs every test twice and expects that the second time it leaves no memory behind. The
-// first time makes what is made once for the whole process.
+// Runs every test twice and expects it to leave no memory behind the second time. The first time
+// allocates what is allocated once for the whole process.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

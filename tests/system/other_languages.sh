@@ -1,6 +1,6 @@
 #!/bin/sh
-# The examples in Rust and C# compile without a warning, synchronise, and say of a failure what it
-# is about, what happened, and what to do.
+# Tests that the examples in Rust and C# compile without a warning, synchronise, and print for a
+# failure what it is about, what happened, and what to do.
 # usage: other_languages.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS
 set -eu
 . "$1/tests/system/small_library.sh"

@@ -1,8 +1,8 @@
-"""Serves a folder with Python's http.server on a port that the system picks, which it prints.
+"""Serves a folder with Python's http.server on a port that the system picks and that it prints.
 
 usage: other_servers.py FOLDER (threads | one) [CERTIFICATE KEY]
-"one" answers one connection at a time, as the simplest servers do, and closes it behind
-each answer.
+"one" answers one connection at a time, as the simplest servers do, and closes it after each
+answer.
 """
 
 import functools

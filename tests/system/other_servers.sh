@@ -1,6 +1,6 @@
 #!/bin/sh
-# The same library from other servers than nginx: lighttpd, Python's http.server, with a thread
-# for each connection and with one for all, and what mtlpublish serves with.
+# Tests the same library on servers other than nginx: lighttpd, Python's http.server (with a thread
+# for each connection and with one for all), and the server of mtlpublish.
 # usage: other_servers.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/nginx.sh"

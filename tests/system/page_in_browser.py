@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The page of "mtlpublish serve" and "mtlpublish report", in Chromium.
+"""Tests the page of "mtlpublish serve" and "mtlpublish report" in Chromium.
 usage: page_in_browser.py DIRECTORY_OF_THE_BUILT_PROGRAMS [OPTIONS_OF_UNITTEST]"""
 
 import base64

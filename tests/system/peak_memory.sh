@@ -1,6 +1,6 @@
 #!/bin/sh
-# An update needs 32 MiB of memory, whatever the sizes; the module the five largest bodies and
-# 24 MiB.
+# Tests that an update needs at most 32 MiB of memory, whatever the sizes of files are, and the
+# module at most 24 MiB and the five largest bodies.
 # usage: peak_memory.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 #        [SMALL_FILES LARGE_MEBIBYTES]
 set -eu

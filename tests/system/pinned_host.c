@@ -1,6 +1,6 @@
-/* A host in C that brings a copy up to date, and takes only what the holder of a key has signed.
- * Ends with the status 5 when the library is not what was signed or published. usage: pinned_host
- * KEY URL DIRECTORY */
+/* A host in C that brings a copy up to date, and accepts only what is signed with one key. Its exit
+ * status is 5 if the library is not what was signed or published.
+ * usage: pinned_host KEY URL DIRECTORY */
 #include <mtlhost.h>
 #include <stdio.h>
 

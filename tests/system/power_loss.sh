@@ -1,7 +1,7 @@
 #!/bin/bash
-# Power that is lost at any moment of an update, and after it: what the disk holds then is what
-# an image of it holds that is copied while the client has stopped. After its journal was
-# replayed every file is old or new, the stamp is not ahead, and the next run completes.
+# Tests a loss of power at any moment during an update, and after it. A disk without power is a copy
+# of a disk's image, made while the client is stopped. Once its journal has been replayed, every
+# file is old or new, the stamp is not ahead of the files, and the next run completes the copy.
 # POWER_POINTS (4) says how many moments of each kind; a thorough run takes 50.
 # usage: power_loss.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu

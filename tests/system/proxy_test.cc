@@ -1,4 +1,4 @@
-// Tests which way the requests go; the server plays the proxy as well.
+// Tests whether requests go through the proxy; the server also plays the part of the proxy.
 #include <string>
 
 #include "system_fixture.h"

@@ -1,6 +1,6 @@
 #!/bin/sh
-# docs/publishing/publish-to-server through OpenSSH: all of a publication, views included, comes over
-# one connection. Prints how many round trips that takes.
+# Tests docs/publishing/publish-to-server with OpenSSH: a whole publication, including views, takes
+# one connection. Prints how many round trips that needs.
 # usage: publishing_by_ssh.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS
 set -eu
 . "$1/tests/system/nginx.sh"

@@ -1,8 +1,8 @@
 #!/bin/sh
-# The guide's way of a library, whole: configured, built, looked at, signed, published to nginx and
-# to a store that speaks S3, changed on ten days while clients of both kinds run, published again
-# as it was before, and signed with another key. What a build says that clients will ask for is
-# what nginx counts.
+# Tests everything that the guide does with a library: it is configured, built, looked at, signed,
+# published to nginx and to an S3-compatible store, changed on ten days while clients of both kinds
+# run, published again as it was before, and signed with a different key. What a build says that
+# clients will request is what nginx counts.
 # usage: publishing_journey.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS S3RVER
 set -eu
 . "$1/tests/system/nginx.sh"

@@ -1,7 +1,7 @@
 #!/bin/sh
-# docs/publishing/publish-to-s3 with rclone, a store that speaks S3, and a cache in front of
-# it as a CDN has them. The store is s3rver, which "make test-publishing" installs; it replaces
-# objects in place, so that nothing can be published while clients run.
+# Tests docs/publishing/publish-to-s3 with rclone, an S3-compatible store, and a cache in front of
+# it like those of a CDN. The store is s3rver, which "make test-publishing" installs; it replaces
+# objects in place, so nothing can be published while clients run.
 # usage: publishing_to_s3.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS S3RVER
 set -eu
 . "$1/tests/system/nginx.sh"

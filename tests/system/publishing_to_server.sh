@@ -1,7 +1,7 @@
 #!/bin/sh
-# docs/publishing/nginx.conf as it is, but for ports and paths, with a cache in front of it
-# as a CDN has them: its Cache-Control, how many requests a client makes, and that a
-# library may be published while clients run.
+# Tests docs/publishing/nginx.conf, unchanged except for ports and paths, with a cache in front of
+# it like those of a CDN: its Cache-Control, how many requests a client makes, and that a library
+# may be published while clients run.
 # usage: publishing_to_server.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/nginx.sh"

@@ -1,9 +1,9 @@
-"""Looks at the files of a copy, mapped as renderers map them, while updates run.
+"""Reads the files of a copy, mapped as renderers map them, while updates run.
 
 usage: readers.py COPY MANIFEST...
-Each manifest names digest and path of the files of a release. Every file that is found must be
-one of them, whole, and a map that is kept must keep its content. Ends on SIGTERM, with status 1
-when a file was anything else, and by SIGBUS when a mapped file was cut.
+Each manifest has the digests and paths of the files of a release. Every file that is found must be
+one of them, whole, and a mapping that is kept must keep its content. Ends on SIGTERM, with status 1
+if a file was anything else, or with SIGBUS if a mapped file was cut.
 """
 
 import collections

@@ -1,6 +1,6 @@
 #!/bin/bash
-# Readers that look at the files of a copy, mapped, while it is updated again and again: they
-# find whole files of one release or another, and what they have mapped stays as it was.
+# Tests readers that map the files of a copy while it is updated again and again: they find whole
+# files of one release or another, and what they have mapped stays as it was.
 # READER_UPDATES (12) says how many updates; a thorough run takes 100.
 # usage: readers.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu

@@ -1,5 +1,5 @@
 #!/bin/sh
-# The README's commands do what it says.
+# Tests that the commands in the README do what it says.
 # usage: readme_commands.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/small_library.sh"

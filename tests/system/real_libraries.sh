@@ -1,8 +1,9 @@
 #!/bin/bash
-# What real files cost to keep up to date: icons, fonts and scenes of Debian's packages, published
-# again and again by nginx over HTTP and HTTPS. After each release the copy is as one made anew, and
-# what was asked for is what the lists say is new. Prints the requests and bytes from nginx's log.
-# With COMPARE_MODULE=1, those of the module as well; further folders make the library larger.
+# Measures and tests what it costs to keep real files up to date: icons, fonts and scenes of
+# Debian's packages, published again and again by nginx over HTTP and HTTPS. After each release the
+# copy is the same as a fresh one, and what was requested is what the lists say is new. Prints the
+# requests and bytes from nginx's log. With COMPARE_MODULE=1, those of the module as well; further
+# folders make the library larger.
 # usage: real_libraries.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER [FOLDER...]
 set -eu
 # In memory where there is room: many times over, so many files are a disk's work.

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Through a real proxy, plainly and by CONNECT, with the proxy's log as the witness; past
-# it; and what is reported if it refuses, requires a password, or is not there.
+# Tests updates through a real proxy, with plain requests and CONNECT, by the proxy's log; past the
+# proxy; and what is reported if it refuses, requires a password, or is not there.
 # usage: real_proxies.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/nginx.sh"

@@ -1,6 +1,6 @@
 #!/bin/sh
-# A real material library, served by nginx over HTTP and HTTPS: synchronised byte for
-# byte, and what happens when the server, the certificate or the disk is not in order.
+# Tests a real material library, served by nginx over HTTP and HTTPS: the copy is the same byte for
+# byte, and problems with the server, the certificate or the disk are reported.
 # usage: real_servers.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/nginx.sh"

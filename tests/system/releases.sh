@@ -1,5 +1,5 @@
-# Sourced after nginx.sh, with $bin set: releases of a library that differ in every way, served
-# one at a time, and what a copy is on its way from one to another.
+# Sourced after nginx.sh, with $bin set: makes releases of a library that differ in every way,
+# serves them one at a time, and checks copies on their way from one to another.
 
 # make_releases [FILES]: releases 1 to 3 of about so many files (100), in $folder/releases. Most
 # stay as they are; some change, some change their path, some come and some go, and one is large.

@@ -1,4 +1,4 @@
-# Sourced after nginx.sh by the tests that publish to a store that speaks S3.
+# Sourced after nginx.sh by the tests that publish to an S3-compatible store: starts the store.
 unset AWS_CA_BUNDLE
 export RCLONE_CONFIG="$folder/rclone.conf"
 

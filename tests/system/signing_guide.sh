@@ -1,6 +1,6 @@
 #!/bin/sh
-# What docs/publishing.md says about signing, command by command, on a terminal: keys are made,
-# used, replaced, and used elsewhere, and an old release is published again.
+# Tests what docs/publishing.md says about signing, command by command, on a terminal: keys are
+# made, used, replaced, and used elsewhere, and an old release is published again.
 # usage: signing_guide.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/small_library.sh"

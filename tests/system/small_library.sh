@@ -1,5 +1,5 @@
-# For the tests that run the examples of a document: a folder of its own, gone in the end,
-# with a small library that is served on loopback. Sourced with the arguments of the test:
+# Sourced by tests that run the examples of a document: gives each a folder of its own, removed in
+# the end, with a small library that is served on loopback. Takes the arguments of the test:
 # SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 export no_proxy=127.0.0.1
 folder=$(mktemp -d)

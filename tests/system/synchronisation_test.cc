@@ -1,4 +1,4 @@
-// Runs that succeed, as the host, the server and the disk see them.
+// Tests runs that succeed, as seen by the host, the server and the disk.
 #include <algorithm>
 #include <filesystem>
 #include <map>

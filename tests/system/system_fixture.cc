@@ -1,4 +1,4 @@
-// What happens on several threads becomes one ordered transcript.
+// Records what happens on several threads in one ordered transcript.
 #include "system_fixture.h"
 
 #include <algorithm>

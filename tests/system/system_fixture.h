@@ -1,5 +1,5 @@
-// A host process: the library's table, a scripted server, a directory, and a transcript of
-// everything that the library says, asks for and leaves on disk.
+// The fixture of the system tests is a host: it has the library's table, a scripted server, a
+// directory, and a transcript of everything that the library reports, requests and leaves on disk.
 #ifndef MTLLIB_TESTS_SYSTEM_SYSTEM_FIXTURE_H_
 #define MTLLIB_TESTS_SYSTEM_SYSTEM_FIXTURE_H_
 

@@ -1,4 +1,4 @@
-// Tests a host that unloads the module before it gives back what it has from it.
+// Tests a host that unloads the module before it releases what it has received from it.
 #include <gtest/gtest.h>
 
 #include <cstdint>

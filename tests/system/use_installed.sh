@@ -1,6 +1,7 @@
 #!/bin/sh
-# For the tests of what is installed: its programs work, and hosts outside the tree build
-# against it and synchronise. All of it reports the same version.
+# Used by the tests of installations: checks that the installed programs work, that hosts outside
+# the source tree build against the installation and synchronise, and that all of it has one
+# version.
 # usage: use_installed.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_INSTALLED_PROGRAMS COMPILER
 set -eu
 . "$1/tests/system/small_library.sh"

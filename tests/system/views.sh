@@ -1,6 +1,6 @@
 #!/bin/sh
-# Views of a library, fetched by the module and by the engine: from "mtlpublish serve", and from a
-# server that publish-to-server has brought them to.
+# Tests views of a library, fetched by the module and by the engine, from "mtlpublish serve" and
+# from a server that publish-to-server has published them to.
 # usage: views.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 PATH=$2:$1/docs/publishing:$PATH

@@ -1,7 +1,6 @@
 #!/bin/sh
-# What was built for Windows needs nothing but the system and each other, says which version
-# it is, and asks for the system's protections.
-# Looks into the files, runs none.
+# Tests that the binaries for Windows need nothing but the system and each other, have their
+# version, and use the system's protections. Inspects the files, and runs none of them.
 # usage: windows_binaries.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 cd "$2"

@@ -1,8 +1,7 @@
 #!/bin/bash
-# Under Wine: files of a copy that some program has open or mapped while it is updated, on
-# Windows' terms, a second run, clients that are killed, and disks that are full. What cannot be
-# replaced is named, the rest stays staged, and the next run finishes without fetching anything
-# again.
+# Tests, under Wine, updates of files that a program has open or mapped in the ways of Windows, a
+# second run, clients that are killed, and full disks. Files that cannot be replaced are named, the
+# rest stays staged, and the next run completes the copy without fetching anything again.
 # usage: windows_in_use.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 if [ -z "${MTLLIB_WINE_TEST_ENV:-}" ]; then

@@ -1,6 +1,6 @@
 #!/bin/sh
-# The zip for Windows has everything in it: unpacked, its programs run under Wine, and hosts
-# build against it with the cross-compiler and synchronise. It carries the licences.
+# Tests that the zip for Windows is complete: once it is unpacked, its programs run under Wine, and
+# hosts build against it with the cross-compiler and synchronise. It contains the licences.
 # usage: windows_package.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 if [ -z "${MTLLIB_WINE_TEST_ENV:-}" ]; then

@@ -1,6 +1,6 @@
 #!/bin/sh
-# mtlsync.exe and mtlpublish.exe under Wine: a real material library, served by nginx of
-# this system over HTTP and HTTPS, synchronised byte for byte, under names of any script.
+# Tests mtlsync.exe and mtlpublish.exe under Wine with a real material library, served by this
+# system's nginx over HTTP and HTTPS: the copy is the same byte for byte, with names in any script.
 # usage: windows_real_servers.sh SOURCE_DIRECTORY DIRECTORY_OF_THE_BUILT_PROGRAMS COMPILER
 set -eu
 if [ -z "${MTLLIB_WINE_TEST_ENV:-}" ]; then

@@ -1,5 +1,5 @@
-# Sourced after nginx.sh by the tests that stop or kill a run of mtlsync at one of its changes
-# to $target. The points are drawn from a SEED, which is printed when the test begins.
+# Sourced after nginx.sh by the tests that stop or kill a run of mtlsync at one of its changes to
+# $target. The changes are picked at random from a SEED, which is printed when the test begins.
 
 RANDOM=${SEED:=$(od -A n -N 2 -t u2 /dev/urandom)}
 echo "SEED=$((SEED))"
