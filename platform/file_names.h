@@ -1,4 +1,4 @@
-// Tells which rules the names of files follow on this system.
+// Says which rules the names of files follow on this system.
 #ifndef MTLLIB_PLATFORM_FILE_NAMES_H_
 #define MTLLIB_PLATFORM_FILE_NAMES_H_
 

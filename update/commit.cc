@@ -66,7 +66,7 @@ class Commit {
                               [](const Plan::Withdrawn& file) { return file.isInTheWay; });
     uses_.assign(plan_.contents, 0);
     for (const Plan::Place& place : plan_.place) {
-      // Otherwise something may still lie there.
+      // Otherwise something may still be there.
       if (isWayFree_) {
         if (Outcome failure = makeFolder(place.entry->path)) return failure;
       }
@@ -75,7 +75,7 @@ class Commit {
     return {};
   }
 
-  /// Where the content of a file lies until it is in its place: the first of those that have one
+  /// Where the content of a file is until it is in its place: the first of those that have one
   /// takes the content itself, all others a copy.
   std::string preparedPath(const Plan::Place& place, std::size_t use) const {
     std::string path = stagedPath(*place.entry, target_.stamp);
@@ -182,7 +182,7 @@ class Commit {
       const std::string from = preparedPath(place, uses_[place.content]++);
       if (!isWayFree_) {
         if (Outcome failure = makeFolder(path)) {
-          // What is in use may lie where the folder goes.
+          // What is in use may be where the folder goes.
           if (result_.busy.empty()) return failure;
           continue;
         }

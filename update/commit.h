@@ -20,8 +20,7 @@ struct CommitTarget {
   std::string address{};
   std::string subPath{};
   std::string stamp{};
-  /// Take the list that lies at kNewListFile for the one that was followed; otherwise the one that
-  /// was kept stays.
+  /// Keep the list at kNewListFile, which was followed; otherwise the one kept before stays.
   bool hasNewList = false;
   /// What kTrustedFile is to have, from before the first file is put in its place; "" leaves it.
   std::string trusted{};

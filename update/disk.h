@@ -1,4 +1,4 @@
-// Reads the files of a copy: what lies where, and what its content is.
+// Reads the files of a copy: what is where, and what its content is.
 #ifndef MTLLIB_UPDATE_DISK_H_
 #define MTLLIB_UPDATE_DISK_H_
 
@@ -15,8 +15,8 @@
 
 namespace mtlupdate {
 
-/// Asked now and then with the bytes read so far; when it answers false, the reading ends with the
-/// error operation_canceled. None goes on always.
+/// Called now and then with the bytes read so far; if it returns false, reading ends with the
+/// error operation_canceled. With none, reading never ends early.
 using ShouldContinue = std::function<bool(std::uint64_t bytes)>;
 
 /// Adds the rest of the file to what is digested.

@@ -12,11 +12,11 @@ namespace mtlupdate {
 
 struct Failure {
   enum class Kind {
-    kUsage,      ///< What was asked for cannot be done, whatever the state of things is.
+    kUsage,      ///< What the host asked for cannot be done in any circumstances.
     kNetwork,    ///< The network or the server: worth trying again later.
     kDisk,       ///< The local disk or folder.
-    kContent,    ///< What arrived, or lies there, is not what was published.
-    kUntrusted,  ///< What arrived, or lies there, is not what the library's publisher signed.
+    kContent,    ///< What arrived, or is there, is not what was published.
+    kUntrusted,  ///< What arrived, or is there, is not what the library's publisher signed.
     kLimit,      ///< A limit that the host set would be exceeded.
     kBusy,       ///< Another run is at work on the folder.
     kCancelled,  ///< The host asked to stop.
@@ -49,7 +49,7 @@ struct Failure {
     kMostRemoved,        ///< More of the copy would be removed than the host allows.
     kKeysMissing,        ///< The copy is updated with keys only.
     kOtherLibrary,       ///< The copy is one of another library.
-    kOlderRelease,       ///< The release is older than what the copy has had.
+    kOlderRelease,       ///< The release is older than what the copy has seen.
     kExpired,            ///< The release has.
     kTooLittleRoom,      ///< On the disk, before anything is fetched.
     kNoKeptList          ///< No update of the copy has kept its list.

@@ -48,7 +48,7 @@ struct DifferenceHead {
 /// the old one is gone through once.
 class DifferenceReader {
  public:
-  /// Is told what to do, in the order of both lists. What it fails with ends the reading.
+  /// Receives the steps, in the order of both lists. If it fails, reading ends with that failure.
   class Handler {
    public:
     virtual ~Handler() = default;

@@ -45,7 +45,7 @@ class ListIntake {
     if (proof_.release == nullptr) proof_.note.reset();
   }
 
-  /// The text begins, perhaps anew.
+  /// The text begins, perhaps for a second time.
   Outcome begin();
   /// Fails with kContent when it is not a list, with kUntrusted when it is not the signed one, and
   /// as the keeper does. What is longer than the right one is taken no further.

@@ -32,7 +32,7 @@ struct ListRequest {
 
 class ListSources {
  public:
-  /// Where the text of the list lies now.
+  /// Where the text of the list is now.
   enum class Place { kNone, kNewFile, kFile };
 
   /// `folder` is null when the copy has none. All must live longer.

@@ -18,7 +18,7 @@ namespace mtlupdate {
 
 /// One file. The texts belong to the Listing that the entry is from.
 struct Entry {
-  /// Where the file lies, relative to the folder of the copy: in the one way to write it
+  /// Where the file is, relative to the folder of the copy: in the one way to write it
   /// (mtlrules::plainPath), always below the folder.
   std::string_view path;
   /// Where the library has it, relative to the library's address: the same, or the path of the

@@ -51,7 +51,7 @@ std::error_code readPieces(Folder& folder, std::string_view path,
 /// Makes the file, in the place of one that a hard-linked copy of the folder may have, too.
 std::error_code makeOwnFile(Folder& folder, std::string_view path, File& file);
 
-/// Writes the file anew.
+/// Writes the file again.
 Outcome writeOwnFile(Folder& folder, std::string_view path, std::string_view bytes);
 
 /// Removes what is in kOldFolder, and the folder. What cannot be removed stays until the next time.

@@ -1,5 +1,5 @@
 // A Places object says which entries of a list have a place of their own in the copy, and which
-// share theirs, or lie below it, with other entries of the same list.
+// share theirs with other entries of the same list, or are below one of those.
 #ifndef MTLLIB_UPDATE_PLACES_H_
 #define MTLLIB_UPDATE_PLACES_H_
 

@@ -208,7 +208,7 @@ class Planner {
     return {};
   }
 
-  // `old` is null when nothing lies there.
+  // `old` is null when nothing is there.
   Outcome place(const Entry& entry, const FileIdentity* old) {
     const std::size_t content = entry.sha256
                                     ? contents_.emplace(*entry.sha256, plan_.contents).first->second
@@ -311,7 +311,7 @@ class Planner {
     return {};
   }
 
-  /// Where a file lies, by which its path is found.
+  /// Where a file is, by which its path is found.
   static std::string keyOf(std::string_view path) {
     return Platform::kHasWindowsNames ? foldedCase(path) : std::string(path);
   }
@@ -385,7 +385,7 @@ class Planner {
   Outcome judgeWithdrawn() {
     plan_.removesWithdrawn = options_.prune;
     for (const Plan::Withdrawn& file : plan_.withdrawn) {
-      // As long as it is there, a later update may be told to remove it.
+      // As long as it is there, a later update may be asked to remove it.
       if (!plan_.removes(file)) plan_.next.add(*last_.find(file.path));
     }
     const std::size_t lost = options_.prune ? plan_.withdrawn.size() : filesInFolders_;

@@ -1,5 +1,5 @@
 // A Plan says what an update will do to a copy, and why, before anything is fetched. It is made
-// from the library's list, what the last update left, and what lies on the disk.
+// from the library's list, what the last update left, and what is on the disk.
 #ifndef MTLLIB_UPDATE_PLAN_H_
 #define MTLLIB_UPDATE_PLAN_H_
 
@@ -41,10 +41,10 @@ struct SkippedEntry {
   enum class Reason {
     kChanged,     ///< Of policy "missing": somebody changed it, or put it there.
     kSamePlace,   ///< Another entry has the same place, or one below it.
-    kFolder,      ///< A folder lies where the file goes, with something in it that stays.
-    kNotAFolder,  ///< A file that stays lies where a folder has to be.
-    kLink,        ///< A link lies there or on the way, wherever it leads.
-    kOther,       ///< Something else lies there, such as a device.
+    kFolder,      ///< There is a folder where the file goes, with something in it that stays.
+    kNotAFolder,  ///< There is a file that stays where a folder has to be.
+    kLink,        ///< There is a link, or one on the way, wherever it leads.
+    kOther,       ///< There is something else, such as a device.
     kOwnName,     ///< The place is kept for the stamp, or for what updates need.
     kUnreadable   ///< The system does not let it be looked at.
   };
@@ -54,7 +54,7 @@ struct SkippedEntry {
   std::string text;  ///< In words, without the path: "its place is taken by a link".
 
   /// Whether something on the disk keeps the file from its place, so that the copy is not what the
-  /// library has as long as that lies there.
+  /// library has as long as that is there.
   bool isHindrance() const {
     return reason != Reason::kChanged && reason != Reason::kSamePlace && reason != Reason::kOwnName;
   }
@@ -84,7 +84,7 @@ struct Plan {
   struct Withdrawn {
     std::string path;
     FileIdentity identity;
-    /// It lies where a folder has to be, or in a folder where a file goes: removed in any case.
+    /// It is where a folder has to be, or in a folder where a file goes: removed in any case.
     bool isInTheWay = false;
   };
 
@@ -95,7 +95,7 @@ struct Plan {
   std::vector<Withdrawn> withdrawn;
   bool removesWithdrawn = false;
   /// Folders where files go, with nothing in them but withdrawn files and each other; each before
-  /// the one that it lies in.
+  /// the one that contains it.
   std::vector<std::string> foldersInTheWay;
   std::vector<SkippedEntry> skipped;
   /// What is known already of the state after the update: all but the files of `place`.

@@ -60,7 +60,7 @@ Outcome fetchList(Transfers& transfers, const Document& document, const FetchCal
 Outcome fetchCompressedList(Transfers& transfers, const Document& document,
                             const FetchCallbacks& callbacks, ListIntake& intake);
 
-/// A list that lies in the folder of a copy.
+/// A list in the folder of a copy.
 struct KeptList {
   Folder& folder;
   std::string path;

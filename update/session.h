@@ -54,7 +54,7 @@ Outcome parseProxy(const std::string& address, Proxy& proxy);
 /// http. kUsage when it cannot be used.
 Outcome findSystemProxy(const std::string& address, bool isHttps, Proxy& proxy);
 
-/// What one request asks for.
+/// What one request is for.
 struct Request {
   std::string_view target;      ///< The path of a URL, encoded.
   std::uint64_t firstByte = 0;  ///< More than 0 asks for the range from there to the end.
@@ -107,7 +107,7 @@ class Session {
 
   /// Sends a request on an idle connection. One thread at a time.
   Outcome start(int connection, const Request& request, Exchange& exchange);
-  /// Waits until the connection is idle after its exchange was told of the end.
+  /// Waits until the connection is idle, after its exchange has received the end.
   void waitUntilIdle(int connection);
 
  private:

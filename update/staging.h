@@ -36,7 +36,7 @@ class StagedFile {
   /// Digests bytes that were appended: all of them, in their order. Of an entry with a digest
   /// alone.
   void digest(std::string_view bytes) { sha256_.update(bytes); }
-  /// Begins anew, with no bytes.
+  /// Begins again, with no bytes.
   Outcome restart();
 
   /// Closes the file. `digest` is that of all bytes, none for an entry without one; `identity` is
@@ -74,8 +74,8 @@ class Staging {
   /// `shouldContinue` answers false.
   Outcome find(const Entry& entry, const ShouldContinue& shouldContinue, Found& found);
 
-  /// Opens the content of the entry for more bytes: behind those that are there, which are read
-  /// where there is a digest, or anew.
+  /// Opens the content of the entry for more bytes: after those that are there, which are read
+  /// if there is a digest, or from the beginning.
   Outcome open(const Entry& entry, bool anew, StagedFile& file);
 
   /// Stages the content of the entry from the file at `path` of the copy. kContent, with nothing

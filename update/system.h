@@ -26,7 +26,7 @@ struct FileIdentity {
   }
 };
 
-/// What lies at a path, links not followed.
+/// What is at a path, links not followed.
 enum class FileKind { kNone, kFile, kFolder, kLink, kOther };
 
 struct Look {
@@ -77,7 +77,8 @@ class Folder {
   Folder(Folder&& other) noexcept;
   Folder& operator=(Folder&& other) noexcept;
 
-  /// Opens the folder of this name. `create`: makes it, and those it lies in, where there is none.
+  /// Opens the folder of this name. `create`: makes it, and those that contain it, if there is
+  /// none.
   std::error_code open(const std::string& name, bool create);
 
   /// An error when the system does not say.
@@ -91,7 +92,7 @@ class Folder {
   std::error_code openToAppend(std::string_view path, File& file);
   /// Makes an empty file. The error is file_exists when there is anything.
   std::error_code makeFile(std::string_view path, File& file);
-  /// Makes the folder at `path`, and those it lies in, where there is none.
+  /// Makes the folder at `path`, and those that contain it, if there is none.
   std::error_code makeFolders(std::string_view path);
 
   /// Makes the file at `from` the one at `to`, in one step and also in the place of another file.

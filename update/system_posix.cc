@@ -1,5 +1,5 @@
 // The POSIX implementation of system.h, with what Linux has beyond POSIX. Every file is named
-// relative to the open folder that it lies in, and folders are opened one by one without following
+// relative to the open folder that contains it, and folders are opened one by one without following
 // links.
 #include "update/system.h"
 
@@ -138,14 +138,14 @@ std::error_code File::close() {
   return ::close(state->descriptor.release()) == 0 ? std::error_code() : lastError();
 }
 
-/// The folders that were opened last stay open: most paths lie where others lay just before.
+/// The folders that were opened last stay open: most paths are in the folder of a recent one.
 struct Folder::State {
   struct Open {
     std::string path;
     Descriptor descriptor;
   };
 
-  /// The folder that `path` lies in, and its name there. The folder is open until the next call.
+  /// The folder that contains `path`, and its name there. The folder is open until the next call.
   std::error_code parentOf(std::string_view path, int& parent, std::string& name) {
     const std::size_t end = path.rfind('/');
     name = path.substr(end == path.npos ? 0 : end + 1);
@@ -196,7 +196,7 @@ struct Folder::State {
     int parent = -1;
     std::string name;
     if (const std::error_code error = parentOf(path, parent, name)) return error;
-    // Whatever lies there, opening it does not wait for anything.
+    // Whatever is there, opening it does not wait for anything.
     constexpr int kAlways = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     Descriptor opened(::openat(parent, name.c_str(), flags | kAlways, kFileMode));
     if (!opened.isOpen()) return lastError();

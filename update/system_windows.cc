@@ -196,7 +196,7 @@ struct Folder::State {
     return name;
   }
 
-  /// Holds the folder that `path` lies in, and those on the way, until the next call at least.
+  /// Holds the folder that contains `path`, and those on the way, until the next call at least.
   /// ERROR_DIRECTORY when one of them is something else; `blocked` is its path.
   std::error_code holdParents(std::string_view path) {
     const std::size_t end = path.rfind('/');
@@ -382,7 +382,7 @@ std::error_code Folder::clone(std::string_view /*from*/, std::string_view /*to*/
   return errorOf(ERROR_NOT_SUPPORTED);
 }
 
-// What is locked lies far behind the number, which others may read.
+// The locked range is far beyond the number, which others may read.
 std::error_code Folder::lock(std::string_view path, File& file, std::int64_t& holder) {
   const std::lock_guard lock(state_->mutex);
   holder = 0;

@@ -22,7 +22,7 @@ constexpr int kServiceUnavailable = 503;
 
 // How often the client is asked.
 constexpr milliseconds kLookInterval{50};
-// So many bytes more of a body, and the tries are counted anew.
+// After so many more bytes of a body, the count of tries starts over.
 constexpr std::uint64_t kProgress = 64UL * 1024;
 
 }  // namespace

@@ -25,7 +25,7 @@
 
 namespace mtlupdate {
 
-/// In bytes: smaller bodies are fetched anew where they were cut.
+/// In bytes: smaller bodies that were cut are fetched again from the beginning.
 inline constexpr std::uint64_t kWorthARange = 1048576;
 /// In bytes: what a larger body brings is checked by the thread of Transfers::run(), while the next
 /// bytes are received.

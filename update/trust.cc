@@ -1,4 +1,4 @@
-// Decides about releases. The record of a copy is the sequence of stamps that it has had: they
+// Decides about releases. The record of a copy is the sequence of stamps that it has seen: they
 // contain everything there is to remember, and their signatures show whether it is genuine.
 #include "update/trust.h"
 
@@ -158,7 +158,7 @@ Outcome Trust::checkSignature(std::string_view stamp) {
   return checkName(release_.release);
 }
 
-/// "" when a copy has had none.
+/// "" when a copy has seen none.
 std::string Trust::seenLibrary() const {
   const Seen* const last = record_.empty() ? seen() : &record_.front();
   return last != nullptr ? last->release.library : "";

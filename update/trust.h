@@ -1,5 +1,5 @@
 // Trust decides which releases of a library a copy may be brought to: those signed with one of the
-// host's keys that are not older than what the copy has had.
+// host's keys that are not older than what the copy has seen.
 #ifndef MTLLIB_UPDATE_TRUST_H_
 #define MTLLIB_UPDATE_TRUST_H_
 
@@ -21,7 +21,7 @@ struct TrustOptions {
   std::vector<mtlsigning::PublicKey> keys{};
   std::string library{};  ///< The name that releases have to have; "" for that of the first one.
   bool allowsExpired = false;  ///< A release that has expired is worth a warning only.
-  bool forgets = false;        ///< What the copy has had with keys does not count any longer.
+  bool forgets = false;        ///< What the copy has seen with keys no longer counts.
 };
 
 /// Trust in the releases of one library, for one operation on one copy. With keys, a stamp goes
@@ -34,14 +34,14 @@ class Trust {
 
   bool hasKeys() const { return !options_.keys.empty(); }
 
-  /// Reads what the copy has had: as an update has written it down, or else as the copy's own stamp
+  /// Reads what the copy has seen: as an update has recorded it, or else as the copy's own stamp
   /// has it. kUsage when the copy was updated with keys and there are none now, or when it is of a
   /// library of another name.
   Outcome readRecord(Folder& folder);
 
   /// Whether the stamp is that of a release which the copy may be brought to at this time, in
   /// seconds since 1970; kUntrusted when it is not, which is transient when it is only of an older
-  /// release than the copy has had, or this function has seen before. `warning` is "" unless there
+  /// release than the copy or this function has seen before. `warning` is "" unless there
   /// is one. Not without keys.
   Outcome check(std::string_view stamp, std::int64_t now, std::string& warning);
 
@@ -116,7 +116,7 @@ struct LocalStamp {
 
 LocalStamp lookAtStamp(Folder& folder, const TrustOptions& options, const std::string& subPath);
 
-/// Forgets what the copy has had with keys. Whoever calls has the lock.
+/// Forgets what the copy has seen with keys. The caller has the lock.
 Outcome forgetTrust(Folder& folder);
 
 }  // namespace mtlupdate

@@ -150,7 +150,7 @@ Outcome Updater::Run::lock() {
   });
 }
 
-// Finds out what the copy has had with keys.
+// Finds out what the copy has seen with keys.
 Outcome Updater::Run::openRecord() {
   return hasFolder_ ? trust_.readRecord(folder_) : Outcome{};
 }
@@ -224,7 +224,7 @@ Outcome Updater::Run::fetchLibrarysStamp(bool pastCaches) {
   return {};
 }
 
-// Whether the library may just have been published anew: looking again costs two requests. Without
+// Whether a new release may just have been published: looking again costs two requests. Without
 // signatures, it is also how another address gets to decide.
 bool Updater::Run::isWorthASecondLook(const Failure& failure) const {
   using Kind = Failure::Kind;

@@ -100,7 +100,7 @@ struct UpdateResult {
   std::uint64_t bytesCopied = 0;
   std::size_t filesUnchanged = 0;
   std::uint64_t bytesUnchanged = 0;
-  std::vector<std::string> placed{};   ///< Paths: hosts load these anew.
+  std::vector<std::string> placed{};   ///< Paths: hosts reload these.
   std::vector<std::string> removed{};  ///< Paths of withdrawn files.
   std::vector<SkippedEntry> skipped{};
   std::vector<Plan::Withdrawn> withdrawn{};  ///< Those that stay, too.

@@ -83,8 +83,7 @@ class Verification {
     return {};
   }
 
-  // Folders are gone through without calling itself: they may lie as deep in one another as the
-  // system allows.
+  // Folders are visited without recursion: they may be nested as deeply as the system allows.
   Outcome lookForOthers(std::string_view top) {
     std::vector<std::string> folders{std::string(top)};
     while (!folders.empty()) {
@@ -108,7 +107,7 @@ class Verification {
           addUnreadable(path, error);
           continue;
         }
-        // The folders that the stamp lies in may hold other files.
+        // The folders that contain the stamp may hold other files.
         const bool isFolder = look.kind == FileKind::kFolder;
         if (mtlrules::isOwnName(isFolder ? path + "/x" : path, subPath_)) continue;
         if (isFolder) {

@@ -10,7 +10,7 @@ use std::ptr;
 
 /// As `mtlhost.h` has them. Records begin with their size and grow only at the end, so these may
 /// stop after the last field that is used.
-#[allow(dead_code)] // Fields that lie between those that are used.
+#[allow(dead_code)] // Fields between those that are used.
 mod c {
     use super::{c_char, c_void};
 

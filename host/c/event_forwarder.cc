@@ -7,8 +7,8 @@
 
 namespace {
 
-// The library asks ten times a second at least; whoever is told less often than that may
-// cancel too late.
+// The library asks at least ten times a second; a callback that is called less often may cancel
+// too late.
 constexpr std::chrono::milliseconds kLongestSilence{60};
 
 constexpr std::int32_t kUnknown = mtlhost::Progress::kUnknown;

@@ -32,7 +32,7 @@
  *
  * Versions: records begin with their size, and grow only at the end, except mtlhost_amount,
  * which stays as it is. A record that the library filled may be smaller than the one here when
- * the library is older than this header: what lies beyond its size is not there. Functions,
+ * the library is older than this header: fields beyond its size do not exist. Functions,
  * constants and fields are added, never changed.
  *
  * @since 1.0, unless a declaration has a mark of its own. */
@@ -205,7 +205,7 @@ enum {
   MTLHOST_PRUNE_MOST = 8,     /**< The same, even if they are more than half of the copy. */
   MTLHOST_WAIT = 16,          /**< Wait for another run on the copy, instead of failing at once. */
   MTLHOST_ALLOW_EXPIRED = 32, /**< With keys: accept an expired release, with a warning. */
-  MTLHOST_FORGET_KEYS = 64    /**< Forget what the copy has had with keys: it may then be updated
+  MTLHOST_FORGET_KEYS = 64    /**< Forget what the copy has seen with keys: it may then be updated
                                    without keys, with other keys, to a library of another name,
                                    or to an older release. For the module too. */
 };
@@ -214,7 +214,7 @@ enum {
 enum {
   MTLHOST_FAILURE_NONE = 0,        /**< It did not fail. */
   MTLHOST_FAILURE_OTHER = 1,       /**< Any other failure, and most failures of the module. */
-  MTLHOST_FAILURE_USAGE = 2,       /**< What was asked for cannot be done. */
+  MTLHOST_FAILURE_USAGE = 2,       /**< What the host asked for cannot be done. */
   MTLHOST_FAILURE_NETWORK = 3,     /**< The network or the server: worth trying later. */
   MTLHOST_FAILURE_DISK = 4,        /**< The local disk or folder. */
   MTLHOST_FAILURE_CONTENT = 5,     /**< Something is not what was published. */
@@ -227,14 +227,14 @@ enum {
 /** What a failure is about. Treat those that you do not know as MTLHOST_KIND_OTHER. */
 enum {
   MTLHOST_KIND_OTHER = 0,       /**< None of the others. */
-  MTLHOST_KIND_SETTINGS = 1,    /**< What was asked for cannot be done. */
+  MTLHOST_KIND_SETTINGS = 1,    /**< What the host asked for cannot be done. */
   MTLHOST_KIND_ADDRESS = 2,     /**< The library's address cannot be used. */
   MTLHOST_KIND_NAME = 3,        /**< The name of the server could not be resolved. */
   MTLHOST_KIND_CONNECTION = 4,  /**< The server could not be reached, or the connection broke or
                                      stood still. */
   MTLHOST_KIND_CERTIFICATE = 5, /**< The server could not prove its identity. */
   MTLHOST_KIND_PROXY = 6,       /**< The proxy could not be used or reached, or refused. */
-  MTLHOST_KIND_ANSWER = 7,      /**< The server's answer was not what was asked for. */
+  MTLHOST_KIND_ANSWER = 7,      /**< The server's answer was not what was requested. */
   MTLHOST_KIND_CONTENT = 8,     /**< Something is not what was published. */
   MTLHOST_KIND_UNTRUSTED = 9,   /**< Something is not what the library's publisher signed. */
   MTLHOST_KIND_DISK = 10,       /**< The local disk or folder. */
@@ -304,7 +304,7 @@ typedef struct mtlhost_options {
                                   the publisher's key and one or more that will succeed it; any of
                                   them may have signed. With keys, nothing takes effect that is not
                                   signed with one of them, nor any release older than what the copy
-                                  has had: the operation fails with MTLHOST_FAILURE_UNTRUSTED and
+                                  has seen: the operation fails with MTLHOST_FAILURE_UNTRUSTED and
                                   leaves the copy as it was. A copy that was once updated with keys
                                   is not updated without them. NULL: signatures are not checked. */
   const char* library_name;  /**< The name that the publisher has given to the library. None: the

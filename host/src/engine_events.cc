@@ -196,7 +196,7 @@ void EngineEvents::beginMeasuring(const char* caption, std::int64_t total) {
 }
 
 void EngineEvents::tellMeasured(std::int64_t bytes) {
-  // More than was planned arrives when a body is fetched anew.
+  // More than was planned arrives when a body is fetched again.
   bytes = std::min(bytes, total_);
   events_.setPhaseBytes(bytes, total_);
   const double share = static_cast<double>(bytes) / static_cast<double>(total_);

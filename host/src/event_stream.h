@@ -19,19 +19,19 @@
 
 namespace mtlhost {
 
-/// What a call into the library told.
+/// What a call into the library reported.
 struct CallRecord {
   std::int64_t files = 0;      ///< That were begun to be fetched.
   std::int64_t bytes = 0;      ///< That were received.
   Errors errors;               ///< The chain that was reported.
-  std::string lastWarning;     ///< Told by the library as the end of a run may be.
-  bool stopped = false;        ///< The library was told to stop.
+  std::string lastWarning;     ///< Reported by the library; may be how a run ended.
+  bool stopped = false;        ///< The library was asked to stop.
   bool isBeyondLimit = false;  ///< Because it received too much.
   std::exception_ptr failure;  ///< The observer's exception.
 };
 
-/// The library's callback. An exception of the observer stays here; after one, nothing is
-/// told any more, and the library is told to stop.
+/// The library's callback. It catches exceptions of the observer; after one, it reports nothing
+/// more, and asks the library to stop.
 class EventStream final : public HostCallback {
  public:
   /// The observer must outlive this.
@@ -51,13 +51,13 @@ class EventStream final : public HostCallback {
   void cancel() noexcept { cancelled_ = true; }
   bool isCancelled() const noexcept { return cancelled_; }
 
-  /// Ends a call into the library: what it told, which is forgotten, and with it any
-  /// request to cancel.
+  /// Ends a call into the library and returns what it reported, which is then forgotten, as is
+  /// any request to cancel.
   CallRecord finish();
 
   /// So many bytes of the phase that runs are done, of so many, or of Progress::kUnknown.
   void setPhaseBytes(std::int64_t done, std::int64_t total) noexcept;
-  /// Tells the observer of something that the operations below have no words for.
+  /// Reports to the observer something that the operations below do not cover.
   void tell(const std::function<void(Observer& observer)>& event) noexcept;
 
   void setProgressRange(int end) noexcept override;

@@ -1,6 +1,6 @@
 // Derives progress from captions and byte counts. Of the megabytes in the caption and those
 // counted, the larger figure is shown: a list without sizes gives a caption without megabytes, and
-// requests that follow one another too fast to be told apart are missing from the count.
+// requests that follow one another too fast to be distinguished are missing from the count.
 #include "progress_tracker.h"
 
 #include <algorithm>

@@ -14,9 +14,8 @@ namespace mtlhost {
 class SharedLibrary {
  public:
   /// Loads the file, which the system searches for when its name has no folder: in its own
-  /// folders and those of the program, never in the current one. Afterwards isLoaded() tells
-  /// whether that worked, and if not, `problem` holds the name of the file and the system's
-  /// words for why.
+  /// folders and those of the program, never in the current one. Afterwards isLoaded() says
+  /// whether that worked; if not, `problem` holds the name of the file and the system's reason.
   SharedLibrary(const std::string& file, std::string& problem);
 
   bool isLoaded() const { return handle_ != nullptr; }

@@ -14,7 +14,7 @@ namespace mtlhost {
 
 namespace {
 
-/// A file of a bare name may lie anywhere.
+/// A file with a bare name may be anywhere.
 bool isBareName(const std::wstring& file) {
   return file.find(L'\\') == file.npos;
 }
@@ -37,7 +37,7 @@ std::string loadProblem(const std::string& file, const std::wstring& wide, DWORD
 SharedLibrary::SharedLibrary(const std::string& file, std::string& problem) {
   const std::wstring wide =
       std::filesystem::path(Platform::wideOf(file)).make_preferred().wstring();
-  // What it imports lies beside it or belongs to the system: other folders are not asked.
+  // What it imports is beside it or belongs to the system: other folders are not searched.
   const DWORD besideIt = isBareName(wide) ? 0 : LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR;
   handle_.reset(LoadLibraryExW(wide.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS | besideIt));
   if (handle_ == nullptr) problem = loadProblem(file, wide, GetLastError());

@@ -136,7 +136,7 @@ class CharString {
       assign(text);
       return;
     }
-    // Keeps `text` alive and unmoved should it lie within this very text.
+    // Keeps `text` alive and unmoved in case it is part of this very text.
     const CharString keep = pointsInto(text) ? *this : CharString();
     const auto oldLength = static_cast<std::int64_t>(length());
     const auto size = oldLength + static_cast<std::int64_t>(std::strlen(text)) + 1;

@@ -2,7 +2,7 @@
 /// DownloaderInterface: the table of entry points behind the library's one export.
 ///
 /// A host loads the module (dlopen, LoadLibrary), looks up
-/// "initDownloaderInterface", lets it fill a DownloaderInterface, and goes on in this
+/// "initDownloaderInterface", lets it fill a DownloaderInterface, and continues in this
 /// order:
 ///
 ///   1. check that `version` is DOWNLOADER_INTERFACE_VERSION;

@@ -22,7 +22,7 @@ enum ProxyMode : std::int32_t {
 /// The field order is fixed.
 ///
 /// remoteAddress and the proxy fields are read when a downloader first runs and stay
-/// in force for its life; targetDirectory and subPath are read anew on every run.
+/// in force for its life; targetDirectory and subPath are read again on every run.
 struct DownloaderSettings {
   /// Base address of the remote library: "http://" or "https://", host, optional port, path.
   /// Without a scheme, http is used. Do not give a path that is a slash alone: for "http://host/"

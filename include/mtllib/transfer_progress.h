@@ -65,7 +65,7 @@ enum HttpRule : std::int32_t {
   HTTP_RULE_FORBIDDEN_BYTE = 2,     ///< Its header holds a zero byte, or a CR without LF.
   HTTP_RULE_FIELD = 3,              ///< A line of its header or trailers is not a field.
   HTTP_RULE_LENGTH = 4,             ///< Its length is not a number below 2^63, or not the only one.
-  HTTP_RULE_CODING = 5,             ///< Its transfer coding is another than "chunked".
+  HTTP_RULE_CODING = 5,             ///< Its transfer coding is not "chunked".
   HTTP_RULE_CHUNK = 6,              ///< Its chunks do not follow one another.
   HTTP_RULE_UPGRADE = 7,            ///< It changes to another protocol (status 101).
   HTTP_RULE_HEADER_SIZE = 8,        ///< Header and trailers are larger than 300 KiB.

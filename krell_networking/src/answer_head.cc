@@ -281,7 +281,7 @@ bool AnswerHead::takeCoding() {
   return true;
 }
 
-// Stops llhttp: what follows is a body, of which it is not told.
+// Stops llhttp: what follows is a body, which it does not parse.
 int AnswerHead::onEnd(llhttp_t* parser) {
   auto& head = *static_cast<AnswerHead*>(parser->data);
   if (head.inTrailers_) return HPE_PAUSED;

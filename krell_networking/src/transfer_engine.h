@@ -41,8 +41,8 @@ struct TransferConfiguration : Peer {
 /// the first request. A request takes whichever connection is idle; there is never more than
 /// one a client. All of them are opened with the second request.
 ///
-/// Hand-over: what callbacks wrote is visible to whoever was told, by waitAvailable() or
-/// waitFinished(), that the client is idle. Both sides take the mutex.
+/// Visibility: what callbacks wrote is visible to whoever learns, from waitAvailable() or
+/// waitFinished(), that the client is idle. Both sides lock the mutex.
 class TransferEngine : private Connection::Watch {
  public:
   explicit TransferEngine(HttpClient* clients, int count);

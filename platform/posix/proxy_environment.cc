@@ -113,7 +113,7 @@ std::string bypassPatterns(std::string_view entry) {
   // No host has a ';', and a pattern cannot hold one.
   if (host.empty() || host.find(';') != std::string_view::npos) return {};
   const std::string pattern = escaped(host);
-  // Nothing lies below an address, and a pattern is taken as it was given.
+  // Nothing is below an address, and a pattern is used as it was given.
   const bool isPatternOrIpv6 = host.find_first_of("*:") != std::string_view::npos;
   const bool isIpv4 = host.find_first_not_of("0123456789.") == std::string_view::npos;
   return isPatternOrIpv6 || isIpv4 ? pattern + ";" : pattern + ";*." + pattern + ";";

@@ -16,7 +16,7 @@ struct InternetSettings {
   std::string proxyOverride;  ///< Patterns separated by ';'.
 };
 
-/// Tells the value of an environment variable; null when it is not set.
+/// Returns the value of an environment variable; null when it is not set.
 using EnvironmentLookup = std::function<const char*(const char* name)>;
 
 /// Translates http_proxy, https_proxy, all_proxy and no_proxy. docs/proxy.md describes the

@@ -270,7 +270,7 @@ _FUNCTIONS = {
 
 
 def declare(library: ctypes.CDLL) -> None:
-    """Tells ctypes the types of all functions; AttributeError when one is missing."""
+    """Declares the types of all functions to ctypes; AttributeError when one is missing."""
     for name, (result, arguments) in _FUNCTIONS.items():
         function = getattr(library, name)
         function.restype = result

@@ -55,7 +55,7 @@ class ErrorKind(enum.Enum):
     PROXY = 6
     """The proxy could not be used or reached, or refused."""
     ANSWER = 7
-    """The server's answer was not what was asked for."""
+    """The server's answer was not what was requested."""
     CONTENT = 8
     """Something is not what was published."""
     UNTRUSTED = 9
@@ -228,7 +228,7 @@ class ContentError(SyncError):
 
 class UntrustedError(SyncError):
     """A run failed because something is not signed with one of the keys, or is older than what the
-    copy has had. Nothing of it took effect. The message says what was found, and what it may mean.
+    copy has seen. Nothing of it took effect. The message says what was found, and what it may mean.
     `failure` is `Failure.UNTRUSTED`."""
 
 

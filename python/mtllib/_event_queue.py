@@ -12,7 +12,7 @@ _DISPENSABLE = ("stage", "info", "file", "waiting")
 
 
 class EventQueue:
-    """Holds what a run tells until its caller has time for it.
+    """Holds what a run reports until its caller has time for it.
 
     Who puts events in never waits: a handler that is slow, or never returns, must not stall
     the transfers, whose servers give up after a while. A million files must not fill the

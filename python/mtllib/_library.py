@@ -96,13 +96,13 @@ class Library:
         options: how the copy is brought up to date.
         keys: the public key of the library's publisher, or several, any of which may have signed:
             the 56 characters of a key ("RWQ..."), the text of its file, or the name of its file.
-            With keys, nothing takes effect that is not signed with one of them, nor any release
-            older than what the copy has had: runs raise `UntrustedError`. A copy that was once
+            With keys, nothing takes effect that is not signed with one of them, or that is
+            older than what the copy has seen: runs raise `UntrustedError`. A copy that was once
             updated with keys is not updated without them. Used by the engine only.
         name: the name that the publisher has given to the library. If empty, the name of the
             release that the copy was first brought to with keys.
         allow_expired: accept an expired release, with a warning.
-        forget_keys: forget what the copy has had with keys: it may then be updated without keys,
+        forget_keys: forget what the copy has seen with keys: it may then be updated without keys,
             with other keys, to a library of another name, or to an older release.
         mirrors: other addresses of the same library. If one does not answer, lags, or lacks
             something that was published, another one is asked. With keys, their order is random for

@@ -21,8 +21,8 @@ constexpr std::uint64_t kStampBlockSize = 4096;
 /// The chunk size of every file that is written.
 constexpr std::int32_t kSaveChunkSize = 32768;
 
-/// The stamp, the list and the files of a library, and where they lie. The getter must be
-/// there before anything is fetched.
+/// The stamp, the list and the files of a library, and where they are. The getter must exist
+/// before anything is fetched.
 ///
 /// The operations report their failures to the callback themselves, unless they return
 /// or fill an ErrorChain.

@@ -1,4 +1,4 @@
-// Computes where the files of a library lie, on the server and in the local copy.
+// Computes where the files of a library are, on the server and in the local copy.
 #include <string>
 
 #include "catalogue/library_copy.h"

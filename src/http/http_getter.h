@@ -94,7 +94,7 @@ struct HttpGetter {
 
 /// Makes a getter for the remote address of the settings, through the proxy that they choose,
 /// and sets `remotePath` to the path part of that address, unless it has none. Null after a
-/// failure, which the callback was told.
+/// failure, which the callback received.
 HttpGetter* makeHttpGetter(DownloaderSettings& settings, HostCallback& callback,
                            QUtils::CharString& remotePath);
 

@@ -20,7 +20,7 @@ struct ReqIDGeneralType;
 /// An address to bind to; only null is supported.
 struct IP;
 
-/// Why a request failed, as told to the error callback.
+/// Why a request failed, as passed to the error callback.
 struct ConnectionError {
   /// Low 12 bits: ConnectionErrorReason. Upper 20: ConnectionErrorFlags.
   std::uint32_t code;
@@ -191,7 +191,7 @@ class HttpClientPool {
   /// before, else instead of them.
   KRELL_EXPORT krbool setHeaders(Err& err, Headers& headers, krbool append);
 
-  /// Tells `callback` of every request that has finished; null for nobody. It gets the user
+  /// Calls `callback` for every request that has finished; null for none. It gets the user
   /// pointer of setCallbacks().
   KRELL_EXPORT krbool setCompletionCallback(Err& err, HttpClient::CompletionCallback callback);
   /// Gives `callback` the fields of all answers; null for nobody, as at first. It gets the

@@ -28,7 +28,7 @@ struct Halves {
   DWORD low;
   DWORD high;
 
-  // The low half alone does not tell: it may be that of a position.
+  // The low half alone does not show this: it may be that of a position.
   bool failed() const { return low == INVALID_SET_FILE_POINTER && GetLastError() != ERROR_SUCCESS; }
   // -1 on failure.
   std::int64_t join() const {

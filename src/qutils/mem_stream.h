@@ -8,7 +8,7 @@
 
 namespace QUtils {
 
-/// One block; byte p of the stream lies in block p / blockSize at p % blockSize.
+/// One block; byte p of the stream is in block p / blockSize at p % blockSize.
 struct MemBlock {
   char* data;
   MemBlock* next;

@@ -23,10 +23,10 @@ struct SystemProxySettings {
 };
 
 /// Fills `out` with the settings as they were when first read in this process; with `force`
-/// they are read anew. `out` is filled on failure too, with what could be read.
+/// they are read again. `out` is filled on failure too, with what could be read.
 ///
 /// May be called by several threads at once. Throws std::bad_alloc when memory runs out; the next
-/// call reads anew.
+/// call reads again.
 ErrorChain readSystemProxySettings(SystemProxySettings& out, bool force);
 
 }  // namespace QUtils

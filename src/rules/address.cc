@@ -71,7 +71,7 @@ bool isMirrorAddress(std::string_view address) {
 std::string withoutUserName(std::string_view address) {
   const std::string_view server = splitAddress(address).server;
   const auto begin = static_cast<std::size_t>(server.data() - address.data());
-  // A password with a slash in it ends the server too early, and is no port.
+  // A slash in a password ends the server too early, and what precedes it is not a port.
   const std::size_t colon = server.rfind(':');
   const bool hasPort =
       colon == server.npos || server.find_first_not_of("0123456789]", colon + 1) == server.npos;

@@ -26,7 +26,7 @@ const char* defaultAddress();
 
 /// `address` without the slashes at its end, unless they follow the scheme ("http://") or are
 /// all there is. Below "http://host/" the names of files would begin with two slashes, and
-/// servers may tell "//id.txt" from "/id.txt".
+/// servers may distinguish "//id.txt" from "/id.txt".
 std::string withoutTrailingSlashes(std::string_view address);
 
 /// Whether the address has a user name, which may come with a password.

@@ -39,8 +39,8 @@ inline constexpr const char* kCompressedListName = "filelist.json.gz";
 /// The folder of differences, beside the list.
 inline constexpr const char* kDifferencesFolder = "changes";
 
-/// Where the difference from the list of the stamp with this digest lies, relative to where the
-/// list does: "changes/5f70....gz".
+/// Where the difference from the list of the stamp with this digest is, relative to where the
+/// list is: "changes/5f70....gz".
 std::string differenceName(std::string_view stampSha256);
 
 /// Whether a path of the library, in the one way to write it, is a name of the two kinds above.

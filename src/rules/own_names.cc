@@ -22,7 +22,7 @@ bool isSameName(std::string_view left, std::string_view right) {
   return equalsIgnoringCase(withoutTail(left), withoutTail(right));
 }
 
-// Whether one of them is the other, or a folder that the other lies in.
+// Whether one of them is the other, or a folder that contains the other.
 bool isInTheWay(const std::vector<std::string_view>& left,
                 const std::vector<std::string_view>& right) {
   const std::size_t common = std::min(left.size(), right.size());

@@ -14,8 +14,8 @@ namespace mtlrules {
 enum class NameFault {
   kUnsavable,    ///< No client can hold the name.
   kWindowsName,  ///< Windows cannot hold the name.
-  kSameName,  ///< A file is another one, or lies in one, where case or accents are not told apart.
-  kLongPath,  ///< The path leaves less than 60 bytes for the folder of a copy.
+  kSameName,     ///< Is the same as another file, or in one, if case or accents are ignored.
+  kLongPath,     ///< The path leaves less than 60 bytes for the folder of a copy.
   kUnusedEntry,  ///< Clients pass over the entry, as they have a file of their own there.
 };
 
@@ -33,7 +33,7 @@ struct NameFinding {
 /// Looks at the paths that clients fetch, one after another.
 class PublishedNames {
  public:
-  /// Gives paths that some system does not tell apart the same text, with '/' where it was.
+  /// Gives paths that some system does not distinguish the same text, with '/' where it was.
   using Fold = std::string (*)(const std::string&);
 
   /// `subPath` is that of the clients, "" for none.
@@ -56,7 +56,7 @@ class PublishedNames {
   std::map<Key, Use> taken_;
 };
 
-/// Why no client can save a file of this path, whatever folder its copy lies in; "" when it is
+/// Why no client can save a file of this path, whatever folder its copy is in; "" when it is
 /// short enough.
 std::string unsavableLength(std::string_view path);
 

@@ -1,4 +1,4 @@
-// Tells which bytes of a text are characters in UTF-8 and which are not.
+// Says which bytes of a text are characters in UTF-8 and which are not.
 #ifndef MTLLIB_RULES_UTF8_H_
 #define MTLLIB_RULES_UTF8_H_
 

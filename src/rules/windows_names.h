@@ -1,4 +1,4 @@
-// Tells which names Windows can hold. The rule works on the text alone, on any system.
+// Says which names Windows can hold. The rule works on the text alone, on any system.
 #ifndef MTLLIB_RULES_WINDOWS_NAMES_H_
 #define MTLLIB_RULES_WINDOWS_NAMES_H_
 

@@ -50,7 +50,7 @@ enum class OutputStream { kOut, kError };
 /// True when a person is looking, on something that understands control sequences.
 bool isTerminal(OutputStream stream);
 
-/// Columns of the terminal; 80 when it does not tell.
+/// Columns of the terminal; 80 if that is unknown.
 int terminalWidth(OutputStream stream);
 
 /// The value of a variable of the environment, in UTF-8; "" when there is none.

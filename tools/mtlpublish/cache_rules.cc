@@ -1,5 +1,5 @@
-// Applies cache rules. Lists and stamps are recognised by their names alone, wherever they lie,
-// here as in nginx's map.
+// Applies cache rules. Lists and stamps are recognised by their names alone, wherever they are,
+// as in nginx's map.
 #include "mtlpublish/cache_rules.h"
 
 #include <algorithm>

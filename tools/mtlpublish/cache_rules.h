@@ -26,7 +26,7 @@ inline constexpr const char* kAskFirst = "no-cache";
 inline constexpr const char* kStampControl = "max-age=60";
 
 /// The Cache-Control of a life: "no-cache", "forever", or a time from "1s" to "1y", with s, m, h, d
-/// or y. None when it is no life; `problem` then says so, in words that follow the life.
+/// or y. None when it is not a life; `problem` then says so, in words that follow the life.
 std::optional<std::string> controlOfLife(std::string_view life, std::string& problem);
 
 /// Those of a library that says nothing of caches: what is below "maps/" stays forever.

@@ -87,7 +87,7 @@ bool Connection::isOver(const Patience& patience, Time since) const {
   return time >= patience.alone || (time >= patience.whileOthersWait && doOthersWait_());
 }
 
-/// Fills the buffer anew with what there is. False when nothing came in time.
+/// Refills the buffer with what there is. False when nothing came in time.
 bool Connection::receive(const Patience& patience, Time since) {
   for (;;) {
     const std::ptrdiff_t count =

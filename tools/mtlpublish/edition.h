@@ -65,7 +65,7 @@ struct EditionOptions {
 
 class Edition {
  public:
-  /// `folder` is where list and stamp lie, canonical as far as it exists. Reads what is known of
+  /// `folder` is where list and stamp are, canonical as far as it exists. Reads what is known of
   /// the last release.
   Edition(std::filesystem::path folder, EditionOptions options);
   Edition(const Edition&) = delete;

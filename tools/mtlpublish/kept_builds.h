@@ -1,5 +1,5 @@
 // KeptBuilds are earlier builds of a library that can be published again: their files, the digests
-// of these, and their lists. They lie in the folder ".mtlpublish" of the library.
+// of these, and their lists. They are in the folder ".mtlpublish" of the library.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_KEPT_BUILDS_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_KEPT_BUILDS_H_
 

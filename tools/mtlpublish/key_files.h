@@ -22,7 +22,7 @@ struct PasswordSource {
 std::string makeKeyPair(const std::string& name, const PasswordSource& password,
                         mtlsigning::PublicKey& key);
 
-/// The secret key in a file, which must not lie in the folder that is published; otherwise none,
+/// The secret key in a file, which must not be in the folder that is published; otherwise none,
 /// and `problem` says why.
 std::optional<mtlsigning::SecretKey> readSecretKey(const std::string& file,
                                                    const PasswordSource& password,

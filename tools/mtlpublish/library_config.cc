@@ -43,7 +43,7 @@ std::size_t distance(std::string_view a, std::string_view b) {
   return row.back();
 }
 
-/// Far more than anybody writes, and few enough for tables that lie in each other to be destroyed
+/// Far more than anybody writes, and few enough for nested tables to be destroyed
 /// on the stack of any thread.
 constexpr std::size_t kMostDots = 1000;
 

@@ -92,8 +92,8 @@ std::string LibrarySigner::clockWarning(std::chrono::system_clock::time_point no
          mtlsigning::utcText(last_->published);
 }
 
-// One without a set end lasts, and one that is nearer to its end than to its beginning is made
-// anew, so that a build now and then keeps a library that does not change alive.
+// One without an expiry lasts, and one that is nearer to its end than to its beginning is made
+// again, so that a build now and then keeps a library that does not change alive.
 bool LibrarySigner::isStillGood(const Release& release, std::int64_t now) const {
   if (release.library != libraryName() || release.subPath != subPath() ||
       release.expires.has_value() != options_.life.has_value()) {

@@ -65,7 +65,7 @@ std::vector<std::string> checkEntries(const std::vector<ListEntry>& entries,
 }
 
 std::vector<std::string> sizeWarnings(const std::vector<ListEntry>& entries) {
-  // More, hosts of the module can hardly hold in memory, and mtlsync takes only when told to.
+  // Hosts of the module can hardly hold more in memory, and mtlsync accepts more only on request.
   constexpr std::uint64_t kLargest = 2'000'000'000;
   std::vector<std::string> problems;
   for (const ListEntry& entry : entries) {

@@ -1,4 +1,4 @@
-// Makes the forms of a list. The differences that lead to the last list lie beside it; joined with
+// Makes the forms of a list. The differences that lead to the last list are beside it; joined with
 // the one from there to the new list, they are the next to publish.
 #include "mtlpublish/list_forms.h"
 

@@ -20,7 +20,7 @@ namespace mtlpublish {
 /// From how many builds there are differences unless the publisher says something else.
 inline constexpr std::size_t kUsualDifferences = 50;
 
-/// The names of all forms that lie in the folder, below it, in their order.
+/// The names of all forms in the folder, relative to it, in their order.
 std::vector<std::string> listFormsIn(const std::filesystem::path& folder);
 
 /// What is wrong with the content of kCompressedListName beside the list; "" when nothing is.
@@ -42,7 +42,7 @@ struct ListCosts {
 class ListForms {
  public:
   /// Those of a new list beside what the last build left in `folder`, where list, stamp and forms
-  /// lie. `differences` is from how many builds there are to be some, 0 for none.
+  /// are. `differences` is from how many builds there are to be some, 0 for none.
   ListForms(const std::filesystem::path& folder, std::string list, std::size_t differences);
 
   /// What the stamp is to say of the list.

@@ -83,7 +83,7 @@ void remove(const fs::path& root, const std::vector<std::string>& names) {
   }
 }
 
-/// Replaces files; what it replaced comes back when it is destroyed before it is told to keep them.
+/// Replaces files; restores what it replaced if it is destroyed before keep() is called.
 class PartWriter {
  public:
   explicit PartWriter(const fs::path& root) : root_(root) {}

@@ -1,4 +1,4 @@
-// Serves files in pieces from the disk. Every name is resolved and checked to lie within the
+// Serves files in pieces from the disk. Every name is resolved and checked to be within the
 // folder.
 #include "mtlpublish/static_server.h"
 

@@ -23,18 +23,18 @@ struct ServerOptions {
   std::vector<CacheRule> caches = usualCacheRules();
   /// Names that requests may be for, beside localhost and IP addresses.
   std::vector<std::string> hostNames;
-  /// Told of each request once it has been answered, in one printable line: method, path,
-  /// status, bytes of the body that were sent, milliseconds. Called on any thread, by one
-  /// at a time; none for no log.
+  /// Called for each request once it has been answered, in one printable line: method, path,
+  /// status, bytes of the body that were sent, milliseconds. On any thread, one at a
+  /// time; none for no log.
   std::function<void(const std::string&)> log;
 };
 
 /// Answers GET and HEAD for the regular files below the folder; where the request accepts
 /// text/html, for the folder itself and those of views by their index.html or, where there is none,
 /// with a page about the library or the view; and 404 to everything else; requests for another
-/// host, and requests with a body, are refused. Parts, and files that the client has already, are
-/// told apart as any server of files does. Files are read in pieces as they are sent, so their size
-/// does not matter.
+/// host, and requests with a body, are refused. Ranges, and conditional requests for
+/// files that the client already has, are answered as any file server does. Files are read in
+/// pieces as they are sent, so their size does not matter.
 class StaticServer {
  public:
   /// `root` is canonical.

@@ -22,7 +22,7 @@ struct FileState {
   /// When anything about the file last changed; only the system sets it. 0 where the file
   /// system does not keep it.
   std::int64_t changed = 0;
-  /// Tells the file from others on its volume.
+  /// Distinguishes the file from others on its volume.
   std::uint64_t id = 0;
 };
 
@@ -53,8 +53,7 @@ std::error_code createFile(const std::filesystem::path& file, std::string_view c
                            bool onlyForUser);
 
 /// Asks for a line on the terminal, in UTF-8, and shows nothing of what is typed. None when there
-/// is no terminal. An interrupt meanwhile ends the program as it does otherwise, with the terminal
-/// as it was.
+/// is no terminal. An interrupt meanwhile ends the program as usual, with the terminal as it was.
 std::optional<std::string> askPassword(const std::string& prompt);
 
 /// From now on an interrupt or a request to terminate ends the program at once, with the

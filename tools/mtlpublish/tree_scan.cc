@@ -106,7 +106,7 @@ class Scanner {
     if (prefix.empty() && isPrivateName(name)) return true;
     if (path == selection_.config) return true;
     if (isListForm(relative)) {
-      // Such as is written lies there already; one in other letters would be the same on Windows.
+      // One that a build writes is there already; in other letters it would be the same on Windows.
       if (!isLowerCase(relative)) addProblem(relative, "publishing writes a file of that name");
       return true;
     }
@@ -129,7 +129,7 @@ class Scanner {
       return true;
     }
     if (isLink(entry) && !acceptLink(path, relative)) return true;
-    // Of these the folder may have told already.
+    // The folder may have reported these already.
     if (entry.is_directory(error)) return walk(path, relative + "/");
     if (entry.is_regular_file(error)) {
       result_.files.push_back({relative, path});

@@ -72,8 +72,8 @@ struct TreeScan {
 };
 
 /// Finds every file below `root`, which is canonical. Symbolic links that stay below
-/// `root` are followed, as long as they do not lead back to a folder they lie in. What is not
-/// selected is not looked at, and nothing below it.
+/// `root` are followed, as long as they do not lead back to a folder that contains them. What is
+/// not selected is not looked at, and nothing below it.
 TreeScan scanTree(const std::filesystem::path& root, const FileSelection& selection = {});
 
 }  // namespace mtlpublish

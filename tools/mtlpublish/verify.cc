@@ -1,5 +1,5 @@
 // Checks the stamp, the list in all its forms, every file, and the stamp again, because a library
-// that is published anew meanwhile would show problems that it does not have.
+// that is published again meanwhile would show problems that it does not have.
 #include "mtlpublish/verify.h"
 
 #include <chrono>
@@ -57,7 +57,7 @@ struct Text {
   std::string problem;
 };
 
-/// Where a library lies.
+/// Where a library is.
 class Source {
  public:
   Source() = default;

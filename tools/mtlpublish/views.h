@@ -1,5 +1,5 @@
 // A View is another list of a library's files, with its own stamp, for clients that give a
-// sub-path. Both lie in the folder of the sub-path inside the library's folder.
+// sub-path. Both are in the folder of the sub-path inside the library's folder.
 #ifndef MTLLIB_TOOLS_MTLPUBLISH_VIEWS_H_
 #define MTLLIB_TOOLS_MTLPUBLISH_VIEWS_H_
 

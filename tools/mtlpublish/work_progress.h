@@ -21,7 +21,7 @@ struct WorkProgress {
   std::string file;
 };
 
-/// Told about ten times a second, on the thread that asked for the work.
+/// Called about ten times a second, on the thread that requested the work.
 using OnProgress = std::function<void(const WorkProgress&)>;
 
 /// Counts what is done. Used by any number of threads.
@@ -40,7 +40,7 @@ class WorkCounter {
     const std::lock_guard lock(mutex_);
     progress_.bytesDone += count;
   }
-  /// Counts the bytes of one file, told by how many of them there were so far.
+  /// Counts the bytes of one file, given how many of them there have been so far.
   std::function<bool(std::uint64_t)> bytesOfFile() {
     return [this, before = std::uint64_t{0}](std::uint64_t total) mutable {
       addBytes(total - before);

@@ -86,7 +86,7 @@ std::string bar(const Progress& progress, int columns) {
   return "[" + text + "]";
 }
 
-/// "" when there is nothing to tell.
+/// "" when there is nothing to show.
 std::string partText(Part part, const Progress& progress) {
   switch (part) {
     case kPhase:

@@ -64,7 +64,7 @@ bool readStart(const fs::path& path, std::string& text, std::error_code& error) 
   return true;
 }
 
-/// The stamp lies below the sub-path, and with it the copy.
+/// The stamp is below the sub-path, and so is the copy.
 fs::path stampFile(const Options& options) {
   const std::string name = mtlrules::stampName(options.subPath);
   return fs::u8path(mtlrules::joinedPath(options.directory, name));

@@ -35,7 +35,7 @@ enum class StatusResult {
 StatusResult readStatus(const Options& options, const std::function<bool()>& stop,
                         CopyStatus& status, mtlhost::Errors& problem);
 
-/// The same, told to people or programs as the options say.
+/// The same, printed for people or for programs as the options say.
 ExitStatus tellStatus(const Options& options, const SyncObserver::Outputs& outputs,
                       const std::function<bool()>& stop);
 

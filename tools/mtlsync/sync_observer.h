@@ -15,14 +15,14 @@
 
 namespace mtlsync {
 
-/// What a run has told about itself.
+/// What a run has reported about itself.
 struct RunRecord {
   std::int64_t files = 0;  ///< Downloads that were begun; of the engine, those that were done.
   std::int64_t bytes = 0;
   std::int64_t compared = 0;     ///< Files that were compared with the list.
-  std::int64_t differences = 0;  ///< That were told.
+  std::int64_t differences = 0;  ///< How many were reported.
   bool isUnchanged = false;      ///< The copy was as it should be.
-  mtlhost::Errors failure;       ///< The last one told.
+  mtlhost::Errors failure;       ///< The last one reported.
 };
 
 /// Messages go to the console as far as the verbosity allows, everything goes to the
@@ -39,12 +39,12 @@ class SyncObserver final : public mtlhost::Observer {
   /// `stop` is asked whether to end the run.
   SyncObserver(const Outputs& outputs, Verbosity verbosity, std::function<bool()> stop);
 
-  /// Tells in what the copy differs from the list.
+  /// Reports how the copy differs from the list.
   void showDifferences(const std::vector<mtlhost::Difference>& differences);
 
   const RunRecord& record() const { return record_; }
 
-  /// Tells what an update would do.
+  /// Reports what an update would do.
   void showPlan(const mtlhost::Plan& plan);
 
   void stage(const mtlhost::Message& message) override;

@@ -14,14 +14,14 @@ namespace mtlhost {
 /// What a failure is about.
 enum class ErrorKind {
   kOther,        ///< None of the others.
-  kSettings,     ///< What was asked for cannot be done.
+  kSettings,     ///< What the host asked for cannot be done.
   kAddress,      ///< The library's address cannot be used.
   kName,         ///< The name of the server could not be resolved.
   kConnection,   ///< The server could not be reached, or the connection broke or stood still.
   kCertificate,  ///< The server could not show that it is who it should be.
   kProxy,        ///< The proxy could not be used or reached, or refused.
-  kAnswer,       ///< The server answered something other than what it was asked for.
-  kContent,      ///< What arrived, or lies in the copy, is not what was published.
+  kAnswer,       ///< The server answered with something other than what was requested.
+  kContent,      ///< What arrived, or is in the copy, is not what was published.
   kUntrusted,    ///< It is not what the library's publisher signed.
   kDisk,         ///< The local disk or folder.
   kPermission,   ///< Something there may not be read or written.

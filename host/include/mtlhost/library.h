@@ -82,15 +82,15 @@ struct Result {
   enum class Failure {
     kNone,        ///< It did not fail.
     kOther,       ///< Any other failure, and all of the module but kLimit and kAnotherRun.
-    kUsage,       ///< What was asked for cannot be done, whatever the state of things is.
+    kUsage,       ///< What the host asked for cannot be done in any circumstances.
     kNetwork,     ///< The network or the server: worth trying later.
     kDisk,        ///< The local disk or folder.
-    kContent,     ///< What arrived, or lies there, is not what was published.
+    kContent,     ///< What arrived, or is in the copy, is not what was published.
     kLimit,       ///< A limit of the settings would be exceeded.
     kAnotherRun,  ///< Another run is at work on the copy, perhaps of another process.
     kMemory,      ///< Not enough memory.
     /// Stamp, list or files are not what the library's publisher signed, or are older than what the
-    /// copy has had. The copy is unchanged.
+    /// copy has seen. The copy is unchanged.
     kUntrusted
   };
   Status status = Status::kFailed;  ///< Which of them it was.
@@ -114,7 +114,7 @@ struct Result {
   Amount removed{};                         ///< Withdrawn files.
   Amount withdrawn{};                       ///< Those that stay.
   Amount unchanged{};                       ///< Files that stayed as they were.
-  std::vector<std::string> changedPaths{};  ///< Files put in their places: hosts load them anew.
+  std::vector<std::string> changedPaths{};  ///< Files put in their places: hosts reload them.
   std::vector<std::string> removedPaths{};  ///< Files removed.
   std::chrono::microseconds commitTime{};  ///< From before the first of these until after the last.
   std::vector<Difference> differences{};   ///< Of verify().

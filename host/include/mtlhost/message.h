@@ -21,7 +21,7 @@ class Message {
   Message(const Message&) = delete;
   Message& operator=(const Message&) = delete;
 
-  /// The format as the library wrote it, by which messages can be told apart.
+  /// The format as the library wrote it, which identifies the message.
   const char* format() const { return format_; }
 
   /// The text with the arguments filled in, whatever its length; the format itself if the arguments

@@ -17,7 +17,7 @@ struct Progress {
   static constexpr int kUnknown = -1;
 
   std::string text;                        ///< The phase: "Downloading files".
-  int permille = kUnknown;                 ///< 0 to 1000; known when the list tells sizes.
+  int permille = kUnknown;                 ///< 0 to 1000; known when the list has sizes.
   std::int64_t megabytesDone = 0;          ///< Received in this phase, or read by it.
   std::int64_t megabytesTotal = kUnknown;  ///< As well.
   std::int64_t bytesDone = 0;              ///< As megabytesDone, to the byte.
@@ -35,8 +35,8 @@ struct Transfer {
 /// A caption as the library writes it, taken apart: "Downloading files (3MB / 19MB)".
 struct Caption {
   std::string phase;                                 ///< "Downloading files".
-  std::int64_t megabytesDone = 0;                    ///< 0 when the caption does not tell.
-  std::int64_t megabytesTotal = Progress::kUnknown;  ///< When the caption does not tell.
+  std::int64_t megabytesDone = 0;                    ///< 0 when the caption does not say.
+  std::int64_t megabytesTotal = Progress::kUnknown;  ///< When the caption does not say.
 };
 
 /// Takes a caption apart. A caption that does not end like this is the name of a phase.

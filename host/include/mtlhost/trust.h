@@ -15,7 +15,7 @@
 namespace mtlhost {
 
 /// Who must have signed a library. With keys, nothing takes effect that is not signed with one of
-/// them, nor any release older than what the copy has had; an operation that meets anything
+/// them, or that is older than what the copy has seen; an operation that meets anything
 /// else ends with Result::Failure::kUntrusted and leaves the copy as it was. A copy that was once
 /// updated with keys is not updated without them.
 ///
@@ -30,7 +30,7 @@ struct TrustSettings {
   std::string libraryName{};
   /// Accept a release that has expired, with a warning.
   bool allowsExpired = false;
-  /// Forget what the copy has had with keys: it may then be updated without keys, with other keys,
+  /// Forget what the copy has seen with keys: it may then be updated without keys, with other keys,
   /// to a library of another name, or to an older release.
   bool forgetsKeys = false;
 };

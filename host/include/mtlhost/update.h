@@ -46,7 +46,7 @@ struct FileChange {
     kCopied,     ///< Its content is that of another file, and comes from there.
     kWithdrawn,  ///< The library does not have it any longer, and it stays.
     kRemoved,    ///< The same, and it is removed.
-    kSkipped     ///< The library has it, and what lies in its place stays: see `reason`.
+    kSkipped     ///< The library has it, but what is in its place stays: see `reason`.
   };
 
   Kind kind = Kind::kFetched;          ///< Which of them.

@@ -61,7 +61,7 @@ class _TaskOperator:
         session.stop()
 
     def _start(self, context: Any) -> bool:
-        """Tells why, when it cannot."""
+        """Starts the work, or reports why it cannot."""
         self._settings = self.settings(context)
         obstacle = _obstacle(self._settings) or self._begin()
         if obstacle is not None:

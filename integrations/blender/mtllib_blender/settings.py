@@ -43,7 +43,7 @@ class Settings:
     query: str = ""
     """Behind the "?" of every URL; may be empty."""
     user_agent: str = ""
-    """The name told to servers; empty for the package's."""
+    """The name sent to servers; empty for the package's."""
     connect_timeout: str = ""
     """A time in s, m or h; empty for the engine's. So are the next two."""
     stall_timeout: str = ""
@@ -54,7 +54,7 @@ class Settings:
     retries: Optional[int] = None
     """How often a failed request is sent again; None for as often as the engine does."""
     forget_keys: bool = False
-    """Whether what the copy has had with keys does not count any longer."""
+    """Whether what the copy has seen with keys no longer counts."""
 
     def missing(self) -> Optional[str]:
         """The label of the first setting without which nothing can start."""

@@ -5,7 +5,7 @@ import enum
 
 class Task(enum.Enum):
     CHECK = enum.auto()
-    """Tells whether the remote library has changed."""
+    """Finds out whether the remote library has changed."""
     PLAN = enum.auto()
     """Says what it would take to bring the local copy up to date."""
     SYNCHRONISE = enum.auto()
