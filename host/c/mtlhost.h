@@ -231,7 +231,7 @@ enum {
   MTLHOST_KIND_ADDRESS = 2,     /**< The library's address cannot be used. */
   MTLHOST_KIND_NAME = 3,        /**< The name of the server could not be resolved. */
   MTLHOST_KIND_CONNECTION = 4,  /**< The server could not be reached, or the connection broke or
-                                     stood still. */
+                                     stalled. */
   MTLHOST_KIND_CERTIFICATE = 5, /**< The server could not prove its identity. */
   MTLHOST_KIND_PROXY = 6,       /**< The proxy could not be used or reached, or refused. */
   MTLHOST_KIND_ANSWER = 7,      /**< The server's answer was not what was requested. */

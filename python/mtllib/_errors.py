@@ -49,7 +49,7 @@ class ErrorKind(enum.Enum):
     NAME = 3
     """The name of the server could not be resolved."""
     CONNECTION = 4
-    """The server could not be reached, or the connection broke or stood still."""
+    """The server could not be reached, or the connection broke or stalled."""
     CERTIFICATE = 5
     """The server could not prove its identity."""
     PROXY = 6

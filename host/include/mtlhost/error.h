@@ -17,14 +17,14 @@ enum class ErrorKind {
   kSettings,     ///< What the host asked for cannot be done.
   kAddress,      ///< The library's address cannot be used.
   kName,         ///< The name of the server could not be resolved.
-  kConnection,   ///< The server could not be reached, or the connection broke or stood still.
-  kCertificate,  ///< The server could not show that it is who it should be.
+  kConnection,   ///< The server could not be reached, or the connection broke or stalled.
+  kCertificate,  ///< The server could not prove its identity.
   kProxy,        ///< The proxy could not be used or reached, or refused.
   kAnswer,       ///< The server answered with something other than what was requested.
   kContent,      ///< What arrived, or is in the copy, is not what was published.
   kUntrusted,    ///< It is not what the library's publisher signed.
   kDisk,         ///< The local disk or folder.
-  kPermission,   ///< Something there may not be read or written.
+  kPermission,   ///< No permission to read or write something there.
   kBusy,         ///< Another run is at work on the copy.
   kLimit,        ///< A limit of the settings would be exceeded.
   kCancelled,    ///< By the host or its user.

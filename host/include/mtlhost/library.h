@@ -75,13 +75,13 @@ struct Result {
     kUpdateAvailable,  ///< Of check() and plan() only.
     kFailed,           ///< `errors` say why.
     kCancelled,        ///< By cancel() or by the observer.
-    kBusy,             ///< Not begun: another one of this Library is under way.
-    kDifferent         ///< Of verify() only: `differences` say in what.
+    kBusy,             ///< Not begun: another operation of this Library is under way.
+    kDifferent         ///< Of verify() only: `differences` says how.
   };
   /// What a host may do about a failure.
   enum class Failure {
     kNone,        ///< It did not fail.
-    kOther,       ///< Any other failure, and all of the module but kLimit and kAnotherRun.
+    kOther,       ///< Any other; of the module, all except kLimit and kAnotherRun.
     kUsage,       ///< What the host asked for cannot be done in any circumstances.
     kNetwork,     ///< The network or the server: worth trying later.
     kDisk,        ///< The local disk or folder.
@@ -123,17 +123,12 @@ struct Result {
   /// @}
 };
 
-/// A remote library and its local copy. There are two ways to keep a copy, and both may be used on
-/// the same folder in turn:
+/// A remote library and its local copy. The copy is kept by the engine or, if the host asks for it,
+/// by the module; the README explains both. They may be used alternately on the same folder, and
+/// in both cases one run at a time works on a copy, across all processes.
 ///
-/// The engine, which is the default. It fetches what has changed, checks the digests in the
-/// library's list, and replaces files whole, once all of them have arrived. What it needs to know
-/// from one run to the next is in the folder ".mtllib" of the copy.
-///
-/// The module, which fetches everything that the list selects as soon as the stamp has changed. It
-/// is loaded by open() and released by the destructor.
-///
-/// In both cases one run at a time works on a copy, across all processes.
+/// What the engine needs to know from one run to the next is in the folder ".mtllib" of the copy.
+/// The module is loaded by open() and released by the destructor.
 ///
 /// Threads: any thread may use it, one at a time; other threads may call cancel() meanwhile.
 /// Several libraries may run at once, each on a thread of its own. A library must not be moved or

@@ -15,9 +15,9 @@
 namespace mtlhost {
 
 /// Who must have signed a library. With keys, nothing takes effect that is not signed with one of
-/// them, or that is older than what the copy has seen; an operation that meets anything
-/// else ends with Result::Failure::kUntrusted and leaves the copy as it was. A copy that was once
-/// updated with keys is not updated without them.
+/// them, or that is older than what the copy has seen; an operation that meets such a thing ends
+/// with Result::Failure::kUntrusted and leaves the copy as it was. A copy that was once updated
+/// with keys is not updated without them.
 ///
 /// Used by the engine only: the module cannot check signatures.
 struct TrustSettings {
@@ -40,7 +40,7 @@ struct CopySignature {
   /// Whether it can be trusted.
   enum class Kind {
     kNone,       ///< The copy's stamp is not a signature.
-    kUnchecked,  ///< It looks like one, which nobody checks: no keys were given.
+    kUnchecked,  ///< It may be one, but was not checked: no keys were given.
     kGood,       ///< The holder of one of the keys has signed it.
     kBad         ///< It is not what the holder of one of the keys has signed: see `problem`.
   };

@@ -44,8 +44,8 @@ struct FileChange {
   enum class Kind {
     kFetched,    ///< Its content comes from the library's server.
     kCopied,     ///< Its content is that of another file, and comes from there.
-    kWithdrawn,  ///< The library does not have it any longer, and it stays.
-    kRemoved,    ///< The same, and it is removed.
+    kWithdrawn,  ///< The library no longer has it; it stays in the copy.
+    kRemoved,    ///< The library no longer has it; it is removed.
     kSkipped     ///< The library has it, but what is in its place stays: see `reason`.
   };
 
@@ -60,15 +60,15 @@ struct FileChange {
 
 /// What an update would do.
 struct Plan {
-  std::vector<FileChange> files;  ///< All but those that are as they should be.
+  std::vector<FileChange> files;  ///< All except those that are as they should be.
   Amount fetched;                 ///< Each content counts once, without what is staged already.
   Amount copied;                  ///< From other files.
-  Amount replaced;                ///< Files that there are, with the bytes that they have.
+  Amount replaced;                ///< Existing files, with their current sizes.
   Amount removed;                 ///< Withdrawn files that are removed.
   Amount withdrawn;               ///< Those that stay.
-  Amount unchanged;               ///< Files that are as they should be, or nobody may touch.
+  Amount unchanged;               ///< Files that are as they should be, or must not be changed.
   std::int64_t unknownSizes = 0;  ///< Files to fetch whose sizes are not known, and not counted.
-  std::int64_t spaceNeeded = 0;   ///< In bytes, until the old files have gone.
+  std::int64_t spaceNeeded = 0;   ///< In bytes, before the old files are gone.
   std::optional<std::int64_t> spaceAvailable;  ///< In bytes, where it is known.
 };
 
@@ -79,7 +79,7 @@ struct Difference {
     kDamaged,    ///< In its content; it has the listed size.
     kMissing,    ///< There is no such file.
     kExtra,      ///< The list does not name it.
-    kChanged,    ///< In its size or content, where the library lets others change the file.
+    kChanged,    ///< In its size or content, and the library allows others to change it.
     kWrongSize,  ///< In its size.
     kUnreadable  ///< It, or a folder of that name, cannot be read: `reason` says why.
   };
