@@ -386,7 +386,7 @@ def _plan_lines(plan: Plan) -> Iterator[str]:
 def _change_line(change: FileChange) -> str:
     line = f"{_CHANGE_WORDS[change.kind]:6}  {change.path}"
     if change.kind == "withdrawn":
-        line += ": the library does not have it any longer"
+        line += ": the library no longer has it"
     if change.source:
         line += f", from {change.source}"
     if change.reason:

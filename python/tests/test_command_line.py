@@ -70,7 +70,7 @@ def test_a_dry_run_tells_what_an_update_would_do_and_does_nothing(
     assert process.stdout == (
         "fetch   a (5 bytes)\n"
         "fetch   d (4 bytes)\n"
-        "leave   b: the library does not have it any longer (3 bytes)\n"
+        "leave   b: the library no longer has it (3 bytes)\n"
         "To fetch: 2 files, 9 bytes.\n"
         "To replace: 1 file, 3 bytes.\n"
         "No longer of the library: 1 file, 3 bytes.\n"

@@ -32,7 +32,7 @@ const char* wordFor(ChangeKind kind) {
 
 std::string lineFor(const mtlhost::FileChange& file) {
   std::string line = std::string(wordFor(file.kind)) + "  " + file.path;
-  if (file.kind == ChangeKind::kWithdrawn) line += ": the library does not have it any longer";
+  if (file.kind == ChangeKind::kWithdrawn) line += ": the library no longer has it";
   if (!file.source.empty()) line += ", from " + file.source;
   if (!file.reason.empty()) line += ": " + file.reason;
   if (file.size) line += " (" + common::bytesText(*file.size) + ")";

@@ -70,7 +70,7 @@ def verified(verification: mtllib.Verification) -> Message:
 
 
 def cancelled() -> Message:
-    return Message("WARNING", "Cancelled; the next run goes on from there")
+    return Message("WARNING", "Cancelled; the next run continues from there")
 
 
 def failed(error: Exception) -> Message:

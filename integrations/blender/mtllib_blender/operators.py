@@ -151,14 +151,14 @@ class MTLLIB_OT_repair(_ChangingOperator, bpy.types.Operator):
 class MTLLIB_OT_check(_TaskOperator, bpy.types.Operator):
     bl_idname = "mtllib.check"
     bl_label = "Check Material Library"
-    bl_description = "Tell whether the online material library has changed; writes nothing"
+    bl_description = "Check whether the online material library has changed; writes nothing"
     _task = Task.CHECK
 
 
 class MTLLIB_OT_plan(_TaskOperator, bpy.types.Operator):
     bl_idname = "mtllib.plan"
     bl_label = "Preview Material Library"
-    bl_description = "Tell what a synchronisation would fetch and change; writes nothing"
+    bl_description = "Show what a synchronisation would fetch and change; writes nothing"
     _task = Task.PLAN
 
 

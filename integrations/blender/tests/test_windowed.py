@@ -179,7 +179,7 @@ def test_the_user_cancels(windowed: Blender, held: ScriptedServer, end: str) -> 
     status_text, libraries, reports = finished.told
     assert status_text == ""
     assert libraries == ["User Library"]
-    assert "Cancelled; the next run goes on from there" in reports
+    assert "Cancelled; the next run continues from there" in reports
 
 
 _RUN_UNTIL_TAKEN_AWAY = """

@@ -27,7 +27,7 @@ TEST(PlanLines, AreOneAFileAndThenTheTotals) {
   EXPECT_THAT(planLines(plan),
               ElementsAre("fetch   a.tx (1.5 kB)", "copy    b.tx, from old.tx (3 bytes)",
                           "remove  c.tx (1 byte)",
-                          "leave   d.tx: the library does not have it any longer (2 bytes)",
+                          "leave   d.tx: the library no longer has it (2 bytes)",
                           "skip    e.tx: its place is taken by a link", "To fetch: 1 file, 1.5 kB.",
                           "To copy: 1 file, 3 bytes.", "To remove: 1 file, 1 byte.",
                           "No longer of the library: 2 files, 2 bytes.",
