@@ -24,14 +24,14 @@ TEST(PlanLines, AreOneAFileAndThenTheTotals) {
   plan.unchanged = {70, 5000};
   plan.spaceNeeded = 1503;
   plan.spaceAvailable = 2000000;
-  EXPECT_THAT(planLines(plan),
-              ElementsAre("fetch   a.tx (1.5 kB)", "copy    b.tx, from old.tx (3 bytes)",
-                          "remove  c.tx (1 byte)",
-                          "leave   d.tx: the library no longer has it (2 bytes)",
-                          "skip    e.tx: its place is taken by a link", "To fetch: 1 file, 1.5 kB.",
-                          "To copy: 1 file, 3 bytes.", "To remove: 1 file, 1 byte.",
-                          "No longer of the library: 2 files, 2 bytes.",
-                          "Unchanged: 70 files, 5.0 kB.", "Room: 1.5 kB needed, 2.0 MB free."));
+  EXPECT_THAT(
+      planLines(plan),
+      ElementsAre("fetch   a.tx (1.5 kB)", "copy    b.tx, from old.tx (3 bytes)",
+                  "remove  c.tx (1 byte)", "leave   d.tx: the library no longer has it (2 bytes)",
+                  "skip    e.tx: its place is taken by a link", "To fetch: 1 file, 1.5 kB.",
+                  "To copy: 1 file, 3 bytes.", "To remove: 1 file, 1 byte.",
+                  "No longer of the library: 2 files, 2 bytes.", "Unchanged: 70 files, 5.0 kB.",
+                  "Room: 1.5 kB needed, 2.0 MB free."));
 }
 
 TEST(PlanLines, PrintHostileNamesHarmlessly) {
